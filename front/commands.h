@@ -1,0 +1,17 @@
+// The command routines: no arguments, a 32-bit result. A routine reports its own
+// failures before it returns their code.
+#pragma once
+
+#include <windows.h>
+
+namespace kestrel {
+
+DWORD RunEncrypt();
+DWORD RunDecrypt();
+DWORD RunSign();
+DWORD RunVerify();
+DWORD RunCopyCert();
+DWORD RunCspCert();
+DWORD RunDelCert();
+
+}  // namespace kestrel

@@ -1,0 +1,37 @@
+#include "front/dispatch.h"
+
+#include "front/catalogue.h"
+#include "front/command_rows.h"
+#include "front/commands.h"
+
+namespace kestrel {
+
+namespace {
+
+struct DispatchRow {
+    CommandNumber number;
+    CommandRoutine routine;
+};
+
+// For commands that are parsed and explained but cannot run yet.
+DWORD RunNotImplemented() {
+    SetLastError(ERROR_CALL_NOT_IMPLEMENTED);
+    return ReportError(kLastError);
+}
+
+constexpr DispatchRow kDispatchTable[] = {
+#define DISPATCH_ROW(number, word, routine, usage) {number, routine},
+    KESTREL_COMMAND_ROWS(DISPATCH_ROW)
+#undef DISPATCH_ROW
+};
+
+}  // namespace
+
+CommandRoutine FindRoutine(CommandNumber number) {
+    for (const DispatchRow& row : kDispatchTable) {
+        if (row.number == number) return row.routine;
+    }
+    return nullptr;
+}
+
+}  // namespace kestrel

@@ -1,0 +1,22 @@
+// The key table and the command-line parser.
+#pragma once
+
+#include "front/state.h"
+
+namespace kestrel {
+
+void BuildKeyTable();
+
+// 0, 2 after help was printed, or an own error code that was reported.
+DWORD ParseCommandLine(int argumentCount, const char* const* arguments);
+
+// The first given key with this word in set order, or null.
+const GivenKey* FindKey(const char* word);
+// Takes the first given key with this word out. True when there was one; `value`, if
+// wanted, gets its value (null for none).
+bool TakeKey(const char* word, const char** value = nullptr);
+
+// 0 when no key is left, otherwise kWrongKey, reported with the first one's word.
+DWORD RejectLeftoverKeys();
+
+}  // namespace kestrel

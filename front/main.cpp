@@ -1,0 +1,5 @@
+#include "front/main_frame.h"
+
+int main(int argumentCount, char** arguments) {
+    ExitProcess(kestrel::RunMain(argumentCount, arguments));
+}

@@ -1,0 +1,120 @@
+#include "front/main_frame.h"
+
+#include <clocale>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+
+#include "front/dispatch.h"
+#include "front/help.h"
+#include "front/keys.h"
+#include "front/state.h"
+
+namespace kestrel {
+
+namespace {
+
+constexpr MessageId kBannerContinuation = 101;
+constexpr DWORD kBareStart = 1;
+
+void PrintClosingError(DWORD code) {
+    // Lower case and eight digits, unlike the error line: scripts read both.
+    std::printf("[ErrorCode: 0x%08lx]\n", static_cast<unsigned long>(code));
+    std::fflush(stdout);
+}
+
+void PrintClosingLine(DWORD result) {
+    if (result != 0) return PrintClosingError(result);
+    std::printf("[ReturnCode: 0]\n");
+    std::fflush(stdout);
+}
+
+std::vector<const char*> CopiedArguments() {
+    std::vector<const char*> arguments;
+    for (const auto& copy : *state.argumentCopies) arguments.push_back(copy.get());
+    return arguments;
+}
+
+DWORD ParseAndRun() {
+    const std::vector<const char*> arguments = CopiedArguments();
+    const DWORD parsed = ParseCommandLine(static_cast<int>(arguments.size()), arguments.data());
+    if (parsed == kNoCommand) PrintCommandList();
+    if (parsed != 0) return parsed;
+
+    const CommandRoutine routine = FindRoutine(state.command);
+    return routine != nullptr ? routine() : 0;
+}
+
+DWORD RunProcess(int argumentCount, const char* const* arguments) {
+    CopyArguments(argumentCount, arguments);
+    PrintPair(Banner().russian, Banner().english, 0);
+    PrintMessage(kBannerContinuation, 1);
+
+    DWORD result = kBareStart;
+    if (argumentCount == 1) {
+        PrintCommandList();
+    } else {
+        result = ParseAndRun();
+    }
+    ReleaseState();
+    PrintClosingLine(result);
+    return result;
+}
+
+void CloseStore(const StoreSpec& store) {
+    if (store.handle == nullptr) return;
+    if (CertCloseStore(store.handle, CERT_CLOSE_STORE_FORCE_FLAG)) return;
+    std::printf("Error in CertCloseStore: %u", static_cast<unsigned>(GetLastError()));
+    std::fflush(stdout);
+}
+
+}  // namespace
+
+const TextPair& Banner() {
+    static constexpr TextPair kBanner = {"Kestrel, версия " KESTREL_VERSION,
+                                         "Kestrel, version " KESTREL_VERSION};
+    return kBanner;
+}
+
+void CopyArguments(int argumentCount, const char* const* arguments) {
+    state.argumentCopies = std::make_unique<ArgumentCopies>();
+    for (int i = 0; i < argumentCount; ++i) {
+        const size_t size = std::strlen(arguments[i]) + 1;
+        auto copy = std::make_unique<char[]>(size);
+        std::memcpy(copy.get(), arguments[i], size);
+        state.argumentCopies->push_back(std::move(copy));
+    }
+}
+
+void ReleaseState() {
+    state.givenKeys.reset();
+    state.keyTable.reset();
+    state.dnStrings.reset();
+    if (state.storeSpecs != nullptr) {
+        for (const StoreSpec& store : *state.storeSpecs) CloseStore(store);
+    }
+    state.storeSpecs.reset();
+    state.foundCertificates.reset();
+}
+
+DWORD RunGuarded(ProcessSteps steps, int argumentCount, const char* const* arguments) {
+    try {
+        return steps(argumentCount, arguments);
+    } catch (const std::exception& exception) {
+        std::printf("Exception:%s\n", exception.what());
+    } catch (...) {
+        std::printf("Unknown exception.\n");
+    }
+    std::fflush(stdout);
+    const DWORD error = GetLastError();
+    PrintClosingError(error);
+    return error;
+}
+
+DWORD RunMain(int argumentCount, const char* const* arguments) {
+    std::setlocale(LC_ALL, "");
+    ChooseLanguage();
+    return RunGuarded(RunProcess, argumentCount, arguments);
+}
+
+}  // namespace kestrel

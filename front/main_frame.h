@@ -1,0 +1,28 @@
+// The frame around every command.
+#pragma once
+
+#include <windows.h>
+
+#include "front/catalogue.h"
+
+namespace kestrel {
+
+// The name and version of the program, without a full stop or a line end.
+const TextPair& Banner();
+
+// The process entry: language, banner, parse, one command, close. Returns the exit value.
+DWORD RunMain(int argumentCount, const char* const* arguments);
+
+// Fills state.argumentCopies. Keys and file names refer to the copies, which live until
+// the process ends.
+void CopyArguments(int argumentCount, const char* const* arguments);
+
+// Frees what the run gathered, the argument copies excepted, and closes its stores.
+void ReleaseState();
+
+// Runs the steps of a process and returns their result. What they throw is printed, and
+// the last error closes the output and is the result then.
+using ProcessSteps = DWORD (*)(int argumentCount, const char* const* arguments);
+DWORD RunGuarded(ProcessSteps steps, int argumentCount, const char* const* arguments);
+
+}  // namespace kestrel

@@ -1,0 +1,61 @@
+// Certificates, CRLs and bundles of them in every form that a store file may have.
+#include "base/ground.h"
+
+#include <string>
+
+#include "base/error.h"
+#include "certs/store.h"
+#include "fuzz/support.h"
+#include "providers/crypto.h"
+
+namespace {
+
+constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
+
+void ReadName(CERT_NAME_BLOB name) {
+    for (const DWORD form : {CERT_SIMPLE_NAME_STR, CERT_OID_NAME_STR, CERT_X500_NAME_STR}) {
+        const DWORD size = CertNameToStrA(kEncoding, &name, form, nullptr, 0);
+        std::string text(size, '\0');
+        CertNameToStrA(kEncoding, &name, form, text.data(), size);
+    }
+}
+
+void ReadKey(const CERT_PUBLIC_KEY_INFO& info) {
+    try {
+        (void)platform::PublicKeyFromInfo(info);
+    } catch (const platform::Error&) {
+    }
+}
+
+void ReadCertificate(const BYTE* data, DWORD size) {
+    const PCCERT_CONTEXT context = CertCreateCertificateContext(kEncoding, data, size);
+    if (context == nullptr) return;
+    ReadName(context->pCertInfo->Issuer);
+    ReadName(context->pCertInfo->Subject);
+    ReadKey(context->pCertInfo->SubjectPublicKeyInfo);
+    BYTE usage = 0;
+    (void)CertGetIntendedKeyUsage(kEncoding, context->pCertInfo, &usage, 1);
+    Demand(CertCompareCertificate(kEncoding, context->pCertInfo, context->pCertInfo) != FALSE,
+           "a certificate is its own equal");
+    CertFreeCertificateContext(context);
+}
+
+void ReadCrl(const BYTE* data, DWORD size) {
+    const PCCRL_CONTEXT context = CertCreateCRLContext(kEncoding, data, size);
+    if (context == nullptr) return;
+    ReadName(context->pCrlInfo->Issuer);
+    CertFreeCRLContext(context);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    ReadCertificate(data, static_cast<DWORD>(size));
+    ReadCrl(data, static_cast<DWORD>(size));
+    try {
+        const platform::CertificateBundle bundle = platform::ReadBundle({data, size});
+        Demand(!bundle.certificates.empty() || !bundle.crls.empty(), "a bundle holds something");
+    } catch (const platform::Error&) {
+    }
+    return 0;
+}

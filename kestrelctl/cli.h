@@ -1,0 +1,79 @@
+// The command line of kestrelctl: a table of commands, options by their long names,
+// and the two forms of a listing.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/home.h"
+
+namespace kestrelctl {
+
+// A bad command line: the message and a pointer to --help, exit status 2.
+class UsageError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+// Anything that went wrong while working: exit status 1.
+class Failure : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+// The words of one command line behind the command's own.
+struct Arguments {
+    std::vector<std::string> positionals;
+    std::map<std::string, std::string, std::less<>> options;
+
+    [[nodiscard]] bool Has(std::string_view option) const { return options.contains(option); }
+    [[nodiscard]] std::string Get(std::string_view option, std::string fallback = {}) const;
+    [[nodiscard]] std::optional<std::string> Find(std::string_view option) const;
+    // A decimal number of at least `least`. Throws UsageError.
+    [[nodiscard]] unsigned long Number(std::string_view option, unsigned long fallback,
+                                       unsigned long least) const;
+    [[nodiscard]] platform::Side Side() const {
+        return Has("machine") ? platform::Side::Machine : platform::Side::User;
+    }
+    [[nodiscard]] bool Json() const { return Has("json"); }
+};
+
+struct Option {
+    const char* name;   // without the two minus signs
+    const char* value;  // name of its value in the help; null for a flag
+    const char* help;
+};
+
+struct Command {
+    const char* group;  // first word
+    const char* verb;   // second word; empty when the command has one word
+    const char* positionals;
+    std::size_t least;
+    std::size_t most;
+    const char* help;
+    std::vector<Option> options;
+    void (*run)(const Arguments&);
+};
+
+// Parses the line, prints help or runs the command. Returns the exit status.
+int Run(const std::vector<Command>& commands, int count, const char* const* words);
+
+// A listing: rows of named values, as a table for people or as JSON.
+class Listing {
+  public:
+    explicit Listing(std::vector<std::string> columns) : columns_(std::move(columns)) {}
+    void Add(std::vector<std::string> row) { rows_.push_back(std::move(row)); }
+    void Print(bool json) const;
+
+  private:
+    std::vector<std::string> columns_;
+    std::vector<std::vector<std::string>> rows_;
+};
+
+std::string JsonText(std::string_view text);
+
+}  // namespace kestrelctl

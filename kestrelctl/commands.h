@@ -1,0 +1,29 @@
+// The commands of kestrelctl, a routine each. They throw on failure.
+#pragma once
+
+#include "cli.h"
+
+namespace kestrelctl {
+
+void IdentityCreate(const Arguments& arguments);
+void IdentityImport(const Arguments& arguments);
+void IdentityList(const Arguments& arguments);
+void IdentityExport(const Arguments& arguments);
+void IdentityPasswd(const Arguments& arguments);
+void IdentityDelete(const Arguments& arguments);
+
+void StoreList(const Arguments& arguments);
+void StoreShow(const Arguments& arguments);
+void StoreAdd(const Arguments& arguments);
+void StoreRemove(const Arguments& arguments);
+void StoreExport(const Arguments& arguments);
+void Trust(const Arguments& arguments);
+
+void PolicyShow(const Arguments& arguments);
+void PolicySet(const Arguments& arguments);
+void PolicyImport(const Arguments& arguments);
+void PolicyExport(const Arguments& arguments);
+
+void Providers(const Arguments& arguments);
+
+}  // namespace kestrelctl

@@ -1,0 +1,25 @@
+// Binding a key, its container and its certificates together.
+#pragma once
+
+#include <string>
+
+#include "base/bytes.h"
+#include "base/home.h"
+#include "certs/certificate.h"
+#include "providers/container.h"
+
+namespace kestrelctl {
+
+// The container's name: --container, or made from the subject and free.
+std::string ContainerName(platform::Side side, const std::string& wanted,
+                          const CERT_NAME_BLOB& subject);
+
+// Saves key and certificate as a new container and the certificate in "My" with the
+// property that leads to the key. On failure the container is taken away again.
+void SaveIdentity(platform::Side side, const std::string& container, EVP_PKEY* key,
+                  platform::ByteView certificate, const platform::Secret& pin);
+
+// Adds a certificate to a system store; one that is there already is fine.
+void AddToStore(platform::Side side, const char* store, platform::ByteView certificate);
+
+}  // namespace kestrelctl

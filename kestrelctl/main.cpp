@@ -1,0 +1,97 @@
+#include "cli.h"
+#include "commands.h"
+
+namespace {
+
+using kestrelctl::Command;
+using kestrelctl::Option;
+
+constexpr std::size_t kMany = 1'000'000;
+constexpr Option kMachine{"machine", nullptr, "work on the machine's side instead of the user's"};
+constexpr Option kJson{"json", nullptr, "print the listing as JSON"};
+constexpr Option kContainer{"container", "NAME",
+                            "name of the key container (default: from the subject)"};
+constexpr Option kPin{"pin", "PIN", "password of the key container (default: none)"};
+constexpr Option kTrust{"trust", nullptr, "also put the certificate into \"Root\""};
+constexpr Option kPassword{"password", "P", "password of the PKCS #12 file"};
+constexpr Option kPasswordFile{"password-file", "F", "read that password from the first line of F"};
+
+}  // namespace
+
+int main(int count, char** words) {
+    using namespace kestrelctl;
+    // clang-format off
+    const std::vector<Command> commands = {
+        {"identity", "create", "SUBJECT", 1, 1,
+         "Makes a key and a self-signed certificate for it.\n\n"
+         "SUBJECT is a name such as \"CN=Ann Example, O=Example\". The key goes into a container,\n"
+         "the certificate into \"My\".",
+         {{"provtype", "N", "provider type: 1 or 24 RSA (default: 24), 16 ECDSA, 75, 80, 81 GOST"},
+          kContainer,
+          kPin,
+          {"days", "N", "validity of the certificate (default: 365)"},
+          {"bits", "N", "key length, RSA and ECDSA (default: 2048, 256)"},
+          kTrust,
+          kMachine},
+         IdentityCreate},
+        {"identity", "import", "FILE.p12", 1, 1,
+         "Takes the key and certificates of a PKCS #12 file in.\n\n"
+         "The key goes into a container, its certificate into \"My\", the others into \"CA\",\n"
+         "or into \"Root\" when they are self-signed and --trust is given.",
+         {kPassword, kPasswordFile, kContainer, kPin, kTrust, kMachine}, IdentityImport},
+        {"identity", "list", "", 0, 0,
+         "Lists the key containers and their certificates.\n",
+         {kJson, kMachine}, IdentityList},
+        {"identity", "export", "NAME FILE.p12", 2, 2,
+         "Writes a container's key and certificate as a PKCS #12 file.\n",
+         {kPassword, kPasswordFile, kPin, kMachine}, IdentityExport},
+        {"identity", "passwd", "NAME", 1, 1,
+         "Sets, changes or removes the password of a container.\n\n"
+         "Asks for the old and the new password; without a terminal they are the first lines of\n"
+         "standard input. An empty new password removes it.",
+         {{"pin", "OLD", "the old password"}, {"new-pin", "NEW", "the new password"}, kMachine},
+         IdentityPasswd},
+        {"identity", "delete", "NAME", 1, 1,
+         "Deletes a key container and its certificates in \"My\".\n",
+         {kMachine}, IdentityDelete},
+        {"store", "list", "[NAME]", 0, 1,
+         "Lists the stores, or the certificates of one.\n",
+         {kJson, kMachine}, StoreList},
+        {"store", "show", "NAME", 1, 1,
+         "Shows the certificates and CRLs of a store in full.\n",
+         {kJson, kMachine}, StoreShow},
+        {"store", "add", "NAME FILE...", 2, kMany,
+         "Adds the certificates and CRLs of files to a store.\n\n"
+         "Files are certificates, CRLs or PKCS #7 bundles, PEM or DER.",
+         {kMachine}, StoreAdd},
+        {"store", "remove", "NAME THUMBPRINT", 2, 2,
+         "Removes a certificate or CRL from a store.\n\n"
+         "THUMBPRINT is the SHA-1 of its encoding, or the beginning of it if that is unique.",
+         {kMachine}, StoreRemove},
+        {"store", "export", "NAME FILE", 2, 2,
+         "Writes the certificates and CRLs of a store as one PEM file.\n",
+         {kMachine}, StoreExport},
+        {"trust", "", "FILE...", 1, kMany,
+         "Adds the certificates of files to \"Root\".\n",
+         {kMachine}, Trust},
+        {"policy", "show", "", 0, 0,
+         "Shows the time-stamp policy that is in force.\n",
+         {kJson}, PolicyShow},
+        {"policy", "set", "KEY VALUE", 2, 2,
+         "Sets one value of the time-stamp policy.\n\n"
+         "KEY is a value's name, or LIST\\NAME for an entry of a list. A VALUE of digits is a\n"
+         "number, \"true\" and \"false\" are 1 and 0, anything else is text.",
+         {kMachine}, PolicySet},
+        {"policy", "import", "FILE.reg", 1, 1,
+         "Merges a registry export into the settings of both sides.\n",
+         {}, PolicyImport},
+        {"policy", "export", "FILE.reg", 1, 1,
+         "Writes the policy of both sides as a registry export.\n",
+         {}, PolicyExport},
+        {"providers", "", "", 0, 0,
+         "Lists provider types, providers and their algorithms in order.\n",
+         {kJson}, Providers},
+    };
+    // clang-format on
+    return Run(commands, count, words);
+}

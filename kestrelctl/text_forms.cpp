@@ -1,0 +1,40 @@
+#include "text_forms.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "providers/crypto.h"
+
+namespace kestrelctl {
+
+std::string NameText(const CERT_NAME_BLOB& name) {
+    CERT_NAME_BLOB blob = name;
+    const DWORD size = CertNameToStrA(X509_ASN_ENCODING, &blob, CERT_X500_NAME_STR, nullptr, 0);
+    std::string text(size, '\0');
+    CertNameToStrA(X509_ASN_ENCODING, &blob, CERT_X500_NAME_STR, text.data(), size);
+    while (!text.empty() && text.back() == '\0') text.pop_back();
+    return text;
+}
+
+std::string TimeText(const FILETIME& time) {
+    SYSTEMTIME parts{};
+    if (!FileTimeToSystemTime(&time, &parts)) return "?";
+    char text[64];
+    std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", parts.wYear, parts.wMonth,
+                  parts.wDay, parts.wHour, parts.wMinute, parts.wSecond);
+    return text;
+}
+
+std::string SerialText(const CRYPT_INTEGER_BLOB& serial) {
+    platform::Bytes bytes(serial.pbData, serial.pbData + serial.cbData);
+    std::reverse(bytes.begin(), bytes.end());
+    return platform::Hex(bytes);
+}
+
+std::string Thumbprint(platform::ByteView der) {
+    platform::Digest digest("1.3.14.3.2.26");
+    digest.Update(der);
+    return platform::Hex(digest.Value());
+}
+
+}  // namespace kestrelctl

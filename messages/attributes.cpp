@@ -1,0 +1,59 @@
+#include "messages/attributes.h"
+
+#include <cstring>
+
+#include "front/keys.h"
+#include "messages/files.h"
+
+namespace kestrel {
+
+AttributeList unsignedAttributes;
+AttributeList signedAttributes;
+
+namespace {
+
+void MakeRoom(AttributeList& list, size_t room) {
+    list = AttributeList{};
+    list.attributes = std::make_unique<CRYPT_ATTRIBUTE[]>(room);
+    list.blobs = std::make_unique<CRYPT_ATTR_BLOB[]>(room);
+    list.values.reserve(room);
+}
+
+DWORD ReadValue(const char* name, std::vector<BYTE>& value) {
+    BYTE* data = nullptr;
+    DWORD length = 0;
+    const DWORD code = ReadFileWhole(name, data, length, nullptr);
+    const BytesHolder bytes(data);
+    if (code == 0) value.assign(data, data + length);
+    return code;
+}
+
+}  // namespace
+
+void AppendAttribute(AttributeList& list, const char* oid, std::vector<BYTE> value) {
+    std::vector<BYTE>& kept = list.values.emplace_back(std::move(value));
+    CRYPT_ATTR_BLOB& blob = list.blobs[list.count];
+    blob.cbData = static_cast<DWORD>(kept.size());
+    blob.pbData = kept.data();
+    CRYPT_ATTRIBUTE& attribute = list.attributes[list.count++];
+    attribute.pszObjId = const_cast<char*>(oid);
+    attribute.cValue = 1;
+    attribute.rgValue = &blob;
+}
+
+DWORD ParseAttributes(const char* word, AttributeList& list) {
+    MakeRoom(list, state.givenKeys->size() + 1);
+    const char* text = nullptr;
+    while (TakeKey(word, &text)) {
+        // Key values stand in the process's own copies of the arguments.
+        char* const comma = text != nullptr ? std::strchr(const_cast<char*>(text), ',') : nullptr;
+        if (comma == nullptr) return ERROR_INVALID_PARAMETER;
+        *comma = '\0';
+        std::vector<BYTE> value;
+        if (const DWORD code = ReadValue(comma + 1, value); code != 0) return code;
+        AppendAttribute(list, text, std::move(value));
+    }
+    return 0;
+}
+
+}  // namespace kestrel

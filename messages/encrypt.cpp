@@ -1,0 +1,117 @@
+// -encr: a file becomes an enveloped message for every certificate selected.
+#include "front/catalogue.h"
+#include "front/commands.h"
+#include "front/keys.h"
+#include "messages/files.h"
+#include "messages/progress.h"
+#include "messages/road.h"
+#include "messages/stream.h"
+#include "selection/console.h"
+#include "selection/providers.h"
+
+namespace kestrel {
+namespace {
+
+constexpr MessageId kEncrypting = 149;
+constexpr MessageId kEncrypted = 116;
+constexpr BYTE kEnciphermentUsages =
+    CERT_DATA_ENCIPHERMENT_KEY_USAGE | CERT_KEY_ENCIPHERMENT_KEY_USAGE;
+
+// Contexts of their own and the records in them, in the order of the selection.
+struct Recipients {
+    std::vector<CertificateHolder> certificates;
+    std::vector<PCERT_INFO> records;
+};
+
+void CollectRecipients(Recipients& recipients) {
+    recipients.certificates.reserve(state.foundCertificates->size());
+    recipients.records.reserve(state.foundCertificates->size());
+    for (PCCERT_CONTEXT certificate : *state.foundCertificates) {
+        recipients.certificates.emplace_back(CertDuplicateCertificateContext(certificate));
+        recipients.records.push_back(certificate->pCertInfo);
+    }
+}
+
+// A certificate without the key usage extension may be used.
+DWORD CheckUsage(PCCERT_CONTEXT certificate) {
+    BYTE usage = 0;
+    if (!CertGetIntendedKeyUsage(kMessageEncodingType, certificate->pCertInfo, &usage, 1)) {
+        if (GetLastError() != NO_ERROR) return ReportError(kLastError);
+        usage = CERT_DATA_ENCIPHERMENT_KEY_USAGE;
+    }
+    if ((usage & kEnciphermentUsages) != 0) return 0;
+    if (const DWORD code = PrintCertificateSummary(certificate); code != 0) return code;
+    return ReportError(kUnfitCertificate);
+}
+
+DWORD CheckUsages(const Recipients& recipients) {
+    for (const CertificateHolder& certificate : recipients.certificates) {
+        if (const DWORD code = CheckUsage(certificate.get()); code != 0) return code;
+    }
+    return 0;
+}
+
+DWORD ReleaseRecipients(Recipients& recipients) {
+    for (CertificateHolder& certificate : recipients.certificates) {
+        if (!CertFreeCertificateContext(certificate.release())) return ReportError(kLastError);
+    }
+    return 0;
+}
+
+MessageHolder OpenMessage(Recipients& recipients, const CRYPT_ALGORITHM_IDENTIFIER& algorithm,
+                          StreamOutput& output) {
+    CMSG_ENVELOPED_ENCODE_INFO info{};
+    info.cbSize = sizeof(info);
+    info.ContentEncryptionAlgorithm.pszObjId = algorithm.pszObjId;
+    info.cRecipients = static_cast<DWORD>(recipients.records.size());
+    info.rgpRecipients = recipients.records.data();
+    CMSG_STREAM_INFO stream = MakeStreamInfo(output, CMSG_INDEFINITE_LENGTH);
+    return MessageHolder(
+        CryptMsgOpenToEncode(kMessageEncodingType, 0, CMSG_ENVELOPED, &info, nullptr, &stream));
+}
+
+DWORD EncryptTo(Recipients& recipients, const CRYPT_ALGORITHM_IDENTIFIER& algorithm,
+                InputFile& input, StreamOutput& output) {
+    PrintMessage(kEncrypting, 0);
+    Progress::Start();
+    MessageHolder message = OpenMessage(recipients, algorithm, output);
+    if (!message) {
+        std::putchar('\n');
+        return ReportError(kLastError);
+    }
+    if (const DWORD code = FeedEncoder(message.get(), input); code != 0) return code;
+    Progress::End();
+    if (const DWORD code = ReleaseRecipients(recipients); code != 0) return code;
+    if (!CryptMsgClose(message.release())) return ReportError(kLastError);
+    PrintMessage(kEncrypted, 1);
+    return 0;
+}
+
+DWORD EncryptFile(bool der) {
+    InputFile input;
+    StreamOutput output;
+    output.base64 = der ? 0 : 1;
+    if (const DWORD code = OpenFilePair(input, output.file); code != 0) return code;
+    Recipients recipients;
+    CollectRecipients(recipients);
+    if (const DWORD code = CheckUsages(recipients); code != 0) return code;
+    CRYPT_ALGORITHM_IDENTIFIER algorithm{};
+    const DWORD code = FindAlgorithmForCertificate(recipients.certificates.front().get(),
+                                                   CRYPT_ENCRYPT_ALG_OID_GROUP_ID, algorithm);
+    return code != 0 ? code : EncryptTo(recipients, algorithm, input, output);
+}
+
+}  // namespace
+
+DWORD RunEncrypt() {
+    if (state.firstFile == nullptr) return ReportError(kNoInputFile);
+    if (state.secondFile == nullptr) return ReportError(kNoMessageFile);
+    const bool der = TakeKey("der");
+    if (const DWORD code = ParseSearchCriterion(true); code != 0) return code;
+    if (const DWORD code = RejectLeftoverKeys(); code != 0) return code;
+    SearchStores stores;
+    if (const DWORD code = SelectCertificates(stores.open, false); code != 0) return code;
+    return EncryptFile(der);
+}
+
+}  // namespace kestrel

@@ -1,0 +1,133 @@
+#include "messages/files.h"
+
+#include <io.h>
+#include <share.h>
+
+#include <cstdint>
+
+#include "front/catalogue.h"
+#include "front/state.h"
+#include "messages/any_text.h"
+#include "messages/base64.h"
+
+namespace kestrel {
+namespace {
+
+FileHolder Open(const char* name, const char* mode) {
+    return FileHolder(_fsopen(name, mode, _SH_DENYNO));
+}
+
+// What does not seek counts as empty, and the last error tells the two apart.
+LONGLONG TakeLength(FILE* file) {
+    SetLastError(NO_ERROR);
+    LONGLONG length = -1;
+    if (_fseeki64(file, 0, SEEK_END) == 0) length = _ftelli64(file);
+    if (length < 0 || _fseeki64(file, 0, SEEK_SET) != 0) {
+        SetLastError(ERROR_SEEK_ON_DEVICE);
+        return 0;
+    }
+    SetLastError(NO_ERROR);
+    return length;
+}
+
+DWORD ReadBytes(const char* name, BytesHolder& data, DWORD& length, bool emptyFails) {
+    const FileHolder file = OpenToRead(name);
+    if (!file) return ReportError(kCannotOpenFile, name);
+    const LONGLONG size = TakeLength(file.get());
+    if (size == 0) {
+        const bool fine = GetLastError() == NO_ERROR && !emptyFails;
+        return fine ? 0 : ReportError(kCannotOpenFile, name);
+    }
+    if (size > INT32_MAX) return ReportError(kFileTooLarge);
+    data.reset(static_cast<BYTE*>(std::malloc(static_cast<size_t>(size))));
+    if (!data) return ReportError(kNoMemory);
+    length = static_cast<DWORD>(size);
+    if (std::fread(data.get(), 1, length, file.get()) != length) {
+        return ReportError(kCannotOpenFile, name);
+    }
+    return 0;
+}
+
+DWORD DecodeFile(BytesHolder& data, DWORD& length) {
+    BytesHolder decoded(static_cast<BYTE*>(std::malloc(length)));
+    if (!decoded) return ReportError(kNoMemory);
+    DWORD decodedLength = length;
+    const HRESULT result = DecodeAnyText(data.get(), length, decoded.get(), &decodedLength);
+    if (result != S_OK) {
+        SetLastError(static_cast<DWORD>(result));
+        return ReportError(kLastError);
+    }
+    data = std::move(decoded);
+    length = decodedLength;
+    return 0;
+}
+
+// The data may wait in the stream's buffer, so a close that fails is a short write.
+bool WriteAndClose(FileHolder file, const void* data, size_t length) {
+    const bool written = length == 0 || std::fwrite(data, 1, length, file.get()) == length;
+    return std::fclose(file.release()) == 0 && written;
+}
+
+}  // namespace
+
+FileHolder OpenToRead(const char* name) { return Open(name, "rb"); }
+FileHolder OpenToWrite(const char* name) { return Open(name, "wb"); }
+
+DWORD OpenInput(const char* name, InputFile& input) {
+    input.name = name;
+    input.file = OpenToRead(name);
+    if (!input.file) return ReportError(kCannotOpenFile, name);
+    input.size = _filelengthi64(_fileno(input.file.get()));
+    return 0;
+}
+
+DWORD OpenFilePair(InputFile& input, FileHolder& output) {
+    if (const DWORD code = OpenInput(state.firstFile, input); code != 0) return code;
+    output = OpenToWrite(state.secondFile);
+    return output ? 0 : ReportError(kCannotOpenFile, input.name);
+}
+
+DWORD ReadFileWhole(const char* name, BYTE*& data, DWORD& length, int* isDer) {
+    data = nullptr;
+    length = 0;
+    BytesHolder bytes;
+    DWORD size = 0;
+    DWORD code = ReadBytes(name, bytes, size, isDer != nullptr);
+    if (code == 0 && isDer != nullptr) {
+        *isDer = *bytes != 'M' && *bytes != '-' ? 1 : 0;
+        if (*isDer == 0) code = DecodeFile(bytes, size);
+    }
+    if (code != 0) return code;
+    data = bytes.release();
+    length = size;
+    return 0;
+}
+
+DWORD WriteFileRaw(const char* name, BYTE* data, DWORD length) {
+    BytesHolder bytes(data);
+    FileHolder file = OpenToWrite(name);
+    if (!file || !WriteAndClose(std::move(file), data, length)) {
+        return ReportError(kCannotOpenFile, name);
+    }
+    static_cast<void>(bytes.release());
+    return 0;
+}
+
+DWORD WriteFileBase64(const char* name, BYTE* data, DWORD length) {
+    const BytesHolder bytes(data);
+    FileHolder file = OpenToWrite(name);
+    if (!file) return ReportError(kCannotOpenFile, name);
+    const size_t capacity = size_t{length} * 2;
+    const std::unique_ptr<char[]> text(new (std::nothrow) char[capacity]);
+    if (!text || capacity > UINT32_MAX) return ReportError(kNoMemory);
+    DWORD textLength = static_cast<DWORD>(capacity);
+    if (!EncodeBase64Lines64(data, length, text.get(), &textLength) || textLength >= capacity) {
+        return ReportError(kBadBase64);
+    }
+    if (!WriteAndClose(std::move(file), text.get(), textLength)) {
+        return ReportError(kCannotOpenFile, name);
+    }
+    return 0;
+}
+
+}  // namespace kestrel

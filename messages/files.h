@@ -1,0 +1,45 @@
+// Opening files, and the whole-file road: a file in one buffer and back.
+//
+// Buffers of this road are malloc'ed. Every failure has been reported when its code is
+// returned.
+#pragma once
+
+#include <windows.h>
+
+#include "messages/holders.h"
+
+namespace kestrel {
+
+// Null on failure, unreported.
+FileHolder OpenToRead(const char* name);
+FileHolder OpenToWrite(const char* name);
+
+// The input of a streaming command. The name is borrowed.
+struct InputFile {
+    const char* name = nullptr;
+    FileHolder file;
+    LONGLONG size = 0;
+};
+
+// 0 or kCannotOpenFile.
+DWORD OpenInput(const char* name, InputFile& input);
+
+// The input and output of an encoding command, from the two file arguments. A report
+// shows the input's name whichever of the two did not open: scripts compare that line.
+DWORD OpenFilePair(InputFile& input, FileHolder& output);
+
+// Reads the file; the caller frees `data`. With `isDer` the file is classified by its
+// first byte: "M" or "-" is text, which is decoded by DecodeAnyText (*isDer 0), anything
+// else is binary (*isDer 1). An empty file gives no data, and is a failure when it was
+// to be classified. kCannotOpenFile, kFileTooLarge (2 GiB and more), kNoMemory, or the
+// code of DecodeAnyText.
+DWORD ReadFileWhole(const char* name, BYTE*& data, DWORD& length, int* isDer);
+
+// 0 or kCannotOpenFile. Frees `data` on failure only.
+DWORD WriteFileRaw(const char* name, BYTE* data, DWORD length);
+
+// In lines of 64 columns. Frees `data` in every case. kCannotOpenFile, kNoMemory, or
+// kBadBase64 for data shorter than any message.
+DWORD WriteFileBase64(const char* name, BYTE* data, DWORD length);
+
+}  // namespace kestrel

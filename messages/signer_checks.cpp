@@ -1,0 +1,232 @@
+#include "messages/signer_checks.h"
+
+#include <string>
+#include <vector>
+
+#include "front/catalogue.h"
+#include "messages/files.h"
+#include "messages/message_params.h"
+#include "messages/road.h"
+#include "stamps/stamps.h"
+
+namespace kestrel {
+namespace {
+
+constexpr MessageId kSigner = 129;
+constexpr MessageId kSkipped = 130;
+constexpr MessageId kVerified = 134;
+constexpr MessageId kNoSignerCertificate = 144;
+
+// What the check of one signer leads to.
+enum class Outcome {
+    Good,      // go on with the next check
+    Bad,       // the signature counts as failed
+    Rejected,  // the user said no: only this signer's own flag tells
+    End        // the command ends with a code
+};
+
+bool IsSigner(const CERT_INFO& signer, PCCERT_CONTEXT certificate) {
+    CERT_INFO info = signer;
+    return CertCompareCertificate(kMessageEncodingType, &info, certificate->pCertInfo) != FALSE;
+}
+
+class SignerCheck {
+  public:
+    SignerCheck(HCRYPTMSG message, const SignerRules& rules, DWORD index)
+        : message_(message), rules_(rules), index_(index) {}
+
+    // With Outcome::End, `endCode` is the command's result.
+    Outcome Run(DWORD& endCode);
+
+  private:
+    Outcome End(DWORD code);
+    Outcome EndWithLastError() { return End(ReportError(kLastError)); }
+    Outcome FindCertificate();
+    Outcome FindInMessage();
+    Outcome VerifySignature();
+    Outcome CheckCriterion();
+    Outcome CheckTrust();
+    void PrintSigner();
+    [[nodiscard]] PCCERT_CONTEXT FindInCriterion() const;
+    [[nodiscard]] const CERT_INFO& Signer() const;
+
+    HCRYPTMSG message_;
+    const SignerRules& rules_;
+    DWORD index_;
+    DWORD endCode_ = 0;
+    DWORD signatureError_ = NO_ERROR;
+    std::vector<BYTE> signer_;
+    CertificateHolder certificate_;
+};
+
+Outcome SignerCheck::End(DWORD code) {
+    endCode_ = code;
+    return Outcome::End;
+}
+
+const CERT_INFO& SignerCheck::Signer() const {
+    return *reinterpret_cast<const CERT_INFO*>(signer_.data());
+}
+
+// Only the first certificate of a message is looked at; which messages pass without a
+// criterion rests on that.
+Outcome SignerCheck::FindInMessage() {
+    DWORD count = 0;
+    if (!ReadCount(message_, CMSG_CERT_COUNT_PARAM, count)) return EndWithLastError();
+    if (count == 0) return Outcome::Good;
+    std::vector<BYTE> encoded;
+    if (!ReadParam(message_, CMSG_CERT_PARAM, 0, encoded)) return EndWithLastError();
+    CertificateHolder candidate(CertCreateCertificateContext(kMessageEncodingType, encoded.data(),
+                                                             static_cast<DWORD>(encoded.size())));
+    if (candidate && IsSigner(Signer(), candidate.get())) certificate_ = std::move(candidate);
+    return Outcome::Good;
+}
+
+PCCERT_CONTEXT SignerCheck::FindInCriterion() const {
+    if (!state.foundCertificates) return nullptr;
+    for (PCCERT_CONTEXT certificate : *state.foundCertificates) {
+        if (IsSigner(Signer(), certificate)) return certificate;
+    }
+    return nullptr;
+}
+
+Outcome SignerCheck::FindCertificate() {
+    if (!ReadParam(message_, CMSG_SIGNER_CERT_INFO_PARAM, index_, signer_)) {
+        return EndWithLastError();
+    }
+    if (FindInMessage() == Outcome::End) return Outcome::End;
+    if (certificate_) return Outcome::Good;
+    if (PCCERT_CONTEXT found = FindInCriterion()) {
+        certificate_.reset(CertDuplicateCertificateContext(found));
+    }
+    return Outcome::Good;
+}
+
+// A signature that is merely wrong goes on to the signer's line before it is reported.
+Outcome SignerCheck::VerifySignature() {
+    CMSG_CTRL_VERIFY_SIGNATURE_EX_PARA para{};
+    para.cbSize = sizeof(para);
+    para.dwSignerIndex = index_;
+    para.dwSignerType = CMSG_VERIFY_SIGNER_CERT;
+    para.pvSigner = const_cast<PCERT_CONTEXT>(certificate_.get());
+    signatureError_ = static_cast<DWORD>(CRYPT_E_NOT_FOUND);
+    if (certificate_) {
+        if (CryptMsgControl(message_, 0, CMSG_CTRL_VERIFY_SIGNATURE_EX, &para)) {
+            signatureError_ = NO_ERROR;
+            return Outcome::Good;
+        }
+        signatureError_ = GetLastError();
+    }
+    if (signatureError_ == static_cast<DWORD>(CRYPT_E_NOT_FOUND)) {
+        PrintMessage(kNoSignerCertificate, 1);
+        return Outcome::Bad;
+    }
+    const bool wrong = signatureError_ == static_cast<DWORD>(NTE_BAD_ALGID) ||
+                       signatureError_ == static_cast<DWORD>(NTE_BAD_SIGNATURE);
+    return wrong ? Outcome::Good : End(ReportError(kNotSignedMessage));
+}
+
+void SignerCheck::PrintSigner() {
+    constexpr DWORD kForm = CERT_SIMPLE_NAME_STR | CERT_NAME_STR_REVERSE_FLAG;
+    CERT_NAME_BLOB* const subject = &certificate_->pCertInfo->Subject;
+    const DWORD size = CertNameToStrA(kMessageEncodingType, subject, kForm, nullptr, 0);
+    std::string name(size, '\0');
+    CertNameToStrA(kMessageEncodingType, subject, kForm, name.data(), size);
+    PrintMessage(kSigner, 0);
+    PrintPair(name.c_str(), nullptr, 1);
+}
+
+Outcome SignerCheck::CheckCriterion() {
+    if (rules_.verifyAll || FindInCriterion() != nullptr) return Outcome::Good;
+    PrintMessage(kSkipped, 1);
+    return Outcome::Bad;
+}
+
+Outcome SignerCheck::CheckTrust() {
+    DWORD status = 0;
+    if (CheckChain(certificate_.get(), status) != 0) return Outcome::Bad;
+    if (status == 0) return Outcome::Good;
+    bool keep = false;
+    const DWORD code = AskAboutBadChain(status, keep);
+    if (code == kBadChain) return Outcome::Bad;
+    if (code != 0) return End(code);
+    return keep ? Outcome::Good : Outcome::Rejected;
+}
+
+Outcome SignerCheck::Run(DWORD& endCode) {
+    Outcome outcome = FindCertificate();
+    if (outcome == Outcome::Good) outcome = VerifySignature();
+    if (outcome == Outcome::Good) {
+        PrintSigner();
+        outcome = CheckCriterion();
+    }
+    if (outcome == Outcome::Good && signatureError_ != NO_ERROR) {
+        SetLastError(signatureError_);
+        ReportError(kLastError);
+        outcome = Outcome::Bad;
+    }
+    if (outcome == Outcome::Good && rules_.checkChains) outcome = CheckTrust();
+    if (outcome == Outcome::Good) PrintMessage(kVerified, 1);
+    endCode = endCode_;
+    return outcome;
+}
+
+// ---- time stamps -------------------------------------------------------------
+
+// Both files are read anew for each signer. 0, or a code that ends the command.
+DWORD CheckStamps(const SignerRules& rules, DWORD index, bool& stampsGood) {
+    if (rules.contentHours == nullptr && rules.signatureHours == nullptr) return 0;
+    if (state.secondFile == nullptr) return ReportError(kNoMessageFile);
+    BYTE* data = nullptr;
+    DWORD messageSize = 0;
+    int isDer = 0;
+    DWORD code = ReadFileWhole(state.firstFile, data, messageSize, &isDer);
+    const BytesHolder message(data);
+    if (code != 0) return code;
+    DWORD contentSize = 0;
+    code = ReadFileWhole(state.secondFile, data, contentSize, nullptr);
+    const BytesHolder content(data);
+    if (code != 0) return code;
+    if (CheckMessageStamps(message.get(), messageSize, content.get(), contentSize,
+                           rules.contentHours, rules.signatureHours, index) != 0) {
+        stampsGood = false;
+    }
+    return 0;
+}
+
+// A "no" of the user is carried over by the next signer's turn only, so one for the
+// last signer leaves the result as it was. Scripts rely on both.
+DWORD CheckOneSigner(HCRYPTMSG message, const SignerRules& rules, DWORD index, SignerFlags& flags) {
+    if (!flags.thisGood) flags.allGood = false;
+    flags.thisGood = false;
+    DWORD endCode = 0;
+    switch (SignerCheck(message, rules, index).Run(endCode)) {
+        case Outcome::End:
+            flags.allGood = false;
+            return endCode;
+        case Outcome::Bad:
+            flags.allGood = false;
+            return 0;
+        case Outcome::Rejected:
+            return 0;
+        case Outcome::Good:
+            break;
+    }
+    flags.thisGood = true;
+    return CheckStamps(rules, index, flags.stampsGood);
+}
+
+}  // namespace
+
+DWORD CheckSigners(HCRYPTMSG message, const SignerRules& rules, SignerFlags& flags) {
+    DWORD count = 0;
+    if (!ReadCount(message, CMSG_SIGNER_COUNT_PARAM, count)) return ReportError(kLastError);
+    if (count == 0) return ReportError(kNoSignature);
+    for (DWORD index = 0; index < count; ++index) {
+        const DWORD code = CheckOneSigner(message, rules, index, flags);
+        if (code != 0) return code;
+    }
+    return 0;
+}
+
+}  // namespace kestrel

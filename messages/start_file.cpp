@@ -1,0 +1,15 @@
+#include "messages/start_file.h"
+
+#include <process.h>
+
+#include "front/catalogue.h"
+
+namespace kestrel {
+
+void StartFile(const char* name) {
+    constexpr MessageId kStarting = 118;
+    PrintMessage(kStarting, 1);
+    _spawnlp(_P_NOWAIT, "cmd", "cmd", "/c", name, static_cast<char*>(nullptr));
+}
+
+}  // namespace kestrel

@@ -1,0 +1,91 @@
+// -verify: the content of a signed message is streamed out, then each signature is checked.
+#include "front/catalogue.h"
+#include "front/commands.h"
+#include "front/keys.h"
+#include "messages/files.h"
+#include "messages/progress.h"
+#include "messages/road.h"
+#include "messages/signer_checks.h"
+#include "messages/stamp_keys.h"
+#include "messages/start_file.h"
+#include "messages/stream.h"
+
+namespace kestrel {
+namespace {
+
+constexpr MessageId kVerifying = 131;
+constexpr MessageId kNotStarted = 135;
+
+struct VerifyKeys {
+    bool start = false;
+    SignerRules rules;
+};
+
+// Without any key that selects certificates, every signer passes the criterion.
+DWORD TakeVerifyKeys(VerifyKeys& keys) {
+    keys.rules.verifyAll = TakeKey("verall");
+    keys.start = TakeKey("start");
+    if (keys.start && state.secondFile == nullptr) return ReportError(kStartWithoutOutput);
+    keys.rules.contentHours = TakeStampKey("sd");
+    keys.rules.signatureHours = TakeStampKey("ss");
+    if (!keys.rules.verifyAll) keys.rules.verifyAll = !HasSearchKeys();
+    if (const DWORD code = ParseSearchCriterion(true); code != 0) return code;
+    return RejectLeftoverKeys();
+}
+
+// Chains are checked signer by signer. Finding no certificate is no failure: those of
+// the message may do.
+void SelectSigners(SearchStores& stores, SignerRules& rules) {
+    rules.checkChains = state.chainChecking != 0;
+    state.chainChecking = 0;
+    static_cast<void>(SelectCertificates(stores.open, false));
+}
+
+// The content goes out before anything was verified, and stays whatever follows. An
+// output file that cannot be opened is no failure: the content is dropped.
+DWORD ReadMessage(StreamOutput& output, MessageHolder& message) {
+    PrintMessage(kVerifying, 0);
+    Progress::Start();
+    InputFile input;
+    if (const DWORD code = OpenInput(state.firstFile, input); code != 0) return code;
+    if (state.secondFile != nullptr) output.file = OpenToWrite(state.secondFile);
+    CMSG_STREAM_INFO stream = MakeStreamInfo(output, CMSG_INDEFINITE_LENGTH);
+    message.reset(CryptMsgOpenToDecode(kMessageEncodingType, 0, 0, 0, nullptr, &stream));
+    if (!message) return ReportError(kLastError);
+    if (const DWORD code = FeedDecoder(message.get(), input, [] { return DWORD{0}; }); code != 0) {
+        return code;
+    }
+    Progress::End();
+    return 0;
+}
+
+void StartIfGood(bool allGood) {
+    if (allGood) {
+        StartFile(state.secondFile);
+    } else {
+        PrintMessage(kNotStarted, 1);
+    }
+}
+
+}  // namespace
+
+DWORD RunVerify() {
+    if (state.firstFile == nullptr) return ReportError(kNoInputFile);
+    VerifyKeys keys;
+    if (const DWORD code = TakeVerifyKeys(keys); code != 0) return code;
+    SearchStores stores;
+    SelectSigners(stores, keys.rules);
+
+    StreamOutput output;
+    MessageHolder message;
+    if (const DWORD code = ReadMessage(output, message); code != 0) return code;
+    SignerFlags flags;
+    if (const DWORD code = CheckSigners(message.get(), keys.rules, flags); code != 0) return code;
+    message.reset();
+
+    if (keys.start) StartIfGood(flags.allGood);
+    if (!flags.allGood) return kBadSignatures;
+    return flags.stampsGood ? 0 : kBadTimeStamp;
+}
+
+}  // namespace kestrel

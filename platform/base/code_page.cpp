@@ -1,0 +1,81 @@
+// Conversion between code pages. The narrow one is UTF-8, so CP_ACP and CP_UTF8 are one.
+#include <limits>
+
+#include "base/error.h"
+#include "base/output.h"
+#include "base/text.h"
+
+namespace platform {
+namespace {
+
+template <class Char>
+std::basic_string_view<Char> InputOf(const Char* text, int length) {
+    if (text == nullptr || length == 0 || length < -1) throw Error(ERROR_INVALID_PARAMETER);
+    if (length > 0) return {text, static_cast<std::size_t>(length)};
+    // With -1 the terminator belongs to the text.
+    return {text, std::char_traits<Char>::length(text) + 1};
+}
+
+void CheckCodePage(UINT codePage) {
+    if (codePage != CP_ACP && codePage != CP_UTF8) throw Error(ERROR_INVALID_PARAMETER);
+}
+
+// Capacity 0 asks for the size.
+template <class Char>
+int Deliver(const std::basic_string<Char>& text, Char* out, int capacity) {
+    if (text.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
+        throw Error(ERROR_INVALID_PARAMETER);
+    }
+    const int length = static_cast<int>(text.size());
+    if (capacity == 0) return length;
+    if (capacity < 0 || out == nullptr) throw Error(ERROR_INVALID_PARAMETER);
+    if (capacity < length) throw Error(ERROR_INSUFFICIENT_BUFFER);
+    text.copy(out, text.size());
+    return length;
+}
+
+std::wstring WidenLeniently(std::string_view text) {
+    std::wstring wide;
+    while (!text.empty()) {
+        const wchar_t character = TakeCharacter(text);
+        wide += IsSurrogate(character) ? kReplacement : character;
+    }
+    return wide;
+}
+
+std::string NarrowLeniently(std::wstring_view text) {
+    std::string narrow;
+    for (const wchar_t character : text) AppendUtf8(narrow, character);
+    return narrow;
+}
+
+}  // namespace
+}  // namespace platform
+
+int WINAPI MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR text, int length, LPWSTR out,
+                               int capacity) {
+    return platform::Guarded(0, [&] {
+        platform::CheckCodePage(codePage);
+        if ((flags & ~DWORD{MB_ERR_INVALID_CHARS}) != 0) {
+            throw platform::Error(ERROR_INVALID_FLAGS);
+        }
+        const auto input = platform::InputOf(text, length);
+        return platform::Deliver(
+            flags != 0 ? platform::Widen(input) : platform::WidenLeniently(input), out, capacity);
+    });
+}
+
+int WINAPI WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR text, int length, LPSTR out,
+                               int capacity, LPCSTR defaultChar, BOOL* usedDefaultChar) {
+    return platform::Guarded(0, [&] {
+        platform::CheckCodePage(codePage);
+        if (flags != 0) throw platform::Error(ERROR_INVALID_FLAGS);
+        // UTF-8 has a form for every character: there is no use for a default one.
+        if (codePage == CP_UTF8 && (defaultChar != nullptr || usedDefaultChar != nullptr)) {
+            throw platform::Error(ERROR_INVALID_PARAMETER);
+        }
+        if (usedDefaultChar != nullptr) *usedDefaultChar = FALSE;
+        const auto input = platform::InputOf(text, length);
+        return platform::Deliver(platform::NarrowLeniently(input), out, capacity);
+    });
+}

@@ -1,0 +1,151 @@
+#include "base/home.h"
+
+#include <fcntl.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <string>
+
+#include "base/errno_map.h"
+#include "base/error.h"
+
+namespace platform {
+namespace {
+
+namespace fs = std::filesystem;
+
+// An open file, closed with its holder.
+class Descriptor {
+  public:
+    explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
+    ~Descriptor() {
+        if (descriptor_ >= 0) close(descriptor_);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    [[nodiscard]] int Get() const { return descriptor_; }
+
+  private:
+    int descriptor_;
+};
+
+// Removes the half-written file unless it was renamed into place.
+class TemporaryFile {
+  public:
+    explicit TemporaryFile(const fs::path& target)
+        : name_(target.string() + ".XXXXXX"), file_(mkostemp(name_.data(), O_CLOEXEC)) {}
+    ~TemporaryFile() {
+        if (file_.Get() >= 0 && !kept_) unlink(name_.c_str());
+    }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    [[nodiscard]] int Get() const { return file_.Get(); }
+    [[nodiscard]] bool RenameTo(const fs::path& target) {
+        kept_ = rename(name_.c_str(), target.c_str()) == 0;
+        return kept_;
+    }
+
+  private:
+    std::string name_;
+    Descriptor file_;
+    bool kept_ = false;
+};
+
+fs::path FromEnvironment(const char* variable) {
+    const char* value = std::getenv(variable);
+    return value == nullptr ? fs::path() : fs::path(value);
+}
+
+fs::path LoginHome() {
+    fs::path home = FromEnvironment("HOME");
+    if (!home.empty()) return home;
+    const passwd* entry = getpwuid(geteuid());
+    return entry == nullptr ? "/" : entry->pw_dir;
+}
+
+fs::path DataHome() {
+    fs::path data = FromEnvironment("XDG_DATA_HOME");
+    // The base directory specification has relative paths ignored.
+    return data.is_absolute() ? data : LoginHome() / ".local/share";
+}
+
+bool WriteAll(int file, ByteView content) {
+    while (!content.empty()) {
+        const ssize_t done = write(file, content.data(), content.size());
+        if (done < 0 && errno == EINTR) continue;
+        if (done < 0) return false;
+        content = content.subspan(static_cast<std::size_t>(done));
+    }
+    return true;
+}
+
+// A rename is on the disk once its folder is.
+void SyncFolder(const fs::path& folder) {
+    const Descriptor opened(open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_CLOEXEC));
+    if (opened.Get() >= 0) fsync(opened.Get());
+}
+
+std::size_t SizeOf(int descriptor, const fs::path& file) {
+    struct stat status {};
+    if (fstat(descriptor, &status) != 0) ThrowErrno(errno, file);
+    if (S_ISDIR(status.st_mode)) ThrowErrno(EISDIR, file);
+    return S_ISREG(status.st_mode) ? static_cast<std::size_t>(status.st_size) : 0;
+}
+
+}  // namespace
+
+fs::path HomeOf(Side side) {
+    const bool user = side == Side::User;
+    fs::path home = FromEnvironment(user ? "KESTREL_HOME" : "KESTREL_MACHINE_HOME");
+    if (!home.empty()) return home;
+    return user ? DataHome() / "kestrel" : fs::path("/var/lib/kestrel");
+}
+
+fs::path EnsureHome(Side side) {
+    const fs::path home = HomeOf(side);
+    const mode_t mode = side == Side::User ? 0700 : 0755;
+    std::error_code error;
+    if (fs::is_directory(home, error)) return home;
+    // Folders on the way are made with the user's own mask, the home itself without it.
+    if (home.has_parent_path()) fs::create_directories(home.parent_path(), error);
+    if (mkdir(home.c_str(), mode) != 0 && errno != EEXIST) ThrowErrno(errno, home);
+    if (!fs::is_directory(home, error)) ThrowErrno(ENOTDIR, home);
+    if (side == Side::Machine && chmod(home.c_str(), mode) != 0) ThrowErrno(errno, home);
+    return home;
+}
+
+Bytes ReadWholeFile(const fs::path& file) {
+    const Descriptor opened(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    if (opened.Get() < 0) ThrowErrno(errno, file);
+    Bytes content(SizeOf(opened.Get(), file) + 1);
+    std::size_t length = 0;
+    for (;;) {
+        if (length == content.size()) content.resize(content.size() * 2);
+        const ssize_t got = read(opened.Get(), content.data() + length, content.size() - length);
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) ThrowErrno(errno, file);
+        if (got == 0) break;
+        length += static_cast<std::size_t>(got);
+    }
+    content.resize(length);
+    return content;
+}
+
+void ReplaceFile(const fs::path& file, ByteView content, unsigned mode) {
+    TemporaryFile temporary(file);
+    if (temporary.Get() < 0) ThrowErrno(errno, file);
+    if (fchmod(temporary.Get(), static_cast<mode_t>(mode)) != 0 ||
+        !WriteAll(temporary.Get(), content) || fsync(temporary.Get()) != 0 ||
+        !temporary.RenameTo(file)) {
+        ThrowErrno(errno, file);
+    }
+    SyncFolder(file.parent_path());
+}
+
+void ThrowErrno(int error, const fs::path& file) { throw Error(ErrnoToCode(error), file.string()); }
+
+}  // namespace platform

@@ -1,0 +1,31 @@
+// Where the platform keeps things, and safe writing there.
+#pragma once
+
+#include <filesystem>
+#include <functional>
+
+#include "base/bytes.h"
+
+namespace platform {
+
+enum class Side { User, Machine };
+
+// KESTREL_HOME (default ${XDG_DATA_HOME:-~/.local/share}/kestrel) and
+// KESTREL_MACHINE_HOME (default /var/lib/kestrel). The folder need not exist.
+std::filesystem::path HomeOf(Side side);
+
+// Creates the folder with mode 0700 (user) or 0755 (machine) when it is missing.
+std::filesystem::path EnsureHome(Side side);
+
+// A file's bytes. Throws
+// ERROR_FILE_NOT_FOUND or ERROR_ACCESS_DENIED with the file's name as detail.
+Bytes ReadWholeFile(const std::filesystem::path& file);
+
+// Replaces a file by rename after the new bytes are on the disk, so that a process
+// killed at any moment leaves the old or the new file whole.
+void ReplaceFile(const std::filesystem::path& file, ByteView content, unsigned mode);
+
+// Maps an errno to the platform's code and throws it with the file's name.
+[[noreturn]] void ThrowErrno(int error, const std::filesystem::path& file);
+
+}  // namespace platform

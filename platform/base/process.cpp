@@ -1,0 +1,44 @@
+// Modules, memory blocks, version and end of the process.
+#include <cstdlib>
+
+#include "base/error.h"
+#include "registry/registry.h"
+
+namespace platform {
+namespace {
+
+constexpr DWORD kVersion = 10;
+
+DWORD ConfiguredVersion() {
+    const auto version = ReadMachineDword("Software\\Kestrel\\Platform", "Version");
+    return version.value_or(kVersion);
+}
+
+}  // namespace
+}  // namespace platform
+
+HLOCAL WINAPI LocalFree(HLOCAL memory) {
+    std::free(memory);
+    return nullptr;
+}
+
+HMODULE WINAPI LoadLibraryA(LPCSTR) {
+    SetLastError(ERROR_DLL_NOT_FOUND);
+    return nullptr;
+}
+
+HMODULE WINAPI GetModuleHandleA(LPCSTR) {
+    SetLastError(ERROR_MOD_NOT_FOUND);
+    return nullptr;
+}
+
+DWORD WINAPI GetVersion(void) {
+    const platform::LastErrorKeeper keeper;
+    // A damaged settings file shows where settings are read for their own sake.
+    return platform::Guarded(platform::kVersion, platform::ConfiguredVersion);
+}
+
+void WINAPI ExitProcess(UINT code) {
+    const int low = static_cast<int>(code & 0xFF);
+    std::exit(low == 0 && code != 0 ? 255 : low);
+}

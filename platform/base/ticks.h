@@ -1,0 +1,27 @@
+// Times as counts of 100 nanoseconds since 1601-01-01 UTC.
+#pragma once
+
+#include "base/ground.h"
+
+#include <cstdint>
+#include <ctime>
+
+namespace platform {
+
+using Ticks = std::uint64_t;
+inline constexpr Ticks kTicksPerSecond = 10'000'000;
+// From 1601-01-01 to 1970-01-01.
+inline constexpr Ticks kUnixEpoch = 11'644'473'600 * kTicksPerSecond;
+
+constexpr Ticks TicksOf(const FILETIME& time) {
+    return (Ticks{time.dwHighDateTime} << 32) | time.dwLowDateTime;
+}
+constexpr FILETIME FileTimeOf(Ticks ticks) {
+    return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
+}
+
+Ticks CurrentTicks();
+// The second that a time lies in. Times before 1970 give negative values.
+std::time_t UnixTimeOf(const FILETIME& time);
+
+}  // namespace platform

@@ -1,0 +1,35 @@
+// Text around DER: armour and BASE64.
+#pragma once
+
+#include <functional>
+
+#include "base/bytes.h"
+
+namespace platform {
+
+// BASE64 in pieces, line ends and blanks anywhere, up to the first "-" or the end.
+class Base64Reader {
+  public:
+    Base64Reader();
+    ~Base64Reader();
+    Base64Reader(const Base64Reader&) = delete;
+    Base64Reader& operator=(const Base64Reader&) = delete;
+
+    // Both throw CRYPT_E_BAD_ENCODE.
+    Bytes Feed(ByteView text);
+    void Finish();
+
+  private:
+    void* context_;
+    bool ended_ = false;
+};
+
+Bytes DecodeBase64(ByteView text);
+
+bool HasArmour(ByteView content);
+// Calls `take` with label and octets of every armoured block, in order. Throws
+// CRYPT_E_BAD_ENCODE for a damaged one.
+void ForEachBlock(ByteView content,
+                  const std::function<void(std::string_view label, ByteView octets)>& take);
+
+}  // namespace platform

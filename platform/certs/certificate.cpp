@@ -1,0 +1,165 @@
+#include "certs/certificate.h"
+
+#include <openssl/err.h>
+
+#include "base/error.h"
+#include "certs/compare.h"
+#include "certs/records.h"
+#include "certs/share.h"
+#include "providers/crypto.h"
+
+namespace platform {
+namespace {
+
+constexpr std::uint8_t kIssuerUniqueId = der::Context(1);
+constexpr std::uint8_t kSubjectUniqueId = der::Context(2);
+
+struct Fields {
+    DWORD version = 0;
+    ByteView serial;
+    AlgorithmView signatureAlgorithm;
+    ByteView issuer;
+    FILETIME notBefore{};
+    FILETIME notAfter{};
+    ByteView subject;
+    PublicKeyView publicKey;
+    BitsView issuerId;
+    BitsView subjectId;
+    std::vector<ExtensionView> extensions;
+};
+
+DWORD ReadVersion(der::Cursor& cursor) {
+    if (!cursor.NextIs(der::ContextConstructed(0))) return 0;
+    der::Cursor explicitly(cursor.Next().contents);
+    const long version = explicitly.SmallInteger();
+    explicitly.ExpectEnd();
+    if (version < 0 || version > 2) throw Error(CRYPT_E_ASN1_CORRUPT);
+    return static_cast<DWORD>(version);
+}
+
+void ReadValidity(der::Cursor cursor, Fields& fields) {
+    fields.notBefore = ReadTime(cursor.Next());
+    fields.notAfter = ReadTime(cursor.Next());
+    cursor.ExpectEnd();
+}
+
+std::vector<ExtensionView> ReadExplicitExtensions(ByteView contents) {
+    der::Cursor explicitly(contents);
+    std::vector<ExtensionView> views = ReadExtensions(explicitly.Expect(der::kSequence).contents);
+    explicitly.ExpectEnd();
+    return views;
+}
+
+Fields ReadToBeSigned(der::Cursor cursor) {
+    Fields fields;
+    fields.version = ReadVersion(cursor);
+    fields.serial = cursor.Expect(der::kInteger).contents;
+    if (fields.serial.empty()) throw Error(CRYPT_E_ASN1_CORRUPT);
+    fields.signatureAlgorithm = ReadAlgorithm(cursor);
+    fields.issuer = cursor.Expect(der::kSequence).whole;
+    ReadValidity(der::Cursor(cursor.Expect(der::kSequence).contents), fields);
+    fields.subject = cursor.Expect(der::kSequence).whole;
+    fields.publicKey = ReadPublicKey(cursor);
+    if (cursor.NextIs(kIssuerUniqueId)) fields.issuerId = ReadBits(cursor.Next().contents);
+    if (cursor.NextIs(kSubjectUniqueId)) fields.subjectId = ReadBits(cursor.Next().contents);
+    if (cursor.NextIs(der::ContextConstructed(3))) {
+        fields.extensions = ReadExplicitExtensions(cursor.Next().contents);
+    }
+    cursor.ExpectEnd();
+    return fields;
+}
+
+void LayInfo(Packer& packer, const Fields& fields) {
+    auto* info = packer.One<CERT_INFO>();
+    info->dwVersion = fields.version;
+    info->SerialNumber = LayReversed(packer, fields.serial);
+    Lay(packer, fields.signatureAlgorithm, info->SignatureAlgorithm);
+    info->Issuer = packer.Blob(fields.issuer);
+    info->NotBefore = fields.notBefore;
+    info->NotAfter = fields.notAfter;
+    info->Subject = packer.Blob(fields.subject);
+    Lay(packer, fields.publicKey, info->SubjectPublicKeyInfo);
+    Lay(packer, fields.issuerId, info->IssuerUniqueId);
+    Lay(packer, fields.subjectId, info->SubjectUniqueId);
+    Lay(packer, fields.extensions, info->cExtension, info->rgExtension);
+}
+
+// OpenSSL looks at the key when it reads the certificate and never again, so an
+// algorithm that comes from the engine has to be there by then.
+void TryAlgorithm(const char* oid) {
+    try {
+        EnsureAlgorithm(oid);
+    } catch (const Error&) {
+        // Everything but the key can be read without it.
+    }
+}
+
+}  // namespace
+
+KeyContext::~KeyContext() {
+    if (!owned_) return;
+    const LastErrorKeeper keeper;
+    CryptReleaseContext(provider_, 0);
+}
+
+Certificate::Certificate() : Object(Kind::Certificate) {}
+Certificate::~Certificate() = default;
+
+std::shared_ptr<Certificate> Certificate::Parse(ByteView der) {
+    const std::shared_ptr<Certificate> certificate(new Certificate);
+    certificate->der_ = Copy(der);
+    const Fields fields = ReadToBeSigned(SignedPart(certificate->der_));
+    certificate->info_ = PackOwned([&](Packer& packer) { LayInfo(packer, fields); });
+    certificate->sha1_ = Sha1Of(der);
+
+    CERT_CONTEXT& context = certificate->context_;
+    context.dwCertEncodingType = X509_ASN_ENCODING;
+    context.pbCertEncoded = certificate->der_.data();
+    context.cbCertEncoded = static_cast<DWORD>(der.size());
+    context.pCertInfo = reinterpret_cast<CERT_INFO*>(certificate->info_.get());
+    return certificate;
+}
+
+std::shared_ptr<Certificate> Certificate::Of(PCCERT_CONTEXT context) {
+    return Resolve<Certificate>(context, ERROR_INVALID_PARAMETER)->shared_from_this();
+}
+
+PCCERT_CONTEXT Certificate::Share(const std::shared_ptr<Certificate>& certificate) {
+    PublishHandle(&certificate->context_, WithStore(certificate));
+    return &certificate->context_;
+}
+
+X509* Certificate::Native() const {
+    if (native_) return native_.get();
+    TryAlgorithm(Info().SubjectPublicKeyInfo.Algorithm.pszObjId);
+    const unsigned char* at = der_.data();
+    native_.reset(d2i_X509(nullptr, &at, static_cast<long>(der_.size())));
+    ERR_clear_error();
+    if (!native_) throw Error(CRYPT_E_ASN1_CORRUPT);
+    return native_.get();
+}
+
+}  // namespace platform
+
+using namespace platform;
+
+PCCERT_CONTEXT WINAPI CertCreateCertificateContext(DWORD encoding, const BYTE* data, DWORD size) {
+    return Guarded<PCCERT_CONTEXT>(nullptr, [&] {
+        RequireEncoded(encoding, data);
+        return Certificate::Share(Certificate::Parse({data, size}));
+    });
+}
+
+PCCERT_CONTEXT WINAPI CertDuplicateCertificateContext(PCCERT_CONTEXT certificate) {
+    if (certificate == nullptr) return nullptr;
+    return Guarded<PCCERT_CONTEXT>(nullptr, [&] {
+        AddHandleReference(certificate, Kind::Certificate, ERROR_INVALID_PARAMETER);
+        return certificate;
+    });
+}
+
+BOOL WINAPI CertFreeCertificateContext(PCCERT_CONTEXT certificate) {
+    if (certificate == nullptr) return TRUE;
+    return GuardedBool(
+        [&] { ReleaseHandle(certificate, Kind::Certificate, ERROR_INVALID_PARAMETER); });
+}

@@ -1,0 +1,115 @@
+// Certificates and CRLs as objects: the public context inside a private object that
+// owns its encoding, its decoded record and its properties.
+#pragma once
+
+#include <openssl/x509.h>
+#include "base/ground.h"
+
+#include <map>
+#include <memory>
+
+#include "base/bytes.h"
+#include "base/handle.h"
+
+namespace platform {
+
+struct X509Deleter {
+    void operator()(X509* certificate) const { X509_free(certificate); }
+};
+struct X509CrlDeleter {
+    void operator()(X509_CRL* crl) const { X509_CRL_free(crl); }
+};
+
+// The provider handle of one CERT_KEY_CONTEXT. An owned handle is released with it.
+class KeyContext {
+  public:
+    KeyContext(HCRYPTPROV provider, DWORD keySpec, bool owned)
+        : provider_(provider), keySpec_(keySpec), owned_(owned) {}
+    ~KeyContext();
+    KeyContext(const KeyContext&) = delete;
+    KeyContext& operator=(const KeyContext&) = delete;
+    [[nodiscard]] HCRYPTPROV Provider() const { return provider_; }
+    [[nodiscard]] DWORD KeySpec() const { return keySpec_; }
+    // Leaves the release of the handle to somebody else.
+    void Disown() { owned_ = false; }
+
+  private:
+    HCRYPTPROV provider_;
+    DWORD keySpec_;
+    bool owned_;
+};
+
+class Store;
+
+class Certificate : public Object, public std::enable_shared_from_this<Certificate> {
+  public:
+    static constexpr Kind kKind = Kind::Certificate;
+
+    // Parses one DER certificate that fills `der` to its end (RFC 5280 4.1). Throws
+    // CRYPT_E_ASN1_BADTAG, CRYPT_E_ASN1_EOD or CRYPT_E_ASN1_CORRUPT.
+    static std::shared_ptr<Certificate> Parse(ByteView der);
+    // The object behind a context. Throws ERROR_INVALID_PARAMETER.
+    static std::shared_ptr<Certificate> Of(PCCERT_CONTEXT context);
+    // The context of a certificate with one count more. While it is out, the store that
+    // the certificate stands in stays alive.
+    static PCCERT_CONTEXT Share(const std::shared_ptr<Certificate>& certificate);
+
+    ~Certificate() override;
+
+    [[nodiscard]] const CERT_INFO& Info() const { return *context_.pCertInfo; }
+    [[nodiscard]] ByteView Der() const { return der_; }
+    // OpenSSL's form, made when it is first asked for and kept. Throws
+    // CRYPT_E_ASN1_CORRUPT when OpenSSL does not take the encoding.
+    [[nodiscard]] X509* Native() const;
+    [[nodiscard]] const Bytes& Sha1() const { return sha1_; }
+
+    // Properties in the flat form in which stores keep them. Provider information
+    // (CERT_KEY_PROV_INFO_PROP_ID) is the text of key_provider_info.h.
+    std::map<DWORD, Bytes> properties;
+    std::unique_ptr<KeyContext> keyContext;
+
+    // Where it stands, for deletion and saving of properties: null outside a store.
+    std::weak_ptr<Store> store;
+    std::int64_t row = 0;
+
+    // Set by the store when it hands the context out.
+    void SetStoreHandle(HCERTSTORE handle) { context_.hCertStore = handle; }
+
+  private:
+    Certificate();
+    CERT_CONTEXT context_{};
+    Bytes der_;
+    Bytes sha1_;
+    mutable std::unique_ptr<X509, X509Deleter> native_;
+    std::unique_ptr<std::uint8_t[]> info_;
+};
+
+class Crl : public Object, public std::enable_shared_from_this<Crl> {
+  public:
+    static constexpr Kind kKind = Kind::Crl;
+
+    // RFC 5280 5.1. Throws as Certificate::Parse does.
+    static std::shared_ptr<Crl> Parse(ByteView der);
+    static std::shared_ptr<Crl> Of(PCCRL_CONTEXT context);
+    static PCCRL_CONTEXT Share(const std::shared_ptr<Crl>& crl);
+
+    ~Crl() override;
+
+    [[nodiscard]] const CRL_INFO& Info() const { return *context_.pCrlInfo; }
+    [[nodiscard]] ByteView Der() const { return der_; }
+    [[nodiscard]] X509_CRL* Native() const;
+
+    std::weak_ptr<Store> store;
+    std::int64_t row = 0;
+
+    void SetStoreHandle(HCERTSTORE handle) { context_.hCertStore = handle; }
+
+  private:
+    Crl();
+    CRL_CONTEXT context_{};
+    Bytes der_;
+    mutable std::unique_ptr<X509_CRL, X509CrlDeleter> native_;
+    std::unique_ptr<std::uint8_t[]> info_;
+};
+
+}  // namespace platform

@@ -1,0 +1,235 @@
+// CryptEncodeObject and CryptDecodeObject: one row of a table for each kind of record.
+#include "certs/encode.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+
+#include "base/error.h"
+#include "base/output.h"
+#include "certs/compare.h"
+#include "certs/records.h"
+#include "messages/der.h"
+#include "messages/model.h"
+
+namespace platform {
+namespace {
+
+constexpr std::uint8_t kBitString = 0x03;
+
+template <class Blob>
+ByteView Whole(const Blob& blob) {
+    if (blob.cbData != 0 && blob.pbData == nullptr) throw Error(CRYPT_E_BAD_ENCODE);
+    return ViewOf(blob);
+}
+
+// ---- encoding ------------------------------------------------------------------
+
+Bytes EncodeBitString(ByteView octets, DWORD unusedBits) {
+    if (unusedBits > 7 || (octets.empty() && unusedBits != 0)) throw Error(CRYPT_E_BAD_ENCODE);
+    const auto unused = static_cast<std::uint8_t>(unusedBits);
+    Bytes bits = Copy(octets);
+    // X.690 11.2.1: unused bits are zero.
+    if (!bits.empty()) bits.back() &= static_cast<std::uint8_t>(0xFF << unused);
+    return der::Element(kBitString, {ByteView(&unused, 1), bits});
+}
+
+Bytes EncodeBits(const void* value) {
+    const auto& blob = *static_cast<const CRYPT_BIT_BLOB*>(value);
+    return EncodeBitString(Whole(blob), blob.cUnusedBits);
+}
+
+// X.690 11.2.2: a list of named bits ends with the last bit that is set.
+Bytes EncodeKeyUsage(const void* value) {
+    const auto& blob = *static_cast<const CRYPT_BIT_BLOB*>(value);
+    if (blob.cUnusedBits > 7) throw Error(CRYPT_E_BAD_ENCODE);
+    Bytes bits = Copy(Whole(blob));
+    if (!bits.empty()) bits.back() &= static_cast<std::uint8_t>(0xFF << blob.cUnusedBits);
+    while (!bits.empty() && bits.back() == 0) bits.pop_back();
+    DWORD unused = 0;
+    while (!bits.empty() && (bits.back() & (1U << unused)) == 0) ++unused;
+    return EncodeBitString(bits, unused);
+}
+
+Bytes EncodeAttributeRecord(const void* value) {
+    return EncodeAttribute(*static_cast<const CRYPT_ATTRIBUTE*>(value));
+}
+
+Bytes EncodeOctets(const void* value) {
+    return der::Element(der::kOctetString, Whole(*static_cast<const CRYPT_DATA_BLOB*>(value)));
+}
+
+Bytes EncodeInteger(const void* value) { return der::Integer(*static_cast<const LONG*>(value)); }
+
+// X.690 8.3.2: no more sign octets than one bit needs.
+Bytes EncodeBigInteger(const void* value) {
+    const ByteView little = Whole(*static_cast<const CRYPT_INTEGER_BLOB*>(value));
+    Bytes big(little.rbegin(), little.rend());
+    if (big.empty()) big.push_back(0);
+    std::size_t skip = 0;
+    while (skip + 1 < big.size() && big[skip] == ((big[skip + 1] & 0x80) != 0 ? 0xFF : 0x00)) {
+        ++skip;
+    }
+    return der::Element(der::kInteger, ByteView(big).subspan(skip));
+}
+
+Bytes EncodeAlgorithmValue(const void* value) {
+    return EncodeAlgorithmRecord(*static_cast<const CRYPT_ALGORITHM_IDENTIFIER*>(value));
+}
+
+Bytes EncodePublicKeyValue(const void* value) {
+    return EncodePublicKey(*static_cast<const CERT_PUBLIC_KEY_INFO*>(value));
+}
+
+// ---- decoding ------------------------------------------------------------------
+
+// The one element that the encoding is.
+der::Item Only(ByteView encoded, std::uint8_t tag) {
+    der::Cursor cursor(encoded);
+    const der::Item item = cursor.Expect(tag);
+    cursor.ExpectEnd();
+    return item;
+}
+
+void DecodeAttribute(ByteView encoded, void* value, DWORD* size) {
+    const AttributeView attribute = ParseAttribute(encoded);
+    PackOut(
+        [&](Packer& packer) {
+            auto* record = packer.One<CRYPT_ATTRIBUTE>();
+            record->pszObjId = packer.Text(attribute.oid);
+            record->cValue = static_cast<DWORD>(attribute.values.size());
+            record->rgValue = packer.Array<CRYPT_ATTR_BLOB>(attribute.values.size());
+            for (std::size_t i = 0; i < attribute.values.size(); ++i) {
+                record->rgValue[i] = packer.Blob(attribute.values[i]);
+            }
+        },
+        value, size);
+}
+
+void DecodeOctets(ByteView encoded, void* value, DWORD* size) {
+    const ByteView octets = Only(encoded, der::kOctetString).contents;
+    PackOut([&](Packer& packer) { *packer.One<CRYPT_DATA_BLOB>() = packer.Blob(octets); }, value,
+            size);
+}
+
+void DecodeBits(ByteView encoded, void* value, DWORD* size) {
+    const BitsView bits = ReadBits(Only(encoded, kBitString).contents);
+    PackOut([&](Packer& packer) { Lay(packer, bits, *packer.One<CRYPT_BIT_BLOB>()); }, value, size);
+}
+
+void DecodeInteger(ByteView encoded, void* value, DWORD* size) {
+    der::Cursor cursor(encoded);
+    const long number = cursor.SmallInteger();
+    cursor.ExpectEnd();
+    const auto narrow = static_cast<LONG>(number);
+    if (narrow != number) throw Error(CRYPT_E_ASN1_LARGE);
+    CopyOut(ViewOf(&narrow, sizeof narrow), value, size);
+}
+
+void DecodeBigInteger(ByteView encoded, void* value, DWORD* size) {
+    const ByteView contents = Only(encoded, der::kInteger).contents;
+    if (contents.empty()) throw Error(CRYPT_E_ASN1_CORRUPT);
+    PackOut(
+        [&](Packer& packer) {
+            auto* record = packer.One<CRYPT_INTEGER_BLOB>();
+            *record = LayReversed(packer, contents);
+        },
+        value, size);
+}
+
+void DecodeAlgorithm(ByteView encoded, void* value, DWORD* size) {
+    der::Cursor cursor(encoded);
+    const AlgorithmView view = ReadAlgorithm(cursor);
+    cursor.ExpectEnd();
+    PackOut([&](Packer& packer) { Lay(packer, view, *packer.One<CRYPT_ALGORITHM_IDENTIFIER>()); },
+            value, size);
+}
+
+void DecodePublicKey(ByteView encoded, void* value, DWORD* size) {
+    der::Cursor cursor(encoded);
+    const PublicKeyView view = ReadPublicKey(cursor);
+    cursor.ExpectEnd();
+    PackOut([&](Packer& packer) { Lay(packer, view, *packer.One<CERT_PUBLIC_KEY_INFO>()); }, value,
+            size);
+}
+
+// ---- table ---------------------------------------------------------------------
+
+struct Coder {
+    LPCSTR type;
+    const char* oid;  // the extension that holds such a value, or null
+    Bytes (*encode)(const void* value);
+    void (*decode)(ByteView encoded, void* value, DWORD* size);
+};
+
+const Coder kCoders[] = {
+    {PKCS_ATTRIBUTE, nullptr, EncodeAttributeRecord, DecodeAttribute},
+    {X509_OCTET_STRING, szOID_SUBJECT_KEY_IDENTIFIER, EncodeOctets, DecodeOctets},
+    {X509_BITS, nullptr, EncodeBits, DecodeBits},
+    {X509_KEY_USAGE, szOID_KEY_USAGE, EncodeKeyUsage, DecodeBits},
+    {X509_INTEGER, nullptr, EncodeInteger, DecodeInteger},
+    {X509_MULTI_BYTE_INTEGER, nullptr, EncodeBigInteger, DecodeBigInteger},
+    {X509_ALGORITHM_IDENTIFIER, nullptr, EncodeAlgorithmValue, DecodeAlgorithm},
+    {X509_PUBLIC_KEY_INFO, nullptr, EncodePublicKeyValue, DecodePublicKey},
+};
+
+// A type is a small number in place of a pointer, or the text of an identifier.
+bool Names(const Coder& coder, LPCSTR type) {
+    if (reinterpret_cast<ULONG_PTR>(type) <= 0xFFFF) return type == coder.type;
+    return coder.oid != nullptr && std::strcmp(type, coder.oid) == 0;
+}
+
+const Coder& CoderFor(DWORD encoding, LPCSTR type) {
+    const auto* const row = std::find_if(std::begin(kCoders), std::end(kCoders),
+                                         [&](const Coder& coder) { return Names(coder, type); });
+    const bool known = (encoding & (X509_ASN_ENCODING | PKCS_7_ASN_ENCODING)) != 0;
+    if (!known || row == std::end(kCoders)) throw Error(ERROR_FILE_NOT_FOUND);
+    return *row;
+}
+
+// What is wrong with the caller's record is a bad encoding to him, whoever found it.
+Bytes Encode(const Coder& coder, const void* value) {
+    try {
+        return coder.encode(value);
+    } catch (const Error& error) {
+        const DWORD code = error.Code();
+        if (code != static_cast<DWORD>(CRYPT_E_OID_FORMAT) && code != ERROR_INVALID_PARAMETER) {
+            throw;
+        }
+        throw Error(CRYPT_E_BAD_ENCODE);
+    }
+}
+
+}  // namespace
+
+Bytes EncodeAlgorithmRecord(const CRYPT_ALGORITHM_IDENTIFIER& record) {
+    if (record.pszObjId == nullptr) throw Error(CRYPT_E_BAD_ENCODE);
+    return der::Element(der::kSequence, {der::Oid(record.pszObjId), Whole(record.Parameters)});
+}
+
+Bytes EncodePublicKey(const CERT_PUBLIC_KEY_INFO& record) {
+    return der::Element(der::kSequence,
+                        {EncodeAlgorithmRecord(record.Algorithm),
+                         EncodeBitString(Whole(record.PublicKey), record.PublicKey.cUnusedBits)});
+}
+
+}  // namespace platform
+
+using namespace platform;
+
+BOOL WINAPI CryptEncodeObject(DWORD encoding, LPCSTR type, const void* value, BYTE* encoded,
+                              DWORD* size) {
+    return GuardedBool([&] {
+        if (value == nullptr) throw Error(ERROR_INVALID_PARAMETER);
+        CopyOut(Encode(CoderFor(encoding, type), value), encoded, size);
+    });
+}
+
+BOOL WINAPI CryptDecodeObject(DWORD encoding, LPCSTR type, const BYTE* encoded, DWORD encodedSize,
+                              DWORD flags, void* value, DWORD* size) {
+    return GuardedBool([&] {
+        // Values go to the caller's buffer; this call has no allocating form.
+        if (encoded == nullptr || (flags & CRYPT_DECODE_ALLOC_FLAG) != 0) throw Error(E_INVALIDARG);
+        CoderFor(encoding, type).decode({encoded, encodedSize}, value, size);
+    });
+}

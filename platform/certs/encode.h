@@ -1,0 +1,15 @@
+// Encoding of single records, for the platform's own units.
+#pragma once
+
+#include "base/ground.h"
+
+#include "base/bytes.h"
+
+namespace platform {
+
+// Absent parameters stay absent. Both throw CRYPT_E_OID_FORMAT for a bad identifier and
+// CRYPT_E_BAD_ENCODE for a record whose pointers do not fit its counts.
+Bytes EncodeAlgorithmRecord(const CRYPT_ALGORITHM_IDENTIFIER& record);
+Bytes EncodePublicKey(const CERT_PUBLIC_KEY_INFO& record);
+
+}  // namespace platform

@@ -1,0 +1,24 @@
+#include "certs/share.h"
+
+#include "base/error.h"
+#include "certs/records.h"
+
+namespace platform {
+
+void RequireEncoded(DWORD encoding, const BYTE* data) {
+    if ((encoding & X509_ASN_ENCODING) == 0 || data == nullptr) throw Error(E_INVALIDARG);
+}
+
+der::Cursor SignedPart(ByteView der) {
+    constexpr std::uint8_t kBitString = 0x03;
+    der::Cursor whole(der);
+    der::Cursor parts(whole.Expect(der::kSequence).contents);
+    whole.ExpectEnd();
+    const der::Item toBeSigned = parts.Expect(der::kSequence);
+    ReadAlgorithm(parts);
+    ReadBits(parts.Expect(kBitString).contents);
+    parts.ExpectEnd();
+    return der::Cursor(toBeSigned.contents);
+}
+
+}  // namespace platform

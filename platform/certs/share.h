@@ -1,0 +1,64 @@
+// What certificates and CRLs have in common as contexts.
+#pragma once
+
+#include "base/ground.h"
+
+#include <memory>
+
+#include "base/bytes.h"
+#include "base/handle.h"
+#include "certs/store.h"
+#include "messages/der.h"
+
+namespace platform {
+
+// Throws E_INVALIDARG unless X.509 encoding is named and data is given.
+void RequireEncoded(DWORD encoding, const BYTE* data);
+
+// The part of a certificate or CRL that its signature covers, which is followed by an
+// algorithm and the signature value and nothing else.
+der::Cursor SignedPart(ByteView der);
+
+// The item as the handle table keeps it: with a count of the store that it stands in,
+// so that the store can be closed by its handle and still serve the item's context.
+template <class Item>
+std::shared_ptr<Object> WithStore(const std::shared_ptr<Item>& item) {
+    struct Held {
+        std::shared_ptr<Item> item;
+        std::shared_ptr<Store> store;
+    };
+    const auto held = std::make_shared<Held>(Held{item, item->store.lock()});
+    return {held, item.get()};
+}
+
+// A context as a store hands it out.
+template <class Item>
+auto HandOut(const std::shared_ptr<Item>& item) {
+    item->SetStoreHandle(item->store.lock().get());
+    return Item::Share(item);
+}
+
+// A context that a call consumes: given back at its end, also when the call fails.
+template <class Item>
+class Consumed {
+  public:
+    using Context = decltype(Item::Share(nullptr));
+    // Null is allowed; throws ERROR_INVALID_PARAMETER for what is no context.
+    explicit Consumed(Context context) : context_(context) {
+        if (context != nullptr) item_ = Item::Of(context);
+    }
+    ~Consumed() {
+        if (context_ == nullptr) return;
+        const LastErrorKeeper keeper;
+        ReleaseHandle(context_, Item::kKind, ERROR_INVALID_PARAMETER);
+    }
+    Consumed(const Consumed&) = delete;
+    Consumed& operator=(const Consumed&) = delete;
+    [[nodiscard]] const Item* Get() const { return item_.get(); }
+
+  private:
+    Context context_;
+    std::shared_ptr<Item> item_;
+};
+
+}  // namespace platform

@@ -1,0 +1,62 @@
+// Where the issuers of a chain are looked for, and what is trusted.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <vector>
+
+#include "certs/certificate.h"
+#include "certs/store.h"
+
+namespace platform {
+
+// A name as RFC 5280 7.1 compares it: case and repeated blanks do not count.
+class DistinguishedName {
+  public:
+    explicit DistinguishedName(const CERT_NAME_BLOB& encoded) : encoded_(&encoded) {}
+    // The records that the names were made of must still be there.
+    [[nodiscard]] bool Equals(const DistinguishedName& other) const;
+
+  private:
+    [[nodiscard]] X509_NAME* Parsed() const;
+    struct Deleter {
+        void operator()(X509_NAME* name) const { X509_NAME_free(name); }
+    };
+    const CERT_NAME_BLOB* encoded_;
+    mutable std::unique_ptr<X509_NAME, Deleter> parsed_;  // made when first needed
+};
+
+// The stores in their order: the additional one, the one that the end certificate stands
+// in, "CA", "My" and "AddressBook" of the user and then of the machine, and "Root" of
+// both. Trust is "Root" alone. Stores are read once, when the pool is made.
+class CertificatePool {
+  public:
+    // `additional` may be null. Throws what opening a damaged store throws.
+    CertificatePool(const Certificate& leaf, std::shared_ptr<Store> additional,
+                    const std::vector<Side>& sides);
+
+    // Every certificate whose name is the issuer's, and whose key identifier is the one
+    // that the subject tells, if both tell one. The likeliest first: trusted, then valid at
+    // `time`, then the latest issued. Each certificate once, wherever it stands.
+    [[nodiscard]] std::vector<std::shared_ptr<Certificate>> IssuersOf(const Certificate& subject,
+                                                                      const FILETIME& time) const;
+    [[nodiscard]] bool Trusts(const Certificate& certificate) const;
+
+    // CRLs of the same stores whose issuer bears the name of `issuer`.
+    [[nodiscard]] std::vector<std::shared_ptr<Crl>> CrlsOf(const Certificate& issuer) const;
+
+  private:
+    void Read(const std::shared_ptr<Store>& store, bool trusted);
+    void ReadSystemStore(Side side, const char* name, bool trusted);
+
+    struct Entry {
+        std::shared_ptr<Certificate> certificate;
+        bool trusted = false;
+        DistinguishedName subject;
+    };
+    std::map<Bytes, std::size_t> positions_;  // by encoding
+    std::vector<Entry> entries_;
+    std::vector<std::shared_ptr<Store>> stores_;
+};
+
+}  // namespace platform

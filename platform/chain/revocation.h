@@ -1,0 +1,35 @@
+// Revocation of the certificates of a path.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <vector>
+
+#include "chain/crl_judge.h"
+#include "chain/path.h"
+
+namespace platform {
+
+// A place that knows of revocations. Sources are asked in order until one does not answer
+// "unknown"; a source over the network comes behind those that are on this computer.
+class RevocationSource {
+  public:
+    virtual ~RevocationSource() = default;
+    [[nodiscard]] virtual Revocation Ask(const RevocationQuestion& question) = 0;
+};
+
+using RevocationSources = std::vector<std::unique_ptr<RevocationSource>>;
+
+// CRLs of the pool's stores.
+std::unique_ptr<RevocationSource> StoreCrls(const CertificatePool& pool);
+// CRL files ("*.crl") of a home's cache/ folder. A damaged one counts as absent, since a
+// cache may be deleted at any time.
+std::unique_ptr<RevocationSource> CachedCrls(std::filesystem::path folder);
+
+// Sets CERT_TRUST_IS_REVOKED and CERT_TRUST_REVOCATION_STATUS_UNKNOWN on the certificates
+// that the CERT_CHAIN_REVOCATION_CHECK_* bits of `flags` name. One that its issuer did not
+// sign is left out: what an issuer says of a number is not about it.
+void CheckRevocation(Path& path, DWORD flags, const FILETIME& time,
+                     const RevocationSources& sources);
+
+}  // namespace platform

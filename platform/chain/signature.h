@@ -1,0 +1,17 @@
+// Who signed what.
+#pragma once
+
+#include "certs/certificate.h"
+
+namespace platform {
+
+// True when `issuer`'s key made the signature. A key or signature that cannot be read
+// gives false. Throws NTE_PROV_DLL_NOT_FOUND when the algorithm needs a package that is
+// not installed.
+bool SignedBy(const Certificate& certificate, const Certificate& issuer);
+bool SignedBy(const Crl& crl, const Certificate& issuer);
+
+// Subject and issuer have one name.
+bool IsSelfIssued(const Certificate& certificate);
+
+}  // namespace platform

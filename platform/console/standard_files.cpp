@@ -1,0 +1,157 @@
+// The standard handles: console modes, reading and writing.
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <iterator>
+#include <utility>
+
+#include "base/errno_map.h"
+#include "base/error.h"
+#include "console/terminal.h"
+
+namespace platform {
+namespace {
+
+// A standard handle is the address of its entry.
+constexpr int kDescriptors[] = {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO};
+constexpr DWORD kHandleNames[] = {STD_INPUT_HANDLE, STD_OUTPUT_HANDLE, STD_ERROR_HANDLE};
+
+HANDLE HandleOf(DWORD name) {
+    for (std::size_t i = 0; i < std::size(kHandleNames); ++i) {
+        if (kHandleNames[i] == name) return const_cast<int*>(&kDescriptors[i]);
+    }
+    SetLastError(ERROR_INVALID_HANDLE);
+    return INVALID_HANDLE_VALUE;
+}
+
+int DescriptorOf(HANDLE handle) {
+    for (const int& descriptor : kDescriptors) {
+        if (handle == &descriptor) return descriptor;
+    }
+    throw Error(ERROR_INVALID_HANDLE);
+}
+
+// The modes handled here are those of an input; a redirected one has none.
+int ConsoleInputOf(HANDLE handle) {
+    const int descriptor = DescriptorOf(handle);
+    if (descriptor != STDIN_FILENO || isatty(descriptor) == 0) throw Error(ERROR_INVALID_HANDLE);
+    return descriptor;
+}
+
+termios ModesOf(int terminal) {
+    termios modes{};
+    if (tcgetattr(terminal, &modes) != 0) throw Error(ErrnoToCode(errno));
+    return modes;
+}
+
+struct ModeBit {
+    DWORD mode;
+    tcflag_t flag;
+};
+
+constexpr ModeBit kModeBits[] = {
+    {ENABLE_PROCESSED_INPUT, ISIG},
+    {ENABLE_LINE_INPUT, ICANON},
+    {ENABLE_ECHO_INPUT, ECHO},
+};
+
+DWORD ReadMode(int terminal) {
+    const termios modes = ModesOf(terminal);
+    DWORD mode = 0;
+    for (const ModeBit& bit : kModeBits) {
+        if ((modes.c_lflag & bit.flag) != 0) mode |= bit.mode;
+    }
+    return mode;
+}
+
+void WriteMode(int terminal, DWORD mode) {
+    termios modes = ModesOf(terminal);
+    for (const ModeBit& bit : kModeBits) {
+        modes.c_lflag &= ~bit.flag;
+        if ((mode & bit.mode) != 0) modes.c_lflag |= bit.flag;
+    }
+    if (!SetTerminalModes(terminal, modes)) throw Error(ErrnoToCode(errno));
+}
+
+DWORD ReadSome(int descriptor, void* buffer, DWORD size) {
+    for (;;) {
+        const ssize_t got = read(descriptor, buffer, size);
+        if (got >= 0) return static_cast<DWORD>(got);
+        if (errno != EINTR) throw Error(ErrnoToCode(errno));
+    }
+}
+
+// A console's line ends in CR LF. When only the CR still fits, the LF is the next read.
+DWORD ReadConsoleLine(int terminal, char* buffer, DWORD size) {
+    static bool lineFeedPending = false;
+    if (size == 0) return 0;
+    if (std::exchange(lineFeedPending, false)) {
+        *buffer = '\n';
+        return 1;
+    }
+    DWORD got = ReadSome(terminal, buffer, size);
+    if (got == 0 || buffer[got - 1] != '\n') return got;
+    buffer[got - 1] = '\r';
+    lineFeedPending = got == size;
+    if (!lineFeedPending) buffer[got++] = '\n';
+    return got;
+}
+
+DWORD Read(HANDLE file, void* buffer, DWORD size) {
+    const int descriptor = DescriptorOf(file);
+    if (isatty(descriptor) == 0) return ReadSome(descriptor, buffer, size);
+    // What was printed before stands on the screen before the user answers.
+    std::fflush(stdout);
+    return ReadConsoleLine(descriptor, static_cast<char*>(buffer), size);
+}
+
+void Write(HANDLE file, const void* data, DWORD size, DWORD& written) {
+    const int descriptor = DescriptorOf(file);
+    // Text printed through the streams before comes first.
+    std::fflush(descriptor == STDERR_FILENO ? stderr : stdout);
+    while (written < size) {
+        const ssize_t done =
+            write(descriptor, static_cast<const char*>(data) + written, size - written);
+        if (done < 0 && errno != EINTR) throw Error(ErrnoToCode(errno));
+        if (done > 0) written += static_cast<DWORD>(done);
+    }
+}
+
+}  // namespace
+}  // namespace platform
+
+HANDLE WINAPI GetStdHandle(DWORD which) { return platform::HandleOf(which); }
+
+BOOL WINAPI GetConsoleMode(HANDLE console, DWORD* mode) {
+    return platform::GuardedBool([&] {
+        if (mode == nullptr) throw platform::Error(ERROR_INVALID_PARAMETER);
+        *mode = platform::ReadMode(platform::ConsoleInputOf(console));
+    });
+}
+
+BOOL WINAPI SetConsoleMode(HANDLE console, DWORD mode) {
+    return platform::GuardedBool(
+        [&] { platform::WriteMode(platform::ConsoleInputOf(console), mode); });
+}
+
+BOOL WINAPI ReadFile(HANDLE file, LPVOID buffer, DWORD size, DWORD* read, LPOVERLAPPED overlapped) {
+    return platform::GuardedBool([&] {
+        if (buffer == nullptr || read == nullptr || overlapped != nullptr) {
+            throw platform::Error(ERROR_INVALID_PARAMETER);
+        }
+        *read = 0;
+        *read = platform::Read(file, buffer, size);
+    });
+}
+
+BOOL WINAPI WriteFile(HANDLE file, LPCVOID data, DWORD size, DWORD* written,
+                      LPOVERLAPPED overlapped) {
+    return platform::GuardedBool([&] {
+        if (data == nullptr || written == nullptr || overlapped != nullptr) {
+            throw platform::Error(ERROR_INVALID_PARAMETER);
+        }
+        *written = 0;
+        platform::Write(file, data, size, *written);
+    });
+}

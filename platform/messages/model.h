@@ -1,0 +1,104 @@
+// The records of CMS (RFC 5652) that stay in memory: everything but the content.
+// They hold DER: what arrives in BER is normalised before it gets here.
+#pragma once
+
+#include "base/ground.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/bytes.h"
+#include "providers/crypto.h"
+
+namespace platform {
+
+// SignerIdentifier and RecipientIdentifier: either issuer and serial number or a key
+// identifier.
+struct KeyHolder {
+    Bytes issuer;  // DER Name
+    Bytes serial;  // contents octets of the INTEGER, big-endian
+    Bytes keyIdentifier;
+    [[nodiscard]] bool ByKeyIdentifier() const { return issuer.empty(); }
+};
+
+struct SignerInfo {
+    long version = 1;
+    KeyHolder signer;
+    Algorithm digest;
+    // Each attribute is the DER of one Attribute, in the order in which it stands.
+    std::optional<std::vector<Bytes>> signedAttributes;
+    Algorithm signatureAlgorithm;
+    Bytes signature;
+    std::vector<Bytes> unsignedAttributes;
+};
+
+struct SignedRecords {
+    long version = 1;
+    std::vector<Algorithm> digests;
+    std::string contentType = szOID_RSA_data;
+    std::vector<Bytes> certificates;  // CertificateChoices, each the DER of one element
+    std::vector<Bytes> crls;          // RevocationInfoChoices, the same
+    std::vector<SignerInfo> signers;
+};
+
+// One RecipientInfo. Kinds other than key transport are kept, so that indexes stay
+// true, and match nobody.
+struct RecipientInfo {
+    enum class Kind { KeyTransport, Other };
+    Kind kind = Kind::Other;
+    long version = 0;
+    KeyHolder recipient;
+    Algorithm keyEncryption;
+    Bytes encryptedKey;
+};
+
+struct EnvelopedRecords {
+    long version = 0;
+    std::vector<RecipientInfo> recipients;
+    std::string contentType = szOID_RSA_data;
+    Algorithm contentEncryption;
+};
+
+// ---- DER of single records (der_records.cpp) -----------------------------------
+
+Bytes EncodeAlgorithm(const Algorithm& algorithm);
+Bytes EncodeSignerInfo(const SignerInfo& signer);
+// Throws CRYPT_E_INVALID_MSG_TYPE for kinds other than key transport.
+Bytes EncodeRecipientInfo(const RecipientInfo& recipient);
+// One Attribute from the caller's record; values are taken as they stand. Throws
+// CRYPT_E_OID_FORMAT, and ERROR_INVALID_PARAMETER for a record with null pointers.
+Bytes EncodeAttribute(const CRYPT_ATTRIBUTE& attribute);
+// SET OF with the elements sorted as DER asks (X.690 11.6), under `tag`.
+Bytes EncodeSetOf(std::uint8_t tag, std::vector<Bytes> elements);
+// The octets that the signature covers: the attributes under the SET tag, in the order
+// in which the message has them (RFC 5652 5.4).
+Bytes SignedAttributesForDigest(const std::vector<Bytes>& attributes);
+// SignedData version by RFC 5652 5.1, from its content type, signers and choices.
+long SignedDataVersion(const SignedRecords& records);
+// A whole ContentInfo with definite lengths. No content: a detached message. The
+// certificates and CRLs are sorted as DER asks; the signers stay in their order, since
+// callers address them by index.
+Bytes EncodeSignedMessage(const SignedRecords& records, std::optional<ByteView> content);
+// What stands in SignedData before and behind EncapsulatedContentInfo.
+Bytes EncodeSignedHead(const SignedRecords& records);
+Bytes EncodeSignedTail(const SignedRecords& records);
+// The same for EnvelopedData; the recipients stay in their order as well.
+Bytes EncodeEnvelopedMessage(const EnvelopedRecords& records, ByteView encryptedContent);
+Bytes EncodeEnvelopedHead(const EnvelopedRecords& records);
+
+// ---- reading (parse_records.cpp). All throw CRYPT_E_ASN1_BADTAG, _CORRUPT or _EOD --
+
+SignerInfo ParseSignerInfo(ByteView der);
+RecipientInfo ParseRecipientInfo(ByteView der);
+Algorithm ParseAlgorithm(ByteView der);
+struct AttributeView {
+    std::string oid;
+    std::vector<Bytes> values;  // DER of each value
+};
+AttributeView ParseAttribute(ByteView der);
+
+// KeyHolder of a certificate record: the issuer-and-serial form.
+KeyHolder HolderOf(const CERT_INFO& info);
+
+}  // namespace platform

@@ -1,0 +1,143 @@
+// A signed message made in one call: CryptSignMessage.
+#include "base/ground.h"
+
+#include <limits>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "base/error.h"
+#include "base/output.h"
+#include "messages/der.h"
+#include "messages/model.h"
+#include "messages/signer.h"
+#include "providers/crypto.h"
+
+namespace platform {
+namespace {
+
+// The provider handle of a certificate's key, for as long as the call lasts.
+class SigningKey {
+  public:
+    explicit SigningKey(PCCERT_CONTEXT certificate) {
+        if (!CryptAcquireCertificatePrivateKey(certificate, 0, nullptr, &provider_, &keySpec_,
+                                               &callerFree_)) {
+            throw Error(GetLastError());
+        }
+    }
+    ~SigningKey() {
+        const LastErrorKeeper keeper;
+        if (callerFree_) CryptReleaseContext(provider_, 0);
+    }
+    SigningKey(const SigningKey&) = delete;
+    SigningKey& operator=(const SigningKey&) = delete;
+
+    [[nodiscard]] HCRYPTPROV Provider() const { return provider_; }
+    [[nodiscard]] DWORD KeySpec() const { return keySpec_; }
+
+  private:
+    HCRYPTPROV provider_ = 0;
+    DWORD keySpec_ = 0;
+    BOOL callerFree_ = FALSE;
+};
+
+struct Content {
+    DWORD count;
+    const BYTE* const* pieces;
+    const DWORD* sizes;
+};
+
+void CheckArguments(const CRYPT_SIGN_MESSAGE_PARA* para, const Content& content) {
+    const bool usable =
+        para != nullptr && para->cbSize >= sizeof(*para) && para->dwFlags == 0 &&
+        (para->dwInnerContentType == 0 || para->dwInnerContentType == CMSG_DATA) &&
+        (para->cMsgCert == 0 || para->rgpMsgCert != nullptr) &&
+        (para->cMsgCrl == 0 || para->rgpMsgCrl != nullptr) &&
+        (content.count == 0 || (content.pieces != nullptr && content.sizes != nullptr));
+    if (!usable) throw Error(ERROR_INVALID_PARAMETER);
+    for (DWORD i = 0; i < content.count; ++i) {
+        if (content.pieces[i] == nullptr && content.sizes[i] != 0) {
+            throw Error(ERROR_INVALID_PARAMETER);
+        }
+    }
+}
+
+SignedRecords Embedded(const CRYPT_SIGN_MESSAGE_PARA& para) {
+    SignedRecords records;
+    for (DWORD i = 0; i < para.cMsgCert; ++i) {
+        const PCCERT_CONTEXT one = para.rgpMsgCert[i];
+        if (one == nullptr) throw Error(ERROR_INVALID_PARAMETER);
+        records.certificates.push_back(Copy(ViewOf(one->pbCertEncoded, one->cbCertEncoded)));
+    }
+    for (DWORD i = 0; i < para.cMsgCrl; ++i) {
+        const PCCRL_CONTEXT one = para.rgpMsgCrl[i];
+        if (one == nullptr) throw Error(ERROR_INVALID_PARAMETER);
+        records.crls.push_back(Copy(ViewOf(one->pbCrlEncoded, one->cbCrlEncoded)));
+    }
+    return records;
+}
+
+CMSG_SIGNER_ENCODE_INFO SignerRecord(const CRYPT_SIGN_MESSAGE_PARA& para, const SigningKey& key) {
+    CMSG_SIGNER_ENCODE_INFO info{};
+    info.cbSize = sizeof(info);
+    info.pCertInfo = para.pSigningCert->pCertInfo;
+    info.hCryptProv = key.Provider();
+    info.dwKeySpec = key.KeySpec();
+    info.HashAlgorithm = para.HashAlgorithm;
+    info.cAuthAttr = para.cAuthAttr;
+    info.rgAuthAttr = para.rgAuthAttr;
+    info.cUnauthAttr = para.cUnauthAttr;
+    info.rgUnauthAttr = para.rgUnauthAttr;
+    return info;
+}
+
+// A question for the size is answered without a signature, with the greatest size that one
+// can have: the length of an ECDSA value differs from one time to the next.
+SignerInfo SignContent(const CRYPT_SIGN_MESSAGE_PARA& para, const Content& content, bool sizeOnly) {
+    const SigningKey key(para.pSigningCert);
+    const PreparedSigner signer(SignerRecord(para, key), szOID_RSA_data);
+    if (sizeOnly) return signer.Dummy();
+    Digest digest(signer.DigestAlgorithm().oid);
+    for (DWORD i = 0; i < content.count; ++i) {
+        digest.Update(ViewOf(content.pieces[i], content.sizes[i]));
+    }
+    return signer.Sign(digest.Value());
+}
+
+Bytes Joined(const Content& content) {
+    Bytes joined;
+    for (DWORD i = 0; i < content.count; ++i) {
+        der::Append(joined, ViewOf(content.pieces[i], content.sizes[i]));
+    }
+    return joined;
+}
+
+// With neither signer nor content: the bundle of certificates and CRLs.
+Bytes EncodeOneCall(const CRYPT_SIGN_MESSAGE_PARA& para, bool detached, const Content& content,
+                    bool sizeOnly) {
+    SignedRecords records = Embedded(para);
+    if (para.pSigningCert != nullptr) {
+        records.signers.push_back(SignContent(para, content, sizeOnly));
+        records.digests.push_back(records.signers.front().digest);
+    }
+    records.version = SignedDataVersion(records);
+    const bool bundle = para.pSigningCert == nullptr && content.count == 0;
+    if (detached || bundle) return EncodeSignedMessage(records, std::nullopt);
+    if (content.count == 1) {
+        return EncodeSignedMessage(records, ViewOf(content.pieces[0], content.sizes[0]));
+    }
+    return EncodeSignedMessage(records, Joined(content));
+}
+
+}  // namespace
+}  // namespace platform
+
+BOOL WINAPI CryptSignMessage(PCRYPT_SIGN_MESSAGE_PARA para, BOOL detached, DWORD count,
+                             const BYTE* content[], DWORD sizes[], BYTE* encoded, DWORD* size) {
+    using namespace platform;
+    return GuardedBool([&] {
+        const Content pieces{count, content, sizes};
+        CheckArguments(para, pieces);
+        CopyOut(EncodeOneCall(*para, detached != FALSE, pieces, encoded == nullptr), encoded, size);
+    });
+}

@@ -1,0 +1,132 @@
+// The changes that CryptMsgControl makes to a SignedData that is held whole.
+#include <algorithm>
+#include <utility>
+
+#include "messages/der.h"
+#include "messages/normalise.h"
+#include "messages/params.h"
+#include "messages/signed_decoder.h"
+#include "messages/signer.h"
+
+namespace platform {
+namespace {
+
+// Documented as CMSG_CTRL_DEL_SIGNER_UNAUTH_ATTR_PARA, which our ground header lacks.
+struct DeleteAttributePara {
+    DWORD cbSize;
+    DWORD dwSignerIndex;
+    DWORD dwUnauthAttrIndex;
+};
+
+template <class T>
+const T& Checked(const void* para) {
+    const auto* record = static_cast<const T*>(para);
+    if (record == nullptr || record->cbSize < sizeof(T)) throw Error(ERROR_INVALID_PARAMETER);
+    return *record;
+}
+
+DWORD IndexOf(const void* para) {
+    if (para == nullptr) throw Error(ERROR_INVALID_PARAMETER);
+    return *static_cast<const DWORD*>(para);
+}
+
+// The caller's element as the message will hold it.
+Bytes ElementOf(const CRYPT_DATA_BLOB& blob) {
+    if (blob.pbData == nullptr) throw Error(ERROR_INVALID_PARAMETER);
+    return Normalise(ViewOf(blob.pbData, blob.cbData));
+}
+
+Bytes ChoiceOf(const void* para) {
+    if (para == nullptr) throw Error(ERROR_INVALID_PARAMETER);
+    Bytes element = ElementOf(*static_cast<const CRYPT_DATA_BLOB*>(para));
+    if (element.front() != der::kSequence) throw Error(CRYPT_E_ASN1_BADTAG);
+    return element;
+}
+
+void DeleteChoice(std::vector<Bytes>& choices, DWORD index) {
+    const std::vector<std::size_t> plain = PlainChoices(choices);
+    choices.erase(choices.begin() + static_cast<std::ptrdiff_t>(ItemAt(plain, index)));
+}
+
+void AddAttribute(SignedRecords& records, const CMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR_PARA& para) {
+    SignerInfo& signer = ItemAt(records.signers, para.dwSignerIndex);
+    Bytes attribute = ElementOf(para.blob);
+    (void)ParseAttribute(attribute);
+    signer.unsignedAttributes.push_back(std::move(attribute));
+}
+
+void DeleteAttribute(SignedRecords& records, const DeleteAttributePara& para) {
+    auto& attributes = ItemAt(records.signers, para.dwSignerIndex).unsignedAttributes;
+    (void)ItemAt(attributes, para.dwUnauthAttrIndex);
+    attributes.erase(attributes.begin() + static_cast<std::ptrdiff_t>(para.dwUnauthAttrIndex));
+}
+
+}  // namespace
+
+void SignedBody::Edit(DWORD type, const void* para) {
+    // A stream has let the content go and can encode nothing again.
+    if (settings_.sink) throw Error(CRYPT_E_CONTROL_TYPE);
+    switch (type) {
+        case CMSG_CTRL_ADD_SIGNER:
+            AddSigner(Checked<CMSG_SIGNER_ENCODE_INFO>(para));
+            break;
+        case CMSG_CTRL_DEL_SIGNER:
+            DeleteSigner(IndexOf(para));
+            break;
+        case CMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR:
+            AddAttribute(records_, Checked<CMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR_PARA>(para));
+            break;
+        case CMSG_CTRL_DEL_SIGNER_UNAUTH_ATTR:
+            DeleteAttribute(records_, Checked<DeleteAttributePara>(para));
+            break;
+        case CMSG_CTRL_ADD_CERT:
+            records_.certificates.push_back(ChoiceOf(para));
+            break;
+        case CMSG_CTRL_DEL_CERT:
+            DeleteChoice(records_.certificates, IndexOf(para));
+            break;
+        case CMSG_CTRL_ADD_CRL:
+            records_.crls.push_back(ChoiceOf(para));
+            break;
+        case CMSG_CTRL_DEL_CRL:
+            DeleteChoice(records_.crls, IndexOf(para));
+            break;
+        default:
+            throw Error(CRYPT_E_CONTROL_TYPE);
+    }
+    records_.version = SignedDataVersion(records_);
+    encoded_.reset();
+}
+
+void SignedBody::AddSigner(const CMSG_SIGNER_ENCODE_INFO& info) {
+    if (info.HashAlgorithm.pszObjId == nullptr) throw Error(ERROR_INVALID_PARAMETER);
+    const Bytes digest = DigestForSigning(info.HashAlgorithm.pszObjId);
+    SignerInfo signer = MakeSigner(info, records_.contentType, digest);
+    const auto same = [&](const Algorithm& listed) { return listed.oid == signer.digest.oid; };
+    if (std::none_of(records_.digests.begin(), records_.digests.end(), same)) {
+        records_.digests.push_back(signer.digest);
+    }
+    records_.signers.push_back(std::move(signer));
+}
+
+// The held content goes through a digest that the message did not announce.
+Bytes SignedBody::DigestForSigning(const std::string& oid) {
+    const auto same = [&](const Digest& digest) { return digest.Oid() == oid; };
+    const bool running = std::any_of(digests_.begin(), digests_.end(), same);
+    if (contentComplete_ && !running && !settings_.detached) {
+        Digest digest(oid);
+        digest.Update(content_);
+        digests_.push_back(std::move(digest));
+    }
+    return ContentDigest(oid);
+}
+
+void SignedBody::DeleteSigner(DWORD index) {
+    const std::string oid = ItemAt(records_.signers, index).digest.oid;
+    records_.signers.erase(records_.signers.begin() + static_cast<std::ptrdiff_t>(index));
+    const auto uses = [&](const SignerInfo& signer) { return signer.digest.oid == oid; };
+    if (std::any_of(records_.signers.begin(), records_.signers.end(), uses)) return;
+    std::erase_if(records_.digests, [&](const Algorithm& listed) { return listed.oid == oid; });
+}
+
+}  // namespace platform

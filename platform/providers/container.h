@@ -1,0 +1,66 @@
+// Key containers: one folder each under a home's containers/, with an exchange key and
+// a signature key, each PKCS #8 (encrypted under a password), the provider type, and
+// the certificate of each key. Folder 0700, files 0600, replaced by rename.
+#pragma once
+
+#include <openssl/evp.h>
+#include "base/ground.h"
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/bytes.h"
+#include "base/home.h"
+#include "providers/crypto.h"
+
+namespace platform {
+
+class Container {
+  public:
+    // Names are any text without "/", "\" and control characters, not "." or "..".
+    static bool ValidName(std::string_view name);
+    // Sorted; `type` 0: all, else those that its provider reads. Containers of other users
+    // are left out; a damaged one throws NTE_KEYSET_ENTRY_BAD with its file's name.
+    static std::vector<std::string> List(Side side, DWORD type);
+    // Throws NTE_BAD_KEYSET when it does not exist, NTE_KEYSET_ENTRY_BAD with the file's
+    // name when it is damaged.
+    static Container Open(Side side, std::string_view name);
+    // Throws NTE_EXISTS, ERROR_INVALID_PARAMETER for a name that is not valid.
+    static Container Create(Side side, std::string_view name, DWORD type);
+    static void Delete(Side side, std::string_view name);
+
+    [[nodiscard]] const std::string& Name() const { return name_; }
+    [[nodiscard]] Side GetSide() const { return side_; }
+    [[nodiscard]] DWORD Type() const { return type_; }
+    [[nodiscard]] bool HasKey(DWORD keySpec) const;
+    [[nodiscard]] bool NeedsPassword(DWORD keySpec) const;
+
+    // Throws NTE_NO_KEY, SCARD_W_WRONG_CHV for a wrong or missing password.
+    [[nodiscard]] std::shared_ptr<EVP_PKEY> LoadKey(DWORD keySpec, const Secret& password) const;
+    // An empty password stores the key in clear. Throws NTE_BAD_KEY for a key of another
+    // provider type.
+    void SaveKey(DWORD keySpec, EVP_PKEY* key, const Secret& password);
+
+    [[nodiscard]] std::optional<Bytes> CertificateOf(DWORD keySpec) const;
+    void SaveCertificate(DWORD keySpec, ByteView der);
+    // Nothing happens when there is none.
+    void RemoveCertificate(DWORD keySpec);
+
+  private:
+    Container(Side side, std::string name, DWORD type);
+    [[nodiscard]] std::filesystem::path FileOf(DWORD keySpec, const char* extension) const;
+    Side side_;
+    std::string name_;
+    DWORD type_;
+};
+
+// A fresh key pair for a provider type (see the provider table): RSA of `bits` (default
+// 2048) for 1 and 24, P-256 for 16, GOST for 75, 80 and 81. Throws NTE_PROV_TYPE_NOT_DEF.
+EvpKey GenerateKey(DWORD type, DWORD bits = 0);
+// The provider type that serves a key: by its algorithm. Throws NTE_BAD_ALGID.
+DWORD TypeForKey(EVP_PKEY* key);
+
+}  // namespace platform

@@ -1,0 +1,102 @@
+#include "providers/provider.h"
+
+#include <algorithm>
+
+#include "providers/password_prompt.h"
+
+namespace platform {
+namespace {
+
+constexpr int kTries = 3;
+
+}  // namespace
+
+Provider::Provider(const ProviderRow& row, Side side, bool silent,
+                   std::optional<Container> container)
+    : Object(kKind), row_(row), side_(side), silent_(silent), container_(std::move(container)) {}
+
+Container& Provider::OpenContainer() {
+    if (!container_) throw Error(NTE_BAD_KEYSET);
+    return *container_;
+}
+
+Provider::Slot& Provider::SlotOf(DWORD keySpec) {
+    if (keySpec != AT_KEYEXCHANGE && keySpec != AT_SIGNATURE) throw Error(NTE_NO_KEY);
+    return slots_[keySpec - AT_KEYEXCHANGE];
+}
+
+std::shared_ptr<EVP_PKEY> Provider::AskAndUnlock(DWORD keySpec) {
+    const Container& container = OpenContainer();
+    for (int left = kTries; left > 0; --left) {
+        const auto password = AskPassword(container.Name(), left < kTries);
+        if (!password) throw Error(SCARD_W_CANCELLED_BY_USER);
+        try {
+            return container.LoadKey(keySpec, *password);
+        } catch (const Error& error) {
+            if (error.Code() != SCARD_W_WRONG_CHV) throw;
+        }
+    }
+    throw Error(SCARD_W_WRONG_CHV);
+}
+
+std::shared_ptr<EVP_PKEY> Provider::Unlock(DWORD keySpec, const Slot& slot) {
+    const Container& container = OpenContainer();
+    if (slot.password) return container.LoadKey(keySpec, *slot.password);
+    if (!container.NeedsPassword(keySpec)) return container.LoadKey(keySpec, Secret());
+    if (silent_) throw Error(NTE_SILENT_CONTEXT);
+    return AskAndUnlock(keySpec);
+}
+
+std::shared_ptr<EVP_PKEY> Provider::Key(DWORD keySpec) {
+    OpenContainer();
+    Slot& slot = SlotOf(keySpec);
+    if (!slot.key) slot.key = Unlock(keySpec, slot);
+    return slot.key;
+}
+
+void Provider::NewKey(DWORD keySpec, DWORD bits) {
+    Container& container = OpenContainer();
+    Slot& slot = SlotOf(keySpec);
+    std::shared_ptr<EVP_PKEY> key = GenerateKey(row_.type, bits);
+    // A certificate of the old key must not pass for one of the new.
+    container.RemoveCertificate(keySpec);
+    container.SaveKey(keySpec, key.get(), slot.password.value_or(Secret()));
+    slot.key = std::move(key);
+}
+
+void Provider::SetPassword(DWORD keySpec, std::optional<Secret> password) {
+    Slot& slot = SlotOf(keySpec);
+    slot.password = std::move(password);
+    slot.key.reset();
+}
+
+const AlgorithmRow& Provider::CurrentAlgorithm(bool restart) {
+    if (restart) algorithm_ = 0;
+    if (algorithm_ >= row_.algorithms.size()) throw Error(ERROR_NO_MORE_ITEMS);
+    return *FindAlgorithm(row_.algorithms[algorithm_], 0);
+}
+
+void Provider::ListContainers(bool restart) {
+    if (containers_ && !restart) return;
+    containers_ = Container::List(side_, row_.type);
+    containerAt_ = 0;
+}
+
+const std::string& Provider::CurrentContainer(bool restart) {
+    ListContainers(restart);
+    if (containerAt_ >= containers_->size()) throw Error(ERROR_NO_MORE_ITEMS);
+    return (*containers_)[containerAt_];
+}
+
+std::size_t Provider::LongestContainer(bool restart) {
+    ListContainers(restart);
+    std::size_t longest = 0;
+    for (const std::string& name : *containers_) longest = std::max(longest, name.size());
+    return longest;
+}
+
+std::shared_ptr<EVP_PKEY> PrivateKeyOf(HCRYPTPROV provider, DWORD keySpec) {
+    return Resolve<Provider>(provider, ERROR_INVALID_PARAMETER)->Key(keySpec);
+}
+
+}  // namespace platform

@@ -1,0 +1,70 @@
+// The object behind HCRYPTPROV: a provider, and unless it was acquired for verification
+// only, a container with its opened keys and passwords.
+#pragma once
+
+#include "base/ground.h"
+
+#include <array>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/handle.h"
+#include "providers/algorithms.h"
+#include "providers/container.h"
+#include "providers/crypto.h"
+
+namespace platform {
+
+class Provider : public Object {
+  public:
+    static constexpr Kind kKind = Kind::Provider;
+
+    Provider(const ProviderRow& row, Side side, bool silent, std::optional<Container> container);
+
+    [[nodiscard]] const ProviderRow& Row() const { return row_; }
+    // Throws NTE_BAD_KEYSET for a provider that was acquired for verification only.
+    Container& OpenContainer();
+    [[nodiscard]] bool HasKey(DWORD keySpec) const {
+        return container_ && container_->HasKey(keySpec);
+    }
+
+    // See PrivateKeyOf in crypto.h. The key stays open with this object.
+    std::shared_ptr<EVP_PKEY> Key(DWORD keySpec);
+    // Replaces the key and forgets its certificate. The password set for the specification
+    // protects it; none leaves it in clear.
+    void NewKey(DWORD keySpec, DWORD bits);
+    // No value: the user is asked. A key that is open is closed.
+    void SetPassword(DWORD keySpec, std::optional<Secret> password);
+
+    // The walks of CryptGetProvParam. Both throw ERROR_NO_MORE_ITEMS at the end, and stay
+    // where they are until Advance.
+    const AlgorithmRow& CurrentAlgorithm(bool restart);
+    void AdvanceAlgorithm() { ++algorithm_; }
+    const std::string& CurrentContainer(bool restart);
+    void AdvanceContainer() { ++containerAt_; }
+    // Length of the longest container name.
+    std::size_t LongestContainer(bool restart);
+
+  private:
+    struct Slot {
+        std::optional<Secret> password;
+        std::shared_ptr<EVP_PKEY> key;
+    };
+    Slot& SlotOf(DWORD keySpec);
+    std::shared_ptr<EVP_PKEY> Unlock(DWORD keySpec, const Slot& slot);
+    std::shared_ptr<EVP_PKEY> AskAndUnlock(DWORD keySpec);
+    void ListContainers(bool restart);
+
+    const ProviderRow& row_;
+    Side side_;
+    bool silent_;
+    std::optional<Container> container_;
+    std::array<Slot, 2> slots_;
+    std::size_t algorithm_ = 0;
+    std::optional<std::vector<std::string>> containers_;
+    std::size_t containerAt_ = 0;
+};
+
+}  // namespace platform

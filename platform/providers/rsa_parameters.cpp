@@ -1,0 +1,80 @@
+#include "providers/rsa_parameters.h"
+
+#include "providers/algorithms.h"
+#include "providers/openssl.h"
+
+namespace platform {
+namespace {
+
+std::string DigestOf(const X509_ALGOR* algorithm) {
+    return algorithm == nullptr ? oid::kSha1 : DottedOf(algorithm->algorithm);
+}
+
+std::string MaskDigestOf(const X509_ALGOR* mask) {
+    if (mask == nullptr) return oid::kSha1;
+    if (OBJ_obj2nid(mask->algorithm) != NID_mgf1 || mask->parameter == nullptr ||
+        mask->parameter->type != V_ASN1_SEQUENCE) {
+        ThrowCrypto(NTE_BAD_ALGID);
+    }
+    const ASN1_STRING* der = mask->parameter->value.sequence;
+    using AlgorithmHolder = std::unique_ptr<X509_ALGOR, Freer<X509_ALGOR_free>>;
+    const auto digest = DecodeWhole<AlgorithmHolder>(
+        &d2i_X509_ALGOR,
+        ViewOf(ASN1_STRING_get0_data(der), static_cast<std::size_t>(ASN1_STRING_length(der))));
+    if (!digest) ThrowCrypto(NTE_BAD_ALGID);
+    return DottedOf(digest->algorithm);
+}
+
+// pSpecified with an octet string, the only source that RFC 8017 defines.
+void ApplyLabel(EVP_PKEY_CTX* context, const X509_ALGOR* source) {
+    if (source == nullptr) return;
+    if (OBJ_obj2nid(source->algorithm) != NID_pSpecified || source->parameter == nullptr ||
+        source->parameter->type != V_ASN1_OCTET_STRING) {
+        ThrowCrypto(NTE_BAD_ALGID);
+    }
+    const ASN1_STRING* text = source->parameter->value.octet_string;
+    const int size = ASN1_STRING_length(text);
+    if (size == 0) return;
+    std::unique_ptr<void, Freer<FreeMemory>> label(
+        OPENSSL_memdup(ASN1_STRING_get0_data(text), static_cast<std::size_t>(size)));
+    if (!label || EVP_PKEY_CTX_set0_rsa_oaep_label(context, label.get(), size) <= 0) {
+        ThrowCrypto(NTE_BAD_ALGID);
+    }
+    static_cast<void>(label.release());  // the context has it now
+}
+
+}  // namespace
+
+void ApplyPss(EVP_PKEY_CTX* context, ByteView der, std::string_view digestOid) {
+    const auto parameters = DecodeWhole<PssParameters>(&d2i_RSA_PSS_PARAMS, der);
+    if (!parameters) ThrowCrypto(NTE_BAD_ALGID);
+    if (DigestOf(parameters->hashAlgorithm) != digestOid) ThrowCrypto(NTE_BAD_ALGID);
+    const long salt =
+        parameters->saltLength == nullptr ? 20 : ASN1_INTEGER_get(parameters->saltLength);
+    const bool usualTrailer =
+        parameters->trailerField == nullptr || ASN1_INTEGER_get(parameters->trailerField) == 1;
+    if (salt < 0 || salt > 4096 || !usualTrailer) ThrowCrypto(NTE_BAD_ALGID);
+    const EVP_MD* mask = DigestByOid(MaskDigestOf(parameters->maskGenAlgorithm));
+    if (EVP_PKEY_CTX_set_rsa_padding(context, RSA_PKCS1_PSS_PADDING) <= 0 ||
+        EVP_PKEY_CTX_set_rsa_pss_saltlen(context, static_cast<int>(salt)) <= 0 ||
+        EVP_PKEY_CTX_set_rsa_mgf1_md(context, mask) <= 0) {
+        ThrowCrypto(NTE_BAD_SIGNATURE);
+    }
+}
+
+void ApplyOaep(EVP_PKEY_CTX* context, ByteView der) {
+    static constexpr std::uint8_t empty[] = {0x30, 0x00};
+    const auto parameters =
+        DecodeWhole<OaepParameters>(&d2i_RSA_OAEP_PARAMS, der.empty() ? ByteView(empty) : der);
+    if (!parameters) ThrowCrypto(NTE_BAD_ALGID);
+    const EVP_MD* digest = DigestByOid(DigestOf(parameters->hashFunc));
+    const EVP_MD* mask = DigestByOid(MaskDigestOf(parameters->maskGenFunc));
+    if (EVP_PKEY_CTX_set_rsa_padding(context, RSA_PKCS1_OAEP_PADDING) <= 0 ||
+        EVP_PKEY_CTX_set_rsa_oaep_md(context, digest) <= 0 ||
+        EVP_PKEY_CTX_set_rsa_mgf1_md(context, mask) <= 0) {
+        ThrowCrypto(NTE_BAD_ALGID);
+    }
+    ApplyLabel(context, parameters->pSourceFunc);
+}
+
+}  // namespace platform

@@ -1,0 +1,19 @@
+// Parameters of the RSA schemes that carry any (RFC 4055), applied to a key's context.
+#pragma once
+
+#include <openssl/evp.h>
+
+#include <string_view>
+
+#include "base/bytes.h"
+
+namespace platform {
+
+// RSASSA-PSS-params. Throws NTE_BAD_ALGID when they cannot be read, name an algorithm that
+// is not known, or a digest other than the signer's.
+void ApplyPss(EVP_PKEY_CTX* context, ByteView der, std::string_view digestOid);
+
+// RSAES-OAEP-params; empty means all defaults. Throws NTE_BAD_ALGID.
+void ApplyOaep(EVP_PKEY_CTX* context, ByteView der);
+
+}  // namespace platform

@@ -1,0 +1,135 @@
+#include "registry/document.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "base/text.h"
+#include "registry/utf16.h"
+
+namespace platform {
+namespace {
+
+using Action = RegistryEdit::Action;
+
+constexpr std::string_view kLineEnd = "\r\n";
+constexpr std::size_t kBytesPerLine = 24;
+
+bool ConcernsValue(const RegistryEdit& edit) {
+    return edit.action == Action::SetValue || edit.action == Action::DeleteValue;
+}
+
+// `key` is `ancestor` or lies below it.
+bool LiesUnder(std::string_view key, std::string_view ancestor) {
+    if (key.size() > ancestor.size() && key[ancestor.size()] != '\\') return false;
+    return SameName(key.substr(0, ancestor.size()), ancestor);
+}
+
+// ---- writing -------------------------------------------------------------------
+
+std::string Format(const char* format, DWORD number) {
+    char text[16];
+    std::snprintf(text, sizeof text, format, static_cast<unsigned>(number));
+    return text;
+}
+
+std::string Quote(std::string_view text) {
+    std::string quoted = "\"";
+    for (const char character : text) {
+        if (character == '"' || character == '\\') quoted += '\\';
+        quoted += character;
+    }
+    return quoted + '"';
+}
+
+// Text that reads back as the same bytes; anything else is written as bytes.
+bool IsPlainText(const RegistryValue& value) {
+    if (value.type != REG_SZ) return false;
+    const std::string text = TextOf(value);
+    if (text.find_first_of("\r\n") != std::string::npos) return false;
+    return TextValue({}, text).data == value.data;
+}
+
+std::string ByteListText(const RegistryValue& value) {
+    std::string text = value.type == REG_BINARY ? "hex:" : Format("hex(%x):", value.type);
+    for (std::size_t i = 0; i < value.data.size(); ++i) {
+        if (i > 0) text += ',';
+        if (i > 0 && i % kBytesPerLine == 0) text.append("\\").append(kLineEnd).append("  ");
+        text += Hex(ByteView(value.data).subspan(i, 1));
+    }
+    return text;
+}
+
+std::string DataText(const RegistryValue& value) {
+    if (IsPlainText(value)) return Quote(TextOf(value));
+    if (const auto number = NumberOf(value)) return Format("dword:%08x", *number);
+    return ByteListText(value);
+}
+
+std::string ValueLine(const RegistryEdit& edit) {
+    const std::string name = edit.value.name.empty() ? "@" : Quote(edit.value.name);
+    return name + '=' + (edit.action == Action::DeleteValue ? "-" : DataText(edit.value));
+}
+
+}  // namespace
+
+std::string RegistryDocument::Serialize() const {
+    std::string text = "Windows Registry Editor Version 5.00";
+    text += kLineEnd;
+    std::string_view current;
+    for (const RegistryEdit& edit : edits_) {
+        const bool deletes = edit.action == Action::DeleteKey;
+        if (!ConcernsValue(edit) || !SameName(edit.key, current)) {
+            text.append(kLineEnd).append(deletes ? "[-" : "[").append(edit.key).append("]");
+            text += kLineEnd;
+            current = deletes ? std::string_view() : edit.key;
+        }
+        if (ConcernsValue(edit)) text.append(ValueLine(edit)).append(kLineEnd);
+    }
+    return text;
+}
+
+// A value's statement goes to the end of its key's block, or opens a new block when the
+// key has none or was deleted behind it.
+void RegistryDocument::Put(RegistryEdit edit) {
+    std::erase_if(edits_, [&](const RegistryEdit& old) {
+        return ConcernsValue(old) && SameName(old.key, edit.key) &&
+               SameName(old.value.name, edit.value.name);
+    });
+    const auto last = std::find_if(edits_.rbegin(), edits_.rend(), [&](const RegistryEdit& old) {
+        return old.action == Action::DeleteKey ? LiesUnder(edit.key, old.key)
+                                               : SameName(old.key, edit.key);
+    });
+    if (last != edits_.rend() && last->action != Action::DeleteKey) {
+        edits_.insert(last.base(), std::move(edit));
+        return;
+    }
+    edits_.push_back({Action::CreateKey, edit.key, {}});
+    edits_.push_back(std::move(edit));
+}
+
+void RegistryDocument::Set(const std::string& key, RegistryValue value) {
+    Put({Action::SetValue, key, std::move(value)});
+}
+
+void RegistryDocument::DeleteValue(const std::string& key, const std::string& name) {
+    Put({Action::DeleteValue, key, {name, REG_NONE, {}}});
+}
+
+void RegistryDocument::DeleteKey(const std::string& key) {
+    std::erase_if(edits_, [&](const RegistryEdit& old) { return LiesUnder(old.key, key); });
+    edits_.push_back({Action::DeleteKey, key, {}});
+}
+
+void RegistryDocument::Append(const RegistryDocument& other) {
+    for (const RegistryEdit& edit : other.edits_) {
+        if (ConcernsValue(edit)) {
+            Put(edit);
+        } else if (edit.action == Action::DeleteKey) {
+            DeleteKey(edit.key);
+        } else {
+            edits_.push_back(edit);
+        }
+    }
+}
+
+}  // namespace platform

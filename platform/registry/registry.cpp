@@ -1,0 +1,206 @@
+#include "registry/registry.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "base/error.h"
+#include "base/text.h"
+#include "providers/algorithms.h"
+
+namespace platform {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kFileName = "registry.reg";
+constexpr const char* kPolicyFile = "/etc/kestrel/registry.reg";
+constexpr const char* kProviderTypes =
+    "HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider Types\\";
+
+std::wstring FoldedName(std::string_view name) {
+    std::wstring folded;
+    while (!name.empty()) folded += FoldCase(TakeCharacter(name));
+    return folded;
+}
+
+// Takes the first name off a path.
+std::string_view TakeName(std::string_view& path) {
+    const std::size_t end = std::min(path.find('\\'), path.size());
+    const std::string_view name = path.substr(0, end);
+    path.remove_prefix(std::min(end + 1, path.size()));
+    return name;
+}
+
+std::shared_ptr<RegistryNode> Child(const RegistryNode& node, std::string_view name) {
+    const auto found = node.keys.find(FoldedName(name));
+    return found == node.keys.end() ? nullptr : found->second;
+}
+
+RegistryNode& MakeKey(RegistryNode& root, std::string_view path) {
+    RegistryNode* node = &root;
+    while (!path.empty()) {
+        const std::string_view name = TakeName(path);
+        auto& child = node->keys[FoldedName(name)];
+        if (child == nullptr) child = std::make_shared<RegistryNode>();
+        if (child->name.empty()) child->name = name;
+        node = child.get();
+    }
+    return *node;
+}
+
+RegistryNode* FindForChange(RegistryNode& root, std::string_view path) {
+    RegistryNode* node = &root;
+    while (node != nullptr && !path.empty()) node = Child(*node, TakeName(path)).get();
+    return node;
+}
+
+void RemoveKey(RegistryNode& root, std::string_view path) {
+    const std::size_t cut = path.rfind('\\');
+    const bool nested = cut != std::string_view::npos;
+    RegistryNode* parent = nested ? FindForChange(root, path.substr(0, cut)) : &root;
+    if (parent != nullptr) parent->keys.erase(FoldedName(nested ? path.substr(cut + 1) : path));
+}
+
+auto FindIn(std::vector<RegistryValue>& values, std::string_view name) {
+    return std::find_if(values.begin(), values.end(),
+                        [&](const RegistryValue& value) { return SameName(value.name, name); });
+}
+
+void PutValue(RegistryNode& node, const RegistryValue& value) {
+    const auto found = FindIn(node.values, value.name);
+    if (found == node.values.end()) {
+        node.values.push_back(value);
+    } else {
+        *found = value;
+    }
+}
+
+void RemoveValue(RegistryNode* node, std::string_view name) {
+    if (node == nullptr) return;
+    const auto found = FindIn(node->values, name);
+    if (found != node->values.end()) node->values.erase(found);
+}
+
+// The provider types that the platform has, as an administrator's file would list them.
+RegistryDocument BuiltIn() {
+    RegistryDocument document;
+    for (const ProviderRow& row : ProviderTable()) {
+        char key[16];
+        std::snprintf(key, sizeof key, "Type %03u", static_cast<unsigned>(row.type));
+        document.Set(std::string(kProviderTypes) + key, TextValue("Name", row.name));
+        document.Set(std::string(kProviderTypes) + key, TextValue("TypeName", row.typeName));
+    }
+    return document;
+}
+
+bool IsMissing(const Error& error) {
+    return error.Code() == ERROR_FILE_NOT_FOUND || error.Code() == ERROR_PATH_NOT_FOUND;
+}
+
+RegistryDocument ReadDocument(const fs::path& file) {
+    Bytes content;
+    try {
+        content = ReadWholeFile(file);
+    } catch (const Error& error) {
+        if (!IsMissing(error)) throw;
+        return {};
+    }
+    return RegistryDocument::Parse(content, file.string());
+}
+
+struct CachedSide {
+    std::vector<fs::path> files;
+    std::shared_ptr<const RegistryTree> tree;
+};
+
+CachedSide& CacheOf(Side side) {
+    static CachedSide cache[2];
+    return cache[side == Side::User ? 0 : 1];
+}
+
+}  // namespace
+
+const RegistryValue* RegistryNode::FindValue(std::string_view valueName) const {
+    for (const RegistryValue& value : values) {
+        if (SameName(value.name, valueName)) return &value;
+    }
+    return nullptr;
+}
+
+RegistryTree::RegistryTree(std::string rootName)
+    : rootName_(std::move(rootName)), root_(std::make_shared<RegistryNode>()) {}
+
+void RegistryTree::Apply(const RegistryDocument& document) {
+    for (const RegistryEdit& edit : document.Edits()) Apply(edit);
+}
+
+void RegistryTree::Apply(const RegistryEdit& edit) {
+    std::string_view path = edit.key;
+    if (!SameName(TakeName(path), rootName_)) return;
+    switch (edit.action) {
+        case RegistryEdit::Action::CreateKey:
+            MakeKey(*root_, path);
+            break;
+        case RegistryEdit::Action::DeleteKey:
+            RemoveKey(*root_, path);
+            break;
+        case RegistryEdit::Action::SetValue:
+            PutValue(MakeKey(*root_, path), edit.value);
+            break;
+        case RegistryEdit::Action::DeleteValue:
+            RemoveValue(FindForChange(*root_, path), edit.value.name);
+            break;
+    }
+}
+
+std::shared_ptr<const RegistryNode> FindKey(std::shared_ptr<const RegistryNode> node,
+                                            std::string_view path) {
+    while (node != nullptr && !path.empty()) node = Child(*node, TakeName(path));
+    return node;
+}
+
+RegistryTree LoadTree(Side side, std::span<const fs::path> files) {
+    RegistryTree tree(side == Side::User ? kUserRoot : kMachineRoot);
+    if (side == Side::Machine) tree.Apply(BuiltIn());
+    for (const fs::path& file : files) tree.Apply(ReadDocument(file));
+    return tree;
+}
+
+std::vector<fs::path> RegistryFiles(Side side) {
+    std::vector<fs::path> files{OwnRegistryFile(side)};
+    if (side == Side::Machine) files.emplace_back(kPolicyFile);
+    return files;
+}
+
+std::shared_ptr<const RegistryTree> LoadSide(Side side) {
+    CachedSide& cache = CacheOf(side);
+    std::vector<fs::path> files = RegistryFiles(side);
+    if (cache.tree == nullptr || cache.files != files) {
+        cache.tree = std::make_shared<const RegistryTree>(LoadTree(side, files));
+        cache.files = std::move(files);
+    }
+    return cache.tree;
+}
+
+void ForgetRegistry() {
+    for (const Side side : {Side::User, Side::Machine}) CacheOf(side).tree = nullptr;
+}
+
+std::optional<DWORD> ReadMachineDword(std::string_view path, std::string_view name) {
+    const auto key = FindKey(LoadSide(Side::Machine)->Root(), path);
+    const RegistryValue* value = key == nullptr ? nullptr : key->FindValue(name);
+    return value == nullptr ? std::nullopt : NumberOf(*value);
+}
+
+fs::path OwnRegistryFile(Side side) { return HomeOf(side) / kFileName; }
+
+RegistryDocument LoadOwnDocument(Side side) { return ReadDocument(OwnRegistryFile(side)); }
+
+void SaveOwnDocument(Side side, const RegistryDocument& document) {
+    EnsureHome(side);
+    ReplaceFile(OwnRegistryFile(side), ViewOf(document.Serialize()),
+                side == Side::User ? 0600 : 0644);
+    ForgetRegistry();
+}
+
+}  // namespace platform

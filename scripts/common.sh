@@ -1,0 +1,43 @@
+# Shared by the scripts: where the project is, and what it needs.
+# shellcheck shell=bash
+set -euo pipefail
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+
+build_packages=(g++ cmake ninja-build pkg-config libssl-dev libsqlite3-dev libengine-gost-openssl
+  openssl ca-certificates)
+test_packages=(libgtest-dev python3 git)
+check_packages=(clang-format clang-tidy)
+windows_packages=(g++-mingw-w64-x86-64-posix wine64)
+fuzz_packages=(clang libclang-rt-14-dev)
+
+# Installs the packages that are missing, and says nothing when none is.
+need() {
+  local missing=()
+  for package in "$@"; do
+    dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
+  done
+  [ ${#missing[@]} -eq 0 ] && return
+  local as_root=()
+  [ "$(id -u)" -eq 0 ] || as_root=(sudo)
+  echo "Installing ${missing[*]}"
+  "${as_root[@]}" apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends \
+    "${missing[@]}" >/dev/null
+}
+
+# Configures and builds a preset; the build's own lines show only when it fails.
+build() {
+  local preset=$1 log
+  shift
+  log=$(mktemp)
+  local launcher=()
+  command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+  if ! { cmake -S "$root" --preset "$preset" "${launcher[@]}" && cmake --build "$root/build/$preset" "$@"; } \
+    >"$log" 2>&1; then
+    cat "$log"
+    rm -f "$log"
+    return 1
+  fi
+  rm -f "$log"
+}

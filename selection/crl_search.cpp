@@ -1,0 +1,43 @@
+#include "front/catalogue.h"
+#include "selection/names.h"
+#include "selection/search.h"
+
+namespace kestrel {
+
+namespace {
+
+constexpr MessageId kAddingCrl = 127;
+
+PCCERT_CONTEXT FindBySubject(HCERTSTORE store, const CERT_NAME_BLOB& subject) {
+    return CertFindCertificateInStore(store, kNameEncoding, 0, CERT_FIND_SUBJECT_NAME, &subject,
+                                      nullptr);
+}
+
+PCCRL_CONTEXT FirstCrlOf(HCERTSTORE store, PCCERT_CONTEXT issuer) {
+    DWORD flags = 0;
+    return CertGetCRLFromStore(store, issuer, nullptr, &flags);
+}
+
+}  // namespace
+
+PCCRL_CONTEXT FindCrlForCertificate(PCCERT_CONTEXT certificate, bool verbose) {
+    if (verbose) PrintMessage(kAddingCrl, 1);
+    const HCERTSTORE intermediates = CertOpenSystemStoreA(0, "CA");
+    if (!intermediates) return nullptr;
+    const HCERTSTORE roots = CertOpenSystemStoreA(0, "ROOT");
+    if (!roots) return nullptr;
+
+    const CERT_NAME_BLOB& name = certificate->pCertInfo->Issuer;
+    PCCERT_CONTEXT issuer = FindBySubject(intermediates, name);
+    if (!issuer) issuer = FindBySubject(roots, name);
+    if (!issuer) return nullptr;
+
+    PCCRL_CONTEXT crl = FirstCrlOf(intermediates, issuer);
+    if (!crl) crl = FirstCrlOf(roots, issuer);
+    const DWORD error = GetLastError();
+    CertFreeCertificateContext(issuer);
+    SetLastError(error);
+    return crl;
+}
+
+}  // namespace kestrel

@@ -1,0 +1,35 @@
+// The certificate search criterion: the keys that name certificates, and the search.
+#pragma once
+
+#include <windows.h>
+
+#include <vector>
+
+#include "front/state.h"
+
+namespace kestrel {
+
+using StoreVector = std::vector<HCERTSTORE>;
+
+// Takes the criterion's keys out of givenKeys. `broad` adds the address book to the
+// default stores and keeps all that is found. 0 or a reported code.
+DWORD ParseSearchCriterion(bool broad);
+
+// True if any of dn, m, u, f, all, 1, q, nochain was given.
+bool HasSearchKeys();
+
+// Fills state.foundCertificates. Every store that it opens goes to `openStores` and
+// stays open, since the contexts refer to it; close with CloseStoreVector.
+DWORD SelectCertificates(StoreVector& openStores, bool needOne);
+void CloseStoreVector(StoreVector& stores);
+
+// 0 or a reported platform error; `status` gets the trust bits of the chain.
+DWORD CheckChain(PCCERT_CONTEXT certificate, DWORD& status);
+// Explains a bad chain and asks. 0, kBadChain (not reported) or kCancelled.
+DWORD AskAboutBadChain(DWORD status, bool& keep);
+
+// A revocation list of the certificate's issuer from "CA" or "ROOT", or null with the
+// last error set. The stores stay open until the process ends.
+PCCRL_CONTEXT FindCrlForCertificate(PCCERT_CONTEXT certificate, bool verbose);
+
+}  // namespace kestrel

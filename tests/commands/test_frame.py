@@ -1,0 +1,104 @@
+"""The process as a calling script sees it: output bytes, exit status, language, start-up."""
+
+import os
+import unittest
+
+from kestrel_case import VERSION_LINE_END, KestrelCase, closing, error_line, exit_status
+
+HELP_NOT_ALONE = b"You cannot use '-help' argument along with the others."
+
+# Name, words, code, the whole body behind the banner.
+REFUSALS = [
+    ("unknown key", ["-sign", "-zzz"], 0x200000C9, b"Unknown key: '-zzz'."),
+    ("a lone minus", ["-"], 0x200000C9, b"Unknown key: '-'."),
+    ("the word error wins over the missing command", ["-nonsense"], 0x200000C9,
+     b"Unknown key: '-nonsense'."),
+    ("second command", ["-encr", "-decr"], 0x200000CA, b"Too many commands: '-decr'"),
+    ("key without value", ["-verify", "a", "-dn"], 0x200000CB, b"No argument for '-dn' key."),
+    ("help and a file", ["-encr", "-help", "file.txt"], 0x20000068, HELP_NOT_ALONE),
+    ("help and a key", ["-encr", "-help", "-der"], 0x20000068, HELP_NOT_ALONE),
+    ("help is the value of pin", ["-sign", "-pin", "-help"], 0x200000D0, b"No input file."),
+    ("case folds", ["-SIGN"], 0x200000D0, b"No input file."),
+    ("no -q below one", ["-sign", "-q0", "a", "b"], 0x200000CF, b"Integer is required for '-q' key"),
+    ("no -q with letters", ["-sign", "-q1x", "a", "b"], 0x200000CF,
+     b"Integer is required for '-q' key"),
+    ("first leftover in set order", ["-encr", "-yes", "-both", "a", "b"], 0x200000CE,
+     b"Wrong key: 'both'."),
+    ("nochain keeps errchain behind", ["-encr", "-nochain", "-errchain", "a", "b"], 0x200000CE,
+     b"Wrong key: 'errchain'."),
+    ("a second q", ["-encr", "-q", "-q5", "a", "b"], 0x200000CE, b"Wrong key: 'q'."),
+]
+
+
+class Frame(KestrelCase):
+    def test_refusals(self):
+        for name, words, code, text in REFUSALS:
+            with self.subTest(name):
+                self.expect(words, code, error_line(text, code))
+
+    def test_bare_start_and_help_count_as_failures(self):
+        status, listing = self.kestrel()
+        self.assertEqual(status, 1)
+        self.assertTrue(listing.startswith(b"Supported commands:\n -encr        Create encrypted"))
+        self.assertTrue(listing.endswith(closing(1)))
+        status, body = self.kestrel("-help")
+        self.assertEqual(status, exit_status(0x200000CC))
+        self.assertEqual(body, error_line(b"No command.", 0x200000CC) +
+                         listing.removesuffix(closing(1)) + closing(0x200000CC))
+        status, body = self.kestrel("-encr", "-help")
+        self.assertEqual(status, 2)
+        self.assertTrue(body.startswith(b" -encr        Create encrypted message.\nCommand usage:\n"
+                                        b" [path]kestrel -encr <CSC> [-der] <input file> <message>\n"))
+
+    def test_missing_store_is_a_warning(self):
+        body = b"Can't open certificate store: 'Nowhere'.\n"
+        self.expect(["-encr", "-uNowhere", "a", "b"], 0x2000012D,
+                    body + error_line(b"No certificate found.", 0x2000012D))
+        self.expect(["-encr", "-f", "absent.cer", "a", "b"], 0x2000012D,
+                    b"Can't open certificate store: 'absent.cer'.\n" +
+                    error_line(b"No certificate found.", 0x2000012D))
+
+    def test_language(self):
+        rows = [
+            ("LC_ALL wins", {"LC_ALL": "ru_RU.UTF-8", "LANG": "en_US"}, True),
+            ("LANG alone", {"LANG": "ru"}, True),
+            ("LC_ALL wins the other way", {"LC_ALL": "C", "LANG": "ru_RU"}, False),
+            ("messages before LANG", {"LC_MESSAGES": "ru_RU", "LANG": "en"}, True),
+            ("none", {}, False),
+        ]
+        for name, env, russian in rows:
+            with self.subTest(name):
+                _, output = self.raw("-sign", env=env)
+                self.assertEqual("Не указан входной файл" in output.decode(), russian)
+                self.assertTrue(output.endswith(closing(0x200000D0)))
+
+    def test_percent_in_a_name(self):
+        _, body = self.kestrel("-verify", "100%d.msg")
+        self.assertIn(b"Can't open file '100%d.msg'.", body)
+
+    def test_backslashes_separate_folders(self):
+        os.mkdir(self.path("folder"))
+        self.write("folder/msg", b"not a message")
+        self.write("a\\b", b"not a message")
+        for name in ("folder\\msg", "a\\b"):
+            status, body = self.kestrel("-verify", name)
+            self.assertNotIn(b"Can't open file", body, name)
+            self.assertNotEqual(status, 0)
+
+    def test_damaged_registry_is_named(self):
+        self.make_identity("rsa", "ann")
+        self.write("in", b"content")
+        os.makedirs(self.path("machine"), exist_ok=True)
+        self.write("machine/registry.reg", b"Windows Registry Editor Version 5.00\r\n\r\n[broken")
+        status, body = self.kestrel("-sign", "-dn", "ann", "in", "msg")
+        self.assertNotEqual(status, 0)
+        self.assertIn(b"registry.reg", body)
+
+    def test_banner(self):
+        _, output = self.raw()
+        self.assertRegex(output, rb"^Kestrel[^\n]*\d")
+        self.assertIn(VERSION_LINE_END, output)
+
+
+if __name__ == "__main__":
+    unittest.main()

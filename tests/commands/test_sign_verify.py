@@ -1,0 +1,293 @@
+"""-sign and -verify from end to end, and with `openssl cms` as the other side."""
+
+import base64
+import os
+import time
+import unittest
+
+from kestrel_case import ALL_KEYS, KestrelCase, error_line, progress
+
+BAD_SIGNATURE = 0x80090006
+NO_SIGNATURES_GOOD = 0x200001F9
+VERIFYING = b"Signature verifying... "
+SIGNED = b"Signed message is created.\n"
+
+
+def verified(name):
+    return b"Signer: " + name.encode() + b"\n Signature's verified.\n"
+
+
+class SignVerify(KestrelCase):
+    def test_every_key_and_form_round_trips_and_openssl_agrees(self):
+        self.write("in", bytes(range(256)) * 300)
+        for kind in ALL_KEYS:
+            self.make_identity(kind, kind)
+            for form in ("-der", None):
+                with self.subTest(f"{kind} {form}"):
+                    keys = [form] if form else []
+                    self.succeed("-sign", "-dn", kind, *keys, "in", "msg")
+                    body = self.succeed("-verify", "msg", "out")
+                    self.assertIn(verified(kind), body)
+                    self.assertEqual(self.read("out"), self.read("in"))
+                    der = self.read("msg") if form else base64.b64decode(self.read("msg"))
+                    self.write("der", der)
+                    self.openssl("cms", "-verify", "-inform", "DER", "-in", "der", "-CAfile",
+                                 f"{kind}.pem", "-binary", "-out", "out2")
+                    self.assertEqual(self.read("out2"), self.read("in"))
+
+    def test_sizes_around_the_chunk(self):
+        self.make_identity("rsa", "rsa")
+        for size in (0, 1, 47, 48, 65535, 65536, 65537, 131072, 1_000_003):
+            for keys in ([], ["-der"]):
+                with self.subTest(f"{size} {keys}"):
+                    self.write("in", os.urandom(size))
+                    self.expect(["-sign", "-dn", "rsa", *keys, "in", "msg"], 0,
+                                self.chosen("rsa") + b"Signing the data..." + progress(size) + SIGNED)
+                    self.succeed("-verify", "msg", "out")
+                    self.assertEqual(self.read("out"), self.read("in"))
+
+    def test_text_form_has_64_columns(self):
+        self.make_identity("rsa", "rsa")
+        self.write("in", b"x" * 100_000)
+        self.succeed("-sign", "-dn", "rsa", "in", "msg")
+        lines = self.read("msg").split(b"\r\n")
+        self.assertEqual(lines.pop(), b"")
+        self.assertEqual({len(line) for line in lines[:-1]}, {64})
+
+    def test_what_openssl_signs(self):
+        self.write("in", b"line one\r\nline two\n" * 5000)
+        rows = [[], ["-stream"], ["-noattr"], ["-noattr", "-stream"], ["-keyid"],
+                ["-keyid", "-stream", "-noattr"], ["-nosmimecap"]]
+        for kind in ALL_KEYS:
+            self.make_identity(kind, kind)
+            for row in rows:
+                with self.subTest(f"{kind} {row}"):
+                    self.openssl("cms", "-sign", "-binary", "-nodetach", "-in", "in", "-outform",
+                                 "DER", "-out", "msg", "-signer", f"{kind}.pem", "-inkey",
+                                 f"{kind}.key", *row)
+                    self.assertIn(verified(kind), self.succeed("-verify", "msg", "out"))
+                    self.assertEqual(self.read("out"), self.read("in"))
+
+    def test_openssl_signers_of_other_digests_and_padding(self):
+        self.make_identity("rsa", "rsa")
+        self.write("in", b"content")
+        rows = [["-md", "sha1"], ["-md", "sha384"], ["-md", "sha512", "-noattr"],
+                ["-keyopt", "rsa_padding_mode:pss"],
+                ["-keyopt", "rsa_padding_mode:pss", "-md", "sha512"]]
+        for row in rows:
+            with self.subTest(str(row)):
+                self.openssl("cms", "-sign", "-binary", "-nodetach", "-in", "in", "-outform", "DER",
+                             "-out", "msg", "-signer", "rsa.pem", "-inkey", "rsa.key", *row)
+                self.assertIn(verified("rsa"), self.succeed("-verify", "msg"))
+
+    def test_changed_message_is_never_verified(self):
+        self.write("in", b"pay 100 to Bob" * 10)
+        for kind in ("rsa", "gost256"):
+            self.make_identity(kind, kind)
+            for attributes in ([], ["-authattr", "1.2.3.4,value"]):
+                self.write("value", b"\x04\x01x")
+                with self.subTest(f"{kind} {attributes}"):
+                    self.succeed("-sign", "-dn", kind, "-der", *attributes, "in", "msg")
+                    good = self.read("msg")
+                    self.write("msg", good.replace(b"pay 100", b"pay 900", 1))
+                    body = self.fail_with(NO_SIGNATURES_GOOD, "-verify", "msg", "out")
+                    self.assertIn(b"(0x%X)" % BAD_SIGNATURE, body)
+                    self.assertNotIn(b"verified", body.replace(VERIFYING, b""))
+
+    def test_two_signers_and_the_criterion(self):
+        for name, kind in (("ann", "rsa"), ("bob", "ec")):
+            self.make_identity(kind, name)
+        self.write("in", b"content")
+        self.openssl("cms", "-sign", "-binary", "-nodetach", "-in", "in", "-outform", "DER", "-out",
+                     "msg", "-signer", "ann.pem", "-inkey", "ann.key", "-signer", "bob.pem",
+                     "-inkey", "bob.key", "-nocerts")
+        skip = (b"Skipping the signature due to signer certificate is not in certificate "
+                b"criterion.\n")
+        missing = b"Signer certificate not found.\n"
+        rows = [
+            ("both in the list", ["-dn", "CN"], 0, [verified("ann"), verified("bob")], []),
+            ("one in the list", ["-dn", "ann"], NO_SIGNATURES_GOOD, [verified("ann"), missing], [skip]),
+            ("one in the list, all asked", ["-dn", "ann", "-verall"], NO_SIGNATURES_GOOD,
+             [verified("ann"), missing], [skip]),
+            ("default list", ["-verall"], 0, [verified("ann"), verified("bob")], []),
+        ]
+        for name, keys, code, present, absent in rows:
+            with self.subTest(name):
+                body = self.fail_with(code, "-verify", *keys, "msg")
+                for text in present:
+                    self.assertIn(text, body)
+                for text in absent:
+                    self.assertNotIn(text, body)
+
+    def test_embedded_signer_outside_the_criterion_is_skipped(self):
+        for name in ("ann", "bob"):
+            self.make_identity("rsa", name)
+        self.write("in", b"content")
+        self.succeed("-sign", "-dn", "ann", "in", "msg")
+        body = self.fail_with(NO_SIGNATURES_GOOD, "-verify", "-dn", "bob", "msg")
+        self.assertIn(b"Skipping the signature due to signer certificate is not in", body)
+        self.assertIn(verified("ann"), self.succeed("-verify", "-dn", "bob", "-verall", "msg"))
+
+    def test_nocert_leaves_the_certificate_to_the_criterion(self):
+        self.make_identity("rsa", "ann")
+        self.write("in", b"content")
+        self.succeed("-sign", "-dn", "ann", "-nocert", "-der", "in", "msg")
+        self.assertNotIn(self.pem_body("ann"), base64.b64encode(self.read("msg")))
+        self.assertIn(verified("ann"), self.succeed("-verify", "msg"))
+        self.ctl("identity", "delete", "ann")
+        body = self.fail_with(NO_SIGNATURES_GOOD, "-verify", "msg")
+        self.assertIn(b"Signer certificate not found.\n", body)
+        self.assertIn(verified("ann"), self.succeed("-verify", "-f", "ann.pem", "msg"))
+
+    def pem_body(self, name):
+        return b"".join(self.read(f"{name}.pem").splitlines()[1:4])
+
+    def test_chain_questions(self):
+        self.make_identity("rsa", "ann", trust=False)
+        self.write("in", b"content")
+        found = self.chosen("ann", checked=False)
+        question = (b"Certificate chain is not checked for this certificate:\n" + self.summary("ann") +
+                    b"The certificate or certificate chain is based on an untrusted root.\n")
+        ask = b"Do you want to use this certificate ([Y]es, [N]o, [C]ancel)?\n"
+        done = b"Certificate chains are checked.\n"
+        signing = b"Signing the data..." + progress(7) + SIGNED
+        rows = [
+            ("yes", [], b"q\ny\n", 0, question + ask + done + signing),
+            ("no", [], b"n\n", 0x20000131,
+             question + ask + done + error_line(b"No certificate to use.", 0x20000131)),
+            ("cancel", [], b"c", 0x20000066,
+             question + ask + error_line(b"Canceled by user.", 0x20000066)),
+            ("end of input", [], b"", 0x20000066,
+             question + ask + error_line(b"Canceled by user.", 0x20000066)),
+            ("fatal", ["-errchain"], b"", 0x20000133, question),
+            ("not checked", ["-nochain"], b"", 0, signing),
+        ]
+        for name, keys, stdin, code, body in rows:
+            with self.subTest(name):
+                self.expect(["-sign", "-dn", "ann", *keys, "in", "msg"], code, found + body, stdin)
+
+    def test_verify_chain_answers(self):
+        self.make_identity("rsa", "ann", trust=False)
+        self.write("in", b"content")
+        self.succeed("-sign", "-dn", "ann", "-nochain", "in", "msg")
+        rows = [
+            ("yes", [], b"Y", 0, True),
+            ("no for the last signer stays good", [], b"N", 0, False),
+            ("cancel", [], b"C", 0x20000066, False),
+            ("fatal", ["-errchain"], b"", NO_SIGNATURES_GOOD, False),
+            ("not checked", ["-nochain"], b"", 0, True),
+        ]
+        for name, keys, stdin, code, good in rows:
+            with self.subTest(name):
+                body = self.fail_with(code, "-verify", *keys, "msg", stdin=stdin)
+                self.assertEqual(b" Signature's verified.\n" in body, good)
+
+    def test_passwords(self):
+        self.make_identity("rsa", "ann", pin="right")
+        self.make_identity("gost512", "gost", pin="right")
+        self.write("in", b"content")
+        for name in ("ann", "gost"):
+            with self.subTest(name):
+                self.succeed("-sign", "-dn", name, "-pin", "right", "in", "msg")
+                self.assertIn(verified(name), self.succeed("-verify", "msg"))
+                os.remove(self.path("msg"))
+                body = self.fail_with(0x8010006B, "-sign", "-dn", name, "-pin", "wrong", "in", "msg")
+                self.assertRegex(body, rb"Error: [^\n]+ \(0x8010006B\)\n")
+                self.fail_with(0x20000135, "-sign", "-dn", name, "-askpin", "in", "msg")
+
+    def test_attributes(self):
+        self.make_identity("rsa", "ann")
+        self.write("in", b"content")
+        self.write("a.bin", bytes.fromhex("0c056c6f63616c"))
+        self.write("b.bin", bytes.fromhex("020107"))
+        self.succeed("-sign", "-dn", "ann", "-der", "-authattr", "1.2.3.4,a.bin", "-attr",
+                     "1.2.3.5,b.bin", "in", "msg")
+        _, text = self.openssl("cms", "-cmsout", "-print", "-noout", "-inform", "DER", "-in", "msg")
+        signed, _, unsigned = text.partition(b"unsignedAttrs:")
+        for part, wanted in ((signed, b"1.2.3.4"), (signed, b"contentType"),
+                             (signed, b"messageDigest"), (unsigned, b"1.2.3.5")):
+            self.assertIn(wanted, part)
+        self.openssl("cms", "-verify", "-inform", "DER", "-in", "msg", "-CAfile", "ann.pem",
+                     "-binary", "-out", "out")
+        rows = [("no comma", "1.2.3", 87), ("no file", "1.2.3,absent", 0x20000065)]
+        for name, value, code in rows:
+            with self.subTest(name):
+                self.fail_with(code, "-sign", "-dn", "ann", "-attr", value, "in", "msg2")
+                self.assertFalse(os.path.exists(self.path("msg2")))
+
+    def test_crl_goes_into_the_message(self):
+        self.make_identity("rsa", "ann")
+        self.write("in", b"content")
+        self.fail_with(0x80092004, "-sign", "-dn", "ann", "-crl", "in", "msg")
+        self.make_crl("ann")
+        self.ctl("store", "add", "CA", "ann.crl")
+        self.assertIn(b"Adding CRL.\n", self.succeed("-sign", "-dn", "ann", "-crl", "-der", "in", "msg"))
+        _, text = self.openssl("cms", "-cmsout", "-print", "-noout", "-inform", "DER", "-in", "msg")
+        self.assertIn(b"crls:\n", text)
+        self.assertIn(b"lastUpdate:", text)
+
+    def make_crl(self, name):
+        self.write("index", b"")
+        self.write("ca.cnf", b"[ca]\ndefault_ca=d\n[d]\ndatabase=index\ndefault_md=sha256\n"
+                             b"default_crl_days=10\n")
+        self.openssl("ca", "-config", "ca.cnf", "-gencrl", "-cert", f"{name}.pem", "-keyfile",
+                     f"{name}.key", "-out", f"{name}.crl")
+
+    def test_refusals_before_anything_is_written(self):
+        self.make_identity("rsa", "ann")
+        self.write("in", b"content")
+        found = self.chosen("ann")
+        rows = [
+            ("stamp on content", ["-sd", "-dn", "ann", "in", "msg"], 120, None),
+            ("stamp on signature", ["-sshttp://x/", "-dn", "ann", "in", "msg"], 120, None),
+            ("stray key", ["-dn", "ann", "-yes", "in", "msg"], 0x200000CE,
+             found + b"Signing the data...    " + error_line(b"Wrong key: 'yes'.", 0x200000CE)),
+            ("no input", ["-dn", "ann", "absent", "msg"], 0x20000065, None),
+            ("output folder missing", ["-dn", "ann", "in", "no/such/msg"], 0x20000065,
+             found + b"Signing the data...    " + error_line(b"Can't open file 'in'.", 0x20000065)),
+            ("not found", ["-dn", "Nobody", "in", "msg"], 0x2000012D,
+             error_line(b"No certificate found.", 0x2000012D)),
+        ]
+        for name, words, code, body in rows:
+            with self.subTest(name):
+                if body is None:
+                    self.fail_with(code, "-sign", *words)
+                else:
+                    self.expect(["-sign", *words], code, body)
+                self.assertFalse(os.path.exists(self.path("msg")))
+
+    def test_not_a_message(self):
+        rows = [("empty", b""), ("text", b"Hello, world\n"), ("zeros", bytes(1000)),
+                ("nested", b"\x30\x80" * 1_000_000),
+                ("absurd length", b"\x30\x84\xff\xff\xff\xff")]
+        for name, content in rows:
+            with self.subTest(name):
+                self.write("msg", content)
+                status, body = self.kestrel("-verify", "msg", "out")
+                self.assertNotEqual(status, 0)
+                self.assertEqual(body.count(b"Error: "), 1)
+
+    def test_start(self):
+        self.make_identity("rsa", "ann")
+        self.write("in", b"content")
+        self.succeed("-sign", "-dn", "ann", "in", "msg")
+        os.mkdir(self.path("bin"))
+        script = self.write("bin/cmd", b"#!/bin/sh\necho \"$@\" >started\n")
+        os.chmod(script, 0o755)
+        self.env["PATH"] = self.path("bin") + ":" + self.env["PATH"]
+        self.fail_with(0x200001F4, "-verify", "-start", "msg")
+        body = self.succeed("-verify", "-start", "msg", "out")
+        self.assertTrue(body.endswith(b"Openning/starting file...\n[ReturnCode: 0]\n"))
+        for _ in range(100):
+            if os.path.exists(self.path("started")) and self.read("started"):
+                break
+            time.sleep(0.05)
+        self.assertEqual(self.read("started"), b"/c out\n")
+        der = base64.b64decode(self.read("msg"))
+        self.write("bad", base64.encodebytes(der.replace(b"content", b"CONTENT")))
+        body = self.fail_with(NO_SIGNATURES_GOOD, "-verify", "-start", "bad", "out")
+        self.assertIn(b"File won't be started due to bad signatures.\n", body)
+
+
+if __name__ == "__main__":
+    unittest.main()

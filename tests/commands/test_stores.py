@@ -1,0 +1,246 @@
+"""-copycert, -CSPcert and -delcert, and the administrator's tool beside them."""
+
+import json
+import os
+import subprocess
+import unittest
+
+from kestrel_case import KESTRELCTL, KestrelCase, error_line
+
+COPIED = b"Certificate's been copied.\n"
+ALREADY = b"Certificate's not been copied because the same one was in store.\n"
+
+
+class Stores(KestrelCase):
+    def listing(self, *args):
+        return json.loads(self.ctl(*args, "--json"))
+
+    def subjects(self, store):
+        return [row["subject"] for row in self.listing("store", "list", store)]
+
+    def test_copy_to_stores(self):
+        self.make_identity("rsa", "ann")
+        self.expect(["-copycert", "-dn", "ann", "-duFriends"], 0, self.chosen("ann") + COPIED)
+        self.assertEqual(self.subjects("friends"), ["CN=ann"])
+        self.expect(["-copycert", "-dn", "ann", "-duFriends"], 0,
+                    self.chosen("ann") + ALREADY + COPIED)
+        self.succeed("-copycert", "-dn", "ann", "-dm")
+        self.assertEqual(len(self.listing("store", "list", "My", "--machine")), 1)
+        self.assertEqual(self.subjects("Friends"), ["CN=ann"])
+
+    def test_copy_to_files(self):
+        for name in ("ann", "bob"):
+            self.make_identity("rsa", name)
+        self.succeed("-copycert", "-dn", "ann", "-df", "one.cer", "-der")
+        _, der = self.openssl("x509", "-in", "ann.pem", "-outform", "DER")
+        self.assertEqual(self.read("one.cer"), der)
+        self.succeed("-copycert", "-dn", "CN", "-df", "two.p7b", "-der")
+        _, text = self.openssl("pkcs7", "-inform", "DER", "-in", "two.p7b", "-print_certs", "-noout")
+        self.assertIn(b"CN = ann", text)
+        self.assertIn(b"CN = bob", text)
+        self.succeed("-copycert", "-dn", "CN", "-df", "two.txt")
+        for file in ("two.p7b", "two.txt", "one.cer", "ann.pem"):
+            with self.subTest(file):
+                body = self.succeed("-copycert", "-f", file, "-duFrom" + file.replace(".", ""),
+                                    "-nochain")
+                self.assertIn(COPIED, body)
+
+    def test_keys_that_stay_behind(self):
+        self.make_identity("rsa", "ann")
+        rows = [
+            ("der without a file", ["-copycert", "-der"], b"der"),
+            ("two destinations", ["-copycert", "-dm", "-du"], b"du"),
+            ("file and store", ["-copycert", "-du", "-df", "x"], b"df"),
+        ]
+        for name, words, word in rows:
+            with self.subTest(name):
+                self.expect(words, 0x200000CE, error_line(b"Wrong key: '" + word + b"'.", 0x200000CE))
+        self.expect(["-copycert", "x"], 0x200000D2,
+                    error_line(b"Command doesn't need file argument.", 0x200000D2))
+
+    def test_container_certificate(self):
+        for kind, provtype in (("rsa", "24"), ("gost256", "80")):
+            with self.subTest(kind):
+                self.make_identity(kind, kind)
+                self.expect(["-CSPcert", "-provtype", provtype, "-cont", kind, "-df", "c.cer", "-der"],
+                            0, b"Openning container...\n" + COPIED)
+                _, der = self.openssl("x509", "-in", f"{kind}.pem", "-outform", "DER")
+                self.assertEqual(self.read("c.cer"), der)
+        self.fail_with(0x80090016, "-CSPcert", "-provtype", "24", "-cont", "absent", "-df", "x")
+
+    def test_container_by_number(self):
+        for name in ("ann", "bob"):
+            self.make_identity("rsa", name)
+        prompt = b"Please, choose container (type its number and press [ENTER]).\n\n"
+        self.expect(["-CSPcert", "-provtype", "24", "-duOut"], 0,
+                    prompt + b"#1: ann\n#2: bob\nNumber:2\n" + b"Openning container...\n" + COPIED,
+                    stdin=b"2\r")
+        self.assertEqual(self.subjects("Out"), ["CN=bob"])
+        self.expect(["-CSPcert", "-provtype", "24", "-duOut"], 0x20000130,
+                    prompt + b"#1: ann\n#2: bob\nNumber:3\n" + error_line(b"Wrong number.", 0x20000130),
+                    stdin=b"3\r")
+        self.expect(["-CSPcert", "-provtype", "80", "-duOut"], 0x200002BD,
+                    prompt + error_line(b"Containers not found.", 0x200002BD))
+
+    def shown(self, name):
+        subject, validity, _ = self.summary(name).split(b"\n", 2)
+        return (b"\nDo you want to delete this certificate:\n" + validity + b"\n\n" + subject +
+                b"\n\n\n\n\n")
+
+    def test_delete_answers(self):
+        deleted = b"Certificate's been deleted.\n"
+        kept = b"Certificate's not been deleted.\n"
+        ask = b"[D]elete, [A]ll, [S]kip, [C]ancel?\n"
+        cancelled = error_line(b"Canceled by user.", 0x20000066)
+        for name in ("ann", "bob"):
+            self.make_certificate("rsa", name)
+        rows = [
+            ("skip, delete", b"s\nd\n", 0, ask + kept, ask + deleted, ["CN=ann"]),
+            ("all", b"x\na\n", 0, ask + deleted, deleted, []),
+            ("delete, cancel", b"dc", 0x20000066, ask + deleted, ask + cancelled, ["CN=bob"]),
+            ("end of input", b"", 0x20000066, ask + cancelled, None, ["CN=ann", "CN=bob"]),
+        ]
+        for name, stdin, code, first, second, left in rows:
+            with self.subTest(name):
+                store = name.partition(",")[0].replace(" ", "")
+                self.ctl("store", "add", store, "ann.pem", "bob.pem")
+                body = b"\nCertificates found: 2\n" + self.shown("ann") + first
+                if second is not None:
+                    body += self.shown("bob") + second
+                self.expect(["-delcert", "-u" + store, "-nochain"], code, body, stdin)
+                self.assertEqual(self.subjects(store), left)
+
+    def test_delete_without_questions(self):
+        for name in ("ann", "bob"):
+            self.make_certificate("rsa", name)
+        self.ctl("store", "add", "Old", "ann.pem", "bob.pem")
+        deleted = b"Certificate's been deleted.\n"
+        self.expect(["-delcert", "-uOld", "-nochain", "-yes", "ignored.txt"], 0,
+                    b"\nCertificates found: 2\n" + self.shown("ann") + deleted + self.shown("bob") +
+                    deleted)
+        self.fail_with(0x2000012D, "-delcert", "-uOld", "-nochain", "-yes")
+
+    def test_killed_store_commands_leave_the_store_whole(self):
+        self.make_certificate("rsa", "ann")
+        self.ctl("store", "add", "Keep", "ann.pem")
+        for delay in (0.002, 0.004, 0.006, 0.008, 0.01, 0.015, 0.02, 0.03):
+            process = subprocess.Popen([KESTRELCTL, "identity", "create", "CN=x", "--provtype", "16"],
+                                       cwd=self.folder, env=self.env, stdout=subprocess.DEVNULL,
+                                       stderr=subprocess.DEVNULL)
+            try:
+                process.wait(delay)
+            except subprocess.TimeoutExpired:
+                process.kill()
+                process.wait()
+            self.assertEqual(self.subjects("Keep"), ["CN=ann"])
+
+    def test_damaged_store_is_named_and_kept(self):
+        os.makedirs(self.home)
+        damaged = b"this is no database" * 100
+        with open(os.path.join(self.home, "stores.db"), "wb") as file:
+            file.write(damaged)
+        self.make_certificate("rsa", "ann")
+        for words in (["-copycert", "-f", "ann.pem", "-nochain", "-duX"], ["-verify", "ann.pem"]):
+            with self.subTest(words[0]):
+                status, body = self.kestrel(*words)
+                self.assertNotEqual(status, 0, body)
+                with open(os.path.join(self.home, "stores.db"), "rb") as file:
+                    self.assertEqual(file.read(), damaged)
+        error = self.ctl("store", "list", status=1)
+        self.assertIn(b"stores.db", error)
+
+
+class Administration(KestrelCase):
+    def listing(self, *args):
+        return json.loads(self.ctl(*args, "--json"))
+
+    def test_created_identities_sign_and_decrypt(self):
+        self.write("in", b"content")
+        for provtype in ("1", "24", "16", "75", "80", "81"):
+            with self.subTest(provtype):
+                name = "type" + provtype
+                self.ctl("identity", "create", f"CN={name}, O=Test", "--provtype", provtype, "--trust")
+                self.succeed("-sign", "-dn", name, "in", "msg")
+                self.succeed("-verify", "msg", "out")
+                if provtype != "16":
+                    self.succeed("-encr", "-dn", name, "in", "msg")
+                    self.succeed("-decr", "-dn", name, "msg", "out")
+        self.assertEqual(len(self.listing("identity", "list")), 6)
+
+    def test_export_comes_back(self):
+        self.ctl("identity", "create", "CN=ann", "--provtype", "80", "--pin", "p", "--trust")
+        self.ctl("identity", "export", "ann", "ann.p12", "--pin", "p", "--password", "transfer")
+        self.openssl("pkcs12", "-in", "ann.p12", "-passin", "pass:transfer", "-nodes", "-out", "x")
+        self.ctl("identity", "delete", "ann")
+        self.assertEqual(self.listing("identity", "list"), [])
+        self.assertIn(b"wrong password",
+                      self.ctl("identity", "import", "ann.p12", "--password", "no", status=1))
+        self.ctl("identity", "import", "ann.p12", "--password", "transfer", "--container", "ann2")
+        self.write("in", b"content")
+        self.succeed("-sign", "-dn", "ann", "in", "msg")
+
+    def test_password_changes(self):
+        self.ctl("identity", "create", "CN=ann", "--trust")
+        self.write("in", b"content")
+        self.ctl("identity", "passwd", "ann", stdin=b"one\n")
+        self.fail_with(0x8010006B, "-sign", "-dn", "ann", "-pin", "two", "in", "msg")
+        self.ctl("identity", "passwd", "ann", stdin=b"wrong\ntwo\n", status=1)
+        self.ctl("identity", "passwd", "ann", stdin=b"one\ntwo\n")
+        self.succeed("-sign", "-dn", "ann", "-pin", "two", "in", "msg")
+        self.ctl("identity", "passwd", "ann", "--pin", "two", "--new-pin", "")
+        self.succeed("-sign", "-dn", "ann", "in", "msg")
+
+    def test_files_are_private(self):
+        self.ctl("identity", "create", "CN=ann")
+        folder = os.path.join(self.home, "containers", "ann")
+        self.assertEqual(os.stat(folder).st_mode & 0o777, 0o700)
+        for name in os.listdir(folder):
+            self.assertEqual(os.stat(os.path.join(folder, name)).st_mode & 0o777, 0o600, name)
+
+    def test_store_commands(self):
+        for name in ("ann", "bob"):
+            self.make_certificate("rsa", name)
+        self.ctl("trust", "ann.pem")
+        self.ctl("store", "add", "Root", "bob.pem", "ann.pem")
+        rows = self.listing("store", "list", "Root")
+        self.assertEqual([row["subject"] for row in rows], ["CN=ann", "CN=bob"])
+        self.ctl("store", "export", "Root", "all.pem")
+        self.ctl("store", "remove", "Root", rows[0]["thumbprint"].upper())
+        self.assertEqual(len(self.listing("store", "show", "Root")), 1)
+        self.ctl("store", "add", "Root", "all.pem")
+        self.assertEqual(len(self.listing("store", "list", "Root")), 2)
+        self.ctl("store", "remove", "Root", "00", status=1)
+        self.assertIn(b"absent.pem", self.ctl("store", "add", "Root", "absent.pem", status=1))
+
+    def test_policy(self):
+        self.ctl("policy", "set", "DefaultTSPURL", "http://tsa.example/tsp")
+        self.ctl("policy", "set", "NonceLength", "16")
+        self.ctl("policy", "set", "RequireNonce", "true", "--machine")
+        shown = {row["value"]: row["data"] for row in self.listing("policy", "show")}
+        self.assertEqual(shown, {"DefaultTSPURL": "http://tsa.example/tsp", "NonceLength": "16",
+                                 "RequireNonce": "1"})
+        self.ctl("policy", "export", "out.reg")
+        self.assertTrue(self.read("out.reg").startswith(b"Windows Registry Editor Version 5.00\r\n"))
+        self.env["KESTREL_HOME"] = self.path("other")
+        self.ctl("policy", "import", "out.reg")
+        self.assertEqual(len(self.listing("policy", "show")), 3)
+        self.write("bad.reg", b"nonsense")
+        self.assertIn(b"bad.reg", self.ctl("policy", "import", "bad.reg", status=1))
+
+    def test_providers_and_help(self):
+        rows = self.listing("providers")
+        self.assertEqual(sorted({row["type"] for row in rows}), ["1", "16", "24", "75", "80", "81"])
+        for words in ([], ["identity"], ["identity", "frobnicate"], ["store", "list", "--frob"],
+                      ["identity", "create"]):
+            with self.subTest(words):
+                done = subprocess.run([KESTRELCTL, *words], env=self.env, capture_output=True,
+                                      check=False)
+                self.assertEqual(done.returncode, 2)
+        for words in (["--help"], ["identity", "--help"], ["identity", "create", "--help"],
+                      ["trust", "--help"]):
+            with self.subTest(words):
+                self.assertIn(b"Usage: kestrelctl", self.ctl(*words))
+
+
+if __name__ == "__main__":
+    unittest.main()

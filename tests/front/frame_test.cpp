@@ -1,0 +1,144 @@
+// The frame around a command: banner, closing line, exit value.
+#include <cstdlib>
+#include <stdexcept>
+
+#include "front/main_frame.h"
+#include "support.h"
+
+namespace kestrel {
+namespace {
+
+class FrameTest : public FrontTest {
+  protected:
+    void SetUp() override {
+        FrontTest::SetUp();
+        setenv("LC_ALL", "C", 1);
+    }
+    void TearDown() override {
+        unsetenv("LC_ALL");
+        FrontTest::TearDown();
+    }
+};
+
+struct FrameRow {
+    const char* name;
+    std::vector<const char*> words;
+    DWORD result;
+    const char* begins;  // behind the banner
+    const char* ends;
+};
+
+const FrameRow kFrames[] = {
+    {"bare start",
+     {},
+     1,
+     "Supported commands:\n -encr        Create encrypted message.\n",
+     "               is not verified\n\n[ErrorCode: 0x00000001]\n"},
+    {"no command",
+     {"-help"},
+     0x200000CC,
+     "Error: No command. (0x200000CC)\nSupported commands:\n -encr ",
+     "               is not verified\n\n[ErrorCode: 0x200000cc]\n"},
+    {"help",
+     {"-encr", "-help"},
+     2,
+     " -encr        Create encrypted message.\nCommand usage:\n",
+     "\n\n[ErrorCode: 0x00000002]\n"},
+    {"other parser error",
+     {"-zzz"},
+     0x200000C9,
+     "Error: Unknown key: '-zzz'. (0x200000C9)\n[",
+     "[ErrorCode: 0x200000c9]\n"},
+    {"reserved description",
+     {"-pendcert", "-help"},
+     2,
+     "Command usage:\n [path]kestrel -pendcert ",
+     "\n\n[ErrorCode: 0x00000002]\n"},
+    {"not available yet",
+     {"-checkreg"},
+     ERROR_CALL_NOT_IMPLEMENTED,
+     "Error: ",
+     " (0x78)\n[ErrorCode: 0x00000078]\n"},
+};
+
+TEST_F(FrameTest, Runs) {
+    for (const FrameRow& row : kFrames) {
+        state = ProgramState{};
+        std::vector<const char*> arguments = {"kestrel"};
+        arguments.insert(arguments.end(), row.words.begin(), row.words.end());
+        DWORD result = 0;
+        const std::string printed = Printed(
+            [&] { result = RunMain(static_cast<int>(arguments.size()), arguments.data()); });
+        const std::string start = std::string(Banner().english) +
+                                  ".\nCommand prompt Utility for data protection.\n" + row.begins;
+        EXPECT_EQ(result, row.result) << row.name;
+        EXPECT_EQ(printed.substr(0, start.size()), start) << row.name;
+        EXPECT_TRUE(printed.ends_with(row.ends)) << row.name << ": " << printed;
+    }
+}
+
+TEST_F(FrameTest, RussianBanner) {
+    setenv("LC_ALL", "ru_RU.UTF-8", 1);
+    const char* arguments[] = {"kestrel", "-zzz"};
+    EXPECT_EQ(Printed([&] { RunMain(2, arguments); }),
+              std::string(Banner().russian) +
+                  ".\nУтилита командной строки для защиты данных.\n"
+                  "Ошибка: Неизвестный ключ: '-zzz'. (0x200000C9)\n[ErrorCode: 0x200000c9]\n");
+}
+
+TEST_F(FrameTest, BannerHasNameAndVersion) {
+    for (const char* form : {Banner().english, Banner().russian}) {
+        const std::string banner = form;
+        EXPECT_TRUE(banner.starts_with("Kestrel")) << banner;
+        EXPECT_NE(banner.find_first_of("0123456789"), std::string::npos) << banner;
+        EXPECT_EQ(banner.find_first_of("\n%"), std::string::npos) << banner;
+    }
+}
+
+DWORD Throw(int, const char* const*) { throw std::length_error("too long"); }
+DWORD ThrowOther(int, const char* const*) { throw 7; }
+
+TEST_F(FrameTest, ExceptionsEndInTheLastError) {
+    SetLastError(ERROR_ACCESS_DENIED);
+    EXPECT_EQ(Printed([] { EXPECT_EQ(RunGuarded(Throw, 0, nullptr), 5u); }),
+              "Exception:too long\n[ErrorCode: 0x00000005]\n");
+    SetLastError(0x8009000B);
+    EXPECT_EQ(Printed([] { EXPECT_EQ(RunGuarded(ThrowOther, 0, nullptr), 0x8009000Bu); }),
+              "Unknown exception.\n[ErrorCode: 0x8009000b]\n");
+    SetLastError(0);
+    EXPECT_EQ(Printed([] { EXPECT_EQ(RunGuarded(Throw, 0, nullptr), 0u); }),
+              "Exception:too long\n[ErrorCode: 0x00000000]\n");
+}
+
+TEST_F(FrameTest, ArgumentsAreCopiedAndOutliveTheRun) {
+    char word[] = "-zzz";
+    const char* arguments[] = {"kestrel", word, ""};
+    Printed([&] { RunMain(3, arguments); });
+    word[1] = 'x';
+    ASSERT_EQ(state.argumentCopies->size(), 3u);
+    EXPECT_STREQ((*state.argumentCopies)[0].get(), "kestrel");
+    EXPECT_STREQ((*state.argumentCopies)[1].get(), "-zzz");
+    EXPECT_STREQ((*state.argumentCopies)[2].get(), "");
+    EXPECT_EQ(state.givenKeys, nullptr);
+    EXPECT_EQ(state.keyTable, nullptr);
+    EXPECT_EQ(state.storeSpecs, nullptr);
+}
+
+TEST_F(FrameTest, StoresLeftOpenAreClosed) {
+    state.storeSpecs = std::make_unique<std::list<StoreSpec>>();
+    state.storeSpecs->push_back({kUserStore, "My", nullptr});
+    const HCERTSTORE store = CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr);
+    ASSERT_NE(store, nullptr);
+    state.storeSpecs->push_back({kUserStore, "Open", store});
+    EXPECT_EQ(Printed([] { ReleaseState(); }), "");
+    EXPECT_EQ(state.storeSpecs, nullptr);
+
+    // Closed by now: the failure is printed and the other stores are still closed.
+    state.storeSpecs = std::make_unique<std::list<StoreSpec>>(2, StoreSpec{0, "Open", store});
+    const std::string printed = Printed([] { ReleaseState(); });
+    const std::string line = "Error in CertCloseStore: " + std::to_string(GetLastError());
+    EXPECT_EQ(printed, line + line);
+}
+
+}  // namespace
+}  // namespace kestrel

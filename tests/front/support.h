@@ -1,0 +1,25 @@
+// What the tests of the front end share: a clean state record and the printed text.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "front/state.h"
+
+namespace kestrel {
+
+class FrontTest : public ::testing::Test {
+  protected:
+    void SetUp() override { state = ProgramState{}; }
+    void TearDown() override { state = ProgramState{}; }
+};
+
+template <typename Action>
+std::string Printed(Action action) {
+    testing::internal::CaptureStdout();
+    action();
+    return testing::internal::GetCapturedStdout();
+}
+
+}  // namespace kestrel

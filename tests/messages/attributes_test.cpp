@@ -1,0 +1,173 @@
+#include "messages/attributes.h"
+
+#include <cstring>
+#include <deque>
+
+#include "front/catalogue.h"
+#include "front/keys.h"
+#include "messages/stamp_keys.h"
+#include "stamps/stamps.h"
+#include "support.h"
+
+namespace messages_tests {
+namespace {
+
+using namespace kestrel;
+using std::string_literals::operator""s;
+
+struct Key {
+    const char* word;
+    std::string value;
+    bool hasValue = true;
+};
+
+// Keys as the parser leaves them, with values that may be cut in place.
+class KeyedTest : public FolderTest {
+  protected:
+    void Give(const std::vector<Key>& keys) {
+        state.givenKeys = std::make_unique<GivenKeys>();
+        for (const Key& key : keys) {
+            values_.push_back(key.value);
+            state.givenKeys->insert({key.word, key.hasValue ? values_.back().c_str() : nullptr});
+        }
+    }
+    void TearDown() override {
+        state.givenKeys.reset();
+        FolderTest::TearDown();
+    }
+
+  private:
+    std::deque<std::string> values_;
+};
+
+class Attributes : public KeyedTest {};
+
+struct AttributeRow {
+    const char* name;
+    std::vector<std::string> values;  // "@" stands for the test's folder and a slash
+    DWORD code;
+    std::vector<std::pair<std::string, std::string>> attributes;
+};
+
+const AttributeRow kAttributes[] = {
+    {"none", {}, 0, {}},
+    {"one", {"1.2.3,@abc"}, 0, {{"1.2.3", "abc"}}},
+    {"two, in the order of the set",
+     {"2.5,@abc", "1.2.3,@text"},
+     0,
+     {{"1.2.3", "MUJD"}, {"2.5", "abc"}}},
+    {"BASE64 is not decoded", {"1.2.3,@text"}, 0, {{"1.2.3", "MUJD"}}},
+    {"a comma in the file's name", {"1.2.3,@a,b"}, 0, {{"1.2.3", "comma"}}},
+    {"an empty file", {"1.2.3,@empty"}, 0, {{"1.2.3", ""}}},
+    {"an empty identifier", {",@abc"}, 0, {{"", "abc"}}},
+    {"no comma", {"1.2.3"}, ERROR_INVALID_PARAMETER, {}},
+    {"a missing file", {"1.2.3,@missing"}, kCannotOpenFile, {}},
+    {"no file", {"1.2.3,"}, kCannotOpenFile, {}},
+};
+
+TEST_F(Attributes, Parse) {
+    Store("abc", "abc");
+    Store("text", "MUJD");
+    Store("empty", "");
+    Store("a,b", "comma");
+    for (const AttributeRow& row : kAttributes) {
+        std::vector<Key> keys = {{"authattr", "9.9,other"}};
+        for (std::string value : row.values) {
+            if (const size_t at = value.find('@'); at != std::string::npos) {
+                value.replace(at, 1, PathOf(""));
+            }
+            keys.push_back({"attr", value});
+        }
+        Give(keys);
+        AttributeList list;
+        DWORD code = 1;
+        const std::string report = Printed([&] { code = ParseAttributes("attr", list); });
+        EXPECT_EQ(code, row.code) << row.name;
+        EXPECT_EQ(report.empty(), row.code != kCannotOpenFile) << row.name << report;
+        ASSERT_EQ(list.count, row.attributes.size()) << row.name;
+        for (DWORD i = 0; i < list.count; ++i) {
+            const CRYPT_ATTRIBUTE& attribute = list.attributes[i];
+            EXPECT_EQ(attribute.pszObjId, row.attributes[i].first) << row.name;
+            ASSERT_EQ(attribute.cValue, 1U) << row.name;
+            const CRYPT_ATTR_BLOB& blob = *attribute.rgValue;
+            EXPECT_EQ(std::string(blob.pbData, blob.pbData + blob.cbData), row.attributes[i].second)
+                << row.name;
+        }
+        EXPECT_NE(FindKey("authattr"), nullptr) << row.name << ": other keys stay";
+        EXPECT_EQ(FindKey("attr") == nullptr, true) << row.name;
+    }
+}
+
+// The room left for a stamp is real, and what was there stays where it was.
+TEST_F(Attributes, AppendBehindTheParsedOnes) {
+    Give({{"attr", "1.2.3," + Store("abc", "abc")}});
+    AttributeList list;
+    ASSERT_EQ(ParseAttributes("attr", list), 0U);
+    const CRYPT_ATTR_BLOB first = *list.attributes[0].rgValue;
+    AppendAttribute(list, "2.5", {'x', 'y'});
+    ASSERT_EQ(list.count, 2U);
+    EXPECT_EQ(list.attributes[0].rgValue->pbData, first.pbData);
+    EXPECT_STREQ(list.attributes[1].pszObjId, "2.5");
+    EXPECT_EQ(list.attributes[1].rgValue->cbData, 2U);
+    EXPECT_EQ(list.attributes[1].rgValue->pbData[1], 'y');
+}
+
+// ---- the keys of time stamps -------------------------------------------------
+
+class Stamps : public KeyedTest {};
+
+struct StampRow {
+    const char* name;
+    std::vector<Key> keys;
+    const char* content;
+    const char* signature;
+};
+
+const Key kBareContent = {"sd", "", false};
+const Key kBareSignature = {"ss", "", false};
+
+const StampRow kStamps[] = {
+    {"none", {}, nullptr, nullptr},
+    {"content, bare", {kBareContent}, "", nullptr},
+    {"signature, with an address", {{"ss", "http://a"}}, nullptr, "http://a"},
+    {"both bare", {kBareContent, kBareSignature}, "", ""},
+    {"the content's address serves both",
+     {{"sd", "http://a"}, kBareSignature},
+     "http://a",
+     "http://a"},
+    {"the signature's address serves both",
+     {kBareContent, {"ss", "http://b"}},
+     "http://b",
+     "http://b"},
+    {"each its own", {{"sd", "http://a"}, {"ss", "http://b"}}, "http://a", "http://b"},
+};
+
+TEST_F(Stamps, Addresses) {
+    for (const StampRow& row : kStamps) {
+        Give(row.keys);
+        const StampKeys keys = TakeStampKeys();
+        const auto text = [](const char* value) { return value ? value : "(none)"s; };
+        EXPECT_EQ(text(keys.contentUrl), text(row.content)) << row.name;
+        EXPECT_EQ(text(keys.signatureUrl), text(row.signature)) << row.name;
+        EXPECT_TRUE(state.givenKeys->empty()) << row.name;
+    }
+}
+
+// Until the client exists a command that wants a stamp must not go on without it.
+TEST_F(Stamps, AreRefusedAndNotLeftOut) {
+    constexpr DWORD kRefused = ERROR_CALL_NOT_IMPLEMENTED;
+    StampKeys keys;
+    EXPECT_EQ(CheckStampTransport(keys), 0U);
+    keys.signatureUrl = "";
+    DWORD code = 0;
+    EXPECT_NE(Printed([&] { code = CheckStampTransport(keys); }), "");
+    EXPECT_EQ(code, kRefused);
+
+    EXPECT_EQ(CheckMessageStamps(nullptr, 0, nullptr, 0, nullptr, nullptr, 0), 0U);
+    EXPECT_NE(Printed([&] { code = CheckMessageStamps(nullptr, 0, nullptr, 0, nullptr, "", 0); }),
+              "");
+    EXPECT_EQ(code, kRefused);
+}
+
+}  // namespace
+}  // namespace messages_tests

@@ -1,0 +1,68 @@
+// Files and output for the tests of the message roads.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <string>
+
+namespace messages_tests {
+
+// A folder of the test's own, removed with it.
+class FolderTest : public testing::Test {
+  protected:
+    void SetUp() override {
+        const auto* info = testing::UnitTest::GetInstance()->current_test_info();
+        folder_ = std::filesystem::path(testing::TempDir()) /
+                  (std::string("messages_") + info->test_suite_name() + "_" + info->name());
+        std::filesystem::remove_all(folder_);
+        std::filesystem::create_directories(folder_);
+    }
+    void TearDown() override { std::filesystem::remove_all(folder_); }
+
+    [[nodiscard]] std::string PathOf(const std::string& name) const {
+        return (folder_ / name).string();
+    }
+    std::string Store(const std::string& name, const std::string& bytes) const {
+        std::ofstream(PathOf(name), std::ios::binary) << bytes;
+        return PathOf(name);
+    }
+
+  private:
+    std::filesystem::path folder_;
+};
+
+inline std::string BytesOf(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// What the routine printed.
+inline std::string Printed(const std::function<void()>& routine) {
+    testing::internal::CaptureStdout();
+    routine();
+    std::fflush(stdout);
+    return testing::internal::GetCapturedStdout();
+}
+
+// Bytes that look like nothing in particular, the same in every run.
+inline std::string Noise(size_t size, std::uint32_t seed) {
+    std::string bytes(size, '\0');
+    for (char& byte : bytes) {
+        seed = seed * 1664525U + 1013904223U;
+        byte = static_cast<char>(seed >> 24);
+    }
+    return bytes;
+}
+
+inline const BYTE* AsBytes(const std::string& text) {
+    return reinterpret_cast<const BYTE*>(text.data());
+}
+inline DWORD SizeOf(const std::string& text) { return static_cast<DWORD>(text.size()); }
+
+}  // namespace messages_tests

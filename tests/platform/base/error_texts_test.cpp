@@ -1,0 +1,156 @@
+// The system's texts: every code that the ground headers name has one in both languages.
+#include "base/ground.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <set>
+
+#include "base/error.h"
+#include "base/handle.h"
+
+namespace platform {
+namespace {
+
+struct Code {
+    std::string name;
+    DWORD value;
+};
+
+// The lines "#define PREFIX_NAME value", the value in brackets and cast or bare.
+std::vector<Code> CodesOf(const char* header) {
+    const auto folder = std::filesystem::path(__FILE__).parent_path() / "../../../platform/include";
+    std::ifstream file(folder / header);
+    const std::regex define(
+        R"(#define ((?:ERROR|NTE|CRYPT_E|CERT_E|TRUST_E|SCARD|E)_\w+) \(*(?:HRESULT|DWORD)?\)*(0x[0-9A-Fa-f]+|[0-9]+)\)*)");
+    std::vector<Code> codes;
+    std::smatch match;
+    for (std::string line; std::getline(file, line);) {
+        if (!std::regex_match(line, match, define)) continue;
+        codes.push_back({match[1], static_cast<DWORD>(std::stoul(match[2], nullptr, 0))});
+    }
+    return codes;
+}
+
+bool HasCyrillic(std::string_view text) { return text.find("\xD0") != std::string_view::npos; }
+
+void ExpectGoodText(const Code& code, bool russian) {
+    const char* text = SystemText(code.value, russian);
+    ASSERT_NE(text, nullptr) << code.name;
+    const std::string_view view = text;
+    EXPECT_EQ(HasCyrillic(view), russian) << code.name;
+    EXPECT_EQ(view.find_first_of("%\r\n"), std::string_view::npos) << code.name;
+    EXPECT_TRUE(view.ends_with('.') && view.size() > 10) << code.name;
+}
+
+TEST(ErrorTexts, EveryCodeOfTheHeadersHasBoth) {
+    const struct {
+        const char* header;
+        std::size_t least;  // fewer means that the search is broken
+    } headers[] = {{"windows.h", 50}, {"wincrypt.h", 70}};
+    for (const auto& header : headers) {
+        const std::vector<Code> codes = CodesOf(header.header);
+        EXPECT_GE(codes.size(), header.least) << header.header;
+        for (const Code& code : codes) {
+            ExpectGoodText(code, false);
+            ExpectGoodText(code, true);
+        }
+    }
+}
+
+TEST(ErrorTexts, NoTwoCodesOfAHeaderSayTheSame) {
+    std::set<std::string> seen;
+    std::set<DWORD> values;
+    for (const char* header : {"windows.h", "wincrypt.h"}) {
+        for (const Code& code : CodesOf(header)) {
+            // An HRESULT of the Win32 facility says what the Win32 code says.
+            if ((code.value & 0xFFFF0000) == 0x80070000) continue;
+            if (!values.insert(code.value).second) continue;
+            EXPECT_TRUE(seen.insert(SystemText(code.value, false)).second) << code.name;
+        }
+    }
+}
+
+struct Freed {
+    char* text = nullptr;
+    ~Freed() { LocalFree(text); }
+};
+
+constexpr DWORD kAllocated = FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS;
+
+std::string Formatted(DWORD code) {
+    Freed message;
+    const DWORD length = FormatMessageA(kAllocated | FORMAT_MESSAGE_FROM_SYSTEM, nullptr, code,
+                                        0x400, reinterpret_cast<LPSTR>(&message.text), 0, nullptr);
+    if (message.text == nullptr) return "(null)";
+    EXPECT_EQ(length, std::strlen(message.text)) << code;
+    return message.text;
+}
+
+void Raise(DWORD code, const std::string& detail) {
+    Guarded(0, [&]() -> int { throw Error(code, detail); });
+}
+
+TEST(FormatMessage, DetailFollowsItsOwnCodeOnly) {
+    setenv("LC_ALL", "C", 1);
+    const struct {
+        const char* name;
+        DWORD raised;
+        std::string detail;
+        DWORD asked;
+        std::string expected;
+    } rows[] = {
+        {"none", 5, "", 5, "There is no permission for this."},
+        {"file", 2, "/a/b.txt", 2, "The file does not exist: /a/b.txt"},
+        {"of another code", 2, "/a/b.txt", 5, "There is no permission for this."},
+        {"acts in no formatter", 2, "50%n", 2, "The file does not exist: 50\xEF\xBC\x85n"},
+        {"stays in one line", 2, "a\nb", 2, "The file does not exist: a?b"},
+        {"HRESULT", 0x80090016, "", 0x80090016, "There is no such key container."},
+        {"Win32 facility", 0, "", 0x80070005, "There is no permission for this."},
+        {"unknown", 0, "", 0xC2100100, "(null)"},
+        {"unknown Win32", 0, "", 54321, "(null)"},
+    };
+    for (const auto& row : rows) {
+        Raise(row.raised, row.detail);
+        EXPECT_EQ(Formatted(row.asked), row.expected) << row.name;
+    }
+    setenv("LC_ALL", "ru_RU.UTF-8", 1);
+    EXPECT_EQ(Formatted(5), "На это действие нет прав.");
+    unsetenv("LC_ALL");
+}
+
+TEST(FormatMessage, ModulesBringNoTexts) {
+    char stray = 'x';
+    char* text = &stray;
+    EXPECT_EQ(FormatMessageA(kAllocated | FORMAT_MESSAGE_FROM_HMODULE, nullptr, 12029, 0,
+                             reinterpret_cast<LPSTR>(&text), 0, nullptr),
+              0U);
+    EXPECT_EQ(text, nullptr);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_MR_MID_NOT_FOUND});
+    EXPECT_EQ(GetModuleHandleA("wininet.dll"), nullptr);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_MOD_NOT_FOUND});
+    EXPECT_EQ(LoadLibraryA("winhttp.dll"), nullptr);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_DLL_NOT_FOUND});
+}
+
+TEST(FormatMessage, CallersBuffer) {
+    setenv("LC_ALL", "C", 1);
+    char text[32] = "untouched";  // the text is "Memory ran out." of 15 characters
+    const auto format = [&](DWORD size) {
+        return FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM, nullptr, ERROR_NOT_ENOUGH_MEMORY, 0, text,
+                              size, nullptr);
+    };
+    EXPECT_EQ(format(15), 0U);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
+    EXPECT_STREQ(text, "untouched");
+    EXPECT_EQ(format(16), 15U);
+    EXPECT_STREQ(text, "Memory ran out.");
+    unsetenv("LC_ALL");
+}
+
+}  // namespace
+}  // namespace platform

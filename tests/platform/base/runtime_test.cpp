@@ -1,0 +1,281 @@
+// The C runtime's calls, the home folders, and how a process ends.
+#include <fcntl.h>
+#include <io.h>
+#include <process.h>
+#include <share.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "base/ground.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <fstream>
+#include <thread>
+
+#include "base/error.h"
+#include "base/home.h"
+
+namespace platform {
+namespace {
+
+namespace fs = std::filesystem;
+
+// An empty folder that is the current one while the test runs.
+class RuntimeTest : public testing::Test {
+  protected:
+    void SetUp() override {
+        char name[] = "/tmp/kestrel-base-XXXXXX";
+        ASSERT_NE(mkdtemp(name), nullptr);
+        folder_ = name;
+        before_ = fs::current_path();
+        fs::current_path(folder_);
+    }
+    void TearDown() override {
+        fs::current_path(before_);
+        fs::remove_all(folder_);
+        unsetenv("KESTREL_HOME");
+        unsetenv("KESTREL_MACHINE_HOME");
+    }
+
+    static void Write(const fs::path& file, std::string_view text) {
+        std::ofstream(file, std::ios::binary) << text;
+    }
+    static std::string Read(const fs::path& file) {
+        std::ifstream stream(file, std::ios::binary);
+        return {std::istreambuf_iterator<char>(stream), {}};
+    }
+
+    fs::path folder_;
+    fs::path before_;
+};
+
+std::string ContentOf(const char* name, const char* mode) {
+    std::FILE* file = _fsopen(name, mode, _SH_DENYNO);
+    if (file == nullptr) return "(" + std::to_string(GetLastError()) + ")";
+    char text[64];
+    const std::size_t length = std::fread(text, 1, sizeof text, file);
+    std::fclose(file);
+    return std::string(text, length);
+}
+
+TEST_F(RuntimeTest, FilesOpenUnderBothSeparators) {
+    fs::create_directory("sub");
+    Write("sub/a.txt", "in sub");
+    Write("sub\\literal.txt", "literal");
+    fs::create_directory("lit");
+    Write("sub/literal.txt", "below");
+    const struct {
+        const char* name;
+        const char* file;
+        const char* mode;
+        std::string expected;
+    } rows[] = {
+        {"slash", "sub/a.txt", "rb", "in sub"},
+        {"backslash", "sub\\a.txt", "rb", "in sub"},
+        {"with dot", ".\\sub\\a.txt", "rt", "in sub"},
+        {"literal name wins", "sub\\literal.txt", "rb", "literal"},
+        {"missing file", "sub\\none.txt", "rb", "(2)"},
+        {"missing folder", "none\\a.txt", "rb", "(2)"},
+        {"file as folder", "sub\\a.txt\\b", "rb", "(3)"},
+        {"folder", "sub", "rb", "(5)"},
+        {"empty name", "", "rb", "(87)"},
+    };
+    for (const auto& row : rows) {
+        SetLastError(77);
+        EXPECT_EQ(ContentOf(row.file, row.mode), row.expected) << row.name;
+        const bool opened = !row.expected.starts_with('(');
+        EXPECT_EQ(GetLastError() == 0, opened) << row.name;
+    }
+    std::FILE* made = _fsopen("sub\\new.txt", "wb", _SH_DENYNO);
+    ASSERT_NE(made, nullptr);
+    std::fputs("new", made);
+    std::fclose(made);
+    EXPECT_EQ(Read("sub/new.txt"), "new");
+    EXPECT_EQ(_fsopen(nullptr, "rb", _SH_DENYNO), nullptr);
+}
+
+TEST_F(RuntimeTest, LengthsAndPositionsPastFourGigabytes) {
+    constexpr std::int64_t kLength = 5'000'000'001;
+    Write("sparse", "x");
+    fs::resize_file("sparse", kLength);
+    std::FILE* file = _fsopen("sparse", "rb", _SH_DENYNO);
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(_filelengthi64(_fileno(file)), kLength);
+    EXPECT_EQ(_fseeki64(file, 0, SEEK_END), 0);
+    EXPECT_EQ(_ftelli64(file), kLength);
+    EXPECT_EQ(_fseeki64(file, -1, SEEK_SET), -1);
+    std::fclose(file);
+
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    EXPECT_EQ(_filelengthi64(ends[0]), -1);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_SEEK_ON_DEVICE});
+    close(ends[0]);
+    close(ends[1]);
+    EXPECT_EQ(_filelengthi64(-1), -1);
+    EXPECT_EQ(_fileno(nullptr), -1);
+}
+
+TEST_F(RuntimeTest, ExitStatusKeepsFailureVisible) {
+    const struct {
+        UINT code;
+        int status;
+    } rows[] = {{0, 0},
+                {1, 1},
+                {255, 255},
+                {256, 255},
+                {0x20000065, 0x65},
+                {0x20000100, 255},
+                {0x80090016, 0x16},
+                {0x80004000, 255},
+                {0xFFFFFFFF, 255}};
+    for (const auto& row : rows) {
+        EXPECT_EXIT(ExitProcess(row.code), testing::ExitedWithCode(row.status), "") << row.code;
+    }
+}
+
+// Until the file is there, or three seconds.
+bool Appears(const fs::path& file) {
+    for (int i = 0; i < 300 && !fs::exists(file); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return fs::exists(file);
+}
+
+void WriteScript(const fs::path& file, const std::string& body) {
+    std::ofstream(file) << "#!/bin/sh\n" << body << "\n";
+    fs::permissions(file, fs::perms::owner_all);
+}
+
+TEST_F(RuntimeTest, StartingAFile) {
+    const std::string path = std::getenv("PATH");
+    fs::create_directories("desktop");
+    fs::create_directories("interpreter");
+    WriteScript("desktop/xdg-open",
+                "printf '%s %s\\n' $# \"$1\" > opened.tmp; mv opened.tmp opened");
+    WriteScript("interpreter/cmd",
+                "printf '%s %s %s\\n' $# $1 \"$2\" > opened.tmp; mv opened.tmp opened");
+    fs::create_directory("out");
+    Write("out/a.txt", "");
+    const struct {
+        const char* name;
+        std::string path;
+        const char* file;
+        std::string expected;
+    } rows[] = {
+        {"desktop handler", "desktop", "b c.txt", "1 b c.txt\n"},
+        {"backslash", "desktop", "out\\a.txt", "1 out/a.txt\n"},
+        {"no option", "desktop", "-rf.txt", "1 ./-rf.txt\n"},
+        {"interpreter", "interpreter", "out\\a.txt", "2 /c out\\a.txt\n"},
+    };
+    for (const auto& row : rows) {
+        fs::remove("opened");
+        setenv("PATH", ((folder_ / row.path).string() + ":" + path).c_str(), 1);
+        const auto process = _spawnlp(_P_NOWAIT, "cmd", "cmd", "/c", row.file, nullptr);
+        EXPECT_GT(process, 0) << row.name;
+        ASSERT_TRUE(Appears("opened")) << row.name;
+        EXPECT_EQ(Read("opened"), row.expected) << row.name;
+        // Nobody is left for this process to collect.
+        EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << row.name;
+        EXPECT_EQ(errno, ECHILD) << row.name;
+    }
+    setenv("PATH", folder_.c_str(), 1);
+    errno = 0;
+    EXPECT_EQ(_spawnlp(_P_NOWAIT, "cmd", "cmd", "/c", "a.txt", nullptr), -1);
+    EXPECT_EQ(errno, ENOENT);
+    setenv("PATH", path.c_str(), 1);
+    EXPECT_EQ(_spawnlp(_P_WAIT, "sh", "sh", "-c", "exit 7", nullptr), 7);
+}
+
+TEST_F(RuntimeTest, HomesFollowTheEnvironment) {
+    const std::string userHome = std::getenv("HOME");
+    setenv("HOME", "/h", 1);
+    const struct {
+        const char* name;
+        const char* own;
+        const char* data;
+        const char* expected;
+    } rows[] = {
+        {"own variable", "/k", "/d", "/k"},
+        {"data folder", "", "/d", "/d/kestrel"},
+        {"relative data folder is ignored", "", "d", "/h/.local/share/kestrel"},
+        {"default", "", "", "/h/.local/share/kestrel"},
+    };
+    for (const auto& row : rows) {
+        setenv("KESTREL_HOME", row.own, 1);
+        setenv("XDG_DATA_HOME", row.data, 1);
+        EXPECT_EQ(HomeOf(Side::User), row.expected) << row.name;
+    }
+    unsetenv("XDG_DATA_HOME");
+    setenv("HOME", userHome.c_str(), 1);
+    EXPECT_EQ(HomeOf(Side::Machine), "/var/lib/kestrel");
+
+    setenv("KESTREL_HOME", (folder_ / "deep/home").c_str(), 1);
+    EXPECT_EQ(EnsureHome(Side::User), folder_ / "deep/home");
+    EXPECT_EQ(fs::status("deep/home").permissions(), fs::perms::owner_all);
+    Write("plain", "");
+    setenv("KESTREL_HOME", (folder_ / "plain").c_str(), 1);
+    EXPECT_THROW(EnsureHome(Side::User), Error);
+}
+
+TEST_F(RuntimeTest, FilesAreReplacedWhole) {
+    const auto view = [](std::string_view text) { return ViewOf(text); };
+    ReplaceFile("a", view("first"), 0600);
+    ReplaceFile("a", view("second"), 0644);
+    EXPECT_EQ(Read("a"), "second");
+    EXPECT_EQ(static_cast<unsigned>(fs::status("a").permissions()), 0644U);
+    EXPECT_EQ(Hex(ReadWholeFile("a")), "7365636f6e64");
+
+    fs::create_directory("taken");
+    const struct {
+        const char* name;
+        const char* file;
+        DWORD code;
+    } rows[] = {
+        {"folder is missing", "none/a", ERROR_FILE_NOT_FOUND},
+        {"name is a folder", "taken", ERROR_ACCESS_DENIED},
+        {"file for a folder", "a/b", ERROR_PATH_NOT_FOUND},
+    };
+    for (const auto& row : rows) {
+        try {
+            ReplaceFile(row.file, view("x"), 0600);
+            ADD_FAILURE() << row.name;
+        } catch (const Error& error) {
+            EXPECT_EQ(error.Code(), row.code) << row.name;
+            EXPECT_EQ(error.Detail(), row.file) << row.name;
+        }
+        EXPECT_THROW(ReadWholeFile(row.file), Error) << row.name;
+    }
+    // No half-written file stays behind.
+    EXPECT_EQ(std::distance(fs::directory_iterator("."), fs::directory_iterator()), 2);
+}
+
+TEST_F(RuntimeTest, VersionFollowsTheMachineRegistry) {
+    const struct {
+        const char* name;
+        const char* value;
+        DWORD expected;
+    } rows[] = {
+        {"absent", "", 10},
+        {"number", "\"Version\"=dword:00000006\r\n", 6},
+        {"text is no number", "\"Version\"=\"6\"\r\n", 10},
+        {"damaged file", "garbage\r\n", 10},
+    };
+    for (const auto& row : rows) {
+        const fs::path home = folder_ / row.name;
+        fs::create_directory(home);
+        setenv("KESTREL_MACHINE_HOME", home.c_str(), 1);
+        Write(home / "registry.reg",
+              std::string("Windows Registry Editor Version 5.00\r\n\r\n"
+                          "[HKEY_LOCAL_MACHINE\\Software\\Kestrel\\Platform]\r\n") +
+                  row.value);
+        EXPECT_EQ(GetVersion(), row.expected) << row.name;
+    }
+}
+
+}  // namespace
+}  // namespace platform

@@ -1,0 +1,174 @@
+// Conversions between narrow and wide text, and comparison without case.
+#include <mbstring.h>
+
+#include "base/ground.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+
+#include "base/error.h"
+#include "base/text.h"
+
+namespace platform {
+namespace {
+
+DWORD CodeThrown(auto&& body) {
+    try {
+        body();
+        return 0;
+    } catch (const Error& error) {
+        return error.Code();
+    }
+}
+
+TEST(Text, WellFormedUtf8IsTakenBothWays) {
+    const struct {
+        const char* name;
+        std::string narrow;
+        std::wstring wide;
+    } rows[] = {
+        {"empty", "", L""},
+        {"ASCII", "Kestrel", L"Kestrel"},
+        {"last of one byte", "\x7F", L"\x7F"},
+        {"first of two bytes", "\xC2\x80", L"\x80"},
+        {"last of two bytes", "\xDF\xBF", L"\x7FF"},
+        {"first of three bytes", "\xE0\xA0\x80", L"\x800"},
+        {"before the surrogates", "\xED\x9F\xBF", L"\xD7FF"},
+        {"behind the surrogates", "\xEE\x80\x80", L"\xE000"},
+        {"last of three bytes", "\xEF\xBF\xBF", L"\xFFFF"},
+        {"first of four bytes", "\xF0\x90\x80\x80", std::wstring(1, wchar_t{0x10000})},
+        {"last code point", "\xF4\x8F\xBF\xBF", std::wstring(1, wchar_t{0x10FFFF})},
+        {"Cyrillic", "\xD0\x9F\xD0\xA6", L"\x41F\x426"},
+        {"NUL inside", std::string("a\0b", 3), std::wstring(L"a\0b", 3)},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(Widen(row.narrow), row.wide) << row.name;
+        EXPECT_EQ(Narrow(row.wide), row.narrow) << row.name;
+    }
+}
+
+TEST(Text, MalformedUtf8IsRefusedAndReplaced) {
+    const struct {
+        const char* name;
+        std::string text;
+        std::wstring replaced;
+    } rows[] = {
+        {"lone continuation", "a\x80z", L"a\xFFFDz"},
+        {"overlong NUL", "\xC0\x80", L"\xFFFD\xFFFD"},
+        {"overlong slash", "\xE0\x80\xAF", L"\xFFFD\xFFFD\xFFFD"},
+        {"overlong four bytes", "\xF0\x8F\xBF\xBF", L"\xFFFD\xFFFD\xFFFD\xFFFD"},
+        {"surrogate", "\xED\xA0\x80", L"\xFFFD\xFFFD\xFFFD"},
+        {"past the last code point", "\xF4\x90\x80\x80", L"\xFFFD\xFFFD\xFFFD\xFFFD"},
+        {"no such lead", "\xF5z", L"\xFFFDz"},
+        {"cut short at the end", "a\xD0", L"a\xFFFD"},
+        {"cut short by another lead", "\xD0\xD0\x9F", L"\xFFFD\x41F"},
+        {"three bytes cut to two", "\xE2\x82", L"\xFFFD\xFFFD"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(CodeThrown([&] { Widen(row.text); }), DWORD{ERROR_NO_UNICODE_TRANSLATION})
+            << row.name;
+        wchar_t wide[16] = {};
+        const int length = static_cast<int>(row.text.size());
+        const int made = MultiByteToWideChar(CP_UTF8, 0, row.text.data(), length, wide, 16);
+        EXPECT_EQ(std::wstring(wide, static_cast<std::size_t>(made)), row.replaced) << row.name;
+        SetLastError(0);
+        EXPECT_EQ(
+            MultiByteToWideChar(CP_ACP, MB_ERR_INVALID_CHARS, row.text.data(), length, wide, 16), 0)
+            << row.name;
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_NO_UNICODE_TRANSLATION}) << row.name;
+    }
+    for (const wchar_t bad : {wchar_t{0xD800}, wchar_t{0xDFFF}, wchar_t{0x110000}, wchar_t{-1}}) {
+        EXPECT_EQ(CodeThrown([&] { Narrow(std::wstring(1, bad)); }),
+                  DWORD{ERROR_NO_UNICODE_TRANSLATION})
+            << static_cast<int>(bad);
+    }
+}
+
+TEST(CodePage, SizesAndErrors) {
+    const char text[] = "a\xD0\x9F";  // two characters, three bytes
+    wchar_t wide[8];
+    const struct {
+        const char* name;
+        UINT codePage;
+        DWORD flags;
+        const char* text;
+        int length;
+        wchar_t* out;
+        int capacity;
+        int result;
+        DWORD error;
+    } rows[] = {
+        {"question without terminator", CP_UTF8, 0, text, 3, nullptr, 0, 2, 0},
+        {"question with terminator", CP_UTF8, 0, text, -1, nullptr, 0, 3, 0},
+        {"exact", CP_UTF8, 0, text, -1, wide, 3, 3, 0},
+        {"one over", CP_ACP, 0, text, -1, wide, 4, 3, 0},
+        {"one short", CP_UTF8, 0, text, -1, wide, 2, 0, ERROR_INSUFFICIENT_BUFFER},
+        {"null with capacity", CP_UTF8, 0, text, -1, nullptr, 3, 0, ERROR_INVALID_PARAMETER},
+        {"empty input", CP_UTF8, 0, text, 0, wide, 3, 0, ERROR_INVALID_PARAMETER},
+        {"null input", CP_UTF8, 0, nullptr, 3, wide, 3, 0, ERROR_INVALID_PARAMETER},
+        {"length below -1", CP_UTF8, 0, text, -2, wide, 3, 0, ERROR_INVALID_PARAMETER},
+        {"negative capacity", CP_UTF8, 0, text, -1, wide, -1, 0, ERROR_INVALID_PARAMETER},
+        {"another code page", 1251, 0, text, -1, wide, 3, 0, ERROR_INVALID_PARAMETER},
+        {"unknown flag", CP_UTF8, 1, text, -1, wide, 3, 0, ERROR_INVALID_FLAGS},
+    };
+    for (const auto& row : rows) {
+        SetLastError(0);
+        EXPECT_EQ(MultiByteToWideChar(row.codePage, row.flags, row.text, row.length, row.out,
+                                      row.capacity),
+                  row.result)
+            << row.name;
+        EXPECT_EQ(GetLastError(), row.error) << row.name;
+    }
+    char narrow[8] = {};
+    EXPECT_EQ(WideCharToMultiByte(CP_ACP, 0, L"a\x41F", -1, nullptr, 0, nullptr, nullptr), 4);
+    EXPECT_EQ(WideCharToMultiByte(CP_ACP, 0, L"a\x41F", -1, narrow, 4, nullptr, nullptr), 4);
+    EXPECT_STREQ(narrow, text);
+    EXPECT_EQ(WideCharToMultiByte(CP_ACP, 0, L"a\x41F", -1, narrow, 3, nullptr, nullptr), 0);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
+}
+
+TEST(Folding, ComparesNamesWithoutCase) {
+    const auto bytes = [](const char* text) { return reinterpret_cast<const UCHAR*>(text); };
+    const struct {
+        const char* name;
+        const char* first;
+        const char* second;
+        int order;  // sign
+    } rows[] = {
+        {"ASCII", "AddressBook", "aDDRESSbOOK", 0},
+        {"Latin-1", "\xC3\x84\xC3\x9E", "\xC3\xA4\xC3\xBE", 0},
+        {"multiplication sign has no case", "\xC3\x97", "\xC3\xB7", -1},
+        {"sharp s stands alone", "\xC3\x9F", "ss", 1},
+        {"Latin Extended-A", "\xC4\x80\xC5\xBD", "\xC4\x81\xC5\xBE", 0},
+        {"Y with diaeresis", "\xC5\xB8", "\xC3\xBF", 0},
+        {"Cyrillic", "\xD0\x98\xD0\xB2\xD0\xB0\xD0\x9D", "\xD0\xB8\xD0\x92\xD0\x90\xD0\xBD", 0},
+        {"Cyrillic Io", "\xD0\x81", "\xD1\x91", 0},
+        {"Cyrillic Ya", "\xD0\xAF", "\xD1\x8F", 0},
+        {"Ukrainian Ghe", "\xD2\x90", "\xD2\x91", 0},
+        {"Greek with final sigma", "\xCE\xA3\xCE\xA9", "\xCF\x82\xCF\x89", 0},
+        {"Greek", "\xCE\x91\xCE\xA9\xCE\x86", "\xCE\xB1\xCF\x89\xCE\xAC", 0},
+        {"prefix is less", "abc", "ABCD", -1},
+        {"other letter", "abd", "ABC", 1},
+        {"equal bad bytes", "\x80", "\x80", 0},
+        {"bad byte behind every letter", "\x80", "\xD1\x8F", 1},
+    };
+    for (const auto& row : rows) {
+        const auto sign = [](int value) { return (value > 0) - (value < 0); };
+        EXPECT_EQ(sign(_mbsicmp(bytes(row.first), bytes(row.second))), row.order) << row.name;
+        EXPECT_EQ(sign(_mbsicmp(bytes(row.second), bytes(row.first))), -row.order) << row.name;
+    }
+}
+
+TEST(Folding, LimitCountsBytes) {
+    const auto bytes = [](const char* text) { return reinterpret_cast<const UCHAR*>(text); };
+    EXPECT_EQ(_mbsnbicmp(bytes("-Signf"), bytes("-sign"), 5), 0);
+    EXPECT_GT(_mbsnbicmp(bytes("-Signf"), bytes("-sign"), 6), 0);
+    EXPECT_EQ(_mbsnbicmp(bytes("\xD0\x9Fx"), bytes("\xD0\xBFy"), 2), 0);
+    EXPECT_NE(_mbsnbicmp(bytes("\xD0\x9Fx"), bytes("\xD0\xBFy"), 3), 0);
+    EXPECT_EQ(_mbsnbicmp(bytes("a"), bytes("b"), 0), 0);
+    EXPECT_EQ(_mbsicmp(nullptr, bytes("a")), INT_MAX);
+}
+
+}  // namespace
+}  // namespace platform

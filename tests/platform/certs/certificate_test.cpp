@@ -1,0 +1,231 @@
+// Contexts: what is read from certificates and CRLs, and what is refused.
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+
+#include "messages/der.h"
+#include "providers/crypto.h"
+#include "workshop.h"
+
+namespace platform::testing {
+namespace {
+
+using CertificateTest = CertsTest;
+
+std::string Moment(const FILETIME& time) {
+    SYSTEMTIME parts{};
+    FileTimeToSystemTime(&time, &parts);
+    char text[64];
+    std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", parts.wYear, parts.wMonth,
+                  parts.wDay, parts.wHour, parts.wMinute, parts.wSecond);
+    return text;
+}
+
+std::string Upper(std::string text) {
+    for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    return text;
+}
+
+TEST_F(CertificateTest, ReadsWhatTheCommandShows) {
+    struct Row {
+        const char* kind;
+        const char* keyOid;
+    };
+    const Row rows[] = {
+        {"rsa", "1.2.840.113549.1.1.1"},
+        {"ec", "1.2.840.10045.2.1"},
+        {"gost-256", "1.2.643.7.1.1.1.1"},
+        {"gost-512", "1.2.643.7.1.1.1.2"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.kind);
+        const CertHolder context = ContextOf(row.kind);
+        ASSERT_TRUE(context);
+        const CERT_INFO& info = *context->pCertInfo;
+        EXPECT_EQ(info.dwVersion, 2U);
+        EXPECT_STREQ(info.SubjectPublicKeyInfo.Algorithm.pszObjId, row.keyOid);
+        EXPECT_EQ(context->cbCertEncoded, CertificateOf(row.kind).size());
+
+        Bytes serial(info.SerialNumber.pbData, info.SerialNumber.pbData + info.SerialNumber.cbData);
+        std::reverse(serial.begin(), serial.end());
+        const std::string show =
+            OpenSsl("x509 -inform DER -in " + std::string(row.kind) +
+                    ".cer -noout -serial -startdate -enddate -dateopt iso_8601 -fingerprint -sha1");
+        EXPECT_NE(show.find("serial=" + Upper(Hex(serial))), std::string::npos) << show;
+        EXPECT_NE(show.find("notBefore=" + Moment(info.NotBefore)), std::string::npos) << show;
+        EXPECT_NE(show.find("notAfter=" + Moment(info.NotAfter)), std::string::npos) << show;
+
+        // The public key, with the bits and parameters as they stand in the certificate.
+        const EvpKey fromRecord = PublicKeyFromInfo(info.SubjectPublicKeyInfo);
+        const EVP_PKEY* native = X509_get0_pubkey(Certificate::Of(context.get())->Native());
+        ASSERT_NE(native, nullptr);
+        EXPECT_EQ(EVP_PKEY_eq(fromRecord.get(), native), 1);
+    }
+}
+
+TEST_F(CertificateTest, LaysOutExtensions) {
+    const CertHolder context = ContextOf("ec");
+    const CERT_INFO& info = *context->pCertInfo;
+    const CERT_EXTENSION* basic = CertFindExtension("2.5.29.19", info.cExtension, info.rgExtension);
+    ASSERT_NE(basic, nullptr);
+    EXPECT_EQ(basic->fCritical, TRUE);
+    // BasicConstraints { cA TRUE }
+    EXPECT_EQ(Hex({basic->Value.pbData, basic->Value.cbData}), "30030101ff");
+    EXPECT_EQ(CertFindExtension("2.5.29.1", info.cExtension, info.rgExtension), nullptr);
+}
+
+// A numbered certificate with other validity elements.
+Bytes WithTimes(ByteView first, ByteView second) {
+    const Bytes time = der::Element(0x17, ViewOf("250101000000Z"));
+    const Bytes validity = der::Element(der::kSequence, {time, time});
+    Bytes whole = NumberedCertificate(7);
+    const Bytes wanted = der::Element(der::kSequence, {first, second});
+    der::Cursor parts(der::Cursor(whole).Next().contents);
+    const der::Item toBeSigned = parts.Next();
+    const auto place = std::search(toBeSigned.contents.begin(), toBeSigned.contents.end(),
+                                   validity.begin(), validity.end());
+    Bytes contents(toBeSigned.contents.begin(), place);
+    der::Append(contents, wanted);
+    contents.insert(contents.end(), place + static_cast<std::ptrdiff_t>(validity.size()),
+                    toBeSigned.contents.end());
+    Bytes rest;
+    while (!parts.AtEnd()) der::Append(rest, parts.Next().whole);
+    return der::Element(der::kSequence, {der::Element(der::kSequence, contents), rest});
+}
+
+TEST_F(CertificateTest, ReadsTimes) {
+    struct Row {
+        const char* name;
+        std::uint8_t tag;
+        const char* text;
+        const char* expected;  // empty: refused
+    };
+    const Row rows[] = {
+        {"last year of the two digits", 0x17, "491231235959Z", "2049-12-31 23:59:59"},
+        {"first year of the two digits", 0x17, "500101000000Z", "1950-01-01 00:00:00"},
+        {"without seconds", 0x17, "0901020304Z", "2009-01-02 03:04:00"},
+        {"east of UTC", 0x17, "090102030405+0300", "2009-01-02 00:04:05"},
+        {"west of UTC", 0x17, "091231230000-0130", "2010-01-01 00:30:00"},
+        {"leap day", 0x18, "20000229120000Z", "2000-02-29 12:00:00"},
+        {"fraction", 0x18, "20200101000000.75Z", "2020-01-01 00:00:00"},
+        {"no end", 0x18, "99991231235959Z", "9999-12-31 23:59:59"},
+        {"before FILETIME", 0x18, "00010101000000Z", "1601-01-01 00:00:00"},
+        {"no leap day", 0x18, "19000229120000Z", ""},
+        {"month 13", 0x17, "091301000000Z", ""},
+        {"hour 24", 0x17, "090101240000Z", ""},
+        {"no zone", 0x17, "090101000000", ""},
+        {"letters", 0x17, "0901010000xxZ", ""},
+        {"behind the zone", 0x17, "090101000000Z0", ""},
+        {"empty", 0x17, "", ""},
+        {"another tag", 0x13, "090101000000Z", ""},
+    };
+    const Bytes good = der::Element(0x17, ViewOf("250101000000Z"));
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        const Bytes time = der::Element(row.tag, ViewOf(std::string_view(row.text)));
+        const CertHolder context = Context(WithTimes(time, good));
+        if (*row.expected == '\0') {
+            EXPECT_FALSE(context);
+            EXPECT_EQ(GetLastError() >> 8, 0x800931U);
+        } else {
+            ASSERT_TRUE(context);
+            EXPECT_EQ(Moment(context->pCertInfo->NotBefore), row.expected);
+        }
+    }
+}
+
+TEST_F(CertificateTest, RefusesEveryOtherLength) {
+    const Bytes whole = CertificateOf("ec");
+    for (std::size_t length = 0; length < whole.size(); ++length) {
+        const Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length));
+        SetLastError(0);
+        // A null pointer would be another fault.
+        const BYTE none = 0;
+        ASSERT_EQ(CertCreateCertificateContext(kEncoding, cut.empty() ? &none : cut.data(),
+                                               static_cast<DWORD>(length)),
+                  nullptr)
+            << length;
+        ASSERT_EQ(GetLastError() >> 8, 0x800931U) << length;
+    }
+    Bytes longer = whole;
+    longer.push_back(0);
+    EXPECT_FALSE(Context(longer));
+}
+
+// Whatever one wrong octet makes of a certificate, reading it ends, and what reads can
+// be asked for its native form.
+TEST_F(CertificateTest, SurvivesEveryWrongOctet) {
+    const Bytes whole = CertificateOf("ec");
+    for (std::size_t at = 0; at < whole.size(); ++at) {
+        for (const int change : {0x01, 0x80, 0xFF}) {
+            Bytes wrong = whole;
+            wrong[at] = static_cast<std::uint8_t>(wrong[at] ^ change);
+            const CertHolder context = Context(wrong);
+            if (!context) continue;
+            char text[256];
+            CertNameToStrA(kEncoding, &context->pCertInfo->Subject, CERT_X500_NAME_STR, text,
+                           sizeof text);
+            try {
+                (void)Certificate::Of(context.get())->Native();
+            } catch (const Error& error) {
+                ASSERT_EQ(error.Code(), static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT));
+            }
+        }
+    }
+}
+
+TEST_F(CertificateTest, CountsContexts) {
+    CertHolder first = ContextOf("ec");
+    CertHolder second(CertDuplicateCertificateContext(first.get()));
+    EXPECT_EQ(first.get(), second.get());
+    const PCCERT_CONTEXT stale = first.release();
+    EXPECT_TRUE(CertFreeCertificateContext(stale));
+    EXPECT_EQ(second->cbCertEncoded, CertificateOf("ec").size());
+    second.reset();
+    EXPECT_FALSE(CertFreeCertificateContext(stale));
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
+    EXPECT_EQ(CertDuplicateCertificateContext(stale), nullptr);
+    EXPECT_TRUE(CertFreeCertificateContext(nullptr));
+    EXPECT_EQ(CertCreateCertificateContext(0, CertificateOf("ec").data(), 10), nullptr);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(E_INVALIDARG));
+}
+
+TEST_F(CertificateTest, ReadsRevocationLists) {
+    CertificateOf("ec");
+    WriteFile("ca.cnf", ViewOf("[ca]\ndefault_ca=a\n[a]\ndatabase=index.txt\ncrlnumber=number\n"
+                               "default_md=sha256\ndefault_crl_days=30\ncrl_extensions=e\n[e]\n"
+                               "authorityKeyIdentifier=keyid\n"));
+    // Two entries, the second with a reason, in the form in which the command keeps them.
+    WriteFile("index.txt",
+              ViewOf("R\t350101000000Z\t240102030405Z\t01\tunknown\t/CN=a\n"
+                     "R\t350101000000Z\t240203040506Z,keyCompromise\tA1B2\tunknown\t/CN=b\n"));
+    WriteFile("number", ViewOf("10\n"));
+    OpenSsl("x509 -inform DER -in ec.cer -out ec.pem");
+    OpenSsl("ca -gencrl -config ca.cnf -cert ec.pem -keyfile ec.key -out a.crl");
+    OpenSsl("crl -in a.crl -outform DER -out a.der");
+    const Bytes der = ReadFile(Folder() / "a.der");
+    const CrlHolder crl(
+        CertCreateCRLContext(kEncoding, der.data(), static_cast<DWORD>(der.size())));
+    ASSERT_TRUE(crl);
+    const CRL_INFO& info = *crl->pCrlInfo;
+    EXPECT_EQ(info.dwVersion, 1U);
+    ASSERT_EQ(info.cCRLEntry, 2U);
+    EXPECT_EQ(Hex({info.rgCRLEntry[1].SerialNumber.pbData, info.rgCRLEntry[1].SerialNumber.cbData}),
+              "b2a100");
+    EXPECT_EQ(Moment(info.rgCRLEntry[0].RevocationDate), "2024-01-02 03:04:05");
+    EXPECT_EQ(info.rgCRLEntry[0].cExtension, 0U);
+    ASSERT_EQ(info.rgCRLEntry[1].cExtension, 1U);
+    EXPECT_STREQ(info.rgCRLEntry[1].rgExtension[0].pszObjId, "2.5.29.21");
+    EXPECT_EQ(info.cExtension, 2U);
+    const std::string show = OpenSsl("crl -in a.crl -noout -nextupdate -dateopt iso_8601");
+    EXPECT_NE(show.find(Moment(info.NextUpdate)), std::string::npos) << show;
+
+    const CrlHolder more(CertDuplicateCRLContext(crl.get()));
+    EXPECT_EQ(more.get(), crl.get());
+    for (std::size_t length = 1; length < der.size(); ++length) {
+        ASSERT_EQ(CertCreateCRLContext(kEncoding, der.data(), static_cast<DWORD>(length)), nullptr);
+    }
+}
+
+}  // namespace
+}  // namespace platform::testing

@@ -1,0 +1,316 @@
+// Properties, and the way from a certificate to its private key.
+#include <openssl/pem.h>
+
+#include <algorithm>
+#include <cstdio>
+
+#include "base/error.h"
+#include "certs/key_provider_info.h"
+#include "certs/store.h"
+#include "providers/container.h"
+#include "workshop.h"
+
+namespace platform::testing {
+namespace {
+
+constexpr DWORD kSomeProperty = 40000;
+
+class PropertiesTest : public CertsTest {
+  protected:
+    // A container with the key of a certificate made by the command.
+    static void MakeContainer(const char* name, const std::string& kind, DWORD type,
+                              std::string_view password = {}) {
+        CertificateOf(kind);
+        const std::string file = (Folder() / (kind + ".key")).string();
+        std::FILE* pem = std::fopen(file.c_str(), "r");
+        const EvpKey key(PEM_read_PrivateKey(pem, nullptr, nullptr, nullptr));
+        std::fclose(pem);
+        Container container = Container::Create(Side::User, name, type);
+        container.SaveKey(AT_KEYEXCHANGE, key.get(), Secret(ViewOf(password)));
+    }
+    static void Bind(PCCERT_CONTEXT certificate, const wchar_t* container, DWORD type) {
+        std::wstring name = container;
+        CRYPT_KEY_PROV_INFO info{};
+        info.pwszContainerName = name.data();
+        info.dwProvType = type;
+        info.dwKeySpec = AT_KEYEXCHANGE;
+        ASSERT_TRUE(
+            CertSetCertificateContextProperty(certificate, CERT_KEY_PROV_INFO_PROP_ID, 0, &info));
+    }
+};
+
+Bytes Property(PCCERT_CONTEXT certificate, DWORD id) {
+    DWORD size = 0;
+    EXPECT_TRUE(CertGetCertificateContextProperty(certificate, id, nullptr, &size));
+    Bytes value(size);
+    EXPECT_TRUE(CertGetCertificateContextProperty(certificate, id, value.data(), &size));
+    return value;
+}
+
+DWORD ErrorOf(PCCERT_CONTEXT certificate, DWORD id) {
+    DWORD size = 0;
+    SetLastError(0);
+    EXPECT_FALSE(CertGetCertificateContextProperty(certificate, id, nullptr, &size)) << id;
+    return GetLastError();
+}
+
+void SetFlat(PCCERT_CONTEXT certificate, DWORD id, Bytes value) {
+    const CRYPT_DATA_BLOB blob{static_cast<DWORD>(value.size()), value.data()};
+    EXPECT_TRUE(CertSetCertificateContextProperty(certificate, id, 0, &blob));
+}
+
+TEST_F(PropertiesTest, AnswersFromTheCertificate) {
+    const CertHolder ec = ContextOf("ec");
+    std::string shown = OpenSsl("x509 -inform DER -in ec.cer -noout -fingerprint -sha1");
+    shown = shown.substr(shown.find('=') + 1, 59);
+    shown.erase(std::remove(shown.begin(), shown.end(), ':'), shown.end());
+    EXPECT_EQ(Property(ec.get(), CERT_SHA1_HASH_PROP_ID), FromHex(shown));
+
+    shown = OpenSsl("x509 -inform DER -in ec.cer -noout -ext subjectKeyIdentifier");
+    shown = shown.substr(shown.find('\n') + 1);
+    shown.erase(std::remove_if(shown.begin(), shown.end(),
+                               [](char c) { return c == ':' || c == ' ' || c == '\n'; }),
+                shown.end());
+    EXPECT_EQ(Property(ec.get(), CERT_KEY_IDENTIFIER_PROP_ID), FromHex(shown));
+
+    // Without the extension it is SHA-1 of the public key record: the digest of the octets
+    // 300F 3009 06072A8648CE3D0201 03020004, by sha1sum.
+    const CertHolder plain = Context(NumberedCertificate(1));
+    EXPECT_EQ(Hex(Property(plain.get(), CERT_KEY_IDENTIFIER_PROP_ID)),
+              "b548088adf2a75b0a1c44854555c077bf760ae93");
+}
+
+TEST_F(PropertiesTest, AbsentOnesAreNotFound) {
+    const CertHolder ec = ContextOf("ec");
+    for (const DWORD id : {DWORD{CERT_KEY_PROV_INFO_PROP_ID}, DWORD{CERT_KEY_CONTEXT_PROP_ID},
+                           DWORD{CERT_KEY_PROV_HANDLE_PROP_ID}, DWORD{CERT_KEY_SPEC_PROP_ID},
+                           DWORD{CERT_FRIENDLY_NAME_PROP_ID}, kSomeProperty}) {
+        EXPECT_EQ(ErrorOf(ec.get(), id), static_cast<DWORD>(CRYPT_E_NOT_FOUND)) << id;
+    }
+    const CRYPT_DATA_BLOB blob{};
+    EXPECT_FALSE(CertSetCertificateContextProperty(ec.get(), CERT_SHA1_HASH_PROP_ID, 0, &blob));
+    EXPECT_FALSE(CertSetCertificateContextProperty(nullptr, kSomeProperty, 0, &blob));
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
+}
+
+TEST_F(PropertiesTest, FlatOnesFitTheirBuffers) {
+    const CertHolder ec = ContextOf("ec");
+    SetFlat(ec.get(), kSomeProperty, {1, 2, 3});
+    struct Row {
+        const char* name;
+        DWORD size;
+        BOOL result;
+    };
+    const Row rows[] = {{"short", 2, FALSE}, {"exact", 3, TRUE}, {"over", 4, TRUE}};
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        BYTE value[5] = {9, 9, 9, 9, 9};
+        DWORD size = row.size;
+        EXPECT_EQ(CertGetCertificateContextProperty(ec.get(), kSomeProperty, value, &size),
+                  row.result);
+        EXPECT_EQ(size, 3U);
+        EXPECT_EQ(Hex(value), row.result != FALSE ? "0102030909" : "0909090909");
+    }
+    SetFlat(ec.get(), kSomeProperty, {});
+    EXPECT_TRUE(Property(ec.get(), kSomeProperty).empty());
+    EXPECT_TRUE(CertSetCertificateContextProperty(ec.get(), kSomeProperty, 0, nullptr));
+    EXPECT_EQ(ErrorOf(ec.get(), kSomeProperty), static_cast<DWORD>(CRYPT_E_NOT_FOUND));
+}
+
+TEST_F(PropertiesTest, LaysOutTheProviderRecord) {
+    const CertHolder ec = ContextOf("ec");
+    wchar_t container[] = L"Ключ 1";
+    wchar_t provider[] = L"Some Provider";
+    CRYPT_KEY_PROV_INFO info{container, provider, 16,          CRYPT_MACHINE_KEYSET,
+                             0,         nullptr,  AT_SIGNATURE};
+    ASSERT_TRUE(CertSetCertificateContextProperty(ec.get(), CERT_KEY_PROV_INFO_PROP_ID, 0, &info));
+    Bytes block = Property(ec.get(), CERT_KEY_PROV_INFO_PROP_ID);
+    const auto* back = reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(block.data());
+    EXPECT_STREQ(back->pwszContainerName, container);
+    EXPECT_STREQ(back->pwszProvName, provider);
+    EXPECT_EQ(back->dwProvType, 16U);
+    EXPECT_EQ(back->dwFlags, DWORD{CRYPT_MACHINE_KEYSET});
+    EXPECT_EQ(back->dwKeySpec, DWORD{AT_SIGNATURE});
+    const Bytes keySpec = Property(ec.get(), CERT_KEY_SPEC_PROP_ID);
+    EXPECT_EQ(Hex(keySpec), "02000000");
+
+    info.pwszProvName = nullptr;
+    ASSERT_TRUE(CertSetCertificateContextProperty(ec.get(), CERT_KEY_PROV_INFO_PROP_ID, 0, &info));
+    block = Property(ec.get(), CERT_KEY_PROV_INFO_PROP_ID);
+    EXPECT_EQ(reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(block.data())->pwszProvName, nullptr);
+
+    wchar_t twoLines[] = L"a\nprovider=b";
+    info.pwszContainerName = twoLines;
+    EXPECT_FALSE(CertSetCertificateContextProperty(ec.get(), CERT_KEY_PROV_INFO_PROP_ID, 0, &info));
+}
+
+TEST_F(PropertiesTest, RefusesDamagedProviderRecords) {
+    const char* const rows[] = {
+        "",
+        "container=a\n",
+        "container=a\nprovider=\ntype=16\nflags=0\nkeyspec=1",
+        "container=a\nprovider=\ntype=x\nflags=0\nkeyspec=1\n",
+        "container=a\nprovider=\ntype=\nflags=0\nkeyspec=1\n",
+        "container=a\nprovider=\ntype=99999999999\nflags=0\nkeyspec=1\n",
+        "container=a\nprovider=\ntype=16\nflags=0\nkeyspec=1\nmore=1\n",
+        "provider=\ncontainer=a\ntype=16\nflags=0\nkeyspec=1\n",
+        "container\nprovider=\ntype=16\nflags=0\nkeyspec=1\n",
+    };
+    for (const char* row : rows) {
+        SCOPED_TRACE(row);
+        try {
+            ParseKeyProviderInfo(ViewOf(std::string_view(row)));
+            ADD_FAILURE() << "was taken";
+        } catch (const Error& error) {
+            EXPECT_EQ(error.Code(), static_cast<DWORD>(NTE_BAD_DATA));
+        }
+    }
+}
+
+TEST_F(PropertiesTest, KeyContextReleasesWhatItTook) {
+    MakeContainer("box", "ec", 16);
+    const auto open = [] {
+        HCRYPTPROV provider = 0;
+        EXPECT_TRUE(CryptAcquireContextA(&provider, "box", nullptr, 16, 0));
+        return provider;
+    };
+    const auto set = [](PCCERT_CONTEXT certificate, HCRYPTPROV provider, DWORD flags) {
+        CERT_KEY_CONTEXT record{};
+        record.cbSize = sizeof record;
+        record.hCryptProv = provider;
+        record.dwKeySpec = AT_KEYEXCHANGE;
+        EXPECT_TRUE(CertSetCertificateContextProperty(certificate, CERT_KEY_CONTEXT_PROP_ID, flags,
+                                                      &record));
+    };
+    const std::size_t before = LiveHandles();
+    CertHolder ec = ContextOf("ec");
+
+    set(ec.get(), open(), 0);
+    EXPECT_EQ(LiveHandles(), before + 2);
+    set(ec.get(), open(), 0);  // releases the first
+    EXPECT_EQ(LiveHandles(), before + 2);
+    const Bytes record = Property(ec.get(), CERT_KEY_CONTEXT_PROP_ID);
+    const HCRYPTPROV held = reinterpret_cast<const CERT_KEY_CONTEXT*>(record.data())->hCryptProv;
+    set(ec.get(), held, 0);  // the same handle is not released under its user
+    EXPECT_EQ(LiveHandles(), before + 2);
+    EXPECT_TRUE(CertSetCertificateContextProperty(ec.get(), CERT_KEY_CONTEXT_PROP_ID, 0, nullptr));
+    EXPECT_EQ(LiveHandles(), before + 1);
+
+    const HCRYPTPROV mine = open();
+    set(ec.get(), mine, CERT_STORE_NO_CRYPT_RELEASE_FLAG);
+    ec.reset();
+    EXPECT_EQ(LiveHandles(), before + 1);
+    EXPECT_TRUE(CryptReleaseContext(mine, 0));
+
+    ec = ContextOf("ec");
+    set(ec.get(), open(), 0);
+    ec.reset();  // the certificate goes, and its handle with it
+    EXPECT_EQ(LiveHandles(), before);
+
+    CERT_KEY_CONTEXT wrong{};
+    ec = ContextOf("ec");
+    EXPECT_FALSE(CertSetCertificateContextProperty(ec.get(), CERT_KEY_CONTEXT_PROP_ID, 0, &wrong));
+}
+
+struct Acquired {
+    BOOL result;
+    DWORD error;
+    HCRYPTPROV provider = 0;
+    DWORD keySpec = 0;
+    BOOL callerFree = TRUE;
+};
+
+Acquired Acquire(PCCERT_CONTEXT certificate, DWORD flags) {
+    Acquired key{};
+    SetLastError(0);
+    key.result = CryptAcquireCertificatePrivateKey(certificate, flags, nullptr, &key.provider,
+                                                   &key.keySpec, &key.callerFree);
+    key.error = key.result != FALSE ? 0 : GetLastError();
+    return key;
+}
+
+TEST_F(PropertiesTest, AcquiresTheKey) {
+    MakeContainer("box", "ec", 16);
+    CertHolder ec = ContextOf("ec");
+    EXPECT_EQ(Acquire(ec.get(), 0).error, static_cast<DWORD>(CRYPT_E_NO_KEY_PROPERTY));
+    Bind(ec.get(), L"box", 16);
+
+    const Acquired own = Acquire(ec.get(), 0);
+    ASSERT_EQ(own.error, 0U);
+    EXPECT_EQ(own.callerFree, TRUE);
+    EXPECT_EQ(own.keySpec, DWORD{AT_KEYEXCHANGE});
+    EXPECT_TRUE(CryptReleaseContext(own.provider, 0));
+
+    const Acquired cached = Acquire(ec.get(), CRYPT_ACQUIRE_CACHE_FLAG);
+    ASSERT_EQ(cached.error, 0U);
+    EXPECT_EQ(cached.callerFree, FALSE);
+    const Acquired again = Acquire(ec.get(), 0);
+    EXPECT_EQ(again.provider, cached.provider);
+    EXPECT_EQ(again.callerFree, FALSE);
+
+    EXPECT_FALSE(
+        CryptAcquireCertificatePrivateKey(ec.get(), 0, nullptr, nullptr, nullptr, nullptr));
+}
+
+TEST_F(PropertiesTest, TellsWhyThereIsNoKey) {
+    MakeContainer("box", "ec2", 16);
+    MakeContainer("locked", "ec2", 16, "secret");
+    struct Row {
+        const char* name;
+        const wchar_t* container;
+        DWORD error;
+    };
+    const Row rows[] = {
+        {"another key", L"box", static_cast<DWORD>(NTE_BAD_PUBLIC_KEY)},
+        {"no container", L"none", static_cast<DWORD>(NTE_BAD_KEYSET)},
+        // Looking into it would ask for the password, so the key is taken at its word.
+        {"another key behind a password", L"locked", 0},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        const CertHolder ec = ContextOf("ec");
+        Bind(ec.get(), row.container, 16);
+        const Acquired key = Acquire(ec.get(), CRYPT_ACQUIRE_SILENT_FLAG);
+        EXPECT_EQ(key.error, row.error);
+        if (key.result != FALSE) CryptReleaseContext(key.provider, 0);
+    }
+}
+
+TEST_F(PropertiesTest, SystemStoresKeepThemAtOnce) {
+    const auto store = OpenSystemStore(Side::User, "My", OpenMode::OpenOrCreate);
+    const auto other = OpenSystemStore(Side::User, "My", OpenMode::OpenOrCreate);
+    const CertHolder loose = ContextOf("ec");
+    SetFlat(loose.get(), kSomeProperty, {7});
+    store->Add(*Certificate::Of(loose.get()), CERT_STORE_ADD_NEW);
+
+    const CertHolder first(Certificate::Share(store->Certificates()[0]));
+    const CertHolder second(Certificate::Share(other->Certificates()[0]));
+    // Two holders of one certificate set a property each, and neither undoes the other.
+    SetFlat(first.get(), CERT_FRIENDLY_NAME_PROP_ID, {1});
+    SetFlat(second.get(), kSomeProperty + 1, {2});
+    Bind(first.get(), L"box", 16);
+
+    const auto fresh = OpenSystemStore(Side::User, "My", OpenMode::Existing);
+    const CertHolder third(Certificate::Share(fresh->Certificates()[0]));
+    EXPECT_EQ(Property(third.get(), kSomeProperty), Bytes{7});
+    EXPECT_EQ(Property(third.get(), CERT_FRIENDLY_NAME_PROP_ID), Bytes{1});
+    EXPECT_EQ(Property(third.get(), kSomeProperty + 1), Bytes{2});
+    const Bytes block = Property(third.get(), CERT_KEY_PROV_INFO_PROP_ID);
+    EXPECT_STREQ(reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(block.data())->pwszContainerName,
+                 L"box");
+
+    EXPECT_TRUE(CertSetCertificateContextProperty(first.get(), kSomeProperty, 0, nullptr));
+    fresh->Certificates();
+    EXPECT_EQ(ErrorOf(third.get(), kSomeProperty), static_cast<DWORD>(CRYPT_E_NOT_FOUND));
+
+    // A certificate that somebody else removed keeps what it had.
+    store->Remove(*Certificate::Of(first.get()));
+    const CRYPT_DATA_BLOB blob{};
+    EXPECT_FALSE(
+        CertSetCertificateContextProperty(second.get(), CERT_FRIENDLY_NAME_PROP_ID, 0, &blob));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(CRYPT_E_NOT_FOUND));
+    EXPECT_EQ(Property(second.get(), kSomeProperty + 1), Bytes{2});
+}
+
+}  // namespace
+}  // namespace platform::testing

@@ -1,0 +1,233 @@
+// The database under several processes, killed ones and damaged files.
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstring>
+#include <set>
+#include <thread>
+
+#include "base/error.h"
+#include "certs/store.h"
+#include "workshop.h"
+
+namespace platform::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+using StoreDamageTest = CertsTest;
+
+// Runs `body` in a process of its own, which ends without clean-up of the test's.
+template <class Body>
+pid_t Spawn(Body&& body) {
+    const pid_t child = fork();
+    if (child != 0) return child;
+    int status = 0;
+    try {
+        body();
+    } catch (...) {
+        status = 1;
+    }
+    _exit(status);
+}
+
+int StatusOf(pid_t child) {
+    int status = 0;
+    waitpid(child, &status, 0);
+    return status;
+}
+
+std::set<std::string> Names(const std::string& store) {
+    std::set<std::string> names;
+    for (const auto& item :
+         OpenSystemStore(Side::User, store, OpenMode::OpenOrCreate)->Certificates()) {
+        char text[32];
+        CERT_NAME_BLOB subject = item->Info().Subject;
+        CertNameToStrA(kEncoding, &subject, CERT_SIMPLE_NAME_STR, text, sizeof text);
+        EXPECT_TRUE(names.insert(text).second) << text << " stands there twice";
+    }
+    return names;
+}
+
+TEST_F(StoreDamageTest, WritersAtOnceLoseNothing) {
+    constexpr unsigned kWriters = 4;
+    constexpr unsigned kEach = 40;
+    std::vector<pid_t> children;
+    for (unsigned writer = 0; writer < kWriters; ++writer) {
+        children.push_back(Spawn([writer] {
+            // The file, the tables and the store itself are made by whoever comes first.
+            const auto store = OpenSystemStore(Side::User, "Shared", OpenMode::OpenOrCreate);
+            for (unsigned i = 0; i < kEach; ++i) {
+                const auto own = Certificate::Parse(NumberedCertificate(writer * 1000 + i));
+                store->Add(*own, CERT_STORE_ADD_NEW);
+                // One that all of them add, and only one may succeed with.
+                const auto common = Certificate::Parse(NumberedCertificate(900000 + i));
+                store->Add(*common, CERT_STORE_ADD_USE_EXISTING);
+            }
+        }));
+    }
+    for (const pid_t child : children) EXPECT_EQ(StatusOf(child), 0);
+    EXPECT_EQ(Names("Shared").size(), kWriters * kEach + kEach);
+}
+
+// A reader that was open before another process wrote sees what was written.
+TEST_F(StoreDamageTest, ReadersSeeOtherProcesses) {
+    const auto reader = OpenSystemStore(Side::User, "My", OpenMode::Existing);
+    EXPECT_TRUE(reader->Certificates().empty());
+    const auto write = [](unsigned number) {
+        EXPECT_EQ(StatusOf(Spawn([number] {
+                      OpenSystemStore(Side::User, "My", OpenMode::OpenOrCreate)
+                          ->Add(*Certificate::Parse(NumberedCertificate(number)),
+                                CERT_STORE_ADD_NEW);
+                  })),
+                  0);
+    };
+    write(1);
+    ASSERT_EQ(reader->Certificates().size(), 1U);
+    const auto known = reader->Certificates()[0];
+    write(2);
+    EXPECT_EQ(reader->Certificates().size(), 2U);
+    EXPECT_EQ(reader->Certificates()[0], known);
+}
+
+// A writer tells each certificate that was acknowledged through a pipe, and is killed at
+// any moment. All of them must be there, and at most one more: the one under way.
+TEST_F(StoreDamageTest, KilledWritersLeaveItWhole) {
+    constexpr int kRounds = 30;
+    std::set<std::string> acknowledged;
+    for (int round = 0; round < kRounds; ++round) {
+        int ends[2];
+        ASSERT_EQ(pipe(ends), 0);
+        const pid_t child = Spawn([&] {
+            const auto store = OpenSystemStore(Side::User, "My", OpenMode::OpenOrCreate);
+            for (unsigned i = 0;; ++i) {
+                const unsigned number = static_cast<unsigned>(round) * 100000 + i;
+                const auto certificate = Certificate::Parse(NumberedCertificate(number));
+                certificate->properties[40000] = Bytes(5000, 1);
+                store->Add(*certificate, CERT_STORE_ADD_NEW);
+                if (write(ends[1], &number, sizeof number) != sizeof number) return;
+            }
+        });
+        close(ends[1]);
+        std::this_thread::sleep_for(std::chrono::microseconds(3000 + round * 1700));
+        kill(child, SIGKILL);
+        EXPECT_TRUE(WIFSIGNALED(StatusOf(child)));
+        unsigned number = 0;
+        while (read(ends[0], &number, sizeof number) == sizeof number) {
+            acknowledged.insert(std::to_string(number));
+        }
+        close(ends[0]);
+
+        const std::set<std::string> present = Names("My");
+        for (const std::string& name : acknowledged) {
+            ASSERT_TRUE(present.contains(name)) << name << " lost in round " << round;
+        }
+        ASSERT_LE(present.size(), acknowledged.size() + 1);
+        acknowledged = present;
+    }
+    EXPECT_GT(acknowledged.size(), 30U);
+    const auto store = OpenSystemStore(Side::User, "My", OpenMode::Existing);
+    for (const auto& item : store->Certificates()) {
+        EXPECT_EQ(item->properties.at(40000).size(), 5000U);
+    }
+}
+
+void Fill(unsigned count) {
+    const auto store = OpenSystemStore(Side::User, "My", OpenMode::OpenOrCreate);
+    for (unsigned i = 0; i < count; ++i) {
+        store->Add(*Certificate::Parse(NumberedCertificate(i)), CERT_STORE_ADD_NEW);
+    }
+}
+
+void Overwrite(const fs::path& file, std::size_t at, std::size_t size) {
+    Bytes content = ReadFile(file);
+    ASSERT_LE(at + size, content.size());
+    std::memset(content.data() + at, 0xA5, size);
+    WriteFile(file.lexically_relative(Folder()).string(), content);
+}
+
+void Sqlite(const std::string& statements) {
+    const std::string command =
+        "sqlite3 '" + (Folder() / "user/stores.db").string() + "' '" + statements + "'";
+    ASSERT_EQ(std::system(command.c_str()), 0) << command;
+}
+
+TEST_F(StoreDamageTest, RefusesDamageAndLeavesIt) {
+    struct Row {
+        const char* name;
+        void (*damage)();
+        DWORD error;
+    };
+    const Row rows[] = {
+        {"header", [] { Overwrite(Database(), 0, 16); }, ERROR_FILE_CORRUPT},
+        {"text file", [] { WriteFile("user/stores.db", ViewOf("not a database\n")); },
+         ERROR_FILE_CORRUPT},
+        {"first page", [] { Overwrite(Database(), 100, 3000); }, ERROR_FILE_CORRUPT},
+        {"every later page", [] { Overwrite(Database(), 4096, 4096 * 6); }, ERROR_FILE_CORRUPT},
+        {"cut", [] { fs::resize_file(Database(), 4096 * 2); }, ERROR_FILE_CORRUPT},
+        {"cut inside the first page", [] { fs::resize_file(Database(), 700); }, ERROR_FILE_CORRUPT},
+        {"damaged certificate",
+         [] { Sqlite("UPDATE certificates SET der = x\"3003020101\" WHERE id = 3"); },
+         ERROR_FILE_CORRUPT},
+        {"newer schema", [] { Sqlite("PRAGMA user_version = 2"); }, ERROR_BADDB},
+        {"another program", [] { Sqlite("PRAGMA application_id = 1"); }, ERROR_BADDB},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        fs::remove_all(UserHome());
+        Fill(40);
+        row.damage();
+        const Bytes before = ReadFile(Database());
+        for (const OpenMode mode : {OpenMode::Existing, OpenMode::OpenOrCreate}) {
+            for (const char* name : {"My", "Another"}) {
+                DWORD code = 0;
+                std::string detail;
+                try {
+                    const auto store = OpenSystemStore(Side::User, name, mode);
+                    // Another store of a database with one bad row is a sound store.
+                    store->Certificates();
+                } catch (const Error& error) {
+                    code = error.Code();
+                    detail = error.Detail();
+                }
+                if (std::string_view(name) == "My") {
+                    EXPECT_EQ(code, row.error);
+                    EXPECT_EQ(detail.substr(0, Database().string().size()), Database().string());
+                }
+            }
+            if (row.error == ERROR_FILE_CORRUPT &&
+                std::string_view(row.name) == "damaged certificate") {
+                break;  // "Another" was rightly made
+            }
+            EXPECT_EQ(ReadFile(Database()), before);
+        }
+    }
+}
+
+TEST_F(StoreDamageTest, LeftoversOfADyingProcessAreAnEmptySide) {
+    fs::create_directories(UserHome());
+    WriteFile("user/stores.db", {});
+    EXPECT_TRUE(Names("My").empty());
+    EXPECT_EQ(fs::file_size(Database()), 0U);
+    Fill(1);
+    EXPECT_EQ(Names("My").size(), 1U);
+}
+
+TEST_F(StoreDamageTest, ReadsWhatItMayNotWrite) {
+    if (geteuid() == 0) GTEST_SKIP() << "the superuser may write everywhere";
+    Fill(2);
+    fs::permissions(Database(), fs::perms::owner_read);
+    EXPECT_EQ(Names("My").size(), 2U);
+    try {
+        Fill(3);
+        ADD_FAILURE() << "was written";
+    } catch (const Error& error) {
+        EXPECT_EQ(error.Code(), DWORD{ERROR_ACCESS_DENIED});
+        EXPECT_EQ(error.Detail(), Database().string());
+    }
+}
+
+}  // namespace
+}  // namespace platform::testing

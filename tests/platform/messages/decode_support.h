@@ -1,0 +1,61 @@
+// Messages made by the openssl command, and the loops in which callers feed them to the
+// exported calls.
+#pragma once
+
+#include "base/ground.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "encode_support.h"
+
+namespace platform::testing {
+
+// Octets from hexadecimal digits; blanks are passed over.
+Bytes FromHex(std::string_view text);
+
+// `openssl cms -sign` and `-encrypt` for identities of encode_support.h, in DER. Without
+// "-nodetach" among the options a signed message is detached.
+Bytes SignWith(const std::vector<std::string>& signers, const std::string& options,
+               ByteView content);
+Bytes EncryptFor(const std::vector<std::string>& recipients, const std::string& options,
+                 ByteView content);
+
+// A message opened for decoding, closed at the end.
+class Decoding {
+  public:
+    // No sink: the whole message is held.
+    explicit Decoding(Sink* sink, DWORD flags = 0, DWORD type = 0);
+    ~Decoding();
+    Decoding(const Decoding&) = delete;
+    Decoding& operator=(const Decoding&) = delete;
+
+    // All answer the last error, 0 for success.
+    DWORD Update(ByteView piece, bool isFinal);
+    // In pieces of `chunk`; a shorter one, possibly empty, is the last, as callers that
+    // read a file have it.
+    DWORD Feed(ByteView message, std::size_t chunk);
+    // The same, decrypting as soon as the header is known.
+    DWORD FeedAndDecrypt(ByteView message, std::size_t chunk, HCRYPTPROV provider,
+                         DWORD recipient = 0);
+    DWORD Decrypt(HCRYPTPROV provider, DWORD recipient = 0);
+    DWORD Verify(DWORD signer, PCCERT_CONTEXT certificate);
+    DWORD Control(DWORD type, const void* para);
+    DWORD Get(DWORD param, DWORD index = 0);
+
+    // The value of a parameter; a failure fails the test.
+    Bytes Value(DWORD param, DWORD index = 0);
+    DWORD Number(DWORD param);
+    std::string Text(DWORD param);
+
+    [[nodiscard]] HCRYPTMSG Handle() const { return handle_; }
+
+  private:
+    HCRYPTMSG handle_;
+};
+
+// A key pair of the identity's type that fits none of the messages. Released by the caller.
+HCRYPTPROV StrangerProvider(const Identity& identity);
+
+}  // namespace platform::testing

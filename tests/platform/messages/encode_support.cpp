@@ -1,0 +1,174 @@
+#include "encode_support.h"
+
+#include <gtest/gtest.h>
+#include <openssl/pem.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <stdexcept>
+
+#include "providers/container.h"
+#include "providers/crypto.h"
+
+namespace platform::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct TempFolder {
+    TempFolder() {
+        std::string name = (fs::temp_directory_path() / "kestrel-encode-XXXXXX").string();
+        if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
+        path = name;
+        setenv("KESTREL_HOME", (path / "home").c_str(), 1);
+        setenv("KESTREL_MACHINE_HOME", (path / "machine").c_str(), 1);
+    }
+    ~TempFolder() {
+        std::error_code ignored;
+        fs::remove_all(path, ignored);
+    }
+    TempFolder(const TempFolder&) = delete;
+    TempFolder& operator=(const TempFolder&) = delete;
+    fs::path path;
+};
+
+std::array<Identity, 5> identities = {{
+    {"rsa", "-newkey rsa:2048", 24, "2.16.840.1.101.3.4.2.1", "2.16.840.1.101.3.4.1.42"},
+    {"ec", "-newkey ec -pkeyopt ec_paramgen_curve:P-256", 16, "2.16.840.1.101.3.4.2.1", ""},
+    {"gost2001", "-newkey gost2001 -pkeyopt paramset:A", 75, "1.2.643.2.2.9", "1.2.643.2.2.21"},
+    {"gost2012-256", "-newkey gost2012_256 -pkeyopt paramset:A", 80, "1.2.643.7.1.1.2.2",
+     "1.2.643.2.2.21"},
+    {"gost2012-512", "-newkey gost2012_512 -pkeyopt paramset:A", 81, "1.2.643.7.1.1.2.3",
+     "1.2.643.2.2.21"},
+}};
+
+EvpKey ReadKey(const fs::path& file) {
+    std::FILE* stream = std::fopen(file.c_str(), "rb");
+    if (stream == nullptr) throw std::runtime_error("no key file " + file.string());
+    EvpKey key(PEM_read_PrivateKey(stream, nullptr, nullptr, nullptr));
+    std::fclose(stream);
+    if (key == nullptr) throw std::runtime_error("unreadable key " + file.string());
+    return key;
+}
+
+void Check(bool good, const std::string& what) {
+    if (!good) throw std::runtime_error(what + " failed with " + std::to_string(GetLastError()));
+}
+
+void Make(Identity& identity) {
+    const std::string name = identity.name;
+    std::string printed;
+    if (!OpenSsl("req" + identity.Engine() + "-x509 -nodes " + identity.newKey + " -keyout " +
+                     name + ".key -out " + name + ".pem -subj /CN=" + name + " -days 30",
+                 &printed) ||
+        !OpenSsl("x509" + identity.Engine() + "-in " + name + ".pem -outform DER -out " + name +
+                 ".der")) {
+        throw std::runtime_error("openssl made no identity " + name + ": " + printed);
+    }
+    EnsureAlgorithm(identity.digest);
+    const EvpKey key = ReadKey(Folder() / (name + ".key"));
+    Container::Create(Side::User, name, identity.type).SaveKey(AT_KEYEXCHANGE, key.get(), Secret());
+    Check(CryptAcquireContextA(&identity.provider, identity.name, nullptr, identity.type,
+                               CRYPT_SILENT) != FALSE,
+          "acquiring");
+    const Bytes der = ReadTemp(name + ".der");
+    identity.certificate = CertCreateCertificateContext(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING,
+                                                        der.data(), static_cast<DWORD>(der.size()));
+    Check(identity.certificate != nullptr, "certificate");
+}
+
+BOOL WINAPI Collect(const void* arg, BYTE* data, DWORD size, BOOL isFinal) {
+    Sink& sink = *static_cast<Sink*>(const_cast<void*>(arg));
+    if (sink.finals != 0) sink.callAfterFinal = true;
+    if (sink.calls++ == sink.failAt) {
+        SetLastError(ERROR_WRITE_FAULT);
+        return FALSE;
+    }
+    if (size != 0) sink.output.insert(sink.output.end(), data, data + size);
+    if (isFinal != FALSE) ++sink.finals;
+    return TRUE;
+}
+
+}  // namespace
+
+const fs::path& Folder() {
+    static const TempFolder folder;
+    return folder.path;
+}
+
+fs::path WriteTemp(const std::string& name, ByteView content) {
+    const fs::path file = Folder() / name;
+    std::ofstream stream(file, std::ios::binary);
+    stream.write(reinterpret_cast<const char*>(content.data()),
+                 static_cast<std::streamsize>(content.size()));
+    return file;
+}
+
+Bytes ReadTemp(const std::string& name) {
+    std::ifstream stream(Folder() / name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+}
+
+bool OpenSsl(const std::string& arguments, std::string* output) {
+    const std::string line =
+        "cd '" + Folder().string() + "' && openssl " + arguments + " 2>&1 </dev/null";
+    std::FILE* pipe = popen(line.c_str(), "r");
+    std::string printed;
+    for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) {
+        printed += static_cast<char>(c);
+    }
+    const int status = pclose(pipe);
+    if (output != nullptr) *output = line + "\n" + printed;
+    return status == 0;
+}
+
+CMSG_SIGNER_ENCODE_INFO Identity::Signer() const {
+    CMSG_SIGNER_ENCODE_INFO info{};
+    info.cbSize = sizeof(info);
+    info.pCertInfo = certificate->pCertInfo;
+    info.hCryptProv = provider;
+    info.dwKeySpec = AT_KEYEXCHANGE;
+    info.HashAlgorithm.pszObjId = const_cast<char*>(digest);
+    return info;
+}
+
+const Identity& IdentityOf(const std::string& name) {
+    for (Identity& identity : identities) {
+        if (name != identity.name) continue;
+        if (identity.certificate == nullptr) Make(identity);
+        return identity;
+    }
+    throw std::runtime_error("no identity " + name);
+}
+
+CMSG_STREAM_INFO Sink::Info(DWORD length) { return {length, Collect, this}; }
+
+Bytes Noise(std::size_t size) {
+    Bytes bytes(size);
+    std::uint32_t state = 12345;
+    for (std::uint8_t& byte : bytes) {
+        state = state * 1664525 + 1013904223;
+        byte = static_cast<std::uint8_t>(state >> 24);
+    }
+    return bytes;
+}
+
+Bytes WholeMessage(Message& message, ByteView content) {
+    message.Update(content, true);
+    return Param(message, CMSG_CONTENT_PARAM);
+}
+
+Bytes Param(Message& message, DWORD param, DWORD index) {
+    DWORD size = 0;
+    message.GetParam(param, index, nullptr, &size);
+    Bytes value(size);
+    message.GetParam(param, index, value.data(), &size);
+    value.resize(size);
+    return value;
+}
+
+}  // namespace platform::testing

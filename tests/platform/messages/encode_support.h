@@ -1,0 +1,77 @@
+// Identities made by the openssl command in a folder of their own, bound to containers of
+// a home of their own, and the openssl command as the judge of what was written.
+#pragma once
+
+#include "base/ground.h"
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "base/bytes.h"
+#include "base/error.h"
+#include "messages/message.h"
+
+namespace platform::testing {
+
+// 0 when nothing was thrown.
+template <class Body>
+DWORD CodeOf(Body&& body) {
+    try {
+        body();
+        return 0;
+    } catch (const Error& error) {
+        return error.Code();
+    }
+}
+
+// The folder of this process's files; KESTREL_HOME and KESTREL_MACHINE_HOME lie in it.
+const std::filesystem::path& Folder();
+std::filesystem::path WriteTemp(const std::string& name, ByteView content);
+Bytes ReadTemp(const std::string& name);
+
+// Runs `openssl ARGUMENTS` inside Folder(). False with what it printed in `output`.
+bool OpenSsl(const std::string& arguments, std::string* output = nullptr);
+
+// One key and its self-signed certificate, and the open provider handle over it.
+struct Identity {
+    const char* name;
+    const char* newKey;  // arguments of `openssl req`
+    DWORD type;
+    const char* digest;
+    const char* cipher;
+    PCCERT_CONTEXT certificate = nullptr;
+    HCRYPTPROV provider = 0;
+
+    [[nodiscard]] bool Gost() const { return type == 75 || type == 80 || type == 81; }
+    [[nodiscard]] std::string Engine() const { return Gost() ? " -engine gost " : " "; }
+    [[nodiscard]] CMSG_SIGNER_ENCODE_INFO Signer() const;
+};
+// "rsa", "ec", "gost2001", "gost2012-256", "gost2012-512"; made on first use.
+const Identity& IdentityOf(const std::string& name);
+inline const char* const kSigningIdentities[] = {"rsa", "ec", "gost2001", "gost2012-256",
+                                                 "gost2012-512"};
+inline const char* const kEncryptingIdentities[] = {"rsa", "gost2001", "gost2012-256",
+                                                    "gost2012-512"};
+
+// A sink that keeps what it gets; refuses the call numbered `failAt` (from 0) with
+// ERROR_WRITE_FAULT.
+struct Sink {
+    Bytes output;
+    int calls = 0;
+    int finals = 0;
+    int failAt = -1;
+    bool callAfterFinal = false;
+
+    CMSG_STREAM_INFO Info(DWORD length = CMSG_INDEFINITE_LENGTH);
+};
+
+// Bytes that do not repeat with any short period.
+Bytes Noise(std::size_t size);
+
+// Everything in one last update, and the value of a parameter by the two usual calls.
+Bytes WholeMessage(Message& message, ByteView content);
+Bytes Param(Message& message, DWORD param, DWORD index = 0);
+
+}  // namespace platform::testing

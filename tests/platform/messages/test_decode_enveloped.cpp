@@ -1,0 +1,258 @@
+// EnvelopedData as the openssl command makes it, through the exported calls.
+#include <gtest/gtest.h>
+
+#include "base/handle.h"
+#include "decode_support.h"
+
+using namespace platform;
+using namespace platform::testing;
+
+namespace {
+
+constexpr DWORD kBadData = static_cast<DWORD>(NTE_BAD_DATA);
+constexpr DWORD kNotReady = static_cast<DWORD>(CRYPT_E_STREAM_MSG_NOT_READY);
+constexpr DWORD kNotDecrypted = static_cast<DWORD>(CRYPT_E_NOT_DECRYPTED);
+constexpr DWORD kBadIndex = static_cast<DWORD>(CRYPT_E_INVALID_INDEX);
+
+struct Row {
+    const char* name;
+    std::vector<std::string> recipients;
+    const char* options;
+    std::size_t size;
+    const char* cipher = "2.16.840.1.101.3.4.1.42";
+};
+
+constexpr const char* kGost = "1.2.643.2.2.21";
+
+const Row kRows[] = {
+    {"RSA", {"rsa"}, "-aes256", 100},
+    {"RSA, indefinite", {"rsa"}, "-aes256 -stream", 100},
+    {"no octets", {"rsa"}, "-aes256", 0},
+    {"no octets, indefinite", {"rsa"}, "-aes256 -stream", 0},
+    {"one octet less than a block", {"rsa"}, "-aes256", 15},
+    {"a block", {"rsa"}, "-aes256", 16},
+    {"one octet more than a block", {"rsa"}, "-aes256 -stream", 17},
+    {"RSA, key identifier", {"rsa"}, "-aes256 -keyid", 100},
+    {"AES-128", {"rsa"}, "-aes128 -stream", 5000, "2.16.840.1.101.3.4.1.2"},
+    {"3DES", {"rsa"}, "-des3", 5000, "1.2.840.113549.3.7"},
+    {"RSA OAEP", {"rsa"}, "-aes256 -recip rsa.pem -keyopt rsa_padding_mode:oaep", 100},
+    {"long", {"rsa"}, "-aes256", 300000},
+    {"long, indefinite", {"rsa"}, "-aes256 -stream", 300000},
+    {"whole blocks of input", {"rsa"}, "-aes256 -stream", 131072},
+    {"GOST 2001", {"gost2001"}, "-gost89", 100, kGost},
+    {"GOST 2012, 256 bit, indefinite", {"gost2012-256"}, "-gost89 -stream", 5000, kGost},
+    {"GOST 2012, 512 bit", {"gost2012-512"}, "-gost89", 200000, kGost},
+    {"GOST, no octets", {"gost2012-256"}, "-gost89", 0, kGost},
+    {"two recipients", {"gost2001", "gost2012-256"}, "-gost89 -stream", 100, kGost},
+    {"recipients of two kinds", {"gost2012-256", "rsa"}, "-gost89", 100, kGost},
+};
+
+HCRYPTPROV ProviderOf(const std::string& name) { return IdentityOf(name).provider; }
+
+// The index of the recipient that the certificate is named by.
+DWORD RecipientIndex(Decoding& message, const std::string& name) {
+    const CERT_INFO& certificate = *IdentityOf(name).certificate->pCertInfo;
+    for (DWORD i = 0; i < message.Number(CMSG_RECIPIENT_COUNT_PARAM); ++i) {
+        Bytes block = message.Value(CMSG_RECIPIENT_INFO_PARAM, i);
+        auto* info = reinterpret_cast<PCERT_INFO>(block.data());
+        if (CertCompareCertificate(X509_ASN_ENCODING, info,
+                                   const_cast<PCERT_INFO>(&certificate)) != FALSE) {
+            return i;
+        }
+    }
+    return ~DWORD{0};
+}
+
+TEST(DecodeEnveloped, StreamsInAnyPieces) {
+    for (const Row& row : kRows) {
+        SCOPED_TRACE(row.name);
+        for (const std::string& name : row.recipients) IdentityOf(name);
+        const std::size_t handles = LiveHandles();
+        const Bytes content = Noise(row.size);
+        const std::string options = row.options;
+        const bool named = options.find("-recip") != std::string::npos;
+        const Bytes encoded =
+            EncryptFor(named ? std::vector<std::string>{} : row.recipients, options, content);
+        const std::size_t all = encoded.size() + 1;
+        for (const std::size_t chunk : {std::size_t{all > 20000 ? 4093U : 1U}, std::size_t{977},
+                                        std::size_t{65536}, all}) {
+            for (const std::string& name : row.recipients) {
+                SCOPED_TRACE(name + " " + std::to_string(chunk));
+                Sink sink;
+                Decoding message(&sink);
+                Decoding header(nullptr);
+                ASSERT_EQ(header.Update(encoded, true), 0U);
+                const DWORD index = RecipientIndex(header, name);
+                EXPECT_EQ(message.FeedAndDecrypt(encoded, chunk, ProviderOf(name), index), 0U);
+                EXPECT_EQ(sink.output, content);
+                EXPECT_EQ(sink.finals, 1);
+                EXPECT_FALSE(sink.callAfterFinal);
+                EXPECT_EQ(message.Number(CMSG_RECIPIENT_INDEX_PARAM), index);
+                const Bytes algorithm = message.Value(CMSG_ENVELOPE_ALGORITHM_PARAM);
+                EXPECT_STREQ(
+                    reinterpret_cast<const CRYPT_ALGORITHM_IDENTIFIER*>(algorithm.data())->pszObjId,
+                    row.cipher);
+            }
+        }
+        EXPECT_EQ(LiveHandles(), handles);
+    }
+}
+
+TEST(DecodeEnveloped, HoldsAWholeMessage) {
+    for (const Row& row : kRows) {
+        SCOPED_TRACE(row.name);
+        const Bytes content = Noise(row.size);
+        const std::string options = row.options;
+        const bool named = options.find("-recip") != std::string::npos;
+        Decoding message(nullptr);
+        ASSERT_EQ(message.Update(EncryptFor(named ? std::vector<std::string>{} : row.recipients,
+                                            options, content),
+                                 true),
+                  0U);
+        EXPECT_EQ(message.Get(CMSG_CONTENT_PARAM), kNotDecrypted);
+        EXPECT_EQ(message.Get(CMSG_RECIPIENT_INDEX_PARAM), kNotDecrypted);
+        const std::string& name = row.recipients.back();
+        const DWORD index = RecipientIndex(message, name);
+        EXPECT_EQ(message.Decrypt(ProviderOf(name), index), 0U);
+        EXPECT_EQ(message.Value(CMSG_CONTENT_PARAM), content);
+        EXPECT_EQ(message.Decrypt(ProviderOf(name), index),
+                  static_cast<DWORD>(CRYPT_E_ALREADY_DECRYPTED));
+    }
+}
+
+TEST(DecodeEnveloped, KeepsOtherRecipientsInTheirPlaces) {
+    const Bytes content = Noise(1000);
+    // Key agreement for the EC key, a password, a shared key.
+    const Bytes encoded =
+        EncryptFor({"ec", "rsa"},
+                   "-aes256 -pwri_password secret -secretkey 00112233445566778899AABBCCDDEEFF "
+                   "-secretkeyid 01",
+                   content);
+    Sink sink;
+    Decoding message(&sink);
+    ASSERT_EQ(message.Update(encoded, true), 0U);
+    ASSERT_EQ(message.Number(CMSG_RECIPIENT_COUNT_PARAM), 4U);
+    EXPECT_EQ(RecipientIndex(message, "ec"), ~DWORD{0});
+    const DWORD index = RecipientIndex(message, "rsa");
+    ASSERT_LT(index, 4U);
+    for (DWORD other = 0; other < 4; ++other) {
+        if (other == index) continue;
+        EXPECT_EQ(message.Decrypt(ProviderOf("rsa"), other),
+                  static_cast<DWORD>(CRYPT_E_RECIPIENT_NOT_FOUND));
+    }
+    EXPECT_EQ(message.Decrypt(ProviderOf("rsa"), 4), kBadIndex);
+    EXPECT_EQ(message.Get(CMSG_RECIPIENT_INFO_PARAM, 4), kBadIndex);
+    // What was refused changed nothing.
+    EXPECT_EQ(message.Decrypt(ProviderOf("rsa"), index), 0U);
+    EXPECT_EQ(sink.output, content);
+    EXPECT_EQ(sink.finals, 1);
+}
+
+TEST(DecodeEnveloped, BeginsOnceTheKeyIsKnown) {
+    const Bytes content = Noise(200000);
+    const Bytes encoded = EncryptFor({"rsa"}, "-aes256 -stream", content);
+    const ByteView view(encoded);
+    Sink sink;
+    Decoding message(&sink);
+    ASSERT_EQ(message.Update(view.first(100), false), 0U);
+    EXPECT_EQ(message.Get(CMSG_ENVELOPE_ALGORITHM_PARAM), kNotReady);
+    EXPECT_EQ(message.Decrypt(ProviderOf("rsa")), kNotReady);
+    ASSERT_EQ(message.Update(view.subspan(100, 60000), false), 0U);
+    EXPECT_EQ(message.Get(CMSG_ENVELOPE_ALGORITHM_PARAM), 0U);
+    EXPECT_EQ(sink.calls, 0);
+    ASSERT_EQ(message.Decrypt(ProviderOf("rsa")), 0U);
+    // All that came so far but the block that may be the last.
+    EXPECT_GT(sink.output.size(), 59000U);
+    const std::size_t before = sink.output.size();
+    ASSERT_EQ(message.Update(view.subspan(60100, 65536), false), 0U);
+    EXPECT_GT(sink.output.size(), before + 65000);
+    EXPECT_EQ(sink.finals, 0);
+    ASSERT_EQ(message.Update(view.subspan(125636), true), 0U);
+    EXPECT_EQ(sink.output, content);
+    EXPECT_EQ(sink.finals, 1);
+}
+
+TEST(DecodeEnveloped, WithoutAKeyNothingIsEmitted) {
+    Sink sink;
+    Decoding message(&sink);
+    EXPECT_EQ(message.Feed(EncryptFor({"rsa"}, "-aes256 -stream", Noise(200000)), 4096), 0U);
+    EXPECT_EQ(message.Get(CMSG_RECIPIENT_COUNT_PARAM), 0U);
+    EXPECT_EQ(sink.calls, 0);
+    EXPECT_EQ(message.Decrypt(0), DWORD{ERROR_INVALID_PARAMETER});
+}
+
+// Wrong key, damaged key, bad padding and a cut content must look the same.
+TEST(DecodeEnveloped, HidesWhatWentWrong) {
+    const Bytes content = Noise(5000);
+    const Bytes good = EncryptFor({"rsa"}, "-aes256", content);
+    const HCRYPTPROV own = ProviderOf("rsa");
+    const HCRYPTPROV stranger = StrangerProvider(IdentityOf("rsa"));
+    Bytes wrapped = good;
+    // encryptedKey is the only element of 256 octets.
+    const Bytes header = FromHex("04820100");
+    const auto key = std::search(wrapped.begin(), wrapped.end(), header.begin(), header.end());
+    ASSERT_NE(key, wrapped.end());
+    *(key + 100) ^= 1;
+    // CBC: a change in the last block but one turns the same bits of the last one, the
+    // padding (here 8 octets of 8).
+    Bytes padding = good;
+    *(padding.end() - 17) ^= 0x40;
+    const struct {
+        const char* name;
+        const Bytes& message;
+        HCRYPTPROV provider;
+    } rows[] = {
+        {"wrong private key", good, stranger},
+        {"damaged key", wrapped, own},
+        {"bad padding", padding, own},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        for (const std::size_t chunk : {std::size_t{512}, good.size() + 1}) {
+            Sink sink;
+            Decoding message(&sink);
+            const DWORD error = message.FeedAndDecrypt(row.message, chunk, row.provider);
+            // A random key leaves padding that fits in one of 256 cases.
+            if (error == 0 && row.provider == own && sink.output != content) continue;
+            EXPECT_EQ(error, kBadData);
+            EXPECT_EQ(sink.finals, 0);
+            // The control itself had nothing to say: what came before the end is out.
+            EXPECT_EQ(sink.output.empty(), chunk > 512);
+            EXPECT_EQ(message.Update({}, true), kBadData) << "not sticky";
+        }
+    }
+    EXPECT_NE(CryptReleaseContext(stranger, 0), FALSE);
+}
+
+TEST(DecodeEnveloped, RefusesACutContent) {
+    // The last block taken off by hand, lengths made good: 5000 octets in 313 blocks.
+    const Bytes good = EncryptFor({"rsa"}, "-aes256", Noise(5000));
+    Bytes cut = good;
+    cut.resize(cut.size() - 4);
+    for (std::size_t i = 0; i + 4 < cut.size() && i < 700; ++i) {
+        // Every two-octet length that reaches to the message's end.
+        const std::size_t length = static_cast<std::size_t>(good[i + 2]) << 8 | good[i + 3];
+        if (good[i + 1] == 0x82 && i + 4 + length == good.size()) {
+            cut[i + 2] = static_cast<std::uint8_t>((length - 4) >> 8);
+            cut[i + 3] = static_cast<std::uint8_t>(length - 4);
+        }
+    }
+    Sink sink;
+    Decoding message(&sink);
+    EXPECT_EQ(message.FeedAndDecrypt(cut, 4096, ProviderOf("rsa")), kBadData);
+    EXPECT_EQ(sink.finals, 0);
+}
+
+TEST(DecodeEnveloped, TellsAWrongGostKeyAtOnce) {
+    // Its transport carries a check value, and its cipher no padding that could tell later.
+    const HCRYPTPROV stranger = StrangerProvider(IdentityOf("gost2012-256"));
+    Sink sink;
+    Decoding message(&sink);
+    EXPECT_EQ(message.FeedAndDecrypt(EncryptFor({"gost2012-256"}, "-gost89", Noise(100)), 65536,
+                                     stranger),
+              kBadData);
+    EXPECT_EQ(sink.calls, 0);
+    EXPECT_NE(CryptReleaseContext(stranger, 0), FALSE);
+}
+
+}  // namespace

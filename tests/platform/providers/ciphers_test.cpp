@@ -1,0 +1,450 @@
+// Content ciphers and key transport against messages of the openssl command, in both
+// directions. The payload is above 2 MiB, so that every change of key on the way happens.
+#include <algorithm>
+
+#include "platform/providers/workshop.h"
+#include "providers/container.h"
+
+namespace platform::test {
+namespace {
+
+constexpr std::size_t kPayload = (2U << 20) + 12345;
+constexpr std::size_t kChunk = 65536;
+
+struct CipherRow {
+    const char* name;  // of the openssl command
+    const char* oid;
+    std::size_t keyLength;
+};
+
+// Identifiers as the standards write them: RFC 3565, 3370, 3657, 5794, 4010, 4490, 2144.
+constexpr CipherRow kCiphers[] = {
+    {"aes-128-cbc", "2.16.840.1.101.3.4.1.2", 16},
+    {"aes-192-cbc", "2.16.840.1.101.3.4.1.22", 24},
+    {"aes-256-cbc", "2.16.840.1.101.3.4.1.42", 32},
+    {"des3", "1.2.840.113549.3.7", 24},
+    {"camellia128", "1.2.392.200011.61.1.1.1.2", 16},
+    {"camellia192", "1.2.392.200011.61.1.1.1.3", 24},
+    {"camellia256", "1.2.392.200011.61.1.1.1.4", 32},
+    {"aria-128-cbc", "1.2.410.200046.1.1.2", 16},
+    {"aria-192-cbc", "1.2.410.200046.1.1.7", 24},
+    {"aria-256-cbc", "1.2.410.200046.1.1.12", 32},
+    {"sm4-cbc", "1.2.156.10197.1.104.2", 16},
+    {"seed-cbc", "1.2.410.200004.1.4", 16},
+    {"des-cbc", "1.3.14.3.2.7", 8},
+    {"rc2-cbc", "1.2.840.113549.3.2", 16},
+    {"cast5-cbc", "1.2.840.113533.7.66.10", 16},
+    {"bf-cbc", "1.3.6.1.4.1.3029.1.2", 16},
+    {"gost89", "1.2.643.2.2.21", 32},
+};
+// Naming modules to the command keeps it from finding what the engine adds.
+std::string Modules(std::string_view cipher) {
+    return cipher == "gost89" ? " -engine gost " : " -provider default -provider legacy ";
+}
+
+Bytes Transform(EVP_CIPHER_CTX* context, ByteView input) {
+    Bytes output;
+    Bytes block(kChunk + EVP_MAX_BLOCK_LENGTH);
+    int size = 0;
+    for (std::size_t at = 0; at < input.size(); at += kChunk) {
+        const ByteView chunk = input.subspan(at, std::min(kChunk, input.size() - at));
+        if (EVP_CipherUpdate(context, block.data(), &size, chunk.data(),
+                             static_cast<int>(chunk.size())) != 1) {
+            throw Error(NTE_BAD_DATA);
+        }
+        output.insert(output.end(), block.begin(), block.begin() + size);
+    }
+    if (EVP_CipherFinal_ex(context, block.data(), &size) != 1) throw Error(NTE_BAD_DATA);
+    output.insert(output.end(), block.begin(), block.begin() + size);
+    return output;
+}
+
+// The parts of an EnvelopedData with one recipient, or of an EncryptedData.
+struct Sealed {
+    Algorithm transport;
+    Bytes wrapped;
+    Algorithm cipher;
+    Bytes content;
+};
+
+void ReadEncryptedContent(ByteView inside, Sealed& sealed) {
+    Take(inside);  // content type
+    sealed.cipher = AlgorithmFrom(Take(inside).whole);
+    sealed.content = Copy(Take(inside).contents);
+}
+
+Sealed ReadMessage(ByteView der) {
+    Sealed sealed;
+    ByteView message = Take(der).contents;
+    Take(message);  // content type
+    ByteView explicitTag = Take(message).contents;
+    ByteView data = Take(explicitTag).contents;
+    Take(data);  // version
+    Element next = Take(data);
+    if (next.tag == 0x31) {
+        ByteView recipients = next.contents;
+        ByteView recipient = Take(recipients).contents;
+        Take(recipient);  // version
+        Take(recipient);  // issuer and serial number
+        sealed.transport = AlgorithmFrom(Take(recipient).whole);
+        sealed.wrapped = Copy(Take(recipient).contents);
+        next = Take(data);
+    }
+    ReadEncryptedContent(next.contents, sealed);
+    return sealed;
+}
+
+Bytes EncryptedContent(const Sealed& sealed) {
+    return Tlv(0x30, {OidDer("1.2.840.113549.1.7.1"), AlgorithmDer(sealed.cipher),
+                      Tlv(0x80, {sealed.content})});
+}
+
+Bytes EncryptedData(const Sealed& sealed) {
+    const Bytes data = Tlv(0x30, {{0x02, 0x01, 0x00}, EncryptedContent(sealed)});
+    return Tlv(0x30, {OidDer("1.2.840.113549.1.7.6"), Tlv(0xA0, {data})});
+}
+
+// The recipient goes by a key identifier that says nothing: openssl then tries its key on it.
+Bytes EnvelopedData(const Sealed& sealed) {
+    const Bytes recipient = Tlv(0x30, {{0x02, 0x01, 0x02},
+                                       {0x80, 0x01, 0x55},
+                                       AlgorithmDer(sealed.transport),
+                                       Tlv(0x04, {sealed.wrapped})});
+    const Bytes data =
+        Tlv(0x30, {{0x02, 0x01, 0x02}, Tlv(0x31, {recipient}), EncryptedContent(sealed)});
+    return Tlv(0x30, {OidDer("1.2.840.113549.1.7.3"), Tlv(0xA0, {data})});
+}
+
+TEST(Ciphers, OpensslOpensOurs) {
+    const Workshop& workshop = Workshop::Get();
+    const Bytes payload = Pattern(kPayload);
+    for (const CipherRow& row : kCiphers) {
+        SCOPED_TRACE(row.name);
+        Sealed sealed;
+        Secret key;
+        const CipherContext context = StartEncryption(row.oid, sealed.cipher, key);
+        ASSERT_EQ(key.View().size(), row.keyLength);
+        EXPECT_EQ(CipherKeyLength(row.oid), row.keyLength);
+        sealed.content = Transform(context.get(), payload);
+        workshop.Write("message", EncryptedData(sealed));
+        EXPECT_TRUE(
+            workshop.Openssl("cms -EncryptedData_decrypt -inform DER -binary -in message"
+                             " -out plain -secretkey " +
+                             Hex(key.View()) + Modules(row.name)));
+        EXPECT_TRUE(workshop.Read("plain") == payload);
+    }
+}
+
+TEST(Ciphers, OursOpenOpenssl) {
+    const Workshop& workshop = Workshop::Get();
+    const Bytes payload = Pattern(kPayload);
+    workshop.Write("payload", payload);
+    for (const CipherRow& row : kCiphers) {
+        SCOPED_TRACE(row.name);
+        const Bytes key = Pattern(row.keyLength);
+        ASSERT_TRUE(
+            workshop.Openssl("cms -EncryptedData_encrypt -outform DER -binary -in payload"
+                             " -out message -secretkey " +
+                             Hex(key) + Modules(row.name) + "-" + row.name));
+        const Sealed sealed = ReadMessage(workshop.Read("message"));
+        EXPECT_EQ(sealed.cipher.oid, row.oid);
+        EXPECT_EQ(CipherKeyLength(sealed.cipher), row.keyLength);
+        const CipherContext context = StartDecryption(sealed.cipher, key);
+        EXPECT_TRUE(Transform(context.get(), sealed.content) == payload);
+    }
+}
+
+struct BadRow {
+    const char* name;
+    Algorithm algorithm;
+    std::size_t keyLength;
+    DWORD expected;
+};
+
+TEST(Ciphers, RefuseBadParametersAndKeys) {
+    const std::string aes = "2.16.840.1.101.3.4.1.42";
+    const std::string rc2 = "1.2.840.113549.3.2";
+    const Bytes iv16 = Tlv(0x04, {Bytes(16)});
+    const Bytes iv8 = Tlv(0x04, {Bytes(8)});
+    Bytes tail = iv16;
+    tail.push_back(0);
+    const BadRow rows[] = {
+        {"good", {aes, iv16}, 32, 0},
+        {"short key", {aes, iv16}, 31, Code(NTE_BAD_LEN)},
+        {"no key", {aes, iv16}, 0, Code(NTE_BAD_LEN)},
+        {"long key", {aes, iv16}, 33, Code(NTE_BAD_LEN)},
+        {"no parameters", {aes, {}}, 32, Code(CRYPT_E_ASN1_CORRUPT)},
+        {"NULL", {aes, {5, 0}}, 32, Code(CRYPT_E_ASN1_CORRUPT)},
+        {"IV of another block", {aes, iv8}, 32, Code(CRYPT_E_ASN1_CORRUPT)},
+        {"IV with a tail", {aes, tail}, 32, Code(CRYPT_E_ASN1_CORRUPT)},
+        {"RC2 without version", {rc2, iv8}, 16, Code(CRYPT_E_ASN1_CORRUPT)},
+        {"RC2 of unknown version",
+         {rc2, Tlv(0x30, {{2, 1, 1}, iv8})},
+         16,
+         Code(CRYPT_E_ASN1_CORRUPT)},
+        {"GOST without parameter set",
+         {oid::kGost28147_89, Tlv(0x30, {iv8})},
+         32,
+         Code(CRYPT_E_ASN1_CORRUPT)},
+        {"GOST with a bad IV",
+         {oid::kGost28147_89, Tlv(0x30, {iv16, OidDer("1.2.643.2.2.31.1")})},
+         32,
+         Code(CRYPT_E_ASN1_CORRUPT)},
+        {"stream mode", {"2.16.840.1.101.3.4.1.44", iv16}, 32, Code(NTE_BAD_ALGID)},
+        {"authenticated mode", {"2.16.840.1.101.3.4.1.46", iv16}, 32, Code(NTE_BAD_ALGID)},
+        {"a digest", {oid::kSha256, iv16}, 32, Code(NTE_BAD_ALGID)},
+        {"a name", {"AES-256-CBC", iv16}, 32, Code(NTE_BAD_ALGID)},
+        {"unknown GOST", {"1.2.643.2.2.99", iv16}, 32, Code(NTE_BAD_ALGID)},
+        {"nothing", {"", iv16}, 32, Code(NTE_BAD_ALGID)},
+    };
+    for (const BadRow& row : rows) {
+        const Bytes key(row.keyLength, 7);
+        EXPECT_EQ(CodeOf([&] { StartDecryption(row.algorithm, key); }), row.expected) << row.name;
+    }
+}
+
+// RFC 2268: the version in the parameters fixes the length of the key.
+TEST(Ciphers, Rc2KeyLengthComesFromTheParameters) {
+    const struct {
+        const char* name;
+        std::size_t keyLength;
+    } rows[] = {{"rc2-cbc", 16}, {"rc2-64-cbc", 8}, {"rc2-40-cbc", 5}};
+    const Workshop& workshop = Workshop::Get();
+    Make(KeyRows()[0]);
+    const EvpKey key = PrivateKey(KeyRows()[0]);
+    workshop.Write("payload", Pattern(1000));
+    for (const auto& row : rows) {
+        ASSERT_TRUE(workshop.Openssl(std::string("cms -encrypt -outform DER -binary -in payload"
+                                                 " -out message -") +
+                                     row.name + Modules(row.name) + "-recip rsa.cer"))
+            << row.name;
+        const Sealed sealed = ReadMessage(workshop.Read("message"));
+        EXPECT_EQ(CipherKeyLength(sealed.cipher), row.keyLength) << row.name;
+        const Secret content =
+            UnwrapKey(key.get(), sealed.transport, sealed.wrapped, row.keyLength);
+        const CipherContext context = StartDecryption(sealed.cipher, content.View());
+        EXPECT_TRUE(Transform(context.get(), sealed.content) == Pattern(1000)) << row.name;
+    }
+}
+
+// ---- transport ---------------------------------------------------------------
+
+bool TransportsKeys(const KeyRow& row) { return row.type != kTypeEcdsa; }
+
+TEST(Transport, OpensslOpensOurs) {
+    const Workshop& workshop = Workshop::Get();
+    const Bytes payload = Pattern(kPayload);
+    for (const KeyRow& row : KeyRows()) {
+        if (!TransportsKeys(row)) continue;
+        for (const char* cipher : {"1.2.643.2.2.21", "2.16.840.1.101.3.4.1.42"}) {
+            SCOPED_TRACE(std::string(row.name) + " " + cipher);
+            const EvpKey recipient = PublicKey(row);
+            ByteView der = Pattern(0);
+            const Bytes spki = workshop.Read(std::string(row.name) + ".pub");
+            der = spki;
+            ByteView inside = Take(der).contents;
+            Algorithm algorithm = AlgorithmFrom(Take(inside).whole);
+            CERT_PUBLIC_KEY_INFO info{};
+            info.Algorithm.pszObjId = algorithm.oid.data();
+            info.Algorithm.Parameters = {static_cast<DWORD>(algorithm.parameters.size()),
+                                         algorithm.parameters.data()};
+            Sealed sealed;
+            Secret key;
+            const CipherContext context = StartEncryption(cipher, sealed.cipher, key);
+            sealed.content = Transform(context.get(), payload);
+            sealed.transport = KeyTransportAlgorithmFor(recipient.get(), info);
+            sealed.wrapped = WrapKey(recipient.get(), cipher, key.View());
+            workshop.Write("message", EnvelopedData(sealed));
+            EXPECT_TRUE(
+                workshop.Openssl("cms -decrypt -engine gost -inform DER -binary -in message"
+                                 " -out plain -inkey " +
+                                 std::string(row.name) + ".key"));
+            EXPECT_TRUE(workshop.Read("plain") == payload);
+        }
+    }
+}
+
+struct SealedRow {
+    const char* name;
+    const char* key;
+    const char* options;
+    bool readBack;  // whether the openssl command opens such a message of its own
+};
+
+constexpr SealedRow kSealed[] = {
+    {"RSA, PKCS #1", "rsa", "-aes-256-cbc -recip rsa.cer", true},
+    {"RSA, OAEP", "rsa", "-aes-256-cbc -recip rsa.cer -keyopt rsa_padding_mode:oaep", true},
+    {"RSA, OAEP with SHA-256", "rsa",
+     "-aes-256-cbc -recip rsa.cer -keyopt rsa_padding_mode:oaep -keyopt rsa_oaep_md:sha256", true},
+    {"RSA, OAEP with label", "rsa",
+     "-aes-256-cbc -recip rsa.cer -keyopt rsa_padding_mode:oaep -keyopt rsa_oaep_label:0102ff",
+     true},
+    {"RSA, GOST 28147-89", "rsa", "-gost89 -recip rsa.cer", true},
+    {"GOST R 34.10-2001", "gost2001", "-gost89 -recip gost2001.cer", true},
+    {"GOST R 34.10-2001, exchange set", "gost2001x", "-gost89 -recip gost2001x.cer", true},
+    {"GOST R 34.10-2012, 256 bit", "gost256", "-gost89 -recip gost256.cer", true},
+    {"GOST R 34.10-2012, 256 bit, twisted", "gost256t", "-gost89 -recip gost256t.cer", true},
+    {"GOST R 34.10-2012, 512 bit", "gost512", "-gost89 -recip gost512.cer", true},
+    {"GOST R 34.10-2012, 512 bit, twisted", "gost512c", "-gost89 -recip gost512c.cer", true},
+    {"Magma", "gost256", "-magma-ctr-acpkm -recip gost256.cer", false},
+    {"Kuznyechik", "gost512", "-kuznyechik-ctr-acpkm -recip gost512.cer", false},
+};
+
+const KeyRow& Row(std::string_view name) {
+    const auto& rows = KeyRows();
+    return *std::find_if(rows.begin(), rows.end(),
+                         [&](const KeyRow& row) { return row.name == name; });
+}
+
+Sealed SealWithOpenssl(const SealedRow& row, ByteView payload) {
+    const Workshop& workshop = Workshop::Get();
+    Make(Row(row.key));
+    workshop.Write("payload", payload);
+    EXPECT_TRUE(
+        workshop.Openssl("cms -encrypt -engine gost -binary -in payload -outform DER"
+                         " -out message " +
+                         std::string(row.options)))
+        << row.name;
+    return ReadMessage(workshop.Read("message"));
+}
+
+TEST(Transport, OursOpenOpenssl) {
+    const Bytes payload = Pattern(kPayload);
+    for (const SealedRow& row : kSealed) {
+        SCOPED_TRACE(row.name);
+        const Sealed sealed = SealWithOpenssl(row, payload);
+        const EvpKey key = PrivateKey(Row(row.key));
+        const Secret content =
+            UnwrapKey(key.get(), sealed.transport, sealed.wrapped, CipherKeyLength(sealed.cipher));
+        const CipherContext context = StartDecryption(sealed.cipher, content.View());
+        EXPECT_TRUE(Transform(context.get(), sealed.content) == payload);
+    }
+}
+
+// A random key, different each time and of the length asked for.
+void ExpectRandomKey(EVP_PKEY* key, const Algorithm& transport, ByteView wrapped) {
+    const Secret first = UnwrapKey(key, transport, wrapped, 32);
+    const Secret second = UnwrapKey(key, transport, wrapped, 32);
+    EXPECT_EQ(first.View().size(), 32U);
+    EXPECT_EQ(second.View().size(), 32U);
+    EXPECT_FALSE(Equal(first.View(), second.View()));
+}
+
+TEST(Transport, DamageNeverShowsWithRsa) {
+    for (const SealedRow& row : kSealed) {
+        if (std::string_view(row.key) != "rsa") continue;
+        SCOPED_TRACE(row.name);
+        const Sealed sealed = SealWithOpenssl(row, Pattern(100));
+        const EvpKey key = PrivateKey(Row(row.key));
+        for (std::size_t at = 0; at < sealed.wrapped.size(); at += 9) {
+            SCOPED_TRACE("byte " + std::to_string(at));
+            Bytes damaged = sealed.wrapped;
+            damaged[at] ^= 0x04;
+            ExpectRandomKey(key.get(), sealed.transport, damaged);
+            damaged.resize(at);
+            ExpectRandomKey(key.get(), sealed.transport, damaged);
+        }
+        const EvpKey other = GenerateKey(Row(row.key).type);
+        ExpectRandomKey(other.get(), sealed.transport, sealed.wrapped);
+    }
+}
+
+// A check value protects the key; bits around it (the form of an encoding) may change
+// without effect.
+TEST(Transport, DamageWithGostIsAnErrorOrNoDamage) {
+    for (const SealedRow& row : kSealed) {
+        if (std::string_view(row.key) == "rsa") continue;
+        SCOPED_TRACE(row.name);
+        const Sealed sealed = SealWithOpenssl(row, Pattern(100));
+        const EvpKey key = PrivateKey(Row(row.key));
+        const auto unwrap = [&](const EvpKey& with, ByteView wrapped) {
+            return UnwrapKey(with.get(), sealed.transport, wrapped, 32);
+        };
+        const Secret good = unwrap(key, sealed.wrapped);
+        for (std::size_t at = 0; at < sealed.wrapped.size(); ++at) {
+            SCOPED_TRACE("byte " + std::to_string(at));
+            Bytes damaged = sealed.wrapped;
+            damaged[at] ^= static_cast<std::uint8_t>(1U << at % 8);
+            Secret got = good;
+            const DWORD code = CodeOf([&] { got = unwrap(key, damaged); });
+            EXPECT_TRUE(code == Code(NTE_BAD_DATA) || Equal(got.View(), good.View())) << code;
+            damaged.resize(at);
+            EXPECT_EQ(CodeOf([&] { unwrap(key, damaged); }), Code(NTE_BAD_DATA));
+        }
+        const EvpKey other = GenerateKey(Row(row.key).type);
+        EXPECT_EQ(CodeOf([&] { unwrap(other, sealed.wrapped); }), Code(NTE_BAD_DATA));
+    }
+}
+
+struct BlockRow {
+    const char* name;
+    std::function<void(Bytes&)> damage;
+    bool taken;
+};
+
+TEST(Transport, RsaBlockIsReadAsTheStandardSays) {
+    const BlockRow rows[] = {
+        {"good", [](Bytes&) {}, true},
+        {"first byte", [](Bytes& block) { block[0] = 1; }, false},
+        {"block type 1", [](Bytes& block) { block[1] = 1; }, false},
+        {"block type 3", [](Bytes& block) { block[1] = 3; }, false},
+        {"zero in the padding", [](Bytes& block) { block[2] = 0; }, false},
+        {"zero late in the padding", [](Bytes& block) { block[256 - 34] = 0; }, false},
+        {"no separator", [](Bytes& block) { block[256 - 33] = 9; }, false},
+        {"longer key", [](Bytes& block) { block[256 - 33] = 9, block[256 - 34] = 0; }, false},
+        {"shorter key", [](Bytes& block) { block[256 - 33] = 9, block[256 - 32] = 0; }, false},
+        {"0xFF everywhere else", [](Bytes& block) { std::fill_n(block.begin() + 2, 221, 255); },
+         true},
+    };
+    const Workshop& workshop = Workshop::Get();
+    const EvpKey key = PrivateKey(Row("rsa"));
+    const Bytes content = Pattern(32);
+    for (const BlockRow& row : rows) {
+        Bytes block(256, 0x5A);
+        block[0] = 0;
+        block[1] = 2;
+        block[256 - 33] = 0;
+        std::copy(content.begin(), content.end(), block.end() - 32);
+        row.damage(block);
+        workshop.Write("block", block);
+        // A raw block must stay below the modulus, whose first bit is set.
+        ASSERT_TRUE(
+            workshop.Openssl("pkeyutl -encrypt -pubin -keyform DER -inkey rsa.pub -in block"
+                             " -out wrapped -pkeyopt rsa_padding_mode:none"))
+            << row.name;
+        const Secret got = UnwrapKey(key.get(), {oid::kRsa, {5, 0}}, workshop.Read("wrapped"), 32);
+        EXPECT_EQ(Equal(got.View(), content), row.taken) << row.name;
+    }
+}
+
+TEST(Transport, AlgorithmGoesWithTheKey) {
+    const struct {
+        const char* key;
+        const char* transport;
+    } rows[] = {
+        {"rsa", oid::kGostR3410_2001},
+        {"rsa", "1.2.3"},
+        {"rsa", ""},
+        {"gost256", oid::kRsa},
+        {"gost256", oid::kGostR3410_2012_512},
+        {"p256", oid::kEc},
+        {"p256", oid::kRsa},
+    };
+    for (const auto& row : rows) {
+        const EvpKey key = PrivateKey(Row(row.key));
+        EXPECT_EQ(CodeOf([&] {
+                      UnwrapKey(key.get(), {row.transport, {}}, Bytes(256), 32);
+                  }),
+                  Code(NTE_BAD_ALGID))
+            << row.key << " " << row.transport;
+    }
+    const EvpKey ec = PublicKey(Row("p256"));
+    EXPECT_EQ(CodeOf([&] { WrapKey(ec.get(), "2.16.840.1.101.3.4.1.42", Bytes(32)); }),
+              Code(NTE_BAD_ALGID));
+    const EvpKey rsa = PublicKey(Row("rsa"));
+    EXPECT_EQ(CodeOf([&] { WrapKey(rsa.get(), "2.16.840.1.101.3.4.1.42", Bytes(16)); }),
+              Code(NTE_BAD_LEN));
+}
+
+}  // namespace
+}  // namespace platform::test

@@ -1,0 +1,314 @@
+// Key containers on the disk.
+#include "providers/container.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <fstream>
+
+#include "platform/providers/workshop.h"
+
+namespace platform::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+Secret SecretOf(std::string_view text) { return Secret(ViewOf(text)); }
+
+fs::path FolderOf(const std::string& container, const char* side = "user") {
+    return Workshop::Get().Path(side) / "containers" / container;
+}
+
+unsigned ModeOf(const fs::path& path) {
+    struct stat status {};
+    EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
+    return status.st_mode & 07777;
+}
+
+class Containers : public testing::Test {
+  protected:
+    void SetUp() override {
+        fs::remove_all(Workshop::Get().Path("user"));
+        fs::remove_all(Workshop::Get().Path("machine"));
+    }
+};
+
+struct TypeRow {
+    DWORD type;
+    const char* password;
+};
+
+constexpr TypeRow kTypes[] = {
+    {1, ""},        {1, "secret"},      {24, "x"}, {16, ""}, {16, "secret"}, {75, ""},
+    {75, "secret"}, {80, "пароль 1 2"}, {80, ""},  {81, ""}, {81, "secret"},
+};
+
+TEST_F(Containers, KeepKeysOfEveryTypeAsOpensslReadsThem) {
+    const Workshop& workshop = Workshop::Get();
+    for (const TypeRow& row : kTypes) {
+        const std::string name = std::to_string(row.type) + "-" + row.password;
+        SCOPED_TRACE(name);
+        Container container = Container::Create(Side::User, name, row.type);
+        const EvpKey key = GenerateKey(row.type);
+        EXPECT_FALSE(container.HasKey(AT_SIGNATURE));
+        container.SaveKey(AT_SIGNATURE, key.get(), SecretOf(row.password));
+
+        const Container again = Container::Open(Side::User, name);
+        EXPECT_EQ(again.Type(), row.type);
+        EXPECT_TRUE(again.HasKey(AT_SIGNATURE));
+        EXPECT_FALSE(again.HasKey(AT_KEYEXCHANGE));
+        EXPECT_FALSE(again.HasKey(3));
+        EXPECT_EQ(again.NeedsPassword(AT_SIGNATURE), *row.password != '\0');
+        const auto loaded = again.LoadKey(AT_SIGNATURE, SecretOf(row.password));
+        EXPECT_EQ(EVP_PKEY_eq(key.get(), loaded.get()), 1);
+        if (*row.password != '\0') {
+            for (const char* wrong : {"", "secre"}) {
+                EXPECT_EQ(CodeOf([&] { (void)again.LoadKey(AT_SIGNATURE, SecretOf(wrong)); }),
+                          SCARD_W_WRONG_CHV)
+                    << wrong;
+            }
+        }
+        EXPECT_EQ(CodeOf([&] { (void)again.LoadKey(AT_KEYEXCHANGE, Secret()); }), Code(NTE_NO_KEY));
+        EXPECT_TRUE(workshop.Openssl("pkey -engine gost -noout -in '" +
+                                     (FolderOf(name) / "signature.key").string() +
+                                     "' -passin 'pass:" + row.password + "'"));
+    }
+}
+
+TEST_F(Containers, OpenWhatOpensslWrote) {
+    const Workshop& workshop = Workshop::Get();
+    for (const KeyRow& row : KeyRows()) {
+        SCOPED_TRACE(row.name);
+        Make(row);
+        Container container = Container::Create(Side::User, row.name, row.type);
+        const fs::path file = FolderOf(row.name) / "exchange.key";
+        ASSERT_TRUE(workshop.Openssl("pkcs8 -engine gost -topk8 -passout pass:abc -in " +
+                                     std::string(row.name) + ".key -out " + file.string()));
+        const auto loaded = container.LoadKey(AT_KEYEXCHANGE, SecretOf("abc"));
+        EXPECT_EQ(EVP_PKEY_eq(loaded.get(), PublicKey(row).get()), 1);
+        EXPECT_TRUE(SameFamily(TypeForKey(loaded.get()), row.type));
+    }
+}
+
+TEST_F(Containers, HoldTwoKeysAndTheirCertificates) {
+    Container container = Container::Create(Side::User, "both", 16);
+    const EvpKey exchange = GenerateKey(16);
+    const EvpKey signature = GenerateKey(16, 384);
+    container.SaveKey(AT_KEYEXCHANGE, exchange.get(), SecretOf("one"));
+    container.SaveKey(AT_SIGNATURE, signature.get(), Secret());
+    Make(KeyRows()[1]);
+    const Workshop& workshop = Workshop::Get();
+    ASSERT_TRUE(workshop.Openssl("x509 -in p256.cer -outform DER -out p256.der"));
+    const Bytes certificate = workshop.Read("p256.der");
+    container.SaveCertificate(AT_SIGNATURE, certificate);
+
+    EXPECT_EQ(EVP_PKEY_eq(container.LoadKey(AT_KEYEXCHANGE, SecretOf("one")).get(), exchange.get()),
+              1);
+    EXPECT_EQ(EVP_PKEY_eq(container.LoadKey(AT_SIGNATURE, Secret()).get(), signature.get()), 1);
+    EXPECT_EQ(container.CertificateOf(AT_KEYEXCHANGE), std::nullopt);
+    EXPECT_EQ(container.CertificateOf(AT_SIGNATURE), certificate);
+
+    // A new password is a new file over the old one.
+    container.SaveKey(AT_KEYEXCHANGE, exchange.get(), SecretOf("two"));
+    EXPECT_EQ(CodeOf([&] { (void)container.LoadKey(AT_KEYEXCHANGE, SecretOf("one")); }),
+              SCARD_W_WRONG_CHV);
+    EXPECT_NE(container.LoadKey(AT_KEYEXCHANGE, SecretOf("two")), nullptr);
+
+    container.RemoveCertificate(AT_SIGNATURE);
+    container.RemoveCertificate(AT_SIGNATURE);
+    EXPECT_EQ(container.CertificateOf(AT_SIGNATURE), std::nullopt);
+
+    const EvpKey foreign = GenerateKey(24);
+    EXPECT_EQ(CodeOf([&] { container.SaveKey(AT_SIGNATURE, foreign.get(), Secret()); }),
+              Code(NTE_BAD_KEY));
+    EXPECT_EQ(EVP_PKEY_eq(container.LoadKey(AT_SIGNATURE, Secret()).get(), signature.get()), 1);
+}
+
+TEST_F(Containers, AreClosedToOthers) {
+    const mode_t before = umask(0);
+    for (const Side side : {Side::User, Side::Machine}) {
+        Container container = Container::Create(side, "mine", 16);
+        container.SaveKey(AT_KEYEXCHANGE, GenerateKey(16).get(), SecretOf("x"));
+        container.SaveCertificate(AT_KEYEXCHANGE, Pattern(10));
+        const fs::path folder = FolderOf("mine", side == Side::User ? "user" : "machine");
+        EXPECT_EQ(ModeOf(folder), 0700U);
+        EXPECT_EQ(ModeOf(folder.parent_path()), side == Side::User ? 0700U : 0755U);
+        std::size_t files = 0;
+        for (const auto& entry : fs::directory_iterator(folder)) {
+            EXPECT_EQ(ModeOf(entry.path()), 0600U) << entry.path();
+            ++files;
+        }
+        EXPECT_EQ(files, 3U);
+    }
+    umask(before);
+}
+
+struct NameRow {
+    std::string name;
+    bool valid;
+};
+
+TEST_F(Containers, Names) {
+    const NameRow rows[] = {
+        {"a", true},     {"Иванов И.И.", true},
+        {"..a", true},   {" ", true},
+        {"a.b", true},   {std::string(255, 'x'), true},
+        {"", false},     {".", false},
+        {"..", false},   {"a/b", false},
+        {"../a", false}, {"a\\b", false},
+        {"a\n", false},  {std::string("a\0b", 3), false},
+        {"\x7F", false}, {std::string(256, 'x'), false},
+    };
+    for (const NameRow& row : rows) {
+        EXPECT_EQ(Container::ValidName(row.name), row.valid) << row.name;
+        const DWORD created = CodeOf([&] { Container::Create(Side::User, row.name, 16); });
+        EXPECT_EQ(created, row.valid ? 0U : Code(ERROR_INVALID_PARAMETER)) << row.name;
+        const DWORD opened = CodeOf([&] { Container::Open(Side::User, row.name); });
+        EXPECT_EQ(opened, row.valid ? 0U : Code(NTE_BAD_KEYSET)) << row.name;
+    }
+    EXPECT_FALSE(fs::exists(Workshop::Get().Path("user") / "a"));
+}
+
+TEST_F(Containers, ComeAndGoWhole) {
+    EXPECT_EQ(CodeOf([] { Container::Open(Side::User, "one"); }), Code(NTE_BAD_KEYSET));
+    EXPECT_EQ(CodeOf([] { Container::Delete(Side::User, "one"); }), Code(NTE_BAD_KEYSET));
+    Container::Create(Side::User, "one", 24);
+    EXPECT_EQ(CodeOf([] { Container::Create(Side::User, "one", 16); }), Code(NTE_EXISTS));
+    EXPECT_EQ(Container::Open(Side::User, "one").Type(), 24U);
+    EXPECT_EQ(CodeOf([] { Container::Open(Side::Machine, "one"); }), Code(NTE_BAD_KEYSET));
+    EXPECT_EQ(CodeOf([] { Container::Create(Side::User, "two", 99); }),
+              Code(NTE_PROV_TYPE_NOT_DEF));
+    Container::Delete(Side::User, "one");
+    EXPECT_EQ(CodeOf([] { Container::Open(Side::User, "one"); }), Code(NTE_BAD_KEYSET));
+    // Nothing is left behind, hidden or not.
+    EXPECT_TRUE(fs::is_empty(FolderOf("one").parent_path()));
+}
+
+using Names = std::vector<std::string>;
+
+TEST_F(Containers, AreListedByType) {
+    EXPECT_EQ(Container::List(Side::User, 0), Names());
+    Container::Create(Side::User, "b", 1);
+    Container::Create(Side::User, "a", 24);
+    Container::Create(Side::User, "c", 80);
+    Container::Create(Side::Machine, "d", 80);
+    fs::create_directory(FolderOf("\\left"));
+    std::ofstream(FolderOf("file"));
+    EXPECT_EQ(Container::List(Side::User, 0), (Names{"a", "b", "c"}));
+    EXPECT_EQ(Container::List(Side::User, 1), (Names{"a", "b"}));
+    EXPECT_EQ(Container::List(Side::User, 24), (Names{"a", "b"}));
+    EXPECT_EQ(Container::List(Side::User, 80), Names{"c"});
+    EXPECT_EQ(Container::List(Side::User, 81), Names());
+    EXPECT_EQ(Container::List(Side::Machine, 80), Names{"d"});
+}
+
+// ---- damage ------------------------------------------------------------------
+
+struct DamageRow {
+    const char* name;
+    const char* file;
+    std::string content;
+    DWORD expected;
+};
+
+TEST_F(Containers, DamagedFilesAreNamedAndStayAsTheyAre) {
+    const Workshop& workshop = Workshop::Get();
+    Make(KeyRows()[0]);
+    Make(KeyRows()[1]);
+    const auto textOf = [&](const char* file) {
+        const Bytes bytes = workshop.Read(file);
+        return std::string(bytes.begin(), bytes.end());
+    };
+    const std::string good = textOf("p256.key");
+    std::string broken = good;
+    broken[60] = broken[60] == 'A' ? 'B' : 'A';
+    const DamageRow rows[] = {
+        {"untouched", "exchange.key", good, 0},
+        {"empty key", "exchange.key", "", Code(NTE_KEYSET_ENTRY_BAD)},
+        {"no PEM", "exchange.key", "key", Code(NTE_KEYSET_ENTRY_BAD)},
+        {"cut key", "exchange.key", good.substr(0, good.size() / 2), Code(NTE_KEYSET_ENTRY_BAD)},
+        {"changed letter", "exchange.key", broken, Code(NTE_KEYSET_ENTRY_BAD)},
+        {"a certificate", "exchange.key", textOf("p256.cer"), Code(NTE_KEYSET_ENTRY_BAD)},
+        {"key of another type", "exchange.key", textOf("rsa.key"), Code(NTE_KEYSET_ENTRY_BAD)},
+        {"empty type", "provider.type", "", Code(NTE_KEYSET_ENTRY_BAD)},
+        {"no type", "provider.type", "x\n", Code(NTE_KEYSET_ENTRY_BAD)},
+        {"type with a tail", "provider.type", "16x\n", Code(NTE_KEYSET_ENTRY_BAD)},
+        {"unknown type", "provider.type", "99\n", Code(NTE_KEYSET_ENTRY_BAD)},
+        {"huge type", "provider.type", "99999999999999999999\n", Code(NTE_KEYSET_ENTRY_BAD)},
+        {"bad certificate", "exchange.cer", "0\x03", Code(NTE_KEYSET_ENTRY_BAD)},
+    };
+    for (const DamageRow& row : rows) {
+        Container::Create(Side::User, row.name, 16)
+            .SaveKey(AT_KEYEXCHANGE, GenerateKey(16).get(), Secret());
+        const std::string path = (FolderOf(row.name) / row.file).string();
+        workshop.Write(fs::relative(path, workshop.Path("")), ViewOf(row.content));
+        const auto use = [&] {
+            const Container container = Container::Open(Side::User, row.name);
+            (void)container.LoadKey(AT_KEYEXCHANGE, Secret());
+            (void)container.CertificateOf(AT_KEYEXCHANGE);
+        };
+        EXPECT_EQ(CodeOf(use), row.expected) << row.name;
+        EXPECT_EQ(DetailOf(use), row.expected == 0 ? "" : path) << row.name;
+        EXPECT_EQ(textOf(fs::relative(path, workshop.Path("")).c_str()), row.content) << row.name;
+    }
+    Container::Create(Side::User, "lost", 16);
+    fs::remove(FolderOf("lost") / "provider.type");
+    EXPECT_EQ(CodeOf([] { Container::Open(Side::User, "lost"); }), Code(NTE_KEYSET_ENTRY_BAD));
+    EXPECT_EQ(CodeOf([] { Container::List(Side::User, 16); }), Code(NTE_KEYSET_ENTRY_BAD));
+}
+
+// No byte of an encrypted key may change without an error. What the password protects
+// cannot be told from a wrong password.
+TEST_F(Containers, EveryFlippedByteOfAnEncryptedKeyShows) {
+    Container container = Container::Create(Side::User, "flip", 16);
+    container.SaveKey(AT_KEYEXCHANGE, GenerateKey(16).get(), SecretOf("x"));
+    const Workshop& workshop = Workshop::Get();
+    const std::string file = "user/containers/flip/exchange.key";
+    const Bytes good = workshop.Read(file);
+    for (std::size_t at = 0; at < good.size(); at += 23) {
+        Bytes damaged = good;
+        damaged[at] ^= 0x02;
+        workshop.Write(file, damaged);
+        const DWORD code = CodeOf([&] { (void)container.LoadKey(AT_KEYEXCHANGE, SecretOf("x")); });
+        EXPECT_TRUE(code == Code(NTE_KEYSET_ENTRY_BAD) || code == SCARD_W_WRONG_CHV) << at;
+    }
+}
+
+struct GenerationRow {
+    DWORD type;
+    DWORD bits;
+    int expectedBits;
+    DWORD expected;
+};
+
+TEST(Generation, LengthsByType) {
+    const GenerationRow rows[] = {
+        {24, 0, 2048, 0},
+        {1, 1024, 1024, 0},
+        {1, 3072, 3072, 0},
+        {16, 0, 256, 0},
+        {16, 384, 384, 0},
+        {16, 521, 521, 0},
+        {75, 0, 256, 0},
+        {80, 256, 256, 0},
+        {81, 0, 512, 0},
+        {81, 512, 512, 0},
+        {1, 512, 0, Code(NTE_BAD_LEN)},
+        {1, 16385, 0, Code(NTE_BAD_LEN)},
+        {16, 255, 0, Code(NTE_BAD_LEN)},
+        {75, 512, 0, Code(NTE_BAD_LEN)},
+        {0, 0, 0, Code(NTE_PROV_TYPE_NOT_DEF)},
+        {2, 0, 0, Code(NTE_PROV_TYPE_NOT_DEF)},
+    };
+    for (const GenerationRow& row : rows) {
+        EvpKey key;
+        EXPECT_EQ(CodeOf([&] { key = GenerateKey(row.type, row.bits); }), row.expected)
+            << row.type << " " << row.bits;
+        if (key) {
+            EXPECT_EQ(EVP_PKEY_get_bits(key.get()), row.expectedBits) << row.type;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace platform::test

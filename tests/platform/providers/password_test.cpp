@@ -1,0 +1,222 @@
+// Passwords: set on the handle, asked for on a terminal or on standard input.
+#include <fcntl.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+#include "base/handle.h"
+#include "platform/providers/workshop.h"
+#include "providers/container.h"
+
+namespace platform::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+class Passwords : public testing::Test {
+  protected:
+    void SetUp() override {
+        fs::remove_all(Workshop::Get().Path("user"));
+        Container container = Container::Create(Side::User, "box", 16);
+        const EvpKey key = GenerateKey(16);
+        container.SaveKey(AT_KEYEXCHANGE, key.get(), Secret(ViewOf("secret")));
+        container.SaveKey(AT_SIGNATURE, key.get(), Secret());
+        unsetenv("LC_ALL");
+        unsetenv("LC_MESSAGES");
+        setenv("LANG", "C", 1);
+    }
+    void TearDown() override { EXPECT_EQ(LiveHandles(), 0U); }
+};
+
+HCRYPTPROV Open(DWORD flags) {
+    HCRYPTPROV provider = 0;
+    EXPECT_TRUE(CryptAcquireContextA(&provider, "box", nullptr, 16, flags));
+    return provider;
+}
+
+DWORD OpenKey(HCRYPTPROV provider, DWORD keySpec) {
+    return CodeOf([&] { PrivateKeyOf(provider, keySpec); });
+}
+
+bool SetPassword(HCRYPTPROV provider, DWORD param, const char* text) {
+    return CryptSetProvParam(provider, param, reinterpret_cast<const BYTE*>(text), 0) != FALSE;
+}
+
+struct SetRow {
+    const char* name;
+    DWORD param;
+    const char* password;
+    DWORD keySpec;
+    DWORD expected;
+};
+
+TEST_F(Passwords, SetOnTheHandleAreTried) {
+    const SetRow rows[] = {
+        {"right", PP_KEYEXCHANGE_PIN, "secret", AT_KEYEXCHANGE, 0},
+        {"wrong", PP_KEYEXCHANGE_PIN, "Secret", AT_KEYEXCHANGE, SCARD_W_WRONG_CHV},
+        {"empty", PP_KEYEXCHANGE_PIN, "", AT_KEYEXCHANGE, SCARD_W_WRONG_CHV},
+        {"cleared", PP_KEYEXCHANGE_PIN, nullptr, AT_KEYEXCHANGE, Code(NTE_SILENT_CONTEXT)},
+        {"of the other key", PP_SIGNATURE_PIN, "secret", AT_KEYEXCHANGE, Code(NTE_SILENT_CONTEXT)},
+        {"needless", PP_SIGNATURE_PIN, "whatever", AT_SIGNATURE, 0},
+        {"none needed", PP_KEYEXCHANGE_PIN, nullptr, AT_SIGNATURE, 0},
+    };
+    for (const SetRow& row : rows) {
+        const HCRYPTPROV provider = Open(CRYPT_SILENT);
+        EXPECT_TRUE(SetPassword(provider, row.param, row.password)) << row.name;
+        EXPECT_EQ(OpenKey(provider, row.keySpec), row.expected) << row.name;
+        CryptReleaseContext(provider, 0);
+    }
+}
+
+TEST_F(Passwords, AnotherOneClosesTheKey) {
+    const HCRYPTPROV provider = Open(CRYPT_SILENT);
+    EXPECT_TRUE(SetPassword(provider, PP_KEYEXCHANGE_PIN, "secret"));
+    EXPECT_EQ(OpenKey(provider, AT_KEYEXCHANGE), 0U);
+    EXPECT_TRUE(SetPassword(provider, PP_KEYEXCHANGE_PIN, "wrong"));
+    EXPECT_EQ(OpenKey(provider, AT_KEYEXCHANGE), SCARD_W_WRONG_CHV);
+    EXPECT_TRUE(SetPassword(provider, PP_KEYEXCHANGE_PIN, "secret"));
+    EXPECT_EQ(OpenKey(provider, AT_KEYEXCHANGE), 0U);
+    EXPECT_FALSE(SetPassword(provider, PP_NAME, "secret"));
+    EXPECT_EQ(GetLastError(), Code(NTE_BAD_TYPE));
+    CryptReleaseContext(provider, 0);
+
+    EXPECT_TRUE(CryptAcquireContextA(const_cast<HCRYPTPROV*>(&provider), nullptr, nullptr, 16,
+                                     CRYPT_VERIFYCONTEXT));
+    EXPECT_FALSE(SetPassword(provider, PP_KEYEXCHANGE_PIN, "secret"));
+    EXPECT_EQ(GetLastError(), Code(NTE_BAD_KEYSET));
+    CryptReleaseContext(provider, 0);
+}
+
+TEST_F(Passwords, NewKeyTakesTheOneThatIsSet) {
+    const HCRYPTPROV provider = Open(0);
+    EXPECT_TRUE(SetPassword(provider, PP_SIGNATURE_PIN, "new"));
+    HCRYPTKEY key = 0;
+    ASSERT_TRUE(CryptGenKey(provider, AT_SIGNATURE, 0, &key));
+    CryptDestroyKey(key);
+    CryptReleaseContext(provider, 0);
+    const Container container = Container::Open(Side::User, "box");
+    EXPECT_TRUE(container.NeedsPassword(AT_SIGNATURE));
+    EXPECT_NE(container.LoadKey(AT_SIGNATURE, Secret(ViewOf("new"))), nullptr);
+}
+
+// Runs in a child whose terminal or input is the test's. Its exit tells the low byte of
+// the code.
+[[noreturn]] void OpenAndExit() {
+    const HCRYPTPROV provider = Open(0);
+    const DWORD code = OpenKey(provider, AT_KEYEXCHANGE);
+    // The second use asks nothing more.
+    const DWORD again = code == 0 ? OpenKey(provider, AT_KEYEXCHANGE) : 0;
+    _exit(again != 0 ? 99 : static_cast<int>(code & 0xFF));
+}
+
+int ExitOf(pid_t child) {
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+struct TypedRow {
+    const char* name;
+    const char* typed;
+    int exit;  // low byte of the code
+    int prompts;
+};
+
+constexpr int kWrong = SCARD_W_WRONG_CHV & 0xFF;
+constexpr int kCancelled = SCARD_W_CANCELLED_BY_USER & 0xFF;
+
+constexpr TypedRow kTyped[] = {
+    {"right at once", "secret\n", 0, 1},
+    {"right at last", "one\ntwo\nsecret\n", 0, 3},
+    {"three times wrong", "one\ntwo\nthree\nsecret\n", kWrong, 3},
+    {"empty line", "\n\n\n", kWrong, 3},
+    {"end of input", "\x04", kCancelled, 1},
+};
+
+std::size_t Count(std::string_view text, std::string_view part) {
+    std::size_t count = 0;
+    for (std::size_t at = text.find(part); at != std::string_view::npos;
+         at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
+// Types a line whenever the child has asked; everything that shows on the terminal.
+std::string Talk(int terminal, std::string_view typed, std::string_view prompt) {
+    std::string shown;
+    std::size_t answered = 0;
+    char block[256];
+    for (;;) {
+        const ssize_t got = read(terminal, block, sizeof(block));
+        if (got <= 0) return shown;
+        shown.append(block, static_cast<std::size_t>(got));
+        while (answered < Count(shown, prompt) && !typed.empty()) {
+            const std::size_t length = std::min(typed.find('\n'), typed.size() - 1) + 1;
+            if (write(terminal, typed.data(), length) < 0) return shown;
+            typed.remove_prefix(length);
+            ++answered;
+        }
+    }
+}
+
+TEST_F(Passwords, AreAskedForOnTheTerminalAndDoNotShow) {
+    struct {
+        const char* language;
+        const char* prompt;
+        const char* wrong;
+    } const languages[] = {
+        {"C", "Password of container box: ", "Wrong password."},
+        {"ru_RU.UTF-8", "Пароль контейнера box: ", "Неверный пароль."},
+    };
+    for (const auto& language : languages) {
+        for (const TypedRow& row : kTyped) {
+            SCOPED_TRACE(std::string(language.language) + ", " + row.name);
+            setenv("LANG", language.language, 1);
+            int terminal = -1;
+            const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+            ASSERT_GE(child, 0);
+            if (child == 0) OpenAndExit();
+            const std::string shown = Talk(terminal, row.typed, language.prompt);
+            EXPECT_EQ(ExitOf(child), row.exit);
+            close(terminal);
+            EXPECT_EQ(Count(shown, language.prompt), static_cast<std::size_t>(row.prompts));
+            EXPECT_EQ(Count(shown, language.wrong), static_cast<std::size_t>(row.prompts - 1));
+            EXPECT_EQ(Count(shown, "secret"), 0U) << shown;
+        }
+    }
+}
+
+TEST_F(Passwords, ComeFromStandardInputWithoutATerminal) {
+    const TypedRow rows[] = {
+        {"line", "secret\n", 0, 0},
+        {"line of another system", "secret\r\n", 0, 0},
+        {"line without its end", "secret", 0, 0},
+        {"right at last", "one\ntwo\nsecret\n", 0, 0},
+        {"wrong, then the end", "one\n", kCancelled, 0},
+        {"nothing", "", kCancelled, 0},
+    };
+    for (const TypedRow& row : rows) {
+        Workshop::Get().Write("input", ViewOf(row.typed));
+        const pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            setsid();  // no controlling terminal
+            dup2(open(Workshop::Get().Path("input").c_str(), O_RDONLY), STDIN_FILENO);
+            OpenAndExit();
+        }
+        EXPECT_EQ(ExitOf(child), row.exit) << row.name;
+    }
+}
+
+TEST_F(Passwords, SilentNeverAsks) {
+    Workshop::Get().Write("input", ViewOf("secret\n"));
+    const HCRYPTPROV provider = Open(CRYPT_SILENT);
+    EXPECT_EQ(OpenKey(provider, AT_KEYEXCHANGE), Code(NTE_SILENT_CONTEXT));
+    CryptReleaseContext(provider, 0);
+}
+
+}  // namespace
+}  // namespace platform::test

@@ -1,0 +1,549 @@
+// The exported calls: acquiring, listings, parameters, keys and hashes.
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+
+#include "base/handle.h"
+#include "platform/providers/workshop.h"
+#include "providers/container.h"
+
+namespace platform::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr DWORD kTypeNumbers[] = {1, 16, 24, 75, 80, 81};
+
+class Providers : public testing::Test {
+  protected:
+    void SetUp() override {
+        fs::remove_all(Workshop::Get().Path("user"));
+        fs::remove_all(Workshop::Get().Path("machine"));
+    }
+    void TearDown() override { EXPECT_EQ(LiveHandles(), 0U); }
+};
+
+// The error of a call that answered `result`; 0 for success.
+DWORD Outcome(BOOL result) { return result != FALSE ? 0 : GetLastError(); }
+
+DWORD Acquire(HCRYPTPROV* provider, const char* container, const char* name, DWORD type,
+              DWORD flags) {
+    return Outcome(CryptAcquireContextA(provider, container, name, type, flags));
+}
+
+struct Handle {
+    HCRYPTPROV value = 0;
+    Handle(const char* container, DWORD type, DWORD flags) {
+        EXPECT_EQ(Acquire(&value, container, nullptr, type, flags), 0U);
+    }
+    ~Handle() { EXPECT_EQ(Outcome(CryptReleaseContext(value, 0)), 0U); }
+    Handle(const Handle&) = delete;
+    Handle& operator=(const Handle&) = delete;
+};
+
+struct AcquireRow {
+    const char* name;
+    const char* container;
+    const char* provider;
+    DWORD type;
+    DWORD flags;
+    DWORD expected;
+};
+
+TEST_F(Providers, AcquireAsAsked) {
+    Container::Create(Side::User, "here", 24);
+    Container::Create(Side::User, "gost", 80);
+    Container::Create(Side::Machine, "machine", 24);
+    const DWORD verify = CRYPT_VERIFYCONTEXT;
+    const AcquireRow rows[] = {
+        {"verify", nullptr, nullptr, 24, verify, 0},
+        {"verify on the machine, silent", nullptr, nullptr, 24,
+         verify | CRYPT_MACHINE_KEYSET | CRYPT_SILENT, 0},
+        {"empty names are none", "", "", 24, verify, 0},
+        {"by name", nullptr, "Kestrel RSA and AES Provider", 24, verify, 0},
+        {"by name, case folded", nullptr, "KESTREL rsa AND aes provider", 24, verify, 0},
+        {"unknown name", nullptr, "No Provider", 24, verify, Code(NTE_KEYSET_NOT_DEF)},
+        {"name of another type", nullptr, "Kestrel RSA Provider", 24, verify,
+         Code(NTE_KEYSET_NOT_DEF)},
+        {"type 0", nullptr, nullptr, 0, verify, Code(NTE_BAD_PROV_TYPE)},
+        {"type too large", nullptr, nullptr, 1000, verify, Code(NTE_BAD_PROV_TYPE)},
+        {"type unknown", nullptr, nullptr, 2, verify, Code(NTE_PROV_TYPE_NOT_DEF)},
+        {"unknown flag", nullptr, nullptr, 24, verify | 0x100, Code(NTE_BAD_FLAGS)},
+        {"part of the verify flag", nullptr, nullptr, 24, 0x10000000, Code(NTE_BAD_FLAGS)},
+        {"verify of a container", "here", nullptr, 24, verify, Code(NTE_BAD_FLAGS)},
+        {"verify and create", nullptr, nullptr, 24, verify | CRYPT_NEWKEYSET, Code(NTE_BAD_FLAGS)},
+        {"create and delete", "here", nullptr, 24, CRYPT_NEWKEYSET | CRYPT_DELETEKEYSET,
+         Code(NTE_BAD_FLAGS)},
+        {"container", "here", nullptr, 24, 0, 0},
+        {"container of the same family", "here", nullptr, 1, 0, 0},
+        {"container of another type", "gost", nullptr, 24, 0, Code(NTE_BAD_KEYSET)},
+        {"container on the other side", "machine", nullptr, 24, 0, Code(NTE_BAD_KEYSET)},
+        {"container on the machine", "machine", nullptr, 24, CRYPT_MACHINE_KEYSET, 0},
+        {"no such container", "there", nullptr, 24, 0, Code(NTE_BAD_KEYSET)},
+        {"path as a name", "../user/containers/here", nullptr, 24, 0, Code(NTE_BAD_KEYSET)},
+        {"default container is missing", nullptr, nullptr, 24, 0, Code(NTE_BAD_KEYSET)},
+        {"create what is there", "here", nullptr, 24, CRYPT_NEWKEYSET, Code(NTE_EXISTS)},
+        {"create", "new", nullptr, 16, CRYPT_NEWKEYSET, 0},
+        {"open what was created", "new", nullptr, 16, CRYPT_SILENT, 0},
+        {"create the default container", nullptr, nullptr, 16, CRYPT_NEWKEYSET, 0},
+        {"open the default container", nullptr, nullptr, 16, 0, 0},
+        {"delete of another type", "gost", nullptr, 24, CRYPT_DELETEKEYSET, Code(NTE_BAD_KEYSET)},
+        {"delete what is not there", "there", nullptr, 24, CRYPT_DELETEKEYSET,
+         Code(NTE_BAD_KEYSET)},
+    };
+    for (const AcquireRow& row : rows) {
+        HCRYPTPROV provider = 77;
+        EXPECT_EQ(Acquire(&provider, row.container, row.provider, row.type, row.flags),
+                  row.expected)
+            << row.name;
+        EXPECT_EQ(provider != 0, row.expected == 0) << row.name;
+        if (provider != 0) {
+            EXPECT_EQ(Outcome(CryptReleaseContext(provider, 0)), 0U) << row.name;
+        }
+    }
+    HCRYPTPROV provider = 77;
+    EXPECT_EQ(Acquire(&provider, "here", nullptr, 24, CRYPT_DELETEKEYSET), 0U);
+    EXPECT_EQ(provider, 0U);
+    EXPECT_EQ(Acquire(&provider, "here", nullptr, 24, 0), Code(NTE_BAD_KEYSET));
+    EXPECT_EQ(Acquire(nullptr, nullptr, nullptr, 24, verify), Code(ERROR_INVALID_PARAMETER));
+}
+
+TEST_F(Providers, HandlesAreCountedAndKnowTheirKind) {
+    HCRYPTPROV provider = 0;
+    ASSERT_EQ(Acquire(&provider, nullptr, nullptr, 24, CRYPT_VERIFYCONTEXT), 0U);
+    HCRYPTHASH hash = 0;
+    ASSERT_TRUE(CryptCreateHash(provider, CALG_SHA1, 0, 0, &hash));
+    DWORD reserved = 0;
+    DWORD size = 4;
+    BYTE data[4];
+    EXPECT_EQ(Outcome(CryptContextAddRef(provider, &reserved, 0)), Code(ERROR_INVALID_PARAMETER));
+    EXPECT_EQ(Outcome(CryptContextAddRef(provider, nullptr, 1)), Code(NTE_BAD_FLAGS));
+    EXPECT_EQ(Outcome(CryptReleaseContext(provider, 1)), Code(NTE_BAD_FLAGS));
+    EXPECT_TRUE(CryptContextAddRef(provider, nullptr, 0));
+    EXPECT_TRUE(CryptReleaseContext(provider, 0));
+    EXPECT_TRUE(CryptGetProvParam(provider, PP_PROVTYPE, data, &size, 0));
+    EXPECT_TRUE(CryptReleaseContext(provider, 0));
+    for (const HCRYPTPROV bad : {provider, HCRYPTPROV{0}, HCRYPTPROV{12345}, HCRYPTPROV{hash}}) {
+        EXPECT_EQ(Outcome(CryptReleaseContext(bad, 0)), Code(ERROR_INVALID_PARAMETER));
+        EXPECT_EQ(Outcome(CryptContextAddRef(bad, nullptr, 0)), Code(ERROR_INVALID_PARAMETER));
+        EXPECT_EQ(Outcome(CryptGetProvParam(bad, PP_PROVTYPE, data, &size, 0)),
+                  Code(ERROR_INVALID_PARAMETER));
+        EXPECT_EQ(Outcome(CryptGenRandom(bad, 4, data)), Code(ERROR_INVALID_PARAMETER));
+        EXPECT_EQ(Outcome(CryptDestroyKey(bad)), Code(ERROR_INVALID_PARAMETER));
+        EXPECT_EQ(CodeOf([&] { PrivateKeyOf(bad, 1); }), Code(ERROR_INVALID_PARAMETER));
+    }
+    // A hash outlives its provider's handle.
+    EXPECT_TRUE(CryptHashData(hash, data, 0, 0));
+    EXPECT_TRUE(CryptDestroyHash(hash));
+    EXPECT_EQ(Outcome(CryptDestroyHash(hash)), Code(ERROR_INVALID_PARAMETER));
+}
+
+void ExpectNoGost() {
+    for (const DWORD type : kTypeNumbers) {
+        HCRYPTPROV provider = 0;
+        const DWORD code = Acquire(&provider, nullptr, nullptr, type, CRYPT_VERIFYCONTEXT);
+        EXPECT_EQ(code, type < 75 ? 0 : Code(NTE_PROV_DLL_NOT_FOUND)) << type;
+        if (code != 0) {
+            EXPECT_EQ(LastErrorDetail(code), "libengine-gost-openssl");
+        } else {
+            CryptReleaseContext(provider, 0);
+        }
+    }
+    EXPECT_EQ(CodeOf([] { Digest digest{oid::kGostR3411_94}; }), Code(NTE_PROV_DLL_NOT_FOUND));
+    EXPECT_EQ(CodeOf([] {
+                  StartDecryption({oid::kGost28147_89, {}}, {});
+              }),
+              Code(NTE_PROV_DLL_NOT_FOUND));
+}
+
+// An engine once loaded stays, so the one that is missing is missed by a new process: this
+// test again, with nowhere to find engines.
+TEST_F(Providers, MissingEngineNamesItsPackage) {
+    if (std::getenv("OPENSSL_ENGINES") != nullptr) return ExpectNoGost();
+    const std::string line = "OPENSSL_ENGINES=/nonexistent '" +
+                             fs::read_symlink("/proc/self/exe").string() +
+                             "' --gtest_filter=Providers.MissingEngineNamesItsPackage >&2";
+    EXPECT_EQ(std::system(line.c_str()), 0);
+}
+
+// ---- listings ----------------------------------------------------------------
+
+struct ListingRow {
+    DWORD type;
+    const char* keyOid;
+    std::vector<const char*> oids;  // in order, hashes and ciphers only
+};
+
+const ListingRow kListings[] = {
+    {1,
+     oid::kRsa,
+     {oid::kSha256, "2.16.840.1.101.3.4.1.42", oid::kSha1, oid::kSha384, oid::kSha512,
+      "2.16.840.1.101.3.4.1.2", "2.16.840.1.101.3.4.1.22", "1.2.840.113549.3.7"}},
+    {16, oid::kEc, {oid::kSha256, oid::kSha1, oid::kSha384, oid::kSha512}},
+    {24,
+     oid::kRsa,
+     {oid::kSha256, "2.16.840.1.101.3.4.1.42", oid::kSha1, oid::kSha384, oid::kSha512,
+      "2.16.840.1.101.3.4.1.2", "2.16.840.1.101.3.4.1.22", "1.2.840.113549.3.7"}},
+    {75, "1.2.643.2.2.19", {"1.2.643.2.2.9", "1.2.643.2.2.21"}},
+    {80, "1.2.643.7.1.1.1.1", {"1.2.643.7.1.1.2.2", "1.2.643.2.2.21"}},
+    {81, "1.2.643.7.1.1.1.2", {"1.2.643.7.1.1.2.3", "1.2.643.2.2.21"}},
+};
+
+template <class Record>
+std::vector<Record> Enumerate(HCRYPTPROV provider, DWORD param) {
+    std::vector<Record> records;
+    Record record{};
+    DWORD size = sizeof(record);
+    DWORD flags = CRYPT_FIRST;
+    while (CryptGetProvParam(provider, param, reinterpret_cast<BYTE*>(&record), &size, flags)) {
+        EXPECT_EQ(size, sizeof(record));
+        records.push_back(record);
+        flags = 0;
+    }
+    EXPECT_EQ(GetLastError(), Code(ERROR_NO_MORE_ITEMS));
+    return records;
+}
+
+DWORD GroupOf(ALG_ID id) {
+    switch (GET_ALG_CLASS(id)) {
+        case ALG_CLASS_HASH:
+            return CRYPT_HASH_ALG_OID_GROUP_ID;
+        case ALG_CLASS_DATA_ENCRYPT:
+            return CRYPT_ENCRYPT_ALG_OID_GROUP_ID;
+        default:
+            return CRYPT_PUBKEY_ALG_OID_GROUP_ID;
+    }
+}
+
+TEST_F(Providers, ListAlgorithmsInOrder) {
+    static_assert(sizeof(PROV_ENUMALGS) == 32 && sizeof(PROV_ENUMALGS_EX) == 88);
+    for (const ListingRow& row : kListings) {
+        SCOPED_TRACE(row.type);
+        const Handle provider(nullptr, row.type, CRYPT_VERIFYCONTEXT);
+        const auto shortOnes = Enumerate<PROV_ENUMALGS>(provider.value, PP_ENUMALGS);
+        const auto longOnes = Enumerate<PROV_ENUMALGS_EX>(provider.value, PP_ENUMALGS_EX);
+        ASSERT_EQ(shortOnes.size(), longOnes.size());
+        std::vector<std::string> oids;
+        std::size_t keys = 0;
+        for (std::size_t i = 0; i < shortOnes.size(); ++i) {
+            const PROV_ENUMALGS& brief = shortOnes[i];
+            const PROV_ENUMALGS_EX& full = longOnes[i];
+            const AlgorithmRow* found = FindAlgorithm(brief.aiAlgid, GroupOf(brief.aiAlgid));
+            ASSERT_NE(found, nullptr);
+            if (found->group == CRYPT_PUBKEY_ALG_OID_GROUP_ID) {
+                EXPECT_STREQ(found->oid, row.keyOid);
+                ++keys;
+            } else {
+                oids.emplace_back(found->oid);
+            }
+            EXPECT_EQ(brief.aiAlgid, full.aiAlgid);
+            EXPECT_EQ(brief.dwBitLen, full.dwDefaultLen);
+            EXPECT_LE(full.dwMinLen, full.dwDefaultLen);
+            EXPECT_LE(full.dwDefaultLen, full.dwMaxLen);
+            EXPECT_EQ(brief.dwNameLen, std::strlen(brief.szName) + 1);
+            EXPECT_EQ(full.dwNameLen, std::strlen(full.szName) + 1);
+            EXPECT_EQ(full.dwLongNameLen, std::strlen(full.szLongName) + 1);
+            // Nothing was cut to fit.
+            EXPECT_STREQ(brief.szName, found->name);
+            EXPECT_STREQ(full.szLongName, found->longName);
+        }
+        EXPECT_EQ(oids, std::vector<std::string>(row.oids.begin(), row.oids.end()));
+        EXPECT_EQ(keys, row.type == 16 ? 1U : 2U);
+    }
+}
+
+TEST(Algorithms, NoTwoRowsAreTakenForOne) {
+    const auto table = AlgorithmTable();
+    ASSERT_GT(table.size(), 20U);
+    for (const AlgorithmRow& row : table) {
+        EXPECT_LT(std::strlen(row.name), sizeof(PROV_ENUMALGS::szName)) << row.name;
+        EXPECT_LT(std::strlen(row.longName), sizeof(PROV_ENUMALGS_EX::szLongName)) << row.name;
+        if (row.id == kUnlisted) continue;
+        EXPECT_EQ(FindAlgorithm(row.id, 0), &row) << row.name;
+        EXPECT_EQ(GroupOf(row.id), row.group) << row.name;
+    }
+    EXPECT_EQ(FindAlgorithm(oid::kRsa, 0)->id, ALG_ID{CALG_RSA_KEYX});
+    EXPECT_EQ(FindAlgorithm(oid::kSha256, CRYPT_ENCRYPT_ALG_OID_GROUP_ID), nullptr);
+    EXPECT_EQ(FindAlgorithm(ALG_ID{0}, 0), nullptr);
+    EXPECT_EQ(FindAlgorithm("", 0), nullptr);
+}
+
+TEST_F(Providers, ListTypesAndProviders) {
+    for (const auto enumerate : {&CryptEnumProviderTypesA, &CryptEnumProvidersA}) {
+        std::vector<DWORD> types;
+        char name[128];
+        DWORD type = 0;
+        DWORD size = sizeof(name);
+        while (enumerate(static_cast<DWORD>(types.size()), nullptr, 0, &type, name, &size)) {
+            EXPECT_EQ(size, std::strlen(name) + 1);
+            types.push_back(type);
+            if (enumerate == &CryptEnumProvidersA) {
+                HCRYPTPROV provider = 0;
+                EXPECT_EQ(Acquire(&provider, nullptr, name, type, CRYPT_VERIFYCONTEXT), 0U);
+                CryptReleaseContext(provider, 0);
+            }
+            size = sizeof(name);
+        }
+        EXPECT_EQ(GetLastError(), Code(ERROR_NO_MORE_ITEMS));
+        EXPECT_EQ(types, std::vector<DWORD>(std::begin(kTypeNumbers), std::end(kTypeNumbers)));
+        EXPECT_EQ(Outcome(enumerate(0, &type, 0, &type, name, &size)),
+                  Code(ERROR_INVALID_PARAMETER));
+        EXPECT_EQ(Outcome(enumerate(0, nullptr, 1, &type, name, &size)), Code(NTE_BAD_FLAGS));
+        EXPECT_EQ(Outcome(enumerate(0, nullptr, 0, nullptr, name, &size)),
+                  Code(ERROR_INVALID_PARAMETER));
+    }
+}
+
+TEST_F(Providers, ListContainers) {
+    const Handle provider(nullptr, 24, CRYPT_VERIFYCONTEXT);
+    BYTE name[64] = "";
+    DWORD size = 0;
+    EXPECT_TRUE(CryptGetProvParam(provider.value, PP_ENUMCONTAINERS, nullptr, &size, CRYPT_FIRST));
+    EXPECT_EQ(size, 1U);
+    EXPECT_EQ(
+        Outcome(CryptGetProvParam(provider.value, PP_ENUMCONTAINERS, name, &size, CRYPT_FIRST)),
+        Code(ERROR_NO_MORE_ITEMS));
+    for (const char* each : {"b", "longest", "a"}) Container::Create(Side::User, each, 24);
+    Container::Create(Side::User, "of another type", 16);
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_TRUE(
+            CryptGetProvParam(provider.value, PP_ENUMCONTAINERS, nullptr, &size, CRYPT_FIRST));
+        EXPECT_EQ(size, 8U);
+        std::vector<std::string> names;
+        for (DWORD flags = CRYPT_FIRST;; flags = round == 0 ? 0 : CRYPT_NEXT) {
+            size = 8;
+            if (!CryptGetProvParam(provider.value, PP_ENUMCONTAINERS, name, &size, flags)) break;
+            names.emplace_back(reinterpret_cast<char*>(name));
+        }
+        EXPECT_EQ(GetLastError(), Code(ERROR_NO_MORE_ITEMS));
+        EXPECT_EQ(names, (std::vector<std::string>{"a", "b", "longest"}));
+    }
+}
+
+// ---- sizes -------------------------------------------------------------------
+
+struct SizeRow {
+    const char* name;
+    std::function<BOOL(BYTE*, DWORD*)> call;
+};
+
+TEST_F(Providers, SizeQueries) {
+    Make(KeyRows()[0]);
+    const Workshop& workshop = Workshop::Get();
+    ASSERT_TRUE(workshop.Openssl("x509 -in rsa.cer -outform DER -out rsa.der"));
+    const Bytes certificate = workshop.Read("rsa.der");
+    const Handle provider("sizes", 24, CRYPT_NEWKEYSET);
+    HCRYPTKEY key = 0;
+    ASSERT_TRUE(CryptGenKey(provider.value, AT_SIGNATURE, 1024U << 16, &key));
+    ASSERT_TRUE(CryptSetKeyParam(key, KP_CERTIFICATE, certificate.data(), 0));
+    HCRYPTHASH hash = 0;
+    ASSERT_TRUE(CryptCreateHash(provider.value, CALG_SHA_256, 0, 0, &hash));
+    const auto provParam = [&](DWORD param, DWORD flags) {
+        return [&provider, param, flags](BYTE* data, DWORD* size) {
+            return CryptGetProvParam(provider.value, param, data, size, flags);
+        };
+    };
+    const auto keyParam = [&](DWORD param) {
+        return [key, param](BYTE* data, DWORD* size) {
+            return CryptGetKeyParam(key, param, data, size, 0);
+        };
+    };
+    const auto hashParam = [&](DWORD param) {
+        return [hash, param](BYTE* data, DWORD* size) {
+            return CryptGetHashParam(hash, param, data, size, 0);
+        };
+    };
+    DWORD type = 0;
+    const SizeRow rows[] = {
+        {"PP_ENUMALGS", provParam(PP_ENUMALGS, CRYPT_FIRST)},
+        {"PP_ENUMALGS_EX", provParam(PP_ENUMALGS_EX, CRYPT_FIRST)},
+        {"PP_ENUMCONTAINERS", provParam(PP_ENUMCONTAINERS, CRYPT_FIRST)},
+        {"PP_NAME", provParam(PP_NAME, 0)},
+        {"PP_CONTAINER", provParam(PP_CONTAINER, 0)},
+        {"PP_UNIQUE_CONTAINER", provParam(PP_UNIQUE_CONTAINER, 0)},
+        {"PP_PROVTYPE", provParam(PP_PROVTYPE, 0)},
+        {"KP_ALGID", keyParam(KP_ALGID)},
+        {"KP_KEYLEN", keyParam(KP_KEYLEN)},
+        {"KP_CERTIFICATE", keyParam(KP_CERTIFICATE)},
+        {"HP_ALGID", hashParam(HP_ALGID)},
+        {"HP_HASHSIZE", hashParam(HP_HASHSIZE)},
+        {"HP_HASHVAL", hashParam(HP_HASHVAL)},
+        {"CryptEnumProviderTypesA",
+         [&](BYTE* data, DWORD* size) {
+             return CryptEnumProviderTypesA(3, nullptr, 0, &type, reinterpret_cast<char*>(data),
+                                            size);
+         }},
+        {"CryptEnumProvidersA",
+         [&](BYTE* data, DWORD* size) {
+             return CryptEnumProvidersA(3, nullptr, 0, &type, reinterpret_cast<char*>(data), size);
+         }},
+    };
+    for (const SizeRow& row : rows) {
+        SCOPED_TRACE(row.name);
+        DWORD need = 0;
+        EXPECT_EQ(Outcome(row.call(nullptr, &need)), 0U);
+        ASSERT_GT(need, 0U);
+        Bytes buffer(need + 1, 0xEE);
+        DWORD size = need - 1;
+        EXPECT_EQ(Outcome(row.call(buffer.data(), &size)), Code(ERROR_MORE_DATA));
+        EXPECT_EQ(size, need);
+        EXPECT_EQ(buffer, Bytes(need + 1, 0xEE));
+        EXPECT_EQ(Outcome(row.call(buffer.data(), &size)), 0U);
+        EXPECT_EQ(size, need);
+        EXPECT_EQ(buffer.back(), 0xEE);
+        const Bytes exact = buffer;
+        size = need + 1;
+        EXPECT_EQ(Outcome(row.call(buffer.data(), &size)), 0U);
+        EXPECT_EQ(size, need);
+        EXPECT_EQ(buffer, exact);
+        EXPECT_EQ(Outcome(row.call(buffer.data(), nullptr)), Code(ERROR_INVALID_PARAMETER));
+    }
+    DWORD size = 0;
+    EXPECT_EQ(Outcome(CryptGetProvParam(provider.value, 999, nullptr, &size, 0)),
+              Code(NTE_BAD_TYPE));
+    EXPECT_EQ(Outcome(CryptGetKeyParam(key, 999, nullptr, &size, 0)), Code(NTE_BAD_TYPE));
+    EXPECT_EQ(Outcome(CryptGetHashParam(hash, 999, nullptr, &size, 0)), Code(NTE_BAD_TYPE));
+    EXPECT_TRUE(CryptDestroyKey(key));
+    EXPECT_TRUE(CryptDestroyHash(hash));
+}
+
+// ---- keys --------------------------------------------------------------------
+
+DWORD KeyNumber(HCRYPTKEY key, DWORD param) {
+    DWORD value = 0;
+    DWORD size = sizeof(value);
+    EXPECT_TRUE(CryptGetKeyParam(key, param, reinterpret_cast<BYTE*>(&value), &size, 0));
+    return value;
+}
+
+struct KeyTypeRow {
+    DWORD type;
+    DWORD bits;
+    DWORD expectedBits;
+};
+
+TEST_F(Providers, KeysOfEveryType) {
+    for (const KeyTypeRow& row :
+         {KeyTypeRow{24, 1024, 1024}, KeyTypeRow{1, 0, 2048}, KeyTypeRow{16, 0, 256},
+          KeyTypeRow{16, 521, 521}, KeyTypeRow{75, 0, 256}, KeyTypeRow{80, 0, 256},
+          KeyTypeRow{81, 0, 512}}) {
+        SCOPED_TRACE(row.type);
+        const std::string name = std::to_string(row.type) + "/" + std::to_string(row.bits);
+        const std::string safe = "k" + std::to_string(row.type * 1000 + row.bits);
+        const Handle provider(safe.c_str(), row.type, CRYPT_NEWKEYSET);
+        HCRYPTKEY key = 0;
+        EXPECT_EQ(Outcome(CryptGetUserKey(provider.value, AT_SIGNATURE, &key)), Code(NTE_NO_KEY));
+        ASSERT_TRUE(CryptGenKey(provider.value, AT_SIGNATURE, row.bits << 16, &key)) << name;
+        EXPECT_TRUE(CryptDestroyKey(key));
+        EXPECT_EQ(Outcome(CryptGetUserKey(provider.value, AT_KEYEXCHANGE, &key)), Code(NTE_NO_KEY));
+        EXPECT_EQ(CodeOf([&] { PrivateKeyOf(provider.value, AT_KEYEXCHANGE); }), Code(NTE_NO_KEY));
+        ASSERT_TRUE(CryptGetUserKey(provider.value, AT_SIGNATURE, &key));
+        EXPECT_EQ(KeyNumber(key, KP_KEYLEN), row.expectedBits);
+        EXPECT_EQ(GET_ALG_CLASS(KeyNumber(key, KP_ALGID)), DWORD{ALG_CLASS_SIGNATURE});
+        EXPECT_TRUE(CryptDestroyKey(key));
+        // The opened key is the one on the disk, and stays open.
+        const auto opened = PrivateKeyOf(provider.value, AT_SIGNATURE);
+        EXPECT_EQ(opened, PrivateKeyOf(provider.value, AT_SIGNATURE));
+        const auto stored = Container::Open(Side::User, safe).LoadKey(AT_SIGNATURE, Secret());
+        EXPECT_EQ(EVP_PKEY_eq(opened.get(), stored.get()), 1);
+    }
+    const Handle verify(nullptr, 24, CRYPT_VERIFYCONTEXT);
+    HCRYPTKEY key = 0;
+    EXPECT_EQ(Outcome(CryptGetUserKey(verify.value, AT_SIGNATURE, &key)), Code(NTE_NO_KEY));
+    EXPECT_EQ(Outcome(CryptGenKey(verify.value, AT_SIGNATURE, 0, &key)), Code(NTE_BAD_KEYSET));
+    EXPECT_EQ(CodeOf([&] { PrivateKeyOf(verify.value, AT_SIGNATURE); }), Code(NTE_BAD_KEYSET));
+    EXPECT_EQ(Outcome(CryptGenKey(verify.value, CALG_AES_256, 0, &key)), Code(NTE_BAD_ALGID));
+    EXPECT_EQ(Outcome(CryptGenKey(verify.value, AT_SIGNATURE, 0x80, &key)), Code(NTE_BAD_FLAGS));
+}
+
+TEST_F(Providers, CertificateOfAKey) {
+    Make(KeyRows()[1]);
+    const Workshop& workshop = Workshop::Get();
+    ASSERT_TRUE(workshop.Openssl("x509 -in p256.cer -outform DER -out p256.der"));
+    const Bytes certificate = workshop.Read("p256.der");
+    const Handle provider("certificate", 16, CRYPT_NEWKEYSET);
+    HCRYPTKEY key = 0;
+    ASSERT_TRUE(CryptGenKey(provider.value, AT_KEYEXCHANGE, 0, &key));
+    DWORD size = 0;
+    EXPECT_EQ(Outcome(CryptGetKeyParam(key, KP_CERTIFICATE, nullptr, &size, 0)),
+              Code(NTE_NOT_FOUND));
+    const Bytes cut = {0x30, 0x03, 0x02, 0x01, 0x00};
+    const Bytes endless = {0x30, 0x80, 0x00, 0x00};
+    const Bytes huge = {0x30, 0x84, 0x7F, 0xFF, 0xFF, 0xFF};
+    for (const Bytes& bad : {cut, endless, huge, Bytes{0x02, 0x01, 0x00}, Bytes{0x30, 0x00}}) {
+        EXPECT_EQ(Outcome(CryptSetKeyParam(key, KP_CERTIFICATE, bad.data(), 0)),
+                  Code(CRYPT_E_ASN1_BADTAG))
+            << Hex(bad);
+    }
+    EXPECT_EQ(Outcome(CryptSetKeyParam(key, KP_CERTIFICATE, nullptr, 0)),
+              Code(ERROR_INVALID_PARAMETER));
+    Bytes tail = certificate;
+    tail.resize(tail.size() + 100);
+    ASSERT_TRUE(CryptSetKeyParam(key, KP_CERTIFICATE, tail.data(), 0));
+    ASSERT_TRUE(CryptGetKeyParam(key, KP_CERTIFICATE, nullptr, &size, 0));
+    Bytes stored(size);
+    ASSERT_TRUE(CryptGetKeyParam(key, KP_CERTIFICATE, stored.data(), &size, 0));
+    EXPECT_EQ(stored, certificate);
+    EXPECT_TRUE(CryptDestroyKey(key));
+    // A new key has no use for the certificate of the old one.
+    ASSERT_TRUE(CryptGenKey(provider.value, AT_KEYEXCHANGE, 0, &key));
+    EXPECT_EQ(Outcome(CryptGetKeyParam(key, KP_CERTIFICATE, nullptr, &size, 0)),
+              Code(NTE_NOT_FOUND));
+    EXPECT_TRUE(CryptDestroyKey(key));
+}
+
+// ---- hashes ------------------------------------------------------------------
+
+TEST_F(Providers, HashesAreThoseOfTheListing) {
+    struct {
+        DWORD type;
+        ALG_ID algorithm;
+        const char* value;  // of "abc", by openssl dgst
+    } const rows[] = {
+        {24, CALG_SHA1, "a9993e364706816aba3e25717850c26c9cd0d89d"},
+        {16, CALG_SHA_256, "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"},
+        {75, 0x801E, "b285056dbf18d7392d7677369524dd14747459ed8143997e163b2986f92fd42c"},
+        {75, CALG_SHA1, nullptr},
+        {24, 0x801E, nullptr},
+        {24, CALG_AES_256, nullptr},
+        {24, CALG_RSA_SIGN, nullptr},
+        {24, 0, nullptr},
+    };
+    for (const auto& row : rows) {
+        const Handle provider(nullptr, row.type, CRYPT_VERIFYCONTEXT);
+        HCRYPTHASH hash = 0;
+        EXPECT_EQ(Outcome(CryptCreateHash(provider.value, row.algorithm, 0, 0, &hash)),
+                  row.value != nullptr ? 0 : Code(NTE_BAD_ALGID))
+            << row.algorithm;
+        if (hash == 0) continue;
+        EXPECT_TRUE(CryptHashData(hash, reinterpret_cast<const BYTE*>("ab"), 2, 0));
+        EXPECT_TRUE(CryptHashData(hash, nullptr, 0, 0));
+        EXPECT_TRUE(CryptHashData(hash, reinterpret_cast<const BYTE*>("c"), 1, 0));
+        EXPECT_EQ(Outcome(CryptHashData(hash, nullptr, 1, 0)), Code(ERROR_INVALID_PARAMETER));
+        BYTE value[64];
+        DWORD size = sizeof(value);
+        ASSERT_TRUE(CryptGetHashParam(hash, HP_HASHVAL, value, &size, 0));
+        EXPECT_EQ(Hex(ViewOf(value, size)), row.value);
+        DWORD length = 0;
+        size = sizeof(length);
+        ASSERT_TRUE(
+            CryptGetHashParam(hash, HP_HASHSIZE, reinterpret_cast<BYTE*>(&length), &size, 0));
+        EXPECT_EQ(length * 2, std::strlen(row.value));
+        EXPECT_TRUE(CryptDestroyHash(hash));
+    }
+}
+
+TEST_F(Providers, RandomBytesDiffer) {
+    const Handle provider(nullptr, 24, CRYPT_VERIFYCONTEXT);
+    Bytes first(32);
+    Bytes second(32);
+    EXPECT_TRUE(CryptGenRandom(provider.value, 32, first.data()));
+    EXPECT_TRUE(CryptGenRandom(provider.value, 32, second.data()));
+    EXPECT_NE(first, second);
+    EXPECT_NE(first, Bytes(32));
+    EXPECT_EQ(Outcome(CryptGenRandom(provider.value, 32, nullptr)), Code(ERROR_INVALID_PARAMETER));
+}
+
+}  // namespace
+}  // namespace platform::test

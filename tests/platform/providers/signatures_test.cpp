@@ -1,0 +1,274 @@
+// Signatures and digests against the openssl command and the standards' own examples.
+#include "platform/providers/workshop.h"
+
+namespace platform::test {
+namespace {
+
+struct DigestRow {
+    const char* name;
+    const char* oid;
+    const char* message;
+    const char* value;
+};
+
+// FIPS 180-4 examples; GOST R 34.11-2012, example 1; RFC 5831, 7.3.
+constexpr const char* kM1 = "012345678901234567890123456789012345678901234567890123456789012";
+constexpr DigestRow kDigests[] = {
+    {"SHA-1", oid::kSha1, "abc", "a9993e364706816aba3e25717850c26c9cd0d89d"},
+    {"SHA-224", oid::kSha224, "abc", "23097d223405d8228642a477bda255b32aadbce4bda0b3f7e36c9da7"},
+    {"SHA-256", oid::kSha256, "abc",
+     "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"},
+    {"SHA-384", oid::kSha384, "abc",
+     "cb00753f45a35e8bb5a03d699ac65007272c32ab0eded1631a8b605a43ff5bed"
+     "8086072ba1e7cc2358baeca134c825a7"},
+    {"SHA-512", oid::kSha512, "abc",
+     "ddaf35a193617abacc417349ae20413112e6fa4e89a97ea20a9eeee64b55d39a"
+     "2192992a274fc1a836ba3c23a3feebbd454d4423643ce80e2a9ac94fa54ca49f"},
+    {"34.11-2012 256", oid::kGostR3411_2012_256, kM1,
+     "9d151eefd8590b89daa6ba6cb74af9275dd051026bb149a452fd84e5e57b5500"},
+    {"34.11-2012 512", oid::kGostR3411_2012_512, kM1,
+     "1b54d01a4af5b9d5cc3d86d68d285462b19abc2475222f35c085122be4ba1ffa"
+     "00ad30f8767b3a82384c6574f024c311e2a481332b08ef7f41797891c1646f48"},
+    {"34.11-94", oid::kGostR3411_94, "This is message, length=32 bytes",
+     "2cefc2f7b7bdc514e18ea57fa74ff357e7fa17d652c75f69cb1be7893ede48eb"},
+};
+
+TEST(Digests, MatchTheStandardsInAnyPieces) {
+    for (const DigestRow& row : kDigests) {
+        const ByteView message = ViewOf(row.message);
+        for (std::size_t piece : {std::size_t{1}, std::size_t{7}, message.size()}) {
+            Digest digest(row.oid);
+            for (std::size_t at = 0; at < message.size(); at += piece) {
+                digest.Update(message.subspan(at, std::min(piece, message.size() - at)));
+                // Looking at it in between changes nothing.
+                EXPECT_NE(digest.Value().size(), 0U);
+            }
+            EXPECT_EQ(Hex(digest.Value()), row.value) << row.name << " in pieces of " << piece;
+        }
+    }
+}
+
+TEST(Digests, RefuseWhatIsNoDigest) {
+    for (const char* oid : {"", "sha256", "1.2.3", oid::kRsa, "2.16.840.1.101.3.4.1.42",
+                            "1.2.643.2.2.21", "1.2.643.7.1.1.2.9", "1.2.840.113549.2.5"}) {
+        EXPECT_EQ(CodeOf([&] { Digest digest{oid}; }), Code(NTE_BAD_ALGID)) << oid;
+    }
+}
+
+Bytes DigestOfPattern(const char* oid) {
+    Digest digest(oid);
+    digest.Update(Pattern(1000));
+    return digest.Value();
+}
+
+std::string PkeyutlOptions(const KeyRow& row) {
+    return IsGost(row.digestOid) ? "" : std::string(" -pkeyopt digest:") + row.digest;
+}
+
+TEST(Signatures, OpensslAcceptsOurs) {
+    const Workshop& workshop = Workshop::Get();
+    for (const KeyRow& row : KeyRows()) {
+        const EvpKey key = PrivateKey(row);
+        const Bytes digest = DigestOfPattern(row.digestOid);
+        workshop.Write("digest", digest);
+        workshop.Write("signature", SignDigest(key.get(), row.digestOid, digest));
+        EXPECT_TRUE(
+            workshop.Openssl("pkeyutl -engine gost -verify -in digest -sigfile signature"
+                             " -certin -inkey " +
+                             std::string(row.name) + ".cer" + PkeyutlOptions(row)))
+            << row.name;
+    }
+}
+
+TEST(Signatures, OursAcceptOpensslAndNothingElse) {
+    const Workshop& workshop = Workshop::Get();
+    for (const KeyRow& row : KeyRows()) {
+        SCOPED_TRACE(row.name);
+        const EvpKey key = PublicKey(row);
+        const Bytes digest = DigestOfPattern(row.digestOid);
+        workshop.Write("digest", digest);
+        ASSERT_TRUE(
+            workshop.Openssl("pkeyutl -engine gost -sign -in digest -out signature -inkey " +
+                             std::string(row.name) + ".key" + PkeyutlOptions(row)));
+        const Bytes signature = workshop.Read("signature");
+        const Algorithm algorithm = SignatureAlgorithmFor(key.get(), row.digestOid);
+        const auto verify = [&](const Bytes& value, const Bytes& sign) {
+            return CodeOf([&] { VerifyDigest(key.get(), algorithm, row.digestOid, value, sign); });
+        };
+        EXPECT_EQ(verify(digest, signature), 0U);
+        for (std::size_t at = 0; at < signature.size(); at += 5) {
+            Bytes damaged = signature;
+            damaged[at] ^= 0x10;
+            EXPECT_EQ(verify(digest, damaged), Code(NTE_BAD_SIGNATURE)) << "byte " << at;
+        }
+        Bytes other = digest;
+        other[0] ^= 1;
+        EXPECT_EQ(verify(other, signature), Code(NTE_BAD_SIGNATURE));
+        other = digest;
+        other.pop_back();
+        EXPECT_EQ(verify(other, signature), Code(NTE_BAD_SIGNATURE));
+        EXPECT_EQ(verify(digest, {}), Code(NTE_BAD_SIGNATURE));
+        Bytes longer = signature;
+        longer.push_back(0);
+        EXPECT_EQ(verify(digest, longer), Code(NTE_BAD_SIGNATURE));
+    }
+}
+
+const KeyRow& Row(std::string_view name) {
+    for (const KeyRow& row : KeyRows()) {
+        if (row.name == name) return row;
+    }
+    throw Error(ERROR_INVALID_PARAMETER, std::string(name));
+}
+
+struct FitRow {
+    const char* name;
+    const char* key;
+    const char* algorithm;
+    const char* digest;
+    DWORD expected;
+};
+
+// An empty signature is a bad one wherever the algorithms fit.
+constexpr FitRow kFits[] = {
+    {"RSA, bare", "rsa", oid::kRsa, oid::kSha512, Code(NTE_BAD_SIGNATURE)},
+    {"RSA with its digest", "rsa", "1.2.840.113549.1.1.11", oid::kSha256, Code(NTE_BAD_SIGNATURE)},
+    {"RSA with another digest", "rsa", "1.2.840.113549.1.1.11", oid::kSha1, Code(NTE_BAD_ALGID)},
+    {"RSA key, ECDSA", "rsa", "1.2.840.10045.4.3.2", oid::kSha256, Code(NTE_BAD_ALGID)},
+    {"RSA key, OAEP", "rsa", oid::kRsaOaep, oid::kSha256, Code(NTE_BAD_ALGID)},
+    {"ECDSA, bare", "p256", oid::kEc, oid::kSha256, Code(NTE_BAD_SIGNATURE)},
+    {"ECDSA with another digest", "p256", "1.2.840.10045.4.3.2", oid::kSha384, Code(NTE_BAD_ALGID)},
+    {"GOST signature with digest", "gost256", "1.2.643.7.1.1.3.2", oid::kGostR3411_2012_256,
+     Code(NTE_BAD_SIGNATURE)},
+    {"GOST with another digest", "gost256", oid::kGostR3410_2012_256, oid::kGostR3411_94,
+     Code(NTE_BAD_ALGID)},
+    {"GOST of another length", "gost256", oid::kGostR3410_2012_512, oid::kGostR3411_2012_512,
+     Code(NTE_BAD_ALGID)},
+    {"no algorithm", "rsa", "", oid::kSha256, Code(NTE_BAD_ALGID)},
+};
+
+TEST(Signatures, AlgorithmGoesWithKeyAndDigest) {
+    for (const FitRow& row : kFits) {
+        const EvpKey key = PublicKey(Row(row.key));
+        const Bytes digest = DigestOfPattern(row.digest);
+        EXPECT_EQ(CodeOf([&] {
+                      VerifyDigest(key.get(), {row.algorithm, {}}, row.digest, digest, {});
+                  }),
+                  row.expected)
+            << row.name;
+    }
+}
+
+struct PssRow {
+    const char* name;
+    const char* options;  // of pkeyutl
+    const char* digestOid;
+    Bytes parameters;
+    DWORD expected;
+};
+
+Bytes PssDer(const char* digest, const char* mask, std::uint8_t salt) {
+    const Bytes digestAlgorithm = AlgorithmDer({digest, {0x05, 0x00}});
+    const Bytes maskAlgorithm =
+        AlgorithmDer({"1.2.840.113549.1.1.8", AlgorithmDer({mask, {0x05, 0x00}})});
+    return Tlv(0x30, {Tlv(0xA0, {digestAlgorithm}), Tlv(0xA1, {maskAlgorithm}),
+                      Tlv(0xA2, {Bytes{0x02, 0x01, salt}})});
+}
+
+TEST(Signatures, RsaPssFollowsItsParameters) {
+    const std::string sha256 = "-pkeyopt digest:sha256 -pkeyopt rsa_pss_saltlen:32";
+    const Bytes good = PssDer(oid::kSha256, oid::kSha256, 32);
+    const PssRow rows[] = {
+        {"SHA-256", sha256.c_str(), oid::kSha256, good, 0},
+        {"defaults", "-pkeyopt digest:sha1 -pkeyopt rsa_pss_saltlen:20", oid::kSha1, {0x30, 0}, 0},
+        {"another mask",
+         "-pkeyopt digest:sha256 -pkeyopt rsa_pss_saltlen:0 -pkeyopt rsa_mgf1_md:sha1",
+         oid::kSha256, PssDer(oid::kSha256, oid::kSha1, 0), 0},
+        {"wrong salt", sha256.c_str(), oid::kSha256, PssDer(oid::kSha256, oid::kSha256, 20),
+         Code(NTE_BAD_SIGNATURE)},
+        {"wrong mask", sha256.c_str(), oid::kSha256, PssDer(oid::kSha256, oid::kSha1, 32),
+         Code(NTE_BAD_SIGNATURE)},
+        {"digest of another signer", sha256.c_str(), oid::kSha256,
+         PssDer(oid::kSha384, oid::kSha256, 32), Code(NTE_BAD_ALGID)},
+        {"mask unknown", sha256.c_str(), oid::kSha256, PssDer(oid::kSha256, "1.2.3", 32),
+         Code(NTE_BAD_ALGID)},
+        {"no parameters", sha256.c_str(), oid::kSha256, {}, Code(NTE_BAD_ALGID)},
+        {"no sequence", sha256.c_str(), oid::kSha256, {5, 0}, Code(NTE_BAD_ALGID)},
+    };
+    const Workshop& workshop = Workshop::Get();
+    const EvpKey key = PublicKey(Row("rsa"));
+    for (const PssRow& row : rows) {
+        const Bytes digest = DigestOfPattern(row.digestOid);
+        workshop.Write("digest", digest);
+        ASSERT_TRUE(
+            workshop.Openssl("pkeyutl -sign -in digest -out signature -inkey rsa.key"
+                             " -pkeyopt rsa_padding_mode:pss " +
+                             std::string(row.options)))
+            << row.name;
+        EXPECT_EQ(CodeOf([&] {
+                      VerifyDigest(key.get(), {oid::kRsaPss, row.parameters}, row.digestOid, digest,
+                                   workshop.Read("signature"));
+                  }),
+                  row.expected)
+            << row.name;
+    }
+}
+
+TEST(Signatures, AlgorithmOfANewOne) {
+    struct {
+        const char* key;
+        const char* digest;
+        const char* oid;
+        Bytes parameters;
+    } const rows[] = {
+        {"rsa", oid::kSha256, oid::kRsa, {5, 0}},
+        {"p256", oid::kSha256, "1.2.840.10045.4.3.2", {}},
+        {"p256", oid::kSha512, "1.2.840.10045.4.3.4", {}},
+        {"gost2001", oid::kGostR3411_94, oid::kGostR3410_2001, {}},
+        {"gost256", oid::kGostR3411_2012_256, oid::kGostR3410_2012_256, {}},
+        {"gost512", oid::kGostR3411_2012_512, oid::kGostR3410_2012_512, {}},
+    };
+    for (const auto& row : rows) {
+        const Algorithm algorithm =
+            SignatureAlgorithmFor(PublicKey(Row(row.key)).get(), row.digest);
+        EXPECT_EQ(algorithm.oid, row.oid) << row.key;
+        EXPECT_EQ(algorithm.parameters, row.parameters) << row.key;
+    }
+}
+
+TEST(PublicKeys, DecodedRecordGivesTheSameKey) {
+    for (const KeyRow& row : KeyRows()) {
+        Make(row);
+        const Bytes der = Workshop::Get().Read(std::string(row.name) + ".pub");
+        ByteView rest = der;
+        ByteView inside = Take(rest).contents;
+        Algorithm algorithm = AlgorithmFrom(Take(inside).whole);
+        Bytes point = Copy(Take(inside).contents.subspan(1));
+        CERT_PUBLIC_KEY_INFO info{};
+        info.Algorithm.pszObjId = algorithm.oid.data();
+        info.Algorithm.Parameters = {static_cast<DWORD>(algorithm.parameters.size()),
+                                     algorithm.parameters.data()};
+        info.PublicKey = {static_cast<DWORD>(point.size()), point.data(), 0};
+        const EvpKey key = PublicKeyFromInfo(info);
+        EXPECT_EQ(EVP_PKEY_eq(key.get(), PublicKeyFromDer(der).get()), 1) << row.name;
+    }
+}
+
+TEST(PublicKeys, RefuseDamage) {
+    for (const KeyRow& row : KeyRows()) {
+        Make(row);
+        Bytes der = Workshop::Get().Read(std::string(row.name) + ".pub");
+        for (std::size_t size = 0; size < der.size(); ++size) {
+            EXPECT_EQ(CodeOf([&] { PublicKeyFromDer(ByteView(der).first(size)); }),
+                      Code(CRYPT_E_ASN1_BADTAG))
+                << row.name << " cut at " << size;
+        }
+        der.push_back(0);
+        EXPECT_EQ(CodeOf([&] { PublicKeyFromDer(der); }), Code(CRYPT_E_ASN1_BADTAG)) << row.name;
+    }
+    const Bytes unknown = Tlv(0x30, {AlgorithmDer({"1.2.3.4", {}}), Bytes{0x03, 0x02, 0x00, 0x01}});
+    EXPECT_EQ(CodeOf([&] { PublicKeyFromDer(unknown); }), Code(NTE_BAD_ALGID));
+}
+
+}  // namespace
+}  // namespace platform::test

@@ -1,0 +1,323 @@
+// The two sides as a process sees them, through the exported calls.
+#include "registry/registry.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+
+#include "base/error.h"
+#include "base/handle.h"
+
+namespace platform {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kTypes = "SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider Types";
+
+class RegistryTest : public testing::Test {
+  protected:
+    void SetUp() override {
+        char name[] = "/tmp/kestrel-registry-XXXXXX";
+        ASSERT_NE(mkdtemp(name), nullptr);
+        folder_ = name;
+        fs::create_directory(folder_ / "user");
+        fs::create_directory(folder_ / "machine");
+        setenv("KESTREL_HOME", (folder_ / "user").c_str(), 1);
+        setenv("KESTREL_MACHINE_HOME", (folder_ / "machine").c_str(), 1);
+        ForgetRegistry();
+    }
+    void TearDown() override {
+        EXPECT_EQ(LiveHandles(), 0U);
+        fs::remove_all(folder_);
+    }
+
+    void WriteSide(const char* side, const std::string& body) {
+        WriteFile(folder_ / side / "registry.reg", body);
+        ForgetRegistry();
+    }
+    static void WriteFile(const fs::path& file, const std::string& body) {
+        std::ofstream(file, std::ios::binary) << "Windows Registry Editor Version 5.00\r\n\r\n"
+                                              << body;
+    }
+
+    fs::path folder_;
+};
+
+// An open key; null after a failure.
+class Key {
+  public:
+    Key(HKEY root, const char* path, REGSAM access = KEY_READ) {
+        status_ = RegOpenKeyExA(root, path, 0, access, &key_);
+    }
+    ~Key() {
+        if (status_ == 0) EXPECT_EQ(RegCloseKey(key_), 0);
+    }
+    Key(const Key&) = delete;
+    Key& operator=(const Key&) = delete;
+    [[nodiscard]] HKEY Get() const { return key_; }
+    [[nodiscard]] LSTATUS Status() const { return status_; }
+
+  private:
+    HKEY key_ = nullptr;
+    LSTATUS status_ = 0;
+};
+
+std::vector<std::string> KeysBelow(HKEY key) {
+    std::vector<std::string> names;
+    for (DWORD index = 0;; ++index) {
+        char name[257];
+        DWORD size = sizeof name;
+        const LSTATUS status =
+            RegEnumKeyExA(key, index, name, &size, nullptr, nullptr, nullptr, nullptr);
+        if (status != 0) {
+            EXPECT_EQ(status, ERROR_NO_MORE_ITEMS);
+            return names;
+        }
+        EXPECT_EQ(size, std::string(name).size());
+        names.emplace_back(name);
+    }
+}
+
+std::string TextAt(HKEY root, const std::string& path, const char* name) {
+    const Key key(root, path.c_str());
+    char text[200] = {};
+    DWORD size = sizeof text;
+    const LSTATUS status =
+        RegQueryValueExA(key.Get(), name, nullptr, nullptr, reinterpret_cast<BYTE*>(text), &size);
+    return status == 0 ? text : "(" + std::to_string(status) + ")";
+}
+
+using Names = std::vector<std::string>;
+
+TEST_F(RegistryTest, ProviderTypesAreListedAndMerged) {
+    const Names builtIn = {"Type 001", "Type 016", "Type 024", "Type 075", "Type 080", "Type 081"};
+    EXPECT_EQ(KeysBelow(Key(HKEY_LOCAL_MACHINE, kTypes).Get()), builtIn);
+    EXPECT_NE(TextAt(HKEY_LOCAL_MACHINE, std::string(kTypes) + "\\Type 080", "Name"), "(2)");
+
+    const std::string path = std::string("HKEY_LOCAL_MACHINE\\") + kTypes;
+    WriteSide("machine", "[-" + path + "\\type 075]\r\n[" + path +
+                             "\\Type 003]\r\n\"Name\"=\"Other\"\r\n[" + path +
+                             "\\TYPE 001]\r\n\"NAME\"=\"Mine\"\r\n");
+    const Names merged = {"Type 001", "Type 003", "Type 016", "Type 024", "Type 080", "Type 081"};
+    EXPECT_EQ(KeysBelow(Key(HKEY_LOCAL_MACHINE,
+                            "software\\MICROSOFT\\cryptography\\defaults\\"
+                            "provider types")
+                            .Get()),
+              merged);
+    EXPECT_EQ(TextAt(HKEY_LOCAL_MACHINE, std::string(kTypes) + "\\Type 003", "name"), "Other");
+    EXPECT_EQ(TextAt(HKEY_LOCAL_MACHINE, std::string(kTypes) + "\\Type 001", "Name"), "Mine");
+}
+
+TEST_F(RegistryTest, LaterFilesWin) {
+    WriteFile(folder_ / "first",
+              "[HKEY_LOCAL_MACHINE\\P]\r\n\"a\"=\"1\"\r\n\"b\"=\"1\"\r\n"
+              "[HKEY_LOCAL_MACHINE\\P\\Q]\r\n\"c\"=\"1\"\r\n");
+    WriteFile(folder_ / "second",
+              "[HKEY_LOCAL_MACHINE\\p]\r\n\"A\"=\"2\"\r\n\"b\"=-\r\n"
+              "[-HKEY_LOCAL_MACHINE\\P\\Q]\r\n[HKEY_CURRENT_USER\\P]\r\n\"a\"=\"user\"\r\n");
+    const std::vector<fs::path> files = {folder_ / "absent", folder_ / "first", folder_ / "second"};
+    const RegistryTree tree = LoadTree(Side::Machine, files);
+    const auto key = FindKey(tree.Root(), "P");
+    ASSERT_NE(key, nullptr);
+    ASSERT_EQ(key->values.size(), 1U);
+    EXPECT_EQ(TextOf(*key->FindValue("a")), "2");
+    EXPECT_TRUE(key->keys.empty());
+    EXPECT_EQ(RegistryFiles(Side::Machine), (std::vector<fs::path>{folder_ / "machine/registry.reg",
+                                                                   "/etc/kestrel/registry.reg"}));
+}
+
+TEST_F(RegistryTest, SidesDoNotMix) {
+    WriteSide(
+        "user",
+        "[HKEY_CURRENT_USER\\S]\r\n\"v\"=\"u\"\r\n[HKEY_LOCAL_MACHINE\\S]\r\n\"v\"=\"x\"\r\n");
+    WriteSide("machine", "[HKEY_LOCAL_MACHINE\\S]\r\n\"v\"=\"m\"\r\n");
+    EXPECT_EQ(TextAt(HKEY_CURRENT_USER, "S", "v"), "u");
+    EXPECT_EQ(TextAt(HKEY_LOCAL_MACHINE, "S", "v"), "m");
+}
+
+TEST_F(RegistryTest, OpeningKeys) {
+    WriteSide("user", "[HKEY_CURRENT_USER\\A\\\xD0\x91]\r\n");
+    const struct {
+        const char* name;
+        HKEY root;
+        const char* path;
+        REGSAM access;
+        LSTATUS status;
+    } rows[] = {
+        {"found", HKEY_CURRENT_USER, "A", KEY_READ, 0},
+        {"folded Cyrillic", HKEY_CURRENT_USER, "a\\\xD0\xB1", KEY_QUERY_VALUE, 0},
+        {"the root itself", HKEY_CURRENT_USER, nullptr, KEY_READ, 0},
+        {"missing", HKEY_CURRENT_USER, "B", KEY_READ, ERROR_FILE_NOT_FOUND},
+        {"below a missing one", HKEY_CURRENT_USER, "B\\C", KEY_READ, ERROR_FILE_NOT_FOUND},
+        {"other side", HKEY_LOCAL_MACHINE, "A", KEY_READ, ERROR_FILE_NOT_FOUND},
+        {"classes", HKEY_CLASSES_ROOT, "A", KEY_READ, ERROR_FILE_NOT_FOUND},
+        {"for writing", HKEY_CURRENT_USER, "A", KEY_WRITE, ERROR_ACCESS_DENIED},
+        {"no handle", nullptr, "A", KEY_READ, ERROR_INVALID_HANDLE},
+    };
+    for (const auto& row : rows) {
+        const Key key(row.root, row.path, row.access);
+        EXPECT_EQ(key.Status(), row.status) << row.name;
+    }
+    HKEY wide = nullptr;
+    ASSERT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"a\\\x411", 0, KEY_READ, &wide), 0);
+    EXPECT_EQ(RegCloseKey(wide), 0);
+    EXPECT_EQ(RegCloseKey(wide), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(RegCloseKey(HKEY_CURRENT_USER), 0);
+    EXPECT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "A", 0, KEY_READ, nullptr), ERROR_INVALID_PARAMETER);
+}
+
+TEST_F(RegistryTest, SizesOfValues) {
+    WriteSide("user",
+              "[HKEY_CURRENT_USER\\S]\r\n\"text\"=\"a\xD0\x91\"\r\n\"number\"=dword:5\r\n"
+              "\"torn\"=hex(1):61,00,62\r\n\"open\"=hex(1):61,00\r\n@=hex:01,02,03\r\n");
+    const struct {
+        const char* name;
+        const char* value;
+        DWORD type;
+        DWORD narrow;  // bytes, the terminator included
+        DWORD wide;
+    } rows[] = {
+        {"text", "TEXT", REG_SZ, 4, 3 * sizeof(WCHAR)},
+        {"number", "number", REG_DWORD, 4, 4},
+        {"odd byte stays odd", "torn", REG_SZ, 2, sizeof(WCHAR) + 1},
+        {"no terminator is added", "open", REG_SZ, 1, sizeof(WCHAR)},
+        {"default", "", REG_BINARY, 3, 3},
+    };
+    const Key key(HKEY_CURRENT_USER, "S");
+    for (const auto& row : rows) {
+        for (const bool wide : {false, true}) {
+            const DWORD need = wide ? row.wide : row.narrow;
+            const std::wstring wideName(row.value, row.value + std::string(row.value).size());
+            BYTE data[64];
+            const auto query = [&](BYTE* buffer, DWORD* size, DWORD* type) {
+                return wide ? RegQueryValueExW(key.Get(), wideName.c_str(), nullptr, type, buffer,
+                                               size)
+                            : RegQueryValueExA(key.Get(), row.value, nullptr, type, buffer, size);
+            };
+            DWORD type = 99;
+            DWORD size = 0;
+            EXPECT_EQ(query(nullptr, &size, &type), 0) << row.name;
+            EXPECT_EQ(size, need) << row.name << wide;
+            EXPECT_EQ(type, row.type) << row.name;
+            size = need - 1;
+            EXPECT_EQ(query(data, &size, nullptr), ERROR_MORE_DATA) << row.name;
+            EXPECT_EQ(size, need) << row.name;
+            EXPECT_EQ(query(data, &size, nullptr), 0) << row.name;
+            size = sizeof data;
+            EXPECT_EQ(query(data, &size, nullptr), 0) << row.name;
+            EXPECT_EQ(size, need) << row.name;
+            EXPECT_EQ(query(data, nullptr, nullptr), ERROR_INVALID_PARAMETER) << row.name;
+            EXPECT_EQ(query(nullptr, nullptr, &type), 0) << row.name;
+        }
+    }
+    wchar_t text[3] = {};
+    DWORD size = sizeof text;
+    SetLastError(4711);
+    ASSERT_EQ(RegQueryValueExW(key.Get(), L"text", nullptr, nullptr, reinterpret_cast<BYTE*>(text),
+                               &size),
+              0);
+    EXPECT_EQ(std::wstring(text), L"a\x411");
+    EXPECT_EQ(RegQueryValueExA(key.Get(), "none", nullptr, nullptr, nullptr, nullptr),
+              ERROR_FILE_NOT_FOUND);
+    DWORD reserved = 0;
+    EXPECT_EQ(RegQueryValueExA(key.Get(), "text", &reserved, nullptr, nullptr, nullptr),
+              ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(GetLastError(), 4711U);
+}
+
+TEST_F(RegistryTest, SizesOfNames) {
+    WriteSide("user",
+              "[HKEY_CURRENT_USER\\S]\r\n\"v\xD0\x91\"=dword:5\r\n"
+              "[HKEY_CURRENT_USER\\S\\Beta]\r\n[HKEY_CURRENT_USER\\S\\alpha]\r\n");
+    const Key key(HKEY_CURRENT_USER, "S");
+    EXPECT_EQ(KeysBelow(key.Get()), (Names{"alpha", "Beta"}));
+    const struct {
+        const char* name;
+        DWORD size;
+        LSTATUS status;
+    } rows[] = {{"one short", 5, ERROR_MORE_DATA}, {"exact", 6, 0}, {"zero", 0, ERROR_MORE_DATA}};
+    for (const auto& row : rows) {
+        char narrow[8];
+        wchar_t wide[8];
+        char className[4] = "xyz";
+        DWORD classSize = sizeof className;
+        FILETIME time{1, 1};
+        DWORD size = row.size;
+        EXPECT_EQ(RegEnumKeyExA(key.Get(), 0, narrow, &size, nullptr, className, &classSize, &time),
+                  row.status)
+            << row.name;
+        EXPECT_EQ(size, row.status == 0 ? 5 : row.size) << row.name;
+        if (row.status == 0) EXPECT_STREQ(className, "");
+        size = row.size;
+        EXPECT_EQ(RegEnumKeyExW(key.Get(), 0, wide, &size, nullptr, nullptr, nullptr, nullptr),
+                  row.status)
+            << row.name;
+    }
+    wchar_t name[3];
+    BYTE data[4];
+    DWORD nameSize = 3;
+    DWORD dataSize = 4;
+    DWORD type = 0;
+    EXPECT_EQ(RegEnumValueW(key.Get(), 0, name, &nameSize, nullptr, &type, data, &dataSize), 0);
+    EXPECT_EQ(std::wstring(name), L"v\x411");
+    EXPECT_EQ(nameSize, 2U);
+    EXPECT_EQ(data[0], 5);
+    nameSize = 2;
+    EXPECT_EQ(RegEnumValueW(key.Get(), 0, name, &nameSize, nullptr, nullptr, nullptr, nullptr),
+              ERROR_MORE_DATA);
+    EXPECT_EQ(RegEnumValueW(key.Get(), 1, name, &nameSize, nullptr, nullptr, nullptr, nullptr),
+              ERROR_NO_MORE_ITEMS);
+    DWORD keys = 0;
+    DWORD longestKey = 0;
+    DWORD values = 0;
+    DWORD longestName = 0;
+    DWORD largest = 0;
+    EXPECT_EQ(RegQueryInfoKeyW(key.Get(), nullptr, nullptr, nullptr, &keys, &longestKey, nullptr,
+                               &values, &longestName, &largest, nullptr, nullptr),
+              0);
+    EXPECT_EQ((std::vector<DWORD>{keys, longestKey, values, longestName, largest}),
+              (std::vector<DWORD>{2, 5, 1, 2, 4}));
+    EXPECT_EQ(RegQueryInfoKeyA(key.Get(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                               nullptr, &longestName, nullptr, nullptr, nullptr),
+              0);
+    EXPECT_EQ(longestName, 3U);
+}
+
+TEST_F(RegistryTest, ADamagedFileIsAnErrorAndNeverEmpty) {
+    WriteSide("user", "[HKEY_CURRENT_USER\\S]\r\ngarbage\r\n");
+    HKEY key = nullptr;
+    EXPECT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "S", 0, KEY_READ, &key), ERROR_BADDB);
+    EXPECT_EQ(LastErrorDetail(ERROR_BADDB), (folder_ / "user/registry.reg").string() + ", line 4");
+    EXPECT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "S", 0, KEY_READ, &key), ERROR_BADDB);
+    fs::remove(folder_ / "user/registry.reg");
+    fs::create_directory(folder_ / "user/registry.reg");
+    EXPECT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "S", 0, KEY_READ, &key), ERROR_ACCESS_DENIED);
+}
+
+TEST_F(RegistryTest, OwnFileIsChangedAndSaved) {
+    const std::string hidden = std::string("HKEY_LOCAL_MACHINE\\") + kTypes + "\\Type 001";
+    RegistryDocument document = LoadOwnDocument(Side::Machine);
+    document.DeleteKey(hidden);
+    document.Set("HKEY_LOCAL_MACHINE\\Software\\K", NumberValue("n", 7));
+    SaveOwnDocument(Side::Machine, document);
+    EXPECT_EQ(ReadMachineDword("software\\k", "N"), DWORD{7});
+    EXPECT_EQ(KeysBelow(Key(HKEY_LOCAL_MACHINE, kTypes).Get()).size(), 5U);
+
+    document = LoadOwnDocument(Side::Machine);
+    document.Set("HKEY_LOCAL_MACHINE\\Software\\K", NumberValue("n", 8));
+    const Key open(HKEY_LOCAL_MACHINE, "Software\\K");
+    SaveOwnDocument(Side::Machine, document);
+    EXPECT_EQ(ReadMachineDword("Software\\K", "n"), DWORD{8});
+    // A key that is open shows what it showed.
+    DWORD number = 0;
+    DWORD size = sizeof number;
+    EXPECT_EQ(RegQueryValueExA(open.Get(), "n", nullptr, nullptr, reinterpret_cast<BYTE*>(&number),
+                               &size),
+              0);
+    EXPECT_EQ(number, 7U);
+}
+
+}  // namespace
+}  // namespace platform

@@ -1,0 +1,234 @@
+#include "selection/providers.h"
+
+#include <cstdio>
+#include <fstream>
+
+#include "front/catalogue.h"
+#include "support.h"
+
+namespace selection_tests {
+
+namespace {
+
+class Providers : public SelectionTest {
+  protected:
+    void WriteMachineRegistry(const std::vector<std::string>& subkeys) const {
+        std::filesystem::create_directories(folder / "machine");
+        std::ofstream file(folder / "machine" / "registry.reg");
+        file << "Windows Registry Editor Version 5.00\r\n";
+        for (const std::string& subkey : subkeys) {
+            file << "\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Cryptography\\Defaults\\"
+                    "Provider Types\\"
+                 << subkey << "]\r\n";
+        }
+    }
+};
+
+std::uint32_t ListTypes(int rounds) {
+    for (int round = 0; round < rounds; ++round) {
+        DWORD type = 0;
+        for (DWORD index = 0; kestrel::EnumDefaultProviderTypes(index, type) == 1; ++index) {
+            std::printf(" %u", static_cast<unsigned>(type));
+        }
+        std::printf("; ");
+    }
+    return GetLastError();
+}
+
+TEST_F(Providers, TypesComeFromTheRegistry) {
+    Outcome run = RunPiped("", [] { return ListTypes(2); });
+    EXPECT_EQ(run.output, " 1 16 24 75 80 81;  1 16 24 75 80 81; ");
+    EXPECT_EQ(run.code, static_cast<std::uint32_t>(ERROR_NO_MORE_ITEMS));
+
+    // What is no type is passed over, and stays counted in the next round.
+    WriteMachineRegistry({"Type 000", "Type 77", "Typ 0123", "Type abc", "Type 090"});
+    run = RunPiped("", [] { return ListTypes(1); });
+    EXPECT_EQ(run.output, " 1 16 24 75 80 81 90; ");
+    run = RunPiped("", [] { return ListTypes(2); });
+    const std::string second = run.output.substr(run.output.find(';') + 1);
+    EXPECT_NE(second, "  1 16 24 75 80 81 90; ");
+}
+
+TEST_F(Providers, AlgorithmsOfACertificate) {
+    constexpr DWORD kHash = CRYPT_HASH_ALG_OID_GROUP_ID;
+    constexpr DWORD kCipher = CRYPT_ENCRYPT_ALG_OID_GROUP_ID;
+    constexpr std::uint32_t kNone = 0x20000134;
+    const struct {
+        const char* certificate;
+        DWORD group;
+        std::uint32_t code;
+        const char* oid;
+    } rows[] = {{"rsa", kHash, 0, "2.16.840.1.101.3.4.2.1"},
+                {"rsa", kCipher, 0, "2.16.840.1.101.3.4.1.42"},
+                {"alpha", kHash, 0, "2.16.840.1.101.3.4.2.1"},
+                {"alpha", kCipher, kNone, ""},
+                {"gost2001", kHash, 0, "1.2.643.2.2.9"},
+                {"gost2001", kCipher, 0, "1.2.643.2.2.21"},
+                {"gost256", kHash, 0, "1.2.643.7.1.1.2.2"},
+                {"gost256", kCipher, 0, "1.2.643.2.2.21"},
+                {"gost512", kHash, 0, "1.2.643.7.1.1.2.3"},
+                {"gost512", kCipher, 0, "1.2.643.2.2.21"},
+                {"ed", kHash, kNone, ""}};
+    for (const auto& row : rows) {
+        const Outcome run = RunPiped("", [&]() -> std::uint32_t {
+            BYTE unset[] = {1};
+            CRYPT_ALGORITHM_IDENTIFIER algorithm{nullptr, {1, unset}};
+            const DWORD code = kestrel::FindAlgorithmForCertificate(FixtureContext(row.certificate),
+                                                                    row.group, algorithm);
+            if (code) return code;
+            std::printf("%s", algorithm.pszObjId);
+            return algorithm.Parameters.cbData;
+        });
+        EXPECT_EQ(run.output, row.oid) << row.certificate << row.group;
+        EXPECT_EQ(run.code, row.code) << row.certificate << row.group;
+    }
+}
+
+// Prints the type of the provider found.
+std::uint32_t FindAndTell(ALG_ID algorithm) {
+    const HCRYPTPROV provider = kestrel::FindProviderForAlgorithm(algorithm);
+    DWORD type = 0;
+    DWORD size = sizeof(type);
+    if (!provider ||
+        !CryptGetProvParam(provider, PP_PROVTYPE, reinterpret_cast<BYTE*>(&type), &size, 0)) {
+        return 1;
+    }
+    std::printf("%u", static_cast<unsigned>(type));
+    return CryptReleaseContext(provider, 0) ? 0 : 2;  // a reference of the caller's own
+}
+
+TEST_F(Providers, TheFirstProviderThatKnowsAnAlgorithm) {
+    EXPECT_EQ(RunPiped("", [] { return FindAndTell(0); }).output, "1");
+    EXPECT_EQ(RunPiped("", [] { return FindAndTell(CALG_SHA_256); }).output, "1");
+    EXPECT_EQ(RunPiped("", [] { return FindAndTell(CALG_ECDSA); }).output, "16");
+    // Known to nobody: the last one tried comes back.
+    const Outcome unknown = RunPiped("", [] { return FindAndTell(0x8123); });
+    EXPECT_EQ(unknown.output, "81");
+    EXPECT_EQ(unknown.code, 0U);
+}
+
+TEST_F(Providers, HashAlgorithmOfTheHashProvider) {
+    const auto ask = [](DWORD type, const char* name) {
+        return RunPiped("", [type, name]() -> std::uint32_t {
+            kestrel::hashProviderType = type;
+            kestrel::hashProviderName = name;
+            const int known = kestrel::ProviderHasHashAlgorithm();
+            std::printf("%d %04x", known, kestrel::hashAlgorithm.aiAlgid);
+            return 0;
+        });
+    };
+    EXPECT_EQ(kestrel::hashProviderType, 75U);
+    EXPECT_EQ(ask(24, nullptr).output, "1 800c");
+    EXPECT_EQ(ask(16, nullptr).output, "1 800c");
+    EXPECT_EQ(ask(0, nullptr).output, "1 0000") << "cannot be opened";
+    EXPECT_EQ(ask(24, "No such provider").output, "1 0000");
+    EXPECT_EQ(ask(75, nullptr).output.substr(0, 3), "1 8");
+}
+
+// ---- containers --------------------------------------------------------------------
+
+void CreateContainers(const std::vector<const char*>& names) {
+    const Outcome made = RunPiped("", [&]() -> std::uint32_t {
+        for (const char* name : names) {
+            HCRYPTPROV provider = 0;
+            if (!CryptAcquireContextA(&provider, name, nullptr, 24, CRYPT_NEWKEYSET)) {
+                return GetLastError();
+            }
+            CryptReleaseContext(provider, 0);
+        }
+        return 0;
+    });
+    ASSERT_EQ(made.code, 0U);
+}
+
+TEST_F(Providers, ContainersAreChosenByNumber) {
+    CreateContainers({"first box", "second", "third one with a longer name"});
+    const std::string list =
+        "Please, choose container (type its number and press [ENTER]).\n\n"
+        "#1: first box\n#2: second\n#3: third one with a longer name\nNumber:";
+    const struct {
+        const char* name;
+        DWORD type;
+        DWORD flags;
+        const char* input;
+        std::uint32_t code;
+        std::string output;
+    } rows[] = {
+        {"the first", 24, 0, "1\r", 0, list + "1\n<first box>"},
+        {"the last", 24, 0, "3\r", 0, list + "3\n<third one with a longer name>"},
+        {"out of range", 24, 0, "4\r", 0x20000130,
+         list + "4\nError: Wrong number. (0x20000130)\n<>"},
+        {"escape", 24, 0, "\x1B", 0x20000066, list + "\nError: Canceled by user. (0x20000066)\n<>"},
+        {"an empty side", 24, CRYPT_MACHINE_KEYSET, "", 0x200002BD,
+         "Please, choose container (type its number and press [ENTER]).\n\n"
+         "Error: Containers not found. (0x200002BD)\n<>"}};
+    for (const auto& row : rows) {
+        const Outcome run = RunPiped(row.input, [&]() -> std::uint32_t {
+            std::unique_ptr<char[]> name;
+            const DWORD code = kestrel::ChooseContainer(row.type, nullptr, row.flags, name);
+            std::printf("<%s>", name ? name.get() : "");
+            return code;
+        });
+        EXPECT_EQ(run.output, row.output) << row.name;
+        EXPECT_EQ(run.code, row.code) << row.name;
+    }
+    const Outcome noType = RunPiped("", []() -> std::uint32_t {
+        std::unique_ptr<char[]> name;
+        return kestrel::ChooseContainer(0, nullptr, 0, name);
+    });
+    EXPECT_EQ(noType.output.substr(0, 7), "Error: ");
+    EXPECT_GE(noType.code, 0x80090000U);
+}
+
+// Makes a key in the container "box" under the given password, or opens the one there.
+std::uint32_t UseBox(const Keys& keys, DWORD keySpec, DWORD flags) {
+    GiveKeys(keys);
+    HCRYPTPROV provider = 0;
+    HCRYPTKEY key = 0;
+    if (!CryptAcquireContextA(&provider, "box", nullptr, 24, flags)) return GetLastError();
+    if (const DWORD code = kestrel::SetContainerPin(provider, keySpec)) return code;
+    const BOOL done = flags & CRYPT_NEWKEYSET ? CryptGenKey(provider, keySpec, 2048U << 16, &key)
+                                              : CryptGetUserKey(provider, keySpec, &key);
+    DWORD bits = 0;
+    DWORD size = sizeof(bits);
+    // The length is known to who can open the key.
+    return done && CryptGetKeyParam(key, KP_KEYLEN, reinterpret_cast<BYTE*>(&bits), &size, 0)
+               ? 0
+               : GetLastError();
+}
+
+TEST_F(Providers, ThePasswordReachesTheContainer) {
+    const struct {
+        const char* name;
+        Keys keys;
+        std::uint32_t code;
+        const char* output;
+    } rows[] = {{"right", {{"pin", "right"}}, 0, ""},
+                {"wrong", {{"pin", "wrong"}}, 0x8010006B, ""},
+                {"empty", {{"pin", ""}}, 0x8010006B, ""},
+                {"none, and the provider may not ask", {}, 0x80090022, ""},
+                {"no console to ask on",
+                 {{"askpin"}},
+                 0x20000135,
+                 "Enter pin for container Error: Error while getting pin. (0x20000135)\n"}};
+    for (const DWORD keySpec : {AT_KEYEXCHANGE, AT_SIGNATURE}) {
+        SetUp();
+        EXPECT_EQ(RunPiped("",
+                           [&] {
+                               return UseBox({{"pin", "right"}}, keySpec, CRYPT_NEWKEYSET);
+                           })
+                      .code,
+                  0U);
+        for (const auto& row : rows) {
+            const Outcome run =
+                RunPiped("", [&] { return UseBox(row.keys, keySpec, CRYPT_SILENT); });
+            EXPECT_EQ(run.code, row.code) << row.name << keySpec;
+            EXPECT_EQ(run.output, row.output) << row.name << keySpec;
+        }
+        TearDown();
+    }
+}
+
+}  // namespace
+
+}  // namespace selection_tests

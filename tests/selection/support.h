@@ -1,0 +1,72 @@
+// A place to run selection routines in: each run is a process of its own with fresh
+// global state, fixed input and captured output, over the stores of a temporary home.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "front/state.h"
+
+namespace selection_tests {
+
+struct Outcome {
+    std::uint32_t code = 0;
+    std::string output;
+};
+
+// Runs without any terminal; `input` is the standard input. The program's text and what
+// the routine prints itself come back together. A run that dies fails the test.
+Outcome RunPiped(const std::string& input, const std::function<std::uint32_t()>& routine);
+
+// Runs on a terminal of its own. The second part of each entry is typed once the output
+// holds the first.
+using Typing = std::vector<std::pair<std::string, std::string>>;
+Outcome RunOnTerminal(const Typing& typed, const std::function<std::uint32_t()>& routine);
+
+// A key as it stands on the command line; values are copied, as the frame does.
+struct Key {
+    const char* word;
+    const char* value = nullptr;
+};
+using Keys = std::vector<Key>;
+void GiveKeys(const Keys& keys);
+// The words left in the set, each behind a blank.
+std::string LeftKeys();
+
+// Certificates that the openssl command made once for the whole test program, all but the
+// dated ones valid from 2009-01-02 03:04:05 to 2099-12-31 23:59:59.
+//   alpha O=Works,CN=Alpha   beta O=Works,CN=Beta   both O=Alpha Beta,CN=Both
+//   lonely CN=Alpha Lonely   old CN=Old (to 2010)   rsa, gost2001, gost256, gost512, ed
+//   leaf CN=Leaf, issued by ca CN=Issuer, whose list is ca.crl
+std::filesystem::path FixtureFile(const std::string& name);
+std::string ReadBytes(const std::filesystem::path& file);
+std::string FixtureDer(const std::string& name);
+PCCERT_CONTEXT FixtureContext(const std::string& name);
+
+// Names of the fixtures in a list of contexts, each behind a blank.
+std::string NamesOf(const kestrel::FoundCertificates& certificates);
+std::string NamesInStore(DWORD side, const wchar_t* store);
+
+class SelectionTest : public testing::Test {
+  protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    void Fill(DWORD side, const wchar_t* store, const std::vector<std::string>& names);
+    void FillUser(const wchar_t* store, const std::vector<std::string>& names) {
+        Fill(CERT_SYSTEM_STORE_CURRENT_USER, store, names);
+    }
+
+    std::filesystem::path folder;
+};
+
+inline const std::string kDates = "Valid from 02.01.2009 03:04:05 to 31.12.2099 23:59:59\n\n";
+
+}  // namespace selection_tests

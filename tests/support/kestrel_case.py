@@ -1,0 +1,166 @@
+"""Runs the built programs as a user does: a temporary home, exact output bytes."""
+
+import os
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+KESTREL = os.environ.get("KESTREL", "kestrel")
+KESTRELCTL = os.environ.get("KESTRELCTL", "kestrelctl")
+VERSION_LINE_END = b".\nCommand prompt Utility for data protection.\n"
+OK = b"[ReturnCode: 0]\n"
+
+# How `openssl genpkey` is asked for a key of each kind, and the digest of its certificate.
+KEYS = {
+    "rsa": ("RSA", ["rsa_keygen_bits:2048"]),
+    "ec": ("EC", ["ec_paramgen_curve:P-256"]),
+    "gost2001": ("gost2001", ["paramset:A"]),
+    "gost256": ("gost2012_256", ["paramset:A"]),
+    "gost512": ("gost2012_512", ["paramset:A"]),
+}
+ALL_KEYS = tuple(KEYS)
+# Keys that can receive encrypted messages.
+TRANSPORT_KEYS = ("rsa", "gost2001", "gost256", "gost512")
+
+ENGINE_CONFIG = """openssl_conf = top
+[top]
+engines = engines
+[engines]
+gost = gost
+[gost]
+engine_id = gost
+default_algorithms = ALL
+[req]
+distinguished_name = name
+[name]
+"""
+
+
+def error_line(text, code):
+    return b"Error: " + text + b" (0x%X)\n" % code
+
+
+def closing(code):
+    return OK if code == 0 else b"[ErrorCode: 0x%08x]\n" % code
+
+
+def exit_status(code):
+    return (code & 0xFF) or (255 if code else 0)
+
+
+class KestrelCase(unittest.TestCase):
+    """A test in a folder of its own, with empty user and machine sides."""
+
+    def setUp(self):
+        self.folder = tempfile.mkdtemp(prefix="kestrel-")
+        self.addCleanup(shutil.rmtree, self.folder, True)
+        self.home = self.path("home")
+        self.env = {k: v for k, v in os.environ.items() if not k.startswith(("LC_", "LANG"))}
+        self.env.update(KESTREL_HOME=self.home, KESTREL_MACHINE_HOME=self.path("machine"))
+        self.env.pop("OPENSSL_CONF", None)
+        with open(self.path("engine.cnf"), "w", encoding="ascii") as config:
+            config.write(ENGINE_CONFIG)
+
+    def path(self, name):
+        return os.path.join(self.folder, name)
+
+    def write(self, name, content):
+        with open(self.path(name), "wb") as file:
+            file.write(content)
+        return self.path(name)
+
+    def read(self, name):
+        with open(self.path(name), "rb") as file:
+            return file.read()
+
+    def raw(self, *args, stdin=b"", env=None):
+        """Runs kestrel in the test's folder; nothing may ever be on standard error."""
+        done = subprocess.run([KESTREL, *args], cwd=self.folder, env={**self.env, **(env or {})},
+                              input=stdin, capture_output=True, timeout=300, check=False)
+        self.assertEqual(done.stderr, b"", f"{args}: something on standard error")
+        return done.returncode, done.stdout
+
+    def kestrel(self, *args, stdin=b"", env=None):
+        """Exit status and what was printed behind the two banner lines."""
+        status, output = self.raw(*args, stdin=stdin, env=env)
+        banner, end, body = output.partition(VERSION_LINE_END)
+        self.assertTrue(end and b"\n" not in banner, f"{args}: no banner in {output!r}")
+        return status, body
+
+    def expect(self, args, code, body, stdin=b""):
+        """The whole output behind the banner, byte for byte, and the exit status."""
+        status, output = self.kestrel(*args, stdin=stdin)
+        self.assertEqual(output, body + closing(code), f"{args}")
+        self.assertEqual(status, exit_status(code), f"{args}")
+
+    def succeed(self, *args, stdin=b""):
+        status, body = self.kestrel(*args, stdin=stdin)
+        self.assertTrue(status == 0 and body.endswith(OK), f"{args}: {status} {body!r}")
+        return body
+
+    def fail_with(self, code, *args, stdin=b""):
+        status, body = self.kestrel(*args, stdin=stdin)
+        self.assertTrue(body.endswith(closing(code)), f"{args}: {status} {body!r}")
+        self.assertEqual(status, exit_status(code), f"{args}")
+        return body
+
+    def ctl(self, *args, stdin=b"", status=0):
+        done = subprocess.run([KESTRELCTL, *args], cwd=self.folder, env=self.env, input=stdin,
+                              capture_output=True, timeout=120, check=False)
+        self.assertEqual(done.returncode, status, f"{args}: {done.stdout!r} {done.stderr!r}")
+        return done.stdout if status == 0 else done.stderr
+
+    def openssl(self, *args, status=0, stdin=b""):
+        done = subprocess.run(["openssl", *args], cwd=self.folder, input=stdin,
+                              env={**self.env, "OPENSSL_CONF": self.path("engine.cnf")},
+                              capture_output=True, timeout=300, check=False)
+        if status is not None:
+            self.assertEqual(done.returncode, status, f"openssl {args}: {done.stderr!r}")
+        return done.returncode, done.stdout
+
+    def make_certificate(self, kind, name):
+        """NAME.key and NAME.pem, self-signed, by openssl alone."""
+        algorithm, options = KEYS[kind]
+        arguments = ["genpkey", "-algorithm", algorithm, "-out", f"{name}.key"]
+        for option in options:
+            arguments += ["-pkeyopt", option]
+        self.openssl(*arguments)
+        self.openssl("req", "-x509", "-new", "-key", f"{name}.key", "-subj", f"/CN={name}",
+                     "-days", "30", "-out", f"{name}.pem", "-addext", "basicConstraints=CA:FALSE",
+                     "-addext", "keyUsage=digitalSignature,keyEncipherment,dataEncipherment")
+
+    def make_identity(self, kind, name, pin=None, trust=True):
+        """An identity made by openssl and taken in from its PKCS #12 file."""
+        self.make_certificate(kind, name)
+        self.openssl("pkcs12", "-export", "-inkey", f"{name}.key", "-in", f"{name}.pem",
+                     "-out", f"{name}.p12", "-passout", "pass:transfer")
+        arguments = ["identity", "import", f"{name}.p12", "--password", "transfer",
+                     "--container", name]
+        arguments += ["--pin", pin] if pin is not None else []
+        arguments += ["--trust"] if trust else []
+        self.ctl(*arguments)
+
+
+
+    # ---- what the program prints ---------------------------------------------------
+
+    def summary(self, name):
+        """The standard showing of NAME.pem: subject, validity, a blank line."""
+        _, text = self.openssl("x509", "-in", f"{name}.pem", "-noout", "-dates", "-dateopt",
+                               "iso_8601")
+        times = [line.partition("=")[2] for line in text.decode().splitlines()]
+        start, end = (f"{t[8:10]}.{t[5:7]}.{t[0:4]} {t[11:19]}" for t in times)
+        return f"RDN:{name}\nValid from {start} to {end}\n\n".encode()
+
+    def chosen(self, name, checked=True):
+        """The lines of a search that found exactly NAME.pem."""
+        chains = b"Certificate chains are checked.\n" if checked else b""
+        return b"\nThe following certificate will be used:\n" + self.summary(name) + chains
+
+
+def progress(size, chunk=65536):
+    """The percents of a file of `size` bytes that is read in whole chunks."""
+    reads = size // chunk + 1
+    percents = [int(100.0 * (i * 65536.0 / size)) if size else 100 for i in range(reads)]
+    return b"    " + b"".join(b"\b\b\b\b%3d%%" % p for p in percents) + b"\b\b\b\b    \n"

@@ -1,0 +1,86 @@
+"""Runs the cross-compiled kestrel.exe under Wine: the command list, the refusal of bad
+lines, help, and what Wine's own certificate calls carry.
+
+The text is the same as on Linux but for line ends, and the exit value has all its bits
+in the closing line. Usage: run_wine.py kestrel.exe
+"""
+
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+PROGRAM = os.path.abspath(sys.argv.pop(1)) if len(sys.argv) > 1 else "kestrel.exe"
+WINE = shutil.which("wine64") or shutil.which("wine") or "/usr/lib/wine/wine64"
+
+# Command line, a line that must stand in the output, the closing line.
+ROWS = [
+    ("no arguments", [], "Supported commands:", "[ErrorCode: 0x00000001]"),
+    ("no command", ["-help"], "Error: No command. (0x200000CC)", "[ErrorCode: 0x200000cc]"),
+    ("unknown key", ["-sign", "-zzz"], "Error: Unknown key: '-zzz'. (0x200000C9)",
+     "[ErrorCode: 0x200000c9]"),
+    ("two commands", ["-encr", "-decr"], "Error: Too many commands: '-decr' (0x200000CA)",
+     "[ErrorCode: 0x200000ca]"),
+    ("case folds", ["-ENCR", "-DN"], "Error: No argument for '-DN' key. (0x200000CB)",
+     "[ErrorCode: 0x200000cb]"),
+    ("help of a command", ["-sign", "-help"], "Command usage:", "[ErrorCode: 0x00000002]"),
+    ("help with a file", ["-encr", "-help", "x"],
+     "Error: You cannot use '-help' argument along with the others. (0x20000068)",
+     "[ErrorCode: 0x20000068]"),
+    ("no input file", ["-sign"], "Error: No input file. (0x200000D0)", "[ErrorCode: 0x200000d0]"),
+    ("no message file", ["-encr", "a"], "Error: No message file. (0x200000D3)",
+     "[ErrorCode: 0x200000d3]"),
+    ("start without output", ["-verify", "-start", "a"],
+     "Error: Key '-start' without output file. (0x200001F4)", "[ErrorCode: 0x200001f4]"),
+    ("integer", ["-sign", "-q0", "a", "b"], "Error: Integer is required for '-q' key (0x200000CF)",
+     "[ErrorCode: 0x200000cf]"),
+    ("leftover key", ["-encr", "-yes", "a", "b"], "Error: Wrong key: 'yes'. (0x200000CE)",
+     "[ErrorCode: 0x200000ce]"),
+    ("nothing found", ["-encr", "-dn", "nobody at all", "a", "b"],
+     "Error: No certificate found. (0x2000012D)", "[ErrorCode: 0x2000012d]"),
+    ("missing message", ["-verify", "absent.msg"], "Error: Can't open file 'absent.msg'. (0x20000065)",
+     "[ErrorCode: 0x20000065]"),
+    ("copy takes no file", ["-copycert", "a"], "Error: Command doesn't need file argument. (0x200000D2)",
+     "[ErrorCode: 0x200000d2]"),
+]
+
+
+class WineRuns(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = tempfile.mkdtemp(prefix="kestrel-wine-")
+        cls.env = {**os.environ, "WINEPREFIX": os.path.join(cls.folder, "prefix"),
+                   "WINEDEBUG": "-all", "WINEDLLOVERRIDES": "mscoree,mshtml=", "DISPLAY": ""}
+        # The first start makes the prefix; its time is not the program's.
+        subprocess.run([WINE, "wineboot", "-i"], env=cls.env, cwd=cls.folder, timeout=300,
+                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False)
+
+    @classmethod
+    def tearDownClass(cls):
+        subprocess.run([WINE, "wineboot", "-k"], env=cls.env, timeout=60,
+                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False)
+        shutil.rmtree(cls.folder, True)
+
+    def run_program(self, words):
+        done = subprocess.run([WINE, PROGRAM, *words], env=self.env, cwd=self.folder, timeout=120,
+                              stdin=subprocess.DEVNULL, capture_output=True, check=False)
+        return done.stdout.decode("utf-8", "replace").replace("\r\n", "\n")
+
+    def test_rows(self):
+        for name, words, line, closing in ROWS:
+            with self.subTest(name):
+                lines = self.run_program(words).split("\n")
+                self.assertIn(line, lines)
+                self.assertEqual(lines[-2], closing)
+                self.assertEqual(lines[1], "Command prompt Utility for data protection.")
+
+    def test_command_list_is_whole(self):
+        text = self.run_program([])
+        for word in ("-encr", "-decr", "-sign", "-verify", "-checkreg", "Search Criterion"):
+            self.assertIn(word, text)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=1)
