@@ -109,7 +109,7 @@ DWORD DecryptFile(PCCERT_CONTEXT certificate, HCRYPTPROV provider) {
     InputFile input;
     if (const DWORD code = OpenInput(state.firstFile, input); code != 0) return code;
     StreamOutput output;
-    output.file = OpenToWrite(state.secondFile);
+    output.file = OpenOutput(state.secondFile, input);
     if (!output.file) return ReportError(kCannotOpenFile, state.secondFile);
     return DecryptStream(certificate, provider, input, output);
 }

@@ -4,6 +4,7 @@
 #include <share.h>
 
 #include <cstdint>
+#include <filesystem>
 
 #include "front/catalogue.h"
 #include "front/state.h"
@@ -15,6 +16,12 @@ namespace {
 
 FileHolder Open(const char* name, const char* mode) {
     return FileHolder(_fsopen(name, mode, _SH_DENYNO));
+}
+
+bool IsSameFile(const char* first, const char* second) {
+    std::error_code ignored;
+    return std::filesystem::is_regular_file(first, ignored) &&
+           std::filesystem::equivalent(first, second, ignored);
 }
 
 // What does not seek counts as empty, and the last error tells the two apart.
@@ -81,9 +88,13 @@ DWORD OpenInput(const char* name, InputFile& input) {
     return 0;
 }
 
+FileHolder OpenOutput(const char* name, const InputFile& input) {
+    return IsSameFile(name, input.name) ? nullptr : OpenToWrite(name);
+}
+
 DWORD OpenFilePair(InputFile& input, FileHolder& output) {
     if (const DWORD code = OpenInput(state.firstFile, input); code != 0) return code;
-    output = OpenToWrite(state.secondFile);
+    output = OpenOutput(state.secondFile, input);
     return output ? 0 : ReportError(kCannotOpenFile, input.name);
 }
 

@@ -24,6 +24,10 @@ struct InputFile {
 // 0 or kCannotOpenFile.
 DWORD OpenInput(const char* name, InputFile& input);
 
+// For what is made of an open input. Null, unreported, also when the name is the
+// input's own file: opening it would empty what is about to be read.
+FileHolder OpenOutput(const char* name, const InputFile& input);
+
 // The input and output of an encoding command, from the two file arguments. A report
 // shows the input's name whichever of the two did not open: scripts compare that line.
 DWORD OpenFilePair(InputFile& input, FileHolder& output);

@@ -48,7 +48,7 @@ DWORD ReadMessage(StreamOutput& output, MessageHolder& message) {
     Progress::Start();
     InputFile input;
     if (const DWORD code = OpenInput(state.firstFile, input); code != 0) return code;
-    if (state.secondFile != nullptr) output.file = OpenToWrite(state.secondFile);
+    if (state.secondFile != nullptr) output.file = OpenOutput(state.secondFile, input);
     CMSG_STREAM_INFO stream = MakeStreamInfo(output, CMSG_INDEFINITE_LENGTH);
     message.reset(CryptMsgOpenToDecode(kMessageEncodingType, 0, 0, 0, nullptr, &stream));
     if (!message) return ReportError(kLastError);

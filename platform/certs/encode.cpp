@@ -108,8 +108,12 @@ void DecodeAttribute(ByteView encoded, void* value, DWORD* size) {
 
 void DecodeOctets(ByteView encoded, void* value, DWORD* size) {
     const ByteView octets = Only(encoded, der::kOctetString).contents;
-    PackOut([&](Packer& packer) { *packer.One<CRYPT_DATA_BLOB>() = packer.Blob(octets); }, value,
-            size);
+    PackOut(
+        [&](Packer& packer) {
+            auto* record = packer.One<CRYPT_DATA_BLOB>();
+            *record = packer.Blob(octets);
+        },
+        value, size);
 }
 
 void DecodeBits(ByteView encoded, void* value, DWORD* size) {

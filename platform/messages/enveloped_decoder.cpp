@@ -76,7 +76,7 @@ void EnvelopedBody::Pump() {
 
 void EnvelopedBody::Control(DWORD type, const void* para) {
     if (type != CMSG_CTRL_DECRYPT) throw Error(CRYPT_E_CONTROL_TYPE);
-    if (!headerKnown_) throw Error(settings_.NotReady());
+    (void)Header();
     const auto* record = static_cast<const CMSG_CTRL_DECRYPT_PARA*>(para);
     if (record == nullptr || record->cbSize < sizeof *record) throw Error(ERROR_INVALID_PARAMETER);
     if (cipher_) throw Error(CRYPT_E_ALREADY_DECRYPTED);
@@ -132,17 +132,21 @@ void EnvelopedBody::FinishDecrypting() {
     decrypted_ = true;
 }
 
-void EnvelopedBody::GetParam(DWORD param, DWORD index, void* data, DWORD* size) {
+const EnvelopedRecords& EnvelopedBody::Header() const {
     if (!headerKnown_) throw Error(settings_.NotReady());
+    return records_;
+}
+
+void EnvelopedBody::GetParam(DWORD param, DWORD index, void* data, DWORD* size) {
     switch (param) {
         case CMSG_VERSION_PARAM:
-            return CopyNumber(static_cast<DWORD>(records_.version), data, size);
+            return CopyNumber(static_cast<DWORD>(Header().version), data, size);
         case CMSG_INNER_CONTENT_TYPE_PARAM:
-            return CopyTextOut(records_.contentType, static_cast<char*>(data), size);
+            return CopyTextOut(Header().contentType, static_cast<char*>(data), size);
         case CMSG_ENVELOPE_ALGORITHM_PARAM:
-            return CopyAlgorithm(records_.contentEncryption, data, size);
+            return CopyAlgorithm(Header().contentEncryption, data, size);
         case CMSG_RECIPIENT_COUNT_PARAM:
-            return CopyNumber(static_cast<DWORD>(records_.recipients.size()), data, size);
+            return CopyNumber(static_cast<DWORD>(Header().recipients.size()), data, size);
         case CMSG_RECIPIENT_INFO_PARAM:
             return CopyRecipient(index, data, size);
         case CMSG_RECIPIENT_INDEX_PARAM:
@@ -156,7 +160,7 @@ void EnvelopedBody::GetParam(DWORD param, DWORD index, void* data, DWORD* size) 
 }
 
 void EnvelopedBody::CopyRecipient(DWORD index, void* data, DWORD* size) const {
-    const RecipientInfo& recipient = ItemAt(records_.recipients, index);
+    const RecipientInfo& recipient = ItemAt(Header().recipients, index);
     if (recipient.kind == RecipientInfo::Kind::Other) return CopyNobody(data, size);
     CopyHolder(recipient.recipient, data, size);
 }

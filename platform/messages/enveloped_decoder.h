@@ -29,6 +29,8 @@ class EnvelopedBody : public DecoderBody {
     void Control(DWORD type, const void* para) override;
 
   private:
+    // The records once they are whole.
+    [[nodiscard]] const EnvelopedRecords& Header() const;
     void Hold(ByteView octets);
     void StartDecrypting(const CMSG_CTRL_DECRYPT_PARA& para);
     void Decrypt(ByteView octets);

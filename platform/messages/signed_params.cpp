@@ -65,11 +65,14 @@ void SignedBody::GetParam(DWORD param, DWORD index, void* data, DWORD* size) {
 }
 
 void SignedBody::SignerParam(DWORD param, DWORD index, void* data, DWORD* size) const {
-    Require(Progress::Records);
-    const auto signer = [&]() -> const SignerInfo& { return ItemAt(records_.signers, index); };
+    const auto signers = [&]() -> const std::vector<SignerInfo>& {
+        Require(Progress::Records);
+        return records_.signers;
+    };
+    const auto signer = [&]() -> const SignerInfo& { return ItemAt(signers(), index); };
     switch (param) {
         case CMSG_SIGNER_COUNT_PARAM:
-            return CopyNumber(static_cast<DWORD>(records_.signers.size()), data, size);
+            return CopyNumber(static_cast<DWORD>(signers().size()), data, size);
         case CMSG_SIGNER_INFO_PARAM:
             return CopySigner(signer(), data, size);
         case CMSG_SIGNER_CERT_INFO_PARAM:
@@ -86,6 +89,8 @@ void SignedBody::SignerParam(DWORD param, DWORD index, void* data, DWORD* size) 
         case CMSG_ENCODED_SIGNER:
             return CopyOut(EncodeSignerInfo(signer()), data, size);
         default:
+            // Told at once, before the message has ended: a caller that waits for a value of
+            // another type must not be sent on reading.
             throw Error(CRYPT_E_INVALID_MSG_TYPE);
     }
 }

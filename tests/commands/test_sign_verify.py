@@ -257,6 +257,7 @@ class SignVerify(KestrelCase):
                 self.assertFalse(os.path.exists(self.path("msg")))
 
     def test_not_a_message(self):
+        self.make_identity("ec", "ann")  # so that the search has nothing to say
         rows = [("empty", b""), ("text", b"Hello, world\n"), ("zeros", bytes(1000)),
                 ("nested", b"\x30\x80" * 1_000_000),
                 ("absurd length", b"\x30\x84\xff\xff\xff\xff")]

@@ -168,20 +168,19 @@ std::string Explanation(const std::string& printed, size_t begin) {
 TEST_F(HelpTest, EveryUsageHasItsFrame) {
     ASSERT_EQ(std::size(kUsages), 21u);
     for (const UsageRow& row : kUsages) {
-        const std::string start =
-            std::string(row.description) + "Command usage:\n [path]kestrel" + row.synopsis + "\n\n";
+        std::string expected = row.description;
+        expected.append("Command usage:\n [path]kestrel").append(row.synopsis).append("\n\n");
         const std::string printed = Usage(row.number);
-        EXPECT_EQ(printed.substr(0, start.size()), start);
-        const std::string lines = Explanation(printed, start.size());
-        EXPECT_EQ(printed.substr(start.size()), lines + (row.search ? "\n" + kSearch : "\n"))
-            << row.number;
+        expected.append(Explanation(printed, expected.size())).append("\n");
+        if (row.search) expected.append(kSearch);
+        EXPECT_EQ(printed, expected) << row.number;
     }
 }
 
 // Takes what stands before `end` off `text`, and `end` with it.
 std::string Take(std::string& text, char end) {
     const size_t length = std::min(text.find(end), text.size());
-    const std::string taken = text.substr(0, length);
+    std::string taken = text.substr(0, length);
     text.erase(0, length + 1);
     return taken;
 }
@@ -253,7 +252,7 @@ bool StandsInColumns(const std::string& line) {
 
 bool HasWideWord(const std::string& line) {
     for (const char* word : {"-enable-install-root", "field ID = value", "ID поля = значение"}) {
-        const std::string start = " " + Columns(word) + " ";
+        const std::string start = Columns(std::string(" ").append(word).append(" "));
         if (line.starts_with(start) && line[start.size()] != ' ') return true;
     }
     return false;

@@ -156,6 +156,17 @@ TEST_F(WholeFiles, Unreadable) {
     EXPECT_NE(ReadCode(PathOf(""), report), 0U) << "a folder";
 }
 
+// A command that is given one name twice must not empty the file before it is read.
+TEST_F(WholeFiles, TheInputIsNoOutput) {
+    InputFile input;
+    ASSERT_EQ(OpenInput(Store("input", "precious").c_str(), input), 0U);
+    std::filesystem::create_symlink(PathOf("input"), PathOf("link"));
+    EXPECT_FALSE(OpenOutput(PathOf("input").c_str(), input));
+    EXPECT_FALSE(OpenOutput(PathOf("link").c_str(), input));
+    EXPECT_TRUE(OpenOutput(PathOf("other").c_str(), input));
+    EXPECT_EQ(BytesOf(PathOf("input")), "precious");
+}
+
 // ---- writing -----------------------------------------------------------------
 
 BYTE* Allocated(const std::string& bytes) {

@@ -343,9 +343,12 @@ TEST_F(StoresTest, CollectionsDrawOnTheirStores) {
 // ---- files -----------------------------------------------------------------------
 
 std::string ArmouredAs(const std::string& label, const std::string& pem) {
+    const std::string usual = " CERTIFICATE-";
+    const std::string wanted = " " + label + "-";
     std::string text = pem;
-    for (std::size_t at = 0; (at = text.find(" CERTIFICATE-", at)) != std::string::npos; ++at) {
-        text.replace(at, 13, " " + label + "-");
+    for (std::size_t at = 0; (at = text.find(usual, at)) != std::string::npos;
+         at += wanted.size()) {
+        text.replace(at, usual.size(), wanted);
     }
     return text;
 }

@@ -18,6 +18,7 @@
 #include <functional>
 #include <thread>
 
+#include "base/bytes.h"
 #include "base/error.h"
 
 namespace platform {

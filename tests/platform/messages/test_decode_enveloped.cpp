@@ -156,6 +156,7 @@ TEST(DecodeEnveloped, BeginsOnceTheKeyIsKnown) {
     Decoding message(&sink);
     ASSERT_EQ(message.Update(view.first(100), false), 0U);
     EXPECT_EQ(message.Get(CMSG_ENVELOPE_ALGORITHM_PARAM), kNotReady);
+    EXPECT_EQ(message.Get(CMSG_SIGNER_COUNT_PARAM), static_cast<DWORD>(CRYPT_E_INVALID_MSG_TYPE));
     EXPECT_EQ(message.Decrypt(ProviderOf("rsa")), kNotReady);
     ASSERT_EQ(message.Update(view.subspan(100, 60000), false), 0U);
     EXPECT_EQ(message.Get(CMSG_ENVELOPE_ALGORITHM_PARAM), 0U);

@@ -52,7 +52,7 @@ const Row kRows[] = {
     {"GOST 2012, 512 bit", {"gost2012-512"}, "-nodetach", 100, 1},
     {"two signers", {"rsa", "ec"}, "-nodetach", 100, 2},
     {"three signers, two digests", {"rsa", "ec", "gost2012-256"}, "-nodetach -stream", 9000, 3},
-    {"one signer twice", {"rsa", "rsa"}, "-nodetach -noattr", 100, 1},
+    {"one signer twice", {"rsa", "rsa"}, "-nodetach -noattr -nocerts", 100, 0},
 };
 
 std::vector<std::size_t> ChunksFor(std::size_t size) {
@@ -183,6 +183,9 @@ TEST(DecodeSigned, TellsWhatIsKnownSoFar) {
     for (const DWORD param : {CMSG_SIGNER_COUNT_PARAM, CMSG_CERT_COUNT_PARAM, CMSG_CERT_PARAM}) {
         EXPECT_EQ(message.Get(param), kNotReady) << param;
     }
+    for (const DWORD param : {CMSG_ENVELOPE_ALGORITHM_PARAM, CMSG_CONTENT_PARAM}) {
+        EXPECT_EQ(message.Get(param), static_cast<DWORD>(CRYPT_E_INVALID_MSG_TYPE)) << param;
+    }
     EXPECT_EQ(message.Verify(0, CertificateOf("rsa")), kNotReady);
     ASSERT_EQ(message.Update(ByteView(encoded).subspan(1000), true), 0U);
     EXPECT_EQ(message.Get(CMSG_SIGNER_AUTH_ATTR_PARAM), 0U);
@@ -190,8 +193,6 @@ TEST(DecodeSigned, TellsWhatIsKnownSoFar) {
               static_cast<DWORD>(CRYPT_E_ATTRIBUTES_MISSING));
     EXPECT_EQ(message.Get(CMSG_CERT_PARAM, 1), kBadIndex);
     EXPECT_EQ(message.Get(CMSG_CRL_PARAM, 0), kBadIndex);
-    EXPECT_EQ(message.Get(CMSG_RECIPIENT_COUNT_PARAM),
-              static_cast<DWORD>(CRYPT_E_INVALID_MSG_TYPE));
     EXPECT_EQ(message.Control(CMSG_CTRL_DEL_SIGNER, &message),
               static_cast<DWORD>(CRYPT_E_CONTROL_TYPE));
     EXPECT_EQ(message.Update(encoded, true), static_cast<DWORD>(CRYPT_E_MSG_ERROR));

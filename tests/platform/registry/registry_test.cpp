@@ -52,7 +52,7 @@ class Key {
         status_ = RegOpenKeyExA(root, path, 0, access, &key_);
     }
     ~Key() {
-        if (status_ == 0) EXPECT_EQ(RegCloseKey(key_), 0);
+        EXPECT_TRUE(status_ != 0 || RegCloseKey(key_) == 0);
     }
     Key(const Key&) = delete;
     Key& operator=(const Key&) = delete;
@@ -249,7 +249,7 @@ TEST_F(RegistryTest, SizesOfNames) {
                   row.status)
             << row.name;
         EXPECT_EQ(size, row.status == 0 ? 5 : row.size) << row.name;
-        if (row.status == 0) EXPECT_STREQ(className, "");
+        EXPECT_STREQ(className, row.status == 0 ? "" : "xyz") << row.name;
         size = row.size;
         EXPECT_EQ(RegEnumKeyExW(key.Get(), 0, wide, &size, nullptr, nullptr, nullptr, nullptr),
                   row.status)

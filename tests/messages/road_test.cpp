@@ -1,0 +1,165 @@
+#include "messages/road.h"
+
+#include "front/catalogue.h"
+#include "messages/base64.h"
+#include "support.h"
+
+namespace messages_tests {
+namespace {
+
+using namespace kestrel;
+using std::string_literals::operator""s;
+
+// ---- a message to read -------------------------------------------------------
+
+std::string Element(char tag, const std::string& value) {
+    std::string length;
+    for (size_t rest = value.size(); rest > 0; rest >>= 8) {
+        length.insert(length.begin(), static_cast<char>(rest));
+    }
+    if (value.size() < 0x80) return tag + std::string(1, static_cast<char>(value.size())) + value;
+    return tag + std::string(1, static_cast<char>(0x80 + length.size())) + length + value;
+}
+
+// SignedData (RFC 5652, 5.1) without signers: the content is all that it carries.
+std::string SignedMessage(const std::string& content) {
+    const std::string data = "\x06\x09\x2A\x86\x48\x86\xF7\x0D\x01\x07\x01";
+    const std::string signedData = "\x06\x09\x2A\x86\x48\x86\xF7\x0D\x01\x07\x02";
+    const std::string inside = "\x02\x01\x01\x31"s + '\0' +
+                               Element(0x30, data + Element('\xA0', Element(0x04, content))) +
+                               "\x31"s + '\0';
+    return Element(0x30, signedData + Element('\xA0', Element(0x30, inside)));
+}
+
+// A message of exactly this many bytes.
+std::string MessageOfSize(size_t size) {
+    const size_t frame = SignedMessage(std::string(size - 80, 'x')).size() - (size - 80);
+    return SignedMessage(Noise(size - frame, 5));
+}
+
+std::string InLines(const std::string& bytes, size_t width, const std::string& end) {
+    std::string line(bytes.size() * 2 + 4, '\0');
+    DWORD length = SizeOf(line);
+    EXPECT_TRUE(EncodeBase64Lines64(AsBytes(bytes), SizeOf(bytes), line.data(), &length));
+    line.resize(length);
+    std::erase_if(line, [](char c) { return c == '\r' || c == '\n'; });
+    if (width == 0) return line;
+    std::string text;
+    for (size_t at = 0; at < line.size(); at += width) text += line.substr(at, width) + end;
+    return text;
+}
+
+// ---- reading it --------------------------------------------------------------
+
+BOOL WINAPI Collect(const void* argument, BYTE* block, DWORD size, BOOL) {
+    static_cast<std::string*>(const_cast<void*>(argument))
+        ->append(reinterpret_cast<char*>(block), size);
+    return TRUE;
+}
+
+struct Reading {
+    DWORD code = 0;
+    DWORD pieces = 0;
+    std::string content;
+    std::string output;
+};
+
+class Roads : public FolderTest {
+  protected:
+    [[nodiscard]] Reading Read(const std::string& file) const {
+        Reading reading;
+        InputFile input;
+        EXPECT_EQ(OpenInput(Store("message", file).c_str(), input), 0U);
+        CMSG_STREAM_INFO stream{CMSG_INDEFINITE_LENGTH, Collect, &reading.content};
+        const MessageHolder message(
+            CryptMsgOpenToDecode(kMessageEncodingType, 0, 0, 0, nullptr, &stream));
+        EXPECT_TRUE(message);
+        const auto count = [&reading] { return ++reading.pieces, DWORD{0}; };
+        reading.output = Printed([&] { reading.code = FeedDecoder(message.get(), input, count); });
+        return reading;
+    }
+};
+
+struct FormRow {
+    const char* name;
+    size_t width;  // 0: one line without an end
+    const char* end;
+};
+
+const FormRow kForms[] = {
+    {"64 columns", 64, "\r\n"},
+    {"64 columns, bare line feeds", 64, "\n"},
+    {"76 columns", 76, "\r\n"},
+    {"60 columns", 60, "\n"},
+    {"4 columns", 4, "\r\n"},
+    {"one line", 0, ""},
+    {"lines above a chunk", 65540, "\n"},
+};
+
+TEST_F(Roads, FormsOfTextAroundTheChunk) {
+    for (const FormRow& row : kForms) {
+        for (const size_t size : {200UL, 47000UL, 49150UL, 49151UL, 49152UL, 49153UL, 150000UL}) {
+            const std::string message = SignedMessage(Noise(size, 6));
+            const Reading reading = Read(InLines(message, row.width, row.end));
+            EXPECT_EQ(reading.code, 0U) << row.name << size << reading.output;
+            EXPECT_TRUE(reading.content == Noise(size, 6)) << row.name << size;
+        }
+    }
+}
+
+TEST_F(Roads, BinaryAroundTheChunk) {
+    for (const size_t size : {1000UL, 65535UL, 65536UL, 65537UL, 131072UL}) {
+        const std::string message = MessageOfSize(size);
+        ASSERT_EQ(message.size(), size);
+        const Reading reading = Read(message);
+        EXPECT_EQ(reading.code, 0U) << size;
+        EXPECT_EQ(reading.pieces, size / 65536 + 1) << size;
+        EXPECT_NE(message.find(reading.content), std::string::npos);
+        EXPECT_GT(reading.content.size() + 100, size);
+    }
+}
+
+struct BadRow {
+    const char* name;
+    std::string file;
+    DWORD code;  // 0: any failure of the message object
+};
+
+TEST_F(Roads, BadText) {
+    const std::string message = SignedMessage(Noise(150000, 7));
+    std::string broken = InLines(message, 64, "\r\n");
+    broken[70000] = '*';
+    const BadRow rows[] = {
+        {"lines that are not made of groups", InLines(message, 61, "\n"), 0},
+        {"a blank first makes it binary", " " + InLines(message, 64, "\r\n"), 0},
+        {"cut short", InLines(message, 64, "\r\n").substr(0, 100000), 0},
+        {"armour", "-----BEGIN X-----\r\n" + InLines(message, 64, "\r\n"), kBadBase64},
+        {"a character outside the alphabet", broken, kBadBase64},
+        {"nothing", "", 0},
+        {"a text that ends with a line end and its chunk", InLines(MessageOfSize(48513), 76, "\n"),
+         kBadBase64},
+    };
+    EXPECT_EQ(rows[6].file.size(), 65536U);
+    for (const BadRow& row : rows) {
+        const Reading reading = Read(row.file);
+        EXPECT_NE(reading.code, 0U) << row.name;
+        if (row.code != 0) {
+            EXPECT_EQ(reading.code, row.code) << row.name;
+        }
+        const std::string error = "Error: ";
+        EXPECT_NE(reading.output.find(error), std::string::npos) << row.name;
+    }
+}
+
+// A file that opens and cannot be read must not make a complete, empty message.
+TEST_F(Roads, AReadThatFailsIsNotTheEnd) {
+    InputFile input;
+    ASSERT_EQ(OpenInput("/proc/self/mem", input), 0U);
+    DWORD code = 0;
+    EXPECT_EQ(Printed([&] { code = FeedEncoder(nullptr, input); }),
+              "\b\b\b\b100%\b\b\b\b    \nError: Can't open file '/proc/self/mem'. (0x20000065)\n");
+    EXPECT_EQ(code, kCannotOpenFile);
+}
+
+}  // namespace
+}  // namespace messages_tests

@@ -1,0 +1,107 @@
+// The same messages in their most spread-out BER: every length open that can be, every
+// octet and bit string in pieces. The openssl command confirms that they are still messages.
+#include <gtest/gtest.h>
+
+#include "decode_support.h"
+#include "messages/ber_reader.h"
+#include "messages/der.h"
+
+using namespace platform;
+using namespace platform::testing;
+
+namespace {
+
+constexpr std::uint8_t kBitString = 0x03;
+
+// In two pieces; each piece of a bit string begins with its count of unused bits.
+Bytes InPieces(std::uint8_t tag, ByteView contents) {
+    const bool bits = tag == kBitString;
+    const Bytes count(bits ? 1 : 0, 0);
+    const ByteView octets = contents.subspan(count.size());
+    const ByteView first = octets.first(octets.size() / 2);
+    Bytes out = {static_cast<std::uint8_t>(tag | 0x20), 0x80};
+    der::Append(out, der::Element(tag, {count, first}));
+    const ByteView last = bits ? contents.first(1) : ByteView();
+    der::Append(out, der::Element(tag, {last, octets.subspan(first.size())}));
+    out.insert(out.end(), {0, 0});
+    return out;
+}
+
+Bytes Spread(ByteView contents) {
+    Bytes out;
+    for (der::Cursor cursor(contents); !cursor.AtEnd();) {
+        const der::Item item = cursor.Next();
+        if (item.tag == kBitString || item.tag == der::kOctetString) {
+            der::Append(out, InPieces(item.tag, item.contents));
+        } else if ((item.tag & 0x20) != 0) {
+            out.insert(out.end(), {item.tag, 0x80});
+            der::Append(out, Spread(item.contents));
+            out.insert(out.end(), {0, 0});
+        } else {
+            der::Append(out, item.whole);
+        }
+    }
+    return out;
+}
+
+TEST(SpreadOut, SignedMessagesReadAsBefore) {
+    const Bytes content = Noise(3000);
+    const struct {
+        const char* signer;
+        const char* options;
+    } rows[] = {
+        {"rsa", "-nodetach"},
+        {"rsa", "-nodetach -noattr -keyid"},
+        {"ec", "-nodetach -econtent_type 1.2.3.4"},
+        {"gost2012-512", "-nodetach"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::string(row.signer) + row.options);
+        const Bytes encoded = SignWith({row.signer}, row.options, content);
+        const Bytes spread = Spread(encoded);
+        WriteTemp("spread.der", spread);
+        std::string printed;
+        EXPECT_TRUE(OpenSsl("cms -verify -engine gost -binary -noverify -inform DER -in spread.der "
+                            "-out spread.out",
+                            &printed))
+            << printed;
+        const PCCERT_CONTEXT certificate = IdentityOf(row.signer).certificate;
+        Sink sink;
+        Decoding stream(&sink);
+        ASSERT_EQ(stream.Feed(spread, 100), 0U);
+        EXPECT_EQ(sink.output, content);
+        EXPECT_EQ(stream.Verify(0, certificate), 0U);
+        EXPECT_EQ(Hex(stream.Value(CMSG_CERT_PARAM)),
+                  Hex(ViewOf(certificate->pbCertEncoded, certificate->cbCertEncoded)));
+        // Encoded again it is what it was before.
+        Decoding whole(nullptr);
+        ASSERT_EQ(whole.Update(spread, true), 0U);
+        EXPECT_EQ(Hex(whole.Value(CMSG_ENCODED_MESSAGE)), Hex(encoded));
+    }
+}
+
+TEST(SpreadOut, EnvelopedMessagesReadAsBefore) {
+    const Bytes content = Noise(3000);
+    const struct {
+        const char* recipient;
+        const char* options;
+    } rows[] = {{"rsa", "-aes256"}, {"rsa", "-aes256 -keyid"}, {"gost2012-256", "-gost89"}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::string(row.recipient) + row.options);
+        const Identity& identity = IdentityOf(row.recipient);
+        const Bytes spread = Spread(EncryptFor({row.recipient}, row.options, content));
+        for (const std::size_t chunk : {std::size_t{1}, std::size_t{1000}, spread.size() + 1}) {
+            Sink sink;
+            Decoding message(&sink);
+            EXPECT_EQ(message.FeedAndDecrypt(spread, chunk, identity.provider), 0U) << chunk;
+            EXPECT_EQ(sink.output, content) << chunk;
+            Bytes info = message.Value(CMSG_RECIPIENT_INFO_PARAM);
+            EXPECT_NE(CertCompareCertificate(X509_ASN_ENCODING,
+                                             reinterpret_cast<PCERT_INFO>(info.data()),
+                                             identity.certificate->pCertInfo),
+                      FALSE);
+        }
+    }
+}
+
+}  // namespace
