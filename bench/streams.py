@@ -12,30 +12,44 @@ import time
 
 MEMORY_LIMIT = 24 * 1024  # KiB
 STARTUP_LIMIT = 0.020  # seconds
+FLOORS = ("sha256", "copy", "enc", "enc -d")
+COMMANDS = ("-sign -der", "-sign", "-verify (binary)", "-verify (BASE64)", "-encr -der", "-decr")
+PEERS = ("cms -sign", "cms -verify", "cms -encrypt", "cms -decrypt")
 KEY, IV = "00" * 32, "11" * 16
 
 
 class Measure:
-    """The best of several runs: wall time in seconds, peak memory in KiB."""
+    """Several runs of one command: the best wall and processor time in seconds, the worst
+    peak of memory in KiB."""
 
-    def __init__(self, seconds, memory):
-        self.seconds = seconds
-        self.memory = memory
+    def __init__(self):
+        self.seconds = self.cpu = float("inf")
+        self.memory = 0
+
+    def add(self, seconds, cpu, memory):
+        self.seconds = min(self.seconds, seconds)
+        self.cpu = min(self.cpu, cpu)
+        self.memory = max(self.memory, memory)
 
 
 class Bench:
     def __init__(self, options, folder):
-        self.runs = options.runs
         self.bin = options.bin
         self.folder = folder
-        self.file = os.path.join(folder, "file")
+        self.file = self.path("file")
         self.results = {}
         self.failures = 0
         self.env = {key: value for key, value in os.environ.items()
                     if not key.startswith(("LC_", "LANG")) and key != "OPENSSL_CONF"}
-        self.env.update(KESTREL_HOME=os.path.join(folder, "home"),
-                        KESTREL_MACHINE_HOME=os.path.join(folder, "machine"),
+        self.env.update(KESTREL_HOME=self.path("home"), KESTREL_MACHINE_HOME=self.path("machine"),
                         PATH=options.bin + os.pathsep + os.environ["PATH"])
+
+    def path(self, name):
+        return os.path.join(self.folder, name)
+
+    def remove(self, name):
+        if os.path.exists(self.path(name)):
+            os.remove(self.path(name))
 
     def call(self, *command):
         done = subprocess.run(command, cwd=self.folder, env=self.env, stdin=subprocess.DEVNULL,
@@ -43,31 +57,31 @@ class Bench:
         if done.returncode != 0:
             sys.exit(f"{' '.join(command)}\nended with {done.returncode}:\n"
                      f"{done.stdout.decode(errors='replace')}{done.stderr.decode(errors='replace')}")
-        return done
-
-    def once(self, command, output):
-        """One run under GNU time, whose own small process keeps this script's memory out of
-        the peak. The output is removed and the disk settled before the clock starts."""
-        if output and os.path.exists(os.path.join(self.folder, output)):
-            os.remove(os.path.join(self.folder, output))
-        os.sync()
-        report = os.path.join(self.folder, "time")
-        begin = time.perf_counter()
-        self.call("time", "-f", "%M", "-o", report, *command)
-        seconds = time.perf_counter() - begin
-        with open(report, encoding="ascii") as lines:
-            return Measure(seconds, int(re.findall(r"^\d+$", lines.read(), re.M)[-1]))
 
     def measure(self, name, command, output=None):
-        runs = [self.once(command, output) for _ in range(self.runs)]
-        best = Measure(min(run.seconds for run in runs), max(run.memory for run in runs))
-        self.results[name] = best
+        """One run under GNU time, whose own small process keeps this script's memory out of
+        the peak. The output is removed and the disk settled before the clock starts."""
+        if output:
+            self.remove(output)
+        os.sync()
+        begin = time.perf_counter()
+        self.call("time", "-f", "%U %S %M", "-o", self.path("time"), *command)
+        seconds = time.perf_counter() - begin
+        with open(self.path("time"), encoding="ascii") as lines:
+            user, system, memory = lines.read().splitlines()[-1].split()
+        self.results.setdefault(name, Measure()).add(seconds, float(user) + float(system),
+                                                     int(memory))
+
+    def show(self, title, names):
         size = os.path.getsize(self.file) / 2**20
-        print(f"  {name:34}{best.seconds:9.2f} s{size / best.seconds:9.0f} MiB/s"
-              f"{best.memory / 1024:9.1f} MiB", flush=True)
+        print(f"{title:28}{'wall':>9}  {'processor':>9}{'rate':>14}{'peak memory':>14}")
+        for name in names:
+            one = self.results[name]
+            print(f"  {name:26}{one.seconds:7.2f} s{one.cpu:9.2f} s{size / one.seconds:8.0f} MiB/s"
+                  f"{one.memory / 1024:10.1f} MiB")
 
     def same(self, output):
-        if not filecmp.cmp(self.file, os.path.join(self.folder, output), shallow=False):
+        if not filecmp.cmp(self.file, self.path(output), shallow=False):
             sys.exit(f"{output} differs from the file that went in")
 
     def seconds(self, *names):
@@ -106,16 +120,16 @@ def prepare(bench, size):
 
 
 def measure_floors(bench):
-    print("Floors")
     bench.measure("sha256", ["openssl", "dgst", "-sha256", "file"])
     bench.measure("copy", ["sh", "-c", "cat file >copy"], "copy")
     cipher = ["openssl", "enc", "-aes-256-cbc", "-K", KEY, "-iv", IV]
     bench.measure("enc", [*cipher, "-in", "file", "-out", "enc.bin"], "enc.bin")
     bench.measure("enc -d", [*cipher, "-d", "-in", "enc.bin", "-out", "copy"], "copy")
+    bench.remove("enc.bin")
+    bench.remove("copy")
 
 
 def measure_kestrel(bench):
-    print("Kestrel")
     who = ["-nochain", "-dn", "Bench"]
     bench.measure("-sign -der", ["kestrel", "-sign", *who, "-der", "file", "signed.der"],
                   "signed.der")
@@ -124,15 +138,15 @@ def measure_kestrel(bench):
     bench.same("out")
     bench.measure("-verify (BASE64)", ["kestrel", "-verify", *who, "signed.txt", "out"], "out")
     bench.same("out")
-    os.remove(os.path.join(bench.folder, "signed.txt"))
+    bench.remove("signed.der")
+    bench.remove("signed.txt")
     bench.measure("-encr -der", ["kestrel", "-encr", *who, "-der", "file", "encr.der"], "encr.der")
     bench.measure("-decr", ["kestrel", "-decr", *who, "encr.der", "out"], "out")
     bench.same("out")
-    os.remove(os.path.join(bench.folder, "encr.der"))
+    bench.remove("encr.der")
 
 
 def measure_peer(bench):
-    print("openssl cms")
     cms = ["openssl", "cms", "-binary"]
     key = ["-inkey", "peer.key"]
     bench.measure("cms -sign",
@@ -161,8 +175,7 @@ def startup(bench):
 
 def judge(bench, start):
     print("Targets")
-    commands = ["-sign -der", "-sign", "-verify (binary)", "-verify (BASE64)", "-encr -der", "-decr"]
-    for name in commands:
+    for name in COMMANDS:
         bench.target(f"{name}: peak memory", bench.results[name].memory / 1024,
                      MEMORY_LIMIT / 1024, " MiB")
     bench.ratio("-sign -der", 1.25, "sha256", "copy")
@@ -181,7 +194,7 @@ def parse_options():
     parser = argparse.ArgumentParser(prog="scripts/bench", description=__doc__)
     parser.add_argument("--size", type=parse_size, default=2**30, help="of the file (1G)")
     parser.add_argument("--runs", type=int, default=3, help="of which the best counts (3)")
-    parser.add_argument("--folder", help="where the files go; needs six times the size")
+    parser.add_argument("--folder", help="where the files go; needs four times the size")
     parser.add_argument("--bin", required=True, help="folder of kestrel and kestrelctl")
     options = parser.parse_args()
     options.bin = os.path.abspath(options.bin)
@@ -196,10 +209,15 @@ def main():
     try:
         bench = Bench(options, folder)
         prepare(bench, options.size)
-        print(f"{options.size / 2**20:.0f} MiB, best of {options.runs}, in {folder}")
-        measure_floors(bench)
-        measure_kestrel(bench)
-        measure_peer(bench)
+        print(f"{options.size / 2**20:.0f} MiB, best of {options.runs}, in {folder}", flush=True)
+        # Rounds, so that a slow minute of the machine falls on all alike.
+        for _ in range(options.runs):
+            measure_floors(bench)
+            measure_kestrel(bench)
+            measure_peer(bench)
+        bench.show("Floors", FLOORS)
+        bench.show("Kestrel", COMMANDS)
+        bench.show("openssl cms", PEERS)
         judge(bench, startup(bench))
     finally:
         shutil.rmtree(folder, ignore_errors=True)

@@ -7,7 +7,8 @@ namespace kestrel {
 
 void BuildKeyTable();
 
-// 0, 2 after help was printed, or an own error code that was reported.
+// 0, 2 after help was printed, or an own error code that was reported. Key values and
+// file names refer to `arguments`, whose texts must outlive the run.
 DWORD ParseCommandLine(int argumentCount, const char* const* arguments);
 
 // The first given key with this word in set order, or null.

@@ -3,34 +3,29 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "front/catalogue.h"
 
 namespace kestrel {
 namespace {
 
-// What is encoded at a time: 1024 lines, and their text with CR LF.
-constexpr DWORD kPieceBytes = 1024 * kBase64LineBytes;
-constexpr DWORD kPieceText = 1024 * 66;
+// What is encoded and written at a time: enough lines for a chunk with its headers.
+constexpr DWORD kPieceLines = 2048;
+constexpr DWORD kPieceBytes = kPieceLines * kBase64LineBytes;
+constexpr DWORD kPieceText = (kPieceLines + 1) * 66;  // and a line that was pending
 
 // A failure shows in the error flag of the file.
 void Write(StreamOutput& output, const void* data, DWORD length) {
     if (length > 0) std::fwrite(data, 1, length, output.file.get());
 }
 
-// All but the last call bring whole lines.
-DWORD WriteAsText(StreamOutput& output, const BYTE* data, DWORD length) {
-    if (!output.text) output.text.reset(new (std::nothrow) char[kPieceText]);
-    if (!output.text) return kNoMemory;
-    while (length > 0) {
-        const DWORD piece = std::min(length, kPieceBytes);
-        DWORD textLength = kPieceText;
-        if (!EncodeBase64Lines64(data, piece, output.text.get(), &textLength)) return kBadBase64;
-        Write(output, output.text.get(), textLength);
-        data += piece;
-        length -= piece;
-    }
-    return 0;
+// Encodes behind the text that is there already, of which `used` tells the length.
+bool Encode(StreamOutput& output, const BYTE* data, DWORD length, DWORD& used) {
+    DWORD room = kPieceText - used;
+    if (!EncodeBase64Lines64(data, length, output.text.get() + used, &room)) return false;
+    used += room;
+    return true;
 }
 
 // Fills the pending line up from the block. Returns the bytes that went there.
@@ -41,27 +36,31 @@ DWORD FillPending(StreamOutput& output, const BYTE* block, DWORD length) {
     return taken;
 }
 
-DWORD WritePending(StreamOutput& output) {
-    const DWORD length = output.pendingLength;
-    output.pendingLength = 0;
-    return WriteAsText(output, output.pending.data(), length);
-}
-
-// Whole lines go to the encoder straight from the block; only what is left of a line
-// is copied.
+// Whole lines go to the encoder straight from the block, and behind the line that was
+// pending to the file in one call; only what is left of a line is copied.
 DWORD EncodeBlock(StreamOutput& output, const BYTE* block, DWORD length, bool isFinal) {
+    if (!output.text) output.text.reset(new (std::nothrow) char[kPieceText]);
+    if (!output.text) return kNoMemory;
+    DWORD used = 0;
     if (output.pendingLength > 0) {
         const DWORD taken = FillPending(output, block, length);
         block += taken;
         length -= taken;
-        if (output.pendingLength == kBase64LineBytes || isFinal) {
-            if (const DWORD code = WritePending(output); code != 0) return code;
-        }
+        if (output.pendingLength < kBase64LineBytes && !isFinal) return 0;
+        const DWORD line = std::exchange(output.pendingLength, 0);
+        if (!Encode(output, output.pending.data(), line, used)) return kBadBase64;
     }
-    const DWORD whole = isFinal ? length : length - length % kBase64LineBytes;
-    const DWORD code = whole > 0 ? WriteAsText(output, block, whole) : 0;
-    FillPending(output, block + whole, length - whole);
-    return code;
+    DWORD whole = isFinal ? length : length - length % kBase64LineBytes;
+    const DWORD rest = length - whole;
+    while (used > 0 || whole > 0) {
+        const DWORD piece = std::min(whole, kPieceBytes);
+        if (!Encode(output, block, piece, used)) return kBadBase64;
+        Write(output, output.text.get(), std::exchange(used, 0));
+        block += piece;
+        whole -= piece;
+    }
+    FillPending(output, block, rest);
+    return 0;
 }
 
 bool CloseFile(StreamOutput& output) { return std::fclose(output.file.release()) == 0; }
@@ -92,6 +91,10 @@ BOOL WINAPI StreamOutputCallback(const void* argument, BYTE* block, DWORD blockL
 }
 
 CMSG_STREAM_INFO MakeStreamInfo(StreamOutput& output, DWORD contentLength) {
+    // Text leaves in large pieces; a buffer of the stream would only cut them.
+    if (output.file && output.base64 != 0) {
+        static_cast<void>(std::setvbuf(output.file.get(), nullptr, _IONBF, 0));
+    }
     CMSG_STREAM_INFO info{};
     info.cbContent = contentLength;
     info.pfnStreamOutput = StreamOutputCallback;

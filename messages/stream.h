@@ -29,7 +29,7 @@ struct StreamOutput {
 //   ERROR_WRITE_FAULT      writing or closing failed
 BOOL WINAPI StreamOutputCallback(const void* output, BYTE* block, DWORD blockLength, BOOL isFinal);
 
-// The record that ties `output` to a message object.
+// The record that ties `output` to a message object. Called before anything is written.
 CMSG_STREAM_INFO MakeStreamInfo(StreamOutput& output, DWORD contentLength);
 
 }  // namespace kestrel

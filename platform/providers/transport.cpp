@@ -3,6 +3,7 @@
 
 #include "providers/algorithms.h"
 #include "providers/engine.h"
+#include "providers/gost_transport.h"
 #include "providers/openssl.h"
 #include "providers/rsa_parameters.h"
 
@@ -89,23 +90,27 @@ Secret UnwrapOaep(EVP_PKEY* key, const Algorithm& algorithm, ByteView encryptedK
 struct GostWrap {
     const char* oid;
     const char* cipherOid;
+    std::size_t macLength;
 };
 constexpr GostWrap kGostWraps[] = {
-    {oid::kMagmaWrap, oid::kMagmaCtrAcpkm},
-    {oid::kKuznyechikWrap, oid::kKuznyechikCtrAcpkm},
+    {oid::kMagmaWrap, oid::kMagmaCtrAcpkm, 8},
+    {oid::kKuznyechikWrap, oid::kKuznyechikCtrAcpkm, 16},
 };
 
-const char* GostWrapCipher(std::string_view oid) {
+const GostWrap* FindGostWrap(std::string_view oid) {
     for (const GostWrap& wrap : kGostWraps) {
-        if (wrap.oid == oid) return wrap.cipherOid;
+        if (wrap.oid == oid) return &wrap;
     }
     return nullptr;
 }
 
-Secret UnwrapGost(EVP_PKEY* key, const char* wrapCipher, ByteView encryptedKey,
+Secret UnwrapGost(EVP_PKEY* key, const GostWrap* wrap, ByteView encryptedKey,
                   std::size_t keyLength) {
+    const bool shaped = wrap != nullptr ? IsGostExportedKey(encryptedKey, wrap->macLength)
+                                        : IsGostKeyTransport(encryptedKey);
+    if (!shaped) throw Error(NTE_BAD_DATA);
     const EvpKeyContext context = DecryptContext(key);
-    if (wrapCipher != nullptr && !SelectGostWrap(context.get(), wrapCipher)) {
+    if (wrap != nullptr && !SelectGostWrap(context.get(), wrap->cipherOid)) {
         ThrowCrypto(NTE_BAD_ALGID);
     }
     Bytes contentKey = Decrypt(context.get(), encryptedKey);
@@ -153,9 +158,9 @@ Secret UnwrapKey(EVP_PKEY* key, const Algorithm& keyEncryption, ByteView encrypt
     if (keyOid == oid::kRsa && keyEncryption.oid == oid::kRsaOaep) {
         return UnwrapOaep(key, keyEncryption, encryptedKey, keyLength);
     }
-    const char* wrapCipher = GostWrapCipher(keyEncryption.oid);
-    if (IsGost(keyOid) && (wrapCipher != nullptr || keyEncryption.oid == keyOid)) {
-        return UnwrapGost(key, wrapCipher, encryptedKey, keyLength);
+    const GostWrap* wrap = FindGostWrap(keyEncryption.oid);
+    if (IsGost(keyOid) && (wrap != nullptr || keyEncryption.oid == keyOid)) {
+        return UnwrapGost(key, wrap, encryptedKey, keyLength);
     }
     throw Error(NTE_BAD_ALGID);
 }

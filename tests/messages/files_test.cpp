@@ -158,13 +158,14 @@ TEST_F(WholeFiles, Unreadable) {
 
 // A command that is given one name twice must not empty the file before it is read.
 TEST_F(WholeFiles, TheInputIsNoOutput) {
+    const std::string path = Store("input", "precious");
     InputFile input;
-    ASSERT_EQ(OpenInput(Store("input", "precious").c_str(), input), 0U);
+    ASSERT_EQ(OpenInput(path.c_str(), input), 0U);
     std::filesystem::create_symlink(PathOf("input"), PathOf("link"));
-    EXPECT_FALSE(OpenOutput(PathOf("input").c_str(), input));
+    EXPECT_FALSE(OpenOutput(path.c_str(), input));
     EXPECT_FALSE(OpenOutput(PathOf("link").c_str(), input));
     EXPECT_TRUE(OpenOutput(PathOf("other").c_str(), input));
-    EXPECT_EQ(BytesOf(PathOf("input")), "precious");
+    EXPECT_EQ(BytesOf(path), "precious");
 }
 
 // ---- writing -----------------------------------------------------------------

@@ -68,8 +68,9 @@ class Roads : public FolderTest {
   protected:
     [[nodiscard]] Reading Read(const std::string& file) const {
         Reading reading;
+        const std::string path = Store("message", file);
         InputFile input;
-        EXPECT_EQ(OpenInput(Store("message", file).c_str(), input), 0U);
+        EXPECT_EQ(OpenInput(path.c_str(), input), 0U);
         CMSG_STREAM_INFO stream{CMSG_INDEFINITE_LENGTH, Collect, &reading.content};
         const MessageHolder message(
             CryptMsgOpenToDecode(kMessageEncodingType, 0, 0, 0, nullptr, &stream));

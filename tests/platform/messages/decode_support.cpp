@@ -42,8 +42,8 @@ Bytes FromHex(std::string_view text) {
 Bytes SignWith(const std::vector<std::string>& signers, const std::string& options,
                ByteView content) {
     WriteTemp("content", content);
-    std::string command = "cms -sign" + EngineFor(signers) + " -binary -in content -outform DER" +
-                          " -out made.der";
+    std::string command =
+        "cms -sign" + EngineFor(signers) + " -binary -in content -outform DER" + " -out made.der";
     for (const std::string& name : signers) {
         command += " -signer " + name + ".pem -inkey " + name + ".key";
     }
@@ -159,8 +159,7 @@ HCRYPTPROV StrangerProvider(const Identity& identity) {
     static int count = 0;
     const std::string name = "stranger-" + std::to_string(count++);
     const EvpKey key = GenerateKey(identity.type);
-    Container::Create(Side::User, name, identity.type)
-        .SaveKey(AT_KEYEXCHANGE, key.get(), Secret());
+    Container::Create(Side::User, name, identity.type).SaveKey(AT_KEYEXCHANGE, key.get(), Secret());
     HCRYPTPROV provider = 0;
     EXPECT_NE(CryptAcquireContextA(&provider, name.c_str(), nullptr, identity.type, CRYPT_SILENT),
               FALSE);

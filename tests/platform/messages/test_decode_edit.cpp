@@ -24,10 +24,11 @@ std::string Verified(Decoding& message, const Bytes& content, const std::string&
     WriteTemp("edited.der", message.Value(CMSG_ENCODED_MESSAGE));
     WriteTemp("content", content);
     std::string printed;
-    EXPECT_TRUE(OpenSsl("cms -verify -engine gost -binary -noverify -inform DER -in edited.der "
-                        "-out edited.out " +
-                            extra,
-                        &printed))
+    EXPECT_TRUE(
+        OpenSsl("cms -verify -engine gost -binary -noverify -inform DER -in edited.der "
+                "-out edited.out " +
+                    extra,
+                &printed))
         << printed;
     EXPECT_TRUE(OpenSsl("cms -cmsout -print -inform DER -in edited.der", &printed)) << printed;
     return printed;

@@ -55,8 +55,8 @@ DWORD RecipientIndex(Decoding& message, const std::string& name) {
     for (DWORD i = 0; i < message.Number(CMSG_RECIPIENT_COUNT_PARAM); ++i) {
         Bytes block = message.Value(CMSG_RECIPIENT_INFO_PARAM, i);
         auto* info = reinterpret_cast<PCERT_INFO>(block.data());
-        if (CertCompareCertificate(X509_ASN_ENCODING, info,
-                                   const_cast<PCERT_INFO>(&certificate)) != FALSE) {
+        if (CertCompareCertificate(X509_ASN_ENCODING, info, const_cast<PCERT_INFO>(&certificate)) !=
+            FALSE) {
             return i;
         }
     }
@@ -74,8 +74,8 @@ TEST(DecodeEnveloped, StreamsInAnyPieces) {
         const Bytes encoded =
             EncryptFor(named ? std::vector<std::string>{} : row.recipients, options, content);
         const std::size_t all = encoded.size() + 1;
-        for (const std::size_t chunk : {std::size_t{all > 20000 ? 4093U : 1U}, std::size_t{977},
-                                        std::size_t{65536}, all}) {
+        for (const std::size_t chunk :
+             {std::size_t{all > 20000 ? 4093U : 1U}, std::size_t{977}, std::size_t{65536}, all}) {
             for (const std::string& name : row.recipients) {
                 SCOPED_TRACE(name + " " + std::to_string(chunk));
                 Sink sink;
@@ -214,7 +214,8 @@ TEST(DecodeEnveloped, HidesWhatWentWrong) {
             Decoding message(&sink);
             const DWORD error = message.FeedAndDecrypt(row.message, chunk, row.provider);
             // A random key leaves padding that fits in one of 256 cases.
-            if (error == 0 && row.provider == own && sink.output != content) continue;
+            const bool keyIsWrong = &row.message != &padding;
+            if (error == 0 && keyIsWrong && sink.output != content) continue;
             EXPECT_EQ(error, kBadData);
             EXPECT_EQ(sink.finals, 0);
             // The control itself had nothing to say: what came before the end is out.

@@ -41,7 +41,11 @@ const Row kRows[] = {
     {"RSA, long", {"rsa"}, "-nodetach", 300000, 1},
     {"RSA, long, indefinite", {"rsa"}, "-nodetach -stream", 300000, 1},
     {"RSA, whole blocks", {"rsa"}, "-nodetach -stream", 65536, 1},
-    {"RSA, another type", {"rsa"}, "-nodetach -econtent_type 1.2.840.113549.1.9.16.1.4", 100, 1,
+    {"RSA, another type",
+     {"rsa"},
+     "-nodetach -econtent_type 1.2.840.113549.1.9.16.1.4",
+     100,
+     1,
      kStampInfo},
     {"EC", {"ec"}, "-nodetach", 100, 1},
     {"EC, indefinite, key identifier", {"ec"}, "-nodetach -stream -keyid", 100, 1},
@@ -127,10 +131,11 @@ TEST(DecodeSigned, HoldsAWholeMessage) {
         WriteTemp("again.der", message.Value(CMSG_ENCODED_MESSAGE));
         std::string printed;
         const std::string certificates = " -certfile " + row.signers.back() + ".pem";
-        EXPECT_TRUE(OpenSsl("cms -verify -engine gost -binary -noverify -inform DER -in again.der "
-                            "-out again.out" +
-                                certificates,
-                            &printed))
+        EXPECT_TRUE(
+            OpenSsl("cms -verify -engine gost -binary -noverify -inform DER -in again.der "
+                    "-out again.out" +
+                        certificates,
+                    &printed))
             << printed;
         EXPECT_EQ(ReadTemp("again.out"), content);
     }
@@ -213,9 +218,9 @@ TEST(DecodeSigned, GivesRecordsAsDocumented) {
     const CERT_INFO& info = *rsa.certificate->pCertInfo;
     EXPECT_EQ(signer.dwVersion, 1U);
     ASSERT_EQ(signer.SerialNumber.cbData, info.SerialNumber.cbData);
-    EXPECT_EQ(std::memcmp(signer.SerialNumber.pbData, info.SerialNumber.pbData,
-                          info.SerialNumber.cbData),
-              0);
+    EXPECT_EQ(
+        std::memcmp(signer.SerialNumber.pbData, info.SerialNumber.pbData, info.SerialNumber.cbData),
+        0);
     EXPECT_STREQ(signer.HashAlgorithm.pszObjId, "2.16.840.1.101.3.4.2.1");
     EXPECT_STREQ(signer.HashEncryptionAlgorithm.pszObjId, szOID_RSA_RSA);
     EXPECT_EQ(signer.EncryptedHash.cbData, 256U);

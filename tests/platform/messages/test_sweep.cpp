@@ -24,7 +24,8 @@ bool Defined(DWORD error) {
         static_cast<DWORD>(NTE_BAD_ALGID), static_cast<DWORD>(NTE_BAD_LEN),
         static_cast<DWORD>(NTE_FAIL),      static_cast<DWORD>(CRYPT_E_BAD_MSG),
     };
-    const bool single = std::find(std::begin(kSingle), std::end(kSingle), error) != std::end(kSingle);
+    const bool single =
+        std::find(std::begin(kSingle), std::end(kSingle), error) != std::end(kSingle);
     return error == 0 || asn1 || message || single;
 }
 

@@ -1,0 +1,268 @@
+#include "authority.h"
+
+#include <openssl/err.h>
+#include <openssl/rsa.h>
+#include <openssl/x509v3.h>
+
+#include <cstdlib>
+#include <ctime>
+
+#include "base/error.h"
+#include "base/handle.h"
+#include "base/ticks.h"
+#include "providers/algorithms.h"
+#include "providers/container.h"
+#include "providers/openssl.h"
+
+namespace platform::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+long nextSerial = 1000;
+
+void Check(bool good, const std::string& what) {
+    if (!good) throw std::runtime_error(what);
+}
+
+std::unique_ptr<X509_EXTENSION, Freer<X509_EXTENSION_free>> MakeExtension(
+    const Extension& extension, X509V3_CTX* context) {
+    const int nid = OBJ_sn2nid(extension.name.c_str());
+    if (nid != NID_undef) {
+        return decltype(MakeExtension(extension, context))(
+            X509V3_EXT_conf_nid(nullptr, context, nid, extension.value.c_str()));
+    }
+    const bool critical = extension.value.starts_with("critical,");
+    long length = 0;
+    const std::string digits = extension.value.substr(critical ? 9 : 0);
+    unsigned char* bytes = OPENSSL_hexstr2buf(digits.c_str(), &length);
+    const std::unique_ptr<ASN1_OCTET_STRING, Freer<ASN1_OCTET_STRING_free>> value(
+        ASN1_OCTET_STRING_new());
+    ASN1_STRING_set0(value.get(), bytes, static_cast<int>(length));
+    const Asn1Object object(OBJ_txt2obj(extension.name.c_str(), 1));
+    return decltype(MakeExtension(extension, context))(
+        X509_EXTENSION_create_by_OBJ(nullptr, object.get(), critical ? 1 : 0, value.get()));
+}
+
+template <class Target>
+void AddExtensions(const std::vector<Extension>& extensions, X509V3_CTX* context, Target* target,
+                   int (*add)(Target*, X509_EXTENSION*, int)) {
+    for (const Extension& extension : extensions) {
+        const auto made = MakeExtension(extension, context);
+        Check(made != nullptr, "extension " + extension.name);
+        add(target, made.get(), -1);
+    }
+}
+
+void AddName(X509_NAME* name, const char* field, const std::string& text) {
+    X509_NAME_add_entry_by_txt(name, field, MBSTRING_UTF8,
+                               reinterpret_cast<const unsigned char*>(text.c_str()), -1, -1, 0);
+}
+
+std::shared_ptr<EVP_PKEY> KeyFor(const Recipe& recipe) {
+    if (recipe.key == nullptr) return GenerateKey(static_cast<DWORD>(recipe.type));
+    EVP_PKEY_up_ref(recipe.key);
+    return EvpKey(recipe.key);
+}
+
+// The digest that goes with a key, where the recipe does not say.
+const EVP_MD* DigestFor(const char* name, EVP_PKEY* key) {
+    if (name != nullptr) return EVP_get_digestbyname(name);
+    int nid = 0;
+    Check(EVP_PKEY_get_default_digest_nid(key, &nid) > 0, "default digest");
+    return EVP_get_digestbynid(nid);
+}
+
+void Sign(X509* certificate, EVP_PKEY* key, const Recipe& recipe) {
+    const std::unique_ptr<EVP_MD_CTX, Freer<EVP_MD_CTX_free>> context(EVP_MD_CTX_new());
+    EVP_PKEY_CTX* parameters = nullptr;
+    EVP_DigestSignInit(context.get(), &parameters, DigestFor(recipe.digest, key), nullptr, key);
+    if (recipe.pss) EVP_PKEY_CTX_set_rsa_padding(parameters, RSA_PKCS1_PSS_PADDING);
+    Check(X509_sign_ctx(certificate, context.get()) > 0, "signing");
+}
+
+template <class Object>
+Bytes Encode(int (*encode)(const Object*, unsigned char**), const Object* object) {
+    return EncodeWhole(encode, object);
+}
+
+using Certificates = std::unique_ptr<X509, Freer<X509_free>>;
+using Lists = std::unique_ptr<X509_CRL, Freer<X509_CRL_free>>;
+
+Certificates Unsigned(const Recipe& recipe, EVP_PKEY* key, const Identity* issuer) {
+    Certificates made(X509_new());
+    X509* certificate = made.get();
+    X509_set_version(certificate, recipe.extensions.empty() ? X509_VERSION_1 : X509_VERSION_3);
+    ASN1_INTEGER_set(X509_get_serialNumber(certificate), nextSerial++);
+    X509_gmtime_adj(X509_getm_notBefore(certificate), recipe.from);
+    X509_gmtime_adj(X509_getm_notAfter(certificate), recipe.to);
+    X509_set_pubkey(certificate, key);
+    AddName(X509_get_subject_name(certificate), "CN", recipe.name);
+    X509* above = issuer == nullptr ? certificate : issuer->Cert()->Native();
+    X509_set_issuer_name(certificate, X509_get_subject_name(above));
+    X509V3_CTX context;
+    X509V3_set_ctx(&context, above, certificate, nullptr, nullptr, 0);
+    std::vector<Extension> extensions = recipe.extensions;
+    if (X509_get_version(above) == X509_VERSION_1) {
+        std::erase_if(extensions, [](const Extension& extension) {
+            return extension.name == "authorityKeyIdentifier";  // it has no identifier to name
+        });
+    }
+    AddExtensions(extensions, &context, certificate, &X509_add_ext);
+    return made;
+}
+
+std::unique_ptr<X509_REVOKED, Freer<X509_REVOKED_free>> EntryOf(const RevokedEntry& entry) {
+    std::unique_ptr<X509_REVOKED, Freer<X509_REVOKED_free>> made(X509_REVOKED_new());
+    X509_REVOKED_set_serialNumber(made.get(),
+                                  X509_get_serialNumber(entry.identity->Cert()->Native()));
+    const std::unique_ptr<ASN1_TIME, Freer<ASN1_TIME_free>> when(
+        X509_gmtime_adj(nullptr, entry.when));
+    X509_REVOKED_set_revocationDate(made.get(), when.get());
+    if (entry.reason >= 0) {
+        const std::unique_ptr<ASN1_ENUMERATED, Freer<ASN1_ENUMERATED_free>> reason(
+            ASN1_ENUMERATED_new());
+        ASN1_ENUMERATED_set(reason.get(), entry.reason);
+        X509_REVOKED_add1_ext_i2d(made.get(), NID_crl_reason, reason.get(), 0, 0);
+    }
+    AddExtensions(entry.extensions, nullptr, made.get(), &X509_REVOKED_add_ext);
+    return made;
+}
+
+void AddNumber(X509_CRL* crl, int nid, long number, int critical) {
+    if (number == 0) return;
+    const std::unique_ptr<ASN1_INTEGER, Freer<ASN1_INTEGER_free>> value(ASN1_INTEGER_new());
+    ASN1_INTEGER_set(value.get(), number);
+    X509_CRL_add1_ext_i2d(crl, nid, value.get(), critical, 0);
+}
+
+}  // namespace
+
+Identity::Identity(const Recipe& recipe, const Identity* issuer) : key_(KeyFor(recipe)) {
+    const Certificates made = Unsigned(recipe, key_.get(), issuer);
+    Sign(made.get(), issuer == nullptr ? key_.get() : issuer->Key(), recipe);
+    certificate_ = Certificate::Parse(Encode<X509>(&i2d_X509, made.get()));
+}
+
+std::shared_ptr<Certificate> Identity::Forged() const {
+    Bytes der = Copy(certificate_->Der());
+    der.back() ^= 1;
+    return Certificate::Parse(der);
+}
+
+const std::vector<Extension>& AuthorityExtensions() {
+    static const std::vector<Extension> extensions = {{"basicConstraints", "critical,CA:TRUE"},
+                                                      {"keyUsage", "critical,keyCertSign,cRLSign"},
+                                                      {"subjectKeyIdentifier", "hash"}};
+    return extensions;
+}
+
+Recipe AuthorityNamed(const std::string& name) { return {name, AuthorityExtensions()}; }
+
+Recipe LeafNamed(const std::string& name) {
+    return {name,
+            {{"basicConstraints", "CA:FALSE"},
+             {"subjectKeyIdentifier", "hash"},
+             {"authorityKeyIdentifier", "keyid"}}};
+}
+
+std::shared_ptr<Crl> MakeCrl(const Identity& issuer, const CrlRecipe& recipe) {
+    const Lists made(X509_CRL_new());
+    X509_CRL* crl = made.get();
+    X509_CRL_set_version(crl, X509_CRL_VERSION_2);
+    X509_CRL_set_issuer_name(crl, X509_get_subject_name(issuer.Cert()->Native()));
+    const std::unique_ptr<ASN1_TIME, Freer<ASN1_TIME_free>> from(
+        X509_gmtime_adj(nullptr, recipe.from));
+    X509_CRL_set1_lastUpdate(crl, from.get());
+    if (recipe.to != 0) {
+        const std::unique_ptr<ASN1_TIME, Freer<ASN1_TIME_free>> to(
+            X509_gmtime_adj(nullptr, recipe.to));
+        X509_CRL_set1_nextUpdate(crl, to.get());
+    }
+    for (const RevokedEntry& entry : recipe.revoked) {
+        X509_CRL_add0_revoked(crl, EntryOf(entry).release());
+    }
+    AddNumber(crl, NID_crl_number, recipe.number, 0);
+    AddNumber(crl, NID_delta_crl, recipe.base, 1);
+    X509V3_CTX context;
+    X509V3_set_ctx(&context, issuer.Cert()->Native(), nullptr, nullptr, crl, 0);
+    AddExtensions(recipe.extensions, &context, crl, &X509_CRL_add_ext);
+    EVP_PKEY* key = recipe.signer == nullptr ? issuer.Key() : recipe.signer->Key();
+    const bool gost = !EVP_PKEY_is_a(key, "EC") && !EVP_PKEY_is_a(key, "RSA");
+    Check(X509_CRL_sign(crl, key, DigestFor(gost ? nullptr : "SHA256", key)) > 0, "CRL");
+    return Crl::Parse(Encode<X509_CRL>(&i2d_X509_CRL, crl));
+}
+
+void ChainTest::SetUp() {
+    // Each case writes databases; in memory that takes no time.
+    std::string name = fs::exists("/dev/shm") ? "/dev/shm" : "/tmp";
+    name += "/kestrel-chain-XXXXXX";
+    ASSERT_NE(mkdtemp(name.data()), nullptr);
+    folder_ = name;
+    Clear();
+}
+
+void ChainTest::TearDown() {
+    EXPECT_EQ(LiveHandles(), 0U);
+    EXPECT_EQ(ERR_peek_error(), 0U);
+    fs::remove_all(folder_);
+}
+
+void ChainTest::Clear() {
+    static int count = 0;
+    const fs::path home = folder_ / std::to_string(count++);
+    setenv("KESTREL_HOME", (home / "user").c_str(), 1);
+    setenv("KESTREL_MACHINE_HOME", (home / "machine").c_str(), 1);
+}
+
+void Put(const char* store, const std::shared_ptr<Certificate>& certificate, Side side) {
+    OpenSystemStore(side, store, OpenMode::OpenOrCreate)
+        ->Add(*certificate, CERT_STORE_ADD_USE_EXISTING);
+}
+
+void Put(const char* store, const std::shared_ptr<Crl>& crl, Side side) {
+    OpenSystemStore(side, store, OpenMode::OpenOrCreate)->Add(*crl, CERT_STORE_ADD_ALWAYS);
+}
+
+DWORD StatusOf(const std::shared_ptr<Certificate>& leaf, DWORD flags, long when) {
+    PCCERT_CONTEXT context = Certificate::Share(leaf);
+    CERT_CHAIN_PARA para{};
+    para.cbSize = sizeof para;
+    FILETIME time = FileTimeOf(CurrentTicks() + static_cast<Ticks>(when) * kTicksPerSecond);
+    PCCERT_CHAIN_CONTEXT chain = nullptr;
+    const BOOL built = CertGetCertificateChain(nullptr, context, when == 0 ? nullptr : &time,
+                                               nullptr, &para, flags, nullptr, &chain);
+    const DWORD status = built ? chain->TrustStatus.dwErrorStatus : GetLastError();
+    EXPECT_TRUE(built) << std::hex << status;
+    CertFreeCertificateChain(chain);
+    CertFreeCertificateContext(context);
+    return status;
+}
+
+bool OpenSslAccepts(const std::shared_ptr<Certificate>& leaf) {
+    const std::unique_ptr<X509_STORE, Freer<X509_STORE_free>> trust(X509_STORE_new());
+    const auto stackFree = [](STACK_OF(X509) * stack) { sk_X509_free(stack); };
+    const std::unique_ptr<STACK_OF(X509), decltype(stackFree)> others(sk_X509_new_null());
+    std::vector<std::shared_ptr<Certificate>> kept;
+    for (const Side side : {Side::User, Side::Machine}) {
+        for (const std::string& name : SystemStoreNames(side)) {
+            for (const auto& one :
+                 OpenSystemStore(side, name, OpenMode::Existing)->Certificates()) {
+                kept.push_back(one);
+                if (name == "Root") {
+                    X509_STORE_add_cert(trust.get(), one->Native());
+                } else {
+                    sk_X509_push(others.get(), one->Native());
+                }
+            }
+        }
+    }
+    const std::unique_ptr<X509_STORE_CTX, Freer<X509_STORE_CTX_free>> context(X509_STORE_CTX_new());
+    X509_STORE_CTX_init(context.get(), trust.get(), leaf->Native(), others.get());
+    X509_STORE_CTX_set_flags(context.get(), X509_V_FLAG_PARTIAL_CHAIN | X509_V_FLAG_POLICY_CHECK);
+    const bool accepted = X509_verify_cert(context.get()) == 1;
+    ERR_clear_error();
+    return accepted;
+}
+
+}  // namespace platform::testing

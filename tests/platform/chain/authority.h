@@ -1,0 +1,100 @@
+// Certification authorities for the tests of chains: certificates and CRLs made with
+// OpenSSL, and homes to put them in.
+#pragma once
+
+#include <openssl/x509.h>
+#include "base/ground.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "certs/certificate.h"
+#include "certs/store.h"
+#include "providers/crypto.h"
+
+namespace platform::testing {
+
+inline constexpr long kDay = 86400;
+
+// An extension in the words of OpenSSL's configuration, or as hexadecimal DER when the
+// name is a dotted identifier ("critical," in front of either).
+struct Extension {
+    std::string name;
+    std::string value;
+};
+
+struct Recipe {
+    std::string name;  // common name of the subject
+    std::vector<Extension> extensions = {};
+    long from = -kDay;  // seconds from now
+    long to = 30 * kDay;
+    long type = 16;                 // provider type of the key
+    const char* digest = "SHA256";  // null: what the key prescribes
+    bool pss = false;
+    EVP_PKEY* key = nullptr;  // a key that is there already
+};
+
+class Identity {
+  public:
+    // Signed by `issuer`, or by itself.
+    explicit Identity(const Recipe& recipe, const Identity* issuer = nullptr);
+
+    [[nodiscard]] const std::shared_ptr<Certificate>& Cert() const { return certificate_; }
+    [[nodiscard]] EVP_PKEY* Key() const { return key_.get(); }
+    // The same with the last bit of the signature turned over.
+    [[nodiscard]] std::shared_ptr<Certificate> Forged() const;
+
+  private:
+    std::shared_ptr<EVP_PKEY> key_;
+    std::shared_ptr<Certificate> certificate_;
+};
+
+const std::vector<Extension>& AuthorityExtensions();
+Recipe AuthorityNamed(const std::string& name);
+Recipe LeafNamed(const std::string& name);
+
+struct RevokedEntry {
+    const Identity* identity;
+    int reason = -1;  // CRL_REASON_*
+    long when = -3600;
+    std::vector<Extension> extensions = {};
+};
+
+struct CrlRecipe {
+    std::vector<RevokedEntry> revoked = {};
+    std::vector<Extension> extensions = {};
+    long from = -3600;
+    long to = kDay;                    // 0: no next update
+    const Identity* signer = nullptr;  // another one than the issuer
+    long number = 0;                   // 0: none
+    long base = 0;                     // of a delta CRL
+};
+std::shared_ptr<Crl> MakeCrl(const Identity& issuer, const CrlRecipe& recipe = {});
+
+// A test with empty homes and no handle left at its end.
+class ChainTest : public ::testing::Test {
+  protected:
+    void SetUp() override;
+    void TearDown() override;
+    // Empty homes once more.
+    void Clear();
+
+    std::filesystem::path folder_;
+};
+
+void Put(const char* store, const std::shared_ptr<Certificate>& certificate,
+         Side side = Side::User);
+void Put(const char* store, const std::shared_ptr<Crl>& crl, Side side = Side::User);
+
+// What CertGetCertificateChain says with these flags, now or `when` seconds from now.
+DWORD StatusOf(const std::shared_ptr<Certificate>& leaf, DWORD flags, long when = 0);
+
+// Whether OpenSSL's own verifier finds a path without fault, with the stores as they are
+// and revocation left out.
+bool OpenSslAccepts(const std::shared_ptr<Certificate>& leaf);
+
+}  // namespace platform::testing

@@ -1,0 +1,221 @@
+// Revocation: which CRLs count, and what they say.
+#include <openssl/x509v3.h>
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <functional>
+
+#include "authority.h"
+
+namespace platform::testing {
+namespace {
+
+constexpr DWORD kCheck = CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT;
+constexpr const char* kScope = "2.5.29.28";  // issuing distribution point
+
+struct World {
+    Identity root{AuthorityNamed("Root")};
+    Identity other{AuthorityNamed("Root")};  // the same name, another key
+    Identity leaf{LeafWithPoint(), &root};
+
+    static Recipe LeafWithPoint() {
+        Recipe recipe = LeafNamed("Leaf");
+        recipe.extensions.push_back({"crlDistributionPoints", "URI:http://a/b"});
+        return recipe;
+    }
+};
+
+const World& TheWorld() {
+    static const World world;
+    return world;
+}
+
+TEST_F(ChainTest, WhichListsCount) {
+    const World& w = TheWorld();
+    const RevokedEntry gone{&w.leaf};
+    // Hand-made issuing distribution points (RFC 5280 5.2.5).
+    const std::string users = "critical,30038101FF";
+    const std::string authorities = "critical,30038201FF";
+    const std::string someReasons = "critical,300483020640";
+    const std::string indirect = "critical,30038401FF";
+    const std::string attributes = "critical,30038501FF";
+    const std::string thisPoint = "critical,3010A00EA00C860A687474703A2F2F612F62";
+    const std::string otherPoint = "critical,3010A00EA00C860A687474703A2F2F612F63";
+    const struct {
+        const char* name;
+        DWORD status;
+        std::vector<CrlRecipe> crls;
+    } rows[] = {
+        {"none", 0x40, {}},
+        {"empty list", 0, {{}}},
+        {"revoked", 0x4, {{.revoked = {gone}}}},
+        {"revoked for a reason", 0x4, {{.revoked = {{&w.leaf, CRL_REASON_KEY_COMPROMISE}}}}},
+        {"on hold", 0x4, {{.revoked = {{&w.leaf, CRL_REASON_CERTIFICATE_HOLD}}}}},
+        {"another number", 0, {{.revoked = {{&w.root}}}}},
+        {"revoked in the future", 0, {{.revoked = {{&w.leaf, -1, kDay}}}}},
+        {"out of date", 0x40, {{.from = -2 * kDay, .to = -kDay}}},
+        {"revoked by one out of date", 0x40, {{.revoked = {gone}, .from = -2 * kDay, .to = -kDay}}},
+        {"of the future", 0x40, {{.from = kDay, .to = 2 * kDay}}},
+        {"without end", 0, {{.to = 0}}},
+        {"another key signed", 0x40, {{.signer = &w.other}}},
+        {"another key revokes", 0x40, {{.revoked = {gone}, .signer = &w.other}}},
+        {"unknown critical extension", 0x40, {{.extensions = {{"1.2.3.4", "critical,0500"}}}}},
+        {"unknown extension", 0, {{.extensions = {{"1.2.3.4", "0500"}}}}},
+        {"unknown critical entry extension",
+         0x40,
+         {{.revoked = {{&w.root, -1, -60, {{"1.2.3.4", "critical,0500"}}}}}}},
+        {"for users", 0, {{.extensions = {{kScope, users}}}}},
+        {"for authorities", 0x40, {{.extensions = {{kScope, authorities}}}}},
+        {"for authorities, revoked",
+         0x40,
+         {{.revoked = {gone}, .extensions = {{kScope, authorities}}}}},
+        {"for attributes", 0x40, {{.extensions = {{kScope, attributes}}}}},
+        {"indirect", 0x40, {{.extensions = {{kScope, indirect}}}}},
+        {"damaged scope", 0x40, {{.extensions = {{kScope, "critical,0401"}}}}},
+        {"for this point", 0, {{.extensions = {{kScope, thisPoint}}}}},
+        {"for another point", 0x40, {{.extensions = {{kScope, otherPoint}}}}},
+        {"some reasons are no all-clear", 0x40, {{.extensions = {{kScope, someReasons}}}}},
+        {"some reasons revoke", 0x4, {{.revoked = {gone}, .extensions = {{kScope, someReasons}}}}},
+        {"the later list lifts", 0, {{.revoked = {gone}, .from = -7200}, {.from = -60}}},
+        {"the later list revokes", 0x4, {{.from = -7200}, {.revoked = {gone}, .from = -60}}},
+        {"the later list is forged",
+         0,
+         {{.from = -7200}, {.revoked = {gone}, .from = -60, .signer = &w.other}}},
+        {"delta revokes",
+         0x4,
+         {{.number = 5}, {.revoked = {gone}, .from = -60, .number = 6, .base = 5}}},
+        {"delta lifts a hold",
+         0,
+         {{.revoked = {{&w.leaf, CRL_REASON_CERTIFICATE_HOLD}}, .number = 5},
+          {.revoked = {{&w.leaf, CRL_REASON_REMOVE_FROM_CRL}},
+           .from = -60,
+           .number = 6,
+           .base = 5}}},
+        {"delta is silent",
+         0x4,
+         {{.revoked = {gone}, .number = 5}, {.from = -60, .number = 6, .base = 5}}},
+        {"delta alone is no all-clear", 0x40, {{.number = 6, .base = 5}}},
+        {"delta for a later list",
+         0,
+         {{.number = 5}, {.revoked = {gone}, .from = -60, .number = 8, .base = 7}}},
+        {"delta older than the list",
+         0,
+         {{.number = 5}, {.revoked = {gone}, .from = -60, .number = 5, .base = 4}}},
+    };
+    for (const auto& row : rows) {
+        Clear();
+        Put("Root", w.root.Cert());
+        for (const CrlRecipe& recipe : row.crls) Put("CA", MakeCrl(w.root, recipe));
+        EXPECT_EQ(StatusOf(w.leaf.Cert(), kCheck), row.status) << row.name;
+        EXPECT_EQ(StatusOf(w.leaf.Cert(), 0), 0U) << row.name;
+    }
+}
+
+TEST_F(ChainTest, EveryPlaceIsLookedAt) {
+    const World& w = TheWorld();
+    const auto revoking = MakeCrl(w.root, {.revoked = {{&w.leaf}}});
+    const auto cached = [&](const char* variable, const char* name, ByteView content) {
+        const std::filesystem::path cache = std::filesystem::path(std::getenv(variable)) / "cache";
+        std::filesystem::create_directories(cache);
+        std::ofstream(cache / name, std::ios::binary)
+            .write(reinterpret_cast<const char*>(content.data()),
+                   static_cast<std::streamsize>(content.size()));
+    };
+    const struct {
+        const char* name;
+        DWORD status;
+        std::function<void()> put;
+    } rows[] = {
+        {"CA", 0x4, [&] { Put("CA", revoking); }},
+        {"Root", 0x4, [&] { Put("Root", revoking); }},
+        {"My", 0x4, [&] { Put("My", revoking); }},
+        {"machine's CA", 0x4, [&] { Put("CA", revoking, Side::Machine); }},
+        {"a store of another name", 0x40, [&] { Put("Other", revoking); }},
+        {"user's cache", 0x4, [&] { cached("KESTREL_HOME", "x.crl", revoking->Der()); }},
+        {"machine's cache", 0x4, [&] { cached("KESTREL_MACHINE_HOME", "x.crl", revoking->Der()); }},
+        {"damaged cache", 0x4,
+         [&] {
+             cached("KESTREL_HOME", "a.crl", ByteView(revoking->Der()).first(50));
+             cached("KESTREL_HOME", "x.crl", revoking->Der());
+         }},
+        {"other file in the cache", 0x40,
+         [&] { cached("KESTREL_HOME", "x.tmp", revoking->Der()); }},
+        {"stores before the cache", 0,
+         [&] {
+             Put("CA", MakeCrl(w.root));
+             cached("KESTREL_HOME", "x.crl", revoking->Der());
+         }},
+    };
+    for (const auto& row : rows) {
+        Clear();
+        Put("Root", w.root.Cert());
+        row.put();
+        EXPECT_EQ(StatusOf(w.leaf.Cert(), kCheck), row.status) << row.name;
+    }
+}
+
+TEST_F(ChainTest, WhichCertificatesAreAskedAbout) {
+    const Identity root(AuthorityNamed("Root"));
+    const Identity middle(AuthorityNamed("Middle"), &root);
+    const Identity leaf(LeafNamed("Leaf"), &middle);
+    constexpr DWORD kEnd = CERT_CHAIN_REVOCATION_CHECK_END_CERT;
+    constexpr DWORD kAll = CERT_CHAIN_REVOCATION_CHECK_CHAIN;
+    const struct {
+        const char* name;
+        bool rootList;
+        bool middleList;
+        const Identity* revoked;
+        DWORD end;
+        DWORD all;
+        DWORD withoutRoot;
+    } rows[] = {
+        {"no list", false, false, nullptr, 0x40, 0x40, 0x40},
+        {"root's list", true, false, nullptr, 0x40, 0x40, 0x40},
+        {"intermediate's list", false, true, nullptr, 0, 0x40, 0x40},
+        {"both", true, true, nullptr, 0, 0, 0},
+        {"end certificate revoked", true, true, &leaf, 0x4, 0x4, 0x4},
+        {"intermediate revoked", true, true, &middle, 0, 0x4, 0x4},
+        {"root revoked by itself", true, true, &root, 0, 0x4, 0},
+    };
+    for (const auto& row : rows) {
+        Clear();
+        Put("Root", root.Cert());
+        Put("CA", middle.Cert());
+        CrlRecipe recipe;
+        if (row.revoked != nullptr) recipe.revoked = {{row.revoked}};
+        if (row.rootList) Put("CA", MakeCrl(root, recipe));
+        if (row.middleList) Put("CA", MakeCrl(middle, recipe));
+        EXPECT_EQ(StatusOf(leaf.Cert(), kEnd), row.end) << row.name;
+        EXPECT_EQ(StatusOf(leaf.Cert(), kAll), row.all) << row.name;
+        EXPECT_EQ(StatusOf(leaf.Cert(), kCheck), row.withoutRoot) << row.name;
+    }
+}
+
+TEST_F(ChainTest, TheIssuerMustBeAllowedToSignLists) {
+    Recipe recipe = AuthorityNamed("No lists");
+    std::erase_if(recipe.extensions, [](const Extension& e) { return e.name == "keyUsage"; });
+    recipe.extensions.push_back({"keyUsage", "keyCertSign"});
+    const Identity root(recipe);
+    const Identity leaf(LeafNamed("Leaf"), &root);
+    Put("Root", root.Cert());
+    Put("CA", MakeCrl(root));
+    EXPECT_EQ(StatusOf(leaf.Cert(), kCheck), 0x40U);
+}
+
+TEST_F(ChainTest, RevokedLaterThanTheGivenTime) {
+    Recipe recipe = AuthorityNamed("Root over time");
+    recipe.from = -40 * kDay;
+    const Identity root(recipe);
+    Recipe leafRecipe = LeafNamed("Leaf");
+    leafRecipe.from = -30 * kDay;
+    const Identity leaf(leafRecipe, &root);
+    Put("Root", root.Cert());
+    Put("CA", MakeCrl(root, {.revoked = {{&leaf, -1, -10 * kDay}}}));
+    EXPECT_EQ(StatusOf(leaf.Cert(), kCheck), 0x4U);
+    EXPECT_EQ(StatusOf(leaf.Cert(), kCheck, -5 * kDay), 0x4U);
+    EXPECT_EQ(StatusOf(leaf.Cert(), kCheck, -15 * kDay), 0U);
+}
+
+}  // namespace
+}  // namespace platform::testing
