@@ -11,9 +11,10 @@
 namespace {
 
 constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
+constexpr DWORD kForms[] = {CERT_SIMPLE_NAME_STR, CERT_OID_NAME_STR, CERT_X500_NAME_STR};
 
 void ReadName(CERT_NAME_BLOB name) {
-    for (const DWORD form : {CERT_SIMPLE_NAME_STR, CERT_OID_NAME_STR, CERT_X500_NAME_STR}) {
+    for (const DWORD form : kForms) {
         const DWORD size = CertNameToStrA(kEncoding, &name, form, nullptr, 0);
         std::string text(size, '\0');
         CertNameToStrA(kEncoding, &name, form, text.data(), size);

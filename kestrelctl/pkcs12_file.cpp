@@ -22,6 +22,10 @@ struct CertificatesDeleter {
     void operator()(STACK_OF(X509) * list) const { sk_X509_pop_free(list, X509_free); }
 };
 using Certificates = std::unique_ptr<STACK_OF(X509), CertificatesDeleter>;
+struct ProviderDeleter {
+    void operator()(OSSL_PROVIDER* provider) const { OSSL_PROVIDER_unload(provider); }
+};
+using LegacyProvider = std::unique_ptr<OSSL_PROVIDER, ProviderDeleter>;
 using CertificatePointer = std::unique_ptr<X509, platform::X509Deleter>;
 
 platform::Bytes DerOf(X509* certificate) {
@@ -61,19 +65,26 @@ bool TryParse(PKCS12* file, const platform::Secret& password, Pkcs12Content& con
     return true;
 }
 
-// Old files use ciphers of the legacy provider, GOST files those of the engine: both
-// are loaded only when a plain attempt fails.
-bool ParseWithMoreAlgorithms(PKCS12* file, const platform::Secret& password,
-                             Pkcs12Content& content) {
-    if (TryParse(file, password, content)) return true;
-    OSSL_PROVIDER_try_load(nullptr, "legacy", 1);
-    if (TryParse(file, password, content)) return true;
+bool TryWithGost(PKCS12* file, const platform::Secret& password, Pkcs12Content& content) {
     try {
         platform::EnsureAlgorithm(kGostKey);
     } catch (const platform::Error&) {
         return false;
     }
     return TryParse(file, password, content);
+}
+
+bool TryWithLegacyCiphers(PKCS12* file, const platform::Secret& password, Pkcs12Content& content) {
+    const LegacyProvider legacy(OSSL_PROVIDER_try_load(nullptr, "legacy", 1));
+    return legacy != nullptr && TryParse(file, password, content);
+}
+
+// GOST files use algorithms of the engine, old files ciphers of the legacy provider: each
+// is loaded only when a plain attempt fails.
+bool ParseWithMoreAlgorithms(PKCS12* file, const platform::Secret& password,
+                             Pkcs12Content& content) {
+    return TryParse(file, password, content) || TryWithGost(file, password, content) ||
+           TryWithLegacyCiphers(file, password, content);
 }
 
 }  // namespace

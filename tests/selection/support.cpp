@@ -13,6 +13,7 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <list>
 
 #include "front/catalogue.h"
 #include "front/keys.h"
@@ -234,9 +235,12 @@ Outcome RunOnTerminal(const Typing& typed, const std::function<std::uint32_t()>&
 }
 
 void GiveKeys(const Keys& keys) {
+    // Values are written to in place and outlive the keys, as copies of arguments do.
+    static std::list<std::string> values;
     kestrel::BuildKeyTable();
     for (const Key& key : keys) {
-        kestrel::state.givenKeys->insert({key.word, key.value ? strdup(key.value) : nullptr});
+        const char* value = key.value ? values.emplace_back(key.value).c_str() : nullptr;
+        kestrel::state.givenKeys->insert({key.word, value});
     }
 }
 

@@ -3,12 +3,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <regex>
+#include <iterator>
 #include <set>
+#include <sstream>
 
 #include "base/error.h"
 #include "base/handle.h"
@@ -21,17 +23,29 @@ struct Code {
     DWORD value;
 };
 
-// The lines "#define PREFIX_NAME value", the value in brackets and cast or bare.
+// "NAME VALUE" of a line that defines an error code, the value in brackets and cast or bare.
+bool ParseDefine(const std::string& line, Code& code) {
+    constexpr std::string_view families[] = {"ERROR_",   "NTE_",   "CRYPT_E_", "CERT_E_",
+                                             "TRUST_E_", "SCARD_", "E_"};
+    std::istringstream words(line);
+    std::string directive;
+    std::string value;
+    if (!(words >> directive >> code.name >> value) || directive != "#define") return false;
+    const auto of = [&](std::string_view family) { return code.name.starts_with(family); };
+    if (std::none_of(std::begin(families), std::end(families), of)) return false;
+    const std::size_t digit = value.find_first_of("0123456789");
+    if (digit == value.npos) return false;
+    code.value = static_cast<DWORD>(std::strtoul(value.c_str() + digit, nullptr, 0));
+    return true;
+}
+
 std::vector<Code> CodesOf(const char* header) {
     const auto folder = std::filesystem::path(__FILE__).parent_path() / "../../../platform/include";
     std::ifstream file(folder / header);
-    const std::regex define(
-        R"(#define ((?:ERROR|NTE|CRYPT_E|CERT_E|TRUST_E|SCARD|E)_\w+) \(*(?:HRESULT|DWORD)?\)*(0x[0-9A-Fa-f]+|[0-9]+)\)*)");
     std::vector<Code> codes;
-    std::smatch match;
+    Code code;
     for (std::string line; std::getline(file, line);) {
-        if (!std::regex_match(line, match, define)) continue;
-        codes.push_back({match[1], static_cast<DWORD>(std::stoul(match[2], nullptr, 0))});
+        if (ParseDefine(line, code)) codes.push_back(code);
     }
     return codes;
 }

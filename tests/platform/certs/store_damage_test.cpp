@@ -97,6 +97,7 @@ TEST_F(StoreDamageTest, ReadersSeeOtherProcesses) {
 // any moment. All of them must be there, and at most one more: the one under way.
 TEST_F(StoreDamageTest, KilledWritersLeaveItWhole) {
     constexpr int kRounds = 30;
+    constexpr std::size_t kPropertySize = 300'000;  // many pages, so that a kill hits between
     std::set<std::string> acknowledged;
     for (int round = 0; round < kRounds; ++round) {
         int ends[2];
@@ -106,7 +107,7 @@ TEST_F(StoreDamageTest, KilledWritersLeaveItWhole) {
             for (unsigned i = 0;; ++i) {
                 const unsigned number = static_cast<unsigned>(round) * 100000 + i;
                 const auto certificate = Certificate::Parse(NumberedCertificate(number));
-                certificate->properties[40000] = Bytes(5000, 1);
+                certificate->properties[40000] = Bytes(kPropertySize, 1);
                 store->Add(*certificate, CERT_STORE_ADD_NEW);
                 if (write(ends[1], &number, sizeof number) != sizeof number) return;
             }
@@ -132,7 +133,7 @@ TEST_F(StoreDamageTest, KilledWritersLeaveItWhole) {
     }
     const auto store = OpenSystemStore(Side::User, "My", OpenMode::Existing);
     for (const auto& item : store->Certificates()) {
-        EXPECT_EQ(item->properties.at(40000).size(), 5000U);
+        EXPECT_EQ(item->properties.at(40000).size(), kPropertySize);
     }
 }
 

@@ -113,6 +113,9 @@ TEST_F(StoresTest, KeepsCertificatesInOrder) {
     }
     const StoreHolder my = OpenSystem("MY", kUser | kExisting);
     EXPECT_EQ(Walk(my), "5 2 9");
+    // What one handle writes, a walk over another sees.
+    Add(OpenSystem("My"), NumberedCertificate(7));
+    EXPECT_EQ(Walk(my), "5 2 9 7");
     EXPECT_EQ(Walk(OpenSystem("Root")), "");
     EXPECT_EQ(Walk(OpenSystem("My", CERT_SYSTEM_STORE_LOCAL_MACHINE)), "");
 }
