@@ -51,9 +51,7 @@ class Key {
     Key(HKEY root, const char* path, REGSAM access = KEY_READ) {
         status_ = RegOpenKeyExA(root, path, 0, access, &key_);
     }
-    ~Key() {
-        EXPECT_TRUE(status_ != 0 || RegCloseKey(key_) == 0);
-    }
+    ~Key() { EXPECT_TRUE(status_ != 0 || RegCloseKey(key_) == 0); }
     Key(const Key&) = delete;
     Key& operator=(const Key&) = delete;
     [[nodiscard]] HKEY Get() const { return key_; }
