@@ -65,7 +65,7 @@ void IdentityCreate(const Arguments& arguments) {
         SelfSigned(key.get(), arguments.positionals[0], arguments.Number("days", 365, 1));
     const auto parsed = platform::Certificate::Parse(der);
     const std::string container =
-        ContainerName(arguments.Side(), arguments.Get("container"), parsed->Info().Subject);
+        ContainerName(arguments.Side(), arguments.Get("container"), *parsed);
     SaveIdentity(arguments.Side(), container, key.get(), der, PinOf(arguments));
     if (arguments.Has("trust")) AddToStore(arguments.Side(), "Root", der);
     PrintCreated(container, der);
@@ -76,7 +76,7 @@ void IdentityImport(const Arguments& arguments) {
         ReadPkcs12(arguments.positionals[0], FilePassword(arguments, false));
     const auto parsed = platform::Certificate::Parse(content.certificate);
     const std::string container =
-        ContainerName(arguments.Side(), arguments.Get("container"), parsed->Info().Subject);
+        ContainerName(arguments.Side(), arguments.Get("container"), *parsed);
     SaveIdentity(arguments.Side(), container, content.key.get(), content.certificate,
                  PinOf(arguments));
     const bool trust = arguments.Has("trust");

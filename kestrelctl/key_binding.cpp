@@ -9,15 +9,17 @@ namespace {
 
 using platform::Container;
 
-// The last value of the simple form leads to the most specific name.
-std::string CommonText(const CERT_NAME_BLOB& subject) {
-    CERT_NAME_BLOB blob = subject;
-    constexpr DWORD type = CERT_SIMPLE_NAME_STR | CERT_NAME_STR_REVERSE_FLAG;
-    const DWORD size = CertNameToStrA(X509_ASN_ENCODING, &blob, type, nullptr, 0);
-    std::string text(size, '\0');
-    CertNameToStrA(X509_ASN_ENCODING, &blob, type, text.data(), size);
-    text.resize(text.find('\0'));
-    return text.substr(0, text.find(','));
+std::string CommonName(const platform::Certificate& certificate) {
+    const X509_NAME* subject = X509_get_subject_name(certificate.Native());
+    const int at = X509_NAME_get_index_by_NID(subject, NID_commonName, -1);
+    if (at < 0) return {};
+    unsigned char* text = nullptr;
+    const int size =
+        ASN1_STRING_to_UTF8(&text, X509_NAME_ENTRY_get_data(X509_NAME_get_entry(subject, at)));
+    std::string name(reinterpret_cast<const char*>(text),
+                     size > 0 ? static_cast<std::size_t>(size) : 0);
+    OPENSSL_free(text);
+    return name;
 }
 
 std::string Cleaned(const std::string& text) {
@@ -39,12 +41,12 @@ bool Taken(platform::Side side, const std::string& name) {
 }  // namespace
 
 std::string ContainerName(platform::Side side, const std::string& wanted,
-                          const CERT_NAME_BLOB& subject) {
+                          const platform::Certificate& certificate) {
     if (!wanted.empty()) {
         if (!Container::ValidName(wanted)) throw Failure("'" + wanted + "' is no container name");
         return wanted;
     }
-    const std::string base = Cleaned(CommonText(subject));
+    const std::string base = Cleaned(CommonName(certificate));
     std::string name = base;
     for (int i = 2; Taken(side, name); ++i) name = base + "-" + std::to_string(i);
     return name;

@@ -10,9 +10,9 @@
 
 namespace kestrelctl {
 
-// The container's name: --container, or made from the subject and free.
+// The container's name: --container, or the common name with a number if that is taken.
 std::string ContainerName(platform::Side side, const std::string& wanted,
-                          const CERT_NAME_BLOB& subject);
+                          const platform::Certificate& certificate);
 
 // Saves key and certificate as a new container and the certificate in "My" with the
 // property that leads to the key. On failure the container is taken away again.
