@@ -32,7 +32,7 @@ class Provider : public Object {
 
     // See PrivateKeyOf in crypto.h. The key stays open with this object.
     std::shared_ptr<EVP_PKEY> Key(DWORD keySpec);
-    // Replaces the key and forgets its certificate. The password set for the specification
+    // Replaces the key and forgets its certificate. The password set for this key
     // protects it; none leaves it in clear.
     void NewKey(DWORD keySpec, DWORD bits);
     // No value: the user is asked. A key that is open is closed.

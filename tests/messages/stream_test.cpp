@@ -50,7 +50,8 @@ std::string Lines64(const std::string& bytes) {
 
 TEST_F(Streams, LinesDoNotDependOnTheBlocks) {
     const std::vector<std::vector<size_t>> allCuts = {
-        {1}, {47}, {48}, {49}, {0, 5, 43, 1}, {65536}, {49151}, {49152}, {49153}, {30, 65536, 18}};
+        {1},     {47},    {48},    {49},         {0, 5, 43, 1},  {65536},
+        {98303}, {98304}, {98305}, {47, 200000}, {30, 65536, 18}};
     for (const size_t size : {0UL, 1UL, 47UL, 48UL, 49UL, 96UL, 1000UL, 131072UL, 200001UL}) {
         const std::string bytes = Noise(size, 3);
         const std::string expected = Lines64(bytes);
