@@ -1,0 +1,61 @@
+"""A second implementation of CMS on the other side: gpgsm, driven without a terminal."""
+
+import os
+import subprocess
+import unittest
+
+from kestrel_case import KestrelCase
+
+
+class Gpgsm(KestrelCase):
+    def setUp(self):
+        super().setUp()
+        self.env["GNUPGHOME"] = self.path("gpg")
+        os.mkdir(self.path("gpg"), 0o700)
+        self.write("gpg/gpg-agent.conf", b"allow-loopback-pinentry\n")
+        self.write("gpg/gpgsm.conf", b"disable-crl-checks\ndisable-policy-checks\n")
+        self.addCleanup(subprocess.run, ["gpgconf", "--kill", "all"], env=self.env, check=False)
+        self.make_issued_identity()
+
+    def gpgsm(self, *args):
+        done = subprocess.run(["gpgsm", "--batch", "--yes", "--pinentry-mode", "loopback",
+                               "--passphrase-fd", "0", *args], cwd=self.folder, env=self.env,
+                              input=b"x\n", capture_output=True, timeout=200, check=False)
+        self.assertEqual(done.returncode, 0, f"gpgsm {args}: {done.stderr!r}")
+
+    def make_issued_identity(self):
+        """ann, issued by a CA that both sides trust; gpgsm reads old PKCS #12 ciphers only."""
+        self.openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", "ca.key", "-out",
+                     "ca.pem", "-subj", "/CN=Test CA", "-days", "30", "-addext",
+                     "basicConstraints=critical,CA:TRUE", "-addext", "keyUsage=keyCertSign,cRLSign")
+        self.openssl("req", "-newkey", "rsa:2048", "-nodes", "-keyout", "ann.key", "-out", "ann.csr",
+                     "-subj", "/CN=ann")
+        self.openssl("x509", "-req", "-in", "ann.csr", "-CA", "ca.pem", "-CAkey", "ca.key", "-days",
+                     "30", "-set_serial", "77", "-out", "ann.pem")
+        self.openssl("pkcs12", "-export", "-certpbe", "NONE", "-keypbe", "PBE-SHA1-3DES", "-macalg",
+                     "sha1", "-inkey", "ann.key", "-in", "ann.pem", "-out", "ann.p12", "-passout",
+                     "pass:x")
+        self.ctl("identity", "import", "ann.p12", "--password", "x")
+        self.ctl("trust", "ca.pem")
+        _, fingerprint = self.openssl("x509", "-in", "ca.pem", "-noout", "-fingerprint", "-sha1")
+        self.write("gpg/trustlist.txt", fingerprint.partition(b"=")[2].strip() + b" S\n")
+        self.gpgsm("--import", "ca.pem")
+        self.gpgsm("--import", "ann.p12")
+
+    def test_both_directions(self):
+        self.write("in", os.urandom(300_000))
+        self.succeed("-encr", "-dn", "ann", "-norev", "-der", "in", "ours.enc")
+        self.gpgsm("-o", "out1", "--decrypt", "ours.enc")
+        self.gpgsm("-o", "theirs.enc", "-r", "ann", "--encrypt", "in")
+        self.succeed("-decr", "-dn", "ann", "-norev", "theirs.enc", "out2")
+        self.succeed("-sign", "-dn", "ann", "-norev", "-der", "in", "ours.sig")
+        self.gpgsm("--verify", "ours.sig")
+        self.gpgsm("-o", "theirs.sig", "-u", "ann", "--sign", "in")
+        body = self.succeed("-verify", "-dn", "ann", "-norev", "theirs.sig", "out3")
+        self.assertIn(b"Signer: ann\n Signature's verified.\n", body)
+        for name in ("out1", "out2", "out3"):
+            self.assertEqual(self.read(name), self.read("in"), name)
+
+
+if __name__ == "__main__":
+    unittest.main()
