@@ -141,7 +141,10 @@ int Dispatch(const std::vector<Command>& commands, int count, const char* const*
 std::string Describe(const platform::Error& error) {
     const char* text = platform::SystemText(error.Code(), false);
     std::string message = text != nullptr ? text : "unknown error";
-    if (!error.Detail().empty()) message += ": " + error.Detail();
+    if (!error.Detail().empty()) {
+        if (message.ends_with('.')) message.pop_back();
+        message += ": " + error.Detail();
+    }
     char code[16];
     std::snprintf(code, sizeof code, " (0x%X)", static_cast<unsigned>(error.Code()));
     return message + code;

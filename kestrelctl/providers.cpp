@@ -28,7 +28,8 @@ void AddAlgorithms(Listing& listing, DWORD type, const std::string& name) {
     if (!CryptAcquireContextA(&provider, nullptr, name.c_str(), type, CRYPT_VERIFYCONTEXT)) {
         const char* text = platform::SystemText(GetLastError(), false);
         const std::string detail = platform::LastErrorDetail(GetLastError());
-        listing.Add({number, name, "unavailable", detail.empty() && text ? text : detail});
+        listing.Add(
+            {number, name, "unavailable", detail.empty() && text ? text : "needs " + detail});
         return;
     }
     PROV_ENUMALGS record{};
