@@ -159,9 +159,9 @@ std::size_t Width(std::string_view text) {
 
 }  // namespace
 
-std::string Arguments::Get(std::string_view option, std::string fallback) const {
+std::string Arguments::Get(std::string_view option, const std::string& fallback) const {
     const auto found = options.find(option);
-    return found == options.end() ? std::move(fallback) : found->second;
+    return found == options.end() ? fallback : found->second;
 }
 
 std::optional<std::string> Arguments::Find(std::string_view option) const {

@@ -31,7 +31,7 @@ struct Arguments {
     std::map<std::string, std::string, std::less<>> options;
 
     [[nodiscard]] bool Has(std::string_view option) const { return options.contains(option); }
-    [[nodiscard]] std::string Get(std::string_view option, std::string fallback = {}) const;
+    [[nodiscard]] std::string Get(std::string_view option, const std::string& fallback = {}) const;
     [[nodiscard]] std::optional<std::string> Find(std::string_view option) const;
     // A decimal number of at least `least`. Throws UsageError.
     [[nodiscard]] unsigned long Number(std::string_view option, unsigned long fallback,

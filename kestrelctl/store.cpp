@@ -38,7 +38,7 @@ void AddFile(Store& store, const std::string& file) {
     for (const auto& crl : bundle.crls) store.Add(*crl, CERT_STORE_ADD_REPLACE_EXISTING);
 }
 
-void AddFiles(platform::Side side, const std::string& name, std::vector<std::string> files) {
+void AddFiles(platform::Side side, const std::string& name, const std::vector<std::string>& files) {
     const auto store = platform::OpenSystemStore(side, name, OpenMode::OpenOrCreate);
     for (const std::string& file : files) AddFile(*store, file);
 }

@@ -106,7 +106,7 @@ fs::path HomeOf(Side side) {
 }
 
 fs::path EnsureHome(Side side) {
-    const fs::path home = HomeOf(side);
+    fs::path home = HomeOf(side);
     const mode_t mode = side == Side::User ? 0700 : 0755;
     std::error_code error;
     if (fs::is_directory(home, error)) return home;

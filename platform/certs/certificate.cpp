@@ -106,7 +106,7 @@ Certificate::Certificate() : Object(Kind::Certificate) {}
 Certificate::~Certificate() = default;
 
 std::shared_ptr<Certificate> Certificate::Parse(ByteView der) {
-    const std::shared_ptr<Certificate> certificate(new Certificate);
+    std::shared_ptr<Certificate> certificate(new Certificate);
     certificate->der_ = Copy(der);
     const Fields fields = ReadToBeSigned(SignedPart(certificate->der_));
     certificate->info_ = PackOwned([&](Packer& packer) { LayInfo(packer, fields); });

@@ -95,7 +95,7 @@ Crl::Crl() : Object(Kind::Crl) {}
 Crl::~Crl() = default;
 
 std::shared_ptr<Crl> Crl::Parse(ByteView der) {
-    const std::shared_ptr<Crl> crl(new Crl);
+    std::shared_ptr<Crl> crl(new Crl);
     crl->der_ = Copy(der);
     const Fields fields = ReadToBeSigned(SignedPart(crl->der_));
     crl->info_ = PackOwned([&](Packer& packer) { LayInfo(packer, fields); });

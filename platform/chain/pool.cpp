@@ -48,7 +48,7 @@ X509_NAME* DistinguishedName::Parsed() const {
     return parsed_.get();
 }
 
-CertificatePool::CertificatePool(const Certificate& leaf, std::shared_ptr<Store> additional,
+CertificatePool::CertificatePool(const Certificate& leaf, const std::shared_ptr<Store>& additional,
                                  const std::vector<Side>& sides) {
     Read(additional, false);
     Read(leaf.store.lock(), false);

@@ -32,7 +32,7 @@ class DistinguishedName {
 class CertificatePool {
   public:
     // `additional` may be null. Throws what opening a damaged store throws.
-    CertificatePool(const Certificate& leaf, std::shared_ptr<Store> additional,
+    CertificatePool(const Certificate& leaf, const std::shared_ptr<Store>& additional,
                     const std::vector<Side>& sides);
 
     // Every certificate whose name is the issuer's, and whose key identifier is the one

@@ -18,9 +18,7 @@ DWORD TypeOf(const std::string& oid) {
 }  // namespace
 
 DecodedMessage::DecodedMessage(DecodeSettings settings)
-    : settings_(std::move(settings)),
-      reader_(settings_.limits.depth),
-      walker_(*this, settings_.limits) {}
+    : settings_(settings), reader_(settings_.limits.depth), walker_(*this, settings_.limits) {}
 
 void DecodedMessage::Feed(ByteView data, bool isFinal) {
     if (phase_ == Phase::DetachedContent) {
@@ -124,7 +122,7 @@ std::shared_ptr<Message> NewDecoder(DWORD flags, DWORD type, HCRYPTPROV provider
     settings.provider = provider;
     settings.detached = (flags & CMSG_DETACHED_FLAG) != 0;
     settings.type = type;
-    return std::make_shared<DecodedMessage>(std::move(settings));
+    return std::make_shared<DecodedMessage>(settings);
 }
 
 }  // namespace platform

@@ -20,61 +20,13 @@ class FrameTest : public FrontTest {
     }
 };
 
-struct FrameRow {
-    const char* name;
-    std::vector<const char*> words;
-    DWORD result;
-    const char* begins;  // behind the banner
-    const char* ends;
-};
-
-const FrameRow kFrames[] = {
-    {"bare start",
-     {},
-     1,
-     "Supported commands:\n -encr        Create encrypted message.\n",
-     "               is not verified\n\n[ErrorCode: 0x00000001]\n"},
-    {"no command",
-     {"-help"},
-     0x200000CC,
-     "Error: No command. (0x200000CC)\nSupported commands:\n -encr ",
-     "               is not verified\n\n[ErrorCode: 0x200000cc]\n"},
-    {"help",
-     {"-encr", "-help"},
-     2,
-     " -encr        Create encrypted message.\nCommand usage:\n",
-     "\n\n[ErrorCode: 0x00000002]\n"},
-    {"other parser error",
-     {"-zzz"},
-     0x200000C9,
-     "Error: Unknown key: '-zzz'. (0x200000C9)\n[",
-     "[ErrorCode: 0x200000c9]\n"},
-    {"reserved description",
-     {"-pendcert", "-help"},
-     2,
-     "Command usage:\n [path]kestrel -pendcert ",
-     "\n\n[ErrorCode: 0x00000002]\n"},
-    {"not available yet",
-     {"-checkreg"},
-     ERROR_CALL_NOT_IMPLEMENTED,
-     "Error: ",
-     " (0x78)\n[ErrorCode: 0x00000078]\n"},
-};
-
-TEST_F(FrameTest, Runs) {
-    for (const FrameRow& row : kFrames) {
-        state = ProgramState{};
-        std::vector<const char*> arguments = {"kestrel"};
-        arguments.insert(arguments.end(), row.words.begin(), row.words.end());
-        DWORD result = 0;
-        const std::string printed = Printed(
-            [&] { result = RunMain(static_cast<int>(arguments.size()), arguments.data()); });
-        const std::string start = std::string(Banner().english) +
-                                  ".\nCommand prompt Utility for data protection.\n" + row.begins;
-        EXPECT_EQ(result, row.result) << row.name;
-        EXPECT_EQ(printed.substr(0, start.size()), start) << row.name;
-        EXPECT_TRUE(printed.ends_with(row.ends)) << row.name << ": " << printed;
-    }
+TEST_F(FrameTest, NotAvailableYet) {
+    const char* arguments[] = {"kestrel", "-checkreg"};
+    DWORD result = 0;
+    const std::string printed = Printed([&] { result = RunMain(2, arguments); });
+    EXPECT_EQ(result, DWORD{ERROR_CALL_NOT_IMPLEMENTED});
+    EXPECT_NE(printed.find("\nError: "), std::string::npos) << printed;
+    EXPECT_TRUE(printed.ends_with(" (0x78)\n[ErrorCode: 0x00000078]\n")) << printed;
 }
 
 TEST_F(FrameTest, RussianBanner) {
@@ -84,15 +36,6 @@ TEST_F(FrameTest, RussianBanner) {
               std::string(Banner().russian) +
                   ".\nУтилита командной строки для защиты данных.\n"
                   "Ошибка: Неизвестный ключ: '-zzz'. (0x200000C9)\n[ErrorCode: 0x200000c9]\n");
-}
-
-TEST_F(FrameTest, BannerHasNameAndVersion) {
-    for (const char* form : {Banner().english, Banner().russian}) {
-        const std::string banner = form;
-        EXPECT_TRUE(banner.starts_with("Kestrel")) << banner;
-        EXPECT_NE(banner.find_first_of("0123456789"), std::string::npos) << banner;
-        EXPECT_EQ(banner.find_first_of("\n%"), std::string::npos) << banner;
-    }
 }
 
 DWORD Throw(int, const char* const*) { throw std::length_error("too long"); }

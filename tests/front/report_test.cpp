@@ -1,6 +1,4 @@
 // What reaches standard output, in both languages.
-#include <cstdlib>
-
 #include "front/catalogue.h"
 #include "front/format_guard.h"
 #include "support.h"
@@ -25,16 +23,6 @@ const ReportRow kReports[] = {
     {"without a place for it", kIntegerRequired, nullptr,
      "Error: Integer is required for '-q' key (0x200000CF)\n",
      "Ошибка: Параметром ключа '-q' должно быть натуральное число (0x200000CF)\n"},
-    {"full stop in one language", kTooManyCommands, "-decr",
-     "Error: Too many commands: '-decr' (0x200000CA)\n",
-     "Ошибка: Указана лишняя команда: '-decr'. (0x200000CA)\n"},
-    {"the other way round", kNoInputFile, nullptr, "Error: No input file. (0x200000D0)\n",
-     "Ошибка: Не указан входной файл (0x200000D0)\n"},
-    {"one language names the key", kManyCertificates, nullptr,
-     "Error: More than one certificate found. (0x2000012E)\n",
-     "Ошибка: Найдено более одного сертификата (ключ '-1'). (0x2000012E)\n"},
-    {"bad signature", kBadSignatures, nullptr, "Error: Signature. (0x200001F9)\n",
-     "Ошибка: Подпись не верна. (0x200001F9)\n"},
     {"percent is formatted again", kWrongKey, "a%%b", "Error: Wrong key: 'a%%b'. (0x200000CE)\n",
      "Ошибка: Неверный ключ: 'a%b'. (0x200000CE)\n"},
     {"text place is filled again", kWrongKey, "%s", "Error: Wrong key: '%s'. (0x200000CE)\n",
@@ -150,19 +138,6 @@ TEST_F(ReportTest, OnlyHarmlessTextsAreFormats) {
     for (const FormatRow& row : kFormats) {
         EXPECT_EQ(FitsFormatter(row.text, "sd"), row.fits) << row.text;
     }
-}
-
-TEST_F(ReportTest, LanguageComesFromTheConsole) {
-    struct {
-        const char* locale;
-        bool russian;
-    } const rows[] = {{"ru_RU.UTF-8", true}, {"en_US.UTF-8", false}, {"C", false}, {"ru", true}};
-    for (const auto& row : rows) {
-        setenv("LC_ALL", row.locale, 1);
-        ChooseLanguage();
-        EXPECT_EQ(state.russian, row.russian) << row.locale;
-    }
-    unsetenv("LC_ALL");
 }
 
 }  // namespace

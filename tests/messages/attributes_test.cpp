@@ -51,18 +51,15 @@ struct AttributeRow {
 
 const AttributeRow kAttributes[] = {
     {"none", {}, 0, {}},
-    {"one", {"1.2.3,@abc"}, 0, {{"1.2.3", "abc"}}},
     {"two, in the order of the set",
      {"2.5,@abc", "1.2.3,@text"},
      0,
      {{"1.2.3", "MUJD"}, {"2.5", "abc"}}},
-    {"BASE64 is not decoded", {"1.2.3,@text"}, 0, {{"1.2.3", "MUJD"}}},
     {"a comma in the file's name", {"1.2.3,@a,b"}, 0, {{"1.2.3", "comma"}}},
     {"an empty file", {"1.2.3,@empty"}, 0, {{"1.2.3", ""}}},
     {"an empty identifier", {",@abc"}, 0, {{"", "abc"}}},
     {"no comma", {"1.2.3"}, ERROR_INVALID_PARAMETER, {}},
     {"a missing file", {"1.2.3,@missing"}, kCannotOpenFile, {}},
-    {"no file", {"1.2.3,"}, kCannotOpenFile, {}},
 };
 
 TEST_F(Attributes, Parse) {
@@ -98,20 +95,6 @@ TEST_F(Attributes, Parse) {
     }
 }
 
-// The room left for a stamp is real, and what was there stays where it was.
-TEST_F(Attributes, AppendBehindTheParsedOnes) {
-    Give({{"attr", "1.2.3," + Store("abc", "abc")}});
-    AttributeList list;
-    ASSERT_EQ(ParseAttributes("attr", list), 0U);
-    const CRYPT_ATTR_BLOB first = *list.attributes[0].rgValue;
-    AppendAttribute(list, "2.5", {'x', 'y'});
-    ASSERT_EQ(list.count, 2U);
-    EXPECT_EQ(list.attributes[0].rgValue->pbData, first.pbData);
-    EXPECT_STREQ(list.attributes[1].pszObjId, "2.5");
-    EXPECT_EQ(list.attributes[1].rgValue->cbData, 2U);
-    EXPECT_EQ(list.attributes[1].rgValue->pbData[1], 'y');
-}
-
 // ---- the keys of time stamps -------------------------------------------------
 
 class Stamps : public KeyedTest {};
@@ -128,8 +111,6 @@ const Key kBareSignature = {"ss", "", false};
 
 const StampRow kStamps[] = {
     {"none", {}, nullptr, nullptr},
-    {"content, bare", {kBareContent}, "", nullptr},
-    {"signature, with an address", {{"ss", "http://a"}}, nullptr, "http://a"},
     {"both bare", {kBareContent, kBareSignature}, "", ""},
     {"the content's address serves both",
      {{"sd", "http://a"}, kBareSignature},

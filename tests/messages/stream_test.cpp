@@ -41,13 +41,6 @@ class Streams : public FolderTest {
     }
 };
 
-std::string Lines64(const std::string& bytes) {
-    std::string text(bytes.size() * 2 + 4, '\0');
-    DWORD length = SizeOf(text);
-    EXPECT_TRUE(EncodeBase64Lines64(AsBytes(bytes), SizeOf(bytes), text.data(), &length));
-    return text.substr(0, length);
-}
-
 TEST_F(Streams, LinesDoNotDependOnTheBlocks) {
     const std::vector<std::vector<size_t>> allCuts = {
         {1},     {47},    {48},    {49},         {0, 5, 43, 1},  {65536},
@@ -84,8 +77,6 @@ struct FullRow {
 // The first two fail when the file is closed, the others when the stream's buffer is.
 const FullRow kFull[] = {
     {"a little, at the end", 0, true, 10},
-    {"a little as text, at the end", 1, true, 10},
-    {"much, in the middle", 0, false, 1000000},
     {"much as text, in the middle", 1, false, 1000000},
 };
 
@@ -120,14 +111,11 @@ constexpr LONGLONG kChunk = 65536;
 const PercentRow kPercents[] = {
     {"an empty file", 0, 0, 100},
     {"a pipe", -1, 5, 100},
-    {"the start", 1, 0, 0},
     {"the second read of one chunk", kChunk, 1, 100},
     {"truncated, not rounded", 3 * kChunk, 2, 66},
-    {"just below", kChunk + 1, 1, 99},
     {"4 GiB", 65536 * kChunk, 32768, 50},
     // In double precision these would be 70, 90 and 1.
     {"seven tenths in single precision", 10 * kChunk, 7, 69},
-    {"nine tenths in single precision", 10 * kChunk, 9, 89},
     {"a hundredth in single precision", 1000 * kChunk, 10, 0},
     // Above 2^24 a single counts in steps.
     {"6 TiB and a byte", 99999999 * kChunk + 1, 99999999, 100},
@@ -142,15 +130,11 @@ TEST(ProgressLine, Percent) {
 TEST(ProgressLine, EveryReadPrints) {
     EXPECT_EQ(Printed([] {
                   Progress::Start();
-                  Progress progress(1000 * 65536LL);
-                  for (int i = 0; i < 12; ++i) progress.Show();
+                  Progress progress(2 * kChunk);
+                  for (int i = 0; i < 3; ++i) progress.Show();
                   Progress::End();
               }),
-              "    "
-              "\b\b\b\b  0%\b\b\b\b  0%\b\b\b\b  0%\b\b\b\b  0%\b\b\b\b  0%"
-              "\b\b\b\b  0%\b\b\b\b  0%\b\b\b\b  0%\b\b\b\b  0%\b\b\b\b  0%"
-              "\b\b\b\b  0%\b\b\b\b  1%"
-              "\b\b\b\b    \n");
+              "    \b\b\b\b  0%\b\b\b\b 50%\b\b\b\b100%\b\b\b\b    \n");
 }
 
 }  // namespace

@@ -11,6 +11,8 @@
 #include <iterator>
 #include <string>
 
+#include "messages/base64.h"
+
 namespace messages_tests {
 
 // A folder of the test's own, removed with it.
@@ -64,5 +66,13 @@ inline const BYTE* AsBytes(const std::string& text) {
     return reinterpret_cast<const BYTE*>(text.data());
 }
 inline DWORD SizeOf(const std::string& text) { return static_cast<DWORD>(text.size()); }
+
+// The text form that messages are written in.
+inline std::string Lines64(const std::string& bytes) {
+    std::string text(bytes.size() * 2 + 4, '\0');
+    DWORD length = SizeOf(text);
+    EXPECT_TRUE(kestrel::EncodeBase64Lines64(AsBytes(bytes), SizeOf(bytes), text.data(), &length));
+    return text.substr(0, length);
+}
 
 }  // namespace messages_tests

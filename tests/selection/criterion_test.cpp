@@ -21,7 +21,6 @@ struct CriterionRow {
 
 // clang-format off
 const CriterionRow kCriteria[] = {
-    {"defaults, one certificate", false, {}, " 0:My", "", "-1", "100", ""},
     {"defaults, many", true, {}, " 0:My 0:Addressbook", "", "0", "100", ""},
     {"filters in order of their text", false,
      {{"dn", "b, c"}, {"dn", "a"}}, " 0:My", "[a][b, c]", "-1", "100", ""},
@@ -38,10 +37,8 @@ const CriterionRow kCriteria[] = {
      {{"1"}, {"q", "3"}, {"all"}}, " 0:My", "", "0", "100", " 1 q"},
     {"one before a bound", true, {{"q", "x"}, {"1"}}, " 0:My 0:Addressbook", "", "-1", "100", " q"},
     {"a bound by default", false, {{"q"}}, " 0:My", "", "10", "100", ""},
-    {"a bound", false, {{"q", "007"}}, " 0:My", "", "7", "100", ""},
     {"one bound of two is taken", false, {{"q"}, {"q", "5"}}, " 0:My", "", "10", "100", " q"},
     {"a bound wraps around in 32 bits", false, {{"q", "4294967298"}}, " 0:My", "", "2", "100", ""},
-    {"other keys stay", false, {{"der"}, {"dn", "x"}}, " 0:My", "[x]", "-1", "100", " der"},
 };
 // clang-format on
 
@@ -78,17 +75,6 @@ TEST(Criterion, BadBoundsAreRefused) {
         });
         EXPECT_EQ(run.code, 0x200000CFU) << bound;
         EXPECT_EQ(run.output, "Error: Integer is required for '-q' key (0x200000CF)\n") << bound;
-    }
-}
-
-TEST(Criterion, SomeKeysCountAsASearch) {
-    for (const char* word : {"dn", "m", "u", "f", "all", "1", "q", "nochain"}) {
-        GiveKeys({{word, "x"}});
-        EXPECT_TRUE(kestrel::HasSearchKeys()) << word;
-    }
-    for (const char* word : {"errchain", "norev", "der", "df"}) {
-        GiveKeys({{word, "x"}});
-        EXPECT_FALSE(kestrel::HasSearchKeys()) << word;
     }
 }
 

@@ -37,22 +37,37 @@ std::uint32_t Guarded(const std::function<std::uint32_t()>& routine) {
     }
 }
 
-[[noreturn]] void BeChild(int input, int output, int result,
-                          const std::function<std::uint32_t()>& routine) {
-    dup2(input, STDIN_FILENO);
-    dup2(output, STDOUT_FILENO);
-    const std::uint32_t code = Guarded(routine);
-    std::fflush(stdout);
-    const bool told = write(result, &code, sizeof(code)) == sizeof(code);
-    _exit(told ? 0 : 1);
+struct Run {
+    pid_t child;
+    int result;  // where the routine's code is read from
+};
+
+// Starts the routine in a session of its own, with the terminal, if any, as its console.
+Run Start(int input, int output, const std::function<std::uint32_t()>& routine) {
+    int result[2];
+    EXPECT_EQ(pipe(result), 0);
+    std::fflush(nullptr);
+    const pid_t child = fork();
+    if (child == 0) {
+        setsid();
+        ioctl(input, TIOCSCTTY, 0);
+        dup2(input, STDIN_FILENO);
+        dup2(output, STDOUT_FILENO);
+        const std::uint32_t code = Guarded(routine);
+        std::fflush(stdout);
+        const bool told = write(result[1], &code, sizeof(code)) == sizeof(code);
+        _exit(told ? 0 : 1);
+    }
+    close(result[1]);
+    return {child, result[0]};
 }
 
-std::uint32_t Reap(pid_t child, int result) {
+std::uint32_t Reap(const Run& run) {
     std::uint32_t code = 0xDEAD;
-    EXPECT_EQ(read(result, &code, sizeof(code)), static_cast<ssize_t>(sizeof(code)));
-    close(result);
+    EXPECT_EQ(read(run.result, &code, sizeof(code)), static_cast<ssize_t>(sizeof(code)));
+    close(run.result);
     int status = 0;
-    waitpid(child, &status, 0);
+    waitpid(run.child, &status, 0);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the run died: " << status;
     return code;
 }
@@ -111,7 +126,6 @@ new_certs_dir = .
 default_md = default
 policy = policy
 unique_subject = no
-crlnumber = crlnumber
 x509_extensions = none
 [policy]
 O = optional
@@ -120,34 +134,28 @@ CN = supplied
 [req]
 distinguished_name = none
 END
-: >index; echo 01 >serial; echo 01 >crlnumber
+: >index; echo 01 >serial
 export OPENSSL_CONF=$PWD/ca.cnf
-make() { # name subject issuer end, and how to make the key
-    name=$1 subject=$2 issuer=$3 end=$4; shift 4
+make() { # name subject end, and how to make the key
+    name=$1 subject=$2 end=$3; shift 3
     openssl genpkey "$@" -out $name.key
     openssl req -new -utf8 -key $name.key -subj "$subject" -out $name.req
-    if [ $issuer = self ]; then set -- -selfsign -keyfile $name.key
-    else set -- -cert $issuer.pem -keyfile $issuer.key; fi
-    openssl ca -batch -notext -preserveDN -startdate 20090102030405Z -enddate $end "$@" \
-        -in $name.req -out $name.pem
+    openssl ca -batch -notext -preserveDN -startdate 20090102030405Z -enddate $end -selfsign \
+        -keyfile $name.key -in $name.req -out $name.pem
     openssl x509 -in $name.pem -outform DER -out $name.cer
 }
 later=20991231235959Z
 ec="-algorithm EC -pkeyopt ec_paramgen_curve:P-256"
-make alpha "/O=Works/CN=Alpha" self $later $ec
-make beta "/O=Works/CN=Beta" self $later $ec
-make both "/O=Alpha Beta/CN=Both" self $later $ec
-make lonely "/CN=Alpha Lonely" self $later $ec
-make old "/CN=Old" self 20100102030405Z $ec
-make rsa "/CN=rsa" self $later -algorithm RSA
-make gost2001 "/CN=gost2001" self $later -algorithm gost2001 -pkeyopt paramset:A
-make gost256 "/CN=gost256" self $later -algorithm gost2012_256 -pkeyopt paramset:A
-make gost512 "/CN=gost512" self $later -algorithm gost2012_512 -pkeyopt paramset:A
-make ed "/CN=ed" self $later -algorithm ED25519
-make ca "/CN=Issuer" self $later $ec
-make leaf "/CN=Leaf" ca $later $ec
-openssl ca -gencrl -cert ca.pem -keyfile ca.key -crldays 30000 -out ca.crl.pem
-openssl crl -in ca.crl.pem -outform DER -out ca.crl
+make alpha "/O=Works/CN=Alpha" $later $ec
+make beta "/O=Works/CN=Beta" $later $ec
+make both "/O=Alpha Beta/CN=Both" $later $ec
+make lonely "/CN=Alpha Lonely" $later $ec
+make old "/CN=Old" 20100102030405Z $ec
+make rsa "/CN=rsa" $later -algorithm RSA
+make gost2001 "/CN=gost2001" $later -algorithm gost2001 -pkeyopt paramset:A
+make gost256 "/CN=gost256" $later -algorithm gost2012_256 -pkeyopt paramset:A
+make gost512 "/CN=gost512" $later -algorithm gost2012_512 -pkeyopt paramset:A
+make ed "/CN=ed" $later -algorithm ED25519
 )";
 
 class FixtureFolder {
@@ -192,16 +200,7 @@ Outcome RunPiped(const std::string& input, const std::function<std::uint32_t()>&
     FILE* out = std::tmpfile();
     std::fwrite(input.data(), 1, input.size(), in);
     std::rewind(in);
-    int result[2];
-    EXPECT_EQ(pipe(result), 0);
-    std::fflush(nullptr);
-    const pid_t child = fork();
-    if (child == 0) {
-        setsid();
-        BeChild(fileno(in), fileno(out), result[1], routine);
-    }
-    close(result[1]);
-    Outcome outcome{Reap(child, result[0]), {}};
+    Outcome outcome{Reap(Start(fileno(in), fileno(out), routine)), {}};
     std::rewind(out);
     for (int byte = std::fgetc(out); byte != EOF; byte = std::fgetc(out)) {
         outcome.output += static_cast<char>(byte);
@@ -214,22 +213,12 @@ Outcome RunPiped(const std::string& input, const std::function<std::uint32_t()>&
 Outcome RunOnTerminal(const Typing& typed, const std::function<std::uint32_t()>& routine) {
     int terminal = -1;
     int slave = -1;
-    int result[2];
     EXPECT_EQ(openpty(&terminal, &slave, nullptr, nullptr, nullptr), 0);
-    EXPECT_EQ(pipe(result), 0);
-    std::fflush(nullptr);
-    const pid_t child = fork();
-    if (child == 0) {
-        close(terminal);
-        setsid();
-        ioctl(slave, TIOCSCTTY, 0);
-        BeChild(slave, slave, result[1], routine);
-    }
+    const Run run = Start(slave, slave, routine);
     close(slave);
-    close(result[1]);
     Outcome outcome;
-    outcome.output = Converse(terminal, child, typed);
-    outcome.code = Reap(child, result[0]);
+    outcome.output = Converse(terminal, run.child, typed);
+    outcome.code = Reap(run);
     close(terminal);
     return outcome;
 }

@@ -44,7 +44,6 @@ std::string LeftKeys();
 // dated ones valid from 2009-01-02 03:04:05 to 2099-12-31 23:59:59.
 //   alpha O=Works,CN=Alpha   beta O=Works,CN=Beta   both O=Alpha Beta,CN=Both
 //   lonely CN=Alpha Lonely   old CN=Old (to 2010)   rsa, gost2001, gost256, gost512, ed
-//   leaf CN=Leaf, issued by ca CN=Issuer, whose list is ca.crl
 std::filesystem::path FixtureFile(const std::string& name);
 std::string ReadBytes(const std::filesystem::path& file);
 std::string FixtureDer(const std::string& name);

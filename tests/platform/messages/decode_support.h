@@ -34,11 +34,8 @@ class Decoding {
     // All answer the last error, 0 for success.
     DWORD Update(ByteView piece, bool isFinal);
     // In pieces of `chunk`; a shorter one, possibly empty, is the last, as callers that
-    // read a file have it.
-    DWORD Feed(ByteView message, std::size_t chunk);
-    // The same, decrypting as soon as the header is known.
-    DWORD FeedAndDecrypt(ByteView message, std::size_t chunk, HCRYPTPROV provider,
-                         DWORD recipient = 0);
+    // read a file have it. With a provider it decrypts as soon as the header is known.
+    DWORD Feed(ByteView message, std::size_t chunk, HCRYPTPROV provider = 0, DWORD recipient = 0);
     DWORD Decrypt(HCRYPTPROV provider, DWORD recipient = 0);
     DWORD Verify(DWORD signer, PCCERT_CONTEXT certificate);
     DWORD Control(DWORD type, const void* para);
@@ -48,8 +45,6 @@ class Decoding {
     Bytes Value(DWORD param, DWORD index = 0);
     DWORD Number(DWORD param);
     std::string Text(DWORD param);
-
-    [[nodiscard]] HCRYPTMSG Handle() const { return handle_; }
 
   private:
     HCRYPTMSG handle_;

@@ -61,14 +61,9 @@ void Check(bool good, const std::string& what) {
 
 void Make(Identity& identity) {
     const std::string name = identity.name;
-    std::string printed;
-    if (!OpenSsl("req" + identity.Engine() + "-x509 -nodes " + identity.newKey + " -keyout " +
-                     name + ".key -out " + name + ".pem -subj /CN=" + name + " -days 30",
-                 &printed) ||
-        !OpenSsl("x509" + identity.Engine() + "-in " + name + ".pem -outform DER -out " + name +
-                 ".der")) {
-        throw std::runtime_error("openssl made no identity " + name + ": " + printed);
-    }
+    OpenSsl(std::string("req -engine gost -x509 -nodes -days 30 ") + identity.newKey + " -keyout " +
+            name + ".key -out " + name + ".pem -subj /CN=" + name);
+    OpenSsl("x509 -engine gost -in " + name + ".pem -outform DER -out " + name + ".der");
     EnsureAlgorithm(identity.digest);
     const EvpKey key = ReadKey(Folder() / (name + ".key"));
     Container::Create(Side::User, name, identity.type).SaveKey(AT_KEYEXCHANGE, key.get(), Secret());
@@ -113,7 +108,7 @@ Bytes ReadTemp(const std::string& name) {
     return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
 }
 
-bool OpenSsl(const std::string& arguments, std::string* output) {
+std::string OpenSsl(const std::string& arguments) {
     const std::string line =
         "cd '" + Folder().string() + "' && openssl " + arguments + " 2>&1 </dev/null";
     std::FILE* pipe = popen(line.c_str(), "r");
@@ -121,9 +116,8 @@ bool OpenSsl(const std::string& arguments, std::string* output) {
     for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) {
         printed += static_cast<char>(c);
     }
-    const int status = pclose(pipe);
-    if (output != nullptr) *output = line + "\n" + printed;
-    return status == 0;
+    EXPECT_EQ(pclose(pipe), 0) << line << "\n" << printed;
+    return printed;
 }
 
 CMSG_SIGNER_ENCODE_INFO Identity::Signer() const {
@@ -145,7 +139,7 @@ const Identity& IdentityOf(const std::string& name) {
     throw std::runtime_error("no identity " + name);
 }
 
-CMSG_STREAM_INFO Sink::Info(DWORD length) { return {length, Collect, this}; }
+CMSG_STREAM_INFO Sink::Info() { return {CMSG_INDEFINITE_LENGTH, Collect, this}; }
 
 Bytes Noise(std::size_t size) {
     Bytes bytes(size);
@@ -155,6 +149,40 @@ Bytes Noise(std::size_t size) {
         byte = static_cast<std::uint8_t>(state >> 24);
     }
     return bytes;
+}
+
+Bytes Streamed(const Opener& open, ByteView content, std::size_t piece) {
+    Sink sink;
+    const CMSG_STREAM_INFO info = sink.Info();
+    const std::shared_ptr<Message> message = open(&info);
+    while (content.size() >= piece) {
+        message->Update(content.first(piece), false);
+        content = content.subspan(piece);
+    }
+    message->Update(content, true);
+    EXPECT_EQ(sink.finals, 1);
+    EXPECT_FALSE(sink.callAfterFinal);
+    return sink.output;
+}
+
+void ExpectFailingSinkStopsEverything(const Opener& open) {
+    for (int failAt = 0;; ++failAt) {
+        Sink sink;
+        sink.failAt = failAt;
+        const CMSG_STREAM_INFO info = sink.Info();
+        const std::shared_ptr<Message> message = open(&info);
+        const DWORD code = CodeOf([&] {
+            for (int i = 0; i < 3; ++i) message->Update(Noise(1000), i == 2);
+        });
+        if (code == 0) {
+            EXPECT_GE(failAt, 7);
+            return;
+        }
+        ASSERT_EQ(code, static_cast<DWORD>(ERROR_WRITE_FAULT)) << failAt;
+        EXPECT_EQ(CodeOf([&] { message->Update(Noise(1), true); }), code) << failAt;
+        EXPECT_EQ(sink.calls, failAt + 1);
+        EXPECT_EQ(sink.finals, 0);
+    }
 }
 
 Bytes WholeMessage(Message& message, ByteView content) {

@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -31,8 +32,8 @@ const std::filesystem::path& Folder();
 std::filesystem::path WriteTemp(const std::string& name, ByteView content);
 Bytes ReadTemp(const std::string& name);
 
-// Runs `openssl ARGUMENTS` inside Folder(). False with what it printed in `output`.
-bool OpenSsl(const std::string& arguments, std::string* output = nullptr);
+// Runs `openssl ARGUMENTS` inside Folder() and answers what it printed; a failure fails the test.
+std::string OpenSsl(const std::string& arguments);
 
 // One key and its self-signed certificate, and the open provider handle over it.
 struct Identity {
@@ -44,8 +45,6 @@ struct Identity {
     PCCERT_CONTEXT certificate = nullptr;
     HCRYPTPROV provider = 0;
 
-    [[nodiscard]] bool Gost() const { return type == 75 || type == 80 || type == 81; }
-    [[nodiscard]] std::string Engine() const { return Gost() ? " -engine gost " : " "; }
     [[nodiscard]] CMSG_SIGNER_ENCODE_INFO Signer() const;
 };
 // "rsa", "ec", "gost2001", "gost2012-256", "gost2012-512"; made on first use.
@@ -64,14 +63,20 @@ struct Sink {
     int failAt = -1;
     bool callAfterFinal = false;
 
-    CMSG_STREAM_INFO Info(DWORD length = CMSG_INDEFINITE_LENGTH);
+    CMSG_STREAM_INFO Info();
 };
 
 // Bytes that do not repeat with any short period.
 Bytes Noise(std::size_t size);
 
-// Everything in one last update, and the value of a parameter by the two usual calls.
+// Opens an encoder, without a stream where the record is null.
+using Opener = std::function<std::shared_ptr<Message>(const CMSG_STREAM_INFO*)>;
+Bytes Streamed(const Opener& open, ByteView content, std::size_t piece);
 Bytes WholeMessage(Message& message, ByteView content);
+// For a sink that fails at its first call, its second and so on.
+void ExpectFailingSinkStopsEverything(const Opener& open);
+
+// The value of a parameter by the two usual calls.
 Bytes Param(Message& message, DWORD param, DWORD index = 0);
 
 }  // namespace platform::testing

@@ -12,7 +12,6 @@ namespace {
 constexpr DWORD kBadData = static_cast<DWORD>(NTE_BAD_DATA);
 constexpr DWORD kNotReady = static_cast<DWORD>(CRYPT_E_STREAM_MSG_NOT_READY);
 constexpr DWORD kNotDecrypted = static_cast<DWORD>(CRYPT_E_NOT_DECRYPTED);
-constexpr DWORD kBadIndex = static_cast<DWORD>(CRYPT_E_INVALID_INDEX);
 
 struct Row {
     const char* name;
@@ -25,26 +24,20 @@ struct Row {
 constexpr const char* kGost = "1.2.643.2.2.21";
 
 const Row kRows[] = {
-    {"RSA", {"rsa"}, "-aes256", 100},
-    {"RSA, indefinite", {"rsa"}, "-aes256 -stream", 100},
     {"no octets", {"rsa"}, "-aes256", 0},
     {"no octets, indefinite", {"rsa"}, "-aes256 -stream", 0},
     {"one octet less than a block", {"rsa"}, "-aes256", 15},
-    {"a block", {"rsa"}, "-aes256", 16},
+    {"a block, key identifier", {"rsa"}, "-aes256 -keyid", 16},
     {"one octet more than a block", {"rsa"}, "-aes256 -stream", 17},
-    {"RSA, key identifier", {"rsa"}, "-aes256 -keyid", 100},
     {"AES-128", {"rsa"}, "-aes128 -stream", 5000, "2.16.840.1.101.3.4.1.2"},
     {"3DES", {"rsa"}, "-des3", 5000, "1.2.840.113549.3.7"},
     {"RSA OAEP", {"rsa"}, "-aes256 -recip rsa.pem -keyopt rsa_padding_mode:oaep", 100},
     {"long", {"rsa"}, "-aes256", 300000},
-    {"long, indefinite", {"rsa"}, "-aes256 -stream", 300000},
     {"whole blocks of input", {"rsa"}, "-aes256 -stream", 131072},
     {"GOST 2001", {"gost2001"}, "-gost89", 100, kGost},
-    {"GOST 2012, 256 bit, indefinite", {"gost2012-256"}, "-gost89 -stream", 5000, kGost},
     {"GOST 2012, 512 bit", {"gost2012-512"}, "-gost89", 200000, kGost},
     {"GOST, no octets", {"gost2012-256"}, "-gost89", 0, kGost},
-    {"two recipients", {"gost2001", "gost2012-256"}, "-gost89 -stream", 100, kGost},
-    {"recipients of two kinds", {"gost2012-256", "rsa"}, "-gost89", 100, kGost},
+    {"recipients of two kinds", {"gost2012-256", "rsa"}, "-gost89 -stream", 5000, kGost},
 };
 
 HCRYPTPROV ProviderOf(const std::string& name) { return IdentityOf(name).provider; }
@@ -63,27 +56,31 @@ DWORD RecipientIndex(Decoding& message, const std::string& name) {
     return ~DWORD{0};
 }
 
-TEST(DecodeEnveloped, StreamsInAnyPieces) {
+TEST(DecodeEnveloped, ReadsInAnyPiecesAndWhole) {
     for (const Row& row : kRows) {
-        SCOPED_TRACE(row.name);
-        for (const std::string& name : row.recipients) IdentityOf(name);
-        const std::size_t handles = LiveHandles();
         const Bytes content = Noise(row.size);
         const std::string options = row.options;
         const bool named = options.find("-recip") != std::string::npos;
         const Bytes encoded =
             EncryptFor(named ? std::vector<std::string>{} : row.recipients, options, content);
         const std::size_t all = encoded.size() + 1;
-        for (const std::size_t chunk :
-             {std::size_t{all > 20000 ? 4093U : 1U}, std::size_t{977}, std::size_t{65536}, all}) {
-            for (const std::string& name : row.recipients) {
-                SCOPED_TRACE(name + " " + std::to_string(chunk));
+        const std::size_t handles = LiveHandles();
+        for (const std::string& name : row.recipients) {
+            SCOPED_TRACE(row.name + (" " + name));
+            Decoding whole(nullptr);
+            ASSERT_EQ(whole.Update(encoded, true), 0U);
+            EXPECT_EQ(whole.Get(CMSG_CONTENT_PARAM), kNotDecrypted);
+            const DWORD index = RecipientIndex(whole, name);
+            EXPECT_EQ(whole.Decrypt(ProviderOf(name), index), 0U);
+            EXPECT_EQ(whole.Value(CMSG_CONTENT_PARAM), content);
+            EXPECT_EQ(whole.Decrypt(ProviderOf(name), index),
+                      static_cast<DWORD>(CRYPT_E_ALREADY_DECRYPTED));
+            for (const std::size_t chunk : {std::size_t{all > 20000 ? 4093U : 1U}, std::size_t{977},
+                                            std::size_t{65536}, all}) {
+                SCOPED_TRACE(chunk);
                 Sink sink;
                 Decoding message(&sink);
-                Decoding header(nullptr);
-                ASSERT_EQ(header.Update(encoded, true), 0U);
-                const DWORD index = RecipientIndex(header, name);
-                EXPECT_EQ(message.FeedAndDecrypt(encoded, chunk, ProviderOf(name), index), 0U);
+                EXPECT_EQ(message.Feed(encoded, chunk, ProviderOf(name), index), 0U);
                 EXPECT_EQ(sink.output, content);
                 EXPECT_EQ(sink.finals, 1);
                 EXPECT_FALSE(sink.callAfterFinal);
@@ -96,56 +93,6 @@ TEST(DecodeEnveloped, StreamsInAnyPieces) {
         }
         EXPECT_EQ(LiveHandles(), handles);
     }
-}
-
-TEST(DecodeEnveloped, HoldsAWholeMessage) {
-    for (const Row& row : kRows) {
-        SCOPED_TRACE(row.name);
-        const Bytes content = Noise(row.size);
-        const std::string options = row.options;
-        const bool named = options.find("-recip") != std::string::npos;
-        Decoding message(nullptr);
-        ASSERT_EQ(message.Update(EncryptFor(named ? std::vector<std::string>{} : row.recipients,
-                                            options, content),
-                                 true),
-                  0U);
-        EXPECT_EQ(message.Get(CMSG_CONTENT_PARAM), kNotDecrypted);
-        EXPECT_EQ(message.Get(CMSG_RECIPIENT_INDEX_PARAM), kNotDecrypted);
-        const std::string& name = row.recipients.back();
-        const DWORD index = RecipientIndex(message, name);
-        EXPECT_EQ(message.Decrypt(ProviderOf(name), index), 0U);
-        EXPECT_EQ(message.Value(CMSG_CONTENT_PARAM), content);
-        EXPECT_EQ(message.Decrypt(ProviderOf(name), index),
-                  static_cast<DWORD>(CRYPT_E_ALREADY_DECRYPTED));
-    }
-}
-
-TEST(DecodeEnveloped, KeepsOtherRecipientsInTheirPlaces) {
-    const Bytes content = Noise(1000);
-    // Key agreement for the EC key, a password, a shared key.
-    const Bytes encoded =
-        EncryptFor({"ec", "rsa"},
-                   "-aes256 -pwri_password secret -secretkey 00112233445566778899AABBCCDDEEFF "
-                   "-secretkeyid 01",
-                   content);
-    Sink sink;
-    Decoding message(&sink);
-    ASSERT_EQ(message.Update(encoded, true), 0U);
-    ASSERT_EQ(message.Number(CMSG_RECIPIENT_COUNT_PARAM), 4U);
-    EXPECT_EQ(RecipientIndex(message, "ec"), ~DWORD{0});
-    const DWORD index = RecipientIndex(message, "rsa");
-    ASSERT_LT(index, 4U);
-    for (DWORD other = 0; other < 4; ++other) {
-        if (other == index) continue;
-        EXPECT_EQ(message.Decrypt(ProviderOf("rsa"), other),
-                  static_cast<DWORD>(CRYPT_E_RECIPIENT_NOT_FOUND));
-    }
-    EXPECT_EQ(message.Decrypt(ProviderOf("rsa"), 4), kBadIndex);
-    EXPECT_EQ(message.Get(CMSG_RECIPIENT_INFO_PARAM, 4), kBadIndex);
-    // What was refused changed nothing.
-    EXPECT_EQ(message.Decrypt(ProviderOf("rsa"), index), 0U);
-    EXPECT_EQ(sink.output, content);
-    EXPECT_EQ(sink.finals, 1);
 }
 
 TEST(DecodeEnveloped, BeginsOnceTheKeyIsKnown) {
@@ -171,15 +118,6 @@ TEST(DecodeEnveloped, BeginsOnceTheKeyIsKnown) {
     ASSERT_EQ(message.Update(view.subspan(125636), true), 0U);
     EXPECT_EQ(sink.output, content);
     EXPECT_EQ(sink.finals, 1);
-}
-
-TEST(DecodeEnveloped, WithoutAKeyNothingIsEmitted) {
-    Sink sink;
-    Decoding message(&sink);
-    EXPECT_EQ(message.Feed(EncryptFor({"rsa"}, "-aes256 -stream", Noise(200000)), 4096), 0U);
-    EXPECT_EQ(message.Get(CMSG_RECIPIENT_COUNT_PARAM), 0U);
-    EXPECT_EQ(sink.calls, 0);
-    EXPECT_EQ(message.Decrypt(0), DWORD{ERROR_INVALID_PARAMETER});
 }
 
 // Wrong key, damaged key, bad padding and a cut content must look the same.
@@ -212,7 +150,7 @@ TEST(DecodeEnveloped, HidesWhatWentWrong) {
         for (const std::size_t chunk : {std::size_t{512}, good.size() + 1}) {
             Sink sink;
             Decoding message(&sink);
-            const DWORD error = message.FeedAndDecrypt(row.message, chunk, row.provider);
+            const DWORD error = message.Feed(row.message, chunk, row.provider);
             // A random key leaves padding that fits in one of 256 cases.
             const bool keyIsWrong = &row.message != &padding;
             if (error == 0 && keyIsWrong && sink.output != content) continue;
@@ -227,21 +165,17 @@ TEST(DecodeEnveloped, HidesWhatWentWrong) {
 }
 
 TEST(DecodeEnveloped, RefusesACutContent) {
-    // The last block taken off by hand, lengths made good: 5000 octets in 313 blocks.
-    const Bytes good = EncryptFor({"rsa"}, "-aes256", Noise(5000));
-    Bytes cut = good;
-    cut.resize(cut.size() - 4);
-    for (std::size_t i = 0; i + 4 < cut.size() && i < 700; ++i) {
-        // Every two-octet length that reaches to the message's end.
-        const std::size_t length = static_cast<std::size_t>(good[i + 2]) << 8 | good[i + 3];
-        if (good[i + 1] == 0x82 && i + 4 + length == good.size()) {
-            cut[i + 2] = static_cast<std::uint8_t>((length - 4) >> 8);
-            cut[i + 3] = static_cast<std::uint8_t>(length - 4);
-        }
-    }
+    // Only the last piece has a length; it loses four octets.
+    Bytes cut = EncryptFor({"rsa"}, "-aes256 -stream", Noise(5000));
+    const Bytes ends(10, 0);
+    const auto end = std::search(cut.begin(), cut.end(), ends.begin(), ends.end());
+    const Bytes header = FromHex("0410");
+    ASSERT_TRUE(std::equal(header.begin(), header.end(), end - 18)) << Hex(cut);
+    *(end - 17) -= 4;
+    cut.erase(end - 4, end);
     Sink sink;
     Decoding message(&sink);
-    EXPECT_EQ(message.FeedAndDecrypt(cut, 4096, ProviderOf("rsa")), kBadData);
+    EXPECT_EQ(message.Feed(cut, 4096, ProviderOf("rsa")), kBadData);
     EXPECT_EQ(sink.finals, 0);
 }
 
@@ -250,8 +184,7 @@ TEST(DecodeEnveloped, TellsAWrongGostKeyAtOnce) {
     const HCRYPTPROV stranger = StrangerProvider(IdentityOf("gost2012-256"));
     Sink sink;
     Decoding message(&sink);
-    EXPECT_EQ(message.FeedAndDecrypt(EncryptFor({"gost2012-256"}, "-gost89", Noise(100)), 65536,
-                                     stranger),
+    EXPECT_EQ(message.Feed(EncryptFor({"gost2012-256"}, "-gost89", Noise(100)), 65536, stranger),
               kBadData);
     EXPECT_EQ(sink.calls, 0);
     EXPECT_NE(CryptReleaseContext(stranger, 0), FALSE);

@@ -23,11 +23,7 @@ constexpr CipherRow kCiphers[] = {
     {"aes-192-cbc", "2.16.840.1.101.3.4.1.22", 24},
     {"aes-256-cbc", "2.16.840.1.101.3.4.1.42", 32},
     {"des3", "1.2.840.113549.3.7", 24},
-    {"camellia128", "1.2.392.200011.61.1.1.1.2", 16},
-    {"camellia192", "1.2.392.200011.61.1.1.1.3", 24},
     {"camellia256", "1.2.392.200011.61.1.1.1.4", 32},
-    {"aria-128-cbc", "1.2.410.200046.1.1.2", 16},
-    {"aria-192-cbc", "1.2.410.200046.1.1.7", 24},
     {"aria-256-cbc", "1.2.410.200046.1.1.12", 32},
     {"sm4-cbc", "1.2.156.10197.1.104.2", 16},
     {"seed-cbc", "1.2.410.200004.1.4", 16},
@@ -67,12 +63,6 @@ struct Sealed {
     Bytes content;
 };
 
-void ReadEncryptedContent(ByteView inside, Sealed& sealed) {
-    Take(inside);  // content type
-    sealed.cipher = AlgorithmFrom(Take(inside).whole);
-    sealed.content = Copy(Take(inside).contents);
-}
-
 Sealed ReadMessage(ByteView der) {
     Sealed sealed;
     ByteView message = Take(der).contents;
@@ -90,7 +80,10 @@ Sealed ReadMessage(ByteView der) {
         sealed.wrapped = Copy(Take(recipient).contents);
         next = Take(data);
     }
-    ReadEncryptedContent(next.contents, sealed);
+    ByteView inside = next.contents;
+    Take(inside);  // content type
+    sealed.cipher = AlgorithmFrom(Take(inside).whole);
+    sealed.content = Copy(Take(inside).contents);
     return sealed;
 }
 
@@ -171,17 +164,10 @@ TEST(Ciphers, RefuseBadParametersAndKeys) {
     const BadRow rows[] = {
         {"good", {aes, iv16}, 32, 0},
         {"short key", {aes, iv16}, 31, Code(NTE_BAD_LEN)},
-        {"no key", {aes, iv16}, 0, Code(NTE_BAD_LEN)},
-        {"long key", {aes, iv16}, 33, Code(NTE_BAD_LEN)},
         {"no parameters", {aes, {}}, 32, Code(CRYPT_E_ASN1_CORRUPT)},
-        {"NULL", {aes, {5, 0}}, 32, Code(CRYPT_E_ASN1_CORRUPT)},
         {"IV of another block", {aes, iv8}, 32, Code(CRYPT_E_ASN1_CORRUPT)},
         {"IV with a tail", {aes, tail}, 32, Code(CRYPT_E_ASN1_CORRUPT)},
         {"RC2 without version", {rc2, iv8}, 16, Code(CRYPT_E_ASN1_CORRUPT)},
-        {"RC2 of unknown version",
-         {rc2, Tlv(0x30, {{2, 1, 1}, iv8})},
-         16,
-         Code(CRYPT_E_ASN1_CORRUPT)},
         {"GOST without parameter set",
          {oid::kGost28147_89, Tlv(0x30, {iv8})},
          32,
@@ -190,12 +176,8 @@ TEST(Ciphers, RefuseBadParametersAndKeys) {
          {oid::kGost28147_89, Tlv(0x30, {iv16, OidDer("1.2.643.2.2.31.1")})},
          32,
          Code(CRYPT_E_ASN1_CORRUPT)},
-        {"stream mode", {"2.16.840.1.101.3.4.1.44", iv16}, 32, Code(NTE_BAD_ALGID)},
         {"authenticated mode", {"2.16.840.1.101.3.4.1.46", iv16}, 32, Code(NTE_BAD_ALGID)},
-        {"a digest", {oid::kSha256, iv16}, 32, Code(NTE_BAD_ALGID)},
-        {"a name", {"AES-256-CBC", iv16}, 32, Code(NTE_BAD_ALGID)},
         {"unknown GOST", {"1.2.643.2.2.99", iv16}, 32, Code(NTE_BAD_ALGID)},
-        {"nothing", {"", iv16}, 32, Code(NTE_BAD_ALGID)},
     };
     for (const BadRow& row : rows) {
         const Bytes key(row.keyLength, 7);
@@ -229,19 +211,16 @@ TEST(Ciphers, Rc2KeyLengthComesFromTheParameters) {
 
 // ---- transport ---------------------------------------------------------------
 
-bool TransportsKeys(const KeyRow& row) { return row.type != kTypeEcdsa; }
-
 TEST(Transport, OpensslOpensOurs) {
     const Workshop& workshop = Workshop::Get();
     const Bytes payload = Pattern(kPayload);
     for (const KeyRow& row : KeyRows()) {
-        if (!TransportsKeys(row)) continue;
+        if (row.type == kTypeEcdsa) continue;
         for (const char* cipher : {"1.2.643.2.2.21", "2.16.840.1.101.3.4.1.42"}) {
             SCOPED_TRACE(std::string(row.name) + " " + cipher);
             const EvpKey recipient = PublicKey(row);
-            ByteView der = Pattern(0);
             const Bytes spki = workshop.Read(std::string(row.name) + ".pub");
-            der = spki;
+            ByteView der = spki;
             ByteView inside = Take(der).contents;
             Algorithm algorithm = AlgorithmFrom(Take(inside).whole);
             CERT_PUBLIC_KEY_INFO info{};
@@ -268,33 +247,21 @@ struct SealedRow {
     const char* name;
     const char* key;
     const char* options;
-    bool readBack;  // whether the openssl command opens such a message of its own
 };
 
 constexpr SealedRow kSealed[] = {
-    {"RSA, PKCS #1", "rsa", "-aes-256-cbc -recip rsa.cer", true},
-    {"RSA, OAEP", "rsa", "-aes-256-cbc -recip rsa.cer -keyopt rsa_padding_mode:oaep", true},
+    {"RSA, PKCS #1", "rsa", "-aes-256-cbc -recip rsa.cer"},
     {"RSA, OAEP with SHA-256", "rsa",
-     "-aes-256-cbc -recip rsa.cer -keyopt rsa_padding_mode:oaep -keyopt rsa_oaep_md:sha256", true},
+     "-aes-256-cbc -recip rsa.cer -keyopt rsa_padding_mode:oaep -keyopt rsa_oaep_md:sha256"},
     {"RSA, OAEP with label", "rsa",
-     "-aes-256-cbc -recip rsa.cer -keyopt rsa_padding_mode:oaep -keyopt rsa_oaep_label:0102ff",
-     true},
-    {"RSA, GOST 28147-89", "rsa", "-gost89 -recip rsa.cer", true},
-    {"GOST R 34.10-2001", "gost2001", "-gost89 -recip gost2001.cer", true},
-    {"GOST R 34.10-2001, exchange set", "gost2001x", "-gost89 -recip gost2001x.cer", true},
-    {"GOST R 34.10-2012, 256 bit", "gost256", "-gost89 -recip gost256.cer", true},
-    {"GOST R 34.10-2012, 256 bit, twisted", "gost256t", "-gost89 -recip gost256t.cer", true},
-    {"GOST R 34.10-2012, 512 bit", "gost512", "-gost89 -recip gost512.cer", true},
-    {"GOST R 34.10-2012, 512 bit, twisted", "gost512c", "-gost89 -recip gost512c.cer", true},
-    {"Magma", "gost256", "-magma-ctr-acpkm -recip gost256.cer", false},
-    {"Kuznyechik", "gost512", "-kuznyechik-ctr-acpkm -recip gost512.cer", false},
+     "-aes-256-cbc -recip rsa.cer -keyopt rsa_padding_mode:oaep -keyopt rsa_oaep_label:0102ff"},
+    {"GOST R 34.10-2001", "gost2001", "-gost89 -recip gost2001.cer"},
+    {"GOST R 34.10-2012, 256 bit", "gost256", "-gost89 -recip gost256.cer"},
+    {"GOST R 34.10-2012, 512 bit", "gost512", "-gost89 -recip gost512.cer"},
+    {"GOST R 34.10-2012, 512 bit, twisted", "gost512c", "-gost89 -recip gost512c.cer"},
+    {"Magma", "gost256", "-magma-ctr-acpkm -recip gost256.cer"},
+    {"Kuznyechik", "gost512", "-kuznyechik-ctr-acpkm -recip gost512.cer"},
 };
-
-const KeyRow& Row(std::string_view name) {
-    const auto& rows = KeyRows();
-    return *std::find_if(rows.begin(), rows.end(),
-                         [&](const KeyRow& row) { return row.name == name; });
-}
 
 Sealed SealWithOpenssl(const SealedRow& row, ByteView payload) {
     const Workshop& workshop = Workshop::Get();
@@ -385,11 +352,8 @@ struct BlockRow {
 TEST(Transport, RsaBlockIsReadAsTheStandardSays) {
     const BlockRow rows[] = {
         {"good", [](Bytes&) {}, true},
-        {"first byte", [](Bytes& block) { block[0] = 1; }, false},
-        {"block type 1", [](Bytes& block) { block[1] = 1; }, false},
         {"block type 3", [](Bytes& block) { block[1] = 3; }, false},
         {"zero in the padding", [](Bytes& block) { block[2] = 0; }, false},
-        {"zero late in the padding", [](Bytes& block) { block[256 - 34] = 0; }, false},
         {"no separator", [](Bytes& block) { block[256 - 33] = 9; }, false},
         {"longer key", [](Bytes& block) { block[256 - 33] = 9, block[256 - 34] = 0; }, false},
         {"shorter key", [](Bytes& block) { block[256 - 33] = 9, block[256 - 32] = 0; }, false},
@@ -422,13 +386,8 @@ TEST(Transport, AlgorithmGoesWithTheKey) {
         const char* key;
         const char* transport;
     } rows[] = {
-        {"rsa", oid::kGostR3410_2001},
-        {"rsa", "1.2.3"},
-        {"rsa", ""},
-        {"gost256", oid::kRsa},
-        {"gost256", oid::kGostR3410_2012_512},
-        {"p256", oid::kEc},
-        {"p256", oid::kRsa},
+        {"rsa", oid::kGostR3410_2001},         {"rsa", ""},         {"gost256", oid::kRsa},
+        {"gost256", oid::kGostR3410_2012_512}, {"p256", oid::kRsa},
     };
     for (const auto& row : rows) {
         const EvpKey key = PrivateKey(Row(row.key));

