@@ -72,6 +72,7 @@ class Child {
         EXPECT_EQ(write(in[1], piped.data(), piped.size()), static_cast<ssize_t>(piped.size()));
         process_ = fork();
         if (process_ == 0) {
+            alarm(20);  // a call that waits for ever fails its row, and no more
             setsid();
             if (input != Input::PipeAlone) ioctl(terminal.slave, TIOCSCTTY, 0);
             dup2(input == Input::Terminal ? terminal.slave : in[0], STDIN_FILENO);

@@ -122,6 +122,7 @@ TEST(Document, DamageNamesFileAndLine) {
         {"key not closed", kHeader + "[HKEY_CURRENT_USER\\K\r\n", 2},
         {"empty name in a path", kHeader + "[HKEY_CURRENT_USER\\\\K]\r\n", 2},
         {"text not closed", kHeader + kKey + "\r\n\"a\"=\"b\r\n\r\n", 4},
+        {"behind a text of two lines", kHeader + kKey + "\"a\"=\"b\r\nc\"\r\ngarbage", 5},
         {"no equals sign", kHeader + kKey + "\"a\" dword:1\r\n", 3},
         {"unknown type word", kHeader + kKey + "\"a\"=qword:1\r\n", 3},
         {"number not hexadecimal", kHeader + kKey + "\"a\"=dword:g\r\n", 3},
