@@ -1,8 +1,6 @@
 // Status bits of chains: trust, signatures, times, constraints and usages.
 #include <gtest/gtest.h>
 
-#include <functional>
-
 #include "authority.h"
 #include "base/error.h"
 #include "base/handle.h"
@@ -35,244 +33,169 @@ Leaf LeafOf(const Identity& issuer, std::vector<Extension> more = {}, long from 
     return Identity(recipe, &issuer).Cert();
 }
 
-// A leaf under an authority made by `change` from the plain one, under the trusted root.
-Leaf LeafBelow(const std::function<void(Recipe&)>& change) {
-    Recipe recipe = AuthorityNamed("Changed");
-    change(recipe);
-    const Identity authority(recipe, &Root());
-    Put("Root", Root().Cert());
-    Put("CA", authority.Cert());
-    return LeafOf(authority);
-}
-
 void SetExtension(Recipe& recipe, const std::string& name, const std::string& value) {
     std::erase_if(recipe.extensions, [&](const Extension& e) { return e.name == name; });
     if (!value.empty()) recipe.extensions.push_back({name, value});
 }
 
-TEST_F(ChainTest, StatusOfEveryKindOfChain) {
+struct Row {
+    const char* name;
+    DWORD flags = kNone;
+    DWORD status = 0;
+    std::vector<Extension> leaf = {};
+    long from = -kDay;
+    long to = kDay;
+    bool forged = false;
+};
+
+void Expect(const char* name, const Leaf& leaf, DWORD flags, DWORD status) {
+    EXPECT_EQ(StatusOf(leaf, flags), status) << name;
+    EXPECT_EQ(OpenSslAccepts(leaf), status == 0) << name;
+}
+
+TEST_F(ChainTest, WhereTheAuthoritiesLie) {
+    struct Place {
+        const char* store = nullptr;  // null: the authority is nowhere
+        Side side = Side::User;
+    };
     const struct {
         const char* name;
         DWORD flags;
         DWORD status;
-        std::function<Leaf()> prepare;
+        const Identity* issuer;  // null: the certificate is the root itself
+        Place root;
+        Place middle;
     } rows[] = {
-        {"trusted self-signed", kCheck, 0,
-         [] {
-             Put("Root", Root().Cert());
-             return Root().Cert();
-         }},
-        {"untrusted self-signed", kCheck, 0x20, [] { return Root().Cert(); }},
-        {"self-signed in another store", kCheck, 0x20,
-         [] {
-             Put("CA", Root().Cert());
-             return Root().Cert();
-         }},
-        {"self-signed, forged", kCheck, 0x28, [] { return Root().Forged(); }},
-        {"under a trusted root", kNone, 0,
-         [] {
-             Put("Root", Root().Cert());
-             return LeafOf(Root());
-         }},
-        {"trust of the machine", kNone, 0,
-         [] {
-             Put("Root", Root().Cert(), Side::Machine);
-             return LeafOf(Root());
-         }},
-        {"intermediate from CA", kNone, 0,
-         [] {
-             Put("Root", Root().Cert(), Side::Machine);
-             Put("CA", Middle().Cert());
-             return LeafOf(Middle());
-         }},
-        {"intermediate from the machine's AddressBook", kNone, 0,
-         [] {
-             Put("Root", Root().Cert());
-             Put("AddressBook", Middle().Cert(), Side::Machine);
-             return LeafOf(Middle());
-         }},
-        {"trusted intermediate without its root", kNone, 0,
-         [] {
-             Put("Root", Middle().Cert());
-             return LeafOf(Middle());
-         }},
-        {"intermediate missing", kNone, 0x10000,
-         [] {
-             Put("Root", Root().Cert());
-             return LeafOf(Middle());
-         }},
-        {"intermediate missing, revocation asked for", kCheck, 0x10040,
-         [] {
-             Put("Root", Root().Cert());
-             return LeafOf(Middle());
-         }},
-        {"root not trusted", kNone, 0x20,
-         [] {
-             Put("CA", Root().Cert());
-             return LeafOf(Root());
-         }},
-        {"expired", kNone, 0x1,
-         [] {
-             Put("Root", Root().Cert());
-             return LeafOf(Root(), {}, -2 * kDay, -kDay);
-         }},
-        {"not yet valid", kNone, 0x1,
-         [] {
-             Put("Root", Root().Cert());
-             return LeafOf(Root(), {}, kDay, 2 * kDay);
-         }},
-        {"root expired", kNone, 0x1,
-         [] {
-             Recipe recipe = AuthorityNamed("Old root");
-             recipe.from = -3 * kDay;
-             recipe.to = -kDay;
-             const Identity old(recipe);
-             Put("Root", old.Cert());
-             return LeafOf(old);
-         }},
-        {"intermediate expired", kNone, 0x1,
-         [] {
-             return LeafBelow([](Recipe& recipe) {
-                 recipe.from = -3 * kDay;
-                 recipe.to = -kDay;
-             });
-         }},
-        {"forged signature", kNone, 0x8,
-         [] {
-             Put("Root", Root().Cert());
-             return Identity(LeafNamed("Leaf"), &Root()).Forged();
-         }},
-        {"forged signature, revocation asked for", kCheck, 0x8,
-         [] {
-             Put("Root", Root().Cert());
-             return Identity(LeafNamed("Leaf"), &Root()).Forged();
-         }},
-        {"forged intermediate", kNone, 0x8,
-         [] {
-             Put("Root", Root().Cert());
-             Put("CA", Middle().Forged());
-             return LeafOf(Middle());
-         }},
-        {"expired under an untrusted root", kNone, 0x21,
-         [] {
-             Put("CA", Root().Cert());
-             return LeafOf(Root(), {}, -2 * kDay, -kDay);
-         }},
-        {"issuer is no authority", kNone, 0x400,
-         [] {
-             return LeafBelow([](Recipe& r) { SetExtension(r, "basicConstraints", "CA:FALSE"); });
-         }},
-        {"issuer without constraints", kNone, 0x400,
-         [] { return LeafBelow([](Recipe& r) { SetExtension(r, "basicConstraints", ""); }); }},
-        {"issuer of version 1", kNone, 0x400,
-         [] { return LeafBelow([](Recipe& r) { r.extensions.clear(); }); }},
-        {"anchor of version 1", kNone, 0,
-         [] {
-             const Identity old(Recipe{"Root of version 1", {}});
-             Put("Root", old.Cert());
-             return LeafOf(old);
-         }},
-        {"anchor that is no authority", kNone, 0x400,
-         [] {
-             Recipe recipe = AuthorityNamed("No authority");
-             SetExtension(recipe, "basicConstraints", "CA:FALSE");
-             const Identity anchor(recipe);
-             Put("Root", anchor.Cert());
-             return LeafOf(anchor);
-         }},
-        {"issuer may not sign certificates", kNone, 0x10,
-         [] { return LeafBelow([](Recipe& r) { SetExtension(r, "keyUsage", "cRLSign"); }); }},
-        {"issuer without key usage", kNone, 0,
-         [] { return LeafBelow([](Recipe& r) { SetExtension(r, "keyUsage", ""); }); }},
-        {"path length just enough", kNone, 0,
-         [] {
-             return LeafBelow([](Recipe& r) {
-                 SetExtension(r, "basicConstraints", "critical,CA:TRUE,pathlen:0");
-             });
-         }},
-        {"path too long", kNone, 0x400,
-         [] {
-             Recipe recipe = AuthorityNamed("Short root");
-             SetExtension(recipe, "basicConstraints", "critical,CA:TRUE,pathlen:0");
-             const Identity root(recipe);
-             const Identity middle(AuthorityNamed("One too many"), &root);
-             Put("Root", root.Cert());
-             Put("CA", middle.Cert());
-             return LeafOf(middle);
-         }},
-        {"unknown critical extension", kNone, 0x08000000,
-         [] {
-             Put("Root", Root().Cert());
-             return LeafOf(Root(), {{"1.2.3.4", "critical,0500"}});
-         }},
-        {"unknown extension", kNone, 0,
-         [] {
-             Put("Root", Root().Cert());
-             return LeafOf(Root(), {{"1.2.3.4", "0500"}});
-         }},
-        {"damaged usages", kNone, 0x100,
-         [] {
-             Put("Root", Root().Cert());
-             return LeafOf(Root(), {{"2.5.29.37", "0401"}});
-         }},
-        {"name permitted", kNone, 0,
-         [] {
-             return LeafBelow([](Recipe& r) {
-                 SetExtension(r, "nameConstraints", "permitted;email:example.org");
-             });
-         }},
-        {"name not permitted", kNone, 0x4000,
-         [] {
-             Recipe recipe = AuthorityNamed("Constrained");
-             SetExtension(recipe, "nameConstraints", "critical,permitted;DNS:example.org");
-             const Identity authority(recipe, &Root());
-             Put("Root", Root().Cert());
-             Put("CA", authority.Cert());
-             return LeafOf(authority, {{"subjectAltName", "DNS:example.com"}});
-         }},
-        {"name excluded", kNone, 0x8000,
-         [] {
-             Recipe recipe = AuthorityNamed("Excluding");
-             SetExtension(recipe, "nameConstraints", "critical,excluded;DNS:example.org");
-             const Identity authority(recipe, &Root());
-             Put("Root", Root().Cert());
-             Put("CA", authority.Cert());
-             return LeafOf(authority, {{"subjectAltName", "DNS:www.example.org"}});
-         }},
-        {"explicit policy demanded and absent", kNone, 0x200,
-         [] {
-             return LeafBelow([](Recipe& r) {
-                 SetExtension(r, "policyConstraints", "critical,requireExplicitPolicy:0");
-             });
-         }},
-        {"other key identifier", kNone, 0x10000,
-         [] {
-             Put("Root", Identity(AuthorityNamed("Root")).Cert());
-             return LeafOf(Root());
-         }},
-        {"other key under the same name", kNone, 0x8,
-         [] {
-             Put("Root", Identity(AuthorityNamed("Root")).Cert());
-             return Identity(Recipe{"Leaf", {{"basicConstraints", "CA:FALSE"}}}, &Root()).Cert();
-         }},
-        {"PSS signature", kNone, 0,
-         [] {
-             Recipe recipe = AuthorityNamed("RSA root");
-             recipe.type = 24;
-             recipe.pss = true;
-             const Identity root(recipe);
-             Put("Root", root.Cert());
-             Recipe leaf = LeafNamed("Leaf");
-             leaf.pss = true;
-             return Identity(leaf, &root).Cert();
-         }},
+        {"trusted self-signed", kCheck, 0, nullptr, {"Root"}, {}},
+        {"untrusted self-signed", kCheck, 0x20, nullptr, {}, {}},
+        {"self-signed in another store", kCheck, 0x20, nullptr, {"CA"}, {}},
+        {"under a trusted root", kNone, 0, &Root(), {"Root"}, {}},
+        {"trust of the machine", kNone, 0, &Root(), {"Root", Side::Machine}, {}},
+        {"root not trusted", kNone, 0x20, &Root(), {"CA"}, {}},
+        {"intermediate from CA", kNone, 0, &Middle(), {"Root", Side::Machine}, {"CA"}},
+        {"intermediate from the machine's AddressBook",
+         kNone,
+         0,
+         &Middle(),
+         {"Root"},
+         {"AddressBook", Side::Machine}},
+        {"trusted intermediate without its root", kNone, 0, &Middle(), {}, {"Root"}},
+        {"intermediate missing", kNone, 0x10000, &Middle(), {"Root"}, {}},
+        {"intermediate missing, revocation asked for", kCheck, 0x10040, &Middle(), {"Root"}, {}},
     };
     for (const auto& row : rows) {
         Clear();
-        const Leaf leaf = row.prepare();
-        EXPECT_EQ(StatusOf(leaf, row.flags), row.status) << row.name;
-        EXPECT_EQ(OpenSslAccepts(leaf), row.status == 0) << row.name;
+        if (row.root.store != nullptr) Put(row.root.store, Root().Cert(), row.root.side);
+        if (row.middle.store != nullptr) Put(row.middle.store, Middle().Cert(), row.middle.side);
+        const Leaf leaf = row.issuer == nullptr ? Root().Cert() : LeafOf(*row.issuer);
+        Expect(row.name, leaf, row.flags, row.status);
     }
+}
+
+TEST_F(ChainTest, WhatTheEndCertificateSays) {
+    const Row rows[] = {
+        {.name = "expired", .status = 0x1, .from = -2 * kDay, .to = -kDay},
+        {.name = "not yet valid", .status = 0x1, .from = kDay, .to = 2 * kDay},
+        {.name = "forged signature", .status = 0x8, .forged = true},
+        {.name = "forged, revocation asked for", .flags = kCheck, .status = 0x8, .forged = true},
+        {.name = "unknown critical extension",
+         .status = 0x08000000,
+         .leaf = {{"1.2.3.4", "critical,0500"}}},
+        {.name = "unknown extension", .leaf = {{"1.2.3.4", "0500"}}},
+        {.name = "damaged usages", .status = 0x100, .leaf = {{"2.5.29.37", "0401"}}},
+    };
+    for (const Row& row : rows) {
+        Clear();
+        Put("Root", Root().Cert());
+        Recipe recipe = LeafNamed("Leaf");
+        recipe.extensions.insert(recipe.extensions.end(), row.leaf.begin(), row.leaf.end());
+        recipe.from = row.from;
+        recipe.to = row.to;
+        const Identity leaf(recipe, &Root());
+        Expect(row.name, row.forged ? leaf.Forged() : leaf.Cert(), row.flags, row.status);
+    }
+    Clear();
+    Put("CA", Root().Cert());
+    Expect("expired under an untrusted root", LeafOf(Root(), {}, -2 * kDay, -kDay), kNone, 0x21);
+    Clear();
+    Expect("self-signed, forged", Root().Forged(), kCheck, 0x28);
+}
+
+TEST_F(ChainTest, WhatTheAuthorityAboveSays) {
+    const struct {
+        const char* name;
+        DWORD status;
+        std::vector<Extension> change;  // an empty value takes the extension out
+        std::vector<Extension> leaf = {};
+        bool anchor = false;  // the authority is the trusted root itself
+        bool plain = false;   // of version 1
+        long to = kDay;
+    } rows[] = {
+        {"expired", 0x1, {}, {}, false, false, -3600},
+        {"anchor expired", 0x1, {}, {}, true, false, -3600},
+        {"no authority", 0x400, {{"basicConstraints", "CA:FALSE"}}},
+        {"anchor that is none", 0x400, {{"basicConstraints", "CA:FALSE"}}, {}, true},
+        {"no constraints", 0x400, {{"basicConstraints", ""}}},
+        {"version 1", 0x400, {}, {}, false, true},
+        {"anchor of version 1", 0, {}, {}, true, true},
+        {"may not sign certificates", 0x10, {{"keyUsage", "cRLSign"}}},
+        {"no key usage", 0, {{"keyUsage", ""}}},
+        {"path length just enough", 0, {{"basicConstraints", "critical,CA:TRUE,pathlen:0"}}},
+        {"name permitted", 0, {{"nameConstraints", "permitted;email:example.org"}}},
+        {"name not permitted",
+         0x4000,
+         {{"nameConstraints", "critical,permitted;DNS:example.org"}},
+         {{"subjectAltName", "DNS:example.com"}}},
+        {"name excluded",
+         0x8000,
+         {{"nameConstraints", "critical,excluded;DNS:example.org"}},
+         {{"subjectAltName", "DNS:www.example.org"}}},
+        {"explicit policy demanded and absent",
+         0x200,
+         {{"policyConstraints", "critical,requireExplicitPolicy:0"}}},
+    };
+    for (const auto& row : rows) {
+        Clear();
+        Recipe recipe = AuthorityNamed("Changed");
+        for (const Extension& one : row.change) SetExtension(recipe, one.name, one.value);
+        if (row.plain) recipe.extensions.clear();
+        recipe.from = -2 * kDay;
+        recipe.to = row.to;
+        const Identity authority(recipe, row.anchor ? nullptr : &Root());
+        Put("Root", row.anchor ? authority.Cert() : Root().Cert());
+        if (!row.anchor) Put("CA", authority.Cert());
+        Expect(row.name, LeafOf(authority, row.leaf), kNone, row.status);
+    }
+}
+
+TEST_F(ChainTest, PathsOfTheirOwn) {
+    Recipe recipe = AuthorityNamed("Short root");
+    SetExtension(recipe, "basicConstraints", "critical,CA:TRUE,pathlen:0");
+    const Identity root(recipe);
+    const Identity middle(AuthorityNamed("One too many"), &root);
+    Put("Root", root.Cert());
+    Put("CA", middle.Cert());
+    Expect("path too long", LeafOf(middle), kNone, 0x400);
+
+    Clear();
+    Put("Root", Root().Cert());
+    Put("CA", Middle().Forged());
+    Expect("forged intermediate", LeafOf(Middle()), kNone, 0x8);
+
+    Clear();
+    Put("Root", Identity(AuthorityNamed("Root")).Cert());
+    Expect("other key identifier", LeafOf(Root()), kNone, 0x10000);
+    const Recipe nameless{"Leaf", {{"basicConstraints", "CA:FALSE"}}};
+    Expect("other key, same name", Identity(nameless, &Root()).Cert(), kNone, 0x8);
+
+    Recipe probabilistic = AuthorityNamed("RSA root");
+    probabilistic.type = 24;
+    probabilistic.pss = true;
+    const Identity rsa(probabilistic);
+    Put("Root", rsa.Cert());
+    Recipe leaf = LeafNamed("Leaf");
+    leaf.pss = true;
+    Expect("PSS signature", Identity(leaf, &rsa).Cert(), kNone, 0);
 }
 
 TEST_F(ChainTest, GostChains) {
