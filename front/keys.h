@@ -7,6 +7,7 @@ namespace kestrel {
 
 void BuildKeyTable();
 
+// Masks among the file arguments are replaced by the names that match (front/masks.h).
 // 0, 2 after help was printed, or an own error code that was reported. Key values and
 // file names refer to `arguments`, whose texts must outlive the run.
 DWORD ParseCommandLine(int argumentCount, const char* const* arguments);

@@ -3,6 +3,7 @@
 #include "front/catalogue.h"
 #include "front/help.h"
 #include "front/keys.h"
+#include "front/masks.h"
 
 namespace kestrel {
 
@@ -20,6 +21,19 @@ void TakePositional(const char* argument) {
         state.secondFile = argument;
     }
     state.positionals.push_back(argument);
+}
+
+const char* KeepText(const std::string& text) {
+    if (state.argumentCopies == nullptr) state.argumentCopies = std::make_unique<ArgumentCopies>();
+    auto copy = std::make_unique<char[]>(text.size() + 1);
+    std::memcpy(copy.get(), text.c_str(), text.size() + 1);
+    return state.argumentCopies->emplace_back(std::move(copy)).get();
+}
+
+void TakeFiles(const char* argument) {
+    const std::vector<std::string> names = ExpandMask(argument);
+    if (names.empty()) return TakePositional(argument);
+    for (const std::string& name : names) TakePositional(KeepText(name));
 }
 
 const KeyDefinition* FindDefinition(const char* word) {
@@ -80,7 +94,7 @@ DWORD ParseCommandLine(int argumentCount, const char* const* arguments) {
     BuildKeyTable();
     for (int index = 1; index < argumentCount; ++index) {
         if (IsPositional(arguments[index])) {
-            TakePositional(arguments[index]);
+            TakeFiles(arguments[index]);
         } else if (const DWORD result = TakeWord(index, argumentCount, arguments)) {
             return result;
         }

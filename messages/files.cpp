@@ -38,7 +38,7 @@ LONGLONG TakeLength(FILE* file) {
 }
 
 DWORD ReadBytes(const char* name, BytesHolder& data, DWORD& length, bool emptyFails) {
-    const FileHolder file = OpenToRead(name);
+    const FileHolder file = OpenPlainFile(name);
     if (!file) return ReportError(kCannotOpenFile, name);
     const LONGLONG size = TakeLength(file.get());
     if (size == 0) {
@@ -69,16 +69,21 @@ DWORD DecodeFile(BytesHolder& data, DWORD& length) {
     return 0;
 }
 
-// The data may wait in the stream's buffer, so a close that fails is a short write.
-bool WriteAndClose(FileHolder file, const void* data, size_t length) {
-    const bool written = length == 0 || std::fwrite(data, 1, length, file.get()) == length;
-    return std::fclose(file.release()) == 0 && written;
-}
-
 }  // namespace
 
 FileHolder OpenToRead(const char* name) { return Open(name, "rb"); }
 FileHolder OpenToWrite(const char* name) { return Open(name, "wb"); }
+
+// Opening a FIFO or some device would wait for its other end.
+FileHolder OpenPlainFile(const char* name) {
+    const DWORD attributes = GetFileAttributesA(name);
+    if (attributes == INVALID_FILE_ATTRIBUTES) return nullptr;
+    if ((attributes & (FILE_ATTRIBUTE_DEVICE | FILE_ATTRIBUTE_DIRECTORY)) != 0) {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return nullptr;
+    }
+    return OpenToRead(name);
+}
 
 DWORD OpenInput(const char* name, InputFile& input) {
     input.name = name;
@@ -116,18 +121,13 @@ DWORD ReadFileWhole(const char* name, BYTE*& data, DWORD& length, int* isDer) {
 
 DWORD WriteFileRaw(const char* name, BYTE* data, DWORD length) {
     BytesHolder bytes(data);
-    FileHolder file = OpenToWrite(name);
-    if (!file || !WriteAndClose(std::move(file), data, length)) {
-        return ReportError(kCannotOpenFile, name);
-    }
+    if (!WriteWholeFile(name, data, length, true)) return ReportError(kCannotOpenFile, name);
     static_cast<void>(bytes.release());
     return 0;
 }
 
 DWORD WriteFileBase64(const char* name, BYTE* data, DWORD length) {
     const BytesHolder bytes(data);
-    FileHolder file = OpenToWrite(name);
-    if (!file) return ReportError(kCannotOpenFile, name);
     const size_t capacity = size_t{length} * 2;
     const std::unique_ptr<char[]> text(new (std::nothrow) char[capacity]);
     if (!text || capacity > UINT32_MAX) return ReportError(kNoMemory);
@@ -135,10 +135,8 @@ DWORD WriteFileBase64(const char* name, BYTE* data, DWORD length) {
     if (!EncodeBase64Lines64(data, length, text.get(), &textLength) || textLength >= capacity) {
         return ReportError(kBadBase64);
     }
-    if (!WriteAndClose(std::move(file), text.get(), textLength)) {
-        return ReportError(kCannotOpenFile, name);
-    }
-    return 0;
+    const bool written = WriteWholeFile(name, text.get(), textLength, true);
+    return written ? 0 : ReportError(kCannotOpenFile, name);
 }
 
 }  // namespace kestrel

@@ -42,6 +42,16 @@ DWORD ReadFileWhole(const char* name, BYTE*& data, DWORD& length, int* isDer);
 // 0 or kCannotOpenFile. Frees `data` on failure only.
 DWORD WriteFileRaw(const char* name, BYTE* data, DWORD length);
 
+// Puts `data` into the file as a whole: a temporary file beside it takes its place when
+// everything is in it, so that a full disk or a killed process leaves the old file or the
+// new one. An existing file keeps its permissions, its owner and its links. `durable`
+// waits until the disk has it. False with the last error set, unreported.
+bool WriteWholeFile(const char* name, const void* data, size_t length, bool durable);
+
+// A file to be read, which must be a file: what blocks or never ends (a FIFO, a socket, a
+// device) is refused unopened. Null with the last error set, unreported.
+FileHolder OpenPlainFile(const char* name);
+
 // In lines of 64 columns. Frees `data` in every case. kCannotOpenFile, kNoMemory, or
 // kBadBase64 for data shorter than any message.
 DWORD WriteFileBase64(const char* name, BYTE* data, DWORD length);

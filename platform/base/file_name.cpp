@@ -3,6 +3,10 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
+
+#include "base/errno_map.h"
+#include "base/error.h"
 
 namespace platform {
 
@@ -13,6 +17,22 @@ std::string SystemFileName(std::string_view name) {
     if (lstat(literal.c_str(), &status) == 0) return literal;
     std::replace(literal.begin(), literal.end(), '\\', '/');
     return literal;
+}
+
+std::string FileArgument(const char* name) {
+    if (name == nullptr) throw Error(ERROR_INVALID_PARAMETER);
+    return SystemFileName(name);
+}
+
+std::string FolderOf(const std::string& file) {
+    const std::size_t slash = file.rfind('/');
+    return slash == std::string::npos ? "./" : file.substr(0, slash + 1);
+}
+
+void ThrowFileError(int error, const std::string& file) {
+    struct stat status {};
+    const bool noFolder = error == ENOENT && stat(FolderOf(file).c_str(), &status) != 0;
+    throw Error(noFolder ? DWORD{ERROR_PATH_NOT_FOUND} : ErrnoToCode(error), file);
 }
 
 }  // namespace platform

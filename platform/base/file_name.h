@@ -9,5 +9,14 @@ namespace platform {
 // "/" and "\" separate folders alike. A file that has the literal name wins, since "\" is
 // an ordinary character in names here.
 std::string SystemFileName(std::string_view name);
+// The same for a call's argument. Null throws ERROR_INVALID_PARAMETER.
+std::string FileArgument(const char* name);
+
+// Of a system name: up to its last "/" and with it, or "./".
+std::string FolderOf(const std::string& file);
+
+// The platform's code with the name as detail. ERROR_PATH_NOT_FOUND when what was not
+// found is the folder.
+[[noreturn]] void ThrowFileError(int error, const std::string& file);
 
 }  // namespace platform

@@ -24,6 +24,8 @@ enum class Kind : std::uint8_t {
     Chain,
     Message,
     RegistryKey,
+    File,
+    Search,
 };
 
 // Base of everything behind a handle. Counted from outside the process only: each

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "base/descriptor.h"
 #include "base/errno_map.h"
 #include "base/error.h"
 
@@ -17,43 +18,6 @@ namespace platform {
 namespace {
 
 namespace fs = std::filesystem;
-
-// An open file, closed with its holder.
-class Descriptor {
-  public:
-    explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
-    ~Descriptor() {
-        if (descriptor_ >= 0) close(descriptor_);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    [[nodiscard]] int Get() const { return descriptor_; }
-
-  private:
-    int descriptor_;
-};
-
-// Removes the half-written file unless it was renamed into place.
-class TemporaryFile {
-  public:
-    explicit TemporaryFile(const fs::path& target)
-        : name_(target.string() + ".XXXXXX"), file_(mkostemp(name_.data(), O_CLOEXEC)) {}
-    ~TemporaryFile() {
-        if (file_.Get() >= 0 && !kept_) unlink(name_.c_str());
-    }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-    [[nodiscard]] int Get() const { return file_.Get(); }
-    [[nodiscard]] bool RenameTo(const fs::path& target) {
-        kept_ = rename(name_.c_str(), target.c_str()) == 0;
-        return kept_;
-    }
-
-  private:
-    std::string name_;
-    Descriptor file_;
-    bool kept_ = false;
-};
 
 fs::path FromEnvironment(const char* variable) {
     const char* value = std::getenv(variable);
@@ -71,22 +35,6 @@ fs::path DataHome() {
     fs::path data = FromEnvironment("XDG_DATA_HOME");
     // The base directory specification has relative paths ignored.
     return data.is_absolute() ? data : LoginHome() / ".local/share";
-}
-
-bool WriteAll(int file, ByteView content) {
-    while (!content.empty()) {
-        const ssize_t done = write(file, content.data(), content.size());
-        if (done < 0 && errno == EINTR) continue;
-        if (done < 0) return false;
-        content = content.subspan(static_cast<std::size_t>(done));
-    }
-    return true;
-}
-
-// A rename is on the disk once its folder is.
-void SyncFolder(const fs::path& folder) {
-    const Descriptor opened(open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_CLOEXEC));
-    if (opened.Get() >= 0) fsync(opened.Get());
 }
 
 std::size_t SizeOf(int descriptor, const fs::path& file) {
@@ -136,14 +84,14 @@ Bytes ReadWholeFile(const fs::path& file) {
 }
 
 void ReplaceFile(const fs::path& file, ByteView content, unsigned mode) {
-    TemporaryFile temporary(file);
+    TemporaryFile temporary(file.string() + ".XXXXXX");
     if (temporary.Get() < 0) ThrowErrno(errno, file);
     if (fchmod(temporary.Get(), static_cast<mode_t>(mode)) != 0 ||
         !WriteAll(temporary.Get(), content) || fsync(temporary.Get()) != 0 ||
-        !temporary.RenameTo(file)) {
+        !temporary.RenameTo(file.string())) {
         ThrowErrno(errno, file);
     }
-    SyncFolder(file.parent_path());
+    SyncFolder(file.has_parent_path() ? file.parent_path().string() : ".");
 }
 
 void ThrowErrno(int error, const fs::path& file) { throw Error(ErrnoToCode(error), file.string()); }

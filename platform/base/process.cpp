@@ -1,4 +1,6 @@
 // Modules, memory blocks, version and end of the process.
+#include <unistd.h>
+
 #include <cstdlib>
 
 #include "base/error.h"
@@ -37,6 +39,8 @@ DWORD WINAPI GetVersion(void) {
     // A damaged settings file shows where settings are read for their own sake.
     return platform::Guarded(platform::kVersion, platform::ConfiguredVersion);
 }
+
+DWORD WINAPI GetCurrentProcessId(void) { return static_cast<DWORD>(getpid()); }
 
 void WINAPI ExitProcess(UINT code) {
     const int low = static_cast<int>(code & 0xFF);

@@ -1,13 +1,15 @@
-// The standard handles: console modes, reading and writing.
+// The standard handles and their console modes; reading and writing by handle.
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
+#include <functional>
 #include <iterator>
 #include <utility>
 
 #include "base/errno_map.h"
 #include "base/error.h"
+#include "base/open_file.h"
 #include "console/terminal.h"
 
 namespace platform {
@@ -30,6 +32,11 @@ int DescriptorOf(HANDLE handle) {
         if (handle == &descriptor) return descriptor;
     }
     throw Error(ERROR_INVALID_HANDLE);
+}
+
+bool IsStandard(HANDLE handle) {
+    const std::less<const void*> before;
+    return !before(handle, std::begin(kDescriptors)) && before(handle, std::end(kDescriptors));
 }
 
 // The modes handled here are those of an input; a redirected one has none.
@@ -98,24 +105,40 @@ DWORD ReadConsoleLine(int terminal, char* buffer, DWORD size) {
     return got;
 }
 
-DWORD Read(HANDLE file, void* buffer, DWORD size) {
+// A file gives what was asked for, up to its end.
+DWORD ReadFully(int file, char* buffer, DWORD size) {
+    DWORD length = 0;
+    while (length < size) {
+        const DWORD got = ReadSome(file, buffer + length, size - length);
+        if (got == 0) break;
+        length += got;
+    }
+    return length;
+}
+
+DWORD Read(HANDLE file, char* buffer, DWORD size) {
+    if (!IsStandard(file)) return ReadFully(Resolve<OpenFile>(file)->Get(), buffer, size);
     const int descriptor = DescriptorOf(file);
     if (isatty(descriptor) == 0) return ReadSome(descriptor, buffer, size);
     // What was printed before stands on the screen before the user answers.
     std::fflush(stdout);
-    return ReadConsoleLine(descriptor, static_cast<char*>(buffer), size);
+    return ReadConsoleLine(descriptor, buffer, size);
 }
 
-void Write(HANDLE file, const void* data, DWORD size, DWORD& written) {
-    const int descriptor = DescriptorOf(file);
-    // Text printed through the streams before comes first.
-    std::fflush(descriptor == STDERR_FILENO ? stderr : stdout);
+void WriteFully(int descriptor, const char* data, DWORD size, DWORD& written) {
     while (written < size) {
-        const ssize_t done =
-            write(descriptor, static_cast<const char*>(data) + written, size - written);
+        const ssize_t done = write(descriptor, data + written, size - written);
         if (done < 0 && errno != EINTR) throw Error(ErrnoToCode(errno));
         if (done > 0) written += static_cast<DWORD>(done);
     }
+}
+
+void Write(HANDLE file, const char* data, DWORD size, DWORD& written) {
+    if (!IsStandard(file)) return WriteFully(Resolve<OpenFile>(file)->Get(), data, size, written);
+    const int descriptor = DescriptorOf(file);
+    // Text printed through the streams before comes first.
+    std::fflush(descriptor == STDERR_FILENO ? stderr : stdout);
+    WriteFully(descriptor, data, size, written);
 }
 
 }  // namespace
@@ -141,7 +164,7 @@ BOOL WINAPI ReadFile(HANDLE file, LPVOID buffer, DWORD size, DWORD* read, LPOVER
             throw platform::Error(ERROR_INVALID_PARAMETER);
         }
         *read = 0;
-        *read = platform::Read(file, buffer, size);
+        *read = platform::Read(file, static_cast<char*>(buffer), size);
     });
 }
 
@@ -152,6 +175,6 @@ BOOL WINAPI WriteFile(HANDLE file, LPCVOID data, DWORD size, DWORD* written,
             throw platform::Error(ERROR_INVALID_PARAMETER);
         }
         *written = 0;
-        platform::Write(file, data, size, *written);
+        platform::Write(file, static_cast<const char*>(data), size, *written);
     });
 }

@@ -95,9 +95,11 @@ typedef struct _SECURITY_ATTRIBUTES SECURITY_ATTRIBUTES, *LPSECURITY_ATTRIBUTES;
 #define ERROR_ACCESS_DENIED 5
 #define ERROR_INVALID_HANDLE 6
 #define ERROR_NOT_ENOUGH_MEMORY 8
+#define ERROR_BAD_FORMAT 11
 #define ERROR_INVALID_DATA 13
 #define ERROR_OUTOFMEMORY 14
 #define ERROR_NOT_SAME_DEVICE 17
+#define ERROR_NO_MORE_FILES 18
 #define ERROR_WRITE_PROTECT 19
 #define ERROR_BAD_UNIT 20
 #define ERROR_WRITE_FAULT 29
@@ -131,10 +133,12 @@ typedef struct _SECURITY_ATTRIBUTES SECURITY_ATTRIBUTES, *LPSECURITY_ATTRIBUTES;
 #define ERROR_KEY_DELETED 1018
 #define ERROR_BADDB 1009
 #define ERROR_IO_DEVICE 1117
+#define ERROR_UNABLE_TO_MOVE_REPLACEMENT 1176
 #define ERROR_CANCELLED 1223
 #define ERROR_INTERNAL_ERROR 1359
 #define ERROR_FILE_CORRUPT 1392
 #define ERROR_CANT_RESOLVE_FILENAME 1921
+#define ERROR_INVALID_STATE 5023
 #define ERROR_INTERNET_CANNOT_CONNECT 12029
 
 #define S_OK ((HRESULT)0)
@@ -172,6 +176,7 @@ HLOCAL WINAPI LocalFree(HLOCAL memory);
 HMODULE WINAPI LoadLibraryA(LPCSTR name);
 HMODULE WINAPI GetModuleHandleA(LPCSTR name);
 DWORD WINAPI GetVersion(void);
+DWORD WINAPI GetCurrentProcessId(void);
 
 // Exit status: the low 8 bits of `code`, and 255 when those are 0 and `code` is not.
 __attribute__((noreturn)) void WINAPI ExitProcess(UINT code);
@@ -210,6 +215,63 @@ BOOL WINAPI SetConsoleMode(HANDLE console, DWORD mode);
 BOOL WINAPI ReadFile(HANDLE file, LPVOID buffer, DWORD size, DWORD* read, LPOVERLAPPED overlapped);
 BOOL WINAPI WriteFile(HANDLE file, LPCVOID data, DWORD size, DWORD* written,
                       LPOVERLAPPED overlapped);
+
+// ---- files -------------------------------------------------------------------
+
+#define GENERIC_READ 0x80000000u
+#define GENERIC_WRITE 0x40000000u
+#define CREATE_NEW 1
+#define CREATE_ALWAYS 2
+#define OPEN_EXISTING 3
+#define FILE_ATTRIBUTE_READONLY 0x00000001
+#define FILE_ATTRIBUTE_DIRECTORY 0x00000010
+#define FILE_ATTRIBUTE_DEVICE 0x00000040
+#define FILE_ATTRIBUTE_NORMAL 0x00000080
+#define FILE_ATTRIBUTE_TEMPORARY 0x00000100
+#define INVALID_FILE_ATTRIBUTES ((DWORD)-1)
+#define REPLACEFILE_WRITE_THROUGH 0x00000001
+#define MOVEFILE_REPLACE_EXISTING 0x00000001
+#define MOVEFILE_WRITE_THROUGH 0x00000008
+
+typedef struct _WIN32_FIND_DATAA {
+    DWORD dwFileAttributes;
+    FILETIME ftCreationTime;
+    FILETIME ftLastAccessTime;
+    FILETIME ftLastWriteTime;
+    DWORD nFileSizeHigh;
+    DWORD nFileSizeLow;
+    DWORD dwReserved0;
+    DWORD dwReserved1;
+    CHAR cFileName[MAX_PATH];
+    CHAR cAlternateFileName[14];
+} WIN32_FIND_DATAA, *LPWIN32_FIND_DATAA;
+
+// FILE_ATTRIBUTE_DIRECTORY, FILE_ATTRIBUTE_DEVICE for what is neither file nor folder (a
+// FIFO, a socket, a device), FILE_ATTRIBUTE_READONLY without any write permission, else
+// FILE_ATTRIBUTE_NORMAL. Links are followed. INVALID_FILE_ATTRIBUTES with the last error.
+DWORD WINAPI GetFileAttributesA(LPCSTR name);
+BOOL WINAPI CreateDirectoryA(LPCSTR name, LPSECURITY_ATTRIBUTES security);
+// The last part of `mask` may hold "*" and "?". Names come in no order, "." and ".."
+// among them.
+HANDLE WINAPI FindFirstFileA(LPCSTR mask, LPWIN32_FIND_DATAA found);
+BOOL WINAPI FindNextFileA(HANDLE search, LPWIN32_FIND_DATAA found);
+BOOL WINAPI FindClose(HANDLE search);
+
+// FILE_ATTRIBUTE_TEMPORARY makes a file that only its owner may read.
+HANDLE WINAPI CreateFileA(LPCSTR name, DWORD access, DWORD shareMode,
+                          LPSECURITY_ATTRIBUTES security, DWORD disposition, DWORD flags,
+                          HANDLE templateFile);
+BOOL WINAPI FlushFileBuffers(HANDLE file);
+BOOL WINAPI SetEndOfFile(HANDLE file);
+BOOL WINAPI CloseHandle(HANDLE object);
+BOOL WINAPI DeleteFileA(LPCSTR name);
+BOOL WINAPI MoveFileExA(LPCSTR from, LPCSTR to, DWORD flags);
+// Puts `replacement` in the place of the existing file `replaced`, which keeps its
+// permissions, its owner and the links that lead to it. No backup is made. A failure leaves
+// its content as it was, except ERROR_UNABLE_TO_MOVE_REPLACEMENT: then the replacement alone
+// is whole and must not be deleted.
+BOOL WINAPI ReplaceFileA(LPCSTR replaced, LPCSTR replacement, LPCSTR backup, DWORD flags,
+                         LPVOID exclude, LPVOID reserved);
 
 // ---- registry ----------------------------------------------------------------
 

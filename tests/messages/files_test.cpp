@@ -152,6 +152,7 @@ BYTE* Allocated(const std::string& bytes) {
 TEST_F(WholeFiles, WriteBase64ByLength) {
     for (DWORD size = 0; size <= 20; ++size) {
         const bool good = size == 6 || size >= 8;
+        std::filesystem::remove(PathOf("text"));
         DWORD code = 0;
         Printed([&] {
             code =
@@ -161,6 +162,7 @@ TEST_F(WholeFiles, WriteBase64ByLength) {
         const size_t groups = (size + 2) / 3;
         const std::string written = BytesOf(PathOf("text"));
         EXPECT_EQ(written.size(), good ? groups * 4 + 2 : 0) << size;
+        EXPECT_EQ(std::filesystem::exists(PathOf("text")), good) << size;
     }
     EXPECT_EQ(WriteFileBase64(PathOf("text").c_str(), Allocated("ABCDEFGH"), 8), 0U);
     EXPECT_EQ(BytesOf(PathOf("text")), "QUJDREVGR0g=\r\n");

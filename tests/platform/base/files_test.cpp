@@ -1,0 +1,437 @@
+// The calls on files: masks, searching, opening, moving and replacing.
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include "base/ground.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <set>
+
+#include "base/file_mask.h"
+#include "base/handle.h"
+
+namespace platform {
+namespace {
+
+namespace fs = std::filesystem;
+
+// An empty folder, open to all, that is the current one while the test runs.
+class FilesTest : public testing::Test {
+  protected:
+    void SetUp() override {
+        folder_ = MakeFolder("/tmp");
+        other_ = MakeFolder(access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp");
+        before_ = fs::current_path();
+        fs::current_path(folder_);
+        liveBefore_ = LiveHandles();
+    }
+    void TearDown() override {
+        EXPECT_EQ(LiveHandles(), liveBefore_);
+        fs::current_path(before_);
+        fs::remove_all(folder_);
+        fs::remove_all(other_);
+    }
+
+    static fs::path MakeFolder(const std::string& parent) {
+        std::string name = parent + "/kestrel-files-XXXXXX";
+        EXPECT_NE(mkdtemp(name.data()), nullptr);
+        chmod(name.c_str(), 0777);
+        return name;
+    }
+    static void Write(const fs::path& file, std::string_view text) {
+        std::ofstream(file, std::ios::binary) << text;
+    }
+    static std::string Read(const fs::path& file) {
+        std::ifstream stream(file, std::ios::binary);
+        return {std::istreambuf_iterator<char>(stream), {}};
+    }
+
+    fs::path folder_;
+    fs::path other_;  // on another file system where there is one
+    fs::path before_;
+    std::size_t liveBefore_ = 0;
+};
+
+TEST(FileMask, Matches) {
+    const struct {
+        const char* mask;
+        const char* name;
+        bool matches;
+    } rows[] = {
+        {"*", "", true},
+        {"*", ".hidden", true},
+        {"*.*", "no dot", true},
+        {"*.txt", "a.txt", true},
+        {"*.txt", "a.txt2", false},
+        {"*.txt", "A.TXT", false},
+        {"a*b*c", "a.b.b.c", true},
+        {"a*b*c", "a.c.b", false},
+        {"?", "", false},
+        {"?", "ж", true},
+        {"??", "ж", false},
+        {"?", "\xFF", true},
+        {"??", "\xD0\xD0", true},
+        {"*??", "€", false},
+        {"?*?", "€", false},
+        {"a?c", "a€c", true},
+        {"a?", "a", false},
+        {"**", "x", true},
+        {"", "x", false},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(MatchesMask(row.mask, row.name), row.matches) << row.mask << " " << row.name;
+    }
+    std::string stars;
+    for (int i = 0; i < 100; ++i) stars += "a*";
+    EXPECT_FALSE(MatchesMask(stars + "b", std::string(250, 'a'))) << "in this lifetime";
+}
+
+// "(code)" when the search cannot start, else the names in one text.
+std::string Found(const char* mask) {
+    WIN32_FIND_DATAA found;
+    const HANDLE search = FindFirstFileA(mask, &found);
+    if (search == INVALID_HANDLE_VALUE) return "(" + std::to_string(GetLastError()) + ")";
+    std::set<std::string> names;
+    do {
+        names.insert(found.cFileName);
+    } while (FindNextFileA(search, &found));
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_NO_MORE_FILES}) << mask;
+    EXPECT_TRUE(FindClose(search));
+    EXPECT_FALSE(FindNextFileA(search, &found));
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_HANDLE}) << "a closed search";
+    std::string text;
+    for (const std::string& name : names) text += name + " ";
+    return text;
+}
+
+TEST_F(FilesTest, Searching) {
+    fs::create_directory("sub");
+    for (const char* name : {"a.txt", ".dot", "sub/b.txt", "sub/c"}) Write(name, "12345");
+    fs::create_symlink("nowhere", "sub/dangling");
+    const struct {
+        const char* mask;
+        const char* names;
+    } rows[] = {
+        {"*", ". .. .dot a.txt sub "},
+        {"sub\\*.txt", "b.txt "},
+        {"./sub/?", ". c "},
+        {"sub/dang*", "dangling "},
+        {"a.txt", "a.txt "},
+        {"*.zip", "(2)"},
+        {"none/*", "(3)"},
+        {"a.txt/*", "(3)"},
+        {"none\\below/*", "(3)"},
+    };
+    for (const auto& row : rows) EXPECT_EQ(Found(row.mask), row.names) << row.mask;
+
+    WIN32_FIND_DATAA found;
+    timespec times[] = {{0, 0}, {1, 500}};
+    utimensat(AT_FDCWD, "a.txt", times, 0);
+    FindClose(FindFirstFileA("a.txt", &found));
+    EXPECT_EQ(found.nFileSizeLow, 5U);
+    EXPECT_EQ(found.dwFileAttributes, DWORD{FILE_ATTRIBUTE_NORMAL});
+    // 1970-01-01 00:00:01.0000005 in 100 ns since 1601.
+    EXPECT_EQ(found.ftLastWriteTime.dwHighDateTime, 0x019DB1DEU);
+    EXPECT_EQ(found.ftLastWriteTime.dwLowDateTime, 0xD5D71685U);
+}
+
+TEST_F(FilesTest, Attributes) {
+    fs::create_directory("sub");
+    Write("sub/a", "");
+    Write("locked", "");
+    chmod("locked", 0444);
+    mkfifo("fifo", 0600);
+    fs::create_symlink("sub/a", "link");
+    fs::create_symlink("nowhere", "dangling");
+    const struct {
+        const char* name;
+        DWORD attributes;
+        DWORD error;
+    } rows[] = {
+        {"sub\\a", FILE_ATTRIBUTE_NORMAL, 0},
+        {"sub/", FILE_ATTRIBUTE_DIRECTORY, 0},
+        {"locked", FILE_ATTRIBUTE_READONLY, 0},
+        {"fifo", FILE_ATTRIBUTE_DEVICE, 0},
+        {"/dev/null", FILE_ATTRIBUTE_DEVICE, 0},
+        {"link", FILE_ATTRIBUTE_NORMAL, 0},
+        {"dangling", INVALID_FILE_ATTRIBUTES, ERROR_FILE_NOT_FOUND},
+        {"none/a", INVALID_FILE_ATTRIBUTES, ERROR_PATH_NOT_FOUND},
+        {"link/a", INVALID_FILE_ATTRIBUTES, ERROR_PATH_NOT_FOUND},
+        {nullptr, INVALID_FILE_ATTRIBUTES, ERROR_INVALID_PARAMETER},
+    };
+    for (const auto& row : rows) {
+        SetLastError(0);
+        const char* shown = row.name == nullptr ? "(null)" : row.name;
+        EXPECT_EQ(GetFileAttributesA(row.name), row.attributes) << shown;
+        EXPECT_EQ(GetLastError(), row.error) << shown;
+    }
+}
+
+using Call = std::function<BOOL()>;
+
+BOOL Opens(const char* name, DWORD access, DWORD disposition) {
+    const HANDLE file = CreateFileA(name, access, 0, nullptr, disposition, 0, nullptr);
+    return file != INVALID_HANDLE_VALUE && CloseHandle(file);
+}
+
+TEST_F(FilesTest, Refusals) {
+    fs::create_directory("sub");
+    Write("a", "old");
+    Write("b", "other");
+    const struct {
+        const char* name;
+        Call call;
+        DWORD error;
+    } rows[] = {
+        {"new over old", [] { return Opens("a", GENERIC_WRITE, CREATE_NEW); }, ERROR_FILE_EXISTS},
+        {"new nowhere", [] { return Opens("none/a", GENERIC_WRITE, CREATE_NEW); },
+         ERROR_PATH_NOT_FOUND},
+        {"missing", [] { return Opens("c", GENERIC_READ, OPEN_EXISTING); }, ERROR_FILE_NOT_FOUND},
+        {"folder", [] { return Opens("sub", GENERIC_READ, OPEN_EXISTING); }, ERROR_ACCESS_DENIED},
+        {"disposition", [] { return Opens("a", GENERIC_READ, 9); }, ERROR_INVALID_PARAMETER},
+        {"folder again", [] { return CreateDirectoryA("sub", nullptr); }, ERROR_ALREADY_EXISTS},
+        {"two levels", [] { return CreateDirectoryA("x\\y", nullptr); }, ERROR_PATH_NOT_FOUND},
+        {"move over", [] { return MoveFileExA("a", "b", 0); }, ERROR_ALREADY_EXISTS},
+        {"move nothing", [] { return MoveFileExA("c", "d", 0); }, ERROR_FILE_NOT_FOUND},
+        {"move nowhere", [] { return MoveFileExA("a", "none/a", 1); }, ERROR_PATH_NOT_FOUND},
+        {"delete a folder", [] { return DeleteFileA("sub"); }, ERROR_ACCESS_DENIED},
+        {"replace nothing", [] { return ReplaceFileA("c", "a", nullptr, 0, nullptr, nullptr); },
+         ERROR_FILE_NOT_FOUND},
+        {"replace itself", [] { return ReplaceFileA("a", "./a", nullptr, 0, nullptr, nullptr); },
+         ERROR_SHARING_VIOLATION},
+        {"backup", [] { return ReplaceFileA("a", "b", "c", 0, nullptr, nullptr); },
+         ERROR_INVALID_PARAMETER},
+        {"foreign handle", [] { return CloseHandle(GetStdHandle(STD_OUTPUT_HANDLE)); },
+         ERROR_INVALID_HANDLE},
+    };
+    for (const auto& row : rows) {
+        EXPECT_FALSE(row.call()) << row.name;
+        EXPECT_EQ(GetLastError(), row.error) << row.name;
+    }
+    EXPECT_EQ(Read("a") + Read("b"), "oldother");
+    EXPECT_TRUE(MoveFileExA("a", "b", MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH));
+    EXPECT_TRUE(MoveFileExA("b", "c", 0));
+    EXPECT_EQ(Read("c"), "old");
+}
+
+TEST_F(FilesTest, ReadingAndWriting) {
+    const HANDLE file = CreateFileA("a", GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                                    FILE_ATTRIBUTE_TEMPORARY, nullptr);
+    DWORD count = 0;
+    EXPECT_TRUE(WriteFile(file, "12345", 5, &count, nullptr));
+    EXPECT_EQ(count, 5U);
+    EXPECT_TRUE(FlushFileBuffers(file));
+    fs::resize_file("a", 9);
+    EXPECT_TRUE(SetEndOfFile(file));
+    EXPECT_EQ(Read("a"), "12345");
+    EXPECT_EQ(static_cast<unsigned>(fs::status("a").permissions()), 0600U);
+    EXPECT_TRUE(CloseHandle(file));
+    const HANDLE read = CreateFileA("a", GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    char text[8];
+    for (const char* expected : {"1234", "5", ""}) {
+        EXPECT_TRUE(ReadFile(read, text, 4, &count, nullptr));
+        EXPECT_EQ(std::string(text, count), expected);
+    }
+    EXPECT_TRUE(CloseHandle(read));
+    EXPECT_FALSE(WriteFile(file, "1", 1, &count, nullptr));
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_HANDLE});
+}
+
+// ---- replacing ---------------------------------------------------------------
+
+constexpr uid_t kUser = 54321;
+
+// Runs the action in a child, as another user when `user` is not 0. Its exit status.
+int InChild(uid_t user, const std::function<int()>& action) {
+    const pid_t child = fork();
+    if (child == 0) {
+        if (user != 0 && (setgid(user) != 0 || setuid(user) != 0)) _exit(99);
+        _exit(action());
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// An access list as the system keeps it: version 2, then tag, rights and id of each entry.
+std::string AccessList() {
+    using std::string_literals::operator""s;
+    return "\2\0\0\0"s + "\x01\0\6\0\xFF\xFF\xFF\xFF"s + "\x02\0\4\0\xE8\3\0\0"s +
+           "\x04\0\4\0\xFF\xFF\xFF\xFF"s + "\x10\0\4\0\xFF\xFF\xFF\xFF"s +
+           "\x20\0\0\0\xFF\xFF\xFF\xFF"s;
+}
+
+void GiveAttribute(const char* file, const char* name, const std::string& value) {
+    const bool given = setxattr(file, name, value.data(), value.size(), 0) == 0;
+    EXPECT_TRUE(given || errno == ENOTSUP) << name;
+}
+
+void OpenAs(int descriptor, const char* file) {
+    const int opened = open(file, O_RDWR);
+    dup2(opened, descriptor);
+    close(opened);
+}
+
+std::string AttributeOf(const char* file, const char* name) {
+    char value[256];
+    const ssize_t length = getxattr(file, name, value, sizeof value);
+    return length < 0 ? "(none)" : std::string(value, static_cast<std::size_t>(length));
+}
+
+struct ReplaceRow {
+    const char* name;
+    uid_t user;                     // who replaces; 0 is whoever runs the test
+    std::function<void()> prepare;  // beside the file "real", mode 0666
+    std::string target;
+    std::string real;  // what must have the new content and keep its traits
+    bool inPlace;
+};
+
+std::string TraitsOf(const std::string& file) {
+    struct stat status {};
+    EXPECT_EQ(stat(file.c_str(), &status), 0) << file;
+    std::string text;
+    for (const std::uint64_t number :
+         {std::uint64_t{status.st_mode}, std::uint64_t{status.st_uid}, std::uint64_t{status.st_gid},
+          std::uint64_t{status.st_nlink}}) {
+        text += std::to_string(number) + " ";
+    }
+    return text + AttributeOf(file.c_str(), "user.note") +
+           AttributeOf(file.c_str(), "system.posix_acl_access");
+}
+
+ino_t NumberOf(const std::string& file) {
+    struct stat status {};
+    stat(file.c_str(), &status);
+    return status.st_ino;
+}
+
+int Replace(const std::string& target) {
+    const HANDLE file = CreateFileA("new.tmp", GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                                    FILE_ATTRIBUTE_TEMPORARY, nullptr);
+    DWORD count = 0;
+    if (!WriteFile(file, "new", 3, &count, nullptr) || !CloseHandle(file)) return 1;
+    return ReplaceFileA(target.c_str(), "new.tmp", nullptr, REPLACEFILE_WRITE_THROUGH, nullptr,
+                        nullptr)
+               ? 0
+               : 2;
+}
+
+TEST_F(FilesTest, ReplacingKeepsTheFile) {
+    const std::string far = other_ / "far";
+    const bool root = geteuid() == 0;
+    const auto nothing = [] {};
+    const ReplaceRow rows[] = {
+        {"plain", 0, [] { chmod("real", 0640); }, "real", "real", false},
+        {"owner", 0, [=] { static_cast<void>(!chown("real", root ? 7 : geteuid(), getegid())); },
+         "real", "real", false},
+        {"attribute", 0, [] { GiveAttribute("real", "user.note", "n"); }, "real", "real", false},
+        {"access list", 0, [] { GiveAttribute("real", "system.posix_acl_access", AccessList()); },
+         "real", "real", false},
+        {"folder with an access list", 0,
+         [] { GiveAttribute(".", "system.posix_acl_default", AccessList()); }, "real", "real",
+         false},
+        {"links", 0,
+         [] {
+             fs::create_directory("sub");
+             fs::create_symlink("../real", "sub/middle");
+             fs::create_symlink("sub/middle", "link");
+         },
+         "link", "real", false},
+        {"link to another disk", 0,
+         [&] {
+             Write(far, "old");
+             chmod(far.c_str(), 0604);
+             fs::create_symlink(far, "link");
+         },
+         "link", far, false},
+        {"hard link", 0, [] { fs::create_hard_link("real", "second"); }, "second", "real", true},
+        {"open file", 0, [] { OpenAs(777, "real"); }, "/dev/fd/777", "real", true},
+        {"another's file", kUser, nothing, "real", "real", true},
+        {"own file", kUser, [] { static_cast<void>(!chown("real", kUser, kUser)); }, "real", "real",
+         false},
+        {"sticky folder", kUser, [] { chmod(".", 01777); }, "real", "real", true},
+        {"another's folder", kUser,
+         [&] {
+             Write(far, "old");
+             chmod(far.c_str(), 0666);
+             chmod(other_.c_str(), 0755);
+             fs::create_symlink(far, "link");
+         },
+         "link", far, true},
+    };
+    for (const ReplaceRow& row : rows) {
+        if (row.user != 0 && !root) continue;
+        for (const fs::path& folder : {folder_, other_}) {
+            for (const auto& entry : fs::directory_iterator(folder)) fs::remove_all(entry);
+            removexattr(folder.c_str(), "system.posix_acl_default");
+            chmod(folder.c_str(), 0777);
+        }
+        Write("real", "old content");
+        chmod("real", 0666);
+        row.prepare();
+        const std::string traits = TraitsOf(row.real);
+        const ino_t number = NumberOf(row.real);
+        const bool link = fs::is_symlink(row.target);
+        EXPECT_EQ(InChild(row.user, [&] { return Replace(row.target); }), 0) << row.name;
+        EXPECT_EQ(Read(row.real), "new") << row.name;
+        EXPECT_EQ(TraitsOf(row.real), traits) << row.name;
+        EXPECT_EQ(NumberOf(row.real) == number, row.inPlace) << row.name;
+        EXPECT_EQ(fs::is_symlink(row.target), link) << row.name;
+        EXPECT_FALSE(fs::exists("new.tmp")) << row.name;
+        close(777);
+    }
+}
+
+TEST_F(FilesTest, WhatMayNotBeWrittenIsNotReplaced) {
+    if (geteuid() != 0) GTEST_SKIP() << "the test needs two users";
+    Write("real", "old");
+    EXPECT_EQ(InChild(kUser, [] { return Replace("real"); }), 2);
+    EXPECT_EQ(Read("real"), "old");
+    EXPECT_EQ(Read("new.tmp"), "new");
+}
+
+// A disk of 1 MiB in a namespace of its own; false where the system grants none.
+bool MountSmallDisk(const char* folder) {
+    const std::string user = "0 " + std::to_string(geteuid()) + " 1";
+    const std::string group = "0 " + std::to_string(getegid()) + " 1";
+    if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return false;
+    std::ofstream("/proc/self/setgroups") << "deny";
+    std::ofstream("/proc/self/uid_map") << user;
+    std::ofstream("/proc/self/gid_map") << group;
+    return mount("none", folder, "tmpfs", 0, "size=1m") == 0;
+}
+
+// Two names keep the file from being renamed over, and its new content does not fit beside
+// the replacement.
+TEST_F(FilesTest, FullDiskLeavesAHardLinkedFile) {
+    constexpr int kNoDisk = 77;
+    const std::string old(100'000, 'o');
+    const std::string fresh(600'000, 'n');
+    const int status = InChild(0, [&] {
+        if (!MountSmallDisk(folder_.c_str()) || chdir(folder_.c_str()) != 0) return kNoDisk;
+        Write("a", old);
+        fs::create_hard_link("a", "b");
+        Write("new", fresh);
+        if (ReplaceFileA("a", "new", nullptr, 0, nullptr, nullptr)) return 1;
+        if (GetLastError() != ERROR_DISK_FULL) return 2;
+        if (Read("a") != old || Read("new") != fresh) return 3;
+        // What was reserved has been given back.
+        Write("more", std::string(250'000, 'm'));
+        return fs::file_size("more") == 250'000 ? 0 : 4;
+    });
+    if (status == kNoDisk) GTEST_SKIP() << "no disk can be mounted here";
+    EXPECT_EQ(status, 0);
+}
+
+}  // namespace
+}  // namespace platform
