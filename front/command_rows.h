@@ -8,13 +8,13 @@
     ROW(2, "encr", RunEncrypt, kEncrUsage)                   \
     ROW(3, "decr", RunDecrypt, kDecrUsage)                   \
     ROW(4, "sign", RunSign, kSignUsage)                      \
-    ROW(5, "addsign", RunNotImplemented, kAddsignUsage)      \
-    ROW(6, "delsign", RunNotImplemented, kDelsignUsage)      \
+    ROW(5, "addsign", RunAddSign, kAddsignUsage)             \
+    ROW(6, "delsign", RunDelSign, kDelsignUsage)             \
     ROW(7, "verify", RunVerify, kVerifyUsage)                \
-    ROW(9, "hash", RunNotImplemented, kHashUsage)            \
-    ROW(10, "vhash", RunNotImplemented, kVhashUsage)         \
-    ROW(11, "signf", RunNotImplemented, kSignfUsage)         \
-    ROW(12, "vsignf", RunNotImplemented, kVsignfUsage)       \
+    ROW(9, "hash", RunHash, kHashUsage)                      \
+    ROW(10, "vhash", RunVerifyHash, kVhashUsage)             \
+    ROW(11, "signf", RunSignFiles, kSignfUsage)              \
+    ROW(12, "vsignf", RunVerifyFiles, kVsignfUsage)          \
     ROW(13, "copycert", RunCopyCert, kCopycertUsage)         \
     ROW(14, "CSPcert", RunCspCert, kCSPcertUsage)            \
     ROW(15, "delcert", RunDelCert, kDelcertUsage)            \
@@ -22,7 +22,7 @@
     ROW(17, "instcert", RunNotImplemented, kInstcertUsage)   \
     ROW(18, "creatcert", RunNotImplemented, kCreatcertUsage) \
     ROW(19, "pendcert", RunNotImplemented, kPendcertUsage)   \
-    ROW(21, "addattr", RunNotImplemented, kAddattrUsage)     \
+    ROW(21, "addattr", RunAddAttr, kAddattrUsage)            \
     ROW(22, "creatuser", RunNotImplemented, kCreatuserUsage) \
     ROW(23, "listDN", RunNotImplemented, kListDNUsage)       \
     ROW(24, "checkreg", RunNotImplemented, kCheckregUsage)

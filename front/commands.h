@@ -10,8 +10,15 @@ DWORD RunEncrypt();
 DWORD RunDecrypt();
 DWORD RunSign();
 DWORD RunVerify();
+DWORD RunAddSign();
+DWORD RunDelSign();
+DWORD RunAddAttr();
 DWORD RunCopyCert();
 DWORD RunCspCert();
 DWORD RunDelCert();
+DWORD RunHash();
+DWORD RunVerifyHash();
+DWORD RunSignFiles();
+DWORD RunVerifyFiles();
 
 }  // namespace kestrel

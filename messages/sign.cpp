@@ -4,20 +4,20 @@
 #include "front/keys.h"
 #include "messages/attributes.h"
 #include "messages/files.h"
+#include "messages/message_file.h"
 #include "messages/private_key.h"
 #include "messages/progress.h"
 #include "messages/road.h"
+#include "messages/signature.h"
 #include "messages/stamp_keys.h"
 #include "messages/stream.h"
 #include "selection/providers.h"
-#include "stamps/stamps.h"
 
 namespace kestrel {
 namespace {
 
 constexpr MessageId kSigning = 151;
 constexpr MessageId kSigned = 128;
-constexpr char kContentStampOid[] = "1.2.840.113549.1.9.16.2.20";
 
 struct SignKeys {
     bool noCert = false;
@@ -43,19 +43,6 @@ struct SignedRecords {
     CRL_BLOB crl{};
 };
 
-void FillSigner(CMSG_SIGNER_ENCODE_INFO& signer, PCCERT_CONTEXT certificate, const PrivateKey& key,
-                const CRYPT_ALGORITHM_IDENTIFIER& hash) {
-    signer.cbSize = sizeof(signer);
-    signer.pCertInfo = certificate->pCertInfo;
-    signer.hCryptProv = key.provider.Get();
-    signer.dwKeySpec = key.keySpec;
-    signer.HashAlgorithm.pszObjId = hash.pszObjId;
-    signer.cAuthAttr = signedAttributes.count;
-    signer.rgAuthAttr = signedAttributes.attributes.get();
-    signer.cUnauthAttr = unsignedAttributes.count;
-    signer.rgUnauthAttr = unsignedAttributes.attributes.get();
-}
-
 void FillMessage(SignedRecords& records, PCCERT_CONTEXT certificate, bool noCert) {
     records.message.cbSize = sizeof(records.message);
     records.message.cSigners = 1;
@@ -77,8 +64,7 @@ DWORD AddCrl(SignedRecords& records, PCCERT_CONTEXT certificate, CrlHolder& crl)
 
 // ---- time stamps -------------------------------------------------------------
 
-// The content's stamp becomes the last signed attribute, so that the signature covers it.
-DWORD StampContent(const StampKeys& keys) {
+DWORD StampInputFile(const StampKeys& keys) {
     if (keys.contentUrl == nullptr) return 0;
     BYTE* data = nullptr;
     DWORD size = 0;
@@ -86,34 +72,16 @@ DWORD StampContent(const StampKeys& keys) {
         return code;
     }
     const BytesHolder content(data);
-    std::vector<BYTE> token;
-    if (!RequestTimeStamp(data, size, StampUrl(keys.contentUrl), token, !keys.noStampCert)) {
-        return ReportError(kLastError);
-    }
-    AppendAttribute(signedAttributes, kContentStampOid, std::move(token));
-    return 0;
+    return StampContent(keys, data, size);
 }
 
 // Reads the finished message back, stamps its signature and writes it in the same form.
-DWORD StampSignature(const StampKeys& keys) {
+DWORD StampOutputFile(const StampKeys& keys) {
     if (keys.signatureUrl == nullptr) return 0;
-    BYTE* data = nullptr;
-    DWORD size = 0;
-    int isDer = 0;
-    if (const DWORD code = ReadFileWhole(state.secondFile, data, size, &isDer); code != 0) {
-        return code;
-    }
-    const DWORD stamped =
-        AddSignatureTimeStamp(data, size, StampUrl(keys.signatureUrl), keys.noStampCert);
-    BytesHolder message(data);
-    if (stamped != 0) {
-        SetLastError(stamped);
-        return ReportError(kLastError);
-    }
-    if (isDer == 0) return WriteFileBase64(state.secondFile, message.release(), size);
-    const DWORD code = WriteFileRaw(state.secondFile, data, size);
-    if (code != 0) static_cast<void>(message.release());  // freed there
-    return code;
+    MessageFile file;
+    if (const DWORD code = ReadMessageFile(state.secondFile, file); code != 0) return code;
+    if (const DWORD code = StampSignature(keys, file.data, file.size); code != 0) return code;
+    return WriteMessageFile(file);
 }
 
 // ---- the message -------------------------------------------------------------
@@ -162,9 +130,9 @@ DWORD SignWith(PCCERT_CONTEXT certificate, const SignKeys& keys) {
         code != 0) {
         return code;
     }
-    if (const DWORD code = StampContent(keys.stamps); code != 0) return code;
+    if (const DWORD code = StampInputFile(keys.stamps); code != 0) return code;
     if (const DWORD code = SignTo(certificate, key, hash, keys); code != 0) return code;
-    if (const DWORD code = StampSignature(keys.stamps); code != 0) return code;
+    if (const DWORD code = StampOutputFile(keys.stamps); code != 0) return code;
     PrintMessage(kSigned, 1);
     return 0;
 }

@@ -1,4 +1,5 @@
 #include "front/catalogue.h"
+#include "selection/holders.h"
 #include "selection/names.h"
 #include "selection/search.h"
 
@@ -34,6 +35,21 @@ PCCRL_CONTEXT FindCrlForCertificate(PCCERT_CONTEXT certificate, bool verbose) {
 
     PCCRL_CONTEXT crl = FirstCrlOf(intermediates, issuer);
     if (!crl) crl = FirstCrlOf(roots, issuer);
+    const DWORD error = GetLastError();
+    CertFreeCertificateContext(issuer);
+    SetLastError(error);
+    return crl;
+}
+
+PCCRL_CONTEXT FindCrlBesideIssuer(PCCERT_CONTEXT certificate) {
+    PrintMessage(kAddingCrl, 1);
+    StoreHolder intermediates;
+    *intermediates.Fill() = CertOpenSystemStoreA(0, "CA");
+    if (intermediates.Get() == nullptr) return nullptr;
+    const PCCERT_CONTEXT issuer = CertFindCertificateInStore(
+        intermediates.Get(), kNameEncoding, 0, CERT_FIND_ISSUER_OF, certificate, nullptr);
+    if (issuer == nullptr) return nullptr;
+    const PCCRL_CONTEXT crl = FirstCrlOf(intermediates.Get(), issuer);
     const DWORD error = GetLastError();
     CertFreeCertificateContext(issuer);
     SetLastError(error);

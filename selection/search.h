@@ -31,5 +31,8 @@ DWORD AskAboutBadChain(DWORD status, bool& keep);
 // A revocation list of the certificate's issuer from "CA" or "ROOT", or null with the
 // last error set. The stores stay open until the process ends.
 PCCRL_CONTEXT FindCrlForCertificate(PCCERT_CONTEXT certificate, bool verbose);
+// The same by the issuer's key as well as its name, and from "CA" alone. Tells that it adds
+// a list.
+PCCRL_CONTEXT FindCrlBesideIssuer(PCCERT_CONTEXT certificate);
 
 }  // namespace kestrel

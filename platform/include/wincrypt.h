@@ -142,6 +142,7 @@ typedef struct _PROV_ENUMALGS_EX {
 #define CRYPT_E_EXISTS ((HRESULT)0x80092005)
 #define CRYPT_E_NO_PROVIDER ((HRESULT)0x80092006)
 #define CRYPT_E_SELF_SIGNED ((HRESULT)0x80092007)
+#define CRYPT_E_UNEXPECTED_MSG_TYPE ((HRESULT)0x8009200A)
 #define CRYPT_E_NO_KEY_PROPERTY ((HRESULT)0x8009200B)
 #define CRYPT_E_BAD_MSG ((HRESULT)0x8009200D)
 #define CRYPT_E_NO_SIGNER ((HRESULT)0x8009200E)
@@ -551,6 +552,7 @@ struct _CERT_CHAIN_CONTEXT {
 #define CMSG_ENCODED_SIGNER 28
 #define CMSG_ENCODED_MESSAGE 29
 #define CMSG_VERSION_PARAM 30
+#define CMSG_SIGNER_CERT_ID_PARAM 38
 
 #define CMSG_CTRL_VERIFY_SIGNATURE 1
 #define CMSG_CTRL_DECRYPT 2
@@ -639,6 +641,12 @@ typedef struct _CMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR_PARA {
     CRYPT_DATA_BLOB blob;
 } CMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR_PARA, *PCMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR_PARA;
 
+typedef struct _CMSG_CTRL_DEL_SIGNER_UNAUTH_ATTR_PARA {
+    DWORD cbSize;
+    DWORD dwSignerIndex;
+    DWORD dwUnauthAttrIndex;
+} CMSG_CTRL_DEL_SIGNER_UNAUTH_ATTR_PARA, *PCMSG_CTRL_DEL_SIGNER_UNAUTH_ATTR_PARA;
+
 typedef struct _CMSG_CTRL_VERIFY_SIGNATURE_EX_PARA {
     DWORD cbSize;
     HCRYPTPROV_LEGACY hCryptProv;
@@ -664,6 +672,20 @@ typedef struct _CRYPT_SIGN_MESSAGE_PARA {
     DWORD dwFlags;
     DWORD dwInnerContentType;
 } CRYPT_SIGN_MESSAGE_PARA, *PCRYPT_SIGN_MESSAGE_PARA;
+
+// Names the certificate of a signer, whose context the verifying call frees, or answers
+// null. The store holds what the message has of certificates and CRLs.
+typedef PCCERT_CONTEXT(WINAPI* PFN_CRYPT_GET_SIGNER_CERTIFICATE)(void* arg, DWORD encoding,
+                                                                 PCERT_INFO signerId,
+                                                                 HCERTSTORE messageStore);
+
+typedef struct _CRYPT_VERIFY_MESSAGE_PARA {
+    DWORD cbSize;
+    DWORD dwMsgAndCertEncodingType;
+    HCRYPTPROV_LEGACY hCryptProv;
+    PFN_CRYPT_GET_SIGNER_CERTIFICATE pfnGetSignerCertificate;
+    void* pvGetArg;
+} CRYPT_VERIFY_MESSAGE_PARA, *PCRYPT_VERIFY_MESSAGE_PARA;
 
 #ifdef __cplusplus
 extern "C" {
@@ -789,10 +811,23 @@ HCRYPTMSG WINAPI CryptMsgOpenToDecode(DWORD encoding, DWORD flags, DWORD type,
 BOOL WINAPI CryptMsgUpdate(HCRYPTMSG message, const BYTE* data, DWORD size, BOOL isFinal);
 BOOL WINAPI CryptMsgGetParam(HCRYPTMSG message, DWORD param, DWORD index, void* data, DWORD* size);
 BOOL WINAPI CryptMsgControl(HCRYPTMSG message, DWORD flags, DWORD type, const void* para);
+// Each handle is closed on its own.
+HCRYPTMSG WINAPI CryptMsgDuplicate(HCRYPTMSG message);
 BOOL WINAPI CryptMsgClose(HCRYPTMSG message);
 
 BOOL WINAPI CryptSignMessage(PCRYPT_SIGN_MESSAGE_PARA para, BOOL detached, DWORD count,
                              const BYTE* content[], DWORD sizes[], BYTE* encoded, DWORD* size);
+
+// Where the callback names no certificate, both fail with last error 0, so that a caller
+// can go on to the next signer; behind the last one they fail with CRYPT_E_NO_SIGNER.
+// Without a callback the certificate is looked for in the message.
+BOOL WINAPI CryptVerifyMessageSignature(PCRYPT_VERIFY_MESSAGE_PARA para, DWORD signerIndex,
+                                        const BYTE* message, DWORD size, BYTE* content,
+                                        DWORD* contentSize, PCCERT_CONTEXT* signer);
+BOOL WINAPI CryptVerifyDetachedMessageSignature(PCRYPT_VERIFY_MESSAGE_PARA para, DWORD signerIndex,
+                                                const BYTE* message, DWORD size, DWORD count,
+                                                const BYTE* content[], DWORD sizes[],
+                                                PCCERT_CONTEXT* signer);
 
 #ifdef __cplusplus
 }

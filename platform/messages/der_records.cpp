@@ -43,7 +43,7 @@ Bytes EncodeDigests(const std::vector<Algorithm>& digests) {
     std::vector<Bytes> encoded;
     encoded.reserve(digests.size());
     for (const Algorithm& digest : digests) encoded.push_back(EncodeAlgorithm(digest));
-    return EncodeSetOf(der::kSet, std::move(encoded));
+    return Concatenate(der::kSet, encoded);
 }
 
 std::vector<Bytes> EncodeSigners(const std::vector<SignerInfo>& signers) {
@@ -51,6 +51,20 @@ std::vector<Bytes> EncodeSigners(const std::vector<SignerInfo>& signers) {
     encoded.reserve(signers.size());
     for (const SignerInfo& signer : signers) encoded.push_back(EncodeSignerInfo(signer));
     return encoded;
+}
+
+// What stands in a SignerInfo before its unsigned attributes. The signature covers the
+// signed ones as they stand, so they keep their order.
+Bytes EncodeFrontOf(const SignerInfo& signer) {
+    Bytes out = der::Integer(signer.version);
+    der::Append(out, EncodeHolder(signer.signer));
+    der::Append(out, EncodeAlgorithm(signer.digest));
+    if (signer.signedAttributes) {
+        der::Append(out, Concatenate(der::ContextConstructed(0), *signer.signedAttributes));
+    }
+    der::Append(out, EncodeAlgorithm(signer.signatureAlgorithm));
+    der::Append(out, der::Element(der::kOctetString, signer.signature));
+    return out;
 }
 
 // A constructed element whose contents are other elements and, somewhere inside, the
@@ -113,21 +127,31 @@ Bytes SignedAttributesForDigest(const std::vector<Bytes>& attributes) {
     return Concatenate(der::kSet, attributes);
 }
 
+void InsertInOrder(std::vector<Bytes>& elements, Bytes element) {
+    const auto behind = std::find_if(elements.begin(), elements.end(),
+                                     [&](const Bytes& listed) { return listed > element; });
+    elements.insert(behind, std::move(element));
+}
+
+void ListDigest(std::vector<Algorithm>& digests, const Algorithm& digest) {
+    const auto same = [&](const Algorithm& listed) { return listed.oid == digest.oid; };
+    if (std::any_of(digests.begin(), digests.end(), same)) return;
+    const Bytes encoded = EncodeAlgorithm(digest);
+    const auto behind = std::find_if(digests.begin(), digests.end(), [&](const Algorithm& listed) {
+        return EncodeAlgorithm(listed) > encoded;
+    });
+    digests.insert(behind, digest);
+}
+
 Bytes EncodeSignerInfo(const SignerInfo& signer) {
-    Bytes signedAttributes;
-    Bytes unsignedAttributes;
-    // The signature covers the signed attributes as they stand, so they keep their order.
-    if (signer.signedAttributes) {
-        signedAttributes = Concatenate(der::ContextConstructed(0), *signer.signedAttributes);
-    }
+    if (!signer.received.empty()) return signer.received;
+    Bytes attributes;
     if (!signer.unsignedAttributes.empty()) {
-        unsignedAttributes = EncodeSetOf(der::ContextConstructed(1), signer.unsignedAttributes);
+        attributes = Concatenate(der::ContextConstructed(1), signer.unsignedAttributes);
     }
-    return der::Element(
-        der::kSequence,
-        {der::Integer(signer.version), EncodeHolder(signer.signer), EncodeAlgorithm(signer.digest),
-         signedAttributes, EncodeAlgorithm(signer.signatureAlgorithm),
-         der::Element(der::kOctetString, signer.signature), unsignedAttributes});
+    const bool made = signer.receivedFront.empty();
+    const Bytes front = made ? EncodeFrontOf(signer) : signer.receivedFront;
+    return der::Element(der::kSequence, {front, attributes});
 }
 
 Bytes EncodeRecipientInfo(const RecipientInfo& recipient) {
@@ -163,10 +187,10 @@ Bytes EncodeSignedHead(const SignedRecords& records) {
 Bytes EncodeSignedTail(const SignedRecords& records) {
     Bytes out;
     if (!records.certificates.empty()) {
-        out = EncodeSetOf(der::ContextConstructed(0), records.certificates);
+        out = Concatenate(der::ContextConstructed(0), records.certificates);
     }
     if (!records.crls.empty()) {
-        der::Append(out, EncodeSetOf(der::ContextConstructed(1), records.crls));
+        der::Append(out, Concatenate(der::ContextConstructed(1), records.crls));
     }
     der::Append(out, Concatenate(der::kSet, EncodeSigners(records.signers)));
     return out;

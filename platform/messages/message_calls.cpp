@@ -66,6 +66,14 @@ BOOL WINAPI CryptMsgControl(HCRYPTMSG message, DWORD flags, DWORD type, const vo
     return GuardedBool([&] { platform::Resolve<Message>(message)->Control(type, flags, para); });
 }
 
+HCRYPTMSG WINAPI CryptMsgDuplicate(HCRYPTMSG message) {
+    if (message == nullptr) return nullptr;
+    return Guarded<HCRYPTMSG>(nullptr, [&] {
+        platform::AddHandleReference(message, Message::kKind, ERROR_INVALID_HANDLE);
+        return message;
+    });
+}
+
 // A null handle is closed already. The last error stays as the caller's failure left it.
 BOOL WINAPI CryptMsgClose(HCRYPTMSG message) {
     if (message == nullptr) return TRUE;

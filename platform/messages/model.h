@@ -31,8 +31,14 @@ struct SignerInfo {
     Algorithm signatureAlgorithm;
     Bytes signature;
     std::vector<Bytes> unsignedAttributes;
+    // As received, empty for a signer that was made here: the whole element until its
+    // unsigned attributes change, and the contents octets in front of them.
+    Bytes received;
+    Bytes receivedFront;
 };
 
+// Everything here stands in the order of the message. What makes a message puts it into the
+// order of DER; what changes one leaves received parts in their places.
 struct SignedRecords {
     long version = 1;
     std::vector<Algorithm> digests;
@@ -76,9 +82,12 @@ Bytes EncodeSetOf(std::uint8_t tag, std::vector<Bytes> elements);
 Bytes SignedAttributesForDigest(const std::vector<Bytes>& attributes);
 // SignedData version by RFC 5652 5.1, from its content type, signers and choices.
 long SignedDataVersion(const SignedRecords& records);
-// A whole ContentInfo with definite lengths. No content: a detached message. The
-// certificates and CRLs are sorted as DER asks; the signers stay in their order, since
-// callers address them by index.
+// Puts an element in front of the first one that DER sorts behind it, so that a sorted set
+// stays sorted and the elements of any other keep their order among themselves.
+void InsertInOrder(std::vector<Bytes>& elements, Bytes element);
+// The same for the digest algorithms of a message; one that is listed is not listed twice.
+void ListDigest(std::vector<Algorithm>& digests, const Algorithm& digest);
+// A whole ContentInfo with definite lengths. No content: a detached message.
 Bytes EncodeSignedMessage(const SignedRecords& records, std::optional<ByteView> content);
 // What stands in SignedData before and behind EncapsulatedContentInfo.
 Bytes EncodeSignedHead(const SignedRecords& records);

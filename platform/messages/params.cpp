@@ -63,6 +63,23 @@ void CopyHolder(const KeyHolder& holder, void* data, DWORD* size) {
     PackOut([&](Packer& packer) { PackHolderInfo(packer, holder); }, data, size);
 }
 
+void CopyHolderId(const KeyHolder& holder, void* data, DWORD* size) {
+    PackOut(
+        [&](Packer& packer) {
+            auto* id = packer.One<CERT_ID>();
+            if (holder.ByKeyIdentifier()) {
+                id->dwIdChoice = CERT_ID_KEY_IDENTIFIER;
+                id->KeyId = packer.Blob(holder.keyIdentifier);
+                return;
+            }
+            const PublicHolder names = PackHolder(packer, holder);
+            id->dwIdChoice = CERT_ID_ISSUER_SERIAL_NUMBER;
+            id->IssuerSerialNumber.Issuer = names.issuer;
+            id->IssuerSerialNumber.SerialNumber = names.serial;
+        },
+        data, size);
+}
+
 std::unique_ptr<std::uint8_t[]> HolderRecord(const KeyHolder& holder) {
     return PackOwned([&](Packer& packer) { PackHolderInfo(packer, holder); });
 }

@@ -15,7 +15,9 @@ void CopyNumber(DWORD value, void* data, DWORD* size);
 // CERT_INFO with issuer and serial number alone. A key identifier appears as an issuer of
 // the one attribute szOID_KEYID_RDN with the serial number 0.
 void CopyHolder(const KeyHolder& holder, void* data, DWORD* size);
-// The same in a block of its own, which begins with the CERT_INFO.
+// CERT_ID in the form that the message uses.
+void CopyHolderId(const KeyHolder& holder, void* data, DWORD* size);
+// CopyHolder's value in a block of its own, which begins with the CERT_INFO.
 std::unique_ptr<std::uint8_t[]> HolderRecord(const KeyHolder& holder);
 // CERT_INFO that no certificate matches.
 void CopyNobody(void* data, DWORD* size);

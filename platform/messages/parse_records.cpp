@@ -82,8 +82,12 @@ Algorithm ParseAlgorithm(ByteView der) {
 }
 
 SignerInfo ParseSignerInfo(ByteView der) {
-    der::Cursor cursor = Inside(der, der::kSequence);
+    der::Cursor whole(der);
+    const ByteView contents = whole.Expect(der::kSequence).contents;
+    whole.ExpectEnd();
+    der::Cursor cursor(contents);
     SignerInfo signer;
+    signer.received = Copy(der);
     signer.version = cursor.SmallInteger();
     signer.signer = ReadHolder(cursor);
     signer.digest = ReadAlgorithm(cursor);
@@ -91,7 +95,9 @@ SignerInfo ParseSignerInfo(ByteView der) {
         signer.signedAttributes = ReadAttributes(cursor.Next());
     }
     signer.signatureAlgorithm = ReadAlgorithm(cursor);
-    signer.signature = Copy(cursor.Expect(der::kOctetString).contents);
+    const ByteView signature = cursor.Expect(der::kOctetString).contents;
+    signer.signature = Copy(signature);
+    signer.receivedFront.assign(contents.data(), signature.data() + signature.size());
     if (cursor.NextIs(der::ContextConstructed(1))) {
         signer.unsignedAttributes = ReadAttributes(cursor.Next());
     }

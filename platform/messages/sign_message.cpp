@@ -8,6 +8,7 @@
 
 #include "base/error.h"
 #include "base/output.h"
+#include "messages/content_pieces.h"
 #include "messages/der.h"
 #include "messages/model.h"
 #include "messages/signer.h"
@@ -41,25 +42,13 @@ class SigningKey {
     BOOL callerFree_ = FALSE;
 };
 
-struct Content {
-    DWORD count;
-    const BYTE* const* pieces;
-    const DWORD* sizes;
-};
-
-void CheckArguments(const CRYPT_SIGN_MESSAGE_PARA* para, const Content& content) {
-    const bool usable =
-        para != nullptr && para->cbSize >= sizeof(*para) && para->dwFlags == 0 &&
-        (para->dwInnerContentType == 0 || para->dwInnerContentType == CMSG_DATA) &&
-        (para->cMsgCert == 0 || para->rgpMsgCert != nullptr) &&
-        (para->cMsgCrl == 0 || para->rgpMsgCrl != nullptr) &&
-        (content.count == 0 || (content.pieces != nullptr && content.sizes != nullptr));
+void CheckArguments(const CRYPT_SIGN_MESSAGE_PARA* para, const ContentPieces& content) {
+    const bool usable = para != nullptr && para->cbSize >= sizeof(*para) && para->dwFlags == 0 &&
+                        (para->dwInnerContentType == 0 || para->dwInnerContentType == CMSG_DATA) &&
+                        (para->cMsgCert == 0 || para->rgpMsgCert != nullptr) &&
+                        (para->cMsgCrl == 0 || para->rgpMsgCrl != nullptr);
     if (!usable) throw Error(ERROR_INVALID_PARAMETER);
-    for (DWORD i = 0; i < content.count; ++i) {
-        if (content.pieces[i] == nullptr && content.sizes[i] != 0) {
-            throw Error(ERROR_INVALID_PARAMETER);
-        }
-    }
+    content.Check();
 }
 
 SignedRecords Embedded(const CRYPT_SIGN_MESSAGE_PARA& para) {
@@ -67,12 +56,12 @@ SignedRecords Embedded(const CRYPT_SIGN_MESSAGE_PARA& para) {
     for (DWORD i = 0; i < para.cMsgCert; ++i) {
         const PCCERT_CONTEXT one = para.rgpMsgCert[i];
         if (one == nullptr) throw Error(ERROR_INVALID_PARAMETER);
-        records.certificates.push_back(Copy(ViewOf(one->pbCertEncoded, one->cbCertEncoded)));
+        InsertInOrder(records.certificates, Copy(ViewOf(one->pbCertEncoded, one->cbCertEncoded)));
     }
     for (DWORD i = 0; i < para.cMsgCrl; ++i) {
         const PCCRL_CONTEXT one = para.rgpMsgCrl[i];
         if (one == nullptr) throw Error(ERROR_INVALID_PARAMETER);
-        records.crls.push_back(Copy(ViewOf(one->pbCrlEncoded, one->cbCrlEncoded)));
+        InsertInOrder(records.crls, Copy(ViewOf(one->pbCrlEncoded, one->cbCrlEncoded)));
     }
     return records;
 }
@@ -93,28 +82,25 @@ CMSG_SIGNER_ENCODE_INFO SignerRecord(const CRYPT_SIGN_MESSAGE_PARA& para, const 
 
 // A question for the size is answered without a signature, with the greatest size that one
 // can have: the length of an ECDSA value differs from one time to the next.
-SignerInfo SignContent(const CRYPT_SIGN_MESSAGE_PARA& para, const Content& content, bool sizeOnly) {
+SignerInfo SignContent(const CRYPT_SIGN_MESSAGE_PARA& para, const ContentPieces& content,
+                       bool sizeOnly) {
     const SigningKey key(para.pSigningCert);
     const PreparedSigner signer(SignerRecord(para, key), szOID_RSA_data);
     if (sizeOnly) return signer.Dummy();
     Digest digest(signer.DigestAlgorithm().oid);
-    for (DWORD i = 0; i < content.count; ++i) {
-        digest.Update(ViewOf(content.pieces[i], content.sizes[i]));
-    }
+    for (DWORD i = 0; i < content.count; ++i) digest.Update(content.At(i));
     return signer.Sign(digest.Value());
 }
 
-Bytes Joined(const Content& content) {
+Bytes Joined(const ContentPieces& content) {
     Bytes joined;
-    for (DWORD i = 0; i < content.count; ++i) {
-        der::Append(joined, ViewOf(content.pieces[i], content.sizes[i]));
-    }
+    for (DWORD i = 0; i < content.count; ++i) der::Append(joined, content.At(i));
     return joined;
 }
 
 // With neither signer nor content: the bundle of certificates and CRLs.
-Bytes EncodeOneCall(const CRYPT_SIGN_MESSAGE_PARA& para, bool detached, const Content& content,
-                    bool sizeOnly) {
+Bytes EncodeOneCall(const CRYPT_SIGN_MESSAGE_PARA& para, bool detached,
+                    const ContentPieces& content, bool sizeOnly) {
     SignedRecords records = Embedded(para);
     if (para.pSigningCert != nullptr) {
         records.signers.push_back(SignContent(para, content, sizeOnly));
@@ -124,7 +110,7 @@ Bytes EncodeOneCall(const CRYPT_SIGN_MESSAGE_PARA& para, bool detached, const Co
     const bool bundle = para.pSigningCert == nullptr && content.count == 0;
     if (detached || bundle) return EncodeSignedMessage(records, std::nullopt);
     if (content.count == 1) {
-        return EncodeSignedMessage(records, ViewOf(content.pieces[0], content.sizes[0]));
+        return EncodeSignedMessage(records, content.At(0));
     }
     return EncodeSignedMessage(records, Joined(content));
 }
@@ -136,7 +122,7 @@ BOOL WINAPI CryptSignMessage(PCRYPT_SIGN_MESSAGE_PARA para, BOOL detached, DWORD
                              const BYTE* content[], DWORD sizes[], BYTE* encoded, DWORD* size) {
     using namespace platform;
     return GuardedBool([&] {
-        const Content pieces{count, content, sizes};
+        const ContentPieces pieces{count, content, sizes};
         CheckArguments(para, pieces);
         CopyOut(EncodeOneCall(*para, detached != FALSE, pieces, encoded == nullptr), encoded, size);
     });

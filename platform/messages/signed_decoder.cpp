@@ -61,6 +61,7 @@ void SignedBody::Keep(Piece piece, Bytes der) {
 // One digest for each algorithm, however often it is listed. What is not known, or not
 // installed, matters only once a signer needs it.
 void SignedBody::StartDigests() {
+    if (Held()) return;
     for (const Algorithm& algorithm : records_.digests) {
         const auto same = [&](const Digest& digest) { return digest.Oid() == algorithm.oid; };
         if (std::any_of(digests_.begin(), digests_.end(), same)) continue;
@@ -86,10 +87,9 @@ ContentForm SignedBody::BeginContent(const BerHeader& header) {
 
 void SignedBody::Content(ByteView octets) {
     if (octets.empty()) return;
+    if (Held()) return der::Append(content_, octets);
     for (Digest& digest : digests_) digest.Update(octets);
-    if (settings_.detached) return;
-    if (settings_.sink) return settings_.sink->Write(octets, false);
-    der::Append(content_, octets);
+    if (!settings_.detached) settings_.sink->Write(octets, false);
 }
 
 void SignedBody::EndMessage() {
@@ -110,16 +110,28 @@ void SignedBody::Require(Progress progress) const {
     if (progress_ < progress) throw Error(settings_.NotReady());
 }
 
-// The digest of the content as it went through. A signer may use only what the message
-// announced in front of the content (RFC 5652 5.1), streamed or not.
-Bytes SignedBody::ContentDigest(const std::string& oid) const {
+// Held content is digested when that is asked for, since most changes of a message need no
+// digest and its size has no limit. What passed by had to be digested by then.
+Bytes SignedBody::ContentDigest(const std::string& oid) {
     // Signed over nothing is another thing than signed over something that is not here.
     if (!contentComplete_) throw Error(CRYPT_E_BAD_MSG);
     for (const Digest& digest : digests_) {
         if (digest.Oid() == oid) return digest.Value();
     }
     (void)DigestByOid(oid);  // may know a better reason
-    throw Error(NTE_BAD_ALGID);
+    if (!Held()) throw Error(NTE_BAD_ALGID);
+    Digest digest(oid);
+    digest.Update(content_);
+    return digests_.emplace_back(std::move(digest)).Value();
+}
+
+// A signer may use only what the message announced in front of the content (RFC 5652 5.1),
+// streamed or not.
+Bytes SignedBody::AnnouncedDigest(const std::string& oid) {
+    const auto same = [&](const Algorithm& listed) { return listed.oid == oid; };
+    const bool announced = std::any_of(records_.digests.begin(), records_.digests.end(), same);
+    if (contentComplete_ && !announced) throw Error(NTE_BAD_ALGID);
+    return ContentDigest(oid);
 }
 
 void SignedBody::Control(DWORD type, const void* para) {
@@ -134,14 +146,14 @@ void SignedBody::Control(DWORD type, const void* para) {
     }
 }
 
-void SignedBody::VerifyByCertificate(const CERT_INFO& info) const {
+void SignedBody::VerifyByCertificate(const CERT_INFO& info) {
     for (const SignerInfo& signer : records_.signers) {
         if (Names(signer.signer, info)) return VerifyWith(signer, info.SubjectPublicKeyInfo);
     }
     throw Error(CRYPT_E_SIGNER_NOT_FOUND);
 }
 
-void SignedBody::VerifyByIndex(const CMSG_CTRL_VERIFY_SIGNATURE_EX_PARA& para) const {
+void SignedBody::VerifyByIndex(const CMSG_CTRL_VERIFY_SIGNATURE_EX_PARA& para) {
     if (para.cbSize < sizeof para || para.pvSigner == nullptr) {
         throw Error(ERROR_INVALID_PARAMETER);
     }
@@ -158,8 +170,8 @@ void SignedBody::VerifyByIndex(const CMSG_CTRL_VERIFY_SIGNATURE_EX_PARA& para) c
     }
 }
 
-void SignedBody::VerifyWith(const SignerInfo& signer, const CERT_PUBLIC_KEY_INFO& info) const {
-    const Bytes digest = ContentDigest(signer.digest.oid);
+void SignedBody::VerifyWith(const SignerInfo& signer, const CERT_PUBLIC_KEY_INFO& info) {
+    const Bytes digest = AnnouncedDigest(signer.digest.oid);
     const EvpKey key = PublicKeyFromInfo(info);
     VerifySigner(signer, records_.contentType, digest, key.get());
 }

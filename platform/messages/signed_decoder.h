@@ -34,7 +34,9 @@ class SignedBody : public DecoderBody {
     void StartDigests();
     void Complete();
     void Require(Progress progress) const;
-    Bytes ContentDigest(const std::string& oid) const;
+    [[nodiscard]] bool Held() const { return !settings_.sink && !settings_.detached; }
+    Bytes ContentDigest(const std::string& oid);
+    Bytes AnnouncedDigest(const std::string& oid);
 
     // Values of GetParam (signed_params.cpp).
     void MessageParam(DWORD param, void* data, DWORD* size);
@@ -44,19 +46,19 @@ class SignedBody : public DecoderBody {
     void CopyEncodedMessage(void* data, DWORD* size);
     [[nodiscard]] Bytes EncodeMessage() const;
 
-    void VerifyByCertificate(const CERT_INFO& info) const;
-    void VerifyByIndex(const CMSG_CTRL_VERIFY_SIGNATURE_EX_PARA& para) const;
-    void VerifyWith(const SignerInfo& signer, const CERT_PUBLIC_KEY_INFO& info) const;
+    void VerifyByCertificate(const CERT_INFO& info);
+    void VerifyByIndex(const CMSG_CTRL_VERIFY_SIGNATURE_EX_PARA& para);
+    void VerifyWith(const SignerInfo& signer, const CERT_PUBLIC_KEY_INFO& info);
 
     // Changes of the records (signed_edit.cpp).
     void Edit(DWORD type, const void* para);
     void AddSigner(const CMSG_SIGNER_ENCODE_INFO& info);
     void DeleteSigner(DWORD index);
-    Bytes DigestForSigning(const std::string& oid);
 
     const DecodeSettings& settings_;
     SignedRecords records_;
     Progress progress_ = Progress::Nothing;
+    // Running while content passes; of held content, those that were asked for.
     std::vector<Digest> digests_;
     bool contentComplete_ = false;
     // Set for PKCS #7 v1.5 content that is not an OCTET STRING: its tag. Tag and length are

@@ -11,13 +11,6 @@
 namespace platform {
 namespace {
 
-// Documented as CMSG_CTRL_DEL_SIGNER_UNAUTH_ATTR_PARA, which our ground header lacks.
-struct DeleteAttributePara {
-    DWORD cbSize;
-    DWORD dwSignerIndex;
-    DWORD dwUnauthAttrIndex;
-};
-
 template <class T>
 const T& Checked(const void* para) {
     const auto* record = static_cast<const T*>(para);
@@ -52,13 +45,16 @@ void AddAttribute(SignedRecords& records, const CMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR
     SignerInfo& signer = ItemAt(records.signers, para.dwSignerIndex);
     Bytes attribute = ElementOf(para.blob);
     (void)ParseAttribute(attribute);
-    signer.unsignedAttributes.push_back(std::move(attribute));
+    InsertInOrder(signer.unsignedAttributes, std::move(attribute));
+    signer.received.clear();
 }
 
-void DeleteAttribute(SignedRecords& records, const DeleteAttributePara& para) {
-    auto& attributes = ItemAt(records.signers, para.dwSignerIndex).unsignedAttributes;
+void DeleteAttribute(SignedRecords& records, const CMSG_CTRL_DEL_SIGNER_UNAUTH_ATTR_PARA& para) {
+    SignerInfo& signer = ItemAt(records.signers, para.dwSignerIndex);
+    auto& attributes = signer.unsignedAttributes;
     (void)ItemAt(attributes, para.dwUnauthAttrIndex);
     attributes.erase(attributes.begin() + static_cast<std::ptrdiff_t>(para.dwUnauthAttrIndex));
+    signer.received.clear();
 }
 
 }  // namespace
@@ -66,6 +62,7 @@ void DeleteAttribute(SignedRecords& records, const DeleteAttributePara& para) {
 void SignedBody::Edit(DWORD type, const void* para) {
     // A stream has let the content go and can encode nothing again.
     if (settings_.sink) throw Error(CRYPT_E_CONTROL_TYPE);
+    const long before = SignedDataVersion(records_);
     switch (type) {
         case CMSG_CTRL_ADD_SIGNER:
             AddSigner(Checked<CMSG_SIGNER_ENCODE_INFO>(para));
@@ -77,7 +74,7 @@ void SignedBody::Edit(DWORD type, const void* para) {
             AddAttribute(records_, Checked<CMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR_PARA>(para));
             break;
         case CMSG_CTRL_DEL_SIGNER_UNAUTH_ATTR:
-            DeleteAttribute(records_, Checked<DeleteAttributePara>(para));
+            DeleteAttribute(records_, Checked<CMSG_CTRL_DEL_SIGNER_UNAUTH_ATTR_PARA>(para));
             break;
         case CMSG_CTRL_ADD_CERT:
             records_.certificates.push_back(ChoiceOf(para));
@@ -94,31 +91,19 @@ void SignedBody::Edit(DWORD type, const void* para) {
         default:
             throw Error(CRYPT_E_CONTROL_TYPE);
     }
-    records_.version = SignedDataVersion(records_);
+    // A message may have come with another version than its parts ask for, and its reader
+    // may go by it: PKCS #7 v1.5 content is told that way.
+    const long after = SignedDataVersion(records_);
+    if (after != before) records_.version = after;
     encoded_.reset();
 }
 
 void SignedBody::AddSigner(const CMSG_SIGNER_ENCODE_INFO& info) {
     if (info.HashAlgorithm.pszObjId == nullptr) throw Error(ERROR_INVALID_PARAMETER);
-    const Bytes digest = DigestForSigning(info.HashAlgorithm.pszObjId);
+    const Bytes digest = ContentDigest(info.HashAlgorithm.pszObjId);
     SignerInfo signer = MakeSigner(info, records_.contentType, digest);
-    const auto same = [&](const Algorithm& listed) { return listed.oid == signer.digest.oid; };
-    if (std::none_of(records_.digests.begin(), records_.digests.end(), same)) {
-        records_.digests.push_back(signer.digest);
-    }
+    ListDigest(records_.digests, signer.digest);
     records_.signers.push_back(std::move(signer));
-}
-
-// The held content goes through a digest that the message did not announce.
-Bytes SignedBody::DigestForSigning(const std::string& oid) {
-    const auto same = [&](const Digest& digest) { return digest.Oid() == oid; };
-    const bool running = std::any_of(digests_.begin(), digests_.end(), same);
-    if (contentComplete_ && !running && !settings_.detached) {
-        Digest digest(oid);
-        digest.Update(content_);
-        digests_.push_back(std::move(digest));
-    }
-    return ContentDigest(oid);
 }
 
 void SignedBody::DeleteSigner(DWORD index) {

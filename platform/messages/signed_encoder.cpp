@@ -55,7 +55,7 @@ class Signers {
                                        [&](const Digest& d) { return d.Oid() == digest.oid; });
         if (!known) {
             digests_.emplace_back(digest.oid);
-            algorithms_.push_back(digest);
+            ListDigest(algorithms_, digest);
         }
         prepared_.push_back(std::move(signer));
     }
@@ -79,7 +79,7 @@ std::vector<Bytes> CopyElements(const CRYPT_DATA_BLOB* blobs, DWORD count) {
         der::Cursor cursor(element);
         cursor.Next();
         cursor.ExpectEnd();
-        elements.push_back(Copy(element));
+        InsertInOrder(elements, Copy(element));
     }
     return elements;
 }

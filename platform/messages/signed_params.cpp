@@ -77,6 +77,8 @@ void SignedBody::SignerParam(DWORD param, DWORD index, void* data, DWORD* size) 
             return CopySigner(signer(), data, size);
         case CMSG_SIGNER_CERT_INFO_PARAM:
             return CopyHolder(signer().signer, data, size);
+        case CMSG_SIGNER_CERT_ID_PARAM:
+            return CopyHolderId(signer().signer, data, size);
         case CMSG_SIGNER_HASH_ALGORITHM_PARAM:
             return CopyAlgorithm(signer().digest, data, size);
         case CMSG_SIGNER_AUTH_ATTR_PARAM:

@@ -97,6 +97,7 @@ PreparedSigner::PreparedSigner(const CMSG_SIGNER_ENCODE_INFO& info, const std::s
     AddSignedAttributes(info);
     record_.unsignedAttributes =
         CheckedAttributes(info.rgUnauthAttr, info.cUnauthAttr, Values::AsGiven);
+    std::sort(record_.unsignedAttributes.begin(), record_.unsignedAttributes.end());
 }
 
 void PreparedSigner::AddSignedAttributes(const CMSG_SIGNER_ENCODE_INFO& info) {

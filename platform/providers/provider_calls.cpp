@@ -40,8 +40,9 @@ void CheckFlags(DWORD flags, const char* container) {
     }
 }
 
-// The container of a caller who names none.
-std::string DefaultContainer() {
+// A caller who names no container has one of his own name.
+std::string ContainerName(const char* given) {
+    if (given != nullptr) return given;
     const passwd* entry = getpwuid(geteuid());
     return entry == nullptr ? std::to_string(geteuid()) : entry->pw_name;
 }
@@ -56,17 +57,17 @@ HCRYPTPROV Acquire(const ProviderRow& row, const char* containerName, DWORD flag
     // A provider whose algorithms are missing is of no use even for a listing.
     EnsureAlgorithm(row.keyOid);
     const Side side = (flags & CRYPT_MACHINE_KEYSET) != 0 ? Side::Machine : Side::User;
-    const std::string name = containerName == nullptr ? DefaultContainer() : containerName;
     std::optional<Container> container;
     if ((flags & CRYPT_DELETEKEYSET) != 0) {
+        const std::string name = ContainerName(containerName);
         OpenFitting(side, name, row.type);
         Container::Delete(side, name);
         return 0;
     }
     if ((flags & CRYPT_NEWKEYSET) != 0) {
-        container = Container::Create(side, name, row.type);
+        container = Container::Create(side, ContainerName(containerName), row.type);
     } else if (!Verifies(flags)) {
-        container = OpenFitting(side, name, row.type);
+        container = OpenFitting(side, ContainerName(containerName), row.type);
     }
     const bool silent = (flags & CRYPT_SILENT) != 0;
     return reinterpret_cast<HCRYPTPROV>(

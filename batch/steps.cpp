@@ -1,0 +1,54 @@
+#include "batch/steps.h"
+
+#include <io.h>
+
+#include <algorithm>
+#include <cstdint>
+
+namespace kestrel {
+namespace {
+
+bool IsTerminal() {
+    DWORD mode = 0;
+    return GetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), &mode) != 0;
+}
+
+}  // namespace
+
+DWORD EndLine(MessageId message, DWORD code) {
+    PrintMessage(message, 1);
+    return code;
+}
+
+void ShowOnTerminal() {
+    static const bool terminal = IsTerminal();
+    if (terminal) std::fflush(stdout);
+}
+
+DWORD OpenSource(const char* name, InputFile& source) {
+    source.name = name;
+    source.file = OpenPlainFile(name);
+    if (!source.file) return EndLine(kReadingFailed, kCannotOpenFile);
+    // Reads are large; a buffer of the stream would only be one copy more.
+    static_cast<void>(std::setvbuf(source.file.get(), nullptr, _IONBF, 0));
+    source.size = std::max<LONGLONG>(_filelengthi64(_fileno(source.file.get())), 0);
+    return 0;
+}
+
+bool IsTooLarge(const InputFile& source) { return source.size > INT32_MAX; }
+
+DWORD ReadSource(const char* name, Block& block) {
+    InputFile source;
+    if (const DWORD code = OpenSource(name, source); code != 0) return code;
+    if (IsTooLarge(source)) return ReportError(kFileTooLarge);
+    const auto size = static_cast<size_t>(source.size);
+    block.data.reset(static_cast<BYTE*>(std::malloc(std::max<size_t>(size, 1))));
+    if (!block.data) return ReportError(kNoMemory);
+    if (std::fread(block.data.get(), 1, size, source.file.get()) != size) {
+        return EndLine(kReadingFailed, kCannotOpenFile);
+    }
+    block.size = static_cast<DWORD>(size);
+    return 0;
+}
+
+}  // namespace kestrel

@@ -1,0 +1,111 @@
+// -vsignf: checks the detached signature of each file in its companion ".sgn".
+#include <array>
+
+#include "batch/batch.h"
+#include "batch/steps.h"
+#include "front/commands.h"
+#include "front/keys.h"
+#include "messages/road.h"
+#include "stamps/stamps.h"
+
+namespace kestrel {
+namespace {
+
+constexpr char kSignatureExtension[] = ".sgn";
+constexpr MessageId kWrongFormat = 138;
+constexpr MessageId kCorrupted = 139;
+
+bool IsSigner(PCERT_INFO signerInfo, PCCERT_CONTEXT certificate) {
+    return CertCompareCertificate(kMessageEncodingType, signerInfo, certificate->pCertInfo) !=
+           FALSE;
+}
+
+PCCERT_CONTEXT FindInMessage(PCERT_INFO signerInfo, HCERTSTORE store) {
+    PCCERT_CONTEXT candidate = nullptr;
+    do {
+        // The one before is freed by the call.
+        candidate = CertFindCertificateInStore(store, kMessageEncodingType, 0, CERT_FIND_ANY,
+                                               nullptr, candidate);
+    } while (candidate != nullptr && !IsSigner(signerInfo, candidate));
+    return candidate;
+}
+
+// The criterion filters nothing here: it supplies certificates that the message lacks.
+PCCERT_CONTEXT WINAPI FindSignerCertificate(void*, DWORD, PCERT_INFO signerInfo, HCERTSTORE store) {
+    if (signerInfo == nullptr) return nullptr;
+    if (PCCERT_CONTEXT found = FindInMessage(signerInfo, store)) return found;
+    for (PCCERT_CONTEXT certificate : *state.foundCertificates) {
+        if (IsSigner(signerInfo, certificate)) return CertDuplicateCertificateContext(certificate);
+    }
+    return nullptr;
+}
+
+// Whatever the reader met and reported, the file's result is that of a file that cannot be
+// opened.
+DWORD ReadSignature(const char* name, Block& signature) {
+    BYTE* data = nullptr;
+    int isDer = 0;
+    if (ReadFileWhole(name, data, signature.size, &isDer) != 0) return kCannotOpenFile;
+    signature.data.reset(data);
+    return 0;
+}
+
+bool Verify(const Block& source, const Block& signature) {
+    CRYPT_VERIFY_MESSAGE_PARA para{};
+    para.cbSize = sizeof(para);
+    para.dwMsgAndCertEncodingType = kMessageEncodingType;
+    para.pfnGetSignerCertificate = FindSignerCertificate;
+    std::array<const BYTE*, 1> blocks{source.data.get()};
+    std::array<DWORD, 1> sizes{source.size};
+    return CryptVerifyDetachedMessageSignature(&para, 0, signature.data.get(), signature.size, 1,
+                                               blocks.data(), sizes.data(), nullptr) != FALSE;
+}
+
+DWORD EndWithFailure() {
+    switch (GetLastError()) {
+        case static_cast<DWORD>(NTE_BAD_SIGNATURE):
+            return EndLine(kCorrupted, kBadSignatures);
+        case static_cast<DWORD>(CRYPT_E_UNEXPECTED_MSG_TYPE):
+            return EndLine(kWrongFormat, kNotSignedMessage);
+        case static_cast<DWORD>(NTE_BAD_ALGID):
+            return ReportError(kBadSignatureAlgorithm);
+        case NO_ERROR:
+            // So it is when the callback finds nobody. A file that nobody is known to have
+            // signed must not count as good.
+            SetLastError(static_cast<DWORD>(CRYPT_E_SIGNER_NOT_FOUND));
+            break;
+        default:
+            break;
+    }
+    return ReportError(kLastError);
+}
+
+// The source stands for the message and the signature for its content: users rely on the
+// outcome, which for a source that is no message itself is a failure.
+DWORD CheckStamps(const Block& source, const Block& signature, const char* contentHours,
+                  const char* signatureHours) {
+    if (contentHours == nullptr && signatureHours == nullptr) return 0;
+    const DWORD code = CheckMessageStamps(source.data.get(), source.size, signature.data.get(),
+                                          signature.size, contentHours, signatureHours, 0);
+    return code == 0 ? 0 : kBadTimeStamp;
+}
+
+DWORD VerifyFile(const char* sourceName, const char* companionName, DWORD,
+                 const char* contentStampValue, const char* signatureStampValue, DWORD) {
+    if (const DWORD code = RejectLeftoverKeys(); code != 0) return code;
+    Block source;
+    if (const DWORD code = ReadSource(sourceName, source); code != 0) return code;
+    Block signature;
+    if (const DWORD code = ReadSignature(companionName, signature); code != 0) return code;
+    if (!Verify(source, signature)) return EndWithFailure();
+    const DWORD code = CheckStamps(source, signature, contentStampValue, signatureStampValue);
+    return code != 0 ? code : EndLine(kFileDone, 0);
+}
+
+}  // namespace
+
+DWORD RunVerifyFiles() {
+    return RunFileBatch({BatchKind::Verify, kSignatureExtension, VerifyFile});
+}
+
+}  // namespace kestrel

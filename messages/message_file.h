@@ -1,0 +1,22 @@
+// A message that is read from its file whole and goes back in the form it came in.
+#pragma once
+
+#include <windows.h>
+
+#include "messages/holders.h"
+
+namespace kestrel {
+
+struct MessageFile {
+    const char* name = nullptr;  // borrowed
+    BytesHolder data;
+    DWORD size = 0;
+    int isDer = 0;  // 0: the file is BASE64 text
+};
+
+// 0 or a reported code, as ReadFileWhole.
+DWORD ReadMessageFile(const char* name, MessageFile& file);
+// The same, as WriteFileRaw and WriteFileBase64. The data is gone afterwards.
+DWORD WriteMessageFile(MessageFile& file);
+
+}  // namespace kestrel

@@ -1,0 +1,29 @@
+// What the commands that make a signature have in common: the signer's record and the
+// steps that fetch time stamps.
+#pragma once
+
+#include <windows.h>
+
+#include "messages/holders.h"
+#include "messages/private_key.h"
+#include "messages/stamp_keys.h"
+
+namespace kestrel {
+
+// id-aa-ets-contentTimestamp (RFC 5126 5.11.4).
+inline constexpr char kContentStampOid[] = "1.2.840.113549.1.9.16.2.20";
+
+// Fills the record with the signer and the lists of -attr and -authattr. It refers to all
+// that is passed in.
+void FillSigner(CMSG_SIGNER_ENCODE_INFO& signer, PCCERT_CONTEXT certificate, const PrivateKey& key,
+                const CRYPT_ALGORITHM_IDENTIFIER& hash);
+
+// -sd: the content's stamp becomes the last signed attribute, so that the signature covers
+// it. 0 or a reported code.
+DWORD StampContent(const StampKeys& keys, const BYTE* content, DWORD size);
+
+// -ss: stamps the first signature of a whole message, which is replaced. 0 also without the
+// key, or a reported code with the message as it was.
+DWORD StampSignature(const StampKeys& keys, BytesHolder& message, DWORD& size);
+
+}  // namespace kestrel

@@ -1,0 +1,43 @@
+#include "batch/paths.h"
+
+#include <gtest/gtest.h>
+
+namespace batch_tests {
+namespace {
+
+using namespace kestrel;
+
+struct Row {
+    const char* name;
+    const char* source;
+    const char* dir;
+    const char* folderPart;
+    const char* companion;
+};
+
+const Row kRows[] = {
+    {"plain name", "a.txt", "./", ".\\", "./a.txt.hsh"},
+    {"in a folder", "data/a.txt", "./", "data/", ".//a.txt.hsh"},
+    {"backslash and the default folder", "data\\a.txt", "./", "data\\", "./\\a.txt.hsh"},
+    {"the last separator wins", "a/b\\c/d", "x\\y/z", "a/b/c/", "x/y/z//d.hsh"},
+    {"the last separator wins, backwards", "a\\b/c\\d", "x/y\\z", "a\\b\\c\\", "x\\y\\z\\\\d.hsh"},
+    {"folder without a separator", "a", "out", ".\\", "out\\a.hsh"},
+    {"folder that ends in one", "a", "out/", ".\\", "out/a.hsh"},
+    {"mixed folder that ends in one", "a", "x\\out/", ".\\", "x/out/a.hsh"},
+    {"rooted", "/a", "/", "/", "//a.hsh"},
+    {"nothing behind the separator", "data/", "out/", "data/", "out//.hsh"},
+    {"empty", "", "", ".\\", "\\.hsh"},
+    {"dots and blanks", "../a b%s.", "..", "../", "..\\/a b%s..hsh"},
+    {"no character set is assumed", "\xFF/\xFE\n", "\x80/", "\xFF/", "\x80//\xFE\n.hsh"},
+};
+
+TEST(Paths, Rows) {
+    for (const Row& row : kRows) {
+        SCOPED_TRACE(row.name);
+        EXPECT_EQ(FolderPart(row.source), row.folderPart);
+        EXPECT_EQ(CompanionName(CompanionFolder(row.dir), row.source, ".hsh"), row.companion);
+    }
+}
+
+}  // namespace
+}  // namespace batch_tests
