@@ -1,0 +1,82 @@
+// What the tests of the runtime share.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "asn1/rtbersrc/ber_buffer.h"
+
+namespace asn1rt {
+
+using Bytes = std::vector<std::uint8_t>;
+
+// "30 03 02 01 05", blanks as one likes.
+inline Bytes FromHex(std::string_view hex) {
+    Bytes bytes;
+    std::string digits;
+    for (const char character : hex) {
+        if (character != ' ') digits += character;
+    }
+    for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
+        bytes.push_back(static_cast<std::uint8_t>(std::stoi(digits.substr(i, 2), nullptr, 16)));
+    }
+    return bytes;
+}
+
+inline std::string ToHex(const std::uint8_t* data, std::size_t size) {
+    constexpr char kDigits[] = "0123456789ABCDEF";
+    std::string text;
+    for (std::size_t i = 0; i < size; ++i) {
+        if (i != 0) text += ' ';
+        text += kDigits[data[i] >> 4];
+        text += kDigits[data[i] & 15];
+    }
+    return text;
+}
+inline std::string ToHex(const Bytes& bytes) { return ToHex(bytes.data(), bytes.size()); }
+
+// Input in memory of exactly its size, so that a sanitizer sees every byte too many.
+class Input {
+  public:
+    explicit Input(std::string_view hex) : Input(FromHex(hex)) {}
+    explicit Input(const Bytes& bytes)
+        : bytes_(bytes.begin(), bytes.end()), buffer_(bytes_.data(), bytes_.size()) {}
+    ASN1Context& operator*() { return *buffer_.getContextPtr(); }
+    ASN1Context* operator->() { return buffer_.getContextPtr(); }
+    [[nodiscard]] const Bytes& Data() const { return bytes_; }
+    bool Holds(const void* data) const {
+        return data >= bytes_.data() && data <= bytes_.data() + bytes_.size();
+    }
+
+  private:
+    Bytes bytes_;
+    ASN1BERDecodeBuffer buffer_;
+};
+
+class Output {
+  public:
+    ASN1Context& operator*() { return *buffer_.getContextPtr(); }
+    ASN1Context* operator->() { return buffer_.getContextPtr(); }
+    std::string Hex(int length) {
+        return length < 0 ? "status " + std::to_string(length)
+                          : ToHex(buffer_.getMsgPtr(), static_cast<std::size_t>(length));
+    }
+    Bytes Taken(int length) {
+        return length < 0 ? Bytes() : Bytes(buffer_.getMsgPtr(), buffer_.getMsgPtr() + length);
+    }
+
+  private:
+    ASN1BEREncodeBuffer buffer_;
+};
+
+inline std::string Repeat(std::string_view text, std::size_t count) {
+    std::string all;
+    while (count-- > 0) all += text;
+    return all;
+}
+
+}  // namespace asn1rt
