@@ -3,9 +3,24 @@
 
 #include <windows.h>
 
+#include <memory>
+
 #include "selection/search.h"
 
 namespace kestrel {
+
+// A release keeps the last error, so that the failure that is reported is the one that
+// happened.
+class LastErrorKeeper {
+  public:
+    LastErrorKeeper() : code_(GetLastError()) {}
+    ~LastErrorKeeper() { SetLastError(code_); }
+    LastErrorKeeper(const LastErrorKeeper&) = delete;
+    LastErrorKeeper& operator=(const LastErrorKeeper&) = delete;
+
+  private:
+    DWORD code_;
+};
 
 // Owns a handle that `Release` gives back; declared before the call that fills it.
 template <typename Handle, auto Release>
@@ -22,10 +37,9 @@ class HandleHolder {
     // Does not disturb the last error.
     void Reset() {
         if (!handle_) return;
-        const DWORD error = GetLastError();
+        const LastErrorKeeper keeper;
         Release(handle_);
         handle_ = Handle{};
-        SetLastError(error);
     }
 
   private:
@@ -39,6 +53,23 @@ inline void ReleaseStore(HCERTSTORE store) { CertCloseStore(store, 0); }
 using ProviderHolder = HandleHolder<HCRYPTPROV, ReleaseProvider>;
 using KeyHolder = HandleHolder<HCRYPTKEY, ReleaseKey>;
 using StoreHolder = HandleHolder<HCERTSTORE, ReleaseStore>;
+
+struct CertificateReleaser {
+    void operator()(PCCERT_CONTEXT certificate) const {
+        const LastErrorKeeper keeper;
+        CertFreeCertificateContext(certificate);
+    }
+};
+using CertificateHolder = std::unique_ptr<const CERT_CONTEXT, CertificateReleaser>;
+
+// Closing may call the stream callback: its argument must outlive this.
+struct MessageCloser {
+    void operator()(void* message) const {
+        const LastErrorKeeper keeper;
+        CryptMsgClose(message);
+    }
+};
+using MessageHolder = std::unique_ptr<void, MessageCloser>;
 
 // The stores of one search, open as long as what it found is used.
 struct SearchStores {

@@ -1,0 +1,62 @@
+#include "stamps/attribute.h"
+
+#include "asn1data/CryptographicMessageSyntax.h"
+#include "asn1data/ETS_ElectronicSignatureFormats_97Syntax.h"
+#include "asn1data/PKIX1Explicit88.h"
+#include "stamps/generated.h"
+
+namespace Ferroline::ASN1 {
+
+void Fill(asn1rt::ASN1Context& context, asn1data::Attribute& record, const CAttribute& value) {
+    Fill(context, record.type, value.oid);
+    Fill(context, AddTo(context, record.values), value.value);
+}
+
+void Read(const asn1rt::ASN1TList<asn1data::Attribute>& record, CAttributes& value) {
+    value.clear();
+    for (const asn1data::Attribute& attribute : record) {
+        for (const asn1data::AttributeValue& one : attribute.values) {
+            CAttribute& added = value.emplace_back();
+            added.oid = ReadOid(attribute.type);
+            Read(one, added.value);
+        }
+    }
+}
+
+void Fill(asn1rt::ASN1Context& context, asn1data::Extension& record, const CExtension& value) {
+    Fill(context, record.extnID, value.oid);
+    record.m.criticalPresent = value.critical;
+    record.critical = value.critical;
+    Fill(context, record.extnValue, value.value);
+}
+
+void Read(const asn1data::Extension& record, CExtension& value) {
+    value.oid = ReadOid(record.extnID);
+    value.critical = record.critical != 0;
+    Read(record.extnValue, value.value);
+}
+
+void Fill(asn1rt::ASN1Context& context, asn1data::Extensions& record, const CExtensions& value) {
+    for (const CExtension& extension : value) Fill(context, AddTo(context, record), extension);
+}
+
+void Read(const asn1data::Extensions& record, CExtensions& value) {
+    value.clear();
+    for (const asn1data::Extension& extension : record) Read(extension, value.emplace_back());
+}
+
+std::string DecodeContentType(const CBlob& encoded) {
+    Decoded<asn1data::ASN1C_ContentType, asn1data::ContentType> record(encoded.Bytes());
+    return ReadOid(*record);
+}
+
+std::vector<CBlob> DecodeCertificateValues(const CBlob& encoded) {
+    Decoded<asn1data::ASN1C_CertificateValues, asn1data::CertificateValues> record(encoded.Bytes());
+    std::vector<CBlob> certificates;
+    for (asn1data::Certificate& certificate : *record) {
+        certificates.push_back(EncodeRecord<asn1data::ASN1C_Certificate>(certificate));
+    }
+    return certificates;
+}
+
+}  // namespace Ferroline::ASN1

@@ -1,0 +1,86 @@
+#include "stamps/date_time.h"
+
+#include <ctime>
+#include <stdexcept>
+
+#include "support.h"
+
+namespace stamps_tests {
+namespace {
+
+using Ferroline::CDateTime;
+using Ferroline::CDateTimeSpan;
+
+// Ticks from 1601 to 1970: 134774 days.
+constexpr std::uint64_t kEpoch = 134774ULL * 86400 * 10000000;
+
+std::uint64_t SinceEpoch(std::uint64_t seconds, std::uint64_t microseconds = 0) {
+    return kEpoch + seconds * 10000000 + microseconds * 10;
+}
+
+struct Row {
+    const char* name;
+    const char* text;
+    unsigned thrown;
+    std::uint64_t ticks;
+};
+
+// Seconds by `date -u -d ... +%s`.
+const Row kRows[] = {
+    {"the start of 1970", "19700101000000Z", 0, SinceEpoch(0)},
+    {"no fraction", "20260101123456Z", 0, SinceEpoch(1767270896)},
+    {"without Z", "20260101123456", 0, SinceEpoch(1767270896)},
+    {"a half", "20260101123456.5Z", 0, SinceEpoch(1767270896, 500000)},
+    {"six digits", "20260101123456.000001Z", 0, SinceEpoch(1767270896, 1)},
+    {"a fraction without Z", "20260101123456.25", 0, SinceEpoch(1767270896, 250000)},
+    {"a point alone", "20260101123456.Z", 0, SinceEpoch(1767270896)},
+    {"a leap day", "20240229000000Z", 0, SinceEpoch(1709164800)},
+    {"the first of 1601", "16010101000000Z", 0, 0},
+    {"no leap day", "20250229000000Z", kFail, 0},
+    {"a thirteenth month", "20251301000000Z", kFail, 0},
+    {"hour 24", "20250101240000Z", kFail, 0},
+    {"before 1601", "16001231235959Z", kFail, 0},
+    {"an offset", "20260101123456+0100", kFail, 0},
+    {"a letter", "2026010112345xZ", kFail, 0},
+    {"a letter in the fraction", "20260101123456.1xZ", kFail, 0},
+    {"too short", "202601011234Z", kFail, 0},
+    {"nothing", "", kFail, 0},
+};
+
+TEST(DateTime, FromText) {
+    for (const Row& row : kRows) {
+        CDateTime time;
+        EXPECT_EQ(Thrown([&] { time = CDateTime(row.text); }), row.thrown) << row.name;
+        if (row.thrown == 0) {
+            EXPECT_EQ(time.GetTicks(), row.ticks) << row.name;
+        }
+    }
+    EXPECT_THROW(CDateTime("20260101123456.1234567Z"), std::length_error);
+}
+
+TEST(DateTime, Arithmetic) {
+    const CDateTime start;
+    EXPECT_EQ(start.GetTicks(), kEpoch);
+    const CDateTimeSpan hour(3600, 7);
+    EXPECT_EQ((start + hour).GetTicks(), SinceEpoch(3600, 7));
+    EXPECT_EQ(start + hour - hour, start);
+    EXPECT_LT(start, start + hour);
+    // The halves: a carry into the high one.
+    EXPECT_LT(CDateTime(1, 0xFFFFFFFF), CDateTime(2, 0));
+    EXPECT_EQ(CDateTime(0, 10) - CDateTimeSpan(0, 1), CDateTime(0, 0));
+    EXPECT_EQ(Thrown([] { (void)(CDateTime(0, 9) - CDateTimeSpan(0, 1)); }), kFail);
+    EXPECT_EQ(Thrown([] { (void)(CDateTime(0xFFFFFFFF, 0xFFFFFFFF) + CDateTimeSpan(0, 1)); }),
+              kFail);
+    EXPECT_EQ(CDateTimeSpan(0xFFFFFFFF).GetTicks(), 42949672950000000ULL);
+}
+
+TEST(DateTime, Now) {
+    const auto before = static_cast<std::uint64_t>(std::time(nullptr));
+    const CDateTime now = CDateTime::Now();
+    EXPECT_EQ(now.GetTicks() % 10, 0U);
+    EXPECT_GE(now.GetTicks(), SinceEpoch(before));
+    EXPECT_LE(now.GetTicks(), SinceEpoch(before + 10));
+}
+
+}  // namespace
+}  // namespace stamps_tests

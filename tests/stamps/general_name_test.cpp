@@ -1,0 +1,245 @@
+#include "stamps/general_name.h"
+
+#include "asn1data/CertificateExtensions.h"
+#include "stamps/generated.h"
+#include "stamps/name_text.h"
+#include "stamps/other_hash.h"
+#include "support.h"
+
+namespace stamps_tests {
+namespace {
+
+using namespace Ferroline::ASN1;
+
+struct Row {
+    const char* name;
+    const char* der;
+    std::uint32_t selector;
+    const wchar_t* text;
+};
+
+// CN=A with a UTF8String.
+constexpr const char* kCommonName = "30{31{30{06{550403} 0C{41}}}}";
+
+const Row kRows[] = {
+    {"rfc822Name", "8103614062", 2, L"rfc822Name: a@b"},
+    {"dNSName", "82022E61", 3, L"dNSName: .a"},
+    {"directoryName", "A4{30{31{30{06{550403} 0C{41}}}}}", 5, L"directoryName: CN=A"},
+    {"uniformResourceIdentifier", "8603613A2F", 7, L"uniformResourceIdentifier: a:/"},
+    {"iPAddress", "87047F000001", 8, L"iPAddress: (to string is not implemented)"},
+    {"registeredID", "88032A8648", 9, L"registeredID: 1.2.840"},
+    {"an empty text", "8200", 3, L"dNSName: "},
+};
+
+TEST(GeneralName, DecodesAndEncodes) {
+    for (const Row& row : kRows) {
+        CGeneralName name;
+        name.Decode(Der(row.der));
+        EXPECT_EQ(name.GetSelector(), row.selector) << row.name;
+        EXPECT_EQ(name.ToString(), row.text) << row.name;
+        EXPECT_EQ(name.Encode(), Der(row.der)) << row.name;
+        const CGeneralName copy(name);
+        EXPECT_EQ(copy, name) << row.name;
+        EXPECT_FALSE(copy == CGeneralName()) << row.name;
+        // Each getter but one is null.
+        const int found = (name.GetRfc822Name() != nullptr) + (name.GetDNSName() != nullptr) +
+                          (name.GetDirectoryName() != nullptr) +
+                          (name.GetUniformResourceIdentifier() != nullptr) +
+                          (name.GetIPAddress() != nullptr) + (name.GetRegisteredID() != nullptr);
+        EXPECT_EQ(found, 1) << row.name;
+    }
+}
+
+struct RefusedRow {
+    const char* name;
+    const char* der;
+    unsigned thrown;
+};
+
+const RefusedRow kRefused[] = {
+    {"otherName", "A0{06{2A03} A0{0500}}", kInvalidArgument},
+    {"x400Address", "A3{30{}}", kInvalidArgument},
+    {"ediPartyName", "A5{A1{0C{41}}}", kInvalidArgument},
+    {"an unknown tag", "8900", kAsn1Internal},
+    {"cut", "810361", kAsn1Internal},
+    {"a NUL in the text", "82036100 62", kAsn1Internal},
+    {"nothing", "", kAsn1Internal},
+};
+
+TEST(GeneralName, Refuses) {
+    for (const RefusedRow& row : kRefused) {
+        CGeneralName name;
+        EXPECT_EQ(Thrown([&] { name.Decode(Der(row.der)); }), row.thrown) << row.name;
+    }
+    EXPECT_EQ(CGeneralName().ToString(), L"");
+    EXPECT_EQ(Thrown([] { (void)CGeneralName().Encode(); }), kAsn1Internal);
+    CGeneralName name;
+    name.SetRegisteredID(L"1.2.x");
+    EXPECT_EQ(Thrown([&] { (void)name.Encode(); }), kAsn1Internal);
+    name.SetDirectoryName(Bytes("0500"));
+    EXPECT_EQ(Thrown([&] { (void)name.Encode(); }), kAsn1Internal);
+    name.SetDNSName(std::wstring(L"a\0b", 3));
+    EXPECT_EQ(Thrown([&] { (void)name.Encode(); }), kAsn1Internal);
+}
+
+TEST(GeneralName, ChangesItsAlternative) {
+    CGeneralName name;
+    name.SetDNSName(L"one");
+    name.SetDNSName(*name.GetDNSName() + L" two");
+    EXPECT_EQ(*name.GetDNSName(), L"one two");
+    CGeneralName copy;
+    copy.SetIPAddress(Bytes("01"));
+    copy = name;
+    name.SetDirectoryName(Der(kCommonName));
+    EXPECT_EQ(*copy.GetDNSName(), L"one two");
+    EXPECT_EQ(name.ToString(), L"directoryName: CN=A");
+    copy = CGeneralName();
+    EXPECT_EQ(copy.GetSelector(), 0U);
+}
+
+TEST(Choice, SetChecks) {
+    CGeneralNameImpl name;
+    EXPECT_TRUE(name.GetTraits(5)->Is(5));
+    for (const std::uint32_t unknown : {0U, 1U, 4U, 6U, 10U}) {
+        EXPECT_TRUE(name.GetTraits(unknown)->Is(0)) << unknown;
+    }
+    EXPECT_EQ(Thrown([&] { name.Set(3, nullptr); }), kInvalidArgument);
+    const std::wstring text = L"text";
+    name.Set(3, &text);
+    EXPECT_EQ(*name.Get<std::wstring>(3), L"text");
+    EXPECT_EQ(name.Get<std::wstring>(2), nullptr);
+
+    struct NoTraits final : Choice {
+        const ChoiceValueTraits* GetTraits(std::uint32_t) const override { return nullptr; }
+    } none;
+    EXPECT_EQ(Thrown([&] { none.Set(1, &text); }), kInvalidArgument);
+}
+
+TEST(OtherHash, Alternatives) {
+    COtherHash hash;
+    EXPECT_EQ(hash.GetSha1Hash(), nullptr);
+    hash.SetSha1Hash(Bytes("0102"));
+    COtherHash other(hash);
+    EXPECT_EQ(other, hash);
+    other.SetOtherHash({CAlgorithmIdentifier("1.2.3"), Bytes("0102")});
+    EXPECT_EQ(other.GetSha1Hash(), nullptr);
+    EXPECT_FALSE(other == hash);
+    hash = other;
+    EXPECT_EQ(hash, other);
+    EXPECT_EQ(hash.GetOtherHash()->algorithm.GetOID(), "1.2.3");
+}
+
+struct OidRow {
+    const char* oid;
+    bool accepted;
+};
+
+const OidRow kOids[] = {
+    {"1.2", true},
+    {"2.999.3", true},
+    {"1.2.4294967295", true},
+    {"2.4294967215", true},
+    {"2.4294967216", false},
+    {"1.2.4294967296", false},
+    {"1.40", false},
+    {"3.1", false},
+    {"1", false},
+    {"", false},
+    {"1.2.", false},
+    {".1.2", false},
+    {"1..2", false},
+    {"1.-2", false},
+    {"1. 2", false},
+    {"1.2x", false},
+};
+
+TEST(Generated, ObjectIdentifiers) {
+    asn1rt::ASN1BEREncodeBuffer buffer;
+    asn1rt::ASN1OBJID record;
+    std::string many = "1.2";
+    for (int i = 0; i < 126; ++i) many += ".3";
+    std::vector<OidRow> rows(std::begin(kOids), std::end(kOids));
+    const std::string tooMany = many + ".3";
+    rows.push_back({many.c_str(), true});
+    rows.push_back({tooMany.c_str(), false});
+    for (const OidRow& row : rows) {
+        const unsigned thrown = Thrown([&] { Fill(*buffer.getContextPtr(), record, row.oid); });
+        EXPECT_EQ(thrown, row.accepted ? 0 : kAsn1Internal) << row.oid;
+        if (row.accepted) {
+            EXPECT_EQ(ReadOid(record), row.oid);
+        }
+    }
+}
+
+struct IntegerRow {
+    const char* name;
+    const char* text;  // as the codec decodes it
+    const char* hex;
+    std::int64_t number;  // -1: out of range
+};
+
+const IntegerRow kIntegers[] = {
+    {"zero", "0x00", "00", 0},
+    {"128", "0x0080", "0080", 128},
+    {"-1", "0x0ff", "FF", -1},
+    {"the largest", "0x00ffffffff", "00FFFFFFFF", 0xFFFFFFFF},
+    {"one more", "0x0100000000", "0100000000", -1},
+    {"long", "0x0102030405060708090a", "0102030405060708090A", -1},
+    {"without bytes", "0x0", "00", 0},
+};
+
+TEST(Generated, Integers) {
+    for (const IntegerRow& row : kIntegers) {
+        asn1rt::ASN1BigInt record;
+        record.text = row.text;
+        CBigInteger value;
+        Read(record, value);
+        EXPECT_EQ(value.ToHex(), row.hex) << row.name;
+        std::int64_t number = -1;
+        const unsigned thrown = Thrown([&] { number = ReadUnsigned(record); });
+        EXPECT_EQ(thrown, row.number < 0 ? kInvalidArgument : 0) << row.name;
+        EXPECT_EQ(number, row.number) << row.name;
+    }
+}
+
+struct NameRow {
+    const char* name;
+    const char* der;
+    unsigned thrown;
+    const wchar_t* text;
+};
+
+const NameRow kNames[] = {
+    {"empty", "30{}", 0, L""},
+    {"printable", "30{31{30{06{550406} 13{5255}}}}", 0, L"C=RU"},
+    {"UTF8", "30{31{30{06{55040A} 0C{D096}}}}", 0, L"O=\u0416"},
+    {"UTF8 of four bytes", "30{31{30{06{55040A} 0C{F09F9880}}}}", 0, L"O=\U0001F600"},
+    {"BMP", "30{31{30{06{55040A} 1E{0416}}}}", 0, L"O=\u0416"},
+    {"BMP with surrogates", "30{31{30{06{55040A} 1E{D83DDE00}}}}", 0, L"O=\U0001F600"},
+    {"universal", "30{31{30{06{55040A} 1C{0001F600}}}}", 0, L"O=\U0001F600"},
+    {"teletex", "30{31{30{06{55040B} 14{41}}}}", 0, L"OU=A"},
+    {"IA5", "30{31{30{06{2A864886F70D010901} 16{4040}}}}", 0, L"E=@@"},
+    {"two in one, in the order of the encoding",
+     "30{31{30{06{550407} 0C{4C32}} 30{06{550403} 0C{41}}}}", 0, L"L=L2+CN=A"},
+    {"two, without escaping", "30{31{30{06{550403} 0C{412C3D2B}}} 31{30{06{550408} 0C{42}}}}", 0,
+     L"CN=A,=+,ST=B"},
+    {"an unknown type", "30{31{30{06{2A03} 0C{41}}}}", 0, L"1.2.3=#0C0141"},
+    {"an unknown type of any value", "30{31{30{06{2A03} 30{0500}}}}", 0, L"1.2.3=#30020500"},
+    {"a domain component", "30{31{30{06{0992268993F22C640119} 16{5255}}}}", 0, L"DC=RU"},
+    {"a number for a string", "30{31{30{06{550403} 02{41}}}}", kAsn1Internal, L""},
+    {"a constructed string", "30{31{30{06{550403} 2C{0C{41}}}}}", kAsn1Internal, L""},
+    {"half a character", "30{31{30{06{550403} 1E{041604}}}}", kAsn1Internal, L""},
+    {"no Name", "0500", kAsn1Internal, L""},
+    {"cut", "300C310A30080603550403 0C02", kAsn1Internal, L""},
+};
+
+TEST(NameText, Names) {
+    for (const NameRow& row : kNames) {
+        std::wstring text;
+        EXPECT_EQ(Thrown([&] { text = NameToText(Der(row.der)); }), row.thrown) << row.name;
+        EXPECT_EQ(text, row.text) << row.name;
+    }
+}
+
+}  // namespace
+}  // namespace stamps_tests

@@ -1,0 +1,124 @@
+#include "stamps/store_set.h"
+
+#include <cstdlib>
+#include <memory>
+
+#include "stamps/holders.h"
+#include "support.h"
+
+namespace stamps_tests {
+namespace {
+
+using ATL2::CStoreSet;
+
+constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
+
+class StoreSet : public testing::Test {
+  protected:
+    void SetUp() override {
+        ::setenv("KESTREL_HOME", folder.Path().c_str(), 1);
+        folder.Run(
+            "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -keyout key "
+            "-subj /CN=One -outform DER -out one.der");
+        certificate = folder.Read("one.der");
+    }
+    void TearDown() override { ::unsetenv("KESTREL_HOME"); }
+
+    void Put(HCERTSTORE store) {
+        EXPECT_TRUE(CertAddEncodedCertificateToStore(store, kEncoding, certificate.GetData(),
+                                                     certificate.GetSize(), CERT_STORE_ADD_ALWAYS,
+                                                     nullptr));
+    }
+    static int Count(HCERTSTORE store) {
+        int count = 0;
+        PCCERT_CONTEXT context = nullptr;
+        while ((context = CertEnumCertificatesInStore(store, context)) != nullptr) ++count;
+        return count;
+    }
+
+    Folder folder;
+    CBlob certificate;
+};
+
+TEST_F(StoreSet, CopiesShareTheStore) {
+    auto first = std::make_unique<CStoreSet>();
+    EXPECT_EQ(first->GetHandle(), nullptr);
+    ASSERT_EQ(first->OpenMemory(), S_OK);
+    Put(first->GetHandle());
+    const CStoreSet copy(*first);
+    first.reset();
+    EXPECT_EQ(Count(copy.GetHandle()), 1);
+}
+
+TEST_F(StoreSet, OpensOnce) {
+    CStoreSet set;
+    ASSERT_EQ(set.OpenMemory(), S_OK);
+    const HCERTSTORE handle = set.GetHandle();
+    EXPECT_EQ(static_cast<unsigned>(set.OpenMemory()), kFail);
+    EXPECT_EQ(static_cast<unsigned>(set.OpenCollection()), kFail);
+    EXPECT_EQ(static_cast<unsigned>(set.OpenSystem(L"My")), kFail);
+    EXPECT_EQ(set.GetHandle(), handle);
+}
+
+TEST_F(StoreSet, CollectionKeepsItsMembers) {
+    CStoreSet collection;
+    ASSERT_EQ(collection.OpenCollection(), S_OK);
+    HCERTSTORE handle = nullptr;
+    {
+        CStoreSet member;
+        ASSERT_EQ(member.OpenMemory(), S_OK);
+        handle = member.GetHandle();
+        Put(handle);
+        ASSERT_EQ(collection.Add(member), S_OK);
+    }
+    EXPECT_EQ(Count(collection.GetHandle()), 1);
+    // The member's own handle lives as long as the collection.
+    EXPECT_EQ(Count(handle), 1);
+    CStoreSet copy;
+    copy = collection;
+    collection = CStoreSet();
+    EXPECT_EQ(Count(copy.GetHandle()), 1);
+    copy = CStoreSet();
+    EXPECT_FALSE(CertCloseStore(handle, 0));
+}
+
+TEST_F(StoreSet, AddRefuses) {
+    CStoreSet empty;
+    CStoreSet memory;
+    ASSERT_EQ(memory.OpenMemory(), S_OK);
+    EXPECT_EQ(static_cast<unsigned>(empty.Add(memory)), kFail);
+    EXPECT_EQ(static_cast<unsigned>(memory.Add(memory)), kInvalidArgument);
+    CStoreSet collection;
+    ASSERT_EQ(collection.OpenCollection(), S_OK);
+    EXPECT_NE(collection.Add(empty), S_OK);
+    EXPECT_EQ(Count(collection.GetHandle()), 0);
+}
+
+TEST_F(StoreSet, SystemStoreIsReadOnly) {
+    CStoreSet missing;
+    EXPECT_EQ(static_cast<unsigned>(missing.OpenSystem(L"AddressBook")), 0x80070002U);
+    EXPECT_EQ(missing.GetHandle(), nullptr);
+    const HCERTSTORE store = CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0,
+                                           CERT_SYSTEM_STORE_CURRENT_USER, L"AddressBook");
+    Put(store);
+    CertCloseStore(store, 0);
+    ASSERT_EQ(missing.OpenSystem(L"AddressBook"), S_OK);
+    EXPECT_EQ(Count(missing.GetHandle()), 1);
+    EXPECT_FALSE(CertAddEncodedCertificateToStore(missing.GetHandle(), kEncoding,
+                                                  certificate.GetData(), certificate.GetSize(),
+                                                  CERT_STORE_ADD_ALWAYS, nullptr));
+}
+
+TEST_F(StoreSet, ContextOutlivesAClosedStoreAndTheLastErrorStays) {
+    CStoreSet set;
+    ASSERT_EQ(set.OpenMemory(), S_OK);
+    Put(set.GetHandle());
+    const ATL2::CertificateHolder context(CertEnumCertificatesInStore(set.GetHandle(), nullptr));
+    SetLastError(4711);
+    set = CStoreSet();
+    EXPECT_EQ(GetLastError(), 4711U);
+    EXPECT_EQ(context->cbCertEncoded, certificate.GetSize());
+}
+
+}  // namespace
+}  // namespace stamps_tests

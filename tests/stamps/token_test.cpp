@@ -1,0 +1,351 @@
+// Tokens that `openssl ts` made, and records written by hand.
+#include <algorithm>
+
+#include "reference.h"
+#include "stamps/cert_id.h"
+#include "stamps/name_text.h"
+#include "stamps/stamp_records.h"
+#include "support.h"
+
+namespace stamps_tests {
+namespace {
+
+using namespace Ferroline::PKI;
+namespace ASN1 = Ferroline::ASN1;
+
+std::string Raw(const CBlob& blob) {
+    return {reinterpret_cast<const char*>(blob.GetData()), blob.GetSize()};
+}
+
+CBlob Blob(const std::string& bytes) {
+    return {bytes.data(), static_cast<std::uint32_t>(bytes.size())};
+}
+
+struct ServiceRow {
+    const char* name;
+    const char* key;
+    const char* settings;  // of the service
+    const char* query;
+};
+
+const ServiceRow kServices[] = {
+    {"rsa, everything", "rsa:2048",
+     "accuracy = secs:1, millisecs:500, microsecs:100\nclock_precision_digits = 6\n"
+     "ordering = yes\ntsa_name = yes\ness_cert_id_chain = yes\ness_cert_id_alg = sha1\n",
+     "-sha512 -cert -tspolicy 1.2.3.4.6"},
+    {"ec, ESSCertIDv2, accuracy in part", "ec -pkeyopt ec_paramgen_curve:P-256",
+     "accuracy = millisecs:20\ness_cert_id_alg = sha256\ntsa_name = yes\n", "-sha256 -cert"},
+    {"ec, as little as can be", "ec -pkeyopt ec_paramgen_curve:P-384", "ess_cert_id_alg = sha512\n",
+     "-sha256 -no_nonce"},
+};
+
+// A request and its response, made in the folder.
+void Serve(const Folder& folder, const ServiceRow& row) {
+    folder.Write("data", "the data");
+    folder.Write("serial", "7FFE");
+    folder.Write("tsa.cnf", std::string("[tsa]\ndefault_tsa=it\n[it]\nserial=serial\n"
+                                        "signer_digest=sha256\ndigests=sha256,sha512\n"
+                                        "default_policy=1.2.3.4.5\nother_policies=1.2.3.4.6\n") +
+                                row.settings);
+    folder.Run(
+        std::string("openssl req -x509 -nodes -keyout key -out cert -set_serial 0xABCDEF "
+                    "-utf8 -subj '/C=RU/O=\320\246\320\265\320\275\321\202\321\200/CN=Stamps' "
+                    "-addext extendedKeyUsage=critical,timeStamping -newkey ") +
+        row.key);
+    folder.Run(std::string("openssl ts -query -data data -out query ") + row.query);
+    folder.Run(
+        "openssl ts -reply -config tsa.cnf -section it -signer cert -inkey key "
+        "-queryfile query -out response");
+}
+
+void ExpectContent(const CTokenInfo& token, const Reference& expected) {
+    EXPECT_EQ(std::to_string(token.version), expected.version);
+    EXPECT_EQ(token.policy, expected.policy);
+    EXPECT_EQ(token.hashAlgorithm.GetOID(), expected.hashOid);
+    EXPECT_EQ(token.hashAlgorithm.GetParameters(), Bytes("0500"));
+    EXPECT_EQ(Raw(token.hashValue), expected.hash);
+    EXPECT_EQ(Raw(token.serial), expected.serial);
+    EXPECT_EQ(token.genTime, expected.genTime);
+    EXPECT_EQ(token.ordering, expected.ordering);
+    EXPECT_EQ(token.nonce ? Raw(*token.nonce) : "", expected.nonce);
+    EXPECT_EQ(token.tsa ? Raw(token.tsa->Encode()) : "", expected.tsa);
+    EXPECT_EQ(token.accuracy.has_value(), expected.hasAccuracy);
+    EXPECT_EQ(token.accuracy.value_or(CAccuracy{}),
+              (CAccuracy{expected.seconds, expected.millis, expected.micros}));
+    EXPECT_FALSE(token.extensions);
+}
+
+void ExpectSigner(const CTokenInfo& token, const Reference& expected) {
+    EXPECT_EQ(token.signer.version, expected.signerVersion);
+    EXPECT_EQ(Raw(token.signer.issuer), expected.issuer);
+    EXPECT_EQ(Raw(token.signer.serial), expected.signerSerial);
+    EXPECT_EQ(token.signer.digestAlgorithm.GetOID(), expected.digestOid);
+    EXPECT_EQ(token.signer.signatureAlgorithm.GetOID(), expected.signatureOid);
+    EXPECT_EQ(Raw(token.signer.signature), expected.signature);
+    std::vector<std::string> certificates;
+    for (const CBlob& certificate : token.certificates.value_or(std::vector<CBlob>{})) {
+        certificates.push_back(Raw(certificate));
+    }
+    EXPECT_EQ(certificates, expected.certificates);
+}
+
+// Their values stand as they were encoded.
+void ExpectAttributes(const CTokenInfo& token, const Reference& expected) {
+    std::vector<std::pair<std::string, std::string>> attributes;
+    for (const ASN1::CAttribute& attribute : *token.signedAttributes) {
+        attributes.emplace_back(attribute.oid, Raw(attribute.value));
+    }
+    EXPECT_EQ(attributes, expected.attributes);
+}
+
+TEST(Token, GivesBackEveryField) {
+    for (const ServiceRow& row : kServices) {
+        SCOPED_TRACE(row.name);
+        const Folder folder;
+        Serve(folder, row);
+        const Reference expected = ReadResponse(Raw(folder.Read("response")));
+        ASSERT_FALSE(expected.token.empty());
+        CStampResponse response;
+        response.Decode(folder.Read("response"));
+        EXPECT_EQ(response.status.status, kGranted);
+        EXPECT_EQ(response.status.failInfo, 0U);
+        EXPECT_TRUE(response.status.statusString.empty());
+        ASSERT_TRUE(response.token);
+        ExpectContent(*response.token, expected);
+        ExpectSigner(*response.token, expected);
+        ExpectAttributes(*response.token, expected);
+        EXPECT_FALSE(response.token->unsignedAttributes);
+        EXPECT_EQ(Raw(response.token->encoded), expected.token);
+        EXPECT_EQ(Raw(response.token->serial), std::string("\x7F\xFF"));
+        EXPECT_EQ(ASN1::NameToText(response.token->signer.issuer),
+                  L"C=RU,O=\u0426\u0435\u043D\u0442\u0440,CN=Stamps");
+        EXPECT_EQ(response.token->nonce ? Raw(*response.token->nonce) : "",
+                  NonceOf(Raw(folder.Read("query"))));
+    }
+}
+
+// Every constructed element of DER in the indefinite form.
+std::string Indefinite(std::string_view der) {
+    std::string out;
+    while (!der.empty()) {
+        std::size_t header = 2;
+        auto length = static_cast<std::size_t>(static_cast<unsigned char>(der[1]));
+        if (length > 0x7F) {
+            const std::size_t octets = length & 0x7F;
+            length = 0;
+            for (; header < 2 + octets; ++header) {
+                length = length << 8 | static_cast<unsigned char>(der[header]);
+            }
+        }
+        const auto contents = der.substr(header, length);
+        if ((der[0] & 0x20) == 0) {
+            out += der.substr(0, header + length);
+        } else {
+            out += std::string{der[0], '\x80'} + Indefinite(contents) + std::string(2, '\0');
+        }
+        der.remove_prefix(header + length);
+    }
+    return out;
+}
+
+class OneToken : public testing::Test {
+  protected:
+    void SetUp() override {
+        Serve(folder, kServices[0]);
+        expected = ReadResponse(Raw(folder.Read("response")));
+    }
+    Folder folder;
+    Reference expected;
+};
+
+TEST_F(OneToken, InOtherEncodings) {
+    CTokenInfo token;
+    token.Decode(Blob(Indefinite(expected.token)));
+    ExpectContent(token, expected);
+    ExpectSigner(token, expected);
+    // What follows a token is no part of it.
+    token.Decode(Blob(expected.token + "rest"));
+    EXPECT_EQ(Raw(token.encoded), expected.token);
+}
+
+TEST_F(OneToken, UnsignedAttributesAndSigningCertificate) {
+    CTokenInfo token;
+    token.Decode(Blob(WithUnsignedAttribute(expected.token, "1.2.3.4.5.6", "abc")));
+    ASSERT_EQ(token.unsignedAttributes.value().size(), 1U);
+    EXPECT_EQ(token.unsignedAttributes->front(),
+              (ASN1::CAttribute{"1.2.3.4.5.6", Der("16{616263}")}));
+    // The hash by the openssl command.
+    folder.Run("openssl x509 -in cert -outform DER | openssl dgst -sha1 -binary >sha1");
+    const auto found = std::ranges::find(*token.signedAttributes, "1.2.840.113549.1.9.16.2.12",
+                                         &ASN1::CAttribute::oid);
+    ASSERT_NE(found, token.signedAttributes->end());
+    ASN1::CSigningCertificate signing;
+    ASN1::Decode(found->value, signing);
+    ASSERT_EQ(signing.certs.size(), 1U);
+    EXPECT_EQ(signing.certs[0].hash, folder.Read("sha1"));
+    const CBlob values = Der("30{" + Blob(expected.certificates[0]).ToHex() + "}");
+    EXPECT_EQ(ASN1::DecodeCertificateValues(values),
+              std::vector<CBlob>{Blob(expected.certificates[0])});
+}
+
+TEST_F(OneToken, DamagedOnesFailAsTold) {
+    const std::string whole = Raw(folder.Read("response"));
+    for (std::size_t length = 0; length < whole.size(); ++length) {
+        CStampResponse response;
+        const unsigned thrown = Thrown([&] { response.Decode(Blob(whole.substr(0, length))); });
+        ASSERT_EQ(thrown, length == 0 ? kInvalidArgument : kAsn1Internal) << length;
+    }
+    for (std::size_t at = 0; at < whole.size(); ++at) {
+        std::string damaged = whole;
+        damaged[at] = static_cast<char>(damaged[at] ^ 0x21);
+        CStampResponse response;
+        const unsigned thrown = Thrown([&] { response.Decode(Blob(damaged)); });
+        ASSERT_TRUE(thrown == 0 || thrown == kAsn1Internal || thrown == kInvalidArgument ||
+                    thrown == kBadMessage)
+            << at << ": " << std::hex << thrown;
+    }
+}
+
+// ---- by hand -----------------------------------------------------------------
+
+struct InfoRow {
+    const char* name;
+    std::string der;
+    unsigned thrown;
+    std::uint32_t version = 1;
+};
+
+// A TSTInfo with this version, and with this behind the time.
+std::string Info(const std::string& version, const std::string& rest) {
+    return "30{" + version + "06{2A03} 30{30{06{2A04}} 04{AA}} 02{05}" +
+           "18{3230323630313031303030303030 5A}" + rest + "}";
+}
+
+const InfoRow kInfos[] = {
+    {"the least", Info("02{01}", ""), 0},
+    {"a version of two bytes is folded", Info("02{0102}", ""), 0, 13},
+    {"and one of four", Info("02{01000000}", ""), 0, 1331},
+    {"a version of five", Info("02{0100000000}", ""), kInvalidArgument},
+    {"accuracy of seconds", Info("02{01}", "30{02{02}}"), 0},
+    {"seconds beyond 32 bits", Info("02{01}", "30{02{0100000000}}"), kInvalidArgument},
+    {"negative seconds", Info("02{01}", "30{02{FF}}"), kInvalidArgument},
+    {"1000 milliseconds", Info("02{01}", "30{80{03E8}}"), kAsn1Internal},
+    {"0 microseconds", Info("02{01}", "30{81{00}}"), kAsn1Internal},
+    {"a tsa that is not kept", Info("02{01}", "A0{A0{06{2A03} A0{0500}}}"), kInvalidArgument},
+    {"no time", "30{02{01} 06{2A03} 30{30{06{2A04}} 04{AA}} 02{05}}", kAsn1Internal},
+    {"fields out of order", Info("02{01}", "A1{30{06{2A03} 0400}} 02{05}"), kAsn1Internal},
+};
+
+TEST(TstInfo, Rows) {
+    for (const InfoRow& row : kInfos) {
+        CTokenInfo token;
+        const CBlob der = Der(row.der);
+        EXPECT_EQ(Thrown([&] { ReadContent(der, token); }), row.thrown) << row.name;
+        if (row.thrown != 0) continue;
+        EXPECT_EQ(token.version, row.version) << row.name;
+        EXPECT_EQ(token.genTime, "20260101000000Z") << row.name;
+    }
+}
+
+TEST(TstInfo, RestOfTheFields) {
+    CTokenInfo token;
+    ReadContent(Der(Info("02{01}",
+                         "30{02{02} 81{64}} 0101FF 02{FF01} A0{82{41}}"
+                         "A1{30{06{2A05} 0101FF 04{0500}} 30{06{2A06} 0400}}")),
+                token);
+    EXPECT_EQ(*token.accuracy, (CAccuracy{2, 0, 100}));
+    EXPECT_TRUE(token.ordering);
+    EXPECT_EQ(token.nonce->ToHex(), "FF01");
+    EXPECT_EQ(token.tsa->ToString(), L"dNSName: A");
+    const CExtensions expected = {{{"1.2.5", Der("0500")}, true}, {{"1.2.6", {}}, false}};
+    EXPECT_EQ(*token.extensions, expected);
+    // What the next one lacks is empty again.
+    ReadContent(Der(Info("02{01}", "")), token);
+    EXPECT_FALSE(token.accuracy || token.ordering || token.nonce || token.tsa || token.extensions);
+}
+
+struct StatusRow {
+    const char* name;
+    const char* der;
+    unsigned thrown;
+    std::uint32_t status;
+    std::uint32_t failInfo;
+    std::vector<std::wstring> texts;
+};
+
+const StatusRow kStatuses[] = {
+    {"granted without a token", "30{30{02{00}}}", 0, 0, 0, {}},
+    {"waiting", "30{30{02{03}}}", 0, 3, 0, {}},
+    {"rejected, with texts",
+     "30{30{02{02} 30{0C{6F6E65} 0C{D096}}}}",
+     0,
+     2,
+     0,
+     {L"one", L"\u0416"}},
+    {"badAlg and systemFailure", "30{30{02{02} 03{0680000040}}}", 0, 2, 1U | 1U << 25, {}},
+    {"bits beyond the 32nd", "30{30{02{02} 03{00200000000F}}}", 0, 2, 1U << 2, {}},
+    {"a status of three bytes", "30{30{02{010000}}}", 0, 65536, 0, {}},
+    {"a negative status", "30{30{02{FF}}}", kInvalidArgument, 0, 0, {}},
+    {"no texts in the list", "30{30{02{02} 30{}}}", kAsn1Internal, 0, 0, {}},
+    {"a token that is none", "30{30{02{00}} 30{06{2A03} A0{0500}}}", kBadMessage, 0, 0, {}},
+    {"an empty sequence", "30{}", kAsn1Internal, 0, 0, {}},
+};
+
+TEST(Response, Statuses) {
+    EXPECT_EQ(CStampStatus().status, 2U);
+    for (const StatusRow& row : kStatuses) {
+        CStampResponse response;
+        EXPECT_EQ(Thrown([&] { response.Decode(Der(row.der)); }), row.thrown) << row.name;
+        if (row.thrown != 0) continue;
+        EXPECT_EQ(response.status.status, row.status) << row.name;
+        EXPECT_EQ(response.status.failInfo, row.failInfo) << row.name;
+        EXPECT_EQ(response.status.statusString, row.texts) << row.name;
+        EXPECT_FALSE(response.token) << row.name;
+    }
+}
+
+// SignedData with this content and these signers.
+std::string Signed(const std::string& content, const std::string& signers) {
+    return "30{06{2A864886F70D010702} A0{30{02{03} 31{} 30{" + content + "} 31{" + signers + "}}}}";
+}
+
+TEST(Token, RefusesWhatIsNoToken) {
+    const std::string info = "06{2A864886F70D0109100104}";
+    const std::string content = info + "A0{04{" + Info("02{01}", "") + "}}";
+    const std::string rest = "30{06{2A03}} 30{06{2A03}} 0400";
+    const std::string signer = "30{02{01} 30{30{} 02{05}}" + rest + "}";
+    const std::pair<std::string, unsigned> rows[] = {
+        {Signed(content, signer), 0},
+        {Signed("06{2A03} A0{04{}}", signer), kBadMessage},
+        {Signed(info, signer), kBadMessage},
+        {Signed(content, ""), kBadMessage},
+        {Signed(content, "30{02{03} 80{AA}" + rest + "}"), kAsn1Internal},
+        {"30{06{2A864886F70D010701} A0{04{}}}", kBadMessage},
+        {"", kAsn1Internal},
+    };
+    for (const auto& [der, thrown] : rows) {
+        CTokenInfo token;
+        EXPECT_EQ(Thrown([&] { token.Decode(Der(der)); }), thrown) << der;
+    }
+}
+
+TEST(Request, Encodes) {
+    CStampRequest request;
+    request.hashAlgorithm.SetOID("1.2.4");
+    request.hashValue = Bytes("AABB");
+    request.extensions.emplace();
+    EXPECT_EQ(request.Encode(), Der("30{02{01} 30{30{06{2A04}} 04{AABB}}}"));
+    request.hashAlgorithm.SetParameters(Bytes("0500"));
+    request.certReq = true;
+    request.policy = "1.2.3";
+    request.nonce = CBigInteger(Bytes("00FF"));
+    request.extensions->push_back({{"1.2.5", Bytes("01")}, true});
+    request.extensions->push_back({{"1.2.6", {}}, false});
+    EXPECT_EQ(request.Encode(), Der("30{02{01} 30{30{06{2A04} 0500} 04{AABB}} 06{2A03} 02{00FF}"
+                                    "0101FF A0{30{06{2A05} 0101FF 04{01}} 30{06{2A06} 0400}}}"));
+    request.policy = "nonsense";
+    EXPECT_EQ(Thrown([&] { (void)request.Encode(); }), kAsn1Internal);
+}
+
+}  // namespace
+}  // namespace stamps_tests
