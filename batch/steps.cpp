@@ -8,6 +8,9 @@
 namespace kestrel {
 namespace {
 
+// Some files of the system tell no length and hold something all the same.
+bool HoldsNothing(FILE* file) { return std::fgetc(file) == EOF && std::ferror(file) == 0; }
+
 bool IsTerminal() {
     DWORD mode = 0;
     return GetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), &mode) != 0;
@@ -44,11 +47,18 @@ DWORD ReadSource(const char* name, Block& block) {
     const auto size = static_cast<size_t>(source.size);
     block.data.reset(static_cast<BYTE*>(std::malloc(std::max<size_t>(size, 1))));
     if (!block.data) return ReportError(kNoMemory);
-    if (std::fread(block.data.get(), 1, size, source.file.get()) != size) {
-        return EndLine(kReadingFailed, kCannotOpenFile);
-    }
+    const bool whole = size == 0 ? HoldsNothing(source.file.get())
+                                 : std::fread(block.data.get(), 1, size, source.file.get()) == size;
+    if (!whole) return EndLine(kReadingFailed, kCannotOpenFile);
     block.size = static_cast<DWORD>(size);
     return 0;
+}
+
+bool WriteCompanion(const char* name, const void* data, size_t length) {
+    const DWORD attributes = GetFileAttributesA(name);
+    const bool absent = attributes == INVALID_FILE_ATTRIBUTES;
+    if (!absent && (attributes & FILE_ATTRIBUTE_DEVICE) != 0) return false;
+    return WriteWholeFile(name, data, length, false);
 }
 
 }  // namespace kestrel

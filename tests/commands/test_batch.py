@@ -120,7 +120,10 @@ class Hash(BatchCase):
         self.write("a", b"")
         os.mkdir(self.path("a.hsh"))
         self.write("file", b"unchanged")
+        os.mkdir(self.path("special"))
+        os.mkfifo(self.path("special/a.hsh"))
         for name, keys in (("a folder in its place", []), ("no room", ["-dir", "/dev/full"]),
+                           ("a FIFO in its place", ["-dir", "special"]),
                            ("a file for a folder", ["-dir", "file"]),
                            ("two levels", ["-dir", "new/deep"])):
             with self.subTest(name):
@@ -296,7 +299,8 @@ class Signatures(BatchCase):
         self.make_identity("rsa", "rsa")
         self.sparse("big", 2 * GIB)
         self.write("a", b"")
-        names = self.make_unreadable_things()
+        # The last one tells no length, so there is nothing to sign and something to read.
+        names = [*self.make_unreadable_things(), "/proc/version"]
         lines = [name.encode() + b"... " + UNREADABLE for name in names]
         lines += [b"big... " + error_line(b"File is too large.", LARGE), b"a... OK.\n"]
         for command in ("-signf", "-vsignf"):
@@ -306,8 +310,10 @@ class Signatures(BatchCase):
         self.make_identity("rsa", "rsa")
         for name in ("a", "file"):
             self.write(name, b"content")
-        for form in ([], ["-der"]):
-            self.expect_lines(READ, ["-signf", "-dn", "rsa", *form, "-dir", "file", "a", "a"],
+        os.mkdir(self.path("special"))
+        os.mkfifo(self.path("special/a.sgn"))
+        for keys in (["-dir", "file"], ["-der", "-dir", "file"], ["-dir", "special"]):
+            self.expect_lines(READ, ["-signf", "-dn", "rsa", *keys, "a", "a"],
                               b"a... File writing error.\n" * 2)
 
     def test_passwords(self):

@@ -33,9 +33,9 @@ TEST_F(CertificateTest, ReadsWhatTheCommandShows) {
     };
     const Row rows[] = {
         {"rsa", "1.2.840.113549.1.1.1"},
-        {"ec", "1.2.840.10045.2.1"},
-        {"gost-256", "1.2.643.7.1.1.1.1"},
-        {"gost-512", "1.2.643.7.1.1.1.2"},
+        {"p256", "1.2.840.10045.2.1"},
+        {"gost256", "1.2.643.7.1.1.1.1"},
+        {"gost512", "1.2.643.7.1.1.1.2"},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.kind);
@@ -63,36 +63,6 @@ TEST_F(CertificateTest, ReadsWhatTheCommandShows) {
     }
 }
 
-TEST_F(CertificateTest, LaysOutExtensions) {
-    const CertHolder context = ContextOf("ec");
-    const CERT_INFO& info = *context->pCertInfo;
-    const CERT_EXTENSION* basic = CertFindExtension("2.5.29.19", info.cExtension, info.rgExtension);
-    ASSERT_NE(basic, nullptr);
-    EXPECT_EQ(basic->fCritical, TRUE);
-    // BasicConstraints { cA TRUE }
-    EXPECT_EQ(Hex({basic->Value.pbData, basic->Value.cbData}), "30030101ff");
-    EXPECT_EQ(CertFindExtension("2.5.29.1", info.cExtension, info.rgExtension), nullptr);
-}
-
-// A numbered certificate with other validity elements.
-Bytes WithTimes(ByteView first, ByteView second) {
-    const Bytes time = der::Element(0x17, ViewOf("250101000000Z"));
-    const Bytes validity = der::Element(der::kSequence, {time, time});
-    Bytes whole = NumberedCertificate(7);
-    const Bytes wanted = der::Element(der::kSequence, {first, second});
-    der::Cursor parts(der::Cursor(whole).Next().contents);
-    const der::Item toBeSigned = parts.Next();
-    const auto place = std::search(toBeSigned.contents.begin(), toBeSigned.contents.end(),
-                                   validity.begin(), validity.end());
-    Bytes contents(toBeSigned.contents.begin(), place);
-    der::Append(contents, wanted);
-    contents.insert(contents.end(), place + static_cast<std::ptrdiff_t>(validity.size()),
-                    toBeSigned.contents.end());
-    Bytes rest;
-    while (!parts.AtEnd()) der::Append(rest, parts.Next().whole);
-    return der::Element(der::kSequence, {der::Element(der::kSequence, contents), rest});
-}
-
 TEST_F(CertificateTest, ReadsTimes) {
     struct Row {
         const char* name;
@@ -106,7 +76,6 @@ TEST_F(CertificateTest, ReadsTimes) {
         {"without seconds", 0x17, "0901020304Z", "2009-01-02 03:04:00"},
         {"east of UTC", 0x17, "090102030405+0300", "2009-01-02 00:04:05"},
         {"west of UTC", 0x17, "091231230000-0130", "2010-01-01 00:30:00"},
-        {"leap day", 0x18, "20000229120000Z", "2000-02-29 12:00:00"},
         {"fraction", 0x18, "20200101000000.75Z", "2020-01-01 00:00:00"},
         {"no end", 0x18, "99991231235959Z", "9999-12-31 23:59:59"},
         {"before FILETIME", 0x18, "00010101000000Z", "1601-01-01 00:00:00"},
@@ -114,16 +83,14 @@ TEST_F(CertificateTest, ReadsTimes) {
         {"month 13", 0x17, "091301000000Z", ""},
         {"hour 24", 0x17, "090101240000Z", ""},
         {"no zone", 0x17, "090101000000", ""},
-        {"letters", 0x17, "0901010000xxZ", ""},
         {"behind the zone", 0x17, "090101000000Z0", ""},
         {"empty", 0x17, "", ""},
         {"another tag", 0x13, "090101000000Z", ""},
     };
-    const Bytes good = der::Element(0x17, ViewOf("250101000000Z"));
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
         const Bytes time = der::Element(row.tag, ViewOf(std::string_view(row.text)));
-        const CertHolder context = Context(WithTimes(time, good));
+        const CertHolder context = Context(NumberedCertificate(7, time));
         if (*row.expected == '\0') {
             EXPECT_FALSE(context);
             EXPECT_EQ(GetLastError() >> 8, 0x800931U);
@@ -135,7 +102,7 @@ TEST_F(CertificateTest, ReadsTimes) {
 }
 
 TEST_F(CertificateTest, RefusesEveryOtherLength) {
-    const Bytes whole = CertificateOf("ec");
+    const Bytes whole = CertificateOf("p256");
     for (std::size_t length = 0; length < whole.size(); ++length) {
         const Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length));
         SetLastError(0);
@@ -155,7 +122,7 @@ TEST_F(CertificateTest, RefusesEveryOtherLength) {
 // Whatever one wrong octet makes of a certificate, reading it ends, and what reads can
 // be asked for its native form.
 TEST_F(CertificateTest, SurvivesEveryWrongOctet) {
-    const Bytes whole = CertificateOf("ec");
+    const Bytes whole = CertificateOf("p256");
     for (std::size_t at = 0; at < whole.size(); ++at) {
         for (const int change : {0x01, 0x80, 0xFF}) {
             Bytes wrong = whole;
@@ -175,37 +142,27 @@ TEST_F(CertificateTest, SurvivesEveryWrongOctet) {
 }
 
 TEST_F(CertificateTest, CountsContexts) {
-    CertHolder first = ContextOf("ec");
+    CertHolder first = ContextOf("p256");
     CertHolder second(CertDuplicateCertificateContext(first.get()));
     EXPECT_EQ(first.get(), second.get());
     const PCCERT_CONTEXT stale = first.release();
     EXPECT_TRUE(CertFreeCertificateContext(stale));
-    EXPECT_EQ(second->cbCertEncoded, CertificateOf("ec").size());
+    EXPECT_EQ(second->cbCertEncoded, CertificateOf("p256").size());
     second.reset();
     EXPECT_FALSE(CertFreeCertificateContext(stale));
     EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
     EXPECT_EQ(CertDuplicateCertificateContext(stale), nullptr);
     EXPECT_TRUE(CertFreeCertificateContext(nullptr));
-    EXPECT_EQ(CertCreateCertificateContext(0, CertificateOf("ec").data(), 10), nullptr);
+    EXPECT_EQ(CertCreateCertificateContext(0, CertificateOf("p256").data(), 10), nullptr);
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(E_INVALIDARG));
 }
 
 TEST_F(CertificateTest, ReadsRevocationLists) {
-    CertificateOf("ec");
-    WriteFile("ca.cnf", ViewOf("[ca]\ndefault_ca=a\n[a]\ndatabase=index.txt\ncrlnumber=number\n"
-                               "default_md=sha256\ndefault_crl_days=30\ncrl_extensions=e\n[e]\n"
-                               "authorityKeyIdentifier=keyid\n"));
     // Two entries, the second with a reason, in the form in which the command keeps them.
-    WriteFile("index.txt",
-              ViewOf("R\t350101000000Z\t240102030405Z\t01\tunknown\t/CN=a\n"
-                     "R\t350101000000Z\t240203040506Z,keyCompromise\tA1B2\tunknown\t/CN=b\n"));
-    WriteFile("number", ViewOf("10\n"));
-    OpenSsl("x509 -inform DER -in ec.cer -out ec.pem");
-    OpenSsl("ca -gencrl -config ca.cnf -cert ec.pem -keyfile ec.key -out a.crl");
-    OpenSsl("crl -in a.crl -outform DER -out a.der");
-    const Bytes der = ReadFile(Folder() / "a.der");
-    const CrlHolder crl(
-        CertCreateCRLContext(kEncoding, der.data(), static_cast<DWORD>(der.size())));
+    const CrlHolder crl = MakeCrl(
+        "R\t350101000000Z\t240102030405Z\t01\tunknown\t/CN=a\n"
+        "R\t350101000000Z\t240203040506Z,keyCompromise\tA1B2\tunknown\t/CN=b\n",
+        "-crldays 30");
     ASSERT_TRUE(crl);
     const CRL_INFO& info = *crl->pCrlInfo;
     EXPECT_EQ(info.dwVersion, 1U);
@@ -217,11 +174,12 @@ TEST_F(CertificateTest, ReadsRevocationLists) {
     ASSERT_EQ(info.rgCRLEntry[1].cExtension, 1U);
     EXPECT_STREQ(info.rgCRLEntry[1].rgExtension[0].pszObjId, "2.5.29.21");
     EXPECT_EQ(info.cExtension, 2U);
-    const std::string show = OpenSsl("crl -in a.crl -noout -nextupdate -dateopt iso_8601");
+    const std::string show = OpenSsl("crl -in made.crl -noout -nextupdate -dateopt iso_8601");
     EXPECT_NE(show.find(Moment(info.NextUpdate)), std::string::npos) << show;
 
     const CrlHolder more(CertDuplicateCRLContext(crl.get()));
     EXPECT_EQ(more.get(), crl.get());
+    const Bytes der = ReadFile("made.der");
     for (std::size_t length = 1; length < der.size(); ++length) {
         ASSERT_EQ(CertCreateCRLContext(kEncoding, der.data(), static_cast<DWORD>(length)), nullptr);
     }

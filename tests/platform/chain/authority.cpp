@@ -4,11 +4,8 @@
 #include <openssl/rsa.h>
 #include <openssl/x509v3.h>
 
-#include <cstdlib>
-#include <ctime>
+#include <cctype>
 
-#include "base/error.h"
-#include "base/handle.h"
 #include "base/ticks.h"
 #include "providers/algorithms.h"
 #include "providers/container.h"
@@ -16,8 +13,6 @@
 
 namespace platform::testing {
 namespace {
-
-namespace fs = std::filesystem;
 
 long nextSerial = 1000;
 
@@ -27,21 +22,11 @@ void Check(bool good, const std::string& what) {
 
 std::unique_ptr<X509_EXTENSION, Freer<X509_EXTENSION_free>> MakeExtension(
     const Extension& extension, X509V3_CTX* context) {
-    const int nid = OBJ_sn2nid(extension.name.c_str());
-    if (nid != NID_undef) {
-        return decltype(MakeExtension(extension, context))(
-            X509V3_EXT_conf_nid(nullptr, context, nid, extension.value.c_str()));
-    }
-    const bool critical = extension.value.starts_with("critical,");
-    long length = 0;
-    const std::string digits = extension.value.substr(critical ? 9 : 0);
-    unsigned char* bytes = OPENSSL_hexstr2buf(digits.c_str(), &length);
-    const std::unique_ptr<ASN1_OCTET_STRING, Freer<ASN1_OCTET_STRING_free>> value(
-        ASN1_OCTET_STRING_new());
-    ASN1_STRING_set0(value.get(), bytes, static_cast<int>(length));
-    const Asn1Object object(OBJ_txt2obj(extension.name.c_str(), 1));
-    return decltype(MakeExtension(extension, context))(
-        X509_EXTENSION_create_by_OBJ(nullptr, object.get(), critical ? 1 : 0, value.get()));
+    std::string value = extension.value;
+    const bool dotted = std::isdigit(static_cast<unsigned char>(extension.name[0])) != 0;
+    if (dotted) value.insert(value.starts_with("critical,") ? 9 : 0, "DER:");
+    return std::unique_ptr<X509_EXTENSION, Freer<X509_EXTENSION_free>>(
+        X509V3_EXT_nconf(nullptr, context, extension.name.c_str(), value.c_str()));
 }
 
 template <class Target>
@@ -81,11 +66,6 @@ void Sign(X509* certificate, EVP_PKEY* key, const Recipe& recipe) {
     Check(X509_sign_ctx(certificate, context.get()) > 0, "signing");
 }
 
-template <class Object>
-Bytes Encode(int (*encode)(const Object*, unsigned char**), const Object* object) {
-    return EncodeWhole(encode, object);
-}
-
 using Certificates = std::unique_ptr<X509, Freer<X509_free>>;
 using Lists = std::unique_ptr<X509_CRL, Freer<X509_CRL_free>>;
 
@@ -119,21 +99,8 @@ std::unique_ptr<X509_REVOKED, Freer<X509_REVOKED_free>> EntryOf(const RevokedEnt
     const std::unique_ptr<ASN1_TIME, Freer<ASN1_TIME_free>> when(
         X509_gmtime_adj(nullptr, entry.when));
     X509_REVOKED_set_revocationDate(made.get(), when.get());
-    if (entry.reason >= 0) {
-        const std::unique_ptr<ASN1_ENUMERATED, Freer<ASN1_ENUMERATED_free>> reason(
-            ASN1_ENUMERATED_new());
-        ASN1_ENUMERATED_set(reason.get(), entry.reason);
-        X509_REVOKED_add1_ext_i2d(made.get(), NID_crl_reason, reason.get(), 0, 0);
-    }
     AddExtensions(entry.extensions, nullptr, made.get(), &X509_REVOKED_add_ext);
     return made;
-}
-
-void AddNumber(X509_CRL* crl, int nid, long number, int critical) {
-    if (number == 0) return;
-    const std::unique_ptr<ASN1_INTEGER, Freer<ASN1_INTEGER_free>> value(ASN1_INTEGER_new());
-    ASN1_INTEGER_set(value.get(), number);
-    X509_CRL_add1_ext_i2d(crl, nid, value.get(), critical, 0);
 }
 
 }  // namespace
@@ -141,7 +108,7 @@ void AddNumber(X509_CRL* crl, int nid, long number, int critical) {
 Identity::Identity(const Recipe& recipe, const Identity* issuer) : key_(KeyFor(recipe)) {
     const Certificates made = Unsigned(recipe, key_.get(), issuer);
     Sign(made.get(), issuer == nullptr ? key_.get() : issuer->Key(), recipe);
-    certificate_ = Certificate::Parse(Encode<X509>(&i2d_X509, made.get()));
+    certificate_ = Certificate::Parse(EncodeWhole<X509>(&i2d_X509, made.get()));
 }
 
 std::shared_ptr<Certificate> Identity::Forged() const {
@@ -182,38 +149,16 @@ std::shared_ptr<Crl> MakeCrl(const Identity& issuer, const CrlRecipe& recipe) {
     for (const RevokedEntry& entry : recipe.revoked) {
         X509_CRL_add0_revoked(crl, EntryOf(entry).release());
     }
-    AddNumber(crl, NID_crl_number, recipe.number, 0);
-    AddNumber(crl, NID_delta_crl, recipe.base, 1);
     X509V3_CTX context;
     X509V3_set_ctx(&context, issuer.Cert()->Native(), nullptr, nullptr, crl, 0);
     AddExtensions(recipe.extensions, &context, crl, &X509_CRL_add_ext);
     EVP_PKEY* key = recipe.signer == nullptr ? issuer.Key() : recipe.signer->Key();
     const bool gost = !EVP_PKEY_is_a(key, "EC") && !EVP_PKEY_is_a(key, "RSA");
     Check(X509_CRL_sign(crl, key, DigestFor(gost ? nullptr : "SHA256", key)) > 0, "CRL");
-    return Crl::Parse(Encode<X509_CRL>(&i2d_X509_CRL, crl));
+    return Crl::Parse(EncodeWhole<X509_CRL>(&i2d_X509_CRL, crl));
 }
 
-void ChainTest::SetUp() {
-    // Each case writes databases; in memory that takes no time.
-    std::string name = fs::exists("/dev/shm") ? "/dev/shm" : "/tmp";
-    name += "/kestrel-chain-XXXXXX";
-    ASSERT_NE(mkdtemp(name.data()), nullptr);
-    folder_ = name;
-    Clear();
-}
-
-void ChainTest::TearDown() {
-    EXPECT_EQ(LiveHandles(), 0U);
-    EXPECT_EQ(ERR_peek_error(), 0U);
-    fs::remove_all(folder_);
-}
-
-void ChainTest::Clear() {
-    static int count = 0;
-    const fs::path home = folder_ / std::to_string(count++);
-    setenv("KESTREL_HOME", (home / "user").c_str(), 1);
-    setenv("KESTREL_MACHINE_HOME", (home / "machine").c_str(), 1);
-}
+ChainTest::~ChainTest() { EXPECT_EQ(ERR_peek_error(), 0U); }
 
 void Put(const char* store, const std::shared_ptr<Certificate>& certificate, Side side) {
     OpenSystemStore(side, store, OpenMode::OpenOrCreate)

@@ -3,18 +3,14 @@
 #pragma once
 
 #include <openssl/x509.h>
-#include "base/ground.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "certs/certificate.h"
 #include "certs/store.h"
-#include "providers/crypto.h"
+#include "platform/support/workshop.h"
 
 namespace platform::testing {
 
@@ -59,7 +55,6 @@ Recipe LeafNamed(const std::string& name);
 
 struct RevokedEntry {
     const Identity* identity;
-    int reason = -1;  // CRL_REASON_*
     long when = -3600;
     std::vector<Extension> extensions = {};
 };
@@ -70,20 +65,12 @@ struct CrlRecipe {
     long from = -3600;
     long to = kDay;                    // 0: no next update
     const Identity* signer = nullptr;  // another one than the issuer
-    long number = 0;                   // 0: none
-    long base = 0;                     // of a delta CRL
 };
 std::shared_ptr<Crl> MakeCrl(const Identity& issuer, const CrlRecipe& recipe = {});
 
-// A test with empty homes and no handle left at its end.
-class ChainTest : public ::testing::Test {
+class ChainTest : public HomesTest {
   protected:
-    void SetUp() override;
-    void TearDown() override;
-    // Empty homes once more.
-    void Clear();
-
-    std::filesystem::path folder_;
+    ~ChainTest() override;
 };
 
 void Put(const char* store, const std::shared_ptr<Certificate>& certificate,

@@ -125,12 +125,10 @@ TEST(Getch, KeysOfATerminal) {
         {"digits and Enter", "12\r", 3, "49 50 13 "},
         {"line feed is Enter", "\n", 1, "13 "},
         {"Backspace of a terminal", "\x7F", 1, "8 "},
-        {"Backspace", "\b", 1, "8 "},
         {"Escape", "\x1B", 1, "27 "},
         {"end of input", "\x04", 1, "27 "},
         {"arrow is no Escape", "\x1B[A5", 3, "224 72 53 "},
         {"key with number", "\x1B[15~5", 3, "224 0 53 "},
-        {"keypad form", "\x1BOD5", 3, "224 75 53 "},
         {"two bytes of a letter", "\xD0\x9F", 2, "208 159 "},
     };
     for (const auto& row : rows) {
@@ -230,7 +228,6 @@ TEST(Console, LinesWithoutEcho) {
         std::string expected;
     } rows[] = {
         {"line ends in CR LF", "abc\n", 254, 1, "6162630d0a "},
-        {"empty line", "\n", 254, 1, "0d0a "},
         {"corrected by the user",
          "ax\x7F"
          "b\n",
@@ -325,7 +322,6 @@ TEST(Language, FirstVariableThatIsSetDecides) {
         {"LANG", "", "", "ru_RU.UTF-8", 1251},
         {"LC_MESSAGES before LANG", "", "ru", "en_US.UTF-8", 1251},
         {"LC_ALL before all", "C", "ru_RU", "ru_RU", 65001},
-        {"LC_ALL in Russian", "ru_RU.KOI8-R", "en", "en", 1251},
         {"other language", "", "", "uk_UA.UTF-8", 65001},
         {"capitals are another name", "", "", "RU", 65001},
     };

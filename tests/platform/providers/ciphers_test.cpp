@@ -2,10 +2,12 @@
 // directions. The payload is above 2 MiB, so that every change of key on the way happens.
 #include <algorithm>
 
-#include "platform/providers/workshop.h"
+#include "messages/der.h"
+#include "messages/model.h"
+#include "platform/support/workshop.h"
 #include "providers/container.h"
 
-namespace platform::test {
+namespace platform::testing {
 namespace {
 
 constexpr std::size_t kPayload = (2U << 20) + 12345;
@@ -63,53 +65,54 @@ struct Sealed {
     Bytes content;
 };
 
-Sealed ReadMessage(ByteView der) {
+Sealed ReadMessage(ByteView message) {
     Sealed sealed;
-    ByteView message = Take(der).contents;
-    Take(message);  // content type
-    ByteView explicitTag = Take(message).contents;
-    ByteView data = Take(explicitTag).contents;
-    Take(data);  // version
-    Element next = Take(data);
-    if (next.tag == 0x31) {
-        ByteView recipients = next.contents;
-        ByteView recipient = Take(recipients).contents;
-        Take(recipient);  // version
-        Take(recipient);  // issuer and serial number
-        sealed.transport = AlgorithmFrom(Take(recipient).whole);
-        sealed.wrapped = Copy(Take(recipient).contents);
-        next = Take(data);
+    der::Cursor outer(der::Cursor(message).Next().contents);
+    outer.Next();  // content type
+    der::Cursor data(der::Cursor(outer.Next().contents).Next().contents);
+    data.Next();  // version
+    if (data.NextIs(der::kSet)) {
+        der::Cursor recipient(der::Cursor(data.Next().contents).Next().contents);
+        recipient.Next();  // version
+        recipient.Next();  // issuer and serial number
+        sealed.transport = ParseAlgorithm(recipient.Next().whole);
+        sealed.wrapped = Copy(recipient.Next().contents);
     }
-    ByteView inside = next.contents;
-    Take(inside);  // content type
-    sealed.cipher = AlgorithmFrom(Take(inside).whole);
-    sealed.content = Copy(Take(inside).contents);
+    der::Cursor inside(data.Next().contents);
+    inside.Next();  // content type
+    sealed.cipher = ParseAlgorithm(inside.Next().whole);
+    sealed.content = Copy(inside.Next().contents);
     return sealed;
 }
 
+Bytes ContentInfo(const char* type, ByteView data) {
+    return der::Element(der::kSequence,
+                        {der::Oid(type), der::Element(der::ContextConstructed(0), data)});
+}
+
 Bytes EncryptedContent(const Sealed& sealed) {
-    return Tlv(0x30, {OidDer("1.2.840.113549.1.7.1"), AlgorithmDer(sealed.cipher),
-                      Tlv(0x80, {sealed.content})});
+    return der::Element(der::kSequence,
+                        {der::Oid("1.2.840.113549.1.7.1"), EncodeAlgorithm(sealed.cipher),
+                         der::Element(der::Context(0), sealed.content)});
 }
 
 Bytes EncryptedData(const Sealed& sealed) {
-    const Bytes data = Tlv(0x30, {{0x02, 0x01, 0x00}, EncryptedContent(sealed)});
-    return Tlv(0x30, {OidDer("1.2.840.113549.1.7.6"), Tlv(0xA0, {data})});
+    return ContentInfo("1.2.840.113549.1.7.6",
+                       der::Element(der::kSequence, {der::Integer(0), EncryptedContent(sealed)}));
 }
 
 // The recipient goes by a key identifier that says nothing: openssl then tries its key on it.
 Bytes EnvelopedData(const Sealed& sealed) {
-    const Bytes recipient = Tlv(0x30, {{0x02, 0x01, 0x02},
-                                       {0x80, 0x01, 0x55},
-                                       AlgorithmDer(sealed.transport),
-                                       Tlv(0x04, {sealed.wrapped})});
-    const Bytes data =
-        Tlv(0x30, {{0x02, 0x01, 0x02}, Tlv(0x31, {recipient}), EncryptedContent(sealed)});
-    return Tlv(0x30, {OidDer("1.2.840.113549.1.7.3"), Tlv(0xA0, {data})});
+    const Bytes recipient = der::Element(
+        der::kSequence, {der::Integer(2), FromHex("800155"), EncodeAlgorithm(sealed.transport),
+                         der::Element(der::kOctetString, sealed.wrapped)});
+    return ContentInfo(
+        "1.2.840.113549.1.7.3",
+        der::Element(der::kSequence, {der::Integer(2), der::Element(der::kSet, recipient),
+                                      EncryptedContent(sealed)}));
 }
 
 TEST(Ciphers, OpensslOpensOurs) {
-    const Workshop& workshop = Workshop::Get();
     const Bytes payload = Pattern(kPayload);
     for (const CipherRow& row : kCiphers) {
         SCOPED_TRACE(row.name);
@@ -119,27 +122,26 @@ TEST(Ciphers, OpensslOpensOurs) {
         ASSERT_EQ(key.View().size(), row.keyLength);
         EXPECT_EQ(CipherKeyLength(row.oid), row.keyLength);
         sealed.content = Transform(context.get(), payload);
-        workshop.Write("message", EncryptedData(sealed));
-        EXPECT_TRUE(
-            workshop.Openssl("cms -EncryptedData_decrypt -inform DER -binary -in message"
-                             " -out plain -secretkey " +
-                             Hex(key.View()) + Modules(row.name)));
-        EXPECT_TRUE(workshop.Read("plain") == payload);
+        WriteFile("message", EncryptedData(sealed));
+        OpenSsl(
+            "cms -EncryptedData_decrypt -inform DER -binary -in message"
+            " -out plain -secretkey " +
+            Hex(key.View()) + Modules(row.name));
+        EXPECT_TRUE(ReadFile("plain") == payload);
     }
 }
 
 TEST(Ciphers, OursOpenOpenssl) {
-    const Workshop& workshop = Workshop::Get();
     const Bytes payload = Pattern(kPayload);
-    workshop.Write("payload", payload);
+    WriteFile("payload", payload);
     for (const CipherRow& row : kCiphers) {
         SCOPED_TRACE(row.name);
         const Bytes key = Pattern(row.keyLength);
-        ASSERT_TRUE(
-            workshop.Openssl("cms -EncryptedData_encrypt -outform DER -binary -in payload"
-                             " -out message -secretkey " +
-                             Hex(key) + Modules(row.name) + "-" + row.name));
-        const Sealed sealed = ReadMessage(workshop.Read("message"));
+        OpenSsl(
+            "cms -EncryptedData_encrypt -outform DER -binary -in payload"
+            " -out message -secretkey " +
+            Hex(key) + Modules(row.name) + "-" + row.name);
+        const Sealed sealed = ReadMessage(ReadFile("message"));
         EXPECT_EQ(sealed.cipher.oid, row.oid);
         EXPECT_EQ(CipherKeyLength(sealed.cipher), row.keyLength);
         const CipherContext context = StartDecryption(sealed.cipher, key);
@@ -157,8 +159,8 @@ struct BadRow {
 TEST(Ciphers, RefuseBadParametersAndKeys) {
     const std::string aes = "2.16.840.1.101.3.4.1.42";
     const std::string rc2 = "1.2.840.113549.3.2";
-    const Bytes iv16 = Tlv(0x04, {Bytes(16)});
-    const Bytes iv8 = Tlv(0x04, {Bytes(8)});
+    const Bytes iv16 = der::Element(der::kOctetString, Bytes(16));
+    const Bytes iv8 = der::Element(der::kOctetString, Bytes(8));
     Bytes tail = iv16;
     tail.push_back(0);
     const BadRow rows[] = {
@@ -169,11 +171,11 @@ TEST(Ciphers, RefuseBadParametersAndKeys) {
         {"IV with a tail", {aes, tail}, 32, Code(CRYPT_E_ASN1_CORRUPT)},
         {"RC2 without version", {rc2, iv8}, 16, Code(CRYPT_E_ASN1_CORRUPT)},
         {"GOST without parameter set",
-         {oid::kGost28147_89, Tlv(0x30, {iv8})},
+         {oid::kGost28147_89, der::Element(der::kSequence, iv8)},
          32,
          Code(CRYPT_E_ASN1_CORRUPT)},
         {"GOST with a bad IV",
-         {oid::kGost28147_89, Tlv(0x30, {iv16, OidDer("1.2.643.2.2.31.1")})},
+         {oid::kGost28147_89, der::Element(der::kSequence, {iv16, der::Oid("1.2.643.2.2.31.1")})},
          32,
          Code(CRYPT_E_ASN1_CORRUPT)},
         {"authenticated mode", {"2.16.840.1.101.3.4.1.46", iv16}, 32, Code(NTE_BAD_ALGID)},
@@ -185,44 +187,18 @@ TEST(Ciphers, RefuseBadParametersAndKeys) {
     }
 }
 
-// RFC 2268: the version in the parameters fixes the length of the key.
-TEST(Ciphers, Rc2KeyLengthComesFromTheParameters) {
-    const struct {
-        const char* name;
-        std::size_t keyLength;
-    } rows[] = {{"rc2-cbc", 16}, {"rc2-64-cbc", 8}, {"rc2-40-cbc", 5}};
-    const Workshop& workshop = Workshop::Get();
-    Make(KeyRows()[0]);
-    const EvpKey key = PrivateKey(KeyRows()[0]);
-    workshop.Write("payload", Pattern(1000));
-    for (const auto& row : rows) {
-        ASSERT_TRUE(workshop.Openssl(std::string("cms -encrypt -outform DER -binary -in payload"
-                                                 " -out message -") +
-                                     row.name + Modules(row.name) + "-recip rsa.cer"))
-            << row.name;
-        const Sealed sealed = ReadMessage(workshop.Read("message"));
-        EXPECT_EQ(CipherKeyLength(sealed.cipher), row.keyLength) << row.name;
-        const Secret content =
-            UnwrapKey(key.get(), sealed.transport, sealed.wrapped, row.keyLength);
-        const CipherContext context = StartDecryption(sealed.cipher, content.View());
-        EXPECT_TRUE(Transform(context.get(), sealed.content) == Pattern(1000)) << row.name;
-    }
-}
-
 // ---- transport ---------------------------------------------------------------
 
 TEST(Transport, OpensslOpensOurs) {
-    const Workshop& workshop = Workshop::Get();
     const Bytes payload = Pattern(kPayload);
     for (const KeyRow& row : KeyRows()) {
         if (row.type == kTypeEcdsa) continue;
         for (const char* cipher : {"1.2.643.2.2.21", "2.16.840.1.101.3.4.1.42"}) {
             SCOPED_TRACE(std::string(row.name) + " " + cipher);
-            const EvpKey recipient = PublicKey(row);
-            const Bytes spki = workshop.Read(std::string(row.name) + ".pub");
-            ByteView der = spki;
-            ByteView inside = Take(der).contents;
-            Algorithm algorithm = AlgorithmFrom(Take(inside).whole);
+            const EvpKey recipient = PublicKey(row.name);
+            const Bytes spki = ReadFile(std::string(row.name) + ".pub");
+            der::Cursor inside(der::Cursor(spki).Next().contents);
+            Algorithm algorithm = ParseAlgorithm(inside.Next().whole);
             CERT_PUBLIC_KEY_INFO info{};
             info.Algorithm.pszObjId = algorithm.oid.data();
             info.Algorithm.Parameters = {static_cast<DWORD>(algorithm.parameters.size()),
@@ -233,12 +209,12 @@ TEST(Transport, OpensslOpensOurs) {
             sealed.content = Transform(context.get(), payload);
             sealed.transport = KeyTransportAlgorithmFor(recipient.get(), info);
             sealed.wrapped = WrapKey(recipient.get(), cipher, key.View());
-            workshop.Write("message", EnvelopedData(sealed));
-            EXPECT_TRUE(
-                workshop.Openssl("cms -decrypt -engine gost -inform DER -binary -in message"
-                                 " -out plain -inkey " +
-                                 std::string(row.name) + ".key"));
-            EXPECT_TRUE(workshop.Read("plain") == payload);
+            WriteFile("message", EnvelopedData(sealed));
+            OpenSsl(
+                "cms -decrypt -engine gost -inform DER -binary -in message"
+                " -out plain -inkey " +
+                std::string(row.name) + ".key");
+            EXPECT_TRUE(ReadFile("plain") == payload);
         }
     }
 }
@@ -250,29 +226,30 @@ struct SealedRow {
 };
 
 constexpr SealedRow kSealed[] = {
-    {"RSA, PKCS #1", "rsa", "-aes-256-cbc -recip rsa.cer"},
+    {"RSA, PKCS #1", "rsa", "-aes-256-cbc -recip rsa.pem"},
     {"RSA, OAEP with SHA-256", "rsa",
-     "-aes-256-cbc -recip rsa.cer -keyopt rsa_padding_mode:oaep -keyopt rsa_oaep_md:sha256"},
+     "-aes-256-cbc -recip rsa.pem -keyopt rsa_padding_mode:oaep -keyopt rsa_oaep_md:sha256"},
     {"RSA, OAEP with label", "rsa",
-     "-aes-256-cbc -recip rsa.cer -keyopt rsa_padding_mode:oaep -keyopt rsa_oaep_label:0102ff"},
-    {"GOST R 34.10-2001", "gost2001", "-gost89 -recip gost2001.cer"},
-    {"GOST R 34.10-2012, 256 bit", "gost256", "-gost89 -recip gost256.cer"},
-    {"GOST R 34.10-2012, 512 bit", "gost512", "-gost89 -recip gost512.cer"},
-    {"GOST R 34.10-2012, 512 bit, twisted", "gost512c", "-gost89 -recip gost512c.cer"},
-    {"Magma", "gost256", "-magma-ctr-acpkm -recip gost256.cer"},
-    {"Kuznyechik", "gost512", "-kuznyechik-ctr-acpkm -recip gost512.cer"},
+     "-aes-256-cbc -recip rsa.pem -keyopt rsa_padding_mode:oaep -keyopt rsa_oaep_label:0102ff"},
+    // RFC 2268: the version in the parameters fixes the length of the key.
+    {"RC2 of 64 bits", "rsa", "-provider default -provider legacy -rc2-64-cbc -recip rsa.pem"},
+    {"RC2 of 40 bits", "rsa", "-provider default -provider legacy -rc2-40-cbc -recip rsa.pem"},
+    {"GOST R 34.10-2001", "gost2001", "-engine gost -gost89 -recip gost2001.pem"},
+    {"GOST R 34.10-2012, 256 bit", "gost256", "-engine gost -gost89 -recip gost256.pem"},
+    {"GOST R 34.10-2012, 512 bit", "gost512", "-engine gost -gost89 -recip gost512.pem"},
+    {"GOST R 34.10-2012, 512 bit, twisted", "gost512c", "-engine gost -gost89 -recip gost512c.pem"},
+    {"Magma", "gost256", "-engine gost -magma-ctr-acpkm -recip gost256.pem"},
+    {"Kuznyechik", "gost512", "-engine gost -kuznyechik-ctr-acpkm -recip gost512.pem"},
 };
 
 Sealed SealWithOpenssl(const SealedRow& row, ByteView payload) {
-    const Workshop& workshop = Workshop::Get();
-    Make(Row(row.key));
-    workshop.Write("payload", payload);
-    EXPECT_TRUE(
-        workshop.Openssl("cms -encrypt -engine gost -binary -in payload -outform DER"
-                         " -out message " +
-                         std::string(row.options)))
-        << row.name;
-    return ReadMessage(workshop.Read("message"));
+    CertificateOf(row.key);
+    WriteFile("payload", payload);
+    OpenSsl(
+        "cms -encrypt -binary -in payload -outform DER"
+        " -out message " +
+        std::string(row.options));
+    return ReadMessage(ReadFile("message"));
 }
 
 TEST(Transport, OursOpenOpenssl) {
@@ -280,7 +257,7 @@ TEST(Transport, OursOpenOpenssl) {
     for (const SealedRow& row : kSealed) {
         SCOPED_TRACE(row.name);
         const Sealed sealed = SealWithOpenssl(row, payload);
-        const EvpKey key = PrivateKey(Row(row.key));
+        const EvpKey key = PrivateKey(row.key);
         const Secret content =
             UnwrapKey(key.get(), sealed.transport, sealed.wrapped, CipherKeyLength(sealed.cipher));
         const CipherContext context = StartDecryption(sealed.cipher, content.View());
@@ -302,7 +279,7 @@ TEST(Transport, DamageNeverShowsWithRsa) {
         if (std::string_view(row.key) != "rsa") continue;
         SCOPED_TRACE(row.name);
         const Sealed sealed = SealWithOpenssl(row, Pattern(100));
-        const EvpKey key = PrivateKey(Row(row.key));
+        const EvpKey key = PrivateKey(row.key);
         for (std::size_t at = 0; at < sealed.wrapped.size(); at += 9) {
             SCOPED_TRACE("byte " + std::to_string(at));
             Bytes damaged = sealed.wrapped;
@@ -311,7 +288,7 @@ TEST(Transport, DamageNeverShowsWithRsa) {
             damaged.resize(at);
             ExpectRandomKey(key.get(), sealed.transport, damaged);
         }
-        const EvpKey other = GenerateKey(Row(row.key).type);
+        const EvpKey other = GenerateKey(TypeForKey(key.get()));
         ExpectRandomKey(other.get(), sealed.transport, sealed.wrapped);
     }
 }
@@ -323,7 +300,7 @@ TEST(Transport, DamageWithGostIsAnErrorOrNoDamage) {
         if (std::string_view(row.key) == "rsa") continue;
         SCOPED_TRACE(row.name);
         const Sealed sealed = SealWithOpenssl(row, Pattern(100));
-        const EvpKey key = PrivateKey(Row(row.key));
+        const EvpKey key = PrivateKey(row.key);
         const auto unwrap = [&](const EvpKey& with, ByteView wrapped) {
             return UnwrapKey(with.get(), sealed.transport, wrapped, 32);
         };
@@ -338,7 +315,7 @@ TEST(Transport, DamageWithGostIsAnErrorOrNoDamage) {
             damaged.resize(at);
             EXPECT_EQ(CodeOf([&] { unwrap(key, damaged); }), Code(NTE_BAD_DATA));
         }
-        const EvpKey other = GenerateKey(Row(row.key).type);
+        const EvpKey other = GenerateKey(TypeForKey(key.get()));
         EXPECT_EQ(CodeOf([&] { unwrap(other, sealed.wrapped); }), Code(NTE_BAD_DATA));
     }
 }
@@ -360,8 +337,7 @@ TEST(Transport, RsaBlockIsReadAsTheStandardSays) {
         {"0xFF everywhere else", [](Bytes& block) { std::fill_n(block.begin() + 2, 221, 255); },
          true},
     };
-    const Workshop& workshop = Workshop::Get();
-    const EvpKey key = PrivateKey(Row("rsa"));
+    const EvpKey key = PrivateKey("rsa");
     const Bytes content = Pattern(32);
     for (const BlockRow& row : rows) {
         Bytes block(256, 0x5A);
@@ -370,13 +346,12 @@ TEST(Transport, RsaBlockIsReadAsTheStandardSays) {
         block[256 - 33] = 0;
         std::copy(content.begin(), content.end(), block.end() - 32);
         row.damage(block);
-        workshop.Write("block", block);
+        WriteFile("block", block);
         // A raw block must stay below the modulus, whose first bit is set.
-        ASSERT_TRUE(
-            workshop.Openssl("pkeyutl -encrypt -pubin -keyform DER -inkey rsa.pub -in block"
-                             " -out wrapped -pkeyopt rsa_padding_mode:none"))
-            << row.name;
-        const Secret got = UnwrapKey(key.get(), {oid::kRsa, {5, 0}}, workshop.Read("wrapped"), 32);
+        OpenSsl(
+            "pkeyutl -encrypt -pubin -keyform DER -inkey rsa.pub -in block"
+            " -out wrapped -pkeyopt rsa_padding_mode:none");
+        const Secret got = UnwrapKey(key.get(), {oid::kRsa, {5, 0}}, ReadFile("wrapped"), 32);
         EXPECT_EQ(Equal(got.View(), content), row.taken) << row.name;
     }
 }
@@ -390,20 +365,20 @@ TEST(Transport, AlgorithmGoesWithTheKey) {
         {"gost256", oid::kGostR3410_2012_512}, {"p256", oid::kRsa},
     };
     for (const auto& row : rows) {
-        const EvpKey key = PrivateKey(Row(row.key));
+        const EvpKey key = PrivateKey(row.key);
         EXPECT_EQ(CodeOf([&] {
                       UnwrapKey(key.get(), {row.transport, {}}, Bytes(256), 32);
                   }),
                   Code(NTE_BAD_ALGID))
             << row.key << " " << row.transport;
     }
-    const EvpKey ec = PublicKey(Row("p256"));
+    const EvpKey ec = PublicKey("p256");
     EXPECT_EQ(CodeOf([&] { WrapKey(ec.get(), "2.16.840.1.101.3.4.1.42", Bytes(32)); }),
               Code(NTE_BAD_ALGID));
-    const EvpKey rsa = PublicKey(Row("rsa"));
+    const EvpKey rsa = PublicKey("rsa");
     EXPECT_EQ(CodeOf([&] { WrapKey(rsa.get(), "2.16.840.1.101.3.4.1.42", Bytes(16)); }),
               Code(NTE_BAD_LEN));
 }
 
 }  // namespace
-}  // namespace platform::test
+}  // namespace platform::testing

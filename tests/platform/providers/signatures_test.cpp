@@ -1,7 +1,9 @@
 // Signatures and digests against the openssl command and the standards' own examples.
-#include "platform/providers/workshop.h"
+#include "messages/der.h"
+#include "messages/model.h"
+#include "platform/support/workshop.h"
 
-namespace platform::test {
+namespace platform::testing {
 namespace {
 
 struct DigestRow {
@@ -61,31 +63,27 @@ std::string PkeyutlOptions(const KeyRow& row) {
 }
 
 TEST(Signatures, OpensslAcceptsOurs) {
-    const Workshop& workshop = Workshop::Get();
     for (const KeyRow& row : KeyRows()) {
-        const EvpKey key = PrivateKey(row);
+        const EvpKey key = PrivateKey(row.name);
         const Bytes digest = DigestOfPattern(row.digestOid);
-        workshop.Write("digest", digest);
-        workshop.Write("signature", SignDigest(key.get(), row.digestOid, digest));
-        EXPECT_TRUE(
-            workshop.Openssl("pkeyutl -engine gost -verify -in digest -sigfile signature"
-                             " -certin -inkey " +
-                             std::string(row.name) + ".cer" + PkeyutlOptions(row)))
-            << row.name;
+        WriteFile("digest", digest);
+        WriteFile("signature", SignDigest(key.get(), row.digestOid, digest));
+        OpenSsl(
+            "pkeyutl -engine gost -verify -in digest -sigfile signature"
+            " -certin -inkey " +
+            std::string(row.name) + ".pem" + PkeyutlOptions(row));
     }
 }
 
 TEST(Signatures, OursAcceptOpensslAndNothingElse) {
-    const Workshop& workshop = Workshop::Get();
     for (const KeyRow& row : KeyRows()) {
         SCOPED_TRACE(row.name);
-        const EvpKey key = PublicKey(row);
+        const EvpKey key = PublicKey(row.name);
         const Bytes digest = DigestOfPattern(row.digestOid);
-        workshop.Write("digest", digest);
-        ASSERT_TRUE(
-            workshop.Openssl("pkeyutl -engine gost -sign -in digest -out signature -inkey " +
-                             std::string(row.name) + ".key" + PkeyutlOptions(row)));
-        const Bytes signature = workshop.Read("signature");
+        WriteFile("digest", digest);
+        OpenSsl("pkeyutl -engine gost -sign -in digest -out signature -inkey " +
+                std::string(row.name) + ".key" + PkeyutlOptions(row));
+        const Bytes signature = ReadFile("signature");
         const Algorithm algorithm = SignatureAlgorithmFor(key.get(), row.digestOid);
         const auto verify = [&](const Bytes& value, const Bytes& sign) {
             return CodeOf([&] { VerifyDigest(key.get(), algorithm, row.digestOid, value, sign); });
@@ -132,7 +130,7 @@ constexpr FitRow kFits[] = {
 
 TEST(Signatures, AlgorithmGoesWithKeyAndDigest) {
     for (const FitRow& row : kFits) {
-        const EvpKey key = PublicKey(Row(row.key));
+        const EvpKey key = PublicKey(row.key);
         const Bytes digest = DigestOfPattern(row.digest);
         EXPECT_EQ(CodeOf([&] {
                       VerifyDigest(key.get(), {row.algorithm, {}}, row.digest, digest, {});
@@ -150,12 +148,13 @@ struct PssRow {
     DWORD expected;
 };
 
-Bytes PssDer(const char* digest, const char* mask, std::uint8_t salt) {
-    const Bytes digestAlgorithm = AlgorithmDer({digest, {0x05, 0x00}});
+Bytes PssDer(const char* digest, const char* mask, long salt) {
+    const Bytes digestAlgorithm = EncodeAlgorithm({digest, {0x05, 0x00}});
     const Bytes maskAlgorithm =
-        AlgorithmDer({"1.2.840.113549.1.1.8", AlgorithmDer({mask, {0x05, 0x00}})});
-    return Tlv(0x30, {Tlv(0xA0, {digestAlgorithm}), Tlv(0xA1, {maskAlgorithm}),
-                      Tlv(0xA2, {Bytes{0x02, 0x01, salt}})});
+        EncodeAlgorithm({"1.2.840.113549.1.1.8", EncodeAlgorithm({mask, {0x05, 0x00}})});
+    return der::Element(der::kSequence,
+                        {der::Element(0xA0, digestAlgorithm), der::Element(0xA1, maskAlgorithm),
+                         der::Element(0xA2, der::Integer(salt))});
 }
 
 TEST(Signatures, RsaPssFollowsItsParameters) {
@@ -175,19 +174,17 @@ TEST(Signatures, RsaPssFollowsItsParameters) {
          Code(NTE_BAD_ALGID)},
         {"no parameters", sha256.c_str(), oid::kSha256, {}, Code(NTE_BAD_ALGID)},
     };
-    const Workshop& workshop = Workshop::Get();
-    const EvpKey key = PublicKey(Row("rsa"));
+    const EvpKey key = PublicKey("rsa");
     for (const PssRow& row : rows) {
         const Bytes digest = DigestOfPattern(row.digestOid);
-        workshop.Write("digest", digest);
-        ASSERT_TRUE(
-            workshop.Openssl("pkeyutl -sign -in digest -out signature -inkey rsa.key"
-                             " -pkeyopt rsa_padding_mode:pss " +
-                             std::string(row.options)))
-            << row.name;
+        WriteFile("digest", digest);
+        OpenSsl(
+            "pkeyutl -sign -in digest -out signature -inkey rsa.key"
+            " -pkeyopt rsa_padding_mode:pss " +
+            std::string(row.options));
         EXPECT_EQ(CodeOf([&] {
                       VerifyDigest(key.get(), {oid::kRsaPss, row.parameters}, row.digestOid, digest,
-                                   workshop.Read("signature"));
+                                   ReadFile("signature"));
                   }),
                   row.expected)
             << row.name;
@@ -196,8 +193,8 @@ TEST(Signatures, RsaPssFollowsItsParameters) {
 
 TEST(PublicKeys, RefuseDamage) {
     for (const KeyRow& row : KeyRows()) {
-        Make(row);
-        Bytes der = Workshop::Get().Read(std::string(row.name) + ".pub");
+        CertificateOf(row.name);
+        Bytes der = ReadFile(std::string(row.name) + ".pub");
         for (std::size_t size = 0; size < der.size(); ++size) {
             EXPECT_EQ(CodeOf([&] { PublicKeyFromDer(ByteView(der).first(size)); }),
                       Code(CRYPT_E_ASN1_BADTAG))
@@ -206,9 +203,9 @@ TEST(PublicKeys, RefuseDamage) {
         der.push_back(0);
         EXPECT_EQ(CodeOf([&] { PublicKeyFromDer(der); }), Code(CRYPT_E_ASN1_BADTAG)) << row.name;
     }
-    const Bytes unknown = Tlv(0x30, {AlgorithmDer({"1.2.3.4", {}}), Bytes{0x03, 0x02, 0x00, 0x01}});
+    const Bytes unknown = FromHex("300b 3005 06032a0304 03020001");
     EXPECT_EQ(CodeOf([&] { PublicKeyFromDer(unknown); }), Code(NTE_BAD_ALGID));
 }
 
 }  // namespace
-}  // namespace platform::test
+}  // namespace platform::testing
