@@ -15,20 +15,6 @@ namespace {
 constexpr MessageId kSigning = 151;
 constexpr MessageId kSigned = 128;
 
-struct AddKeys {
-    bool noCert = false;
-    bool crl = false;
-    StampKeys stamps;
-};
-
-AddKeys TakeAddKeys() {
-    AddKeys keys;
-    keys.noCert = TakeKey("nocert");
-    keys.crl = TakeKey("crl");
-    keys.stamps = TakeStampKeys();
-    return keys;
-}
-
 struct Signing {
     PCCERT_CONTEXT certificate;
     PrivateKey key;
@@ -70,7 +56,7 @@ DWORD AddCrl(HCRYPTMSG message, PCCERT_CONTEXT certificate) {
     return ReportError(kLastError);
 }
 
-DWORD ChangeMessage(HCRYPTMSG message, const Signing& signing, const AddKeys& keys) {
+DWORD ChangeMessage(HCRYPTMSG message, const Signing& signing, const SignatureKeys& keys) {
     if (const DWORD code = StampHeldContent(message, keys.stamps); code != 0) return code;
     if (const DWORD code = AddSigner(message, signing); code != 0) return code;
     if (!keys.noCert) {
@@ -81,7 +67,7 @@ DWORD ChangeMessage(HCRYPTMSG message, const Signing& signing, const AddKeys& ke
 
 // The signature stamp goes to the first signature of the message, also where that is an
 // older one than the one just made: so it has always been.
-DWORD AddToFile(const Signing& signing, const AddKeys& keys) {
+DWORD AddToFile(const Signing& signing, const SignatureKeys& keys) {
     MessageFile file;
     if (const DWORD code = ReadMessageFile(state.firstFile, file); code != 0) return code;
     MessageHolder message;
@@ -95,7 +81,7 @@ DWORD AddToFile(const Signing& signing, const AddKeys& keys) {
     return WriteMessageFile(file);
 }
 
-DWORD AddSignatureWith(PCCERT_CONTEXT certificate, const AddKeys& keys) {
+DWORD AddSignatureWith(PCCERT_CONTEXT certificate, const SignatureKeys& keys) {
     Signing signing{certificate, {}, {}};
     if (const DWORD code = PrepareSigning(signing); code != 0) return code;
     PrintMessage(kSigning, 1);
@@ -108,7 +94,7 @@ DWORD AddSignatureWith(PCCERT_CONTEXT certificate, const AddKeys& keys) {
 
 DWORD RunAddSign() {
     if (const DWORD code = CheckMessageArgument(); code != 0) return code;
-    const AddKeys keys = TakeAddKeys();
+    const SignatureKeys keys = TakeSignatureKeys();
     if (const DWORD code = CheckStampTransport(keys.stamps); code != 0) return code;
     if (const DWORD code = ParseAttributes("attr", unsignedAttributes); code != 0) return code;
     if (const DWORD code = ParseAttributes("authattr", signedAttributes); code != 0) return code;

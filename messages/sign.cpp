@@ -19,21 +19,9 @@ namespace {
 constexpr MessageId kSigning = 151;
 constexpr MessageId kSigned = 128;
 
-struct SignKeys {
-    bool noCert = false;
-    bool crl = false;
+struct SignKeys : SignatureKeys {
     bool der = false;
-    StampKeys stamps;
 };
-
-SignKeys TakeSignKeys() {
-    SignKeys keys;
-    keys.noCert = TakeKey("nocert");
-    keys.crl = TakeKey("crl");
-    keys.der = TakeKey("der");
-    keys.stamps = TakeStampKeys();
-    return keys;
-}
 
 // The encode records, which refer to one another.
 struct SignedRecords {
@@ -142,7 +130,7 @@ DWORD SignWith(PCCERT_CONTEXT certificate, const SignKeys& keys) {
 DWORD RunSign() {
     if (state.firstFile == nullptr) return ReportError(kNoInputFile);
     if (state.secondFile == nullptr) return ReportError(kNoMessageFile);
-    const SignKeys keys = TakeSignKeys();
+    const SignKeys keys{TakeSignatureKeys(), TakeKey("der")};
     if (const DWORD code = CheckStampTransport(keys.stamps); code != 0) return code;
     if (const DWORD code = ParseAttributes("attr", unsignedAttributes); code != 0) return code;
     if (const DWORD code = ParseAttributes("authattr", signedAttributes); code != 0) return code;

@@ -4,10 +4,19 @@
 #include <vector>
 
 #include "front/catalogue.h"
+#include "front/keys.h"
 #include "messages/attributes.h"
 #include "stamps/stamps.h"
 
 namespace kestrel {
+
+SignatureKeys TakeSignatureKeys() {
+    SignatureKeys keys;
+    keys.noCert = TakeKey("nocert");
+    keys.crl = TakeKey("crl");
+    keys.stamps = TakeStampKeys();
+    return keys;
+}
 
 void FillSigner(CMSG_SIGNER_ENCODE_INFO& signer, PCCERT_CONTEXT certificate, const PrivateKey& key,
                 const CRYPT_ALGORITHM_IDENTIFIER& hash) {

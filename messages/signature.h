@@ -13,6 +13,14 @@ namespace kestrel {
 // id-aa-ets-contentTimestamp (RFC 5126 5.11.4).
 inline constexpr char kContentStampOid[] = "1.2.840.113549.1.9.16.2.20";
 
+// The keys that say what goes into a message beside the signature.
+struct SignatureKeys {
+    bool noCert = false;
+    bool crl = false;
+    StampKeys stamps;
+};
+SignatureKeys TakeSignatureKeys();
+
 // Fills the record with the signer and the lists of -attr and -authattr. It refers to all
 // that is passed in.
 void FillSigner(CMSG_SIGNER_ENCODE_INFO& signer, PCCERT_CONTEXT certificate, const PrivateKey& key,
