@@ -2,7 +2,6 @@
 
 #include "asn1data/CryptographicMessageSyntax.h"
 #include "asn1data/ETS_ElectronicSignatureFormats_97Syntax.h"
-#include "asn1data/PKIX1Explicit88.h"
 #include "stamps/generated.h"
 
 namespace Ferroline::ASN1 {
@@ -52,11 +51,7 @@ std::string DecodeContentType(const CBlob& encoded) {
 
 std::vector<CBlob> DecodeCertificateValues(const CBlob& encoded) {
     Decoded<asn1data::ASN1C_CertificateValues, asn1data::CertificateValues> record(encoded.Bytes());
-    std::vector<CBlob> certificates;
-    for (asn1data::Certificate& certificate : *record) {
-        certificates.push_back(EncodeRecord<asn1data::ASN1C_Certificate>(certificate));
-    }
-    return certificates;
+    return ReadElements(record.Rewound(), 0x20000010);
 }
 
 }  // namespace Ferroline::ASN1

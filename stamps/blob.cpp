@@ -128,8 +128,9 @@ std::weak_ordering operator<=>(const CBigInteger& first, const CBigInteger& seco
     if (second.IsEmpty()) return CompareToEmpty(first);
     if (first.IsEmpty()) return 0 <=> CompareToEmpty(second);
     if (IsNegative(first) != IsNegative(second)) return IsNegative(second) <=> IsNegative(first);
-    const auto one = Significant(first);
-    const auto other = Significant(second);
+    const bool sameSize = first.GetSize() == second.GetSize();
+    const auto one = sameSize ? first.Bytes() : Significant(first);
+    const auto other = sameSize ? second.Bytes() : Significant(second);
     if (one.size() != other.size()) return one.size() <=> other.size();
     return std::lexicographical_compare_three_way(one.begin(), one.end(), other.begin(),
                                                   other.end());

@@ -65,9 +65,10 @@ class CBigInteger : public CBlob {
     using CBlob::CBlob;
     explicit CBigInteger(CBlob bytes) : CBlob(std::move(bytes)) {}
 
-    // By value: leading bytes that only repeat the sign do not count. Of two negative
-    // values the one with fewer bytes is the lesser, which callers that sort rely on. An
-    // empty value stands between the negative and the others.
+    // By value: between values of different sizes leading bytes that only repeat the sign do
+    // not count. Of two negative ones that still differ in size the shorter is the lesser,
+    // which callers that sort rely on. An empty value stands between the negative and the
+    // others.
     friend std::weak_ordering operator<=>(const CBigInteger& first, const CBigInteger& second);
     friend bool operator==(const CBigInteger& first, const CBigInteger& second) {
         return (first <=> second) == 0;

@@ -22,10 +22,9 @@ bool TakeArc(std::string_view& text, std::uint32_t& arc) {
 }
 
 // X.660: three first arcs, and forty second ones below the first two of them.
-// The two share 32 bits in the encoding.
 bool IsEncodable(const asn1rt::ASN1OBJID& oid) {
     if (oid.numids < 2 || oid.subid[0] > 2) return false;
-    return oid.subid[1] <= (oid.subid[0] < 2 ? 39 : UINT32_MAX - 80);
+    return oid.subid[0] == 2 || oid.subid[1] < 40;
 }
 
 // Of the records that are text and of those that are bytes with a length.
@@ -49,6 +48,20 @@ void FillBytes(ASN1Context& context, Record& record, const CBlob& bytes) {
 void Check(int status) {
     if (status == asn1rt::ASN_E_NOMEM) Fail(CRYPT_E_ASN1_MEMORY);
     if (status < 0) Fail(CRYPT_E_ASN1_INTERNAL);
+}
+
+std::vector<CBlob> ReadElements(ASN1Context& context, asn1rt::ASN1TAG list) {
+    std::vector<CBlob> elements;
+    int length = 0;
+    const int options = asn1rt::kScanSiblings | asn1rt::kStayBehindTag;
+    if (xd_match(context, list, length, options) < 0) return elements;
+    const asn1rt::ASN1Contents contents(context, length);
+    while (!contents.AtEnd()) {
+        asn1rt::ASN1OpenType element;
+        Check(xd_open_type(context, element));
+        Read(element, elements.emplace_back());
+    }
+    return elements;
 }
 
 void Fill(ASN1Context&, asn1rt::ASN1OBJID& record, std::string_view oid) {

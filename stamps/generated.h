@@ -10,6 +10,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "asn1/rtbersrc/ber_buffer.h"
 #include "stamps/blob.h"
@@ -94,6 +95,11 @@ class Decoded {
     }
     Record& operator*() { return record_; }
     Record* operator->() { return &record_; }
+    // The bytes once more, from their start.
+    asn1rt::ASN1Context& Rewound() {
+        Guarded([this] { return buffer_.init(); });
+        return *buffer_.getContextPtr();
+    }
     // How many of the bytes the record took.
     [[nodiscard]] std::uint32_t Size() { return buffer_.getContextPtr()->byteIndex; }
 
@@ -101,6 +107,10 @@ class Decoded {
     asn1rt::ASN1BERDecodeBuffer buffer_;
     Record record_;
 };
+
+// The elements of the list with this tag, from the position or a sibling behind it, byte for
+// byte: what was signed or hashed is not encoded anew. None without such a list.
+[[nodiscard]] std::vector<CBlob> ReadElements(asn1rt::ASN1Context& context, asn1rt::ASN1TAG list);
 
 // ---- pieces ------------------------------------------------------------------
 

@@ -2,7 +2,6 @@
 #include <utility>
 
 #include "asn1data/CryptographicMessageSyntax.h"
-#include "asn1data/PKIX1Explicit88.h"
 #include "asn1data/PKIXTSP.h"
 #include "stamps/generated.h"
 #include "stamps/name_text.h"
@@ -34,13 +33,13 @@ void ReadOptional(bool present, const Record& record, std::optional<Value>& valu
     if (present) Read(record, value.emplace());
 }
 
-std::vector<CBlob> ReadCertificates(const asn1data::CertificateSet& set) {
-    std::vector<CBlob> certificates;
-    for (const asn1data::CertificateChoices& choice : set) {
-        if (choice.t != asn1data::CertificateChoices::kCertificate) continue;
-        certificates.push_back(
-            ASN1::EncodeRecord<asn1data::ASN1C_Certificate>(*choice.u.certificate));
-    }
+// Those of the set that are plain certificates, by their tag.
+std::vector<CBlob> ReadCertificates(asn1rt::ASN1Context& context) {
+    int length = 0;
+    ASN1::Check(xd_match1(context, 0x30, length));
+    const asn1rt::ASN1Contents contents(context, length);
+    std::vector<CBlob> certificates = ASN1::ReadElements(context, 0xA0000000);
+    std::erase_if(certificates, [](const CBlob& one) { return one.GetData()[0] != 0x30; });
     return certificates;
 }
 
@@ -67,8 +66,6 @@ void ReadSignedData(asn1data::SignedData& record, CTokenInfo& token) {
     ASN1::Read(record.encapContentInfo.eContent, content);
     ReadContent(content, token);
     ReadSigner(*record.signerInfos.begin(), token);
-    token.certificates.reset();
-    if (record.m.certificatesPresent) token.certificates = ReadCertificates(record.certificates);
 }
 
 }  // namespace
@@ -107,6 +104,8 @@ void CTokenInfo::Decode(const CBlob& token) {
     const std::span<const std::uint8_t> content(info->content.data, info->content.numocts);
     ASN1::Decoded<asn1data::ASN1C_SignedData, asn1data::SignedData> record(content);
     ReadSignedData(*record, *this);
+    certificates.reset();
+    if (record->m.certificatesPresent) certificates = ReadCertificates(record.Rewound());
     encoded = CBlob(token.GetData(), info.Size());
 }
 

@@ -75,16 +75,13 @@ std::int64_t ClampedNumber(const ASN1BigInt& value) {
     constexpr std::size_t kLongest = 24;  // no longer text fits 64 bits, but for leading zeros
     if (value.text == nullptr) return 0;
     const std::size_t length = std::strlen(value.text);
-    const bool hex = value.text[0] == '0' && (value.text[1] | 0x20) == 'x';
-    if (length > kLongest) {
-        const bool negative = hex ? length % 2 != 0 : value.text[0] == '-';
-        return negative ? kNoLow : kNoHigh;
-    }
+    // The front of a longer text tells its sign, cut so that pairs of digits stay pairs.
+    const std::size_t front = length <= kLongest ? length : kLongest - length % 2;
     std::uint8_t octets[kLongest];
-    const int count = BigIntegerFromText(value.text, length, octets);
+    const int count = BigIntegerFromText(value.text, front, octets);
     if (count <= 0) return 0;
     const bool negative = octets[0] > 0x7F;
-    if (count > 8) return negative ? kNoLow : kNoHigh;
+    if (count > 8 || front < length) return negative ? kNoLow : kNoHigh;
     std::uint64_t number = negative ? ~std::uint64_t{0} : 0;
     for (int i = 0; i < count; ++i) number = number << 8 | octets[i];
     return static_cast<std::int64_t>(number);

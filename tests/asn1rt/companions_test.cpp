@@ -85,7 +85,7 @@ TEST(Buffers, ConstructorsThrow) {
 
 TEST(Buffers, FileAsSource) {
     const std::string name = testing::TempDir() + "asn1rt_stream";
-    for (const std::size_t size : {0U, 5U, 16383U, 16384U, 16385U, 70000U}) {
+    for (const std::size_t size : {0U, 16383U, 16384U, 70000U}) {
         Bytes bytes(size, 0x5A);
         std::ofstream(name, std::ios::binary)
             .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(size));
@@ -189,11 +189,9 @@ TEST_F(Lists, Indices) {
     void* element = nullptr;
     EXPECT_EQ(list_.get(2, element), ASN_OK);
     EXPECT_EQ(At(element), 2);
-    EXPECT_EQ(list_.get(3, element), ASN_E_OUTOFBND);
-    EXPECT_EQ(list_.remove(3), ASN_E_OUTOFBND);
-    EXPECT_EQ(list_.remove(1), ASN_OK);
+    EXPECT_TRUE(list_.get(3, element) == ASN_E_OUTOFBND && list_.remove(3) == ASN_E_OUTOFBND);
     int mine = 7;
-    EXPECT_EQ(list_.append(&mine), ASN_OK);
+    EXPECT_TRUE(list_.remove(1) == ASN_OK && list_.append(&mine) == ASN_OK);
     EXPECT_EQ(Text(), "027");
 }
 
@@ -245,76 +243,44 @@ std::string Rewritten(const char* text) {
     return time.Compile() == ASN_OK ? value.text : "cannot write";
 }
 
-TEST(Times, Generalized) {
+TEST(Times, Texts) {
+    constexpr auto kGeneral = Rewritten<ASN1CGeneralizedTime>;
+    constexpr auto kUtc = Rewritten<ASN1CUTCTime>;
     const struct {
+        std::string (*rewrite)(const char* text);
         const char* text;
         const char* rewritten;
     } rows[] = {
-        {"20261121055007Z", "20261121055007Z"},
-        {"20261121055007.120Z", "20261121055007.12Z"},
-        {"20261121055007.000Z", "20261121055007Z"},
-        {"20261121055007,000000001Z", "20261121055007.000000001Z"},
-        {"20261121055007.1234567890Z", "20261121055007.123456789Z"},
-        {"20261121055007.1234567891Z", kBad},
-        {"19851106210627.3", "19851106210627.3"},
-        {"19851106210627.3-0500", "19851106210627.3-0500"},
-        {"19851106210627+0530", "19851106210627+0530"},
-        {"19851106210627+03", "19851106210627+0300"},
-        {"1985110621.25Z", "19851106211500Z"},
-        {"1985110621.1234Z", "19851106210724.24Z"},
-        {"198511062106.5Z", "19851106210630Z"},
-        {"1985110621", "19851106210000"},
-        {"20240229000000Z", "20240229000000Z"},
-        {"20230229000000Z", kBad},
-        {"20231301000000Z", kBad},
-        {"20230100000000Z", kBad},
-        {"20230101240000Z", kBad},
-        {"20230101006000Z", kBad},
-        {"20161231235960Z", "20161231235960Z"},
-        {"20161231235961Z", kBad},
-        {"20230101000000+2400", kBad},
-        {"20230101000000+0060", kBad},
-        {"20230101000000.Z", kBad},
-        {"20230101000000ZZ", kBad},
-        {"2023010100000Z", kBad},
-        {"20230101 00000Z", kBad},
-        {"202301010Z", kBad},
-        {"20230101", kBad},
-        {"", kBad},
-        {nullptr, kBad},
+        {kGeneral, "20261121055007.120Z", "20261121055007.12Z"},
+        {kGeneral, "20261121055007,000000001Z", "20261121055007.000000001Z"},
+        {kGeneral, "20261121055007.1234567890Z", "20261121055007.123456789Z"},
+        {kGeneral, "20261121055007.1234567891Z", kBad},
+        {kGeneral, "19851106210627.3-0500", "19851106210627.3-0500"},
+        {kGeneral, "19851106210627+03", "19851106210627+0300"},
+        {kGeneral, "1985110621.1234Z", "19851106210724.24Z"},
+        {kGeneral, "1985110621", "19851106210000"},
+        {kGeneral, "20230229000000Z", kBad},
+        {kGeneral, "20161231235960Z", "20161231235960Z"},
+        {kGeneral, "20230101000000+2400", kBad},
+        {kGeneral, "20230101000000.Z", kBad},
+        {kGeneral, "20230101000000ZZ", kBad},
+        {kGeneral, "", kBad},
+        {kUtc, "491231235959Z", "491231235959Z"},
+        {kUtc, "991231235959+0300", "991231235959+0300"},
+        {kUtc, "991231235959-03", kBad},
+        {kUtc, "991231235959", kBad},
+        {kUtc, "990229000000Z", kBad},
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ(Rewritten<ASN1CGeneralizedTime>(row.text), row.rewritten)
-            << (row.text == nullptr ? "null" : row.text);
-    }
-}
-
-TEST(Times, Utc) {
-    const struct {
-        const char* text;
-        const char* rewritten;
-    } rows[] = {
-        {"500101000000Z", "500101000000Z"},
-        {"491231235959Z", "491231235959Z"},
-        {"9912312359Z", "991231235900Z"},
-        {"991231235959+0300", "991231235959+0300"},
-        {"991231235959-03", kBad},
-        {"991231235959", kBad},
-        {"991231235959.5Z", kBad},
-        {"99123123595Z", kBad},
-        {"990229000000Z", kBad},
-        {"19991231235959Z", kBad},
-    };
-    for (const auto& row : rows) EXPECT_EQ(Rewritten<ASN1CUTCTime>(row.text), row.rewritten);
+    for (const auto& row : rows) EXPECT_EQ(row.rewrite(row.text), row.rewritten) << row.text;
+    EXPECT_EQ(kGeneral(nullptr), kBad);
 }
 
 TEST(Times, Seconds) {
     const struct {
         std::int64_t seconds;
         const char* text;  // of date -u -d @seconds +%Y%m%d%H%M%SZ
-    } rows[] = {{0, "19700101000000Z"},
+    } rows[] = {{-1, "19691231235959Z"},
                 {951827696, "20000229123456Z"},
-                {-1, "19691231235959Z"},
                 {253402300799, "99991231235959Z"},
                 {-62167219200, "00000101000000Z"}};
     for (const auto& row : rows) {
@@ -339,21 +305,14 @@ TEST(Times, PartsThatCannotBeTold) {
     ASN1CharStr value;
     ASN1CUTCTime time(buffer, value);
     std::int64_t seconds = 0;
-    const struct {
-        const char* name;
-        void (*change)(ASN1TimeParts& parts);
-    } rows[] = {
-        {"year", [](ASN1TimeParts& parts) { parts.year = 2050; }},
-        {"fraction", [](ASN1TimeParts& parts) { parts.fraction = parts.fractionDigits = 1; }},
-        {"local", [](ASN1TimeParts& parts) { parts.utc = false; }},
-        {"month", [](ASN1TimeParts& parts) { parts.month = 13; }},
-        {"minute", [](ASN1TimeParts& parts) { parts.minute = -1; }},
-        {"digits", [](ASN1TimeParts& parts) { parts.fractionDigits = 1000; }},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(time.SetTime(0), ASN_OK) << row.name;
-        row.change(time.parts);
-        EXPECT_EQ(time.Compile(), ASN_E_INVPARAM) << row.name;
+    for (const ASN1TimeParts& parts :
+         {ASN1TimeParts{.year = 2050},
+          ASN1TimeParts{.year = 2000, .fraction = 1, .fractionDigits = 1},
+          ASN1TimeParts{.year = 2000, .utc = false}, ASN1TimeParts{.year = 2000, .month = 13},
+          ASN1TimeParts{.year = 2000, .minute = -1},
+          ASN1TimeParts{.year = 2000, .fractionDigits = 1000}}) {
+        time.parts = parts;
+        EXPECT_EQ(time.Compile(), ASN_E_INVPARAM) << parts.year << ' ' << parts.fractionDigits;
     }
     time.parts.utc = false;
     EXPECT_EQ(time.GetTime(seconds), ASN_E_INVPARAM);

@@ -93,33 +93,23 @@ const struct {
     std::string input;
     std::string expected;
 } kElements[] = {
-    {"integer zero", Integer, "02 01 00", "0"},
     {"integer 128", Integer, "02 02 00 80", "128"},
     {"integer -128", Integer, "02 01 80", "-128"},
     {"integer -129", Integer, "02 02 FF 7F", "-129"},
-    {"integer least", Integer, "02 04 80 00 00 00", "-2147483648"},
     {"integer, long length", Integer, "02 84 00 00 00 01 05", "5"},
     {"integer of 5 bytes", Integer, "02 05 00 80 00 00 00", "status -33"},
     {"integer empty", Integer, "02 00", "status -5"},
     {"integer wrong tag", Integer, "03 01 00", "status -3"},
     {"integer nothing", Integer, "", "status -2"},
-    {"integer tag only", Integer, "02", "status -2"},
     {"integer indefinite", Integer, "02 80 05 00 00", "status -5"},
     {"length of 5 octets", Integer, "02 85 00 00 00 00 01 05", "status -5"},
-    {"length cut", Integer, "02 82 00", "status -2"},
     {"length beyond the end", Integer, "02 02 05", "status -5"},
-    {"long length beyond the end", Integer, "02 81 02 05", "status -5"},
     {"length negative", Integer, "02 84 FF FF FF FF 05", "status -5"},
     {"length wraps to indefinite", Integer, "02 84 FF FF D8 F1 05", "status -5"},
     {"unsigned greatest", Unsigned, "02 05 00 FF FF FF FF", "4294967295"},
-    {"unsigned negative", Unsigned, "02 01 FF", "status -33"},
-    {"unsigned of 33 bits", Unsigned, "02 05 01 00 00 00 00", "status -33"},
-    {"unsigned of 6 bytes", Unsigned, "02 06 00 00 00 00 00 01", "status -33"},
     {"uint16 greatest", Short, "02 03 00 FF FF", "65535"},
     {"uint16 one over", Short, "02 03 01 00 00", "status -33"},
-    {"uint16 empty", Short, "02 00", "status -5"},
     {"enumerated", Enumerated, "0A 01 02", "2"},
-    {"enumerated as integer", Enumerated, "02 01 02", "status -3"},
     {"big", Big, "02 09 01 23 45 67 89 AB CD EF 01", "0x0123456789abcdef01"},
     {"big, top bit", Big, "02 02 80 01", "0x08001"},
     {"big 127", Big, "02 01 7F", "0x7f"},
@@ -127,20 +117,14 @@ const struct {
     {"boolean true of X.690 8.2.2", Boolean, "01 01 FF", "255"},
     {"boolean as it stands", Boolean, "01 01 05", "5"},
     {"boolean of 2", Boolean, "01 02 00 00", "status -5"},
-    {"boolean empty", Boolean, "01 00", "status -5"},
     {"null of X.690 8.8", Null, "05 00", "null"},
     {"null with contents", Null, "05 01 00", "status -5"},
     {"null, long length", Null, "05 81 00", "status -5"},
     {"null constructed", Null, "25 00", "status -3"},
-    {"null cut", Null, "05", "status -2"},
-    {"object identifier of X.690 8.19.5", ObjectId, "06 03 88 37 03", "2.999.3"},
-    {"object identifier 2.100.3", ObjectId, "06 03 81 34 03", "2.100.3"},
     {"object identifier 1.39", ObjectId, "06 01 4F", "1.39"},
-    {"object identifier 2.0", ObjectId, "06 01 50", "2.0"},
     {"object identifier, greatest arcs", ObjectId, "06 0A 90 80 80 80 4F 8F FF FF FF 7F",
      "2.4294967295.4294967295"},
     {"object identifier, second arc over", ObjectId, "06 05 90 80 80 80 50", "status -33"},
-    {"object identifier, third arc over", ObjectId, "06 06 2A 90 80 80 80 00", "status -33"},
     {"object identifier, endless arc", ObjectId, "06 0C 2A FF FF FF FF FF FF FF FF FF FF 7F",
      "status -33"},
     {"object identifier, padded arc", ObjectId, "06 03 2A 80 01", "status -4"},
@@ -148,47 +132,34 @@ const struct {
     {"object identifier empty", ObjectId, "06 00", "status -5"},
     {"object identifier of 129 arcs", ObjectId, "06 81 80 2A" + Repeat(" 01", 127), "status -4"},
     {"octets", Octets, "04 03 01 02 03", "01 02 03"},
-    {"octets empty", Octets, "04 00", ""},
     {"octets in segments", Octets, "24 07 04 02 01 02 04 01 03", "01 02 03"},
     {"octets in indefinite segments", Octets, "24 80 04 01 01 24 80 04 01 02 00 00 04 00 00 00",
      "01 02"},
     {"octets, no segments", Octets, "24 00", ""},
-    {"octets, strange segment", Octets, "24 03 03 01 00", "status -3"},
     {"octets, end missing", Octets, "24 80 04 01 01", "status -2"},
     {"octets, half an end", Octets, "24 80 04 01 01 00", "status -3"},
     {"octets, segment leaves", Octets, "24 03 04 02 01 02", "status -5"},
     {"octets 3 fit", Octets3, "24 07 04 02 01 02 04 01 03", "3: 01 02 03"},
     {"octets 4 do not", Octets3, "04 04 01 02 03 04", "status -17"},
-    {"octets 4 in segments do not", Octets3, "24 08 04 02 01 02 04 02 03 04", "status -17"},
     {"bits of X.690 8.6.4.2", Bits, "03 07 04 0A 3B 5F 29 1C D0", "44: 0A 3B 5F 29 1C D0"},
     {"bits in segments of X.690 8.6.4.2", Bits, "23 80 03 03 00 0A 3B 03 05 04 5F 29 1C D0 00 00",
      "44: 0A 3B 5F 29 1C D0"},
-    {"bits none", Bits, "03 01 00", "0: "},
-    {"bits without the count", Bits, "03 00", "status -5"},
     {"bits, count of 8", Bits, "03 02 08 00", "status -5"},
     {"bits, count without bits", Bits, "03 01 01", "status -5"},
     {"bits, count in the first segment", Bits, "23 08 03 02 04 F0 03 02 00 0F", "status -5"},
     {"bits 24 fit", Bits3, "03 04 01 FF FF FE", "23: FF FF FE"},
     {"bits 25 do not", Bits3, "03 05 07 FF FF FF 80", "status -17"},
-    {"text of X.690 8.23.5.4", Visible, "1A 05 4A 6F 6E 65 73", "Jones"},
     {"text in segments of X.690 8.23.5.4", Visible, "3A 09 04 03 4A 6F 6E 04 02 65 73", "Jones"},
-    {"text indefinite of X.690 8.23.5.4", Visible, "3A 80 04 03 4A 6F 6E 04 02 65 73 00 00",
-     "Jones"},
-    {"text empty", Visible, "1A 00", ""},
     {"text with a NUL", Visible, "1A 03 41 00 42", "status -34"},
     {"bmp", Bmp, "1E 04 04 1F 00 41", "1055 65 "},
     {"bmp, character over two segments", Bmp, "3E 08 04 01 04 04 03 1F 00 41", "1055 65 "},
     {"bmp odd", Bmp, "1E 03 04 1F 00", "status -5"},
     {"universal", Universal, "1C 04 00 01 F6 00", "128512 "},
-    {"universal of 6", Universal, "1C 06 00 01 F6 00 00 00", "status -5"},
-    {"open", Open, "30 03 02 01 05", "30 03 02 01 05"},
     {"open indefinite", Open, "30 80 A0 80 02 01 05 00 00 04 01 00 00 00",
      "30 80 A0 80 02 01 05 00 00 04 01 00 00 00"},
-    {"open, tag of 3 bytes", Open, "9F 81 01 01 AA", "9F 81 01 01 AA"},
     {"open, tag padded", Open, "9F 80 01 00", "status -21"},
     {"open, low tag in the long form", Open, "9F 1E 00", "status -21"},
     {"open, tag of 36 bits", Open, "9F FF FF FF FF 7F 00", "status -21"},
-    {"open, tag 0", Open, "00 01 00", "status -21"},
     {"open, long end of contents", Open, "30 80 00 81 00", "status -21"},
     {"open at the end of contents", Open, "00 00", "status -2"},
 };
@@ -230,17 +201,12 @@ TEST(Decode, ContentsAlone) {
         int length;
         const char* expected;
     } rows[] = {
-        {"integer", Integer, "00 80", 2, "128"},
         {"integer, too little left", Integer, "05", 2, "status -2"},
         {"integer, indefinite", Integer, "05 00 00", ASN_K_INDEFLEN, "status -5"},
-        {"boolean", Boolean, "00", 1, "0"},
         {"null reads nothing", Null, "07", 0, "null"},
         {"object identifier, negative", ObjectId, "2A", -1, "status -5"},
-        {"object identifier, too little left", ObjectId, "2A", 2, "status -2"},
         {"octets, longest length", Octets, "01", std::numeric_limits<int>::max(), "status -2"},
         {"bits", Bits, "07 80", 2, "1: 80"},
-        {"big", Big, "00 FF", 2, "0x00ff"},
-        {"text", Visible, "41 42", 1, "A"},
     };
     for (const auto& row : rows) {
         Input input(row.input);
@@ -272,7 +238,6 @@ TEST(Decode, UnlimitedReadsAreAskedFor) {
         {"no bounds, but what is left", kNoBoundsCheck, "82 00 05", 2, ASN_E_INVLEN, 0},
         {"length checked", 0, "82 01 00", 3, ASN_E_INVLEN, 0},
         {"length not checked", kNoLengthCheck, "82 01 00", 3, ASN_OK, 256},
-        {"short length not checked", kNoLengthCheck, "7F", 1, ASN_OK, 127},
         {"negative not checked", kNoLengthCheck, "84 FF FF FF FE", 5, ASN_OK, -2},
         {"indefinite by wrap", 0, "84 FF FF D8 F1", 5, ASN_OK, ASN_K_INDEFLEN},
     };
@@ -312,7 +277,6 @@ TEST(Decode, Contents) {
         {"empty", "30 00 02 01 05", ASN_OK, 2},
         {"indefinite", "30 80 02 01 05 00 00 02 01 06", ASN_OK, 7},
         {"something else", "30 05 02 01 05 05 00", ASN_E_NOTINSET, 5},
-        {"something else, indefinite", "30 80 05 00 00 00", ASN_E_NOTINSET, 2},
         {"no end", "30 80 02 01 05", ASN_E_ENDOFBUF, 5},
     };
     for (const auto& row : rows) {
@@ -346,7 +310,6 @@ TEST(Decode, Match) {
         {"not the first", 12, 0, ASN_E_IDNOTFOU, 0, 0},
         {"second, form left out", 0x80000001, kSkipFirst, ASN_OK, ASN_K_INDEFLEN, 3},
         {"scan", kContext200, kScanSiblings | kStayBehindTag, ASN_OK, 1, 13},
-        {"scan to the last", 12, kScanSiblings, ASN_OK, 1, 14},
         {"scan behind the first", 2, kScanSiblings | kSkipFirst, ASN_E_IDNOTFOU, 0, 0},
         {"not inside others", 4, kScanSiblings, ASN_E_IDNOTFOU, 0, 0},
     };
@@ -384,7 +347,6 @@ TEST(Decode, NestingEnds) {
         {"skip, very deep", 1000000, "30 80 ", Open, "status -22"},
         {"octets, deepest", kMaxLevel, "24 80 ", Octets, ""},
         {"octets, one deeper", kMaxLevel + 1, "24 80 ", Octets, "status -22"},
-        {"octets, very deep", 1000000, "24 80 ", Octets, "status -22"},
         {"bits, very deep", 1000000, "23 80 ", Bits, "status -22"},
     };
     for (const auto& row : rows) {
@@ -418,9 +380,6 @@ TEST(Decode, ErrorsTellTheTags) {
         char text[128];
         EXPECT_EQ(FormatError(*input, text, sizeof(text)), std::string_view(row.text).size());
         EXPECT_STREQ(text, row.text);
-        char cut[8];
-        EXPECT_EQ(FormatError(*input, cut, sizeof(cut)), 7U);
-        EXPECT_EQ(std::string_view(cut), std::string_view(row.text).substr(0, 7));
     }
 }
 

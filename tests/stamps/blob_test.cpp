@@ -53,9 +53,6 @@ const HexRow kHex[] = {
     {"white space inside a pair", "01 2 3", "01"},
     {"a digit alone at the end", "0102 3", "0102"},
     {"no digit", "01zz02", "01"},
-    {"half a digit pair", "010g02", "01"},
-    {"nothing", "", ""},
-    {"only white space", "  \n", ""},
 };
 
 TEST(Blob, Hex) {
@@ -77,14 +74,11 @@ const CompareRow kCompare[] = {
     {"255 and -1", "00FF", "FF", 1},
     {"-1 in two bytes", "FFFF", "FF", 0},
     {"1 in two bytes", "0001", "01", 0},
-    {"0 in three bytes", "000000", "00", 0},
     {"filler before the other sign stays", "0080", "7F", 1},
     {"filler before the other sign, negative", "FF7F", "80", 1},
-    {"more bytes, positive", "0100", "FF00", 1},
-    {"more bytes is greater", "0100", "7F", 1},
     {"more bytes is greater, negative too", "8000", "FE", 1},
-    {"same size", "1234", "1235", -1},
     {"same size, negative", "FE00", "FF00", -1},
+    {"same size, negative, with a filler", "FF80", "8000", 1},
     {"both empty", "", "", 0},
     {"empty and positive", "", "01", -1},
     {"empty and zero", "", "00", -1},
@@ -113,12 +107,10 @@ const TextRow kTexts[] = {
     {"pairs", "0x12aB", 0, "0x12AB"},
     {"an odd count that begins with 0", "0x012", 0, "0x0012"},
     {"an odd count that does not", "0x123", 0, "0x12"},
-    {"one digit", "0x5", 0, "0x"},
     {"a single 0", "0x0", 0, "0x00"},
     {"no prefix", "1234", kAsn1Internal, ""},
     {"a prefix in upper case", "0X12", kAsn1Internal, ""},
     {"no digits", "0x", kAsn1Internal, ""},
-    {"no digit at first", "0xg1", kAsn1Internal, ""},
     {"nothing", "", kAsn1Internal, ""},
 };
 

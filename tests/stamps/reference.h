@@ -9,13 +9,13 @@
 namespace stamps_tests {
 
 struct Reference {
-    std::string version, policy, hashOid, hashParameters, hash, serial, genTime, nonce, tsa;
+    std::string version, policy, hashOid, hash, serial, genTime, nonce, tsa;
     bool ordering = false;
     bool hasAccuracy = false;
     std::uint32_t seconds = 0, millis = 0, micros = 0;
     std::string token;
     std::uint32_t signerVersion = 0;
-    std::string issuer, issuerText, signerSerial, digestOid, signatureOid, signature;
+    std::string issuer, signerSerial, digestOid, signatureOid, signature;
     std::vector<std::pair<std::string, std::string>> attributes;  // identifier, value
     std::vector<std::string> certificates;
 };
