@@ -71,13 +71,16 @@ bool IsFolder(const char* name) {
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
+// A failure shows at the companion.
+bool MakeFolder(const std::string& folder) {
+    return IsFolder(folder.c_str()) || CreateDirectoryA(folder.c_str(), nullptr);
+}
+
 DWORD RunOnFile(const BatchCommand& command, const std::string& folder, const char* source,
                 const StampKeys& stamps) {
     std::fputs(source, stdout);
     std::fputs("... ", stdout);
     ShowOnTerminal();
-    // A failure shows at the companion.
-    if (!IsFolder(folder.c_str())) CreateDirectoryA(folder.c_str(), nullptr);
     const std::string companion = CompanionName(folder, source, command.companionExtension);
     return command.operation(source, companion.c_str(), 0, stamps.contentUrl, stamps.signatureUrl,
                              stamps.noStampCert ? 1 : 0);
@@ -85,8 +88,10 @@ DWORD RunOnFile(const BatchCommand& command, const std::string& folder, const ch
 
 DWORD RunOnFiles(const BatchCommand& command, const std::string& folder, const StampKeys& stamps) {
     DWORD firstFailure = 0;
+    bool folderMade = false;
     for (const char* source : state.positionals) {
         if (IsFolder(source)) continue;
+        if (!folderMade) folderMade = MakeFolder(folder);
         const DWORD code = RunOnFile(command, folder, source, stamps);
         if (firstFailure == 0) firstFailure = code;
     }

@@ -101,7 +101,7 @@ DWORD HashFile(const char* sourceName, const char* companionName, DWORD, const c
     if (IsTooLarge(source)) return kFileTooLarge;
     std::vector<BYTE> value;
     if (const DWORD code = HashSource(source, source.size, value); code != 0) return code;
-    if (!WriteCompanion(companionName, value.data(), value.size())) {
+    if (!WriteWholeFile(companionName, value.data(), value.size(), false)) {
         return EndLine(kWritingFailed, kCannotOpenFile);
     }
     return EndLine(kFileDone, 0);

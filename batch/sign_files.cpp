@@ -102,12 +102,12 @@ bool WriteText(const char* name, const Block& signature) {
     DWORD length = signature.size * 2;
     const std::unique_ptr<char[]> text(new (std::nothrow) char[length]);
     return text && EncodeBase64Lines64(signature.data.get(), signature.size, text.get(), &length) &&
-           WriteCompanion(name, text.get(), length);
+           WriteWholeFile(name, text.get(), length, false);
 }
 
 bool WriteSignature(const char* name, const Block& signature) {
     if (!signatureSettings.der) return WriteText(name, signature);
-    return WriteCompanion(name, signature.data.get(), signature.size);
+    return WriteWholeFile(name, signature.data.get(), signature.size, false);
 }
 
 // From the file's bytes to the signature's. Keys are checked behind the binding, which

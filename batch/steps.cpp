@@ -54,11 +54,4 @@ DWORD ReadSource(const char* name, Block& block) {
     return 0;
 }
 
-bool WriteCompanion(const char* name, const void* data, size_t length) {
-    const DWORD attributes = GetFileAttributesA(name);
-    const bool absent = attributes == INVALID_FILE_ATTRIBUTES;
-    if (!absent && (attributes & FILE_ATTRIBUTE_DEVICE) != 0) return false;
-    return WriteWholeFile(name, data, length, false);
-}
-
 }  // namespace kestrel

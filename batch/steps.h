@@ -35,8 +35,4 @@ struct Block {
 // kFileTooLarge or kNoMemory.
 DWORD ReadSource(const char* name, Block& block);
 
-// Puts the result into the companion as a whole. Only a file is written: a FIFO would wait
-// for its reader. False on failure, with the line still open.
-bool WriteCompanion(const char* name, const void* data, size_t length);
-
 }  // namespace kestrel

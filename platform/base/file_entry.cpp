@@ -14,10 +14,12 @@
 namespace platform {
 namespace {
 
+// "No such file" is an answer that callers want for each of many names, so it is not thrown.
 DWORD AttributesOfName(const std::string& name) {
     struct stat status {};
-    if (stat(name.c_str(), &status) != 0) ThrowFileError(errno, name);
-    return AttributesOf(status);
+    if (stat(name.c_str(), &status) == 0) return AttributesOf(status);
+    SetLastError(FileErrorCode(errno, name));
+    return INVALID_FILE_ATTRIBUTES;
 }
 
 void MakeFolder(const std::string& name) {

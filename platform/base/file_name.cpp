@@ -29,10 +29,14 @@ std::string FolderOf(const std::string& file) {
     return slash == std::string::npos ? "./" : file.substr(0, slash + 1);
 }
 
-void ThrowFileError(int error, const std::string& file) {
+DWORD FileErrorCode(int error, const std::string& file) {
     struct stat status {};
     const bool noFolder = error == ENOENT && stat(FolderOf(file).c_str(), &status) != 0;
-    throw Error(noFolder ? DWORD{ERROR_PATH_NOT_FOUND} : ErrnoToCode(error), file);
+    return noFolder ? DWORD{ERROR_PATH_NOT_FOUND} : ErrnoToCode(error);
+}
+
+void ThrowFileError(int error, const std::string& file) {
+    throw Error(FileErrorCode(error, file), file);
 }
 
 }  // namespace platform

@@ -1,6 +1,8 @@
 // File names as the program writes them.
 #pragma once
 
+#include "base/ground.h"
+
 #include <string>
 #include <string_view>
 
@@ -15,8 +17,10 @@ std::string FileArgument(const char* name);
 // Of a system name: up to its last "/" and with it, or "./".
 std::string FolderOf(const std::string& file);
 
-// The platform's code with the name as detail. ERROR_PATH_NOT_FOUND when what was not
-// found is the folder.
+// The platform's code for a call that failed. ERROR_PATH_NOT_FOUND when what was not found is
+// the folder.
+DWORD FileErrorCode(int error, const std::string& file);
+// The same, with the name as detail.
 [[noreturn]] void ThrowFileError(int error, const std::string& file);
 
 }  // namespace platform

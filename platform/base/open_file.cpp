@@ -45,12 +45,25 @@ int OpenUninterrupted(const std::string& name, int flags, mode_t mode) {
     }
 }
 
+// An existing FIFO is opened for writing at once or, without a reader, not at all. What has
+// been opened then waits as usual.
+int WithoutWaiting(int flags) {
+    const bool mayWait = (flags & O_ACCMODE) == O_WRONLY && (flags & O_CREAT) == 0;
+    return mayWait ? flags | O_NONBLOCK : flags;
+}
+
+void WaitAgain(int descriptor) {
+    const int flags = fcntl(descriptor, F_GETFL);
+    if ((flags & O_NONBLOCK) != 0) fcntl(descriptor, F_SETFL, flags & ~O_NONBLOCK);
+}
+
 Descriptor Open(const std::string& name, int flags, DWORD attributes) {
     constexpr DWORD kKnown = FILE_ATTRIBUTE_NORMAL | FILE_ATTRIBUTE_TEMPORARY;
     if ((attributes & ~kKnown) != 0) throw Error(ERROR_INVALID_PARAMETER);
     const mode_t mode = (attributes & FILE_ATTRIBUTE_TEMPORARY) != 0 ? 0600 : 0666;
-    Descriptor file(OpenUninterrupted(name, flags, mode));
+    Descriptor file(OpenUninterrupted(name, WithoutWaiting(flags), mode));
     if (file.Get() < 0) ThrowFileError(errno, name);
+    if (WithoutWaiting(flags) != flags) WaitAgain(file.Get());
     // A folder opens for reading, and every read from it fails.
     struct stat status {};
     if ((flags & O_ACCMODE) == O_RDONLY && fstat(file.Get(), &status) == 0 &&
