@@ -21,8 +21,6 @@ constexpr char kHashExtension[] = ".hsh";
 constexpr char kBackOverPercent[] = "\b\b\b\b";
 constexpr char kWipePercent[] = "\b\b\b\b    \b\b\b\b";
 
-using HashHolder = HandleHolder<HCRYPTHASH, [](HCRYPTHASH hash) { CryptDestroyHash(hash); }>;
-
 // What is no number, or none that fits, becomes the one that users of -vhash know: there
 // the length is 0, and a file may grow while it is read.
 int PercentDone(DWORD chunks, LONGLONG length) {

@@ -46,14 +46,9 @@ PCCRL_CONTEXT FindCrlBesideIssuer(PCCERT_CONTEXT certificate) {
     StoreHolder intermediates;
     *intermediates.Fill() = CertOpenSystemStoreA(0, "CA");
     if (intermediates.Get() == nullptr) return nullptr;
-    const PCCERT_CONTEXT issuer = CertFindCertificateInStore(
-        intermediates.Get(), kNameEncoding, 0, CERT_FIND_ISSUER_OF, certificate, nullptr);
-    if (issuer == nullptr) return nullptr;
-    const PCCRL_CONTEXT crl = FirstCrlOf(intermediates.Get(), issuer);
-    const DWORD error = GetLastError();
-    CertFreeCertificateContext(issuer);
-    SetLastError(error);
-    return crl;
+    const CertificateHolder issuer(CertFindCertificateInStore(
+        intermediates.Get(), kNameEncoding, 0, CERT_FIND_ISSUER_OF, certificate, nullptr));
+    return issuer ? FirstCrlOf(intermediates.Get(), issuer.get()) : nullptr;
 }
 
 }  // namespace kestrel

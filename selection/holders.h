@@ -48,10 +48,12 @@ class HandleHolder {
 
 inline void ReleaseProvider(HCRYPTPROV provider) { CryptReleaseContext(provider, 0); }
 inline void ReleaseKey(HCRYPTKEY key) { CryptDestroyKey(key); }
+inline void ReleaseHash(HCRYPTHASH hash) { CryptDestroyHash(hash); }
 inline void ReleaseStore(HCERTSTORE store) { CertCloseStore(store, 0); }
 
 using ProviderHolder = HandleHolder<HCRYPTPROV, ReleaseProvider>;
 using KeyHolder = HandleHolder<HCRYPTKEY, ReleaseKey>;
+using HashHolder = HandleHolder<HCRYPTHASH, ReleaseHash>;
 using StoreHolder = HandleHolder<HCERTSTORE, ReleaseStore>;
 
 struct CertificateReleaser {

@@ -9,12 +9,10 @@
 namespace ATL2 {
 
 using kestrel::CertificateHolder;
+using kestrel::HashHolder;
 using kestrel::MessageHolder;
 using kestrel::ProviderHolder;
 
-inline void ReleaseHash(HCRYPTHASH hash) { CryptDestroyHash(hash); }
-
 using ChainHolder = kestrel::HandleHolder<PCCERT_CHAIN_CONTEXT, CertFreeCertificateChain>;
-using HashHolder = kestrel::HandleHolder<HCRYPTHASH, ReleaseHash>;
 
 }  // namespace ATL2
