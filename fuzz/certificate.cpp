@@ -1,12 +1,12 @@
 // Certificates, CRLs and bundles of them in every form that a store file may have.
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <string>
 
-#include "base/error.h"
-#include "certs/store.h"
 #include "fuzz/support.h"
-#include "providers/crypto.h"
+#include "platform/base/error.h"
+#include "platform/certs/store.h"
+#include "platform/providers/crypto.h"
 
 namespace {
 

@@ -1,15 +1,15 @@
 // A received message, whole and in pieces, through the exported calls. The first byte of
 // the input sets the size of the pieces. Both roads must come to the same end, and what is
 // written from a message that was read must be readable.
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <filesystem>
 #include <string>
 #include <vector>
 
-#include "base/bytes.h"
 #include "fuzz/support.h"
-#include "providers/container.h"
+#include "platform/base/bytes.h"
+#include "platform/providers/container.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
 // Names, from their encoding to text and from text to their encoding.
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <string>
 
-#include "base/bytes.h"
 #include "fuzz/support.h"
+#include "platform/base/bytes.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
 // Settings files: what is read, written and read again says the same.
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <string>
 
-#include "base/error.h"
 #include "fuzz/support.h"
-#include "registry/registry.h"
+#include "platform/base/error.h"
+#include "platform/registry/registry.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace platform;

@@ -1,11 +1,11 @@
-#include "cli.h"
+#include "kestrelctl/cli.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
 
-#include "base/error.h"
-#include "base/text.h"
+#include "platform/base/error.h"
+#include "platform/base/text.h"
 
 namespace kestrelctl {
 namespace {

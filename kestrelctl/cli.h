@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "base/home.h"
+#include "platform/base/home.h"
 
 namespace kestrelctl {
 

@@ -1,7 +1,7 @@
 // The commands of kestrelctl, a routine each. They throw on failure.
 #pragma once
 
-#include "cli.h"
+#include "kestrelctl/cli.h"
 
 namespace kestrelctl {
 

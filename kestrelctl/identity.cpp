@@ -1,15 +1,15 @@
 // kestrelctl identity: key containers and the certificates that belong to them.
 #include <openssl/x509v3.h>
 
-#include "certs/key_provider_info.h"
-#include "certs/store.h"
-#include "commands.h"
-#include "key_binding.h"
-#include "password.h"
-#include "pkcs12_file.h"
-#include "providers/container.h"
-#include "self_signed.h"
-#include "text_forms.h"
+#include "kestrelctl/commands.h"
+#include "kestrelctl/key_binding.h"
+#include "kestrelctl/password.h"
+#include "kestrelctl/pkcs12_file.h"
+#include "kestrelctl/self_signed.h"
+#include "kestrelctl/text_forms.h"
+#include "platform/certs/key_provider_info.h"
+#include "platform/certs/store.h"
+#include "platform/providers/container.h"
 
 namespace kestrelctl {
 namespace {

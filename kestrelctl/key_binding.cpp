@@ -1,8 +1,8 @@
-#include "key_binding.h"
+#include "kestrelctl/key_binding.h"
 
-#include "certs/key_provider_info.h"
-#include "certs/store.h"
-#include "cli.h"
+#include "kestrelctl/cli.h"
+#include "platform/certs/key_provider_info.h"
+#include "platform/certs/store.h"
 
 namespace kestrelctl {
 namespace {

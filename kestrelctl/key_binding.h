@@ -3,10 +3,10 @@
 
 #include <string>
 
-#include "base/bytes.h"
-#include "base/home.h"
-#include "certs/certificate.h"
-#include "providers/container.h"
+#include "platform/base/bytes.h"
+#include "platform/base/home.h"
+#include "platform/certs/certificate.h"
+#include "platform/providers/container.h"
 
 namespace kestrelctl {
 

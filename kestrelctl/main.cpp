@@ -1,5 +1,5 @@
-#include "cli.h"
-#include "commands.h"
+#include "kestrelctl/cli.h"
+#include "kestrelctl/commands.h"
 
 namespace {
 

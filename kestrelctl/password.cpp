@@ -1,4 +1,4 @@
-#include "password.h"
+#include "kestrelctl/password.h"
 
 #include <termios.h>
 #include <unistd.h>

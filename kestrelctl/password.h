@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "base/bytes.h"
-#include "cli.h"
+#include "kestrelctl/cli.h"
+#include "platform/base/bytes.h"
 
 namespace kestrelctl {
 

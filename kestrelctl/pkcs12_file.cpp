@@ -1,12 +1,12 @@
-#include "pkcs12_file.h"
+#include "kestrelctl/pkcs12_file.h"
 
 #include <openssl/err.h>
 #include <openssl/pkcs12.h>
 #include <openssl/provider.h>
 
-#include "base/home.h"
-#include "certs/certificate.h"
-#include "cli.h"
+#include "kestrelctl/cli.h"
+#include "platform/base/home.h"
+#include "platform/certs/certificate.h"
 
 namespace kestrelctl {
 namespace {

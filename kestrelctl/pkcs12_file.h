@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "base/bytes.h"
-#include "providers/crypto.h"
+#include "platform/base/bytes.h"
+#include "platform/providers/crypto.h"
 
 namespace kestrelctl {
 

@@ -1,8 +1,8 @@
 // kestrelctl policy: the administrator's time-stamp policy in the settings of both sides.
 #include <charconv>
 
-#include "commands.h"
-#include "registry/registry.h"
+#include "kestrelctl/commands.h"
+#include "platform/registry/registry.h"
 
 namespace kestrelctl {
 namespace {

@@ -1,8 +1,8 @@
 // kestrelctl providers: what the provider table holds, in the order that decides which
 // hash and which cipher a command takes.
-#include "base/error.h"
+#include "platform/base/error.h"
 
-#include "commands.h"
+#include "kestrelctl/commands.h"
 
 namespace kestrelctl {
 namespace {

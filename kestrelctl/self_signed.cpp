@@ -1,10 +1,10 @@
-#include "self_signed.h"
+#include "kestrelctl/self_signed.h"
 
 #include <openssl/rand.h>
 #include <openssl/x509v3.h>
 
-#include "certs/certificate.h"
-#include "cli.h"
+#include "kestrelctl/cli.h"
+#include "platform/certs/certificate.h"
 
 namespace kestrelctl {
 namespace {

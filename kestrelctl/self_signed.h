@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "base/bytes.h"
-#include "providers/crypto.h"
+#include "platform/base/bytes.h"
+#include "platform/providers/crypto.h"
 
 namespace kestrelctl {
 

@@ -3,10 +3,10 @@
 
 #include <algorithm>
 
-#include "certs/store.h"
+#include "platform/certs/store.h"
 
-#include "commands.h"
-#include "text_forms.h"
+#include "kestrelctl/commands.h"
+#include "kestrelctl/text_forms.h"
 
 namespace kestrelctl {
 namespace {

@@ -1,9 +1,9 @@
-#include "text_forms.h"
+#include "kestrelctl/text_forms.h"
 
 #include <algorithm>
 #include <cstdio>
 
-#include "providers/crypto.h"
+#include "platform/providers/crypto.h"
 
 namespace kestrelctl {
 

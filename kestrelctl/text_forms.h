@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "certs/certificate.h"
+#include "platform/certs/certificate.h"
 
 namespace kestrelctl {
 

@@ -1,4 +1,4 @@
-#include "base/bytes.h"
+#include "platform/base/bytes.h"
 
 #include <openssl/crypto.h>
 

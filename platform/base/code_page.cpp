@@ -1,9 +1,9 @@
 // Conversion between code pages. The narrow one is UTF-8, so CP_ACP and CP_UTF8 are one.
 #include <limits>
 
-#include "base/error.h"
-#include "base/output.h"
-#include "base/text.h"
+#include "platform/base/error.h"
+#include "platform/base/output.h"
+#include "platform/base/text.h"
 
 namespace platform {
 namespace {

@@ -1,4 +1,4 @@
-#include "base/descriptor.h"
+#include "platform/base/descriptor.h"
 
 #include <fcntl.h>
 #include <unistd.h>

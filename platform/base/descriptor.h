@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "base/bytes.h"
+#include "platform/base/bytes.h"
 
 namespace platform {
 

@@ -1,4 +1,4 @@
-#include "base/errno_map.h"
+#include "platform/base/errno_map.h"
 
 #include <cerrno>
 

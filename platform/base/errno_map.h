@@ -1,7 +1,7 @@
 // The C library's error numbers in the platform's codes.
 #pragma once
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 namespace platform {
 

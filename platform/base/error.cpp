@@ -1,4 +1,4 @@
-#include "base/error.h"
+#include "platform/base/error.h"
 
 #include <new>
 

@@ -1,7 +1,7 @@
 // The one failure type inside the platform, and its way into the last error.
 #pragma once
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <exception>
 #include <string>

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <iterator>
 
-#include "base/error.h"
+#include "platform/base/error.h"
 
 namespace platform {
 namespace {

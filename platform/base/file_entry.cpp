@@ -1,5 +1,5 @@
 // Calls on files by name: attributes, folders, deleting, renaming.
-#include "base/file_entry.h"
+#include "platform/base/file_entry.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -7,9 +7,9 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "base/descriptor.h"
-#include "base/error.h"
-#include "base/file_name.h"
+#include "platform/base/descriptor.h"
+#include "platform/base/error.h"
+#include "platform/base/file_name.h"
 
 namespace platform {
 namespace {

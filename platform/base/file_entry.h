@@ -3,7 +3,7 @@
 
 #include <sys/stat.h>
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 namespace platform {
 

@@ -1,6 +1,6 @@
-#include "base/file_mask.h"
+#include "platform/base/file_mask.h"
 
-#include "base/text.h"
+#include "platform/base/text.h"
 
 namespace platform {
 

@@ -1,12 +1,12 @@
-#include "base/file_name.h"
+#include "platform/base/file_name.h"
 
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
 
-#include "base/errno_map.h"
-#include "base/error.h"
+#include "platform/base/errno_map.h"
+#include "platform/base/error.h"
 
 namespace platform {
 

@@ -1,7 +1,7 @@
 // File names as the program writes them.
 #pragma once
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <string>
 #include <string_view>

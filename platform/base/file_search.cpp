@@ -5,11 +5,11 @@
 #include <cerrno>
 #include <cstring>
 
-#include "base/file_entry.h"
-#include "base/file_mask.h"
-#include "base/file_name.h"
-#include "base/handle.h"
-#include "base/ticks.h"
+#include "platform/base/file_entry.h"
+#include "platform/base/file_mask.h"
+#include "platform/base/file_name.h"
+#include "platform/base/handle.h"
+#include "platform/base/ticks.h"
 
 namespace platform {
 namespace {

@@ -1,4 +1,4 @@
-#include "base/file_traits.h"
+#include "platform/base/file_traits.h"
 
 #include <sys/xattr.h>
 #include <unistd.h>

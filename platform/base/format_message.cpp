@@ -1,8 +1,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "base/error.h"
-#include "base/text.h"
+#include "platform/base/error.h"
+#include "platform/base/text.h"
 
 namespace platform {
 namespace {

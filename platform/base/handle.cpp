@@ -1,4 +1,4 @@
-#include "base/handle.h"
+#include "platform/base/handle.h"
 
 #include <unordered_map>
 

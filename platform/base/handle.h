@@ -3,14 +3,14 @@
 // that a stale, foreign or null handle is an error and never a read of freed memory.
 #pragma once
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <utility>
 
-#include "base/error.h"
+#include "platform/base/error.h"
 
 namespace platform {
 

@@ -1,4 +1,4 @@
-#include "base/home.h"
+#include "platform/base/home.h"
 
 #include <fcntl.h>
 #include <pwd.h>
@@ -10,9 +10,9 @@
 #include <cstdlib>
 #include <string>
 
-#include "base/descriptor.h"
-#include "base/errno_map.h"
-#include "base/error.h"
+#include "platform/base/descriptor.h"
+#include "platform/base/errno_map.h"
+#include "platform/base/error.h"
 
 namespace platform {
 namespace {

@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <functional>
 
-#include "base/bytes.h"
+#include "platform/base/bytes.h"
 
 namespace platform {
 

@@ -1,4 +1,4 @@
-#include "base/open_file.h"
+#include "platform/base/open_file.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -6,8 +6,8 @@
 
 #include <cerrno>
 
-#include "base/errno_map.h"
-#include "base/file_name.h"
+#include "platform/base/errno_map.h"
+#include "platform/base/file_name.h"
 
 namespace platform {
 namespace {

@@ -1,8 +1,8 @@
 // The files behind handles of CreateFileA.
 #pragma once
 
-#include "base/descriptor.h"
-#include "base/handle.h"
+#include "platform/base/descriptor.h"
+#include "platform/base/handle.h"
 
 namespace platform {
 

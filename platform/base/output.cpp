@@ -1,4 +1,4 @@
-#include "base/output.h"
+#include "platform/base/output.h"
 
 #include <limits>
 

@@ -1,15 +1,15 @@
 // How a value reaches a caller's buffer: null asks, short reports the need, exact fits.
 #pragma once
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <cstring>
 #include <memory>
 #include <string_view>
 #include <vector>
 
-#include "base/bytes.h"
-#include "base/error.h"
+#include "platform/base/bytes.h"
+#include "platform/base/error.h"
 
 namespace platform {
 

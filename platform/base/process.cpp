@@ -3,8 +3,8 @@
 
 #include <cstdlib>
 
-#include "base/error.h"
-#include "registry/registry.h"
+#include "platform/base/error.h"
+#include "platform/registry/registry.h"
 
 namespace platform {
 namespace {

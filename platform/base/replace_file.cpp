@@ -7,10 +7,10 @@
 #include <climits>
 #include <cstdio>
 
-#include "base/descriptor.h"
-#include "base/error.h"
-#include "base/file_name.h"
-#include "base/file_traits.h"
+#include "platform/base/descriptor.h"
+#include "platform/base/error.h"
+#include "platform/base/file_name.h"
+#include "platform/base/file_traits.h"
 
 namespace platform {
 namespace {

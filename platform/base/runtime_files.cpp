@@ -7,9 +7,9 @@
 #include <cerrno>
 #include <string>
 
-#include "base/errno_map.h"
-#include "base/error.h"
-#include "base/file_name.h"
+#include "platform/base/errno_map.h"
+#include "platform/base/error.h"
+#include "platform/base/file_name.h"
 
 namespace platform {
 namespace {

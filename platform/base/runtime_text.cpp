@@ -5,7 +5,7 @@
 #include <climits>
 #include <cstring>
 
-#include "base/text.h"
+#include "platform/base/text.h"
 
 namespace platform {
 namespace {

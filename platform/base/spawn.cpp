@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
-#include "base/file_name.h"
-#include "base/text.h"
+#include "platform/base/file_name.h"
+#include "platform/base/text.h"
 
 namespace platform {
 namespace {

@@ -1,10 +1,10 @@
-#include "base/text.h"
+#include "platform/base/text.h"
 
 #include <algorithm>
 #include <array>
 #include <iterator>
 
-#include "base/error.h"
+#include "platform/base/error.h"
 
 namespace platform {
 namespace {

@@ -1,8 +1,8 @@
-#include "base/ticks.h"
+#include "platform/base/ticks.h"
 
 #include <chrono>
 
-#include "base/error.h"
+#include "platform/base/error.h"
 
 namespace platform {
 namespace {

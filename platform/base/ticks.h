@@ -1,7 +1,7 @@
 // Times as counts of 100 nanoseconds since 1601-01-01 UTC.
 #pragma once
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <cstdint>
 #include <ctime>

@@ -3,11 +3,11 @@
 #include <array>
 #include <iterator>
 
-#include "base/error.h"
-#include "certs/bundle_message.h"
-#include "certs/bundle_text.h"
-#include "certs/store.h"
-#include "messages/der.h"
+#include "platform/base/error.h"
+#include "platform/certs/bundle_message.h"
+#include "platform/certs/bundle_text.h"
+#include "platform/certs/store.h"
+#include "platform/messages/der.h"
 
 namespace platform {
 namespace {

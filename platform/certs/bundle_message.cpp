@@ -1,9 +1,9 @@
-#include "certs/bundle_message.h"
+#include "platform/certs/bundle_message.h"
 
 #include <algorithm>
 
-#include "base/error.h"
-#include "messages/der.h"
+#include "platform/base/error.h"
+#include "platform/messages/der.h"
 
 namespace platform {
 namespace {

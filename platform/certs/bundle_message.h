@@ -2,10 +2,10 @@
 // is dropped, so that a message of any size costs no more than its records.
 #pragma once
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
-#include "base/bytes.h"
-#include "certs/store.h"
+#include "platform/base/bytes.h"
+#include "platform/certs/store.h"
 
 namespace platform {
 

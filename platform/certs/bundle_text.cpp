@@ -1,16 +1,16 @@
-#include "certs/bundle_text.h"
+#include "platform/certs/bundle_text.h"
 
 #include <openssl/bio.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <algorithm>
 #include <limits>
 #include <memory>
 
-#include "base/error.h"
+#include "platform/base/error.h"
 
 namespace platform {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include "base/bytes.h"
+#include "platform/base/bytes.h"
 
 namespace platform {
 

@@ -1,12 +1,12 @@
-#include "certs/certificate.h"
+#include "platform/certs/certificate.h"
 
 #include <openssl/err.h>
 
-#include "base/error.h"
-#include "certs/compare.h"
-#include "certs/records.h"
-#include "certs/share.h"
-#include "providers/crypto.h"
+#include "platform/base/error.h"
+#include "platform/certs/compare.h"
+#include "platform/certs/records.h"
+#include "platform/certs/share.h"
+#include "platform/providers/crypto.h"
 
 namespace platform {
 namespace {

@@ -3,13 +3,13 @@
 #pragma once
 
 #include <openssl/x509.h>
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <map>
 #include <memory>
 
-#include "base/bytes.h"
-#include "base/handle.h"
+#include "platform/base/bytes.h"
+#include "platform/base/handle.h"
 
 namespace platform {
 

@@ -1,4 +1,4 @@
-#include "certs/compare.h"
+#include "platform/certs/compare.h"
 
 #include <openssl/sha.h>
 
@@ -6,8 +6,8 @@
 #include <cstring>
 #include <optional>
 
-#include "base/error.h"
-#include "certs/records.h"
+#include "platform/base/error.h"
+#include "platform/certs/records.h"
 
 namespace platform {
 namespace {

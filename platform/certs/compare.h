@@ -1,9 +1,9 @@
 // What certificates are compared and found by.
 #pragma once
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
-#include "base/bytes.h"
+#include "platform/base/bytes.h"
 
 namespace platform {
 

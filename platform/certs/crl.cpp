@@ -1,9 +1,9 @@
 #include <openssl/err.h>
 
-#include "base/error.h"
-#include "certs/certificate.h"
-#include "certs/records.h"
-#include "certs/share.h"
+#include "platform/base/error.h"
+#include "platform/certs/certificate.h"
+#include "platform/certs/records.h"
+#include "platform/certs/share.h"
 
 namespace platform {
 namespace {

@@ -1,10 +1,10 @@
-#include "certs/database.h"
+#include "platform/certs/database.h"
 
 #include <sqlite3.h>
 
 #include <new>
 
-#include "base/error.h"
+#include "platform/base/error.h"
 
 namespace platform {
 namespace {

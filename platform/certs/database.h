@@ -2,14 +2,14 @@
 // platform's codes, with the database's path as detail.
 #pragma once
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <string>
 
-#include "base/bytes.h"
+#include "platform/base/bytes.h"
 
 struct sqlite3;
 struct sqlite3_stmt;

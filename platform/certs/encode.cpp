@@ -1,16 +1,16 @@
 // CryptEncodeObject and CryptDecodeObject: one row of a table for each kind of record.
-#include "certs/encode.h"
+#include "platform/certs/encode.h"
 
 #include <algorithm>
 #include <cstring>
 #include <iterator>
 
-#include "base/error.h"
-#include "base/output.h"
-#include "certs/compare.h"
-#include "certs/records.h"
-#include "messages/der.h"
-#include "messages/model.h"
+#include "platform/base/error.h"
+#include "platform/base/output.h"
+#include "platform/certs/compare.h"
+#include "platform/certs/records.h"
+#include "platform/messages/der.h"
+#include "platform/messages/model.h"
 
 namespace platform {
 namespace {

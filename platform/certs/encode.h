@@ -1,9 +1,9 @@
 // Encoding of single records, for the platform's own units.
 #pragma once
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
-#include "base/bytes.h"
+#include "platform/base/bytes.h"
 
 namespace platform {
 

@@ -1,12 +1,12 @@
-#include "certs/key_provider_info.h"
+#include "platform/certs/key_provider_info.h"
 
 #include <array>
 #include <charconv>
 #include <cwchar>
 
-#include "base/error.h"
-#include "base/output.h"
-#include "base/text.h"
+#include "platform/base/error.h"
+#include "platform/base/output.h"
+#include "platform/base/text.h"
 
 namespace platform {
 namespace {

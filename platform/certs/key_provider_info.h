@@ -1,11 +1,11 @@
 // The property that leads from a certificate to its key, in a form that stores keep.
 #pragma once
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <string>
 
-#include "base/bytes.h"
+#include "platform/base/bytes.h"
 
 namespace platform {
 

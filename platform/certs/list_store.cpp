@@ -1,7 +1,7 @@
-#include "certs/list_store.h"
+#include "platform/certs/list_store.h"
 
-#include "base/error.h"
-#include "certs/compare.h"
+#include "platform/base/error.h"
+#include "platform/certs/compare.h"
 
 namespace platform {
 namespace {

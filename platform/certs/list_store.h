@@ -2,15 +2,15 @@
 // hooked in by derived stores; the memory store is the lists alone.
 #pragma once
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <algorithm>
 #include <functional>
 #include <memory>
 #include <vector>
 
-#include "certs/certificate.h"
-#include "certs/store.h"
+#include "platform/certs/certificate.h"
+#include "platform/certs/store.h"
 
 namespace platform {
 

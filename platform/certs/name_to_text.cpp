@@ -4,11 +4,11 @@
 #include <string>
 #include <vector>
 
-#include "base/error.h"
-#include "base/text.h"
-#include "certs/compare.h"
-#include "certs/rdn_keys.h"
-#include "messages/der.h"
+#include "platform/base/error.h"
+#include "platform/base/text.h"
+#include "platform/certs/compare.h"
+#include "platform/certs/rdn_keys.h"
+#include "platform/messages/der.h"
 
 namespace platform {
 namespace {

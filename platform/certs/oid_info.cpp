@@ -3,9 +3,9 @@
 #include <list>
 #include <string>
 
-#include "base/error.h"
-#include "base/text.h"
-#include "providers/crypto.h"
+#include "platform/base/error.h"
+#include "platform/base/text.h"
+#include "platform/providers/crypto.h"
 
 namespace platform {
 namespace {

@@ -3,11 +3,11 @@
 
 #include <utility>
 
-#include "base/error.h"
-#include "certs/certificate.h"
-#include "certs/key_provider_info.h"
-#include "providers/container.h"
-#include "providers/crypto.h"
+#include "platform/base/error.h"
+#include "platform/certs/certificate.h"
+#include "platform/certs/key_provider_info.h"
+#include "platform/providers/container.h"
+#include "platform/providers/crypto.h"
 
 namespace platform {
 namespace {

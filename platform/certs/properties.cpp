@@ -1,13 +1,13 @@
 // Properties of certificates. Stores keep them flat; some have a public structure.
 #include <optional>
 
-#include "base/error.h"
-#include "base/output.h"
-#include "certs/certificate.h"
-#include "certs/compare.h"
-#include "certs/encode.h"
-#include "certs/key_provider_info.h"
-#include "certs/store.h"
+#include "platform/base/error.h"
+#include "platform/base/output.h"
+#include "platform/certs/certificate.h"
+#include "platform/certs/compare.h"
+#include "platform/certs/encode.h"
+#include "platform/certs/key_provider_info.h"
+#include "platform/certs/store.h"
 
 namespace platform {
 namespace {

@@ -1,9 +1,9 @@
-#include "certs/rdn_keys.h"
+#include "platform/certs/rdn_keys.h"
 
 #include <algorithm>
 #include <iterator>
 
-#include "base/text.h"
+#include "platform/base/text.h"
 
 namespace platform {
 namespace {

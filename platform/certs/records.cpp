@@ -1,9 +1,9 @@
-#include "certs/records.h"
+#include "platform/certs/records.h"
 
 #include <algorithm>
 #include <chrono>
 
-#include "base/error.h"
+#include "platform/base/error.h"
 
 namespace platform {
 namespace {

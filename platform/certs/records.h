@@ -2,14 +2,14 @@
 // DER as views, and laid out as the public records. A view lives as long as its DER.
 #pragma once
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <string>
 #include <vector>
 
-#include "base/bytes.h"
-#include "base/output.h"
-#include "messages/der.h"
+#include "platform/base/bytes.h"
+#include "platform/base/output.h"
+#include "platform/messages/der.h"
 
 namespace platform {
 

@@ -1,7 +1,7 @@
-#include "certs/share.h"
+#include "platform/certs/share.h"
 
-#include "base/error.h"
-#include "certs/records.h"
+#include "platform/base/error.h"
+#include "platform/certs/records.h"
 
 namespace platform {
 

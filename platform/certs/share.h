@@ -1,14 +1,14 @@
 // What certificates and CRLs have in common as contexts.
 #pragma once
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <memory>
 
-#include "base/bytes.h"
-#include "base/handle.h"
-#include "certs/store.h"
-#include "messages/der.h"
+#include "platform/base/bytes.h"
+#include "platform/base/handle.h"
+#include "platform/certs/store.h"
+#include "platform/messages/der.h"
 
 namespace platform {
 

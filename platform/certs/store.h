@@ -2,16 +2,16 @@
 // collections, behind one interface.
 #pragma once
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "base/handle.h"
-#include "base/home.h"
-#include "certs/certificate.h"
+#include "platform/base/handle.h"
+#include "platform/base/home.h"
+#include "platform/certs/certificate.h"
 
 namespace platform {
 

@@ -1,7 +1,7 @@
 // The exported calls that add to stores and delete from them.
-#include "base/error.h"
-#include "certs/share.h"
-#include "certs/store.h"
+#include "platform/base/error.h"
+#include "platform/certs/share.h"
+#include "platform/certs/store.h"
 
 namespace platform {
 namespace {

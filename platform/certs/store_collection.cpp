@@ -1,7 +1,7 @@
 #include <algorithm>
 
-#include "base/error.h"
-#include "certs/store.h"
+#include "platform/base/error.h"
+#include "platform/certs/store.h"
 
 namespace platform {
 namespace {

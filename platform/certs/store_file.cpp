@@ -4,11 +4,11 @@
 #include <cstdio>
 #include <memory>
 
-#include "base/error.h"
-#include "base/home.h"
-#include "certs/bundle_message.h"
-#include "certs/bundle_text.h"
-#include "certs/store.h"
+#include "platform/base/error.h"
+#include "platform/base/home.h"
+#include "platform/certs/bundle_message.h"
+#include "platform/certs/bundle_text.h"
+#include "platform/certs/store.h"
 
 namespace platform {
 namespace {

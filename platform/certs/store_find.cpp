@@ -3,11 +3,11 @@
 
 #include <functional>
 
-#include "base/error.h"
-#include "certs/compare.h"
-#include "certs/share.h"
-#include "certs/store.h"
-#include "providers/crypto.h"
+#include "platform/base/error.h"
+#include "platform/certs/compare.h"
+#include "platform/certs/share.h"
+#include "platform/certs/store.h"
+#include "platform/providers/crypto.h"
 
 namespace platform {
 namespace {

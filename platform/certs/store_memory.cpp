@@ -1,4 +1,4 @@
-#include "certs/list_store.h"
+#include "platform/certs/list_store.h"
 
 namespace platform {
 

@@ -3,12 +3,12 @@
 #include <iterator>
 #include <string>
 
-#include "base/error.h"
-#include "base/file_name.h"
-#include "base/text.h"
-#include "certs/bundle_message.h"
-#include "certs/compare.h"
-#include "certs/store.h"
+#include "platform/base/error.h"
+#include "platform/base/file_name.h"
+#include "platform/base/text.h"
+#include "platform/certs/bundle_message.h"
+#include "platform/certs/compare.h"
+#include "platform/certs/store.h"
 
 namespace platform {
 namespace {

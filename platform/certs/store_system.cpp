@@ -11,10 +11,10 @@
 #include <optional>
 #include <string>
 
-#include "base/error.h"
-#include "base/text.h"
-#include "certs/database.h"
-#include "certs/list_store.h"
+#include "platform/base/error.h"
+#include "platform/base/text.h"
+#include "platform/certs/database.h"
+#include "platform/certs/list_store.h"
 
 namespace platform {
 namespace {

@@ -5,12 +5,12 @@
 #include <string_view>
 #include <vector>
 
-#include "base/error.h"
-#include "base/output.h"
-#include "base/text.h"
-#include "certs/rdn_keys.h"
-#include "messages/der.h"
-#include "messages/model.h"
+#include "platform/base/error.h"
+#include "platform/base/output.h"
+#include "platform/base/text.h"
+#include "platform/certs/rdn_keys.h"
+#include "platform/messages/der.h"
+#include "platform/messages/model.h"
 
 namespace platform {
 namespace {

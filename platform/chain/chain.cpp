@@ -1,12 +1,12 @@
 // CertGetCertificateChain: the path as the public record.
 #include <algorithm>
 
-#include "base/error.h"
-#include "base/handle.h"
-#include "base/ticks.h"
-#include "chain/path.h"
-#include "chain/revocation.h"
-#include "chain/signature.h"
+#include "platform/base/error.h"
+#include "platform/base/handle.h"
+#include "platform/base/ticks.h"
+#include "platform/chain/path.h"
+#include "platform/chain/revocation.h"
+#include "platform/chain/signature.h"
 
 namespace platform {
 namespace {

@@ -5,9 +5,9 @@
 
 #include <algorithm>
 
-#include "chain/path.h"
-#include "chain/signature.h"
-#include "providers/openssl.h"
+#include "platform/chain/path.h"
+#include "platform/chain/signature.h"
+#include "platform/providers/openssl.h"
 
 namespace platform {
 namespace {

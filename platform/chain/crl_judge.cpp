@@ -1,4 +1,4 @@
-#include "chain/crl_judge.h"
+#include "platform/chain/crl_judge.h"
 
 #include <openssl/err.h>
 #include <openssl/x509v3.h>
@@ -7,10 +7,10 @@
 #include <array>
 #include <optional>
 
-#include "base/error.h"
-#include "base/ticks.h"
-#include "chain/signature.h"
-#include "providers/openssl.h"
+#include "platform/base/error.h"
+#include "platform/base/ticks.h"
+#include "platform/chain/signature.h"
+#include "platform/providers/openssl.h"
 
 namespace platform {
 namespace {

@@ -4,8 +4,8 @@
 #include <memory>
 #include <vector>
 
-#include "base/ground.h"
-#include "certs/certificate.h"
+#include "platform/base/ground.h"
+#include "platform/certs/certificate.h"
 
 namespace platform {
 

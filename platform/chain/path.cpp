@@ -1,10 +1,10 @@
-#include "chain/path.h"
+#include "platform/chain/path.h"
 
 #include <algorithm>
 #include <map>
 #include <utility>
 
-#include "chain/signature.h"
+#include "platform/chain/signature.h"
 
 namespace platform {
 namespace {

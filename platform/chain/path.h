@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "base/ground.h"
-#include "chain/pool.h"
+#include "platform/base/ground.h"
+#include "platform/chain/pool.h"
 
 namespace platform {
 

@@ -1,14 +1,14 @@
-#include "chain/pool.h"
+#include "platform/chain/pool.h"
 
 #include <openssl/err.h>
 #include <openssl/x509v3.h>
 
 #include <algorithm>
 
-#include "base/error.h"
-#include "base/ticks.h"
-#include "certs/compare.h"
-#include "providers/openssl.h"
+#include "platform/base/error.h"
+#include "platform/base/ticks.h"
+#include "platform/certs/compare.h"
+#include "platform/providers/openssl.h"
 
 namespace platform {
 namespace {

@@ -5,8 +5,8 @@
 #include <memory>
 #include <vector>
 
-#include "certs/certificate.h"
-#include "certs/store.h"
+#include "platform/certs/certificate.h"
+#include "platform/certs/store.h"
 
 namespace platform {
 

@@ -1,10 +1,10 @@
-#include "chain/revocation.h"
+#include "platform/chain/revocation.h"
 
 #include <algorithm>
 
-#include "base/error.h"
-#include "base/ticks.h"
-#include "certs/store.h"
+#include "platform/base/error.h"
+#include "platform/base/ticks.h"
+#include "platform/certs/store.h"
 
 namespace platform {
 namespace {

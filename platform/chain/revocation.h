@@ -5,8 +5,8 @@
 #include <memory>
 #include <vector>
 
-#include "chain/crl_judge.h"
-#include "chain/path.h"
+#include "platform/chain/crl_judge.h"
+#include "platform/chain/path.h"
 
 namespace platform {
 

@@ -1,11 +1,11 @@
-#include "chain/signature.h"
+#include "platform/chain/signature.h"
 
 #include <openssl/err.h>
 #include <openssl/x509.h>
 
-#include "base/error.h"
-#include "chain/pool.h"
-#include "providers/crypto.h"
+#include "platform/base/error.h"
+#include "platform/chain/pool.h"
+#include "platform/providers/crypto.h"
 
 namespace platform {
 namespace {

@@ -1,7 +1,7 @@
 // Who signed what.
 #pragma once
 
-#include "certs/certificate.h"
+#include "platform/certs/certificate.h"
 
 namespace platform {
 

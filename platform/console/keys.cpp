@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <utility>
 
-#include "console/terminal.h"
+#include "platform/console/terminal.h"
 
 namespace platform {
 namespace {

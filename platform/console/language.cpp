@@ -2,7 +2,7 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "base/error.h"
+#include "platform/base/error.h"
 
 namespace platform {
 namespace {

@@ -7,10 +7,10 @@
 #include <iterator>
 #include <utility>
 
-#include "base/errno_map.h"
-#include "base/error.h"
-#include "base/open_file.h"
-#include "console/terminal.h"
+#include "platform/base/errno_map.h"
+#include "platform/base/error.h"
+#include "platform/base/open_file.h"
+#include "platform/console/terminal.h"
 
 namespace platform {
 namespace {

@@ -1,4 +1,4 @@
-#include "console/terminal.h"
+#include "platform/console/terminal.h"
 
 #include <fcntl.h>
 #include <poll.h>

@@ -1,9 +1,9 @@
-#include "messages/ber_reader.h"
+#include "platform/messages/ber_reader.h"
 
 #include <algorithm>
 #include <limits>
 
-#include "base/error.h"
+#include "platform/base/error.h"
 
 namespace platform {
 namespace {

@@ -7,7 +7,7 @@
 #include <optional>
 #include <vector>
 
-#include "base/bytes.h"
+#include "platform/base/bytes.h"
 
 namespace platform {
 

@@ -1,10 +1,10 @@
 // The content of a call that takes a whole message's content as an array of pieces.
 #pragma once
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
-#include "base/bytes.h"
-#include "base/error.h"
+#include "platform/base/bytes.h"
+#include "platform/base/error.h"
 
 namespace platform {
 

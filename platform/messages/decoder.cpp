@@ -1,10 +1,10 @@
-#include "messages/decoder.h"
+#include "platform/messages/decoder.h"
 
 #include <string>
 #include <utility>
 
-#include "messages/der.h"
-#include "messages/params.h"
+#include "platform/messages/der.h"
+#include "platform/messages/params.h"
 
 namespace platform {
 namespace {

@@ -2,13 +2,13 @@
 // the body of its type.
 #pragma once
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <memory>
 #include <optional>
 
-#include "messages/decoder_walker.h"
-#include "messages/message.h"
+#include "platform/messages/decoder_walker.h"
+#include "platform/messages/message.h"
 
 namespace platform {
 

@@ -1,6 +1,6 @@
-#include "messages/decoder_schema.h"
+#include "platform/messages/decoder_schema.h"
 
-#include "messages/der.h"
+#include "platform/messages/der.h"
 
 namespace platform {
 namespace {

@@ -1,7 +1,7 @@
-#include "messages/decoder_verify.h"
+#include "platform/messages/decoder_verify.h"
 
-#include "messages/ber_reader.h"
-#include "messages/der.h"
+#include "platform/messages/ber_reader.h"
+#include "platform/messages/der.h"
 
 namespace platform {
 namespace {

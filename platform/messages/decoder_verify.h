@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "messages/model.h"
+#include "platform/messages/model.h"
 
 namespace platform {
 

@@ -1,9 +1,9 @@
-#include "messages/decoder_walker.h"
+#include "platform/messages/decoder_walker.h"
 
 #include <utility>
 
-#include "base/error.h"
-#include "messages/der.h"
+#include "platform/base/error.h"
+#include "platform/messages/der.h"
 
 namespace platform {
 namespace {

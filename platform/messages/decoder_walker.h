@@ -4,8 +4,8 @@
 
 #include <vector>
 
-#include "messages/decoder_schema.h"
-#include "messages/normalise.h"
+#include "platform/messages/decoder_schema.h"
+#include "platform/messages/normalise.h"
 
 namespace platform {
 

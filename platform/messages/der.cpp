@@ -1,10 +1,10 @@
-#include "messages/der.h"
+#include "platform/messages/der.h"
 
 #include <algorithm>
 #include <array>
 #include <limits>
 
-#include "base/error.h"
+#include "platform/base/error.h"
 
 namespace platform::der {
 namespace {

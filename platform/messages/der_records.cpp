@@ -1,10 +1,10 @@
-#include "messages/model.h"
+#include "platform/messages/model.h"
 
 #include <algorithm>
 #include <utility>
 
-#include "base/error.h"
-#include "messages/der.h"
+#include "platform/base/error.h"
+#include "platform/messages/der.h"
 
 namespace platform {
 namespace {

@@ -1,10 +1,10 @@
-#include "messages/encoded_message.h"
+#include "platform/messages/encoded_message.h"
 
 #include <utility>
 
-#include "base/error.h"
-#include "base/output.h"
-#include "messages/der.h"
+#include "platform/base/error.h"
+#include "platform/base/output.h"
+#include "platform/messages/der.h"
 
 namespace platform {
 namespace {

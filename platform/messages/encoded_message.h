@@ -1,12 +1,12 @@
 // What the encoding messages have in common: parameters of the finished encoding.
 #pragma once
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <string>
 
-#include "base/bytes.h"
-#include "messages/message.h"
+#include "platform/base/bytes.h"
+#include "platform/messages/message.h"
 
 namespace platform {
 

@@ -1,13 +1,13 @@
-#include "messages/enveloped_decoder.h"
+#include "platform/messages/enveloped_decoder.h"
 
 #include <openssl/err.h>
 
 #include <algorithm>
 #include <utility>
 
-#include "base/output.h"
-#include "messages/der.h"
-#include "messages/params.h"
+#include "platform/base/output.h"
+#include "platform/messages/der.h"
+#include "platform/messages/params.h"
 
 namespace platform {
 namespace {

@@ -4,9 +4,9 @@
 
 #include <optional>
 
-#include "messages/decoder.h"
-#include "messages/model.h"
-#include "providers/crypto.h"
+#include "platform/messages/decoder.h"
+#include "platform/messages/model.h"
+#include "platform/providers/crypto.h"
 
 namespace platform {
 

@@ -1,16 +1,16 @@
 // EnvelopedData written: while the content passes, or held and written whole.
-#include "messages/message.h"
+#include "platform/messages/message.h"
 
 #include <algorithm>
 #include <string>
 #include <utility>
 
-#include "base/error.h"
-#include "messages/der.h"
-#include "messages/encoded_message.h"
-#include "messages/model.h"
-#include "messages/stream_writer.h"
-#include "providers/crypto.h"
+#include "platform/base/error.h"
+#include "platform/messages/der.h"
+#include "platform/messages/encoded_message.h"
+#include "platform/messages/model.h"
+#include "platform/messages/stream_writer.h"
+#include "platform/providers/crypto.h"
 
 namespace platform {
 namespace {

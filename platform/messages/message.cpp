@@ -1,8 +1,8 @@
-#include "messages/message.h"
+#include "platform/messages/message.h"
 
 #include <limits>
 
-#include "base/error.h"
+#include "platform/base/error.h"
 
 namespace platform {
 

@@ -2,13 +2,13 @@
 // signed and enveloped data, behind one interface.
 #pragma once
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <memory>
 #include <optional>
 
-#include "base/bytes.h"
-#include "base/handle.h"
+#include "platform/base/bytes.h"
+#include "platform/base/handle.h"
 
 namespace platform {
 

@@ -1,9 +1,9 @@
 // The exported CryptMsg calls.
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
-#include "base/error.h"
-#include "base/handle.h"
-#include "messages/message.h"
+#include "platform/base/error.h"
+#include "platform/base/handle.h"
+#include "platform/messages/message.h"
 
 using platform::Error;
 using platform::Guarded;

@@ -2,14 +2,14 @@
 // They hold DER: what arrives in BER is normalised before it gets here.
 #pragma once
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "base/bytes.h"
-#include "providers/crypto.h"
+#include "platform/base/bytes.h"
+#include "platform/providers/crypto.h"
 
 namespace platform {
 

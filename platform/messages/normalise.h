@@ -3,7 +3,7 @@
 // string in pieces: certificates and signed values keep their exact octets.
 #pragma once
 
-#include "messages/ber_reader.h"
+#include "platform/messages/ber_reader.h"
 
 namespace platform {
 

@@ -1,7 +1,7 @@
-#include "messages/params.h"
+#include "platform/messages/params.h"
 
-#include "base/output.h"
-#include "messages/der.h"
+#include "platform/base/output.h"
+#include "platform/messages/der.h"
 
 namespace platform {
 namespace {

@@ -1,12 +1,12 @@
 // How the values of CryptMsgGetParam reach the caller's buffer, as documented for each.
 #pragma once
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <memory>
 #include <vector>
 
-#include "messages/model.h"
+#include "platform/messages/model.h"
 
 namespace platform {
 

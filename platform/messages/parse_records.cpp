@@ -2,10 +2,10 @@
 // and strings in one piece, except under implicit tags, which tell no type.
 #include <algorithm>
 
-#include "base/error.h"
-#include "messages/ber_reader.h"
-#include "messages/der.h"
-#include "messages/model.h"
+#include "platform/base/error.h"
+#include "platform/messages/ber_reader.h"
+#include "platform/messages/der.h"
+#include "platform/messages/model.h"
 
 namespace platform {
 namespace {

@@ -1,18 +1,18 @@
 // A signed message made in one call: CryptSignMessage.
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <limits>
 #include <optional>
 #include <string>
 #include <utility>
 
-#include "base/error.h"
-#include "base/output.h"
-#include "messages/content_pieces.h"
-#include "messages/der.h"
-#include "messages/model.h"
-#include "messages/signer.h"
-#include "providers/crypto.h"
+#include "platform/base/error.h"
+#include "platform/base/output.h"
+#include "platform/messages/content_pieces.h"
+#include "platform/messages/der.h"
+#include "platform/messages/model.h"
+#include "platform/messages/signer.h"
+#include "platform/providers/crypto.h"
 
 namespace platform {
 namespace {

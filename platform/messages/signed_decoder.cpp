@@ -1,12 +1,12 @@
-#include "messages/signed_decoder.h"
+#include "platform/messages/signed_decoder.h"
 
 #include <algorithm>
 #include <utility>
 
-#include "certs/compare.h"
-#include "messages/decoder_verify.h"
-#include "messages/der.h"
-#include "messages/params.h"
+#include "platform/certs/compare.h"
+#include "platform/messages/decoder_verify.h"
+#include "platform/messages/der.h"
+#include "platform/messages/params.h"
 
 namespace platform {
 namespace {

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "messages/decoder.h"
-#include "messages/model.h"
-#include "providers/crypto.h"
+#include "platform/messages/decoder.h"
+#include "platform/messages/model.h"
+#include "platform/providers/crypto.h"
 
 namespace platform {
 

@@ -2,11 +2,11 @@
 #include <algorithm>
 #include <utility>
 
-#include "messages/der.h"
-#include "messages/normalise.h"
-#include "messages/params.h"
-#include "messages/signed_decoder.h"
-#include "messages/signer.h"
+#include "platform/messages/der.h"
+#include "platform/messages/normalise.h"
+#include "platform/messages/params.h"
+#include "platform/messages/signed_decoder.h"
+#include "platform/messages/signer.h"
 
 namespace platform {
 namespace {

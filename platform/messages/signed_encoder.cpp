@@ -1,18 +1,18 @@
 // SignedData written: while the content passes, or held and written whole.
-#include "messages/message.h"
+#include "platform/messages/message.h"
 
 #include <algorithm>
 #include <optional>
 #include <utility>
 #include <vector>
 
-#include "base/error.h"
-#include "base/output.h"
-#include "messages/der.h"
-#include "messages/encoded_message.h"
-#include "messages/model.h"
-#include "messages/signer.h"
-#include "messages/stream_writer.h"
+#include "platform/base/error.h"
+#include "platform/base/output.h"
+#include "platform/messages/der.h"
+#include "platform/messages/encoded_message.h"
+#include "platform/messages/model.h"
+#include "platform/messages/signer.h"
+#include "platform/messages/stream_writer.h"
 
 namespace platform {
 namespace {

@@ -1,8 +1,8 @@
 // The values of a SignedData for CryptMsgGetParam.
-#include "base/output.h"
-#include "messages/der.h"
-#include "messages/params.h"
-#include "messages/signed_decoder.h"
+#include "platform/base/output.h"
+#include "platform/messages/der.h"
+#include "platform/messages/params.h"
+#include "platform/messages/signed_decoder.h"
 
 namespace platform {
 namespace {

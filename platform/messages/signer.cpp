@@ -1,12 +1,12 @@
-#include "messages/signer.h"
+#include "platform/messages/signer.h"
 
 #include <algorithm>
 #include <string_view>
 #include <utility>
 
-#include "base/error.h"
-#include "messages/der.h"
-#include "messages/normalise.h"
+#include "platform/base/error.h"
+#include "platform/messages/der.h"
+#include "platform/messages/normalise.h"
 
 namespace platform {
 namespace {

@@ -2,15 +2,15 @@
 // the message is written, signed once the content's digest is known.
 #pragma once
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "base/bytes.h"
-#include "messages/model.h"
-#include "providers/crypto.h"
+#include "platform/base/bytes.h"
+#include "platform/messages/model.h"
+#include "platform/providers/crypto.h"
 
 namespace platform {
 

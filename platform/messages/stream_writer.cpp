@@ -1,7 +1,7 @@
-#include "messages/stream_writer.h"
+#include "platform/messages/stream_writer.h"
 
-#include "base/error.h"
-#include "messages/der.h"
+#include "platform/base/error.h"
+#include "platform/messages/der.h"
 
 namespace platform {
 namespace {

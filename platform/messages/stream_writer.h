@@ -2,13 +2,13 @@
 // indefinite length (X.690 8.1.3.6) around pieces of content.
 #pragma once
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <cstdint>
 #include <optional>
 
-#include "base/bytes.h"
-#include "messages/message.h"
+#include "platform/base/bytes.h"
+#include "platform/messages/message.h"
 
 namespace platform {
 

@@ -1,17 +1,17 @@
 // One signature of a message verified in one call: CryptVerifyMessageSignature and
 // CryptVerifyDetachedMessageSignature.
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <memory>
 #include <utility>
 
-#include "base/error.h"
-#include "base/output.h"
-#include "certs/compare.h"
-#include "certs/share.h"
-#include "certs/store.h"
-#include "messages/content_pieces.h"
-#include "messages/message.h"
+#include "platform/base/error.h"
+#include "platform/base/output.h"
+#include "platform/certs/compare.h"
+#include "platform/certs/share.h"
+#include "platform/certs/store.h"
+#include "platform/messages/content_pieces.h"
+#include "platform/messages/message.h"
 
 namespace platform {
 namespace {

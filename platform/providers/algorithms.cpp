@@ -1,4 +1,4 @@
-#include "providers/algorithms.h"
+#include "platform/providers/algorithms.h"
 
 #include <algorithm>
 #include <array>

@@ -5,7 +5,7 @@
 #include <span>
 #include <string_view>
 
-#include "providers/crypto.h"
+#include "platform/providers/crypto.h"
 
 namespace platform {
 

@@ -1,4 +1,4 @@
-#include "providers/container.h"
+#include "platform/providers/container.h"
 
 #include <fcntl.h>
 #include <openssl/err.h>
@@ -9,10 +9,10 @@
 #include <cerrno>
 #include <charconv>
 
-#include "base/error.h"
-#include "providers/algorithms.h"
-#include "providers/key_file.h"
-#include "providers/openssl.h"
+#include "platform/base/error.h"
+#include "platform/providers/algorithms.h"
+#include "platform/providers/key_file.h"
+#include "platform/providers/openssl.h"
 
 namespace platform {
 namespace {

@@ -4,7 +4,7 @@
 #pragma once
 
 #include <openssl/evp.h>
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <filesystem>
 #include <memory>
@@ -12,9 +12,9 @@
 #include <string>
 #include <vector>
 
-#include "base/bytes.h"
-#include "base/home.h"
-#include "providers/crypto.h"
+#include "platform/base/bytes.h"
+#include "platform/base/home.h"
+#include "platform/providers/crypto.h"
 
 namespace platform {
 

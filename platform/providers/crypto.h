@@ -5,7 +5,7 @@
 
 #include <openssl/evp.h>
 #include <openssl/x509.h>
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <memory>
 #include <optional>
@@ -13,8 +13,8 @@
 #include <string>
 #include <string_view>
 
-#include "base/bytes.h"
-#include "base/error.h"
+#include "platform/base/bytes.h"
+#include "platform/base/error.h"
 
 namespace platform {
 

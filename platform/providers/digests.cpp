@@ -1,8 +1,8 @@
 #include <map>
 
-#include "providers/algorithms.h"
-#include "providers/engine.h"
-#include "providers/openssl.h"
+#include "platform/providers/algorithms.h"
+#include "platform/providers/engine.h"
+#include "platform/providers/openssl.h"
 
 namespace platform {
 namespace {

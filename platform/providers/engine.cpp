@@ -2,13 +2,13 @@
 // engine of the distribution serves whole messages.
 #define OPENSSL_SUPPRESS_DEPRECATED
 
-#include "providers/engine.h"
+#include "platform/providers/engine.h"
 
 #include <openssl/engine.h>
 #include <openssl/err.h>
 
-#include "providers/algorithms.h"
-#include "providers/openssl.h"
+#include "platform/providers/algorithms.h"
+#include "platform/providers/openssl.h"
 
 namespace platform {
 namespace {

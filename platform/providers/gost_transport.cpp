@@ -1,4 +1,4 @@
-#include "providers/gost_transport.h"
+#include "platform/providers/gost_transport.h"
 
 #include <openssl/asn1t.h>
 #include <openssl/err.h>

@@ -1,7 +1,7 @@
 // The outer shape of wrapped GOST content keys.
 #pragma once
 
-#include "base/bytes.h"
+#include "platform/base/bytes.h"
 
 namespace platform {
 

@@ -1,8 +1,8 @@
 // Hashes over caller's data, as handles.
 #include <algorithm>
 
-#include "base/output.h"
-#include "providers/provider.h"
+#include "platform/base/output.h"
+#include "platform/providers/provider.h"
 
 namespace platform {
 namespace {

@@ -1,9 +1,9 @@
 // Keys of a container, as handles.
 #include <openssl/x509.h>
 
-#include "base/output.h"
-#include "providers/openssl.h"
-#include "providers/provider.h"
+#include "platform/base/output.h"
+#include "platform/providers/openssl.h"
+#include "platform/providers/provider.h"
 
 namespace platform {
 namespace {

@@ -1,10 +1,10 @@
-#include "providers/key_file.h"
+#include "platform/providers/key_file.h"
 
 #include <openssl/err.h>
 #include <openssl/pem.h>
 #include <openssl/pkcs12.h>
 
-#include "providers/openssl.h"
+#include "platform/providers/openssl.h"
 
 namespace platform {
 namespace {

@@ -6,8 +6,8 @@
 
 #include <optional>
 
-#include "base/bytes.h"
-#include "providers/crypto.h"
+#include "platform/base/bytes.h"
+#include "platform/providers/crypto.h"
 
 namespace platform {
 

@@ -1,7 +1,7 @@
-#include "providers/algorithms.h"
-#include "providers/container.h"
-#include "providers/engine.h"
-#include "providers/openssl.h"
+#include "platform/providers/algorithms.h"
+#include "platform/providers/container.h"
+#include "platform/providers/engine.h"
+#include "platform/providers/openssl.h"
 
 namespace platform {
 namespace {

@@ -1,8 +1,8 @@
-#include "providers/openssl.h"
+#include "platform/providers/openssl.h"
 
 #include <openssl/err.h>
 
-#include "providers/algorithms.h"
+#include "platform/providers/algorithms.h"
 
 namespace platform {
 

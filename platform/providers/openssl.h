@@ -10,8 +10,8 @@
 #include <string>
 #include <string_view>
 
-#include "base/bytes.h"
-#include "base/error.h"
+#include "platform/base/bytes.h"
+#include "platform/base/error.h"
 
 namespace platform {
 

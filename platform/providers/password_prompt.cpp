@@ -1,12 +1,12 @@
-#include "providers/password_prompt.h"
+#include "platform/providers/password_prompt.h"
 
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 
-#include "base/error.h"
-#include "console/terminal.h"
+#include "platform/base/error.h"
+#include "platform/console/terminal.h"
 
 namespace platform {
 namespace {

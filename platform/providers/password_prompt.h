@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "base/bytes.h"
+#include "platform/base/bytes.h"
 
 namespace platform {
 

@@ -1,8 +1,8 @@
-#include "providers/provider.h"
+#include "platform/providers/provider.h"
 
 #include <algorithm>
 
-#include "providers/password_prompt.h"
+#include "platform/providers/password_prompt.h"
 
 namespace platform {
 namespace {

@@ -2,7 +2,7 @@
 // only, a container with its opened keys and passwords.
 #pragma once
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <array>
 #include <memory>
@@ -10,10 +10,10 @@
 #include <string>
 #include <vector>
 
-#include "base/handle.h"
-#include "providers/algorithms.h"
-#include "providers/container.h"
-#include "providers/crypto.h"
+#include "platform/base/handle.h"
+#include "platform/providers/algorithms.h"
+#include "platform/providers/container.h"
+#include "platform/providers/crypto.h"
 
 namespace platform {
 

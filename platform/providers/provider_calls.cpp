@@ -5,8 +5,8 @@
 
 #include <cstdlib>
 
-#include "base/output.h"
-#include "providers/provider.h"
+#include "platform/base/output.h"
+#include "platform/providers/provider.h"
 
 namespace platform {
 namespace {

@@ -3,9 +3,9 @@
 
 #include <string_view>
 
-#include "base/output.h"
-#include "providers/openssl.h"
-#include "providers/provider.h"
+#include "platform/base/output.h"
+#include "platform/providers/openssl.h"
+#include "platform/providers/provider.h"
 
 namespace platform {
 namespace {

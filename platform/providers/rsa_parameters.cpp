@@ -1,7 +1,7 @@
-#include "providers/rsa_parameters.h"
+#include "platform/providers/rsa_parameters.h"
 
-#include "providers/algorithms.h"
-#include "providers/openssl.h"
+#include "platform/providers/algorithms.h"
+#include "platform/providers/openssl.h"
 
 namespace platform {
 namespace {

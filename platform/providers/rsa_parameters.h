@@ -5,7 +5,7 @@
 
 #include <string_view>
 
-#include "base/bytes.h"
+#include "platform/base/bytes.h"
 
 namespace platform {
 

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "providers/algorithms.h"
-#include "providers/openssl.h"
-#include "providers/rsa_parameters.h"
+#include "platform/providers/algorithms.h"
+#include "platform/providers/openssl.h"
+#include "platform/providers/rsa_parameters.h"
 
 namespace platform {
 namespace {

@@ -1,11 +1,11 @@
 #include <openssl/err.h>
 #include <openssl/rand.h>
 
-#include "providers/algorithms.h"
-#include "providers/engine.h"
-#include "providers/gost_transport.h"
-#include "providers/openssl.h"
-#include "providers/rsa_parameters.h"
+#include "platform/providers/algorithms.h"
+#include "platform/providers/engine.h"
+#include "platform/providers/gost_transport.h"
+#include "platform/providers/openssl.h"
+#include "platform/providers/rsa_parameters.h"
 
 namespace platform {
 namespace {

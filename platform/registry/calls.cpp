@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <optional>
 
-#include "base/error.h"
-#include "base/handle.h"
-#include "base/output.h"
-#include "base/text.h"
-#include "registry/registry.h"
-#include "registry/utf16.h"
+#include "platform/base/error.h"
+#include "platform/base/handle.h"
+#include "platform/base/output.h"
+#include "platform/base/text.h"
+#include "platform/registry/registry.h"
+#include "platform/registry/utf16.h"
 
 namespace platform {
 namespace {

@@ -1,10 +1,10 @@
-#include "registry/document.h"
+#include "platform/registry/document.h"
 
 #include <algorithm>
 #include <cstdio>
 
-#include "base/text.h"
-#include "registry/utf16.h"
+#include "platform/base/text.h"
+#include "platform/registry/utf16.h"
 
 namespace platform {
 namespace {

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "base/bytes.h"
-#include "base/ground.h"
+#include "platform/base/bytes.h"
+#include "platform/base/ground.h"
 
 namespace platform {
 

@@ -10,10 +10,10 @@
 #include <algorithm>
 #include <charconv>
 
-#include "base/error.h"
-#include "base/text.h"
-#include "registry/document.h"
-#include "registry/utf16.h"
+#include "platform/base/error.h"
+#include "platform/base/text.h"
+#include "platform/registry/document.h"
+#include "platform/registry/utf16.h"
 
 namespace platform {
 namespace {

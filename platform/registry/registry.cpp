@@ -1,11 +1,11 @@
-#include "registry/registry.h"
+#include "platform/registry/registry.h"
 
 #include <algorithm>
 #include <cstdio>
 
-#include "base/error.h"
-#include "base/text.h"
-#include "providers/algorithms.h"
+#include "platform/base/error.h"
+#include "platform/base/text.h"
+#include "platform/providers/algorithms.h"
 
 namespace platform {
 namespace {

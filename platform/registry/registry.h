@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "base/home.h"
-#include "registry/document.h"
+#include "platform/base/home.h"
+#include "platform/registry/document.h"
 
 namespace platform {
 

@@ -1,4 +1,4 @@
-#include "registry/utf16.h"
+#include "platform/registry/utf16.h"
 
 #include <optional>
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "base/bytes.h"
+#include "platform/base/bytes.h"
 
 namespace platform {
 

@@ -1,8 +1,8 @@
 #include <algorithm>
 
-#include "base/text.h"
-#include "registry/document.h"
-#include "registry/utf16.h"
+#include "platform/base/text.h"
+#include "platform/registry/document.h"
+#include "platform/registry/utf16.h"
 
 namespace platform {
 

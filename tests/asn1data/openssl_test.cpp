@@ -15,7 +15,7 @@
 #include "asn1data/PKIX1Explicit88.h"
 #include "asn1data/PKIXOCSP.h"
 #include "asn1data/PKIXTSP.h"
-#include "support.h"
+#include "tests/asn1data/support.h"
 
 namespace asn1data_tests {
 namespace {

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "asn1/rtbersrc/ber_buffer.h"
-#include "support/der_notation.h"
+#include "tests/support/der_notation.h"
 
 namespace asn1data_tests {
 

@@ -10,7 +10,7 @@
 #include "asn1data/PKIX1Explicit88.h"
 #include "asn1data/PKIXTSP.h"
 #include "asn1data/SecureMimeMessageV3.h"
-#include "support.h"
+#include "tests/asn1data/support.h"
 
 namespace asn1data_tests {
 namespace {

@@ -2,7 +2,7 @@
 // hand after X.690.
 #include <gtest/gtest.h>
 
-#include "asn1gen/codec.h"
+#include "tests/asn1gen/codec.h"
 
 namespace {
 

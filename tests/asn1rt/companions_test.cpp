@@ -6,7 +6,7 @@
 #include "asn1/rtsrc/bit_string.h"
 #include "asn1/rtsrc/lists.h"
 #include "asn1/rtsrc/times.h"
-#include "asn1rt/support.h"
+#include "tests/asn1rt/support.h"
 
 namespace asn1rt {
 namespace {

@@ -1,7 +1,7 @@
 // Decoding of primitives. Bytes are written by hand from X.690, many are its own examples.
 #include <limits>
 
-#include "asn1rt/support.h"
+#include "tests/asn1rt/support.h"
 
 namespace asn1rt {
 namespace {

@@ -3,7 +3,7 @@
 #include <functional>
 
 #include "asn1/rtbersrc/generated_support.h"
-#include "asn1rt/support.h"
+#include "tests/asn1rt/support.h"
 
 namespace asn1rt {
 namespace {

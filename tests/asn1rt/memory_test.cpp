@@ -4,7 +4,7 @@
 
 #include "asn1/rtsrc/copy.h"
 #include "asn1/rtsrc/heap.h"
-#include "asn1rt/support.h"
+#include "tests/asn1rt/support.h"
 
 namespace asn1rt {
 namespace {

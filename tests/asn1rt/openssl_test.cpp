@@ -6,7 +6,7 @@
 #include <memory>
 #include <random>
 
-#include "asn1rt/support.h"
+#include "tests/asn1rt/support.h"
 
 namespace asn1rt {
 namespace {

@@ -3,7 +3,7 @@
 #include <stdexcept>
 
 #include "front/main_frame.h"
-#include "support.h"
+#include "tests/front/support.h"
 
 namespace kestrel {
 namespace {

@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "front/catalogue.h"
-#include "support.h"
+#include "tests/front/support.h"
 
 namespace kestrel {
 namespace {

@@ -4,7 +4,7 @@
 
 #include "front/catalogue.h"
 #include "front/keys.h"
-#include "support.h"
+#include "tests/front/support.h"
 
 namespace kestrel {
 namespace {

@@ -1,7 +1,7 @@
 // What reaches standard output, in both languages.
 #include "front/catalogue.h"
 #include "front/format_guard.h"
-#include "support.h"
+#include "tests/front/support.h"
 
 namespace kestrel {
 namespace {

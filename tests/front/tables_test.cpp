@@ -6,7 +6,7 @@
 #include "front/catalogue.h"
 #include "front/dispatch.h"
 #include "front/keys.h"
-#include "support.h"
+#include "tests/front/support.h"
 
 namespace kestrel {
 namespace {

@@ -7,7 +7,7 @@
 #include "front/keys.h"
 #include "messages/stamp_keys.h"
 #include "stamps/stamps.h"
-#include "support.h"
+#include "tests/messages/support.h"
 
 namespace messages_tests {
 namespace {

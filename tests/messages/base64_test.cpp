@@ -6,7 +6,7 @@
 #include <random>
 #include <stdexcept>
 
-#include "support.h"
+#include "tests/messages/support.h"
 
 namespace messages_tests {
 namespace {

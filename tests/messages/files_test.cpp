@@ -2,7 +2,7 @@
 
 #include "front/catalogue.h"
 #include "messages/any_text.h"
-#include "support.h"
+#include "tests/messages/support.h"
 
 namespace messages_tests {
 namespace {

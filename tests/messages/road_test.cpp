@@ -2,7 +2,7 @@
 
 #include "front/catalogue.h"
 #include "messages/base64.h"
-#include "support.h"
+#include "tests/messages/support.h"
 
 namespace messages_tests {
 namespace {

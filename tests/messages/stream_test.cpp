@@ -3,7 +3,7 @@
 #include "front/catalogue.h"
 #include "messages/files.h"
 #include "messages/progress.h"
-#include "support.h"
+#include "tests/messages/support.h"
 
 namespace messages_tests {
 namespace {

@@ -10,7 +10,7 @@
 #include <thread>
 
 #include "messages/files.h"
-#include "support.h"
+#include "tests/messages/support.h"
 
 namespace messages_tests {
 namespace {

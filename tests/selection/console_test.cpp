@@ -5,7 +5,7 @@
 
 #include "front/catalogue.h"
 #include "selection/providers.h"
-#include "support.h"
+#include "tests/selection/support.h"
 
 namespace selection_tests {
 

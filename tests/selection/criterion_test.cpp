@@ -2,7 +2,7 @@
 
 #include "front/catalogue.h"
 #include "selection/search.h"
-#include "support.h"
+#include "tests/selection/support.h"
 
 namespace selection_tests {
 

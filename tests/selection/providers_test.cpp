@@ -4,7 +4,7 @@
 #include <fstream>
 
 #include "front/catalogue.h"
-#include "support.h"
+#include "tests/selection/support.h"
 
 namespace selection_tests {
 

@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "front/catalogue.h"
-#include "support.h"
+#include "tests/selection/support.h"
 
 namespace selection_tests {
 

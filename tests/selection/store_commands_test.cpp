@@ -3,7 +3,7 @@
 #include <fstream>
 
 #include "front/commands.h"
-#include "support.h"
+#include "tests/selection/support.h"
 
 namespace selection_tests {
 

@@ -1,4 +1,4 @@
-#include "support.h"
+#include "tests/selection/support.h"
 
 #include <fcntl.h>
 #include <poll.h>

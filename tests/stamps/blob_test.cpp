@@ -1,6 +1,6 @@
 #include "stamps/blob.h"
 
-#include "support.h"
+#include "tests/stamps/support.h"
 
 namespace stamps_tests {
 namespace {

@@ -1,7 +1,7 @@
 #include "stamps/cert_id.h"
 
 #include "stamps/attribute.h"
-#include "support.h"
+#include "tests/stamps/support.h"
 
 namespace stamps_tests {
 namespace {

@@ -3,7 +3,7 @@
 #include <ctime>
 #include <stdexcept>
 
-#include "support.h"
+#include "tests/stamps/support.h"
 
 namespace stamps_tests {
 namespace {

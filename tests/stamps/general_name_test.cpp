@@ -4,7 +4,7 @@
 #include "stamps/generated.h"
 #include "stamps/name_text.h"
 #include "stamps/other_hash.h"
-#include "support.h"
+#include "tests/stamps/support.h"
 
 namespace stamps_tests {
 namespace {

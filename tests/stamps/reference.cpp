@@ -1,4 +1,4 @@
-#include "reference.h"
+#include "tests/stamps/reference.h"
 
 #include <openssl/pkcs7.h>
 #include <openssl/ts.h>

@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "stamps/holders.h"
-#include "support.h"
+#include "tests/stamps/support.h"
 
 namespace stamps_tests {
 namespace {

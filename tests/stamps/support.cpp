@@ -1,4 +1,4 @@
-#include "support.h"
+#include "tests/stamps/support.h"
 
 #include <cstdlib>
 #include <fstream>

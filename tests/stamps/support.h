@@ -11,7 +11,7 @@
 
 #include "selection/atl_exception.h"
 #include "stamps/blob.h"
-#include "support/der_notation.h"
+#include "tests/support/der_notation.h"
 
 namespace stamps_tests {
 

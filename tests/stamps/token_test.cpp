@@ -1,11 +1,11 @@
 // Tokens that `openssl ts` made, and records written by hand.
 #include <algorithm>
 
-#include "reference.h"
 #include "stamps/cert_id.h"
 #include "stamps/name_text.h"
 #include "stamps/stamp_records.h"
-#include "support.h"
+#include "tests/stamps/reference.h"
+#include "tests/stamps/support.h"
 
 namespace stamps_tests {
 namespace {

@@ -1,5 +1,5 @@
 // The system's texts: every code that the ground headers name has one in both languages.
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <gtest/gtest.h>
 
@@ -11,8 +11,8 @@
 #include <iterator>
 #include <sstream>
 
-#include "base/error.h"
-#include "base/handle.h"
+#include "platform/base/error.h"
+#include "platform/base/handle.h"
 
 namespace platform {
 namespace {

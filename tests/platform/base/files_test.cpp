@@ -7,7 +7,7 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <gtest/gtest.h>
 
@@ -16,8 +16,8 @@
 #include <functional>
 #include <set>
 
-#include "base/file_mask.h"
-#include "base/handle.h"
+#include "platform/base/file_mask.h"
+#include "platform/base/handle.h"
 
 namespace platform {
 namespace {

@@ -7,7 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <gtest/gtest.h>
 
@@ -16,8 +16,8 @@
 #include <fstream>
 #include <thread>
 
-#include "base/error.h"
-#include "base/home.h"
+#include "platform/base/error.h"
+#include "platform/base/home.h"
 
 namespace platform {
 namespace {

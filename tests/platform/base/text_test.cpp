@@ -1,14 +1,14 @@
 // Conversions between narrow and wide text, and comparison without case.
 #include <mbstring.h>
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <gtest/gtest.h>
 
 #include <climits>
 
-#include "base/error.h"
-#include "base/text.h"
+#include "platform/base/error.h"
+#include "platform/base/text.h"
 
 namespace platform {
 namespace {

@@ -1,6 +1,6 @@
 // FILETIME and SYSTEMTIME. Expected counts come from `date -u +%s` and the difference of
 // the epochs, 11644473600 seconds.
-#include "base/ticks.h"
+#include "platform/base/ticks.h"
 
 #include <gtest/gtest.h>
 

@@ -3,9 +3,9 @@
 #include <cctype>
 #include <cstdio>
 
-#include "messages/der.h"
-#include "providers/crypto.h"
-#include "workshop.h"
+#include "platform/messages/der.h"
+#include "platform/providers/crypto.h"
+#include "tests/platform/certs/workshop.h"
 
 namespace platform::testing {
 namespace {

@@ -1,5 +1,5 @@
 // Names as text and back. Expected texts and octets are written by hand.
-#include "workshop.h"
+#include "tests/platform/certs/workshop.h"
 
 namespace platform::testing {
 namespace {

@@ -1,11 +1,11 @@
 // Properties, and the way from a certificate to its private key.
 #include <cctype>
 
-#include "base/error.h"
-#include "certs/key_provider_info.h"
-#include "certs/store.h"
-#include "providers/container.h"
-#include "workshop.h"
+#include "platform/base/error.h"
+#include "platform/certs/key_provider_info.h"
+#include "platform/certs/store.h"
+#include "platform/providers/container.h"
+#include "tests/platform/certs/workshop.h"
 
 namespace platform::testing {
 namespace {

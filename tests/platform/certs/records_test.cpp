@@ -3,8 +3,8 @@
 #include <memory>
 #include <string>
 
-#include "messages/der.h"
-#include "workshop.h"
+#include "platform/messages/der.h"
+#include "tests/platform/certs/workshop.h"
 
 namespace platform::testing {
 namespace {

@@ -8,10 +8,10 @@
 #include <set>
 #include <thread>
 
-#include "base/error.h"
-#include "certs/database.h"
-#include "certs/store.h"
-#include "workshop.h"
+#include "platform/base/error.h"
+#include "platform/certs/database.h"
+#include "platform/certs/store.h"
+#include "tests/platform/certs/workshop.h"
 
 namespace platform::testing {
 namespace {

@@ -3,9 +3,9 @@
 
 #include <vector>
 
-#include "base/error.h"
-#include "certs/store.h"
-#include "workshop.h"
+#include "platform/base/error.h"
+#include "platform/certs/store.h"
+#include "tests/platform/certs/workshop.h"
 
 namespace platform::testing {
 namespace {

@@ -1,6 +1,6 @@
-#include "workshop.h"
+#include "tests/platform/certs/workshop.h"
 
-#include "messages/der.h"
+#include "platform/messages/der.h"
 
 namespace platform::testing {
 

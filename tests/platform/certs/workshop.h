@@ -1,11 +1,11 @@
 // Fixtures of the certificate tests: holders of handles, and objects to put into them.
 #pragma once
 
-#include "platform/support/workshop.h"
+#include "tests/platform/support/workshop.h"
 
 #include <memory>
 
-#include "certs/certificate.h"
+#include "platform/certs/certificate.h"
 
 namespace platform::testing {
 

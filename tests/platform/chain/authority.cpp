@@ -1,4 +1,4 @@
-#include "authority.h"
+#include "tests/platform/chain/authority.h"
 
 #include <openssl/err.h>
 #include <openssl/rsa.h>
@@ -6,10 +6,10 @@
 
 #include <cctype>
 
-#include "base/ticks.h"
-#include "providers/algorithms.h"
-#include "providers/container.h"
-#include "providers/openssl.h"
+#include "platform/base/ticks.h"
+#include "platform/providers/algorithms.h"
+#include "platform/providers/container.h"
+#include "platform/providers/openssl.h"
 
 namespace platform::testing {
 namespace {

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "certs/certificate.h"
-#include "certs/store.h"
-#include "platform/support/workshop.h"
+#include "platform/certs/certificate.h"
+#include "platform/certs/store.h"
+#include "tests/platform/support/workshop.h"
 
 namespace platform::testing {
 

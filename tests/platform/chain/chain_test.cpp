@@ -1,10 +1,10 @@
 // Status bits of chains: trust, signatures, times, constraints and usages.
 #include <gtest/gtest.h>
 
-#include "authority.h"
-#include "base/error.h"
-#include "base/handle.h"
-#include "base/ticks.h"
+#include "platform/base/error.h"
+#include "platform/base/handle.h"
+#include "platform/base/ticks.h"
+#include "tests/platform/chain/authority.h"
 
 namespace platform::testing {
 namespace {

@@ -1,7 +1,7 @@
 // Revocation: which CRLs count, and what they say.
 #include <functional>
 
-#include "authority.h"
+#include "tests/platform/chain/authority.h"
 
 namespace platform::testing {
 namespace {

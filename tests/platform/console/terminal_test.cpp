@@ -8,7 +8,7 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <gtest/gtest.h>
 
@@ -18,8 +18,8 @@
 #include <functional>
 #include <thread>
 
-#include "base/bytes.h"
-#include "base/error.h"
+#include "platform/base/bytes.h"
+#include "platform/base/error.h"
 
 namespace platform {
 namespace {

@@ -1,10 +1,10 @@
-#include "decode_support.h"
+#include "tests/platform/messages/decode_support.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 
-#include "providers/container.h"
+#include "platform/providers/container.h"
 
 namespace platform::testing {
 namespace {

@@ -2,13 +2,13 @@
 // exported calls.
 #pragma once
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "encode_support.h"
+#include "tests/platform/messages/encode_support.h"
 
 namespace platform::testing {
 

@@ -1,4 +1,4 @@
-#include "encode_support.h"
+#include "tests/platform/messages/encode_support.h"
 
 #include <gtest/gtest.h>
 #include <openssl/pem.h>
@@ -11,8 +11,8 @@
 #include <map>
 #include <stdexcept>
 
-#include "providers/container.h"
-#include "providers/crypto.h"
+#include "platform/providers/container.h"
+#include "platform/providers/crypto.h"
 
 namespace platform::testing {
 namespace {

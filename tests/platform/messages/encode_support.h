@@ -2,7 +2,7 @@
 // a home of their own, and the openssl command as the judge of what was written.
 #pragma once
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <filesystem>
 #include <functional>
@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "base/bytes.h"
-#include "base/error.h"
-#include "messages/message.h"
+#include "platform/base/bytes.h"
+#include "platform/base/error.h"
+#include "platform/messages/message.h"
 
 namespace platform::testing {
 

@@ -1,13 +1,13 @@
 // The BER reader and the way from BER to DER. Octets are written by hand after X.690.
 #include <gtest/gtest.h>
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <string>
 
-#include "base/error.h"
-#include "decode_support.h"
-#include "messages/ber_reader.h"
-#include "messages/normalise.h"
+#include "platform/base/error.h"
+#include "platform/messages/ber_reader.h"
+#include "platform/messages/normalise.h"
+#include "tests/platform/messages/decode_support.h"
 
 using namespace platform;
 using platform::testing::FromHex;

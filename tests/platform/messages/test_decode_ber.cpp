@@ -2,8 +2,8 @@
 // octet and bit string in pieces. The openssl command confirms that they are still messages.
 #include <gtest/gtest.h>
 
-#include "decode_support.h"
-#include "messages/der.h"
+#include "platform/messages/der.h"
+#include "tests/platform/messages/decode_support.h"
 
 using namespace platform;
 using namespace platform::testing;

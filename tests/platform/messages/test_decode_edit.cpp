@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <functional>
 
-#include "decode_support.h"
-#include "messages/der.h"
+#include "platform/messages/der.h"
+#include "tests/platform/messages/decode_support.h"
 
 using namespace platform;
 using namespace platform::testing;

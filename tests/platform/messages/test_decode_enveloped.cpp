@@ -1,8 +1,8 @@
 // EnvelopedData as the openssl command makes it, through the exported calls.
 #include <gtest/gtest.h>
 
-#include "base/handle.h"
-#include "decode_support.h"
+#include "platform/base/handle.h"
+#include "tests/platform/messages/decode_support.h"
 
 using namespace platform;
 using namespace platform::testing;

@@ -1,9 +1,9 @@
 // What is no message, or not a whole one: octets written by hand after RFC 5652.
 #include <gtest/gtest.h>
 
-#include "base/handle.h"
-#include "decode_support.h"
-#include "messages/decoder.h"
+#include "platform/base/handle.h"
+#include "platform/messages/decoder.h"
+#include "tests/platform/messages/decode_support.h"
 
 using namespace platform;
 using namespace platform::testing;

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "encode_support.h"
-#include "messages/der.h"
+#include "platform/messages/der.h"
+#include "tests/platform/messages/encode_support.h"
 
 namespace platform::testing {
 namespace {

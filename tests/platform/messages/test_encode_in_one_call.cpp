@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "encode_support.h"
+#include "tests/platform/messages/encode_support.h"
 
 namespace platform::testing {
 namespace {

@@ -2,8 +2,8 @@
 // variant gives a defined error or a correct result.
 #include <gtest/gtest.h>
 
-#include "base/handle.h"
-#include "decode_support.h"
+#include "platform/base/handle.h"
+#include "tests/platform/messages/decode_support.h"
 
 using namespace platform;
 using namespace platform::testing;

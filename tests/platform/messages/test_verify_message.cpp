@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
-#include "base/handle.h"
-#include "decode_support.h"
+#include "platform/base/handle.h"
+#include "tests/platform/messages/decode_support.h"
 
 using namespace platform;
 using namespace platform::testing;

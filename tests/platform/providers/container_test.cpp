@@ -1,9 +1,9 @@
 // Key containers on the disk.
-#include "providers/container.h"
+#include "platform/providers/container.h"
 
 #include <sys/stat.h>
 
-#include "platform/support/workshop.h"
+#include "tests/platform/support/workshop.h"
 
 namespace platform::testing {
 namespace {

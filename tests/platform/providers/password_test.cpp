@@ -6,8 +6,8 @@
 
 #include <cstdlib>
 
-#include "platform/support/workshop.h"
-#include "providers/container.h"
+#include "platform/providers/container.h"
+#include "tests/platform/support/workshop.h"
 
 namespace platform::testing {
 namespace {

@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "platform/support/workshop.h"
-#include "providers/container.h"
+#include "platform/providers/container.h"
+#include "tests/platform/support/workshop.h"
 
 namespace platform::testing {
 namespace {

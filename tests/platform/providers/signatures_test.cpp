@@ -1,7 +1,7 @@
 // Signatures and digests against the openssl command and the standards' own examples.
-#include "messages/der.h"
-#include "messages/model.h"
-#include "platform/support/workshop.h"
+#include "platform/messages/der.h"
+#include "platform/messages/model.h"
+#include "tests/platform/support/workshop.h"
 
 namespace platform::testing {
 namespace {

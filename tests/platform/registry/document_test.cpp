@@ -1,9 +1,9 @@
 // Reading and writing settings files.
-#include "registry/document.h"
+#include "platform/registry/document.h"
 
 #include <gtest/gtest.h>
 
-#include "base/error.h"
+#include "platform/base/error.h"
 
 namespace platform {
 namespace {

@@ -1,8 +1,8 @@
 // The two sides as a process sees them, through the exported calls.
-#include "registry/registry.h"
+#include "platform/registry/registry.h"
 
-#include "base/error.h"
-#include "platform/support/workshop.h"
+#include "platform/base/error.h"
+#include "tests/platform/support/workshop.h"
 
 namespace platform {
 namespace {

@@ -1,4 +1,4 @@
-#include "workshop.h"
+#include "tests/platform/support/workshop.h"
 
 #include <openssl/err.h>
 #include <openssl/pem.h>

@@ -2,7 +2,7 @@
 // and the keys and certificates that it makes there.
 #pragma once
 
-#include "base/ground.h"
+#include "platform/base/ground.h"
 
 #include <gtest/gtest.h>
 
@@ -12,11 +12,11 @@
 #include <string_view>
 #include <vector>
 
-#include "base/bytes.h"
-#include "base/error.h"
-#include "base/handle.h"
-#include "providers/algorithms.h"
-#include "providers/crypto.h"
+#include "platform/base/bytes.h"
+#include "platform/base/error.h"
+#include "platform/base/handle.h"
+#include "platform/providers/algorithms.h"
+#include "platform/providers/crypto.h"
 
 namespace platform::testing {
 
