@@ -6,11 +6,12 @@
 
 #include "batch/paths.h"
 #include "batch/steps.h"
-#include "front/catalogue.h"
-#include "front/keys.h"
+#include "front/core/catalogue.h"
+#include "front/core/holders.h"
+#include "front/core/keys.h"
 #include "messages/stamp_keys.h"
-#include "selection/holders.h"
 #include "selection/providers.h"
+#include "selection/search.h"
 
 namespace kestrel {
 

@@ -7,9 +7,9 @@
 
 #include "batch/batch.h"
 #include "batch/steps.h"
-#include "front/commands.h"
-#include "messages/progress.h"
-#include "messages/road.h"
+#include "front/core/commands.h"
+#include "messages/files/progress.h"
+#include "messages/files/road.h"
 #include "selection/providers.h"
 
 namespace kestrel {

@@ -4,14 +4,15 @@
 
 #include "batch/batch.h"
 #include "batch/steps.h"
-#include "front/commands.h"
-#include "front/keys.h"
-#include "messages/base64.h"
+#include "front/core/commands.h"
+#include "front/core/keys.h"
+#include "messages/files/base64.h"
+#include "messages/files/road.h"
 #include "messages/private_key.h"
-#include "messages/road.h"
 #include "messages/signature.h"
 #include "messages/stamp_keys.h"
 #include "selection/providers.h"
+#include "selection/search.h"
 #include "stamps/stamps.h"
 
 namespace kestrel {

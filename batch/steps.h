@@ -4,8 +4,8 @@
 
 #include <windows.h>
 
-#include "front/catalogue.h"
-#include "messages/files.h"
+#include "front/core/catalogue.h"
+#include "messages/files/files.h"
 
 namespace kestrel {
 

@@ -3,9 +3,9 @@
 
 #include "batch/batch.h"
 #include "batch/steps.h"
-#include "front/commands.h"
-#include "front/keys.h"
-#include "messages/road.h"
+#include "front/core/commands.h"
+#include "front/core/keys.h"
+#include "messages/files/road.h"
 #include "stamps/stamps.h"
 
 namespace kestrel {

@@ -1,8 +1,8 @@
 #include "front/dispatch.h"
 
-#include "front/catalogue.h"
-#include "front/command_rows.h"
-#include "front/commands.h"
+#include "front/core/catalogue.h"
+#include "front/core/command_rows.h"
+#include "front/core/commands.h"
 
 namespace kestrel {
 

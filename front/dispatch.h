@@ -1,7 +1,7 @@
 // The road from a command's number to its routine.
 #pragma once
 
-#include "front/state.h"
+#include "front/core/state.h"
 
 namespace kestrel {
 

@@ -2,7 +2,7 @@
 
 #include <iterator>
 
-#include "front/state.h"
+#include "front/core/state.h"
 #include "front/usage_texts.h"
 
 namespace kestrel {

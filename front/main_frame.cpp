@@ -5,10 +5,10 @@
 #include <cstring>
 #include <exception>
 
+#include "front/core/keys.h"
+#include "front/core/state.h"
 #include "front/dispatch.h"
 #include "front/help.h"
-#include "front/keys.h"
-#include "front/state.h"
 
 namespace kestrel {
 
@@ -39,6 +39,7 @@ DWORD ParseAndRun() {
     const std::vector<const char*> arguments = CopiedArguments();
     const DWORD parsed = ParseCommandLine(static_cast<int>(arguments.size()), arguments.data());
     if (parsed == kNoCommand) PrintCommandList();
+    if (parsed == kHelpAsked) PrintCommandUsage();
     if (parsed != 0) return parsed;
 
     const CommandRoutine routine = FindRoutine(state.command);

@@ -3,7 +3,7 @@
 
 #include <windows.h>
 
-#include "front/catalogue.h"
+#include "front/core/catalogue.h"
 
 namespace kestrel {
 

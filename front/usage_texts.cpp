@@ -1,6 +1,6 @@
 #include "front/usage_texts.h"
 
-#include "front/endpoints.h"
+#include "front/core/endpoints.h"
 
 namespace kestrel {
 

@@ -3,8 +3,8 @@
 
 #include <span>
 
-#include "front/catalogue.h"
-#include "front/command_rows.h"
+#include "front/core/catalogue.h"
+#include "front/core/command_rows.h"
 
 namespace kestrel {
 

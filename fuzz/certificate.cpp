@@ -5,8 +5,8 @@
 
 #include "fuzz/support.h"
 #include "platform/base/error.h"
-#include "platform/certs/store.h"
 #include "platform/providers/crypto.h"
+#include "platform/stores/store.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "fuzz/support.h"
-#include "messages/any_text.h"
-#include "messages/base64.h"
+#include "messages/files/any_text.h"
+#include "messages/files/base64.h"
 
 namespace {
 

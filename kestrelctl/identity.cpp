@@ -8,8 +8,8 @@
 #include "kestrelctl/self_signed.h"
 #include "kestrelctl/text_forms.h"
 #include "platform/certs/key_provider_info.h"
-#include "platform/certs/store.h"
 #include "platform/providers/container.h"
+#include "platform/stores/store.h"
 
 namespace kestrelctl {
 namespace {

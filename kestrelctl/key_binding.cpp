@@ -2,7 +2,7 @@
 
 #include "kestrelctl/cli.h"
 #include "platform/certs/key_provider_info.h"
-#include "platform/certs/store.h"
+#include "platform/stores/store.h"
 
 namespace kestrelctl {
 namespace {

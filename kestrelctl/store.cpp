@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "platform/certs/store.h"
+#include "platform/stores/store.h"
 
 #include "kestrelctl/commands.h"
 #include "kestrelctl/text_forms.h"

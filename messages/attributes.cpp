@@ -2,8 +2,8 @@
 
 #include <cstring>
 
-#include "front/keys.h"
-#include "messages/files.h"
+#include "front/core/keys.h"
+#include "messages/files/files.h"
 
 namespace kestrel {
 

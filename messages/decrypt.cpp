@@ -1,15 +1,16 @@
 // -decr: an enveloped message is opened with the key of the one certificate selected.
-#include "front/catalogue.h"
-#include "front/commands.h"
-#include "front/keys.h"
-#include "messages/files.h"
+#include "front/core/catalogue.h"
+#include "front/core/commands.h"
+#include "front/core/keys.h"
+#include "messages/files/files.h"
+#include "messages/files/progress.h"
+#include "messages/files/road.h"
+#include "messages/files/stream.h"
 #include "messages/message_params.h"
 #include "messages/private_key.h"
-#include "messages/progress.h"
-#include "messages/road.h"
 #include "messages/start_file.h"
-#include "messages/stream.h"
 #include "selection/providers.h"
+#include "selection/search.h"
 
 namespace kestrel {
 namespace {

@@ -1,13 +1,14 @@
 // -encr: a file becomes an enveloped message for every certificate selected.
-#include "front/catalogue.h"
-#include "front/commands.h"
-#include "front/keys.h"
-#include "messages/files.h"
-#include "messages/progress.h"
-#include "messages/road.h"
-#include "messages/stream.h"
+#include "front/core/catalogue.h"
+#include "front/core/commands.h"
+#include "front/core/keys.h"
+#include "messages/files/files.h"
+#include "messages/files/progress.h"
+#include "messages/files/road.h"
+#include "messages/files/stream.h"
 #include "selection/console.h"
 #include "selection/providers.h"
+#include "selection/search.h"
 
 namespace kestrel {
 namespace {

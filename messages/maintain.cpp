@@ -3,11 +3,11 @@
 
 #include <cstdlib>
 
-#include "front/catalogue.h"
-#include "front/commands.h"
-#include "front/keys.h"
+#include "front/core/catalogue.h"
+#include "front/core/commands.h"
+#include "front/core/keys.h"
 #include "messages/attributes.h"
-#include "messages/road.h"
+#include "messages/files/road.h"
 #include "selection/search.h"
 
 namespace kestrel {

@@ -4,7 +4,7 @@
 
 #include <windows.h>
 
-#include "messages/holders.h"
+#include "front/core/holders.h"
 #include "messages/message_file.h"
 
 namespace kestrel {

@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "messages/files.h"
+#include "messages/files/files.h"
 
 namespace kestrel {
 

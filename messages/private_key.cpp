@@ -1,6 +1,6 @@
 #include "messages/private_key.h"
 
-#include "front/catalogue.h"
+#include "front/core/catalogue.h"
 #include "selection/providers.h"
 
 namespace kestrel {

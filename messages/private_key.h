@@ -3,7 +3,7 @@
 
 #include <windows.h>
 
-#include "messages/holders.h"
+#include "front/core/holders.h"
 
 namespace kestrel {
 

@@ -1,17 +1,18 @@
 // -sign: a file becomes a signed message with the content inside.
-#include "front/catalogue.h"
-#include "front/commands.h"
-#include "front/keys.h"
+#include "front/core/catalogue.h"
+#include "front/core/commands.h"
+#include "front/core/keys.h"
 #include "messages/attributes.h"
-#include "messages/files.h"
+#include "messages/files/files.h"
+#include "messages/files/progress.h"
+#include "messages/files/road.h"
+#include "messages/files/stream.h"
 #include "messages/message_file.h"
 #include "messages/private_key.h"
-#include "messages/progress.h"
-#include "messages/road.h"
 #include "messages/signature.h"
 #include "messages/stamp_keys.h"
-#include "messages/stream.h"
 #include "selection/providers.h"
+#include "selection/search.h"
 
 namespace kestrel {
 namespace {

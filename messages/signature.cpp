@@ -3,8 +3,8 @@
 #include <utility>
 #include <vector>
 
-#include "front/catalogue.h"
-#include "front/keys.h"
+#include "front/core/catalogue.h"
+#include "front/core/keys.h"
 #include "messages/attributes.h"
 #include "stamps/stamps.h"
 

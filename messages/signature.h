@@ -4,7 +4,7 @@
 
 #include <windows.h>
 
-#include "messages/holders.h"
+#include "front/core/holders.h"
 #include "messages/private_key.h"
 #include "messages/stamp_keys.h"
 

@@ -3,10 +3,11 @@
 #include <string>
 #include <vector>
 
-#include "front/catalogue.h"
-#include "messages/files.h"
+#include "front/core/catalogue.h"
+#include "messages/files/files.h"
+#include "messages/files/road.h"
 #include "messages/message_params.h"
-#include "messages/road.h"
+#include "selection/search.h"
 #include "stamps/stamps.h"
 
 namespace kestrel {

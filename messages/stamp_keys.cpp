@@ -1,7 +1,7 @@
 #include "messages/stamp_keys.h"
 
-#include "front/catalogue.h"
-#include "front/keys.h"
+#include "front/core/catalogue.h"
+#include "front/core/keys.h"
 #include "stamps/stamps.h"
 
 namespace kestrel {

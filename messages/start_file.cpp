@@ -2,7 +2,7 @@
 
 #include <process.h>
 
-#include "front/catalogue.h"
+#include "front/core/catalogue.h"
 
 namespace kestrel {
 

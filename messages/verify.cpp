@@ -1,14 +1,15 @@
 // -verify: the content of a signed message is streamed out, then each signature is checked.
-#include "front/catalogue.h"
-#include "front/commands.h"
-#include "front/keys.h"
-#include "messages/files.h"
-#include "messages/progress.h"
-#include "messages/road.h"
+#include "front/core/catalogue.h"
+#include "front/core/commands.h"
+#include "front/core/keys.h"
+#include "messages/files/files.h"
+#include "messages/files/progress.h"
+#include "messages/files/road.h"
+#include "messages/files/stream.h"
 #include "messages/signer_checks.h"
 #include "messages/stamp_keys.h"
 #include "messages/start_file.h"
-#include "messages/stream.h"
+#include "selection/search.h"
 
 namespace kestrel {
 namespace {

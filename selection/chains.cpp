@@ -1,6 +1,6 @@
 #include <cstdio>
 
-#include "front/catalogue.h"
+#include "front/core/catalogue.h"
 #include "selection/console.h"
 #include "selection/search.h"
 

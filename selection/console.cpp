@@ -7,7 +7,7 @@
 #include <cstring>
 #include <initializer_list>
 
-#include "front/catalogue.h"
+#include "front/core/catalogue.h"
 #include "selection/names.h"
 
 namespace kestrel {

@@ -2,9 +2,9 @@
 #include <cstring>
 #include <string>
 
-#include "front/catalogue.h"
+#include "front/core/catalogue.h"
+#include "front/core/holders.h"
 #include "selection/console.h"
-#include "selection/holders.h"
 #include "selection/providers.h"
 
 namespace kestrel {

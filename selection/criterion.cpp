@@ -1,7 +1,7 @@
 #include <cstdint>
 
-#include "front/catalogue.h"
-#include "front/keys.h"
+#include "front/core/catalogue.h"
+#include "front/core/keys.h"
 #include "selection/search.h"
 
 namespace kestrel {

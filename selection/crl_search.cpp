@@ -1,5 +1,5 @@
-#include "front/catalogue.h"
-#include "selection/holders.h"
+#include "front/core/catalogue.h"
+#include "front/core/holders.h"
 #include "selection/names.h"
 #include "selection/search.h"
 

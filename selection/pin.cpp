@@ -1,8 +1,8 @@
 #include <cstring>
 #include <string>
 
-#include "front/catalogue.h"
-#include "front/keys.h"
+#include "front/core/catalogue.h"
+#include "front/core/keys.h"
 #include "selection/console.h"
 #include "selection/providers.h"
 

@@ -6,7 +6,7 @@
 
 #include <cstdlib>
 
-#include "selection/atl_exception.h"
+#include "front/core/atl_exception.h"
 
 namespace ATL {
 

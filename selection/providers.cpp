@@ -3,8 +3,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "front/catalogue.h"
-#include "selection/holders.h"
+#include "front/core/catalogue.h"
+#include "front/core/holders.h"
 
 namespace kestrel {
 

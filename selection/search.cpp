@@ -7,7 +7,7 @@
 #include <new>
 #include <string>
 
-#include "front/catalogue.h"
+#include "front/core/catalogue.h"
 #include "selection/console.h"
 #include "selection/names.h"
 
@@ -118,7 +118,7 @@ DWORD SearchStore(HCERTSTORE store, char* filterString) {
     return CollectFrom(store, &filter);
 }
 
-DWORD SearchStores(StoreVector& openStores, char* filterString) {
+DWORD SearchOpenStores(StoreVector& openStores, char* filterString) {
     for (const StoreSpec& spec : *state.storeSpecs) {
         const HCERTSTORE store = OpenForSearch(spec);
         if (!store) {
@@ -132,9 +132,9 @@ DWORD SearchStores(StoreVector& openStores, char* filterString) {
 }
 
 DWORD RunPasses(StoreVector& openStores) {
-    if (state.dnStrings->empty()) return SearchStores(openStores, nullptr);
+    if (state.dnStrings->empty()) return SearchOpenStores(openStores, nullptr);
     while (!state.dnStrings->empty()) {
-        if (const DWORD code = SearchStores(openStores, state.dnStrings->front())) return code;
+        if (const DWORD code = SearchOpenStores(openStores, state.dnStrings->front())) return code;
         state.dnStrings->pop_front();
     }
     return 0;

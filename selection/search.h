@@ -5,7 +5,7 @@
 
 #include <vector>
 
-#include "front/state.h"
+#include "front/core/state.h"
 
 namespace kestrel {
 
@@ -34,5 +34,15 @@ PCCRL_CONTEXT FindCrlForCertificate(PCCERT_CONTEXT certificate, bool verbose);
 // The same by the issuer's key as well as its name, and from "CA" alone. Tells that it adds
 // a list.
 PCCRL_CONTEXT FindCrlBesideIssuer(PCCERT_CONTEXT certificate);
+
+// The stores of one search, open as long as what it found is used.
+struct SearchStores {
+    SearchStores() = default;
+    ~SearchStores() { CloseStoreVector(open); }
+    SearchStores(const SearchStores&) = delete;
+    SearchStores& operator=(const SearchStores&) = delete;
+
+    StoreVector open;
+};
 
 }  // namespace kestrel

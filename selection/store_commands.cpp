@@ -6,12 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "front/catalogue.h"
-#include "front/commands.h"
-#include "front/keys.h"
-#include "messages/files.h"
+#include "front/core/catalogue.h"
+#include "front/core/commands.h"
+#include "front/core/holders.h"
+#include "front/core/keys.h"
+#include "messages/files/files.h"
 #include "selection/console.h"
-#include "selection/holders.h"
 #include "selection/names.h"
 #include "selection/providers.h"
 #include "selection/search.h"

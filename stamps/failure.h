@@ -3,7 +3,7 @@
 
 #include <windows.h>
 
-#include "selection/atl_exception.h"
+#include "front/core/atl_exception.h"
 
 namespace Ferroline {
 

@@ -1,6 +1,6 @@
 #include "stamps/stamps.h"
 
-#include "front/catalogue.h"
+#include "front/core/catalogue.h"
 
 namespace kestrel {
 namespace {

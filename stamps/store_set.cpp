@@ -3,8 +3,8 @@
 #include <memory>
 #include <new>
 
-#include "selection/atl_exception.h"
-#include "selection/holders.h"
+#include "front/core/atl_exception.h"
+#include "front/core/holders.h"
 
 namespace ATL2 {
 namespace {

@@ -37,9 +37,6 @@ const std::string& LastErrorDetail(DWORD code);
 // there is none. See error_texts.cpp.
 const char* SystemText(DWORD code, bool russian);
 
-// The process's language: true when the console is Russian.
-bool RussianConsole();
-
 // Keeps the last error over a clean-up.
 class LastErrorKeeper {
   public:

@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "platform/base/error.h"
+#include "platform/base/language.h"
 #include "platform/base/text.h"
 
 namespace platform {
@@ -23,7 +24,7 @@ std::string Harmless(std::string_view detail) {
 }
 
 std::string SystemMessage(DWORD code) {
-    const char* known = SystemText(code, RussianConsole());
+    const char* known = SystemText(code, RussianUser());
     if (known == nullptr) throw Error(ERROR_MR_MID_NOT_FOUND);
     std::string text = known;
     const std::string& detail = LastErrorDetail(code);

@@ -1,23 +1,9 @@
-// Modules, memory blocks, version and end of the process.
+// Modules, memory blocks and end of the process.
 #include <unistd.h>
 
 #include <cstdlib>
 
-#include "platform/base/error.h"
-#include "platform/registry/registry.h"
-
-namespace platform {
-namespace {
-
-constexpr DWORD kVersion = 10;
-
-DWORD ConfiguredVersion() {
-    const auto version = ReadMachineDword("Software\\Kestrel\\Platform", "Version");
-    return version.value_or(kVersion);
-}
-
-}  // namespace
-}  // namespace platform
+#include "platform/base/ground.h"
 
 HLOCAL WINAPI LocalFree(HLOCAL memory) {
     std::free(memory);
@@ -32,12 +18,6 @@ HMODULE WINAPI LoadLibraryA(LPCSTR) {
 HMODULE WINAPI GetModuleHandleA(LPCSTR) {
     SetLastError(ERROR_MOD_NOT_FOUND);
     return nullptr;
-}
-
-DWORD WINAPI GetVersion(void) {
-    const platform::LastErrorKeeper keeper;
-    // A damaged settings file shows where settings are read for their own sake.
-    return platform::Guarded(platform::kVersion, platform::ConfiguredVersion);
 }
 
 DWORD WINAPI GetCurrentProcessId(void) { return static_cast<DWORD>(getpid()); }

@@ -4,8 +4,8 @@
 
 #include "platform/base/error.h"
 #include "platform/certs/compare.h"
-#include "platform/certs/records.h"
 #include "platform/certs/share.h"
+#include "platform/der/records.h"
 #include "platform/providers/crypto.h"
 
 namespace platform {

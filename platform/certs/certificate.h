@@ -39,7 +39,16 @@ class KeyContext {
     bool owned_;
 };
 
-class Store;
+// What a store is to the certificates that stand in it.
+class CertificateOwner : public Object {
+  public:
+    using Object::Object;
+    // Called when a property of a certificate of this store changed. The second writes
+    // one property alone, so that what another process set meanwhile stays. Both throw
+    // CRYPT_E_NOT_FOUND when the certificate was removed.
+    virtual void SaveProperties(const class Certificate& certificate) = 0;
+    virtual void SaveProperty(const class Certificate& certificate, DWORD property) = 0;
+};
 
 class Certificate : public Object, public std::enable_shared_from_this<Certificate> {
   public:
@@ -69,7 +78,7 @@ class Certificate : public Object, public std::enable_shared_from_this<Certifica
     std::unique_ptr<KeyContext> keyContext;
 
     // Where it stands, for deletion and saving of properties: null outside a store.
-    std::weak_ptr<Store> store;
+    std::weak_ptr<CertificateOwner> store;
     std::int64_t row = 0;
 
     // Set by the store when it hands the context out.
@@ -99,7 +108,7 @@ class Crl : public Object, public std::enable_shared_from_this<Crl> {
     [[nodiscard]] ByteView Der() const { return der_; }
     [[nodiscard]] X509_CRL* Native() const;
 
-    std::weak_ptr<Store> store;
+    std::weak_ptr<CertificateOwner> store;
     std::int64_t row = 0;
 
     void SetStoreHandle(HCERTSTORE handle) { context_.hCertStore = handle; }

@@ -7,7 +7,7 @@
 #include <optional>
 
 #include "platform/base/error.h"
-#include "platform/certs/records.h"
+#include "platform/der/records.h"
 
 namespace platform {
 namespace {

@@ -2,8 +2,8 @@
 
 #include "platform/base/error.h"
 #include "platform/certs/certificate.h"
-#include "platform/certs/records.h"
 #include "platform/certs/share.h"
+#include "platform/der/records.h"
 
 namespace platform {
 namespace {

@@ -8,9 +8,9 @@
 #include "platform/base/error.h"
 #include "platform/base/output.h"
 #include "platform/certs/compare.h"
-#include "platform/certs/records.h"
-#include "platform/messages/der.h"
-#include "platform/messages/model.h"
+#include "platform/der/der.h"
+#include "platform/der/records.h"
+#include "platform/der/values.h"
 
 namespace platform {
 namespace {

@@ -8,7 +8,7 @@
 #include "platform/base/text.h"
 #include "platform/certs/compare.h"
 #include "platform/certs/rdn_keys.h"
-#include "platform/messages/der.h"
+#include "platform/der/der.h"
 
 namespace platform {
 namespace {

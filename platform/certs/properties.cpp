@@ -7,7 +7,6 @@
 #include "platform/certs/compare.h"
 #include "platform/certs/encode.h"
 #include "platform/certs/key_provider_info.h"
-#include "platform/certs/store.h"
 
 namespace platform {
 namespace {

@@ -1,7 +1,7 @@
 #include "platform/certs/share.h"
 
 #include "platform/base/error.h"
-#include "platform/certs/records.h"
+#include "platform/der/records.h"
 
 namespace platform {
 

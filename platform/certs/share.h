@@ -7,8 +7,8 @@
 
 #include "platform/base/bytes.h"
 #include "platform/base/handle.h"
-#include "platform/certs/store.h"
-#include "platform/messages/der.h"
+#include "platform/certs/certificate.h"
+#include "platform/der/der.h"
 
 namespace platform {
 
@@ -25,7 +25,7 @@ template <class Item>
 std::shared_ptr<Object> WithStore(const std::shared_ptr<Item>& item) {
     struct Held {
         std::shared_ptr<Item> item;
-        std::shared_ptr<Store> store;
+        std::shared_ptr<CertificateOwner> store;
     };
     const auto held = std::make_shared<Held>(Held{item, item->store.lock()});
     return {held, item.get()};

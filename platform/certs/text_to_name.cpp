@@ -9,8 +9,8 @@
 #include "platform/base/output.h"
 #include "platform/base/text.h"
 #include "platform/certs/rdn_keys.h"
-#include "platform/messages/der.h"
-#include "platform/messages/model.h"
+#include "platform/der/der.h"
+#include "platform/der/values.h"
 
 namespace platform {
 namespace {

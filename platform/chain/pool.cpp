@@ -51,7 +51,7 @@ X509_NAME* DistinguishedName::Parsed() const {
 CertificatePool::CertificatePool(const Certificate& leaf, const std::shared_ptr<Store>& additional,
                                  const std::vector<Side>& sides) {
     Read(additional, false);
-    Read(leaf.store.lock(), false);
+    Read(StoreHolding(leaf), false);
     for (const Side side : sides) {
         for (const char* name : {"CA", "My", "AddressBook"}) ReadSystemStore(side, name, false);
     }

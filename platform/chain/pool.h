@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "platform/certs/certificate.h"
-#include "platform/certs/store.h"
+#include "platform/stores/store.h"
 
 namespace platform {
 

@@ -4,7 +4,7 @@
 
 #include "platform/base/error.h"
 #include "platform/base/ticks.h"
-#include "platform/certs/store.h"
+#include "platform/stores/store.h"
 
 namespace platform {
 namespace {

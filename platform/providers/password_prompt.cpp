@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "platform/base/error.h"
+#include "platform/base/language.h"
 #include "platform/console/terminal.h"
 
 namespace platform {
@@ -80,7 +81,7 @@ std::optional<Secret> ReadLine(int descriptor) {
 }  // namespace
 
 std::optional<Secret> AskPassword(const std::string& container, bool again) {
-    const Texts& texts = RussianConsole() ? kRussian : kEnglish;
+    const Texts& texts = RussianUser() ? kRussian : kEnglish;
     const int terminal = KeyTerminal();
     std::fflush(stdout);
     const HiddenInput hidden(terminal);

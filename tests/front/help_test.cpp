@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "front/catalogue.h"
+#include "front/core/catalogue.h"
 #include "tests/front/support.h"
 
 namespace kestrel {

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "front/state.h"
+#include "front/core/state.h"
 
 namespace kestrel {
 

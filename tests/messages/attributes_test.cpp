@@ -3,8 +3,8 @@
 #include <cstring>
 #include <deque>
 
-#include "front/catalogue.h"
-#include "front/keys.h"
+#include "front/core/catalogue.h"
+#include "front/core/keys.h"
 #include "messages/stamp_keys.h"
 #include "stamps/stamps.h"
 #include "tests/messages/support.h"

@@ -11,7 +11,7 @@
 #include <iterator>
 #include <string>
 
-#include "messages/base64.h"
+#include "messages/files/base64.h"
 
 namespace messages_tests {
 

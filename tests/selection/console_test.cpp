@@ -3,7 +3,7 @@
 #include <unistd.h>
 #include <cstdio>
 
-#include "front/catalogue.h"
+#include "front/core/catalogue.h"
 #include "selection/providers.h"
 #include "tests/selection/support.h"
 

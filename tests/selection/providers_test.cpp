@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <fstream>
 
-#include "front/catalogue.h"
+#include "front/core/catalogue.h"
 #include "tests/selection/support.h"
 
 namespace selection_tests {

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "front/catalogue.h"
+#include "front/core/catalogue.h"
 #include "tests/selection/support.h"
 
 namespace selection_tests {

@@ -2,7 +2,7 @@
 
 #include <fstream>
 
-#include "front/commands.h"
+#include "front/core/commands.h"
 #include "tests/selection/support.h"
 
 namespace selection_tests {

@@ -15,9 +15,9 @@
 #include <iterator>
 #include <list>
 
-#include "front/catalogue.h"
-#include "front/keys.h"
-#include "selection/atl_exception.h"
+#include "front/core/atl_exception.h"
+#include "front/core/catalogue.h"
+#include "front/core/keys.h"
 #include "selection/search.h"
 
 namespace selection_tests {

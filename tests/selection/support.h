@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "front/state.h"
+#include "front/core/state.h"
 
 namespace selection_tests {
 

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <memory>
 
-#include "stamps/holders.h"
+#include "front/core/holders.h"
 #include "tests/stamps/support.h"
 
 namespace stamps_tests {
@@ -113,7 +113,7 @@ TEST_F(StoreSet, ContextOutlivesAClosedStoreAndTheLastErrorStays) {
     CStoreSet set;
     ASSERT_EQ(set.OpenMemory(), S_OK);
     Put(set.GetHandle());
-    const ATL2::CertificateHolder context(CertEnumCertificatesInStore(set.GetHandle(), nullptr));
+    const kestrel::CertificateHolder context(CertEnumCertificatesInStore(set.GetHandle(), nullptr));
     SetLastError(4711);
     set = CStoreSet();
     EXPECT_EQ(GetLastError(), 4711U);

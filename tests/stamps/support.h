@@ -9,7 +9,7 @@
 #include <optional>
 #include <string>
 
-#include "selection/atl_exception.h"
+#include "front/core/atl_exception.h"
 #include "stamps/blob.h"
 #include "tests/support/der_notation.h"
 

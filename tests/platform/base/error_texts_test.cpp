@@ -39,8 +39,7 @@ bool ParseDefine(const std::string& line, Code& code) {
 }
 
 std::vector<Code> CodesOf(const char* header) {
-    const auto folder = std::filesystem::path(__FILE__).parent_path() / "../../../platform/include";
-    std::ifstream file(folder / header);
+    std::ifstream file(std::filesystem::path(GROUND_HEADERS) / header);
     std::vector<Code> codes;
     Code code;
     for (std::string line; std::getline(file, line);) {

@@ -3,9 +3,9 @@
 #include <cctype>
 #include <cstdio>
 
-#include "platform/messages/der.h"
+#include "platform/der/der.h"
 #include "platform/providers/crypto.h"
-#include "tests/platform/certs/workshop.h"
+#include "tests/support/certificates.h"
 
 namespace platform::testing {
 namespace {

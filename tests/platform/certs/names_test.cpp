@@ -1,5 +1,5 @@
 // Names as text and back. Expected texts and octets are written by hand.
-#include "tests/platform/certs/workshop.h"
+#include "tests/support/certificates.h"
 
 namespace platform::testing {
 namespace {

@@ -3,9 +3,9 @@
 
 #include "platform/base/error.h"
 #include "platform/certs/key_provider_info.h"
-#include "platform/certs/store.h"
 #include "platform/providers/container.h"
-#include "tests/platform/certs/workshop.h"
+#include "platform/stores/store.h"
+#include "tests/support/certificates.h"
 
 namespace platform::testing {
 namespace {

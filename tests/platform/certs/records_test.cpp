@@ -3,8 +3,8 @@
 #include <memory>
 #include <string>
 
-#include "platform/messages/der.h"
-#include "tests/platform/certs/workshop.h"
+#include "platform/der/der.h"
+#include "tests/support/certificates.h"
 
 namespace platform::testing {
 namespace {

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "platform/certs/certificate.h"
-#include "platform/certs/store.h"
-#include "tests/platform/support/workshop.h"
+#include "platform/stores/store.h"
+#include "tests/support/workshop.h"
 
 namespace platform::testing {
 

@@ -20,6 +20,7 @@
 
 #include "platform/base/bytes.h"
 #include "platform/base/error.h"
+#include "platform/base/language.h"
 
 namespace platform {
 namespace {
@@ -330,7 +331,7 @@ TEST(Language, FirstVariableThatIsSetDecides) {
         setenv("LC_MESSAGES", row.messages, 1);
         setenv("LANG", row.language, 1);
         EXPECT_EQ(GetConsoleOutputCP(), row.codePage) << row.name;
-        EXPECT_EQ(RussianConsole(), row.codePage == 1251) << row.name;
+        EXPECT_EQ(RussianUser(), row.codePage == 1251) << row.name;
     }
     for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"}) unsetenv(variable);
 }

@@ -2,10 +2,10 @@
 // directions. The payload is above 2 MiB, so that every change of key on the way happens.
 #include <algorithm>
 
-#include "platform/messages/der.h"
-#include "platform/messages/model.h"
+#include "platform/cms/model.h"
+#include "platform/der/der.h"
 #include "platform/providers/container.h"
-#include "tests/platform/support/workshop.h"
+#include "tests/support/workshop.h"
 
 namespace platform::testing {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <sys/stat.h>
 
-#include "tests/platform/support/workshop.h"
+#include "tests/support/workshop.h"
 
 namespace platform::testing {
 namespace {

@@ -7,7 +7,7 @@
 #include <cstdlib>
 
 #include "platform/providers/container.h"
-#include "tests/platform/support/workshop.h"
+#include "tests/support/workshop.h"
 
 namespace platform::testing {
 namespace {

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "platform/providers/container.h"
-#include "tests/platform/support/workshop.h"
+#include "tests/support/workshop.h"
 
 namespace platform::testing {
 namespace {

@@ -1,7 +1,7 @@
 // Signatures and digests against the openssl command and the standards' own examples.
-#include "platform/messages/der.h"
-#include "platform/messages/model.h"
-#include "tests/platform/support/workshop.h"
+#include "platform/cms/model.h"
+#include "platform/der/der.h"
+#include "tests/support/workshop.h"
 
 namespace platform::testing {
 namespace {

@@ -2,7 +2,7 @@
 #include "platform/registry/registry.h"
 
 #include "platform/base/error.h"
-#include "tests/platform/support/workshop.h"
+#include "tests/support/workshop.h"
 
 namespace platform {
 namespace {

@@ -1,0 +1,121 @@
+#include <cstring>
+
+#include "front/core/catalogue.h"
+#include "front/core/keys.h"
+#include "front/core/masks.h"
+
+namespace kestrel {
+
+namespace {
+
+constexpr char kHelpWord[] = "help";
+
+bool IsPositional(const char* argument) { return argument[0] != '-'; }
+
+void TakePositional(const char* argument) {
+    if (state.firstFile == nullptr) {
+        state.firstFile = argument;
+    } else if (state.secondFile == nullptr) {
+        state.secondFile = argument;
+    }
+    state.positionals.push_back(argument);
+}
+
+const char* KeepText(const std::string& text) {
+    if (state.argumentCopies == nullptr) state.argumentCopies = std::make_unique<ArgumentCopies>();
+    auto copy = std::make_unique<char[]>(text.size() + 1);
+    std::memcpy(copy.get(), text.c_str(), text.size() + 1);
+    return state.argumentCopies->emplace_back(std::move(copy)).get();
+}
+
+void TakeFiles(const char* argument) {
+    const std::vector<std::string> names = ExpandMask(argument);
+    if (names.empty()) return TakePositional(argument);
+    for (const std::string& name : names) TakePositional(KeepText(name));
+}
+
+const KeyDefinition* FindDefinition(const char* word) {
+    const auto found = state.keyTable->find({word, kFlag});
+    if (found == state.keyTable->end()) return nullptr;
+    // The order also calls the beginning of an attached word equal to it ("s" to "sd").
+    const bool beginningOnly =
+        found->keyClass == kAttached && std::strlen(word) < std::strlen(found->word);
+    return beginningOnly ? nullptr : &*found;
+}
+
+DWORD TakeCommand(const char* argument, KeyClass keyClass) {
+    if (state.command != 0) return ReportError(kTooManyCommands, argument);
+    state.command = static_cast<CommandNumber>(-keyClass);
+    return 0;
+}
+
+void TakeAttached(const char* argument, const char* word) {
+    const char* value = argument + 1 + std::strlen(word);
+    state.givenKeys->insert({word, *value != '\0' ? value : nullptr});
+}
+
+// Reads the word at `index`, and moves `index` on when the next argument is its value.
+DWORD TakeWord(int& index, int argumentCount, const char* const* arguments) {
+    const char* argument = arguments[index];
+    const KeyDefinition* definition = FindDefinition(argument + 1);
+    if (definition == nullptr) return ReportError(kUnknownKey, argument);
+
+    switch (definition->keyClass) {
+        case kFlag:
+            state.givenKeys->insert({definition->word, nullptr});
+            return 0;
+        case kArgument:
+            if (index + 1 >= argumentCount) return ReportError(kNoKeyArgument, argument);
+            state.givenKeys->insert({definition->word, arguments[++index]});
+            return 0;
+        case kAttached:
+            TakeAttached(argument, definition->word);
+            return 0;
+        default:
+            return TakeCommand(argument, definition->keyClass);
+    }
+}
+
+// Help stands alone beside its command.
+DWORD CheckHelp() {
+    if (!TakeKey(kHelpWord)) return 0;
+    if (!state.givenKeys->empty() || state.firstFile != nullptr || state.secondFile != nullptr) {
+        return ReportError(kHelpNotAlone);
+    }
+    return kHelpAsked;
+}
+
+}  // namespace
+
+DWORD ParseCommandLine(int argumentCount, const char* const* arguments) {
+    BuildKeyTable();
+    for (int index = 1; index < argumentCount; ++index) {
+        if (IsPositional(arguments[index])) {
+            TakeFiles(arguments[index]);
+        } else if (const DWORD result = TakeWord(index, argumentCount, arguments)) {
+            return result;
+        }
+    }
+    if (state.command == 0) return ReportError(kNoCommand);
+    return CheckHelp();
+}
+
+const GivenKey* FindKey(const char* word) {
+    const auto found = state.givenKeys->find({word, kWildcardValue});
+    return found != state.givenKeys->end() ? &*found : nullptr;
+}
+
+bool TakeKey(const char* word, const char** value) {
+    const auto found = state.givenKeys->find({word, kWildcardValue});
+    if (found == state.givenKeys->end()) return false;
+    if (value != nullptr) *value = found->value;
+    state.givenKeys->erase(found);
+    return true;
+}
+
+DWORD RejectLeftoverKeys() {
+    if (state.givenKeys->empty()) return 0;
+    return ReportError(kWrongKey, state.givenKeys->begin()->word);
+}
+
+}  // namespace kestrel

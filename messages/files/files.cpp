@@ -1,0 +1,142 @@
+#include "messages/files/files.h"
+
+#include <io.h>
+#include <share.h>
+
+#include <cstdint>
+#include <filesystem>
+
+#include "front/core/catalogue.h"
+#include "front/core/state.h"
+#include "messages/files/any_text.h"
+#include "messages/files/base64.h"
+
+namespace kestrel {
+namespace {
+
+FileHolder Open(const char* name, const char* mode) {
+    return FileHolder(_fsopen(name, mode, _SH_DENYNO));
+}
+
+bool IsSameFile(const char* first, const char* second) {
+    std::error_code ignored;
+    return std::filesystem::is_regular_file(first, ignored) &&
+           std::filesystem::equivalent(first, second, ignored);
+}
+
+// What does not seek counts as empty, and the last error tells the two apart.
+LONGLONG TakeLength(FILE* file) {
+    SetLastError(NO_ERROR);
+    LONGLONG length = -1;
+    if (_fseeki64(file, 0, SEEK_END) == 0) length = _ftelli64(file);
+    if (length < 0 || _fseeki64(file, 0, SEEK_SET) != 0) {
+        SetLastError(ERROR_SEEK_ON_DEVICE);
+        return 0;
+    }
+    SetLastError(NO_ERROR);
+    return length;
+}
+
+DWORD ReadBytes(const char* name, BytesHolder& data, DWORD& length, bool emptyFails) {
+    const FileHolder file = OpenPlainFile(name);
+    if (!file) return ReportError(kCannotOpenFile, name);
+    const LONGLONG size = TakeLength(file.get());
+    if (size == 0) {
+        const bool fine = GetLastError() == NO_ERROR && !emptyFails;
+        return fine ? 0 : ReportError(kCannotOpenFile, name);
+    }
+    if (size > INT32_MAX) return ReportError(kFileTooLarge);
+    data.reset(static_cast<BYTE*>(std::malloc(static_cast<size_t>(size))));
+    if (!data) return ReportError(kNoMemory);
+    length = static_cast<DWORD>(size);
+    if (std::fread(data.get(), 1, length, file.get()) != length) {
+        return ReportError(kCannotOpenFile, name);
+    }
+    return 0;
+}
+
+DWORD DecodeFile(BytesHolder& data, DWORD& length) {
+    BytesHolder decoded(static_cast<BYTE*>(std::malloc(length)));
+    if (!decoded) return ReportError(kNoMemory);
+    DWORD decodedLength = length;
+    const HRESULT result = DecodeAnyText(data.get(), length, decoded.get(), &decodedLength);
+    if (result != S_OK) {
+        SetLastError(static_cast<DWORD>(result));
+        return ReportError(kLastError);
+    }
+    data = std::move(decoded);
+    length = decodedLength;
+    return 0;
+}
+
+}  // namespace
+
+FileHolder OpenToRead(const char* name) { return Open(name, "rb"); }
+FileHolder OpenToWrite(const char* name) { return Open(name, "wb"); }
+
+// Opening a FIFO or some device would wait for its other end.
+FileHolder OpenPlainFile(const char* name) {
+    const DWORD attributes = GetFileAttributesA(name);
+    if (attributes == INVALID_FILE_ATTRIBUTES) return nullptr;
+    if ((attributes & (FILE_ATTRIBUTE_DEVICE | FILE_ATTRIBUTE_DIRECTORY)) != 0) {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return nullptr;
+    }
+    return OpenToRead(name);
+}
+
+DWORD OpenInput(const char* name, InputFile& input) {
+    input.name = name;
+    input.file = OpenToRead(name);
+    if (!input.file) return ReportError(kCannotOpenFile, name);
+    input.size = _filelengthi64(_fileno(input.file.get()));
+    return 0;
+}
+
+FileHolder OpenOutput(const char* name, const InputFile& input) {
+    return IsSameFile(name, input.name) ? nullptr : OpenToWrite(name);
+}
+
+DWORD OpenFilePair(InputFile& input, FileHolder& output) {
+    if (const DWORD code = OpenInput(state.firstFile, input); code != 0) return code;
+    output = OpenOutput(state.secondFile, input);
+    return output ? 0 : ReportError(kCannotOpenFile, input.name);
+}
+
+DWORD ReadFileWhole(const char* name, BYTE*& data, DWORD& length, int* isDer) {
+    data = nullptr;
+    length = 0;
+    BytesHolder bytes;
+    DWORD size = 0;
+    DWORD code = ReadBytes(name, bytes, size, isDer != nullptr);
+    if (code == 0 && isDer != nullptr) {
+        *isDer = *bytes != 'M' && *bytes != '-' ? 1 : 0;
+        if (*isDer == 0) code = DecodeFile(bytes, size);
+    }
+    if (code != 0) return code;
+    data = bytes.release();
+    length = size;
+    return 0;
+}
+
+DWORD WriteFileRaw(const char* name, BYTE* data, DWORD length) {
+    BytesHolder bytes(data);
+    if (!WriteWholeFile(name, data, length, true)) return ReportError(kCannotOpenFile, name);
+    static_cast<void>(bytes.release());
+    return 0;
+}
+
+DWORD WriteFileBase64(const char* name, BYTE* data, DWORD length) {
+    const BytesHolder bytes(data);
+    const size_t capacity = size_t{length} * 2;
+    const std::unique_ptr<char[]> text(new (std::nothrow) char[capacity]);
+    if (!text || capacity > UINT32_MAX) return ReportError(kNoMemory);
+    DWORD textLength = static_cast<DWORD>(capacity);
+    if (!EncodeBase64Lines64(data, length, text.get(), &textLength) || textLength >= capacity) {
+        return ReportError(kBadBase64);
+    }
+    const bool written = WriteWholeFile(name, text.get(), textLength, true);
+    return written ? 0 : ReportError(kCannotOpenFile, name);
+}
+
+}  // namespace kestrel

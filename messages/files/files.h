@@ -1,0 +1,59 @@
+// Opening files, and the whole-file road: a file in one buffer and back.
+//
+// Buffers of this road are malloc'ed. Every failure has been reported when its code is
+// returned.
+#pragma once
+
+#include <windows.h>
+
+#include "front/core/holders.h"
+
+namespace kestrel {
+
+// Null on failure, unreported.
+FileHolder OpenToRead(const char* name);
+FileHolder OpenToWrite(const char* name);
+
+// The input of a streaming command. The name is borrowed.
+struct InputFile {
+    const char* name = nullptr;
+    FileHolder file;
+    LONGLONG size = 0;
+};
+
+// 0 or kCannotOpenFile.
+DWORD OpenInput(const char* name, InputFile& input);
+
+// For what is made of an open input. Null, unreported, also when the name is the
+// input's own file: opening it would empty what is about to be read.
+FileHolder OpenOutput(const char* name, const InputFile& input);
+
+// The input and output of an encoding command, from the two file arguments. A report
+// shows the input's name whichever of the two did not open: scripts compare that line.
+DWORD OpenFilePair(InputFile& input, FileHolder& output);
+
+// Reads the file; the caller frees `data`. With `isDer` the file is classified by its
+// first byte: "M" or "-" is text, which is decoded by DecodeAnyText (*isDer 0), anything
+// else is binary (*isDer 1). An empty file gives no data, and is a failure when it was
+// to be classified. kCannotOpenFile, kFileTooLarge (2 GiB and more), kNoMemory, or the
+// code of DecodeAnyText.
+DWORD ReadFileWhole(const char* name, BYTE*& data, DWORD& length, int* isDer);
+
+// 0 or kCannotOpenFile. Frees `data` on failure only.
+DWORD WriteFileRaw(const char* name, BYTE* data, DWORD length);
+
+// Puts `data` into the file as a whole: a temporary file beside it takes its place when
+// everything is in it, so that a full disk or a killed process leaves the old file or the
+// new one. An existing file keeps its permissions, its owner and its links. `durable`
+// waits until the disk has it. False with the last error set, unreported.
+bool WriteWholeFile(const char* name, const void* data, size_t length, bool durable);
+
+// A file to be read, which must be a file: what blocks or never ends (a FIFO, a socket, a
+// device) is refused unopened. Null with the last error set, unreported.
+FileHolder OpenPlainFile(const char* name);
+
+// In lines of 64 columns. Frees `data` in every case. kCannotOpenFile, kNoMemory, or
+// kBadBase64 for data shorter than any message.
+DWORD WriteFileBase64(const char* name, BYTE* data, DWORD length);
+
+}  // namespace kestrel

@@ -1,0 +1,17 @@
+// The check of one signature of a SignedData (RFC 5652 5.4, 5.6).
+#pragma once
+
+#include <openssl/evp.h>
+
+#include <string>
+
+#include "platform/cms/model.h"
+
+namespace platform {
+
+// Throws NTE_BAD_SIGNATURE when content, signed attributes and signature do not belong
+// together, NTE_BAD_ALGID when an algorithm is not known or does not go with the key.
+void VerifySigner(const SignerInfo& signer, const std::string& contentType, ByteView contentDigest,
+                  EVP_PKEY* key);
+
+}  // namespace platform

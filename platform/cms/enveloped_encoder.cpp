@@ -1,0 +1,176 @@
+// EnvelopedData written: while the content passes, or held and written whole.
+#include "platform/cms/message.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+#include "platform/base/error.h"
+#include "platform/cms/encoded_message.h"
+#include "platform/cms/model.h"
+#include "platform/cms/stream_writer.h"
+#include "platform/der/der.h"
+#include "platform/providers/crypto.h"
+
+namespace platform {
+namespace {
+
+// Plain text taken by the cipher at a time; bounds the buffer whatever the caller gives.
+constexpr std::size_t kSliceSize = 0x10000;
+
+RecipientInfo WrapFor(const CERT_INFO& certificate, std::string_view cipherOid,
+                      const Secret& contentKey) {
+    const EvpKey key = PublicKeyFromInfo(certificate.SubjectPublicKeyInfo);
+    RecipientInfo recipient;
+    recipient.kind = RecipientInfo::Kind::KeyTransport;
+    recipient.recipient = HolderOf(certificate);
+    recipient.keyEncryption = KeyTransportAlgorithmFor(key.get(), certificate.SubjectPublicKeyInfo);
+    recipient.encryptedKey = WrapKey(key.get(), cipherOid, contentKey.View());
+    return recipient;
+}
+
+void CheckRecord(const CMSG_ENVELOPED_ENCODE_INFO& info) {
+    // A message that nobody can open is a mistake of the caller.
+    const bool usable = info.cbSize >= sizeof(info) && info.cRecipients != 0 &&
+                        info.rgpRecipients != nullptr &&
+                        info.ContentEncryptionAlgorithm.pszObjId != nullptr;
+    // The cipher's parameters are made here, with a fresh IV.
+    if (!usable || info.ContentEncryptionAlgorithm.Parameters.cbData != 0) {
+        throw Error(ERROR_INVALID_PARAMETER);
+    }
+    const bool anyNull = std::any_of(info.rgpRecipients, info.rgpRecipients + info.cRecipients,
+                                     [](const CERT_INFO* one) { return one == nullptr; });
+    if (anyNull) throw Error(ERROR_INVALID_PARAMETER);
+}
+
+// The content cipher at work, into one buffer that is used again for each slice.
+class ContentCipher {
+  public:
+    // Makes the content key and wraps it for every recipient.
+    ContentCipher(const CMSG_ENVELOPED_ENCODE_INFO& info, EnvelopedRecords& records) {
+        CheckRecord(info);
+        const std::string oid = info.ContentEncryptionAlgorithm.pszObjId;
+        Secret key;
+        context_ = StartEncryption(oid, records.contentEncryption, key);
+        for (DWORD i = 0; i < info.cRecipients; ++i) {
+            records.recipients.push_back(WrapFor(*info.rgpRecipients[i], oid, key));
+        }
+    }
+
+    // `take` gets each piece of cipher text; the view dies with the next piece.
+    template <class Take>
+    void Encrypt(ByteView plain, bool isFinal, Take&& take) {
+        buffer_.resize(kSliceSize + EVP_MAX_BLOCK_LENGTH);
+        for (; !plain.empty(); plain = plain.subspan(std::min(plain.size(), kSliceSize))) {
+            const ByteView slice = plain.first(std::min(plain.size(), kSliceSize));
+            int written = 0;
+            Check(EVP_EncryptUpdate(context_.get(), buffer_.data(), &written, slice.data(),
+                                    static_cast<int>(slice.size())));
+            take(ByteView(buffer_).first(static_cast<std::size_t>(written)));
+        }
+        if (!isFinal) return;
+        int written = 0;
+        Check(EVP_EncryptFinal_ex(context_.get(), buffer_.data(), &written));
+        take(ByteView(buffer_).first(static_cast<std::size_t>(written)));
+    }
+
+  private:
+    static void Check(int done) {
+        if (done != 1) throw Error(NTE_FAIL);
+    }
+
+    CipherContext context_;
+    Bytes buffer_;
+};
+
+class EnvelopedEncoder : public EncodedMessage {
+  public:
+    EnvelopedEncoder(const CMSG_ENVELOPED_ENCODE_INFO& info, const std::string& contentType)
+        : EncodedMessage(CMSG_ENVELOPED), cipher_(info, records_) {
+        records_.contentType = contentType;
+    }
+
+    void GetParam(DWORD param, DWORD index, void* data, DWORD* size) override {
+        switch (param) {
+            case CMSG_RECIPIENT_COUNT_PARAM:
+                return NumberOut(static_cast<DWORD>(records_.recipients.size()), data, size);
+            case CMSG_VERSION_PARAM:
+                return NumberOut(static_cast<DWORD>(records_.version), data, size);
+            default:
+                return EncodedMessage::GetParam(param, index, data, size);
+        }
+    }
+
+  protected:
+    [[nodiscard]] const EnvelopedRecords& Records() const { return records_; }
+    [[nodiscard]] ContentCipher& Cipher() { return cipher_; }
+
+  private:
+    EnvelopedRecords records_;
+    ContentCipher cipher_;
+};
+
+class WholeEnvelopedEncoder : public EnvelopedEncoder {
+  public:
+    using EnvelopedEncoder::EnvelopedEncoder;
+
+  protected:
+    void Feed(ByteView data, bool isFinal) override {
+        Cipher().Encrypt(data, isFinal, [this](ByteView piece) { der::Append(content_, piece); });
+        if (!isFinal) return;
+        Finish(EncodeEnvelopedMessage(Records(), content_));
+        content_ = Bytes();
+    }
+
+  private:
+    Bytes content_;
+};
+
+class StreamedEnvelopedEncoder : public EnvelopedEncoder {
+  public:
+    StreamedEnvelopedEncoder(const CMSG_ENVELOPED_ENCODE_INFO& info, const std::string& contentType,
+                             const CMSG_STREAM_INFO& stream)
+        : EnvelopedEncoder(info, contentType), writer_(stream), length_(stream) {}
+
+  protected:
+    void Feed(ByteView data, bool isFinal) override {
+        length_.Count(data.size(), isFinal);
+        if (!begun_) WriteHead();
+        begun_ = true;
+        Cipher().Encrypt(data, isFinal, [this](ByteView piece) { writer_.Piece(piece); });
+        if (!isFinal) return;
+        writer_.Close(5);
+        writer_.Finish();
+        Finish();
+    }
+
+  private:
+    void WriteHead() {
+        writer_.Open(der::kSequence);
+        writer_.Append(der::Oid(szOID_RSA_envelopedData));
+        writer_.Open(der::ContextConstructed(0));
+        writer_.Open(der::kSequence);
+        writer_.Append(EncodeEnvelopedHead(Records()));
+        writer_.Open(der::kSequence);
+        writer_.Append(der::Oid(Records().contentType));
+        writer_.Append(EncodeAlgorithm(Records().contentEncryption));
+        writer_.Open(der::ContextConstructed(0));
+    }
+
+    StreamWriter writer_;
+    AnnouncedLength length_;
+    bool begun_ = false;
+};
+
+}  // namespace
+
+std::shared_ptr<Message> NewEnvelopedEncoder(const CMSG_ENVELOPED_ENCODE_INFO& info, DWORD flags,
+                                             const char* innerContentOid,
+                                             const CMSG_STREAM_INFO* stream) {
+    if (flags != 0) throw Error(ERROR_INVALID_PARAMETER);
+    const std::string type = InnerContentType(innerContentOid);
+    if (stream == nullptr) return std::make_shared<WholeEnvelopedEncoder>(info, type);
+    return std::make_shared<StreamedEnvelopedEncoder>(info, type, *stream);
+}
+
+}  // namespace platform

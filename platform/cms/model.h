@@ -1,0 +1,102 @@
+// The records of CMS (RFC 5652) that stay in memory: everything but the content.
+// They hold DER: what arrives in BER is normalised before it gets here.
+#pragma once
+
+#include "platform/base/ground.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/base/bytes.h"
+#include "platform/der/values.h"
+#include "platform/providers/crypto.h"
+
+namespace platform {
+
+// SignerIdentifier and RecipientIdentifier: either issuer and serial number or a key
+// identifier.
+struct KeyHolder {
+    Bytes issuer;  // DER Name
+    Bytes serial;  // contents octets of the INTEGER, big-endian
+    Bytes keyIdentifier;
+    [[nodiscard]] bool ByKeyIdentifier() const { return issuer.empty(); }
+};
+
+struct SignerInfo {
+    long version = 1;
+    KeyHolder signer;
+    Algorithm digest;
+    // Each attribute is the DER of one Attribute, in the order in which it stands.
+    std::optional<std::vector<Bytes>> signedAttributes;
+    Algorithm signatureAlgorithm;
+    Bytes signature;
+    std::vector<Bytes> unsignedAttributes;
+    // As received, empty for a signer that was made here: the whole element until its
+    // unsigned attributes change, and the contents octets in front of them.
+    Bytes received;
+    Bytes receivedFront;
+};
+
+// Everything here stands in the order of the message. What makes a message puts it into the
+// order of DER; what changes one leaves received parts in their places.
+struct SignedRecords {
+    long version = 1;
+    std::vector<Algorithm> digests;
+    std::string contentType = szOID_RSA_data;
+    std::vector<Bytes> certificates;  // CertificateChoices, each the DER of one element
+    std::vector<Bytes> crls;          // RevocationInfoChoices, the same
+    std::vector<SignerInfo> signers;
+};
+
+// One RecipientInfo. Kinds other than key transport are kept, so that indexes stay
+// true, and match nobody.
+struct RecipientInfo {
+    enum class Kind { KeyTransport, Other };
+    Kind kind = Kind::Other;
+    long version = 0;
+    KeyHolder recipient;
+    Algorithm keyEncryption;
+    Bytes encryptedKey;
+};
+
+struct EnvelopedRecords {
+    long version = 0;
+    std::vector<RecipientInfo> recipients;
+    std::string contentType = szOID_RSA_data;
+    Algorithm contentEncryption;
+};
+
+// ---- DER of single records (der_records.cpp) -----------------------------------
+
+Bytes EncodeSignerInfo(const SignerInfo& signer);
+// Throws CRYPT_E_INVALID_MSG_TYPE for kinds other than key transport.
+Bytes EncodeRecipientInfo(const RecipientInfo& recipient);
+// The octets that the signature covers: the attributes under the SET tag, in the order
+// in which the message has them (RFC 5652 5.4).
+Bytes SignedAttributesForDigest(const std::vector<Bytes>& attributes);
+// SignedData version by RFC 5652 5.1, from its content type, signers and choices.
+long SignedDataVersion(const SignedRecords& records);
+// Puts an element in front of the first one that DER sorts behind it, so that a sorted set
+// stays sorted and the elements of any other keep their order among themselves.
+void InsertInOrder(std::vector<Bytes>& elements, Bytes element);
+// The same for the digest algorithms of a message; one that is listed is not listed twice.
+void ListDigest(std::vector<Algorithm>& digests, const Algorithm& digest);
+// A whole ContentInfo with definite lengths. No content: a detached message.
+Bytes EncodeSignedMessage(const SignedRecords& records, std::optional<ByteView> content);
+// What stands in SignedData before and behind EncapsulatedContentInfo.
+Bytes EncodeSignedHead(const SignedRecords& records);
+Bytes EncodeSignedTail(const SignedRecords& records);
+// The same for EnvelopedData; the recipients stay in their order as well.
+Bytes EncodeEnvelopedMessage(const EnvelopedRecords& records, ByteView encryptedContent);
+Bytes EncodeEnvelopedHead(const EnvelopedRecords& records);
+
+// ---- reading (parse_records.cpp). All throw CRYPT_E_ASN1_BADTAG, _CORRUPT or _EOD --
+
+SignerInfo ParseSignerInfo(ByteView der);
+RecipientInfo ParseRecipientInfo(ByteView der);
+
+// KeyHolder of a certificate record: the issuer-and-serial form.
+KeyHolder HolderOf(const CERT_INFO& info);
+
+}  // namespace platform

@@ -1,0 +1,107 @@
+// Reading of the records in model.h. What arrives here is normalised: definite lengths
+// and strings in one piece, except under implicit tags, which tell no type.
+#include <algorithm>
+
+#include "platform/base/error.h"
+#include "platform/cms/model.h"
+#include "platform/der/ber_reader.h"
+#include "platform/der/der.h"
+
+namespace platform {
+namespace {
+
+constexpr std::uint8_t kConstructed = 0x20;
+constexpr std::uint8_t kContextConstructed = 0xA0;
+constexpr std::uint8_t kClassAndForm = 0xE0;
+
+Algorithm ReadAlgorithm(der::Cursor& cursor) {
+    return ParseAlgorithm(cursor.Expect(der::kSequence).whole);
+}
+
+// [0] IMPLICIT OCTET STRING in one piece, or in pieces that are octet strings.
+Bytes KeyIdentifier(const der::Item& item) {
+    if ((item.tag & kConstructed) == 0) return Copy(item.contents);
+    Bytes joined;
+    for (der::Cursor pieces(item.contents); !pieces.AtEnd();) {
+        der::Append(joined, pieces.Expect(der::kOctetString).contents);
+    }
+    return joined;
+}
+
+KeyHolder ReadHolder(der::Cursor& cursor) {
+    KeyHolder holder;
+    if (!cursor.NextIs(der::kSequence)) {
+        const bool split = cursor.NextIs(der::ContextConstructed(0));
+        const der::Item item = cursor.Expect(split ? der::ContextConstructed(0) : der::Context(0));
+        holder.keyIdentifier = KeyIdentifier(item);
+        return holder;
+    }
+    der::Cursor inside(cursor.Next().contents);
+    holder.issuer = Copy(inside.Expect(der::kSequence).whole);
+    holder.serial = Copy(inside.Expect(der::kInteger).contents);
+    if (holder.serial.empty()) throw Error(CRYPT_E_ASN1_CORRUPT);
+    inside.ExpectEnd();
+    return holder;
+}
+
+std::vector<Bytes> ReadAttributes(const der::Item& set) {
+    std::vector<Bytes> attributes;
+    for (der::Cursor cursor(set.contents); !cursor.AtEnd();) {
+        attributes.push_back(Copy(cursor.Expect(der::kSequence).whole));
+    }
+    return attributes;
+}
+
+RecipientInfo ReadKeyTransport(der::Cursor cursor) {
+    RecipientInfo recipient;
+    recipient.kind = RecipientInfo::Kind::KeyTransport;
+    recipient.version = cursor.SmallInteger();
+    recipient.recipient = ReadHolder(cursor);
+    recipient.keyEncryption = ReadAlgorithm(cursor);
+    recipient.encryptedKey = Copy(cursor.Expect(der::kOctetString).contents);
+    cursor.ExpectEnd();
+    return recipient;
+}
+
+}  // namespace
+
+SignerInfo ParseSignerInfo(ByteView der) {
+    der::Cursor whole(der);
+    const ByteView contents = whole.Expect(der::kSequence).contents;
+    whole.ExpectEnd();
+    der::Cursor cursor(contents);
+    SignerInfo signer;
+    signer.received = Copy(der);
+    signer.version = cursor.SmallInteger();
+    signer.signer = ReadHolder(cursor);
+    signer.digest = ReadAlgorithm(cursor);
+    if (cursor.NextIs(der::ContextConstructed(0))) {
+        signer.signedAttributes = ReadAttributes(cursor.Next());
+    }
+    signer.signatureAlgorithm = ReadAlgorithm(cursor);
+    const ByteView signature = cursor.Expect(der::kOctetString).contents;
+    signer.signature = Copy(signature);
+    signer.receivedFront.assign(contents.data(), signature.data() + signature.size());
+    if (cursor.NextIs(der::ContextConstructed(1))) {
+        signer.unsignedAttributes = ReadAttributes(cursor.Next());
+    }
+    cursor.ExpectEnd();
+    return signer;
+}
+
+RecipientInfo ParseRecipientInfo(ByteView der) {
+    der::Cursor cursor(der);
+    // Key agreement, shared keys, passwords and others (RFC 5652 6.2) go by context tags.
+    const bool other = (cursor.Peek() & kClassAndForm) == kContextConstructed;
+    return other ? RecipientInfo{} : ReadKeyTransport(der::Inside(der, der::kSequence));
+}
+
+KeyHolder HolderOf(const CERT_INFO& info) {
+    KeyHolder holder;
+    holder.issuer = Copy(ViewOf(info.Issuer.pbData, info.Issuer.cbData));
+    holder.serial = Copy(ViewOf(info.SerialNumber.pbData, info.SerialNumber.cbData));
+    std::reverse(holder.serial.begin(), holder.serial.end());
+    return holder;
+}
+
+}  // namespace platform

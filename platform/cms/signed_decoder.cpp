@@ -1,0 +1,179 @@
+#include "platform/cms/signed_decoder.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/certs/compare.h"
+#include "platform/cms/decoder_verify.h"
+#include "platform/cms/params.h"
+#include "platform/der/der.h"
+
+namespace platform {
+namespace {
+
+constexpr std::uint8_t kConstructed = 0x20;
+
+template <class T>
+const T& Checked(const void* para) {
+    const auto* record = static_cast<const T*>(para);
+    if (record == nullptr) throw Error(ERROR_INVALID_PARAMETER);
+    return *record;
+}
+
+bool Names(const KeyHolder& holder, const CERT_INFO& info) {
+    const auto record = HolderRecord(holder);
+    return SameCertificate(*reinterpret_cast<const CERT_INFO*>(record.get()), info);
+}
+
+}  // namespace
+
+std::unique_ptr<DecoderBody> NewSignedBody(const DecodeSettings& settings) {
+    return std::make_unique<SignedBody>(settings);
+}
+
+void SignedBody::Keep(Piece piece, Bytes der) {
+    switch (piece) {
+        case Piece::Version:
+            records_.version = der::Cursor(der).SmallInteger();
+            progress_ = Progress::Version;
+            return;
+        case Piece::DigestAlgorithm:
+            records_.digests.push_back(ParseAlgorithm(der));
+            return;
+        case Piece::ContentType:
+            records_.contentType = der::Cursor(der).OidText();
+            progress_ = Progress::ContentType;
+            return StartDigests();
+        case Piece::Certificate:
+            records_.certificates.push_back(std::move(der));
+            return;
+        case Piece::Crl:
+            records_.crls.push_back(std::move(der));
+            return;
+        case Piece::Signer:
+            records_.signers.push_back(ParseSignerInfo(der));
+            return;
+        default:
+            return;
+    }
+}
+
+// One digest for each algorithm, however often it is listed. What is not known, or not
+// installed, matters only once a signer needs it.
+void SignedBody::StartDigests() {
+    if (Held()) return;
+    for (const Algorithm& algorithm : records_.digests) {
+        const auto same = [&](const Digest& digest) { return digest.Oid() == algorithm.oid; };
+        if (std::any_of(digests_.begin(), digests_.end(), same)) continue;
+        try {
+            digests_.emplace_back(algorithm.oid);
+        } catch (const Error&) {
+            continue;
+        }
+    }
+}
+
+ContentForm SignedBody::BeginContent(const BerHeader& header) {
+    // With the detached flag the content comes behind the message, never inside it too.
+    if (settings_.detached) throw Error(CRYPT_E_BAD_MSG);
+    if ((header.First() & ~kConstructed) == der::kOctetString) return ContentForm::OctetString;
+    // PKCS #7 v1.5 allows any element for a type other than data (RFC 5652 5.2.1). Messages
+    // of the later versions do not, and a tag changed on the way shall not pass for one.
+    const bool anyElement = records_.version == 1 && records_.contentType != szOID_RSA_data;
+    if (!anyElement || header.HighTagNumber()) throw Error(CRYPT_E_ASN1_BADTAG);
+    rawTag_ = header.First();
+    return ContentForm::Raw;
+}
+
+void SignedBody::Content(ByteView octets) {
+    if (octets.empty()) return;
+    if (Held()) return der::Append(content_, octets);
+    for (Digest& digest : digests_) digest.Update(octets);
+    if (!settings_.detached) settings_.sink->Write(octets, false);
+}
+
+void SignedBody::EndMessage() {
+    progress_ = Progress::Records;
+    if (!settings_.detached) Complete();
+}
+
+void SignedBody::EndDetachedContent() {
+    contentComplete_ = true;
+    Complete();
+}
+
+void SignedBody::Complete() {
+    if (settings_.sink) settings_.sink->Write({}, true);
+}
+
+void SignedBody::Require(Progress progress) const {
+    if (progress_ < progress) throw Error(settings_.NotReady());
+}
+
+// Held content is digested when that is asked for, since most changes of a message need no
+// digest and its size has no limit. What passed by had to be digested by then.
+Bytes SignedBody::ContentDigest(const std::string& oid) {
+    // Signed over nothing is another thing than signed over something that is not here.
+    if (!contentComplete_) throw Error(CRYPT_E_BAD_MSG);
+    for (const Digest& digest : digests_) {
+        if (digest.Oid() == oid) return digest.Value();
+    }
+    (void)DigestByOid(oid);  // may know a better reason
+    if (!Held()) throw Error(NTE_BAD_ALGID);
+    Digest digest(oid);
+    digest.Update(content_);
+    return digests_.emplace_back(std::move(digest)).Value();
+}
+
+// A signer may use only what the message announced in front of the content (RFC 5652 5.1),
+// streamed or not.
+Bytes SignedBody::AnnouncedDigest(const std::string& oid) {
+    const auto same = [&](const Algorithm& listed) { return listed.oid == oid; };
+    const bool announced = std::any_of(records_.digests.begin(), records_.digests.end(), same);
+    if (contentComplete_ && !announced) throw Error(NTE_BAD_ALGID);
+    return ContentDigest(oid);
+}
+
+void SignedBody::Control(DWORD type, const void* para) {
+    Require(Progress::Records);
+    switch (type) {
+        case CMSG_CTRL_VERIFY_SIGNATURE:
+            return VerifyByCertificate(Checked<CERT_INFO>(para));
+        case CMSG_CTRL_VERIFY_SIGNATURE_EX:
+            return VerifyByIndex(Checked<CMSG_CTRL_VERIFY_SIGNATURE_EX_PARA>(para));
+        default:
+            return Edit(type, para);
+    }
+}
+
+void SignedBody::VerifyByCertificate(const CERT_INFO& info) {
+    for (const SignerInfo& signer : records_.signers) {
+        if (Names(signer.signer, info)) return VerifyWith(signer, info.SubjectPublicKeyInfo);
+    }
+    throw Error(CRYPT_E_SIGNER_NOT_FOUND);
+}
+
+void SignedBody::VerifyByIndex(const CMSG_CTRL_VERIFY_SIGNATURE_EX_PARA& para) {
+    if (para.cbSize < sizeof para || para.pvSigner == nullptr) {
+        throw Error(ERROR_INVALID_PARAMETER);
+    }
+    const SignerInfo& signer = ItemAt(records_.signers, para.dwSignerIndex);
+    switch (para.dwSignerType) {
+        case CMSG_VERIFY_SIGNER_PUBKEY:
+            return VerifyWith(signer, *static_cast<const CERT_PUBLIC_KEY_INFO*>(para.pvSigner));
+        case CMSG_VERIFY_SIGNER_CERT: {
+            const auto* certificate = static_cast<PCCERT_CONTEXT>(para.pvSigner);
+            return VerifyWith(signer, certificate->pCertInfo->SubjectPublicKeyInfo);
+        }
+        default:
+            throw Error(ERROR_INVALID_PARAMETER);
+    }
+}
+
+void SignedBody::VerifyWith(const SignerInfo& signer, const CERT_PUBLIC_KEY_INFO& info) {
+    const Bytes digest = AnnouncedDigest(signer.digest.oid);
+    const EvpKey key = PublicKeyFromInfo(info);
+    VerifySigner(signer, records_.contentType, digest, key.get());
+}
+
+}  // namespace platform

@@ -1,0 +1,117 @@
+// The changes that CryptMsgControl makes to a SignedData that is held whole.
+#include <algorithm>
+#include <utility>
+
+#include "platform/cms/params.h"
+#include "platform/cms/signed_decoder.h"
+#include "platform/cms/signer.h"
+#include "platform/der/der.h"
+#include "platform/der/normalise.h"
+
+namespace platform {
+namespace {
+
+template <class T>
+const T& Checked(const void* para) {
+    const auto* record = static_cast<const T*>(para);
+    if (record == nullptr || record->cbSize < sizeof(T)) throw Error(ERROR_INVALID_PARAMETER);
+    return *record;
+}
+
+DWORD IndexOf(const void* para) {
+    if (para == nullptr) throw Error(ERROR_INVALID_PARAMETER);
+    return *static_cast<const DWORD*>(para);
+}
+
+// The caller's element as the message will hold it.
+Bytes ElementOf(const CRYPT_DATA_BLOB& blob) {
+    if (blob.pbData == nullptr) throw Error(ERROR_INVALID_PARAMETER);
+    return Normalise(ViewOf(blob.pbData, blob.cbData));
+}
+
+Bytes ChoiceOf(const void* para) {
+    if (para == nullptr) throw Error(ERROR_INVALID_PARAMETER);
+    Bytes element = ElementOf(*static_cast<const CRYPT_DATA_BLOB*>(para));
+    if (element.front() != der::kSequence) throw Error(CRYPT_E_ASN1_BADTAG);
+    return element;
+}
+
+void DeleteChoice(std::vector<Bytes>& choices, DWORD index) {
+    const std::vector<std::size_t> plain = PlainChoices(choices);
+    choices.erase(choices.begin() + static_cast<std::ptrdiff_t>(ItemAt(plain, index)));
+}
+
+void AddAttribute(SignedRecords& records, const CMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR_PARA& para) {
+    SignerInfo& signer = ItemAt(records.signers, para.dwSignerIndex);
+    Bytes attribute = ElementOf(para.blob);
+    (void)ParseAttribute(attribute);
+    InsertInOrder(signer.unsignedAttributes, std::move(attribute));
+    signer.received.clear();
+}
+
+void DeleteAttribute(SignedRecords& records, const CMSG_CTRL_DEL_SIGNER_UNAUTH_ATTR_PARA& para) {
+    SignerInfo& signer = ItemAt(records.signers, para.dwSignerIndex);
+    auto& attributes = signer.unsignedAttributes;
+    (void)ItemAt(attributes, para.dwUnauthAttrIndex);
+    attributes.erase(attributes.begin() + static_cast<std::ptrdiff_t>(para.dwUnauthAttrIndex));
+    signer.received.clear();
+}
+
+}  // namespace
+
+void SignedBody::Edit(DWORD type, const void* para) {
+    // A stream has let the content go and can encode nothing again.
+    if (settings_.sink) throw Error(CRYPT_E_CONTROL_TYPE);
+    const long before = SignedDataVersion(records_);
+    switch (type) {
+        case CMSG_CTRL_ADD_SIGNER:
+            AddSigner(Checked<CMSG_SIGNER_ENCODE_INFO>(para));
+            break;
+        case CMSG_CTRL_DEL_SIGNER:
+            DeleteSigner(IndexOf(para));
+            break;
+        case CMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR:
+            AddAttribute(records_, Checked<CMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR_PARA>(para));
+            break;
+        case CMSG_CTRL_DEL_SIGNER_UNAUTH_ATTR:
+            DeleteAttribute(records_, Checked<CMSG_CTRL_DEL_SIGNER_UNAUTH_ATTR_PARA>(para));
+            break;
+        case CMSG_CTRL_ADD_CERT:
+            records_.certificates.push_back(ChoiceOf(para));
+            break;
+        case CMSG_CTRL_DEL_CERT:
+            DeleteChoice(records_.certificates, IndexOf(para));
+            break;
+        case CMSG_CTRL_ADD_CRL:
+            records_.crls.push_back(ChoiceOf(para));
+            break;
+        case CMSG_CTRL_DEL_CRL:
+            DeleteChoice(records_.crls, IndexOf(para));
+            break;
+        default:
+            throw Error(CRYPT_E_CONTROL_TYPE);
+    }
+    // A message may have come with another version than its parts ask for, and its reader
+    // may go by it: PKCS #7 v1.5 content is told that way.
+    const long after = SignedDataVersion(records_);
+    if (after != before) records_.version = after;
+    encoded_.reset();
+}
+
+void SignedBody::AddSigner(const CMSG_SIGNER_ENCODE_INFO& info) {
+    if (info.HashAlgorithm.pszObjId == nullptr) throw Error(ERROR_INVALID_PARAMETER);
+    const Bytes digest = ContentDigest(info.HashAlgorithm.pszObjId);
+    SignerInfo signer = MakeSigner(info, records_.contentType, digest);
+    ListDigest(records_.digests, signer.digest);
+    records_.signers.push_back(std::move(signer));
+}
+
+void SignedBody::DeleteSigner(DWORD index) {
+    const std::string oid = ItemAt(records_.signers, index).digest.oid;
+    records_.signers.erase(records_.signers.begin() + static_cast<std::ptrdiff_t>(index));
+    const auto uses = [&](const SignerInfo& signer) { return signer.digest.oid == oid; };
+    if (std::any_of(records_.signers.begin(), records_.signers.end(), uses)) return;
+    std::erase_if(records_.digests, [&](const Algorithm& listed) { return listed.oid == oid; });
+}
+
+}  // namespace platform

@@ -1,0 +1,218 @@
+// SignedData written: while the content passes, or held and written whole.
+#include "platform/cms/message.h"
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "platform/base/error.h"
+#include "platform/base/output.h"
+#include "platform/cms/encoded_message.h"
+#include "platform/cms/model.h"
+#include "platform/cms/signer.h"
+#include "platform/cms/stream_writer.h"
+#include "platform/der/der.h"
+
+namespace platform {
+namespace {
+
+constexpr std::uint8_t kConstructedOctetString = 0x24;
+
+// Signers with one running digest for each digest algorithm among them.
+class Signers {
+  public:
+    Signers(const CMSG_SIGNED_ENCODE_INFO& info, const std::string& contentType) {
+        if (info.cSigners != 0 && info.rgSigners == nullptr) throw Error(ERROR_INVALID_PARAMETER);
+        prepared_.reserve(info.cSigners);
+        for (DWORD i = 0; i < info.cSigners; ++i) {
+            Add(PreparedSigner(info.rgSigners[i], contentType));
+        }
+    }
+
+    [[nodiscard]] const std::vector<Algorithm>& Algorithms() const { return algorithms_; }
+    // Records as they will be, for the version; their signatures are not made.
+    [[nodiscard]] std::vector<SignerInfo> Dummies() const {
+        std::vector<SignerInfo> signers;
+        for (const PreparedSigner& signer : prepared_) signers.push_back(signer.Dummy());
+        return signers;
+    }
+    void Update(ByteView content) {
+        for (Digest& digest : digests_) digest.Update(content);
+    }
+    [[nodiscard]] std::vector<SignerInfo> Sign() const {
+        std::vector<SignerInfo> signers;
+        for (const PreparedSigner& signer : prepared_) {
+            signers.push_back(signer.Sign(DigestFor(signer).Value()));
+        }
+        return signers;
+    }
+
+  private:
+    void Add(PreparedSigner signer) {
+        const Algorithm& digest = signer.DigestAlgorithm();
+        const bool known = std::any_of(digests_.begin(), digests_.end(),
+                                       [&](const Digest& d) { return d.Oid() == digest.oid; });
+        if (!known) {
+            digests_.emplace_back(digest.oid);
+            ListDigest(algorithms_, digest);
+        }
+        prepared_.push_back(std::move(signer));
+    }
+    [[nodiscard]] const Digest& DigestFor(const PreparedSigner& signer) const {
+        return *std::find_if(digests_.begin(), digests_.end(), [&](const Digest& d) {
+            return d.Oid() == signer.DigestAlgorithm().oid;
+        });
+    }
+
+    std::vector<PreparedSigner> prepared_;
+    std::vector<Digest> digests_;
+    std::vector<Algorithm> algorithms_;
+};
+
+// What is embedded must be one element, or the reader loses its way behind it.
+std::vector<Bytes> CopyElements(const CRYPT_DATA_BLOB* blobs, DWORD count) {
+    if (count != 0 && blobs == nullptr) throw Error(ERROR_INVALID_PARAMETER);
+    std::vector<Bytes> elements;
+    for (DWORD i = 0; i < count; ++i) {
+        const ByteView element = ViewOf(blobs[i].pbData, blobs[i].cbData);
+        der::Cursor cursor(element);
+        cursor.Next();
+        cursor.ExpectEnd();
+        InsertInOrder(elements, Copy(element));
+    }
+    return elements;
+}
+
+SignedRecords RecordsFrom(const CMSG_SIGNED_ENCODE_INFO& info, const std::string& contentType,
+                          const Signers& signers) {
+    SignedRecords records;
+    records.contentType = contentType;
+    records.digests = signers.Algorithms();
+    records.certificates = CopyElements(info.rgCertEncoded, info.cCertEncoded);
+    records.crls = CopyElements(info.rgCrlEncoded, info.cCrlEncoded);
+    records.signers = signers.Dummies();
+    records.version = SignedDataVersion(records);
+    return records;
+}
+
+class SignedEncoder : public EncodedMessage {
+  public:
+    SignedEncoder(const CMSG_SIGNED_ENCODE_INFO& info, bool detached,
+                  const std::string& contentType)
+        : EncodedMessage(CMSG_SIGNED),
+          detached_(detached),
+          signers_(info, contentType),
+          records_(RecordsFrom(info, contentType, signers_)) {}
+
+    void GetParam(DWORD param, DWORD index, void* data, DWORD* size) override {
+        switch (param) {
+            case CMSG_SIGNER_COUNT_PARAM:
+                return NumberOut(static_cast<DWORD>(records_.signers.size()), data, size);
+            case CMSG_VERSION_PARAM:
+                return NumberOut(static_cast<DWORD>(records_.version), data, size);
+            case CMSG_ENCRYPTED_DIGEST:
+                return CopyOut(Signer(index).signature, data, size);
+            case CMSG_ENCODED_SIGNER:
+                return CopyOut(EncodeSignerInfo(Signer(index)), data, size);
+            default:
+                return EncodedMessage::GetParam(param, index, data, size);
+        }
+    }
+
+  protected:
+    [[nodiscard]] bool Detached() const { return detached_; }
+    [[nodiscard]] const SignedRecords& Records() const { return records_; }
+    void Hash(ByteView content) { signers_.Update(content); }
+    void Sign() { records_.signers = signers_.Sign(); }
+
+  private:
+    [[nodiscard]] const SignerInfo& Signer(DWORD index) const {
+        if (index >= records_.signers.size()) throw Error(CRYPT_E_INVALID_INDEX);
+        if (!Complete()) throw Error(CRYPT_E_STREAM_MSG_NOT_READY);
+        return records_.signers[index];
+    }
+
+    bool detached_;
+    Signers signers_;
+    SignedRecords records_;  // its signers are dummies until Sign
+};
+
+class WholeSignedEncoder : public SignedEncoder {
+  public:
+    using SignedEncoder::SignedEncoder;
+
+  protected:
+    void Feed(ByteView data, bool isFinal) override {
+        Hash(data);
+        if (!Detached()) der::Append(content_, data);
+        if (!isFinal) return;
+        Sign();
+        Finish(EncodeSignedMessage(Records(),
+                                   Detached() ? std::nullopt : std::optional<ByteView>(content_)));
+        content_ = Bytes();
+    }
+
+  private:
+    Bytes content_;
+};
+
+class StreamedSignedEncoder : public SignedEncoder {
+  public:
+    StreamedSignedEncoder(const CMSG_SIGNED_ENCODE_INFO& info, bool detached,
+                          const std::string& contentType, const CMSG_STREAM_INFO& stream)
+        : SignedEncoder(info, detached, contentType), writer_(stream), length_(stream) {}
+
+  protected:
+    void Feed(ByteView data, bool isFinal) override {
+        length_.Count(data.size(), isFinal);
+        if (!begun_) WriteHead();
+        begun_ = true;
+        Hash(data);
+        if (!Detached()) writer_.Piece(data);
+        if (!isFinal) return;
+        Sign();
+        WriteTail();
+        writer_.Finish();
+        Finish();
+    }
+
+  private:
+    void WriteHead() {
+        writer_.Open(der::kSequence);
+        writer_.Append(der::Oid(szOID_RSA_signedData));
+        writer_.Open(der::ContextConstructed(0));
+        writer_.Open(der::kSequence);
+        writer_.Append(EncodeSignedHead(Records()));
+        writer_.Open(der::kSequence);
+        writer_.Append(der::Oid(Records().contentType));
+        if (Detached()) return;
+        writer_.Open(der::ContextConstructed(0));
+        writer_.Open(kConstructedOctetString);
+    }
+    void WriteTail() {
+        writer_.Close(Detached() ? 1 : 3);
+        writer_.Append(EncodeSignedTail(Records()));
+        writer_.Close(3);
+    }
+
+    StreamWriter writer_;
+    AnnouncedLength length_;
+    bool begun_ = false;
+};
+
+}  // namespace
+
+std::shared_ptr<Message> NewSignedEncoder(const CMSG_SIGNED_ENCODE_INFO& info, DWORD flags,
+                                          const char* innerContentOid,
+                                          const CMSG_STREAM_INFO* stream) {
+    if (info.cbSize < sizeof(info) || (flags & ~DWORD{CMSG_DETACHED_FLAG}) != 0) {
+        throw Error(ERROR_INVALID_PARAMETER);
+    }
+    const bool detached = (flags & CMSG_DETACHED_FLAG) != 0;
+    const std::string type = InnerContentType(innerContentOid);
+    if (stream == nullptr) return std::make_shared<WholeSignedEncoder>(info, detached, type);
+    return std::make_shared<StreamedSignedEncoder>(info, detached, type, *stream);
+}
+
+}  // namespace platform

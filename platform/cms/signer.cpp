@@ -1,0 +1,147 @@
+#include "platform/cms/signer.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include "platform/base/error.h"
+#include "platform/der/der.h"
+#include "platform/der/normalise.h"
+
+namespace platform {
+namespace {
+
+constexpr std::string_view kGostArcs[] = {"1.2.643.2.2.", "1.2.643.7.1."};
+
+bool IsGost(std::string_view oid) {
+    return std::any_of(std::begin(kGostArcs), std::end(kGostArcs),
+                       [oid](std::string_view arc) { return oid.starts_with(arc); });
+}
+
+// Parameters of a digest are absent for SHA (RFC 5754 2) and NULL for GOST (RFC 4490 2.1).
+Algorithm DigestAlgorithmOf(const CRYPT_ALGORITHM_IDENTIFIER& given) {
+    if (given.pszObjId == nullptr) throw Error(ERROR_INVALID_PARAMETER);
+    Algorithm algorithm{given.pszObjId,
+                        Copy(ViewOf(given.Parameters.pbData, given.Parameters.cbData))};
+    if (algorithm.parameters.empty() && IsGost(algorithm.oid)) {
+        algorithm.parameters = der::Element(der::kNull, ByteView{});
+    }
+    return algorithm;
+}
+
+// A reader finds the end of an attribute by its values, so a value that is not exactly
+// one element would make the whole message unreadable.
+Bytes DerOfValue(const CRYPT_ATTR_BLOB& value) {
+    try {
+        return Normalise(ViewOf(value.pbData, value.cbData));
+    } catch (const Error&) {
+        throw Error(CRYPT_E_BAD_ENCODE);
+    }
+}
+
+enum class Values { AsGiven, Der };
+
+Bytes CheckedAttribute(const CRYPT_ATTRIBUTE& attribute, Values form) {
+    Bytes asGiven = EncodeAttribute(attribute);
+    if (attribute.cValue == 0) throw Error(CRYPT_E_BAD_ENCODE);
+    std::vector<Bytes> values;
+    for (DWORD i = 0; i < attribute.cValue; ++i) {
+        values.push_back(DerOfValue(attribute.rgValue[i]));
+    }
+    if (form == Values::AsGiven) return asGiven;
+    return der::Element(der::kSequence,
+                        {der::Oid(attribute.pszObjId), EncodeSetOf(der::kSet, std::move(values))});
+}
+
+std::vector<Bytes> CheckedAttributes(const CRYPT_ATTRIBUTE* attributes, DWORD count, Values form) {
+    if (count != 0 && attributes == nullptr) throw Error(ERROR_INVALID_PARAMETER);
+    std::vector<Bytes> encoded;
+    encoded.reserve(count);
+    for (DWORD i = 0; i < count; ++i) encoded.push_back(CheckedAttribute(attributes[i], form));
+    return encoded;
+}
+
+// Content type and message digest must stand once each (RFC 5652 11.1, 11.2).
+void RefuseOwnAttributes(const CMSG_SIGNER_ENCODE_INFO& info) {
+    for (DWORD i = 0; i < info.cAuthAttr; ++i) {
+        const std::string_view oid = info.rgAuthAttr[i].pszObjId;
+        if (oid == szOID_RSA_contentType || oid == szOID_RSA_messageDigest) {
+            throw Error(CRYPT_E_BAD_ENCODE);
+        }
+    }
+}
+
+Bytes Attribute(const char* oid, ByteView value) {
+    return der::Element(der::kSequence, {der::Oid(oid), der::Element(der::kSet, value)});
+}
+
+const CMSG_SIGNER_ENCODE_INFO& Checked(const CMSG_SIGNER_ENCODE_INFO& info) {
+    if (info.cbSize < sizeof(info) || info.pCertInfo == nullptr) {
+        throw Error(ERROR_INVALID_PARAMETER);
+    }
+    return info;
+}
+
+}  // namespace
+
+PreparedSigner::PreparedSigner(const CMSG_SIGNER_ENCODE_INFO& info, const std::string& contentType)
+    : PreparedSigner(info, contentType, PrivateKeyOf(Checked(info).hCryptProv, info.dwKeySpec)) {}
+
+PreparedSigner::PreparedSigner(const CMSG_SIGNER_ENCODE_INFO& info, const std::string& contentType,
+                               std::shared_ptr<EVP_PKEY> key)
+    : contentType_(contentType), key_(std::move(key)) {
+    record_.signer = HolderOf(*Checked(info).pCertInfo);
+    record_.digest = DigestAlgorithmOf(info.HashAlgorithm);
+    (void)DigestByOid(record_.digest.oid);
+    record_.signatureAlgorithm = SignatureAlgorithmFor(key_.get(), record_.digest.oid);
+    AddSignedAttributes(info);
+    record_.unsignedAttributes =
+        CheckedAttributes(info.rgUnauthAttr, info.cUnauthAttr, Values::AsGiven);
+    std::sort(record_.unsignedAttributes.begin(), record_.unsignedAttributes.end());
+}
+
+void PreparedSigner::AddSignedAttributes(const CMSG_SIGNER_ENCODE_INFO& info) {
+    // Both sides digest these as DER (RFC 5652 5.4), whatever the caller's file had.
+    std::vector<Bytes> attributes = CheckedAttributes(info.rgAuthAttr, info.cAuthAttr, Values::Der);
+    RefuseOwnAttributes(info);
+    // A content type other than data must be signed with (RFC 5652 5.3).
+    if (attributes.empty() && contentType_ == szOID_RSA_data) return;
+    attributes.push_back(Attribute(szOID_RSA_contentType, der::Oid(contentType_)));
+    record_.signedAttributes = std::move(attributes);
+}
+
+SignerInfo PreparedSigner::WithAttributes(ByteView contentDigest) const {
+    SignerInfo signer = record_;
+    if (signer.signedAttributes) {
+        std::vector<Bytes>& attributes = *signer.signedAttributes;
+        attributes.push_back(
+            Attribute(szOID_RSA_messageDigest, der::Element(der::kOctetString, contentDigest)));
+        std::sort(attributes.begin(), attributes.end());
+    }
+    return signer;
+}
+
+SignerInfo PreparedSigner::Sign(ByteView contentDigest) const {
+    SignerInfo signer = WithAttributes(contentDigest);
+    if (!signer.signedAttributes) {
+        signer.signature = SignDigest(key_.get(), signer.digest.oid, contentDigest);
+        return signer;
+    }
+    Digest digest(signer.digest.oid);
+    digest.Update(SignedAttributesForDigest(*signer.signedAttributes));
+    signer.signature = SignDigest(key_.get(), signer.digest.oid, digest.Value());
+    return signer;
+}
+
+SignerInfo PreparedSigner::Dummy() const {
+    SignerInfo signer = WithAttributes(Digest(record_.digest.oid).Value());
+    signer.signature.resize(static_cast<std::size_t>(EVP_PKEY_get_size(key_.get())));
+    return signer;
+}
+
+SignerInfo MakeSigner(const CMSG_SIGNER_ENCODE_INFO& info, const std::string& contentType,
+                      ByteView contentDigest) {
+    return PreparedSigner(info, contentType).Sign(contentDigest);
+}
+
+}  // namespace platform

@@ -1,0 +1,51 @@
+// The making of one SignerInfo (RFC 5652 5.3): checked whole before the first byte of
+// the message is written, signed once the content's digest is known.
+#pragma once
+
+#include "platform/base/ground.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/base/bytes.h"
+#include "platform/cms/model.h"
+#include "platform/providers/crypto.h"
+
+namespace platform {
+
+// A signer with its key opened and its attributes encoded. Holds copies: the record that
+// it was made from need not outlive the constructor.
+class PreparedSigner {
+  public:
+    // Throws ERROR_INVALID_PARAMETER for an incomplete record, CRYPT_E_OID_FORMAT and
+    // CRYPT_E_BAD_ENCODE for attributes that do not hold one whole BER value each or
+    // that the message places itself, and what DigestByOid, SignatureAlgorithmFor and
+    // PrivateKeyOf throw.
+    PreparedSigner(const CMSG_SIGNER_ENCODE_INFO& info, const std::string& contentType);
+    // The same with a key that is already at hand.
+    PreparedSigner(const CMSG_SIGNER_ENCODE_INFO& info, const std::string& contentType,
+                   std::shared_ptr<EVP_PKEY> key);
+
+    [[nodiscard]] const Algorithm& DigestAlgorithm() const { return record_.digest; }
+    // With no signed attributes the signature covers the content itself; with any it covers
+    // them, content type and message digest among them.
+    [[nodiscard]] SignerInfo Sign(ByteView contentDigest) const;
+    // The same record with zeros of the greatest possible length for a signature; for
+    // answering questions of size without using the key.
+    [[nodiscard]] SignerInfo Dummy() const;
+
+  private:
+    void AddSignedAttributes(const CMSG_SIGNER_ENCODE_INFO& info);
+    [[nodiscard]] SignerInfo WithAttributes(ByteView contentDigest) const;
+
+    std::string contentType_;
+    std::shared_ptr<EVP_PKEY> key_;
+    SignerInfo record_;  // without message digest and signature
+};
+
+// One signer over a digest that is known already.
+SignerInfo MakeSigner(const CMSG_SIGNER_ENCODE_INFO& info, const std::string& contentType,
+                      ByteView contentDigest);
+
+}  // namespace platform

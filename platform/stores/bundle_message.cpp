@@ -1,0 +1,103 @@
+#include "platform/stores/bundle_message.h"
+
+#include <algorithm>
+
+#include "platform/base/error.h"
+#include "platform/der/der.h"
+
+namespace platform {
+namespace {
+
+constexpr std::size_t kLargestPiece = std::size_t{1} << 20;
+
+BOOL WINAPI DropContent(const void*, BYTE*, DWORD, BOOL) { return TRUE; }
+
+[[noreturn]] void ThrowLast() {
+    const DWORD code = GetLastError();
+    throw Error(code, LastErrorDetail(code));
+}
+
+DWORD NumberParam(HCRYPTMSG message, DWORD param) {
+    DWORD value = 0;
+    DWORD size = sizeof value;
+    if (CryptMsgGetParam(message, param, 0, &value, &size) == FALSE) ThrowLast();
+    return value;
+}
+
+Bytes BytesParam(HCRYPTMSG message, DWORD param, DWORD index) {
+    DWORD size = 0;
+    if (CryptMsgGetParam(message, param, index, nullptr, &size) == FALSE) ThrowLast();
+    Bytes value(size);
+    if (CryptMsgGetParam(message, param, index, value.data(), &size) == FALSE) ThrowLast();
+    value.resize(size);
+    return value;
+}
+
+// Choices other than certificates and CRLs of X.509 (RFC 5652 10.2) have other tags.
+bool IsX509(ByteView choice) { return !choice.empty() && choice[0] == der::kSequence; }
+
+template <class Item>
+void Collect(HCRYPTMSG message, DWORD countParam, DWORD param,
+             std::vector<std::shared_ptr<Item>>& items) {
+    const DWORD count = NumberParam(message, countParam);
+    for (DWORD i = 0; i < count; ++i) {
+        const Bytes choice = BytesParam(message, param, i);
+        if (IsX509(choice)) items.push_back(Item::Parse(choice));
+    }
+}
+
+}  // namespace
+
+MessageReader::MessageReader() {
+    CMSG_STREAM_INFO stream{};
+    stream.cbContent = CMSG_INDEFINITE_LENGTH;
+    stream.pfnStreamOutput = DropContent;
+    message_ =
+        CryptMsgOpenToDecode(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, 0, 0, 0, nullptr, &stream);
+    if (message_ == nullptr) ThrowLast();
+}
+
+MessageReader::~MessageReader() {
+    const LastErrorKeeper keeper;
+    CryptMsgClose(message_);
+}
+
+void MessageReader::Feed(ByteView piece) {
+    while (!piece.empty()) {
+        const std::size_t size = std::min(piece.size(), kLargestPiece);
+        Update(piece.first(size), false);
+        piece = piece.subspan(size);
+    }
+}
+
+CertificateBundle MessageReader::Finish() {
+    Update({}, true);
+    return BundleOf(message_);
+}
+
+void MessageReader::Update(ByteView piece, bool last) {
+    if (CryptMsgUpdate(message_, piece.data(), static_cast<DWORD>(piece.size()),
+                       last ? TRUE : FALSE) == FALSE) {
+        ThrowLast();
+    }
+    if (!typeKnown_) CheckType();
+}
+
+// An enveloped message would be held back until somebody decrypts it, so it is turned
+// down as soon as it shows itself.
+void MessageReader::CheckType() {
+    DWORD type = 0;
+    DWORD size = sizeof type;
+    if (CryptMsgGetParam(message_, CMSG_TYPE_PARAM, 0, &type, &size) == FALSE) return;
+    if (type != CMSG_SIGNED) throw Error(CRYPT_E_INVALID_MSG_TYPE);
+    typeKnown_ = true;
+}
+
+CertificateBundle BundleOf(HCRYPTMSG message) {
+    CertificateBundle bundle;
+    Collect(message, CMSG_CERT_COUNT_PARAM, CMSG_CERT_PARAM, bundle.certificates);
+    Collect(message, CMSG_CRL_COUNT_PARAM, CMSG_CRL_PARAM, bundle.crls);
+    return bundle;
+}
+
+}  // namespace platform

@@ -1,0 +1,140 @@
+#include "platform/stores/database.h"
+
+#include <sqlite3.h>
+
+#include <new>
+
+#include "platform/base/error.h"
+
+namespace platform {
+namespace {
+
+constexpr int kBusyTimeoutMs = 10'000;
+
+DWORD CodeFor(int primary) {
+    switch (primary) {
+        case SQLITE_CORRUPT:
+        case SQLITE_NOTADB:
+            return ERROR_FILE_CORRUPT;
+        case SQLITE_BUSY:
+        case SQLITE_LOCKED:
+            return ERROR_BUSY;
+        case SQLITE_PERM:
+        case SQLITE_AUTH:
+        case SQLITE_READONLY:
+        case SQLITE_CANTOPEN:
+            return ERROR_ACCESS_DENIED;
+        case SQLITE_FULL:
+        case SQLITE_IOERR:
+            return ERROR_WRITE_FAULT;
+        default:
+            return ERROR_INTERNAL_ERROR;
+    }
+}
+
+}  // namespace
+
+Database::Database(const std::filesystem::path& file) : path_(file.string()) {
+    const int code = sqlite3_open_v2(path_.c_str(), &handle_,
+                                     SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+    try {
+        Check(code);
+        Check(sqlite3_busy_timeout(handle_, kBusyTimeoutMs));
+        Run("PRAGMA foreign_keys = ON");
+    } catch (...) {
+        sqlite3_close(handle_);
+        throw;
+    }
+}
+
+Database::~Database() { sqlite3_close(handle_); }
+
+void Database::Fail(int code) const {
+    const int primary = code & 0xFF;
+    if (primary == SQLITE_NOMEM) throw std::bad_alloc();
+    const DWORD mapped = CodeFor(primary);
+    if (mapped != ERROR_INTERNAL_ERROR) throw Error(mapped, path_);
+    throw Error(mapped, path_ + ": " + sqlite3_errmsg(handle_));
+}
+
+void Database::Check(int code) const {
+    if (code != SQLITE_OK) Fail(code);
+}
+
+void Database::Run(const char* sql) {
+    Check(sqlite3_exec(handle_, sql, nullptr, nullptr, nullptr));
+}
+
+void Database::InTransaction(const std::function<void()>& body) {
+    Enclose("BEGIN IMMEDIATE", body);
+}
+
+void Database::InSnapshot(const std::function<void()>& body) { Enclose("BEGIN", body); }
+
+void Database::Enclose(const char* begin, const std::function<void()>& body) {
+    Run(begin);
+    try {
+        body();
+        Run("COMMIT");
+    } catch (...) {
+        // Some failures have rolled back already, and then there is nothing to do.
+        sqlite3_exec(handle_, "ROLLBACK", nullptr, nullptr, nullptr);
+        throw;
+    }
+}
+
+std::int64_t Database::Number(const char* sql) {
+    Statement query(*this, sql);
+    return query.Step() ? query.Integer(0) : 0;
+}
+
+std::int64_t Database::LastRow() const { return sqlite3_last_insert_rowid(handle_); }
+
+Statement::Statement(Database& database, const char* sql) : database_(database) {
+    database_.Check(sqlite3_prepare_v2(database_.handle_, sql, -1, &handle_, nullptr));
+}
+
+Statement::~Statement() { sqlite3_finalize(handle_); }
+
+Statement& Statement::Bind(int at, std::int64_t value) {
+    database_.Check(sqlite3_bind_int64(handle_, at, value));
+    return *this;
+}
+
+Statement& Statement::Bind(int at, ByteView blob) {
+    // A null address would bind NULL in place of an empty blob.
+    const void* data = blob.empty() ? "" : static_cast<const void*>(blob.data());
+    database_.Check(sqlite3_bind_blob64(handle_, at, data, blob.size(), SQLITE_STATIC));
+    return *this;
+}
+
+Statement& Statement::Bind(int at, const std::string& text) {
+    database_.Check(
+        sqlite3_bind_text64(handle_, at, text.c_str(), text.size(), SQLITE_STATIC, SQLITE_UTF8));
+    return *this;
+}
+
+bool Statement::Step() {
+    const int code = sqlite3_step(handle_);
+    if (code != SQLITE_ROW && code != SQLITE_DONE) database_.Fail(code);
+    return code == SQLITE_ROW;
+}
+
+void Statement::Execute() {
+    while (Step()) {
+    }
+}
+
+std::int64_t Statement::Integer(int column) const { return sqlite3_column_int64(handle_, column); }
+
+ByteView Statement::Blob(int column) const {
+    const void* data = sqlite3_column_blob(handle_, column);
+    return ViewOf(data, static_cast<std::size_t>(sqlite3_column_bytes(handle_, column)));
+}
+
+std::string Statement::Text(int column) const {
+    const ByteView bytes = Blob(column);
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+}  // namespace platform

@@ -1,0 +1,232 @@
+#include "platform/stores/list_store.h"
+
+#include "platform/base/error.h"
+#include "platform/certs/compare.h"
+
+namespace platform {
+namespace {
+
+constexpr const char* kDeltaIndicator = "2.5.29.27";
+constexpr const char* kDistributionPoint = "2.5.29.28";
+constexpr const char* kAuthorityKeyIdentifier = "2.5.29.35";
+
+void CheckDisposition(DWORD disposition) {
+    if (disposition < CERT_STORE_ADD_NEW || disposition > CERT_STORE_ADD_ALWAYS) {
+        throw Error(E_INVALIDARG);
+    }
+}
+
+bool SameExtension(const CRL_INFO& first, const CRL_INFO& second, const char* oid) {
+    const CERT_EXTENSION* one = FindExtension(oid, first.cExtension, first.rgExtension);
+    const CERT_EXTENSION* other = FindExtension(oid, second.cExtension, second.rgExtension);
+    if (one == nullptr || other == nullptr) return one == other;
+    return Equal(ViewOf(one->Value), ViewOf(other->Value));
+}
+
+// A later list of the same series takes the place of the earlier one.
+bool SameSeries(const CRL_INFO& first, const CRL_INFO& second) {
+    const auto isDelta = [](const CRL_INFO& info) {
+        return FindExtension(kDeltaIndicator, info.cExtension, info.rgExtension) != nullptr;
+    };
+    return Equal(ViewOf(first.Issuer), ViewOf(second.Issuer)) &&
+           isDelta(first) == isDelta(second) &&
+           SameExtension(first, second, kAuthorityKeyIdentifier) &&
+           SameExtension(first, second, kDistributionPoint);
+}
+
+// Rows count from 1.
+template <class Item>
+std::int64_t RowOf(const Item* item) {
+    return item == nullptr ? 0 : item->row;
+}
+
+template <class Item>
+bool IsThere(const std::shared_ptr<Item>& present, DWORD disposition) {
+    if (!present || disposition == CERT_STORE_ADD_ALWAYS) return false;
+    if (disposition == CERT_STORE_ADD_NEW) throw Error(CRYPT_E_EXISTS);
+    return true;
+}
+
+}  // namespace
+
+// ---- reading -------------------------------------------------------------------
+
+std::vector<std::shared_ptr<Certificate>> ListStore::Certificates() {
+    Refresh();
+    return certificates_.All();
+}
+
+std::vector<std::shared_ptr<Crl>> ListStore::Crls() {
+    Refresh();
+    return crls_.All();
+}
+
+// A walk sees the store as it was at its start, but for what its own process changes.
+std::shared_ptr<Certificate> ListStore::NextCertificate(const Certificate* previous) {
+    if (previous == nullptr) Refresh();
+    return certificates_.Behind(RowOf(previous));
+}
+
+std::shared_ptr<Crl> ListStore::NextCrl(const Crl* previous) {
+    if (previous == nullptr) Refresh();
+    return crls_.Behind(RowOf(previous));
+}
+
+// ---- adding --------------------------------------------------------------------
+
+void ListStore::ChangeWritable(const std::function<void()>& body) {
+    if (readOnly) throw Error(ERROR_ACCESS_DENIED);
+    Change(body);
+}
+
+std::shared_ptr<Certificate> ListStore::Add(const Certificate& certificate, DWORD disposition) {
+    CheckDisposition(disposition);
+    std::shared_ptr<Certificate> added;
+    ChangeWritable([&] { added = AddWithin(certificate, disposition); });
+    return added;
+}
+
+std::shared_ptr<Crl> ListStore::Add(const Crl& crl, DWORD disposition) {
+    CheckDisposition(disposition);
+    std::shared_ptr<Crl> added;
+    ChangeWritable([&] { added = AddWithin(crl, disposition); });
+    return added;
+}
+
+std::shared_ptr<Certificate> ListStore::AddWithin(const Certificate& certificate,
+                                                  DWORD disposition) {
+    std::shared_ptr<Certificate> present = Present(certificate);
+    if (!IsThere(present, disposition)) return Insert(certificate);
+    if (disposition == CERT_STORE_ADD_USE_EXISTING) {
+        MergeProperties(*present, certificate.properties);
+    } else {
+        SetProperties(*present, certificate.properties);
+    }
+    return present;
+}
+
+std::shared_ptr<Crl> ListStore::AddWithin(const Crl& crl, DWORD disposition) {
+    std::shared_ptr<Crl> present = Present(crl);
+    if (!IsThere(present, disposition)) return Insert(crl);
+    return disposition == CERT_STORE_ADD_USE_EXISTING ? present : Replace(*present, crl);
+}
+
+std::shared_ptr<Certificate> ListStore::Present(const Certificate& certificate) const {
+    for (const auto& present : certificates_.All()) {
+        if (Equal(present->Sha1(), certificate.Sha1()) &&
+            Equal(present->Der(), certificate.Der())) {
+            return present;
+        }
+    }
+    return nullptr;
+}
+
+std::shared_ptr<Crl> ListStore::Present(const Crl& crl) const {
+    for (const auto& present : crls_.All()) {
+        if (SameSeries(present->Info(), crl.Info())) return present;
+    }
+    return nullptr;
+}
+
+std::shared_ptr<Certificate> ListStore::Insert(const Certificate& certificate) {
+    std::shared_ptr<Certificate> copy = Certificate::Parse(certificate.Der());
+    copy->store = weak_from_this();
+    copy->row = InsertRow(*copy);
+    SetProperties(*copy, certificate.properties);
+    certificates_.Put(copy);
+    return copy;
+}
+
+std::shared_ptr<Crl> ListStore::Insert(const Crl& crl) {
+    std::shared_ptr<Crl> copy = Crl::Parse(crl.Der());
+    copy->store = weak_from_this();
+    copy->row = InsertRow(*copy);
+    crls_.Put(copy);
+    return copy;
+}
+
+std::shared_ptr<Crl> ListStore::Replace(const Crl& last, const Crl& crl) {
+    std::shared_ptr<Crl> copy = Crl::Parse(crl.Der());
+    copy->store = weak_from_this();
+    copy->row = last.row;
+    UpdateRow(*copy);
+    crls_.Put(copy);
+    return copy;
+}
+
+// ---- removing ------------------------------------------------------------------
+
+bool ListStore::StandsHere(const std::weak_ptr<CertificateOwner>& store) const {
+    return store.lock().get() == this;
+}
+
+std::shared_ptr<Certificate> ListStore::Own(const Certificate& certificate) const {
+    return StandsHere(certificate.store) ? certificates_.At(certificate.row) : Present(certificate);
+}
+
+std::shared_ptr<Crl> ListStore::Own(const Crl& crl) const {
+    if (StandsHere(crl.store)) return crls_.At(crl.row);
+    for (const auto& present : crls_.All()) {
+        if (Equal(present->Der(), crl.Der())) return present;
+    }
+    return nullptr;
+}
+
+void ListStore::Remove(const Certificate& certificate) {
+    ChangeWritable([&] {
+        const std::shared_ptr<Certificate> own = Own(certificate);
+        if (!own) return;
+        DeleteRow(*own);
+        certificates_.Erase(own->row);
+    });
+}
+
+void ListStore::Remove(const Crl& crl) {
+    ChangeWritable([&] {
+        const std::shared_ptr<Crl> own = Own(crl);
+        if (!own) return;
+        DeleteRow(*own);
+        crls_.Erase(own->row);
+    });
+}
+
+// ---- properties ----------------------------------------------------------------
+
+void ListStore::SetProperties(Certificate& present, Properties properties) {
+    WriteProperties(present.row, properties);
+    present.properties = std::move(properties);
+}
+
+void ListStore::MergeProperties(Certificate& present, const Properties& more) {
+    Properties merged = present.properties;
+    merged.insert(more.begin(), more.end());
+    if (merged != present.properties) SetProperties(present, std::move(merged));
+}
+
+// `certificate` may be the store's own item, which a change reads anew before it writes:
+// what the caller set there is taken out first.
+void ListStore::SaveProperties(const Certificate& certificate) {
+    ChangeWritable([&, wanted = certificate.properties] {
+        const std::shared_ptr<Certificate> own = Own(certificate);
+        if (!own) throw Error(CRYPT_E_NOT_FOUND);
+        SetProperties(*own, wanted);
+    });
+}
+
+void ListStore::SaveProperty(const Certificate& certificate, DWORD property) {
+    const auto found = certificate.properties.find(property);
+    const bool present = found != certificate.properties.end();
+    ChangeWritable([&, value = present ? found->second : Bytes()] {
+        const std::shared_ptr<Certificate> own = Own(certificate);
+        if (!own) throw Error(CRYPT_E_NOT_FOUND);
+        Properties wanted = own->properties;
+        if (present) {
+            wanted[property] = value;
+        } else {
+            wanted.erase(property);
+        }
+        SetProperties(*own, std::move(wanted));
+    });
+}
+
+}  // namespace platform

@@ -1,0 +1,306 @@
+// System stores: the lists of one store name in a side's database, stores.db.
+//
+// Changes are made in a transaction that bars other writers, on lists that were brought
+// up to date inside it, so that two processes that write at once lose nothing. Readers
+// look at SQLite's data version, which changes when another connection has committed.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <optional>
+#include <string>
+
+#include "platform/base/error.h"
+#include "platform/base/text.h"
+#include "platform/stores/database.h"
+#include "platform/stores/list_store.h"
+
+namespace platform {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::array<const char*, 3> kPredefined = {"My", "Root", "CA"};
+
+// "KCST" in application_id tells the database from others of SQLite.
+constexpr std::int64_t kApplicationId = 0x4B435354;
+constexpr std::int64_t kSchemaVersion = 1;
+
+constexpr const char* kSchema =
+    "CREATE TABLE stores("
+    "  id INTEGER PRIMARY KEY AUTOINCREMENT,"
+    "  name TEXT NOT NULL,"
+    "  folded TEXT NOT NULL UNIQUE);"
+    "CREATE TABLE certificates("
+    "  id INTEGER PRIMARY KEY AUTOINCREMENT,"
+    "  store INTEGER NOT NULL REFERENCES stores(id) ON DELETE CASCADE,"
+    "  der BLOB NOT NULL);"
+    "CREATE INDEX certificates_of_store ON certificates(store);"
+    "CREATE TABLE crls("
+    "  id INTEGER PRIMARY KEY AUTOINCREMENT,"
+    "  store INTEGER NOT NULL REFERENCES stores(id) ON DELETE CASCADE,"
+    "  der BLOB NOT NULL);"
+    "CREATE INDEX crls_of_store ON crls(store);"
+    "CREATE TABLE properties("
+    "  certificate INTEGER NOT NULL REFERENCES certificates(id) ON DELETE CASCADE,"
+    "  property INTEGER NOT NULL,"
+    "  value BLOB NOT NULL,"
+    "  PRIMARY KEY(certificate, property)) WITHOUT ROWID;"
+    "PRAGMA application_id = 1262703444;"
+    "PRAGMA user_version = 1;";
+
+fs::path FileOf(Side side) { return HomeOf(side) / "stores.db"; }
+
+std::string Folded(std::string_view name) { return Narrow(FoldCase(Widen(name))); }
+
+const char* PredefinedName(std::string_view name) {
+    for (const char* predefined : kPredefined) {
+        if (SameName(name, predefined)) return predefined;
+    }
+    return nullptr;
+}
+
+// ---- the database file -----------------------------------------------------------
+
+// False for a file without any table yet: a process died before it made them.
+bool CheckSchema(Database& database) {
+    bool present = false;
+    database.InSnapshot([&] {
+        const std::int64_t application = database.Number("PRAGMA application_id");
+        const std::int64_t version = database.Number("PRAGMA user_version");
+        present = database.Number("SELECT count(*) FROM sqlite_master") != 0;
+        if (!present && application == 0 && version == 0) return;
+        if (application != kApplicationId) throw Error(ERROR_BADDB, database.Path());
+        if (version != kSchemaVersion) {
+            throw Error(ERROR_BADDB, database.Path() + " (" + std::to_string(version) + ")");
+        }
+    });
+    return present;
+}
+
+std::unique_ptr<Database> OpenPresent(Side side) {
+    std::error_code error;
+    const fs::path file = FileOf(side);
+    const fs::file_status status = fs::status(file, error);
+    if (status.type() == fs::file_type::not_found) return nullptr;
+    if (error) ThrowErrno(error.value(), file);
+    auto database = std::make_unique<Database>(file);
+    return CheckSchema(*database) ? std::move(database) : nullptr;
+}
+
+// Makes the file with its mode; SQLite gives the same one to its journal.
+void CreateFile(Side side, const fs::path& file) {
+    const mode_t mode = side == Side::User ? 0600 : 0644;
+    const int descriptor = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, mode);
+    if (descriptor < 0) ThrowErrno(errno, file);
+    close(descriptor);
+}
+
+std::unique_ptr<Database> OpenForWriting(Side side) {
+    const fs::path file = EnsureHome(side) / "stores.db";
+    CreateFile(side, file);
+    auto database = std::make_unique<Database>(file);
+    if (CheckSchema(*database)) return database;
+    database->InTransaction([&] {
+        // Another process may have been faster.
+        const bool present = database->Number("SELECT count(*) FROM sqlite_master") != 0;
+        if (!present) database->Run(kSchema);
+    });
+    return database;
+}
+
+// ---- one store -------------------------------------------------------------------
+
+class SystemStore : public ListStore {
+  public:
+    SystemStore(Side side, std::string name)
+        : side_(side), name_(std::move(name)), folded_(Folded(name_)) {}
+
+    // Reads the store. False when it does not exist.
+    bool Load() {
+        Refresh();
+        return storeRow_ != 0 || PredefinedName(name_) != nullptr;
+    }
+    void Create() {
+        Change([] {});
+    }
+
+  protected:
+    void Refresh() override;
+    void Change(const std::function<void()>& body) override;
+    std::int64_t InsertRow(const Certificate& certificate) override;
+    std::int64_t InsertRow(const Crl& crl) override;
+    void UpdateRow(const Crl& crl) override;
+    void DeleteRow(const Certificate& certificate) override;
+    void DeleteRow(const Crl& crl) override;
+    void WriteProperties(std::int64_t row, const Properties& properties) override;
+
+  private:
+    void ReadIfChanged();
+    void FindStoreRow();
+    void InsertStoreRow();
+    template <class Item>
+    void ReadItems(const char* sql, ItemList<Item>& items);
+    void ReadProperties();
+    std::int64_t Insert(const char* sql, ByteView der);
+
+    Side side_;
+    std::string name_;
+    std::string folded_;
+    std::unique_ptr<Database> database_;
+    std::int64_t storeRow_ = 0;
+    std::optional<std::int64_t> readVersion_;  // none: the lists must be read
+};
+
+void SystemStore::Refresh() {
+    if (!database_) database_ = OpenPresent(side_);
+    if (!database_) return;
+    // Unchanged is the common case, and then no transaction is worth its while.
+    if (readVersion_ && database_->Number("PRAGMA data_version") == *readVersion_) return;
+    database_->InSnapshot([&] { ReadIfChanged(); });
+}
+
+void SystemStore::ReadIfChanged() {
+    // A lock on the snapshot first: the version belongs to what is read after it.
+    FindStoreRow();
+    const std::int64_t version = database_->Number("PRAGMA data_version");
+    if (readVersion_ == version) return;
+    readVersion_.reset();
+    ReadItems("SELECT id, der FROM certificates WHERE store = ? ORDER BY id", certificates_);
+    ReadItems("SELECT id, der FROM crls WHERE store = ? ORDER BY id", crls_);
+    ReadProperties();
+    readVersion_ = version;
+}
+
+void SystemStore::FindStoreRow() {
+    Statement query(*database_, "SELECT id FROM stores WHERE folded = ?");
+    query.Bind(1, folded_);
+    storeRow_ = query.Step() ? query.Integer(0) : 0;
+}
+
+// Items that are known already stay the objects that callers have.
+template <class Item>
+void SystemStore::ReadItems(const char* sql, ItemList<Item>& items) {
+    ItemList<Item> next;
+    Statement query(*database_, sql);
+    query.Bind(1, storeRow_);
+    while (query.Step()) {
+        std::shared_ptr<Item> item = items.At(query.Integer(0));
+        if (!item || !Equal(item->Der(), query.Blob(1))) {
+            try {
+                item = Item::Parse(query.Blob(1));
+            } catch (const Error&) {
+                throw Error(ERROR_FILE_CORRUPT, database_->Path());
+            }
+            item->store = weak_from_this();
+            item->row = query.Integer(0);
+        }
+        next.Put(std::move(item));
+    }
+    items = std::move(next);
+}
+
+void SystemStore::ReadProperties() {
+    for (const auto& certificate : certificates_.All()) certificate->properties.clear();
+    Statement query(*database_,
+                    "SELECT p.certificate, p.property, p.value FROM properties p"
+                    " JOIN certificates c ON c.id = p.certificate WHERE c.store = ?");
+    query.Bind(1, storeRow_);
+    while (query.Step()) {
+        const std::shared_ptr<Certificate> certificate = certificates_.At(query.Integer(0));
+        if (!certificate) continue;
+        certificate->properties[static_cast<DWORD>(query.Integer(1))] = Copy(query.Blob(2));
+    }
+}
+
+void SystemStore::Change(const std::function<void()>& body) {
+    if (!database_) database_ = OpenForWriting(side_);
+    try {
+        database_->InTransaction([&] {
+            ReadIfChanged();
+            if (storeRow_ == 0) InsertStoreRow();
+            body();
+        });
+    } catch (...) {
+        // The lists may be ahead of what was kept.
+        readVersion_.reset();
+        throw;
+    }
+}
+
+void SystemStore::InsertStoreRow() {
+    const char* predefined = PredefinedName(name_);
+    const std::string name = predefined == nullptr ? name_ : predefined;
+    Statement insert(*database_, "INSERT INTO stores(name, folded) VALUES(?, ?)");
+    insert.Bind(1, name).Bind(2, folded_).Execute();
+    storeRow_ = database_->LastRow();
+}
+
+std::int64_t SystemStore::Insert(const char* sql, ByteView der) {
+    Statement insert(*database_, sql);
+    insert.Bind(1, storeRow_).Bind(2, der).Execute();
+    return database_->LastRow();
+}
+
+std::int64_t SystemStore::InsertRow(const Certificate& certificate) {
+    return Insert("INSERT INTO certificates(store, der) VALUES(?, ?)", certificate.Der());
+}
+
+std::int64_t SystemStore::InsertRow(const Crl& crl) {
+    return Insert("INSERT INTO crls(store, der) VALUES(?, ?)", crl.Der());
+}
+
+void SystemStore::UpdateRow(const Crl& crl) {
+    Statement update(*database_, "UPDATE crls SET der = ? WHERE id = ?");
+    update.Bind(1, crl.Der()).Bind(2, crl.row).Execute();
+}
+
+void SystemStore::DeleteRow(const Certificate& certificate) {
+    Statement(*database_, "DELETE FROM certificates WHERE id = ?")
+        .Bind(1, certificate.row)
+        .Execute();
+}
+
+void SystemStore::DeleteRow(const Crl& crl) {
+    Statement(*database_, "DELETE FROM crls WHERE id = ?").Bind(1, crl.row).Execute();
+}
+
+void SystemStore::WriteProperties(std::int64_t row, const Properties& properties) {
+    Statement(*database_, "DELETE FROM properties WHERE certificate = ?").Bind(1, row).Execute();
+    for (const auto& [property, value] : properties) {
+        Statement(*database_,
+                  "INSERT INTO properties(certificate, property, value) VALUES(?, ?, ?)")
+            .Bind(1, row)
+            .Bind(2, std::int64_t{property})
+            .Bind(3, ByteView(value))
+            .Execute();
+    }
+}
+
+}  // namespace
+
+std::shared_ptr<Store> OpenSystemStore(Side side, std::string_view name, OpenMode mode) {
+    if (name.empty()) throw Error(E_INVALIDARG);
+    const auto store = std::make_shared<SystemStore>(side, std::string(name));
+    // Reading it now finds a damaged database at the opening, where callers look for it.
+    if (!store->Load()) {
+        if (mode == OpenMode::Existing) throw Error(ERROR_FILE_NOT_FOUND, std::string(name));
+        store->Create();
+    }
+    return store;
+}
+
+std::vector<std::string> SystemStoreNames(Side side) {
+    std::vector<std::string> names(kPredefined.begin(), kPredefined.end());
+    const std::unique_ptr<Database> database = OpenPresent(side);
+    if (!database) return names;
+    Statement query(*database, "SELECT name FROM stores ORDER BY id");
+    while (query.Step()) {
+        std::string name = query.Text(0);
+        if (PredefinedName(name) == nullptr) names.push_back(std::move(name));
+    }
+    return names;
+}
+
+}  // namespace platform

@@ -1,0 +1,193 @@
+// Command lines and what the parser makes of them.
+#include <filesystem>
+#include <fstream>
+
+#include "front/core/catalogue.h"
+#include "front/core/keys.h"
+#include "tests/front/support.h"
+
+namespace kestrel {
+namespace {
+
+using ParserTest = FrontTest;
+
+DWORD Parse(const std::vector<const char*>& words) {
+    state = ProgramState{};
+    std::vector<const char*> arguments = {"kestrel"};
+    arguments.insert(arguments.end(), words.begin(), words.end());
+    return ParseCommandLine(static_cast<int>(arguments.size()), arguments.data());
+}
+
+// In set order: "word" or "word=value", separated by blanks.
+std::string KeysLeft() {
+    std::string text;
+    for (const GivenKey& key : *state.givenKeys) {
+        if (!text.empty()) text += ' ';
+        text += key.word;
+        if (key.value != nullptr) text += std::string("=") + key.value;
+    }
+    return text;
+}
+
+struct AcceptedRow {
+    const char* name;
+    std::vector<const char*> words;
+    int command;
+    const char* keys;
+};
+
+const AcceptedRow kAccepted[] = {
+    {"upper case", {"-ENCR"}, 2, ""},
+    {"mixed case of the table", {"-cspCERT"}, 14, ""},
+    {"highest number", {"-checkreg"}, 24, ""},
+    {"flag keeps the table's spelling", {"-creatrqst", "-SMIME"}, 16, "smime"},
+    {"argument key folds", {"-creatrqst", "-certusage", "1.2"}, 16, "CertUsage=1.2"},
+    {"an empty value", {"-sign", "-pin", ""}, 4, "pin="},
+    {"equal values once", {"-encr", "-dn", "abc", "-dn", "ABC"}, 2, "dn=abc"},
+    {"equal Cyrillic values once", {"-encr", "-dn", "Иван", "-dn", "ИВАН"}, 2, "dn=Иван"},
+    {"other values in order", {"-encr", "-dn", "abd", "-dn", "abc"}, 2, "dn=abc dn=abd"},
+    {"attached both ways", {"-encr", "-q5", "-q"}, 2, "q q=5"},
+    {"attached names in order", {"-verify", "-mOther", "-mMy"}, 7, "m=My m=Other"},
+    {"attached value keeps quotes", {"-encr", "-m\"My\""}, 2, "m=\"My\""},
+    {"attached folds the word only", {"-encr", "-MAddressBook"}, 2, "m=AddressBook"},
+    {"any word behind an attached row", {"-encr", "-user", "-dump"}, 2, "du=mp u=ser"},
+    {"table rows win over attached ones", {"-decr", "-start", "-silent"}, 3, "silent start"},
+};
+
+TEST_F(ParserTest, AcceptsLines) {
+    for (const AcceptedRow& row : kAccepted) {
+        const std::string printed = Printed([&] { EXPECT_EQ(Parse(row.words), 0u) << row.name; });
+        EXPECT_EQ(printed, "") << row.name;
+        EXPECT_EQ(state.command, row.command) << row.name;
+        EXPECT_EQ(KeysLeft(), row.keys) << row.name;
+    }
+}
+
+struct RefusedRow {
+    const char* name;
+    std::vector<const char*> words;
+    DWORD code;
+    const char* printed;  // behind "Error: "
+};
+
+const RefusedRow kRefused[] = {
+    {"two minus signs", {"--encr"}, kUnknownKey, "Unknown key: '--encr'. (0x200000C9)\n"},
+    {"beginning of sd and ss", {"-s"}, kUnknownKey, "Unknown key: '-s'. (0x200000C9)\n"},
+    {"beginning of dm and du", {"-d"}, kUnknownKey, "Unknown key: '-d'. (0x200000C9)\n"},
+    {"a value", {"-encr", "-derx"}, kUnknownKey, "Unknown key: '-derx'. (0x200000C9)\n"},
+    {"first bad word only", {"-zzz", "-y"}, kUnknownKey, "Unknown key: '-zzz'. (0x200000C9)\n"},
+    {"in usages only",
+     {"-instcert", "-enable-install-root"},
+     kUnknownKey,
+     "Unknown key: '-enable-install-root'. (0x200000C9)\n"},
+    {"same command twice",
+     {"-encr", "-ENCR"},
+     kTooManyCommands,
+     "Too many commands: '-ENCR' (0x200000CA)\n"},
+    {"no value", {"-encr", "-DN"}, kNoKeyArgument, "No argument for '-DN' key. (0x200000CB)\n"},
+    {"no words", {}, kNoCommand, "No command. (0x200000CC)\n"},
+    {"files only", {"a", "b"}, kNoCommand, "No command. (0x200000CC)\n"},
+    {"command as a value", {"-dir", "-hash"}, kNoCommand, "No command. (0x200000CC)\n"},
+    {"help and an empty file",
+     {"-encr", "-help", ""},
+     kHelpNotAlone,
+     "You cannot use '-help' argument along with the others. (0x20000068)\n"},
+};
+
+TEST_F(ParserTest, RefusesLines) {
+    for (const RefusedRow& row : kRefused) {
+        const std::string printed =
+            Printed([&] { EXPECT_EQ(Parse(row.words), row.code) << row.name; });
+        EXPECT_EQ(printed, std::string("Error: ") + row.printed) << row.name;
+    }
+}
+
+TEST_F(ParserTest, TakesPositionalsInOrder) {
+    EXPECT_EQ(Parse({"-encr", "", "second", "third"}), 0u);
+    EXPECT_STREQ(state.firstFile, "");
+    EXPECT_STREQ(state.secondFile, "second");
+    ASSERT_EQ(state.positionals.size(), 3u);
+    EXPECT_STREQ(state.positionals[2], "third");
+}
+
+struct MaskRow {
+    const char* name;
+    std::vector<const char*> words;
+    std::vector<std::string> files;
+};
+
+const MaskRow kMasks[] = {
+    {"in order of bytes", {"-hash", "*.txt"}, {".d.txt", "B.txt", "a.txt", "\xD0\xB6.txt"}},
+    {"folder in front", {"-hash", "sub\\*"}, {"sub\\-all", "sub\\x.txt"}},
+    {"each mask in its place", {"-hash", "a*", "z", "./sub/x.?xt"}, {"a.txt", "z", "./sub/x.txt"}},
+    {"two files of one mask", {"-encr", "?.txt"}, {"B.txt", "a.txt", "\xD0\xB6.txt"}},
+    {"no match", {"-hash", "*.zip"}, {"*.zip"}},
+    {"no such folder", {"-hash", "none/*"}, {"none/*"}},
+    {"mask of folders", {"-hash", "s*/x.txt"}, {"s*/x.txt"}},
+    {"a file of that name", {"-hash", "what?"}, {"what?"}},
+    {"values are none", {"-hash", "-dir", "*.txt", "-dn", "*"}, {}},
+};
+
+TEST_F(ParserTest, MasksAreReplacedByFiles) {
+    namespace fs = std::filesystem;
+    const fs::path before = fs::current_path();
+    const fs::path folder = fs::path(testing::TempDir()) / "kestrel_masks";
+    fs::remove_all(folder);
+    fs::create_directories(folder / "sub");
+    fs::current_path(folder);
+    for (const char* name :
+         {"a.txt", "B.txt", ".d.txt", "\xD0\xB6.txt", "what?", "what1", "sub/x.txt", "sub/-all"}) {
+        std::ofstream(name) << "";
+    }
+    for (const MaskRow& row : kMasks) {
+        ASSERT_EQ(Parse(row.words), 0u) << row.name;
+        const std::vector<std::string> files(state.positionals.begin(), state.positionals.end());
+        EXPECT_EQ(files, row.files) << row.name;
+        EXPECT_EQ(state.firstFile, files.empty() ? nullptr : state.positionals[0]) << row.name;
+        EXPECT_EQ(state.secondFile, files.size() < 2 ? nullptr : state.positionals[1]) << row.name;
+    }
+    EXPECT_STREQ(FindKey("dir")->value, "*.txt");
+    fs::current_path(before);
+    fs::remove_all(folder);
+}
+
+TEST_F(ParserTest, ValuesReferToTheArguments) {
+    const char* arguments[] = {"kestrel", "-encr", "-mStore", "-dn", "Name", "file"};
+    ASSERT_EQ(ParseCommandLine(6, arguments), 0u);
+    EXPECT_EQ(FindKey("m")->value, arguments[2] + 2);
+    EXPECT_EQ(FindKey("dn")->value, arguments[4]);
+    EXPECT_EQ(state.firstFile, arguments[5]);
+}
+
+TEST_F(ParserTest, HelpIsAskedForOnceAndTakesItsKey) {
+    DWORD result = 0;
+    const std::string printed = Printed([&] { result = Parse({"-help", "-listDN"}); });
+    EXPECT_EQ(result, kHelpAsked);
+    EXPECT_EQ(state.command, 23);
+    EXPECT_EQ(printed, "");
+    EXPECT_EQ(KeysLeft(), "");
+}
+
+TEST_F(ParserTest, KeysAreTakenFromTheFirst) {
+    ASSERT_EQ(Parse({"-encr", "-dn", "b", "-dn", "A", "-der"}), 0u);
+    const char* value = "unset";
+    EXPECT_TRUE(TakeKey("DN", &value));
+    EXPECT_STREQ(value, "A");
+    EXPECT_STREQ(FindKey("dn")->value, "b");
+    EXPECT_TRUE(TakeKey("dn"));
+    EXPECT_FALSE(TakeKey("dn", &value));
+    EXPECT_EQ(FindKey("dn"), nullptr);
+    EXPECT_TRUE(TakeKey("der", &value));
+    EXPECT_EQ(value, nullptr);
+}
+
+TEST_F(ParserTest, LeftoverKeysAreRejectedInSetOrder) {
+    ASSERT_EQ(Parse({"-encr", "-yes", "-BOTH", "-nochain"}), 0u);
+    const std::string printed = Printed([] { EXPECT_EQ(RejectLeftoverKeys(), kWrongKey); });
+    EXPECT_EQ(printed, "Error: Wrong key: 'both'. (0x200000CE)\n");
+    state.givenKeys->clear();
+    EXPECT_EQ(Printed([] { EXPECT_EQ(RejectLeftoverKeys(), 0u); }), "");
+}
+
+}  // namespace
+}  // namespace kestrel

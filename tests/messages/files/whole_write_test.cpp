@@ -1,0 +1,196 @@
+// Files written as a whole: what is left when writing fails or is cut off.
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <set>
+#include <thread>
+
+#include "messages/files/files.h"
+#include "tests/messages/support.h"
+
+namespace messages_tests {
+namespace {
+
+using namespace kestrel;
+namespace fs = std::filesystem;
+
+class WholeWrite : public FolderTest {
+  protected:
+    bool Write(const std::string& name, const std::string& bytes, bool durable = false) const {
+        return WriteWholeFile(PathOf(name).c_str(), bytes.data(), bytes.size(), durable);
+    }
+    [[nodiscard]] std::set<std::string> Names() const {
+        std::set<std::string> names;
+        for (const auto& entry : fs::directory_iterator(PathOf(""))) {
+            names.insert(entry.path().filename());
+        }
+        return names;
+    }
+};
+
+unsigned ModeOf(const std::string& path) {
+    return static_cast<unsigned>(fs::status(path).permissions());
+}
+
+TEST_F(WholeWrite, NewAndOldFiles) {
+    fs::create_symlink("made", PathOf("link"));
+    const mode_t before = umask(027);
+    for (const bool durable : {false, true}) {
+        for (const char* bytes : {"longer than before", "", "x"}) {
+            EXPECT_TRUE(Write("new", bytes, durable));
+            EXPECT_EQ(BytesOf(PathOf("new")), bytes);
+        }
+        EXPECT_EQ(ModeOf(PathOf("new")), 0640U) << "by the mask";
+        fs::remove(PathOf("new"));
+    }
+    EXPECT_TRUE(Write("link", "through"));
+    umask(before);
+    EXPECT_TRUE(fs::is_symlink(PathOf("link")));
+    EXPECT_EQ(BytesOf(PathOf("made")), "through") << "the link led nowhere";
+    EXPECT_EQ(ModeOf(PathOf("made")), 0640U);
+
+    Store("private", "old");
+    fs::permissions(PathOf("private"), fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_TRUE(Write("private", "new", true));
+    EXPECT_EQ(ModeOf(PathOf("private")), 0600U);
+    EXPECT_EQ(Names(), (std::set<std::string>{"link", "made", "private"}));
+}
+
+// A process that was killed has left its file, and this one may have its number.
+TEST_F(WholeWrite, TakenTemporaryNames) {
+    const std::string taken = "kestrel-" + std::to_string(getpid()) + "-0.tmp";
+    Store(taken, "another's");
+    EXPECT_TRUE(Write("a", "1"));
+    EXPECT_EQ(BytesOf(PathOf("a")), "1");
+    EXPECT_EQ(BytesOf(PathOf(taken)), "another's");
+}
+
+TEST_F(WholeWrite, Refusals) {
+    Store("file", "");
+    const struct {
+        std::string name;
+        DWORD error;
+    } rows[] = {
+        {PathOf(""), ERROR_ACCESS_DENIED},        {PathOf("none/a"), ERROR_PATH_NOT_FOUND},
+        {PathOf("file/a"), ERROR_PATH_NOT_FOUND}, {"", ERROR_FILE_NOT_FOUND},
+        {"/dev/full", ERROR_DISK_FULL},
+    };
+    for (const auto& row : rows) {
+        EXPECT_FALSE(WriteWholeFile(row.name.c_str(), "x", 1, true)) << row.name;
+        EXPECT_EQ(GetLastError(), row.error) << row.name;
+    }
+    EXPECT_TRUE(WriteWholeFile("/dev/null", "x", 1, true));
+    EXPECT_TRUE(fs::is_character_file("/dev/null"));
+    EXPECT_EQ(Names(), (std::set<std::string>{"file"}));
+}
+
+int StatusOf(pid_t child) {
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// The limit on the size of files ends a write in its midst, as a full disk does.
+TEST_F(WholeWrite, NoRoomLeavesTheOldFile) {
+    Store("old", "precious");
+    Store("linked", "precious");
+    fs::create_hard_link(PathOf("linked"), PathOf("second"));
+    const auto before = Names();
+    const std::string large = Noise(300'000, 1);
+    for (const std::string name : {"old", "linked", "new"}) {
+        const pid_t child = fork();
+        if (child == 0) {
+            const rlimit limit = {100'000, 100'000};
+            static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
+            setrlimit(RLIMIT_FSIZE, &limit);
+            const bool written = Write(name, large);
+            _exit(written || GetLastError() != ERROR_FILE_TOO_LARGE ? 1 : 0);
+        }
+        EXPECT_EQ(StatusOf(child), 0) << name;
+        EXPECT_EQ(Names(), before) << name;
+    }
+    for (const char* name : {"old", "second"}) {
+        EXPECT_TRUE(BytesOf(PathOf(name)) == "precious") << name;
+    }
+}
+
+// Only the file itself may be written, not its folder.
+TEST_F(WholeWrite, FolderOfAnother) {
+    if (geteuid() != 0) GTEST_SKIP() << "the test needs two users";
+    Store("shared", "a longer text before");
+    fs::permissions(PathOf("shared"), fs::perms::all);
+    const pid_t child = fork();
+    if (child == 0) {
+        if (setuid(54321) != 0) _exit(9);
+        _exit((Write("shared", "short", true) ? 0 : 1) + (Write("new", "x") ? 2 : 0));
+    }
+    EXPECT_EQ(StatusOf(child), 0);
+    EXPECT_EQ(BytesOf(PathOf("shared")), "short");
+}
+
+// True when all of the file is one letter and it has its full size.
+bool IsWhole(const std::string& path, size_t size) {
+    const std::string bytes = BytesOf(path);
+    return bytes.size() == size && bytes.find_first_not_of(bytes[0]) == std::string::npos;
+}
+
+// A file that has a second name is overwritten; its new content then stands beside it.
+TEST_F(WholeWrite, KilledAtAnyMoment) {
+    constexpr size_t kSize = 64 * 1024 * 1024;
+    for (const bool linked : {false, true}) {
+        Store("big", std::string(kSize, 'o'));
+        if (linked) fs::create_hard_link(PathOf("big"), PathOf("second"));
+        for (int moment = 1; moment <= 8; ++moment) {
+            const pid_t child = fork();
+            if (child == 0) {
+                for (char letter = 'a';; letter = letter == 'a' ? 'b' : 'a') {
+                    if (!Write("big", std::string(kSize, letter))) _exit(1);
+                }
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(moment * 17));
+            kill(child, SIGKILL);
+            EXPECT_EQ(StatusOf(child), -1) << "ended by itself";
+            bool whole = IsWhole(PathOf("big"), kSize);
+            for (const std::string& name : Names()) {
+                if (!name.ends_with(".tmp")) continue;
+                whole = whole || (linked && IsWhole(PathOf(name), kSize));
+                fs::remove(PathOf(name));
+            }
+            EXPECT_TRUE(whole) << linked << moment;
+            if (linked && !IsWhole(PathOf("big"), kSize)) Store("big", std::string(kSize, 'o'));
+        }
+    }
+}
+
+// ---- reading -----------------------------------------------------------------
+
+// Nobody opens the other end: waiting for one would take this process down.
+TEST_F(WholeWrite, OnlyPlainFilesAreRead) {
+    mkfifo(PathOf("fifo").c_str(), 0600);
+    fs::create_symlink("fifo", PathOf("link"));
+    alarm(2);
+    for (const std::string& path :
+         {PathOf("fifo"), PathOf("link"), PathOf(""), std::string("/dev/zero")}) {
+        EXPECT_FALSE(OpenPlainFile(path.c_str())) << path;
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_ACCESS_DENIED}) << path;
+    }
+    BYTE* data = nullptr;
+    DWORD length = 0;
+    DWORD code = 0;
+    const std::string report =
+        Printed([&] { code = ReadFileWhole(PathOf("fifo").c_str(), data, length, nullptr); });
+    alarm(0);
+    EXPECT_EQ(report, "Error: Can't open file '" + PathOf("fifo") + "'. (0x20000065)\n");
+    EXPECT_EQ(code, 0x20000065U);
+
+    EXPECT_FALSE(OpenPlainFile(PathOf("missing").c_str()));
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_FILE_NOT_FOUND});
+    EXPECT_TRUE(OpenPlainFile(Store("file", "").c_str()));
+}
+
+}  // namespace
+}  // namespace messages_tests

@@ -1,0 +1,375 @@
+// Changes of a signed message that is held whole, judged by the openssl command.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+
+#include "platform/der/der.h"
+#include "tests/support/decode_support.h"
+
+using namespace platform;
+using namespace platform::testing;
+
+namespace {
+
+constexpr DWORD kBadIndex = static_cast<DWORD>(CRYPT_E_INVALID_INDEX);
+
+CRYPT_DATA_BLOB BlobOf(const Bytes& bytes) {
+    return {static_cast<DWORD>(bytes.size()), const_cast<BYTE*>(bytes.data())};
+}
+
+CRYPT_DATA_BLOB BlobOf(PCCERT_CONTEXT certificate) {
+    return {certificate->cbCertEncoded, certificate->pbCertEncoded};
+}
+
+// Answers what openssl prints about the message, verified with the certificates in `extra`.
+std::string Verified(Decoding& message, const Bytes& content, const std::string& extra) {
+    WriteFile("edited.der", message.Value(CMSG_ENCODED_MESSAGE));
+    WriteFile("content", content);
+    OpenSsl(
+        "cms -verify -engine gost -binary -noverify -inform DER -in edited.der -out edited.out " +
+        extra);
+    EXPECT_EQ(ReadFile("edited.out"), content);
+    return OpenSsl("cms -cmsout -print -inform DER -in edited.der");
+}
+
+std::size_t Count(const std::string& text, std::string_view word) {
+    std::size_t count = 0;
+    for (std::size_t at = text.find(word); at != std::string::npos; at = text.find(word, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
+TEST(EditSigned, AddsSigners) {
+    const Bytes content = Noise(1000);
+    for (const char* added : kSigningIdentities) {
+        for (const char* options : {"-nodetach", "-nodetach -stream -noattr", "-nodetach -keyid"}) {
+            SCOPED_TRACE(std::string(added) + " " + options);
+            const Identity& identity = IdentityOf(added);
+            const CMSG_SIGNER_ENCODE_INFO info = identity.Signer();
+            const CRYPT_DATA_BLOB certificate = BlobOf(identity.certificate);
+            Decoding message(nullptr);
+            ASSERT_EQ(message.Update(SignWith({"rsa"}, options, content), true), 0U);
+            EXPECT_EQ(message.Control(CMSG_CTRL_ADD_SIGNER, &info), 0U);
+            EXPECT_EQ(message.Control(CMSG_CTRL_ADD_CERT, &certificate), 0U);
+            EXPECT_EQ(message.Number(CMSG_SIGNER_COUNT_PARAM), 2U);
+            EXPECT_EQ(message.Number(CMSG_CERT_COUNT_PARAM), 2U);
+            EXPECT_EQ(message.Verify(0, IdentityOf("rsa").certificate), 0U);
+            EXPECT_EQ(message.Verify(1, identity.certificate), 0U);
+            Verified(message, content, "");
+        }
+    }
+}
+
+TEST(EditSigned, RemovesSignersAndKeepsTheRest) {
+    const Bytes content = Noise(100);
+    const Bytes encoded = SignWith({"rsa", "ec"}, "-nodetach -md sha512", content);
+    Decoding message(nullptr);
+    ASSERT_EQ(message.Update(encoded, true), 0U);
+    DWORD index = 2;
+    EXPECT_EQ(message.Control(CMSG_CTRL_DEL_SIGNER, &index), kBadIndex);
+    index = 0;
+    EXPECT_EQ(message.Control(CMSG_CTRL_DEL_SIGNER, &index), 0U);
+    EXPECT_EQ(message.Number(CMSG_SIGNER_COUNT_PARAM), 1U);
+    EXPECT_EQ(message.Number(CMSG_CERT_COUNT_PARAM), 2U);
+    const std::string printed = Verified(message, content, "");
+    EXPECT_EQ(Count(printed, "d.issuerAndSerialNumber"), 1U) << printed;
+}
+
+TEST(EditSigned, AddsAndRemovesUnsignedAttributes) {
+    const Bytes content = Noise(100);
+    const Bytes attribute = FromHex("300A 0603 2A0304 3103 0201 07");
+    const Bytes inBer = FromHex("3080 0603 2A0305 3180 2480 0401 41 0000 0000 0000");
+    Decoding message(nullptr);
+    ASSERT_EQ(message.Update(SignWith({"rsa"}, "-nodetach", content), true), 0U);
+    CMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR_PARA para{sizeof para, 0, BlobOf(attribute)};
+    EXPECT_EQ(message.Control(CMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR, &para), 0U);
+    para.blob = BlobOf(inBer);
+    EXPECT_EQ(message.Control(CMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR, &para), 0U);
+    const Bytes damaged = FromHex("3003 0201 07");
+    para.blob = BlobOf(damaged);
+    EXPECT_EQ(message.Control(CMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR, &para),
+              static_cast<DWORD>(CRYPT_E_ASN1_BADTAG));
+    para.dwSignerIndex = 1;
+    EXPECT_EQ(message.Control(CMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR, &para), kBadIndex);
+
+    const Bytes block = message.Value(CMSG_SIGNER_UNAUTH_ATTR_PARAM);
+    const auto& attributes = *reinterpret_cast<const CRYPT_ATTRIBUTES*>(block.data());
+    ASSERT_EQ(attributes.cAttr, 2U);
+    EXPECT_STREQ(attributes.rgAttr[1].pszObjId, "1.2.3.5");
+    const CRYPT_ATTR_BLOB& value = attributes.rgAttr[1].rgValue[0];
+    EXPECT_EQ(Hex(ViewOf(value.pbData, value.cbData)), "040141");
+    const std::string printed = Verified(message, content, "");
+    EXPECT_EQ(Count(printed, "(1.2.3.4)") + Count(printed, "(1.2.3.5)"), 2U) << printed;
+
+    const CMSG_CTRL_DEL_SIGNER_UNAUTH_ATTR_PARA remove{sizeof remove, 0, 0};
+    EXPECT_EQ(message.Control(CMSG_CTRL_DEL_SIGNER_UNAUTH_ATTR, &remove), 0U);
+    EXPECT_EQ(message.Control(CMSG_CTRL_DEL_SIGNER_UNAUTH_ATTR, &remove), 0U);
+    EXPECT_EQ(message.Control(CMSG_CTRL_DEL_SIGNER_UNAUTH_ATTR, &remove), kBadIndex);
+    EXPECT_EQ(Count(Verified(message, content, ""), "(1.2.3.4)"), 0U);
+}
+
+TEST(EditSigned, KeepsADetachedMessageDetached) {
+    const Bytes content = Noise(100);
+    const Bytes encoded = SignWith({"rsa"}, "", content);
+    const CMSG_SIGNER_ENCODE_INFO ec = IdentityOf("ec").Signer();
+    const CMSG_SIGNER_ENCODE_INFO gost = IdentityOf("gost2012-256").Signer();
+    Decoding alone(nullptr);
+    ASSERT_EQ(alone.Update(encoded, true), 0U);
+    EXPECT_EQ(alone.Control(CMSG_CTRL_ADD_SIGNER, &ec), static_cast<DWORD>(CRYPT_E_BAD_MSG));
+    EXPECT_EQ(alone.Value(CMSG_ENCODED_MESSAGE), encoded);
+
+    Decoding message(nullptr, CMSG_DETACHED_FLAG);
+    ASSERT_EQ(message.Update(encoded, true), 0U);
+    ASSERT_EQ(message.Update(content, true), 0U);
+    EXPECT_EQ(message.Control(CMSG_CTRL_ADD_SIGNER, &ec), 0U);
+    // Its digest did not run while the content passed.
+    EXPECT_EQ(message.Control(CMSG_CTRL_ADD_SIGNER, &gost), static_cast<DWORD>(NTE_BAD_ALGID));
+    Verified(message, content, "-content content -certfile ec.pem");
+}
+
+// ---- what a change leaves alone ------------------------------------------------
+
+using Elements = std::vector<Bytes>;
+
+Bytes Joined(std::uint8_t tag, const Elements& elements) {
+    Bytes contents;
+    for (const Bytes& element : elements) der::Append(contents, element);
+    return der::Element(tag, contents);
+}
+
+Elements ElementsIn(ByteView contents) {
+    Elements elements;
+    der::Cursor cursor(contents);
+    while (!cursor.AtEnd()) elements.push_back(Copy(cursor.Next().whole));
+    return elements;
+}
+
+// A SignedData taken apart and put together in any order.
+struct Parts {
+    Bytes version;
+    Elements digests;
+    Bytes content;
+    Elements certificates;
+    Elements crls;
+    Elements signers;
+
+    explicit Parts(ByteView message) {
+        der::Cursor info(der::Cursor(message).Expect(der::kSequence).contents);
+        info.Expect(der::kOid);
+        der::Cursor body(info.Expect(der::ContextConstructed(0)).contents);
+        der::Cursor data(body.Expect(der::kSequence).contents);
+        version = Copy(data.Expect(der::kInteger).whole);
+        digests = ElementsIn(data.Expect(der::kSet).contents);
+        content = Copy(data.Expect(der::kSequence).whole);
+        certificates = ElementsIn(data.Expect(der::ContextConstructed(0)).contents);
+        if (data.NextIs(der::ContextConstructed(1))) crls = ElementsIn(data.Next().contents);
+        signers = ElementsIn(data.Expect(der::kSet).contents);
+    }
+    [[nodiscard]] Bytes Message() const {
+        const Bytes revocation = crls.empty() ? Bytes() : Joined(der::ContextConstructed(1), crls);
+        const Bytes data =
+            der::Element(der::kSequence, {version, Joined(der::kSet, digests), content,
+                                          Joined(der::ContextConstructed(0), certificates),
+                                          revocation, Joined(der::kSet, signers)});
+        return der::Element(der::kSequence, {der::Oid(szOID_RSA_signedData),
+                                             der::Element(der::ContextConstructed(0), data)});
+    }
+};
+
+// The first signer with its fields changed.
+void ChangeSigner(Parts& parts, const std::function<void(Elements&)>& change) {
+    Elements fields = ElementsIn(der::Cursor(parts.signers[0]).Next().contents);
+    change(fields);
+    parts.signers[0] = Joined(der::kSequence, fields);
+}
+
+// Signed attributes in an order that is not DER's, with a signature over them as they stand.
+void SignUnsorted(Elements& fields) {
+    Elements attributes = ElementsIn(der::Cursor(fields[3]).Next().contents);
+    std::reverse(attributes.begin(), attributes.end());
+    fields[3] = Joined(der::ContextConstructed(0), attributes);
+    WriteFile("attributes", Joined(der::kSet, attributes));
+    OpenSsl("dgst -sha256 -sign rsa.key -out signature attributes");
+    fields[5] = der::Element(der::kOctetString, ReadFile("signature"));
+}
+
+// An element of two octets of length, with three.
+Bytes Lengthened(Bytes element) {
+    EXPECT_EQ(element[1], 0x82);
+    element[1] = 0x83;
+    element.insert(element.begin() + 2, 0);
+    return element;
+}
+
+void AddUnsorted(Elements& fields) {
+    // The second of them has a length that is not the shortest.
+    fields.push_back(
+        FromHex("A119 300A 0603 2A0309 3103 0201 07 300B 0603 2A0302 3104 0281 01 07"));
+}
+
+const struct {
+    const char* name;
+    std::function<void(Parts&)> change;
+} kReceived[] = {
+    {"as made", [](Parts&) {}},
+    {"digests unsorted", [](Parts& p) { std::reverse(p.digests.begin(), p.digests.end()); }},
+    {"certificates unsorted",
+     [](Parts& p) { std::reverse(p.certificates.begin(), p.certificates.end()); }},
+    {"one certificate twice", [](Parts& p) { p.certificates.push_back(p.certificates[0]); }},
+    {"other choices of certificates and CRLs",
+     [](Parts& p) {
+         p.version = der::Integer(5);
+         p.certificates.insert(p.certificates.begin(), FromHex("A303 0201 09"));
+         p.certificates.insert(p.certificates.begin() + 2, FromHex("A203 0201 08"));
+         p.crls = {FromHex("A103 0201 07"), FromHex("3003 0201 06"), FromHex("3003 0201 05")};
+     }},
+    {"a version that nothing asks for", [](Parts& p) { p.version = der::Integer(4); }},
+    {"a signer version that nothing asks for",
+     [](Parts& p) { ChangeSigner(p, [](Elements& f) { f[0] = der::Integer(3); }); }},
+    {"signed attributes unsorted", [](Parts& p) { ChangeSigner(p, SignUnsorted); }},
+    {"unsigned attributes unsorted", [](Parts& p) { ChangeSigner(p, AddUnsorted); }},
+    {"no unsigned attributes in their set",
+     [](Parts& p) { ChangeSigner(p, [](Elements& f) { f.push_back(FromHex("A100")); }); }},
+    {"a length that is not the shortest",
+     [](Parts& p) { p.signers[0] = Lengthened(p.signers[0]); }},
+    {"signers the other way round",
+     [](Parts& p) { std::reverse(p.signers.begin(), p.signers.end()); }},
+    // Content of PKCS #7 v1.5 that is no OCTET STRING, which the version tells.
+    {"content of another kind",
+     [](Parts& p) { p.content = FromHex("300E 0603 2A0304 A007 3005 0C03 414243"); }},
+};
+
+// Two signers with a digest each, the one with the RSA key first, and a certificate more.
+class Kept : public ::testing::Test {
+  protected:
+    Bytes content = Noise(100);
+    Parts made{
+        (IdentityOf("ec"), SignWith({"rsa", "gost2001"}, "-nodetach -certfile ec.pem", content))};
+
+    void SetUp() override { std::reverse(made.signers.begin(), made.signers.end()); }
+};
+
+TEST_F(Kept, EveryPartThatASignerMoreDoesNotTouch) {
+    const Identity& added = IdentityOf("gost2012-256");
+    const CMSG_SIGNER_ENCODE_INFO info = added.Signer();
+    const CRYPT_DATA_BLOB certificate = BlobOf(added.certificate);
+    for (const auto& row : kReceived) {
+        SCOPED_TRACE(row.name);
+        Parts received = made;
+        row.change(received);
+        Decoding message(nullptr);
+        ASSERT_EQ(message.Update(received.Message(), true), 0U);
+        const DWORD first = message.Verify(0, IdentityOf("rsa").certificate);
+        EXPECT_EQ(message.Value(CMSG_ENCODED_MESSAGE), received.Message());
+
+        EXPECT_EQ(message.Control(CMSG_CTRL_ADD_SIGNER, &info), 0U);
+        EXPECT_EQ(message.Control(CMSG_CTRL_ADD_CERT, &certificate), 0U);
+        const Bytes encoded = message.Value(CMSG_ENCODED_MESSAGE);
+        const Parts now(encoded);
+        EXPECT_EQ(now.version, received.version);
+        EXPECT_EQ(now.content, received.content);
+        EXPECT_EQ(now.crls, received.crls);
+        Elements wanted = received.certificates;
+        wanted.push_back(Copy(ViewOf(certificate.pbData, certificate.cbData)));
+        EXPECT_EQ(now.certificates, wanted);
+        ASSERT_EQ(now.signers.size(), 3U);
+        EXPECT_EQ(Elements(now.signers.begin(), now.signers.begin() + 2), received.signers);
+        Elements digests = now.digests;
+        std::erase(digests, FromHex("300C 0608 2A85030701010202 0500"));
+        EXPECT_EQ(digests, received.digests);
+
+        Decoding again(nullptr);
+        ASSERT_EQ(again.Update(encoded, true), 0U);
+        EXPECT_EQ(again.Verify(0, IdentityOf("rsa").certificate), first);
+        EXPECT_EQ(again.Verify(2, added.certificate), 0U);
+        DWORD index = 2;
+        EXPECT_EQ(again.Control(CMSG_CTRL_DEL_SIGNER, &index), 0U);
+        index = again.Number(CMSG_CERT_COUNT_PARAM) - 1;
+        EXPECT_EQ(again.Control(CMSG_CTRL_DEL_CERT, &index), 0U);
+        EXPECT_EQ(again.Value(CMSG_ENCODED_MESSAGE), received.Message());
+    }
+}
+
+TEST_F(Kept, EveryPartThatAnAttributeMoreDoesNotTouch) {
+    const Bytes attribute = FromHex("300A 0603 2A0305 3103 0201 07");
+    for (const auto& row : kReceived) {
+        SCOPED_TRACE(row.name);
+        Parts received = made;
+        row.change(received);
+        Decoding message(nullptr);
+        ASSERT_EQ(message.Update(received.Message(), true), 0U);
+        const CMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR_PARA para{sizeof para, 0, BlobOf(attribute)};
+        EXPECT_EQ(message.Control(CMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR, &para), 0U);
+
+        Parts wanted = received;
+        ChangeSigner(wanted, [&](Elements& fields) {
+            Elements attributes;
+            if (fields.size() == 7) {
+                attributes = ElementsIn(der::Cursor(fields[6]).Next().contents);
+                fields.pop_back();
+            }
+            // In front of the first that is greater.
+            attributes.insert(attributes.begin(), attribute);
+            fields.push_back(Joined(der::ContextConstructed(1), attributes));
+        });
+        EXPECT_EQ(message.Value(CMSG_ENCODED_MESSAGE), wanted.Message());
+    }
+}
+
+TEST_F(Kept, UnsortedSignedAttributesStillVerifyForOpenSsl) {
+    ChangeSigner(made, SignUnsorted);
+    const CMSG_SIGNER_ENCODE_INFO info = IdentityOf("gost2012-512").Signer();
+    Decoding message(nullptr);
+    ASSERT_EQ(message.Update(made.Message(), true), 0U);
+    EXPECT_EQ(message.Verify(0, IdentityOf("rsa").certificate), 0U);
+    EXPECT_EQ(message.Control(CMSG_CTRL_ADD_SIGNER, &info), 0U);
+    Verified(message, content, "-certfile gost2012-512.pem");
+}
+
+TEST(EditSigned, LowersTheVersionWithTheSignerThatAskedForIt) {
+    Decoding message(nullptr);
+    ASSERT_EQ(message.Update(SignWith({"rsa"}, "-nodetach -keyid", Noise(10)), true), 0U);
+    EXPECT_EQ(message.Number(CMSG_VERSION_PARAM), 3U);
+    DWORD index = 0;
+    EXPECT_EQ(message.Control(CMSG_CTRL_DEL_SIGNER, &index), 0U);
+    EXPECT_EQ(message.Number(CMSG_VERSION_PARAM), 1U);
+}
+
+TEST(EditSigned, NamesSignersByCertificateId) {
+    for (const auto& [options, choice] : {std::pair{"-nodetach", CERT_ID_ISSUER_SERIAL_NUMBER},
+                                          std::pair{"-nodetach -keyid", CERT_ID_KEY_IDENTIFIER}}) {
+        SCOPED_TRACE(options);
+        Decoding message(nullptr);
+        ASSERT_EQ(message.Update(SignWith({"rsa"}, options, Noise(10)), true), 0U);
+        const Bytes block = message.Value(CMSG_SIGNER_CERT_ID_PARAM);
+        const auto& id = *reinterpret_cast<const CERT_ID*>(block.data());
+        EXPECT_EQ(id.dwIdChoice, static_cast<DWORD>(choice));
+        HCERTSTORE store = CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr);
+        const PCCERT_CONTEXT rsa = IdentityOf("rsa").certificate;
+        CertAddCertificateContextToStore(store, rsa, CERT_STORE_ADD_ALWAYS, nullptr);
+        const PCCERT_CONTEXT found = CertFindCertificateInStore(store, X509_ASN_ENCODING, 0,
+                                                                CERT_FIND_CERT_ID, &id, nullptr);
+        EXPECT_NE(found, nullptr);
+        CertFreeCertificateContext(found);
+        CertCloseStore(store, 0);
+        EXPECT_EQ(message.Get(CMSG_SIGNER_CERT_ID_PARAM, 1), kBadIndex);
+    }
+}
+
+TEST(EditSigned, DuplicateLivesOnItsOwn) {
+    const Bytes encoded = SignWith({"rsa"}, "-nodetach", Noise(10));
+    HCRYPTMSG message = CryptMsgOpenToDecode(PKCS_7_ASN_ENCODING, 0, 0, 0, nullptr, nullptr);
+    HCRYPTMSG second = CryptMsgDuplicate(message);
+    ASSERT_NE(second, nullptr);
+    EXPECT_NE(CryptMsgClose(message), FALSE);
+    EXPECT_NE(CryptMsgUpdate(second, encoded.data(), static_cast<DWORD>(encoded.size()), TRUE),
+              FALSE);
+    EXPECT_NE(CryptMsgClose(second), FALSE);
+    EXPECT_EQ(CryptMsgDuplicate(second), nullptr);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+    EXPECT_EQ(CryptMsgDuplicate(nullptr), nullptr);
+}
+
+}  // namespace

@@ -1,0 +1,46 @@
+// Fixtures of the certificate tests: holders of handles, and objects to put into them.
+#pragma once
+
+#include "tests/support/workshop.h"
+
+#include <memory>
+
+#include "platform/certs/certificate.h"
+
+namespace platform::testing {
+
+inline constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
+
+// One of many small certificates that differ in subject and serial number alone; `start` is
+// the first element of its validity.
+Bytes NumberedCertificate(unsigned number, ByteView start = {});
+
+struct CertDeleter {
+    void operator()(PCCERT_CONTEXT c) const { CertFreeCertificateContext(c); }
+};
+using CertHolder = std::unique_ptr<const CERT_CONTEXT, CertDeleter>;
+struct CrlDeleter {
+    void operator()(PCCRL_CONTEXT c) const { CertFreeCRLContext(c); }
+};
+using CrlHolder = std::unique_ptr<const CRL_CONTEXT, CrlDeleter>;
+struct StoreDeleter {
+    void operator()(void* store) const { CertCloseStore(store, 0); }
+};
+using StoreHolder = std::unique_ptr<void, StoreDeleter>;
+
+CertHolder Context(ByteView der);
+CertHolder ContextOf(const std::string& name);
+
+// A list of the authority "p256" by `openssl ca`: `index` is its database, `options` those
+// of the command.
+CrlHolder MakeCrl(const std::string& index, const std::string& options);
+
+// The subject's values, as CERT_SIMPLE_NAME_STR writes them.
+std::string SubjectOf(const CERT_INFO& info);
+
+class CertsTest : public HomesTest {
+  protected:
+    [[nodiscard]] static std::filesystem::path Database() { return UserHome() / "stores.db"; }
+};
+
+}  // namespace platform::testing
