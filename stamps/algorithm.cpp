@@ -1,3 +1,4 @@
+// Algorithm identifiers from records and back.
 #include "stamps/algorithm.h"
 
 #include "stamps/generated.h"

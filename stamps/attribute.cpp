@@ -1,3 +1,4 @@
+// Attributes and extensions from records and back.
 #include "stamps/attribute.h"
 
 #include "asn1data/CryptographicMessageSyntax.h"

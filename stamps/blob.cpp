@@ -1,3 +1,4 @@
+// Bytes that are owned, and integers kept as such.
 #include "stamps/blob.h"
 
 #include <algorithm>

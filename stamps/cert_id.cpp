@@ -1,3 +1,4 @@
+// Certificate identifiers of signatures from records and back.
 #include "stamps/cert_id.h"
 
 #include "asn1data/PKIX1Explicit88.h"

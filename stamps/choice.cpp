@@ -1,3 +1,4 @@
+// The value behind a selector, by its type.
 #include "stamps/choice.h"
 
 #include <string>

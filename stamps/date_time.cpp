@@ -1,3 +1,4 @@
+// Points in time: text, FILETIME, calendar.
 #include "stamps/date_time.h"
 
 #include <algorithm>

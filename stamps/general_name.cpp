@@ -1,3 +1,4 @@
+// General names from records and back.
 #include "stamps/general_name.h"
 
 #include "asn1data/CertificateExtensions.h"

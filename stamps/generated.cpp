@@ -1,3 +1,4 @@
+// Copies between value classes and the records of a context.
 #include "stamps/generated.h"
 
 #include <charconv>

@@ -1,3 +1,4 @@
+// Names (X.501) as text.
 #include "stamps/name_text.h"
 
 #include <algorithm>

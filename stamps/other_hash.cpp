@@ -1,3 +1,4 @@
+// OtherHash from records and back.
 #include "stamps/other_hash.h"
 
 #include "stamps/generated.h"

@@ -1,3 +1,4 @@
+// The entry points of the time-stamp client.
 #include "stamps/stamps.h"
 
 #include "front/core/catalogue.h"

@@ -1,3 +1,4 @@
+// A shared store over the stores that it draws on.
 #include "stamps/store_set.h"
 
 #include <memory>

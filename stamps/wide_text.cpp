@@ -1,3 +1,4 @@
+// Narrow text, wide text and encoded characters, one to the other.
 #include "stamps/wide_text.h"
 
 #include "stamps/failure.h"

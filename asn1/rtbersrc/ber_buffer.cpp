@@ -1,3 +1,4 @@
+// Message buffers of the basic encoding rules, for encoding and decoding.
 #include "asn1/rtbersrc/ber_buffer.h"
 
 #include <cstring>

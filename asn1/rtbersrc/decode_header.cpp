@@ -1,3 +1,4 @@
+// Decodes tags and lengths (X.690 8.1), and steps over elements.
 #include <cstdio>
 
 #include "asn1/rtbersrc/contents.h"

@@ -1,3 +1,4 @@
+// Decodes BOOLEAN, INTEGER, ENUMERATED, NULL and object identifiers.
 #include <limits>
 
 #include "asn1/rtbersrc/contents.h"

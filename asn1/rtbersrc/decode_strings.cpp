@@ -1,3 +1,4 @@
+// Decodes octet, bit and character strings.
 #include <cstring>
 
 #include "asn1/rtbersrc/contents.h"

@@ -1,3 +1,4 @@
+// Encodes headers, numbers and object identifiers.
 #include "asn1/rtbersrc/encode.h"
 
 #include <algorithm>

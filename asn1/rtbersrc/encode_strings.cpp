@@ -1,3 +1,4 @@
+// Encodes octet, bit and character strings.
 #include <cstring>
 
 #include "asn1/rtbersrc/encode.h"

@@ -1,3 +1,4 @@
+// Checks and loops that generated code shares.
 #include "asn1/rtbersrc/generated_support.h"
 
 #include <cstdio>

@@ -1,3 +1,4 @@
+// Walks a string that may stand in segments.
 #include "asn1/rtbersrc/segments.h"
 
 #include <cstring>

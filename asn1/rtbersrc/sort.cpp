@@ -1,3 +1,4 @@
+// Puts the encoded elements of a SET OF into the order of DER (X.690 11.6).
 #include <algorithm>
 #include <cstring>
 

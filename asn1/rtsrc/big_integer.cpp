@@ -1,3 +1,4 @@
+// Integers of any size: octets to text and back.
 #include "asn1/rtsrc/big_integer.h"
 
 #include <algorithm>

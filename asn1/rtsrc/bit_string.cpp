@@ -1,3 +1,4 @@
+// Sets, clears and tests single bits.
 #include "asn1/rtsrc/bit_string.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// A context's buffer, and its record of errors.
 #include "asn1/rtsrc/context.h"
 
 #include <algorithm>

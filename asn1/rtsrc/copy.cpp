@@ -1,3 +1,4 @@
+// Deep copies of strings, identifiers and open values.
 #include "asn1/rtsrc/copy.h"
 
 namespace asn1rt {

@@ -1,3 +1,4 @@
+// The allocator behind a context.
 #include "asn1/rtsrc/heap.h"
 
 #include <algorithm>

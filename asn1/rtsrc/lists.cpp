@@ -1,3 +1,4 @@
+// Appends to lists, removes from them and walks them.
 #include "asn1/rtsrc/lists.h"
 
 namespace asn1rt {

@@ -1,3 +1,4 @@
+// A message buffer's context and direction.
 #include "asn1/rtsrc/message_buffer.h"
 
 namespace asn1rt {

@@ -1,3 +1,4 @@
+// The text of each status.
 #include "asn1/rtsrc/status.h"
 
 #include <iterator>

@@ -1,3 +1,4 @@
+// A source of bytes over a standard stream.
 #include "asn1/rtsrc/stream.h"
 
 namespace asn1rt {

@@ -1,3 +1,4 @@
+// UTCTime and GeneralizedTime: fields to text and back.
 #include "asn1/rtsrc/times.h"
 
 #include <chrono>

@@ -1,3 +1,4 @@
+// Owned bytes and integers.
 #include "stamps/blob.h"
 
 #include "tests/stamps/support.h"

@@ -1,3 +1,4 @@
+// Certificate identifiers against hand-made encodings.
 #include "stamps/cert_id.h"
 
 #include "stamps/attribute.h"

@@ -1,3 +1,4 @@
+// Times and intervals.
 #include "stamps/date_time.h"
 
 #include <ctime>

@@ -1,3 +1,4 @@
+// General names and their texts.
 #include "stamps/general_name.h"
 
 #include "asn1data/CertificateExtensions.h"

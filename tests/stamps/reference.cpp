@@ -1,3 +1,4 @@
+// A time-stamp response by OpenSSL's decoders.
 #include "tests/stamps/reference.h"
 
 #include <openssl/pkcs7.h>

@@ -1,3 +1,4 @@
+// Shared stores: copies, order, handles.
 #include "stamps/store_set.h"
 
 #include <cstdlib>

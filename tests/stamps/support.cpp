@@ -1,3 +1,4 @@
+// Files that the openssl command makes for the tests of time stamps.
 #include "tests/stamps/support.h"
 
 #include <cstdlib>

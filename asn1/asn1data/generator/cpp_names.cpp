@@ -1,3 +1,4 @@
+// Refuses schema names that would collide as names of C++.
 #include <set>
 #include <string_view>
 

@@ -1,3 +1,4 @@
+// The C++ type of each schema type, and the values it starts from.
 #include "asn1/asn1data/generator/cpp_types.h"
 
 #include <algorithm>

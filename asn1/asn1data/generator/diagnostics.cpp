@@ -1,3 +1,4 @@
+// Faults of a schema as lines with file, line and column.
 #include "asn1/asn1data/generator/diagnostics.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Writes the control classes: encode, decode and copy by message buffer.
 #include "asn1/asn1data/generator/emit.h"
 
 namespace asn1gen {

@@ -1,3 +1,4 @@
+// Writes the deep copies of records.
 #include "asn1/asn1data/generator/cpp_types.h"
 #include "asn1/asn1data/generator/emit.h"
 #include "asn1/asn1data/generator/wire.h"

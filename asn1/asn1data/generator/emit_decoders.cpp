@@ -1,3 +1,4 @@
+// Writes the decoders.
 #include <algorithm>
 
 #include "asn1/asn1data/generator/cpp_types.h"

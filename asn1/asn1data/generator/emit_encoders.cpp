@@ -1,3 +1,4 @@
+// Writes the encoders, which run from the last component to the first.
 #include <algorithm>
 
 #include "asn1/asn1data/generator/cpp_types.h"

@@ -1,3 +1,4 @@
+// Writes one unit a module, and the header of all records.
 #include <set>
 
 #include "asn1/asn1data/generator/emit.h"

@@ -1,3 +1,4 @@
+// Writes the records and their constants.
 #include "asn1/asn1data/generator/cpp_types.h"
 #include "asn1/asn1data/generator/emit.h"
 

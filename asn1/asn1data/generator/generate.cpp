@@ -1,3 +1,4 @@
+// Runs the stages: parse, resolve, emit.
 #include "asn1/asn1data/generator/generate.h"
 
 #include <iterator>

@@ -1,3 +1,4 @@
+// Cuts a schema into tokens (X.680 clause 12).
 #include "asn1/asn1data/generator/lexer.h"
 
 #include <cstdio>

@@ -1,3 +1,4 @@
+// Gives inline constructed types a definition of their own.
 #include <set>
 #include <utility>
 

@@ -1,3 +1,4 @@
+// Finds what each reference means, and refuses circles.
 #include <algorithm>
 
 #include "asn1/asn1data/generator/stages.h"

@@ -1,3 +1,4 @@
+// Look-ups in the model.
 #include "asn1/asn1data/generator/model.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Resolves numbers behind names: tags, constraints, defaults, object identifiers.
 #include <limits>
 #include <set>
 

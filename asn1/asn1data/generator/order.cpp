@@ -1,3 +1,4 @@
+// Puts definitions into an order that C++ can take, and marks recursive ones.
 #include <functional>
 #include <set>
 

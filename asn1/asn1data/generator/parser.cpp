@@ -1,3 +1,4 @@
+// Reads modules, imports and assignments.
 #include "asn1/asn1data/generator/parser.h"
 
 #include <utility>

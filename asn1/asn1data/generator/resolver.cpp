@@ -1,3 +1,4 @@
+// Runs the resolver's stages as long as they find no fault.
 #include "asn1/asn1data/generator/resolver.h"
 
 #include <utility>

@@ -1,3 +1,4 @@
+// Names by module, imports followed, and object identifier values.
 #include "asn1/asn1data/generator/scope.h"
 
 #include <algorithm>

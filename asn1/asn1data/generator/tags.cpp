@@ -1,3 +1,4 @@
+// The headers of every type, and what a decoder could not tell apart.
 #include <algorithm>
 #include <map>
 #include <set>

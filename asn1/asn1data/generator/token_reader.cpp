@@ -1,3 +1,4 @@
+// Steps through tokens, and throws at the first that does not fit.
 #include "asn1/asn1data/generator/token_reader.h"
 
 #include <algorithm>

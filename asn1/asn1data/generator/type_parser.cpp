@@ -1,3 +1,4 @@
+// Reads types (X.680 clauses 17 to 31).
 #include "asn1/asn1data/generator/type_parser.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Reads values and constraints.
 #include "asn1/asn1data/generator/value_parser.h"
 
 #include <charconv>

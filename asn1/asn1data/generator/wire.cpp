@@ -1,3 +1,4 @@
+// Calls of the runtime for one value, as text.
 #include "asn1/asn1data/generator/wire.h"
 
 #include <algorithm>

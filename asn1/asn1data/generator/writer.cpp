@@ -1,3 +1,4 @@
+// Lines with their indentation.
 #include "asn1/asn1data/generator/writer.h"
 
 #include <cctype>
