@@ -1,0 +1,277 @@
+// Reading PKCS #12 files: piece by piece, so that the work that a piece asks for is known
+// before it is done.
+#include <openssl/err.h>
+#include <openssl/provider.h>
+
+#include <algorithm>
+#include <optional>
+
+#include "kestrelctl/cli.h"
+#include "kestrelctl/pkcs12_file.h"
+#include "kestrelctl/pkcs12_parts.h"
+#include "platform/base/home.h"
+
+namespace kestrelctl {
+namespace {
+
+constexpr const char* kGostKey = "1.2.643.7.1.1.1.1";
+
+// Well above what any program asks for in one file, and about a second's work.
+constexpr std::uint64_t kMostRounds = 2'000'000;
+// A round of a GOST digest counts as this many.
+constexpr std::uint64_t kGostWeight = 8;
+// A bag may hold bags (RFC 7292 4.2.6).
+constexpr int kDeepestBag = 8;
+
+using LegacyProvider = std::unique_ptr<OSSL_PROVIDER, platform::Freer<OSSL_PROVIDER_unload>>;
+using Pbe = std::unique_ptr<PBEPARAM, platform::Freer<PBEPARAM_free>>;
+using Pbe2 = std::unique_ptr<PBE2PARAM, platform::Freer<PBE2PARAM_free>>;
+using Kdf = std::unique_ptr<PBKDF2PARAM, platform::Freer<PBKDF2PARAM_free>>;
+
+void FreeContents(STACK_OF(PKCS7) * list) { sk_PKCS7_pop_free(list, PKCS7_free); }
+void FreeBags(STACK_OF(PKCS12_SAFEBAG) * list) {
+    sk_PKCS12_SAFEBAG_pop_free(list, PKCS12_SAFEBAG_free);
+}
+using Contents = std::unique_ptr<STACK_OF(PKCS7), platform::Freer<FreeContents>>;
+using Bags = std::unique_ptr<STACK_OF(PKCS12_SAFEBAG), platform::Freer<FreeBags>>;
+
+// An empty password and none at all derive different keys (RFC 7292 B.1).
+using Password = std::optional<platform::Secret>;
+
+class TooManyRounds : public Failure {
+  public:
+    TooManyRounds() : Failure("") {}
+};
+
+// The rounds of key derivation that a file may still ask for.
+class RoundBudget {
+  public:
+    // Negative and overlong numbers are absurd as well.
+    void Spend(const ASN1_INTEGER* rounds, std::uint64_t weight = 1) {
+        std::uint64_t asked = 1;
+        if (rounds != nullptr && ASN1_INTEGER_get_uint64(&asked, rounds) != 1) asked = kMostRounds;
+        if (asked >= left_ / weight) throw TooManyRounds();
+        left_ -= asked * weight;
+    }
+    void Spend(const X509_ALGOR* algorithm);
+
+  private:
+    std::uint64_t left_ = kMostRounds;
+};
+
+template <class Holder, class T>
+Holder ParameterOf(const X509_ALGOR* algorithm, T* (*decode)(T**, const unsigned char**, long)) {
+    int type = V_ASN1_UNDEF;
+    const void* value = nullptr;
+    X509_ALGOR_get0(nullptr, &type, &value, algorithm);
+    if (type != V_ASN1_SEQUENCE) return nullptr;
+    const auto* sequence = static_cast<const ASN1_STRING*>(value);
+    return platform::DecodeWhole<Holder>(
+        decode, platform::ViewOf(ASN1_STRING_get0_data(sequence),
+                                 static_cast<std::size_t>(ASN1_STRING_length(sequence))));
+}
+
+bool UsesGost(const X509_ALGOR* prf) {
+    if (prf == nullptr) return false;
+    const ASN1_OBJECT* object = nullptr;
+    X509_ALGOR_get0(&object, nullptr, nullptr, prf);
+    return platform::DottedOf(object).starts_with("1.2.643.");
+}
+
+// PBES2 names its derivation (RFC 8018 A.4), the others carry their rounds themselves
+// (RFC 7292 C). What is none of these is left to fail by itself.
+void RoundBudget::Spend(const X509_ALGOR* algorithm) {
+    const ASN1_OBJECT* object = nullptr;
+    X509_ALGOR_get0(&object, nullptr, nullptr, algorithm);
+    if (OBJ_obj2nid(object) != NID_pbes2) {
+        if (const Pbe pbe = ParameterOf<Pbe>(algorithm, &d2i_PBEPARAM)) Spend(pbe->iter);
+        return;
+    }
+    const Pbe2 pbe = ParameterOf<Pbe2>(algorithm, &d2i_PBE2PARAM);
+    if (!pbe) return;
+    X509_ALGOR_get0(&object, nullptr, nullptr, pbe->keyfunc);
+    // scrypt's cost has no single number, and no program writes it here.
+    if (OBJ_obj2nid(object) != NID_id_pbkdf2) throw TooManyRounds();
+    const Kdf kdf = ParameterOf<Kdf>(pbe->keyfunc, &d2i_PBKDF2PARAM);
+    if (kdf) Spend(kdf->iter, UsesGost(kdf->prf) ? kGostWeight : 1);
+}
+
+// One walk over a file's bags. A piece that cannot be opened is passed over: whether what
+// was found will do is decided at the end.
+class Walk {
+  public:
+    explicit Walk(const Password& password) {
+        if (password) password_ = Terminated(*password);
+    }
+
+    void Take(const PKCS12* file) {
+        const Contents contents(PKCS12_unpack_authsafes(file));
+        for (int i = 0; i < sk_PKCS7_num(contents.get()); ++i) {
+            Take(sk_PKCS7_value(contents.get(), i));
+        }
+        ERR_clear_error();
+    }
+    std::vector<platform::EvpKey> keys;
+    std::vector<platform::Bytes> certificates;
+
+  private:
+    void Take(PKCS7* content) {
+        Bags bags;
+        if (PKCS7_type_is_data(content)) {
+            bags.reset(PKCS12_unpack_p7data(content));
+        } else if (PKCS7_type_is_encrypted(content) && content->d.encrypted != nullptr) {
+            budget_.Spend(content->d.encrypted->enc_data->algorithm);
+            bags.reset(PKCS12_unpack_p7encdata(content, Text(), Length()));
+        }
+        Take(bags.get(), 0);
+    }
+    void Take(const STACK_OF(PKCS12_SAFEBAG) * bags, int depth) {
+        for (int i = 0; i < sk_PKCS12_SAFEBAG_num(bags); ++i) {
+            Take(sk_PKCS12_SAFEBAG_value(bags, i), depth);
+        }
+    }
+    void Take(const PKCS12_SAFEBAG* bag, int depth) {
+        switch (PKCS12_SAFEBAG_get_nid(bag)) {
+            case NID_keyBag:
+                return TakeKey(PKCS12_SAFEBAG_get0_p8inf(bag));
+            case NID_pkcs8ShroudedKeyBag:
+                return TakeSealedKey(bag);
+            case NID_certBag:
+                return TakeCertificate(bag);
+            case NID_safeContentsBag:
+                if (depth < kDeepestBag) Take(PKCS12_SAFEBAG_get0_safes(bag), depth + 1);
+                return;
+            default:
+                return;
+        }
+    }
+    void TakeKey(const PKCS8_PRIV_KEY_INFO* info) {
+        platform::EvpKey key(info != nullptr ? EVP_PKCS82PKEY(info) : nullptr);
+        if (key) keys.push_back(std::move(key));
+    }
+    void TakeSealedKey(const PKCS12_SAFEBAG* bag) {
+        const X509_ALGOR* algorithm = nullptr;
+        X509_SIG_get0(PKCS12_SAFEBAG_get0_pkcs8(bag), &algorithm, nullptr);
+        budget_.Spend(algorithm);
+        const platform::PrivateKeyInfo info(PKCS12_decrypt_skey(bag, Text(), Length()));
+        TakeKey(info.get());
+    }
+    void TakeCertificate(const PKCS12_SAFEBAG* bag) {
+        if (PKCS12_SAFEBAG_get_bag_nid(bag) != NID_x509Certificate) return;
+        const NativeCertificate certificate(PKCS12_SAFEBAG_get1_cert(bag));
+        if (certificate) {
+            certificates.push_back(platform::EncodeWhole<X509>(&i2d_X509, certificate.get()));
+        }
+    }
+    [[nodiscard]] const char* Text() const {
+        return password_ ? password_->Text().data() : nullptr;
+    }
+    [[nodiscard]] int Length() const {
+        return password_ ? static_cast<int>(password_->View().size()) - 1 : 0;
+    }
+
+    Password password_;
+    RoundBudget budget_;
+};
+
+bool BelongsTo(EVP_PKEY* key, const platform::Bytes& der) {
+    try {
+        const auto certificate = platform::Certificate::Parse(der);
+        const platform::EvpKey publicKey =
+            platform::PublicKeyFromInfo(certificate->Info().SubjectPublicKeyInfo);
+        return EVP_PKEY_eq(publicKey.get(), key) == 1;
+    } catch (const platform::Error&) {
+        return false;
+    }
+}
+
+// The first key that has its certificate, else the first key.
+Pkcs12Content Chosen(Walk walk) {
+    Pkcs12Content content;
+    if (walk.keys.empty()) return content;
+    auto key = walk.keys.begin();
+    auto own = walk.certificates.end();
+    for (auto at = walk.keys.begin(); at != walk.keys.end() && own == walk.certificates.end();
+         ++at) {
+        own = std::ranges::find_if(walk.certificates,
+                                   [&](const auto& der) { return BelongsTo(at->get(), der); });
+        if (own != walk.certificates.end()) key = at;
+    }
+    content.key = std::move(*key);
+    if (own == walk.certificates.end()) return content;
+    content.certificate = std::move(*own);
+    walk.certificates.erase(own);
+    content.others = std::move(walk.certificates);
+    return content;
+}
+
+bool Try(const PKCS12* file, const Password& password, Pkcs12Content& content) {
+    Walk walk(password);
+    walk.Take(file);
+    content = Chosen(std::move(walk));
+    return content.key != nullptr && !content.certificate.empty();
+}
+
+bool LoadGost() {
+    try {
+        platform::EnsureAlgorithm(kGostKey);
+        return true;
+    } catch (const platform::Error&) {
+        return false;
+    }
+}
+
+// GOST files use algorithms of the engine, old files ciphers of the legacy provider: each
+// is loaded only when a plain attempt fails.
+bool TryAll(const PKCS12* file, const Password& password, Pkcs12Content& content) {
+    if (Try(file, password, content)) return true;
+    if (LoadGost() && Try(file, password, content)) return true;
+    const LegacyProvider legacy(OSSL_PROVIDER_try_load(nullptr, "legacy", 1));
+    return legacy != nullptr && Try(file, password, content);
+}
+
+// Whether the password is the one that the file was closed with, as far as that shows. An
+// empty one becomes none where the file means that.
+bool OpensMac(PKCS12* file, Password& password) {
+    if (PKCS12_mac_present(file) == 0) return true;
+    const ASN1_INTEGER* rounds = nullptr;
+    const X509_ALGOR* digest = nullptr;
+    PKCS12_get0_mac(nullptr, &digest, nullptr, &rounds, file);
+    const bool gost = UsesGost(digest);
+    RoundBudget().Spend(rounds, gost ? kGostWeight : 1);
+    if (gost) LoadGost();
+    const std::string_view text = password->Text();
+    if (PKCS12_verify_mac(file, text.data(), static_cast<int>(text.size())) == 1) return true;
+    if (!text.empty() || PKCS12_verify_mac(file, nullptr, 0) != 1) return false;
+    password.reset();
+    return true;
+}
+
+Pkcs12Content Open(PKCS12* file, Password password, const std::string& name) {
+    Pkcs12Content content;
+    if (!OpensMac(file, password)) throw Failure("wrong password for '" + name + "'");
+    if (TryAll(file, password, content)) return content;
+    if (content.key != nullptr) throw Failure("'" + name + "' holds no certificate for its key");
+    if (PKCS12_mac_present(file) == 0) {
+        throw Failure("wrong password for '" + name + "', or no private key in it");
+    }
+    throw Failure("'" + name + "' holds no private key that can be used");
+}
+
+}  // namespace
+
+Pkcs12Content ReadPkcs12(const std::string& file, const platform::Secret& password) {
+    const platform::Bytes bytes = platform::ReadWholeFile(file);
+    const auto parsed = platform::DecodeWhole<Pkcs12>(&d2i_PKCS12, bytes);
+    if (!parsed) {
+        ERR_clear_error();
+        throw Failure("'" + file + "' is not a PKCS #12 file");
+    }
+    try {
+        return Open(parsed.get(), password, file);
+    } catch (const TooManyRounds&) {
+        throw Failure("'" + file + "' asks for an absurd number of rounds of key derivation");
+    }
+}
+
+}  // namespace kestrelctl
