@@ -88,24 +88,6 @@ void AddLeading(Store& store, const Certificate& certificate, const KeyPlace& pl
     store.Add(*leading, CERT_STORE_ADD_REPLACE_EXISTING);
 }
 
-// The note of a new identity names the stores besides "My", a line each.
-void FinishPending(Side side, const std::string& name) {
-    const Container container = Container::Open(side, name);
-    const auto note = container.Pending();
-    if (!note) return;
-    for (const DWORD spec : kKeySpecs) {
-        const auto der = container.CertificateOf(spec);
-        if (!der) continue;
-        const auto certificate = Certificate::Parse(*der);
-        AddLeading(*OpenOrMake(side, "My"), *certificate, {side, name, spec});
-        std::istringstream stores(*note);
-        for (std::string store; std::getline(stores, store);) {
-            AddToStore(side, store.c_str(), *certificate);
-        }
-    }
-    container.ClearPending();
-}
-
 void RemoveFrom(Side side, const char* name, const Certificate& certificate) {
     if (const auto store = OpenIfThere(side, name)) store->Remove(certificate);
 }
@@ -159,6 +141,24 @@ IdentityLock::IdentityLock(Side side) : lock_(side) {
             if (!elsewhere) throw;
         }
     }
+}
+
+// The note of a new identity names the stores besides "My", a line each.
+void FinishPending(Side side, const std::string& name) {
+    const Container container = Container::Open(side, name);
+    const auto note = container.Pending();
+    if (!note) return;
+    for (const DWORD spec : kKeySpecs) {
+        const auto der = container.CertificateOf(spec);
+        if (!der) continue;
+        const auto certificate = Certificate::Parse(*der);
+        AddLeading(*OpenOrMake(side, "My"), *certificate, {side, name, spec});
+        std::istringstream stores(*note);
+        for (std::string store; std::getline(stores, store);) {
+            AddToStore(side, store.c_str(), *certificate);
+        }
+    }
+    container.ClearPending();
 }
 
 std::string SaveIdentity(const NewIdentity& identity) {

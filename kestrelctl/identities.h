@@ -33,6 +33,9 @@ class IdentityLock {
     platform::ContainerLock lock_;
 };
 
+// Puts the certificates of a container that is noted as pending where the note wants them.
+void FinishPending(platform::Side side, const std::string& container);
+
 // One key of a side's containers.
 struct KeyPlace {
     platform::Side side;

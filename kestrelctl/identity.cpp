@@ -163,12 +163,37 @@ bool IsListed(Side side, const std::string& name) {
     return false;
 }
 
+// What a killed run left must be whole again before it is looked at.
+void CatchUp(Side side) { const IdentityLock lock(side); }
+
 void NotePending(Side side, const std::string& name) {
     try {
         Container::Open(side, name).SetPending();
     } catch (const platform::Error& error) {
         // A damaged container may be deleted, too.
         if (error.Code() != static_cast<DWORD>(NTE_KEYSET_ENTRY_BAD)) throw;
+    }
+}
+
+// Best effort: the failure that stopped the deletion is what the user has to know.
+void TakeBack(Side side, const std::string& name) {
+    try {
+        FinishPending(side, name);
+    } catch (const platform::Error&) {
+        return;  // the note stays for the next run
+    }
+}
+
+// Those in "My" go first, and all come back while the container is there.
+Released DeleteContainer(Side side, const std::string& name) {
+    NotePending(side, name);
+    try {
+        Released gone = Release(side, "My", name);
+        Container::Delete(side, name);
+        return gone;
+    } catch (const platform::Error&) {
+        TakeBack(side, name);
+        throw;
     }
 }
 
@@ -233,6 +258,7 @@ void IdentityExport(const Arguments& arguments) {
 }
 
 void IdentityPasswd(const Arguments& arguments) {
+    CatchUp(arguments.Side());
     Container container = Container::Open(arguments.Side(), arguments.positionals[0]);
     FilledKeySpec(container);
     Secret old = PinOf(arguments);
@@ -248,6 +274,7 @@ void IdentityBind(const Arguments& arguments) {
     const Side side = arguments.Side();
     const std::string& file = arguments.positionals[1];
     const auto certificate = OnlyCertificate(file);
+    CatchUp(side);
     const Container container = Container::Open(side, arguments.positionals[0]);
     const DWORD spec = SpecFor(container, *certificate, PinOf(arguments));
     const IdentityLock lock(side);
@@ -264,10 +291,7 @@ void IdentityDelete(const Arguments& arguments) {
     const std::string& name = arguments.positionals[0];
     const IdentityLock lock(side);
     const bool there = IsListed(side, name);
-    // A run that is killed before the container goes is taken back by the next one.
-    if (there) NotePending(side, name);
-    Released gone = Release(side, "My", name);
-    if (there) Container::Delete(side, name);
+    Released gone = there ? DeleteContainer(side, name) : Release(side, "My", name);
     const Released former = Release(side, kSuperseded, name);
     gone.removed += former.removed;
     gone.rebound.insert(gone.rebound.end(), former.rebound.begin(), former.rebound.end());
