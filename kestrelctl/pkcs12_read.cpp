@@ -240,9 +240,10 @@ bool OpensMac(PKCS12* file, Password& password) {
     const bool gost = UsesGost(digest);
     RoundBudget().Spend(rounds, gost ? kGostWeight : 1);
     if (gost) LoadGost();
-    const std::string_view text = password->Text();
-    if (PKCS12_verify_mac(file, text.data(), static_cast<int>(text.size())) == 1) return true;
-    if (!text.empty() || PKCS12_verify_mac(file, nullptr, 0) != 1) return false;
+    const platform::Secret text = Terminated(*password);
+    const int length = static_cast<int>(text.View().size()) - 1;
+    if (PKCS12_verify_mac(file, text.Text().data(), length) == 1) return true;
+    if (length != 0 || PKCS12_verify_mac(file, nullptr, 0) != 1) return false;
     password.reset();
     return true;
 }
