@@ -74,7 +74,7 @@ platform::EvpKey PublicKeyOf(const Certificate& certificate) {
     }
 }
 
-// The one of a person may sign itself although it may sign no others.
+// ctl-4: the one of a person signs itself although it may sign no others.
 bool IsSelfSigned(const Certificate& certificate) {
     const CERT_INFO& info = certificate.Info();
     return platform::Equal(platform::ViewOf(info.Subject.pbData, info.Subject.cbData),

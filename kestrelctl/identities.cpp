@@ -143,7 +143,7 @@ IdentityLock::IdentityLock(Side side) : lock_(side) {
     }
 }
 
-// The note of a new identity names the stores besides "My", a line each.
+// ctl-3: the note of a new identity names the stores besides "My", a line each.
 void FinishPending(Side side, const std::string& name) {
     const Container container = Container::Open(side, name);
     const auto note = container.Pending();

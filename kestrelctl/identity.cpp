@@ -74,6 +74,7 @@ void TakeNewKey(const NewIdentity& identity) {
         (identity.trusted ? " and \"Root\"." : "."));
 }
 
+// ctl-1
 void TakeKnownKey(const KeyPlace& place, const NewIdentity& identity) {
     const std::size_t former = Bind(place, identity.certificate);
     if (identity.trusted) AddToStore(place.side, "Root", *identity.certificate);
@@ -290,7 +291,7 @@ void IdentityDelete(const Arguments& arguments) {
     const Side side = arguments.Side();
     const std::string& name = arguments.positionals[0];
     const IdentityLock lock(side);
-    const bool there = IsListed(side, name);
+    const bool there = IsListed(side, name);  // ctl-2: or only certificates that lead to it
     Released gone = there ? DeleteContainer(side, name) : Release(side, "My", name);
     const Released former = Release(side, kSuperseded, name);
     gone.removed += former.removed;

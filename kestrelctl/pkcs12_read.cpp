@@ -10,24 +10,17 @@
 #include "kestrelctl/pkcs12_file.h"
 #include "kestrelctl/pkcs12_parts.h"
 #include "platform/base/home.h"
+#include "platform/providers/round_budget.h"
 
 namespace kestrelctl {
 namespace {
 
 constexpr const char* kGostKey = "1.2.643.7.1.1.1.1";
 
-// Well above what any program asks for in one file, and about a second's work.
-constexpr std::uint64_t kMostRounds = 2'000'000;
-// A round of a GOST digest counts as this many.
-constexpr std::uint64_t kGostWeight = 8;
 // A bag may hold bags (RFC 7292 4.2.6).
 constexpr int kDeepestBag = 8;
 
 using LegacyProvider = std::unique_ptr<OSSL_PROVIDER, platform::Freer<OSSL_PROVIDER_unload>>;
-using Pbe = std::unique_ptr<PBEPARAM, platform::Freer<PBEPARAM_free>>;
-using Pbe2 = std::unique_ptr<PBE2PARAM, platform::Freer<PBE2PARAM_free>>;
-using Kdf = std::unique_ptr<PBKDF2PARAM, platform::Freer<PBKDF2PARAM_free>>;
-
 void FreeContents(STACK_OF(PKCS7) * list) { sk_PKCS7_pop_free(list, PKCS7_free); }
 void FreeBags(STACK_OF(PKCS12_SAFEBAG) * list) {
     sk_PKCS12_SAFEBAG_pop_free(list, PKCS12_SAFEBAG_free);
@@ -37,64 +30,6 @@ using Bags = std::unique_ptr<STACK_OF(PKCS12_SAFEBAG), platform::Freer<FreeBags>
 
 // An empty password and none at all derive different keys (RFC 7292 B.1).
 using Password = std::optional<platform::Secret>;
-
-class TooManyRounds : public Failure {
-  public:
-    TooManyRounds() : Failure("") {}
-};
-
-// The rounds of key derivation that a file may still ask for.
-class RoundBudget {
-  public:
-    // Negative and overlong numbers are absurd as well.
-    void Spend(const ASN1_INTEGER* rounds, std::uint64_t weight = 1) {
-        std::uint64_t asked = 1;
-        if (rounds != nullptr && ASN1_INTEGER_get_uint64(&asked, rounds) != 1) asked = kMostRounds;
-        if (asked >= left_ / weight) throw TooManyRounds();
-        left_ -= asked * weight;
-    }
-    void Spend(const X509_ALGOR* algorithm);
-
-  private:
-    std::uint64_t left_ = kMostRounds;
-};
-
-template <class Holder, class T>
-Holder ParameterOf(const X509_ALGOR* algorithm, T* (*decode)(T**, const unsigned char**, long)) {
-    int type = V_ASN1_UNDEF;
-    const void* value = nullptr;
-    X509_ALGOR_get0(nullptr, &type, &value, algorithm);
-    if (type != V_ASN1_SEQUENCE) return nullptr;
-    const auto* sequence = static_cast<const ASN1_STRING*>(value);
-    return platform::DecodeWhole<Holder>(
-        decode, platform::ViewOf(ASN1_STRING_get0_data(sequence),
-                                 static_cast<std::size_t>(ASN1_STRING_length(sequence))));
-}
-
-bool UsesGost(const X509_ALGOR* prf) {
-    if (prf == nullptr) return false;
-    const ASN1_OBJECT* object = nullptr;
-    X509_ALGOR_get0(&object, nullptr, nullptr, prf);
-    return platform::DottedOf(object).starts_with("1.2.643.");
-}
-
-// PBES2 names its derivation (RFC 8018 A.4), the others carry their rounds themselves
-// (RFC 7292 C). What is none of these is left to fail by itself.
-void RoundBudget::Spend(const X509_ALGOR* algorithm) {
-    const ASN1_OBJECT* object = nullptr;
-    X509_ALGOR_get0(&object, nullptr, nullptr, algorithm);
-    if (OBJ_obj2nid(object) != NID_pbes2) {
-        if (const Pbe pbe = ParameterOf<Pbe>(algorithm, &d2i_PBEPARAM)) Spend(pbe->iter);
-        return;
-    }
-    const Pbe2 pbe = ParameterOf<Pbe2>(algorithm, &d2i_PBE2PARAM);
-    if (!pbe) return;
-    X509_ALGOR_get0(&object, nullptr, nullptr, pbe->keyfunc);
-    // scrypt's cost has no single number, and no program writes it here.
-    if (OBJ_obj2nid(object) != NID_id_pbkdf2) throw TooManyRounds();
-    const Kdf kdf = ParameterOf<Kdf>(pbe->keyfunc, &d2i_PBKDF2PARAM);
-    if (kdf) Spend(kdf->iter, UsesGost(kdf->prf) ? kGostWeight : 1);
-}
 
 // One walk over a file's bags. A piece that cannot be opened is passed over: whether what
 // was found will do is decided at the end.
@@ -171,7 +106,7 @@ class Walk {
     }
 
     Password password_;
-    RoundBudget budget_;
+    platform::RoundBudget budget_;
 };
 
 bool BelongsTo(EVP_PKEY* key, const platform::Bytes& der) {
@@ -212,9 +147,9 @@ bool Try(const PKCS12* file, const Password& password, Pkcs12Content& content) {
     return content.key != nullptr && !content.certificate.empty();
 }
 
-bool LoadGost() {
+bool Load(const std::string& algorithm) {
     try {
-        platform::EnsureAlgorithm(kGostKey);
+        platform::EnsureAlgorithm(algorithm);
         return true;
     } catch (const platform::Error&) {
         return false;
@@ -225,7 +160,7 @@ bool LoadGost() {
 // is loaded only when a plain attempt fails.
 bool TryAll(const PKCS12* file, const Password& password, Pkcs12Content& content) {
     if (Try(file, password, content)) return true;
-    if (LoadGost() && Try(file, password, content)) return true;
+    if (Load(kGostKey) && Try(file, password, content)) return true;
     const LegacyProvider legacy(OSSL_PROVIDER_try_load(nullptr, "legacy", 1));
     return legacy != nullptr && Try(file, password, content);
 }
@@ -237,9 +172,10 @@ bool OpensMac(PKCS12* file, Password& password) {
     const ASN1_INTEGER* rounds = nullptr;
     const X509_ALGOR* digest = nullptr;
     PKCS12_get0_mac(nullptr, &digest, nullptr, &rounds, file);
-    const bool gost = UsesGost(digest);
-    RoundBudget().Spend(rounds, gost ? kGostWeight : 1);
-    if (gost) LoadGost();
+    platform::RoundBudget().Spend(rounds, digest);
+    const ASN1_OBJECT* object = nullptr;
+    X509_ALGOR_get0(&object, nullptr, nullptr, digest);
+    Load(platform::DottedOf(object));
     const platform::Secret text = Terminated(*password);
     const int length = static_cast<int>(text.View().size()) - 1;
     if (PKCS12_verify_mac(file, text.Text().data(), length) == 1) return true;
@@ -270,7 +206,7 @@ Pkcs12Content ReadPkcs12(const std::string& file, const platform::Secret& passwo
     }
     try {
         return Open(parsed.get(), password, file);
-    } catch (const TooManyRounds&) {
+    } catch (const platform::TooManyRounds&) {
         throw Failure("'" + file + "' asks for an absurd number of rounds of key derivation");
     }
 }

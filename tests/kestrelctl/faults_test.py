@@ -90,7 +90,9 @@ class Faults(KestrelCase):
     def sweep(self, command, old, new, stores, clear, between=None):
         """`between`: how an identity looks whose certificate is not in its store yet."""
         for name, number in self.points(command):
-            for fault in ("signal=KILL", "error=" + ERRORS.get(name, "ENOSPC")):
+            faults = ["signal=KILL", "error=" + ERRORS.get(name, "ENOSPC")]
+            # Most of these are the database's own pages, and fail alike.
+            for fault in faults[:1 if name == "pwrite64" and number % 4 else 2]:
                 with self.subTest(call=f"{name} {number}", fault=fault):
                     self.fresh_home()
                     done, trace = self.strace("-e", f"inject={name}:{fault}:when={number}",
