@@ -5,6 +5,7 @@
 #include "kestrelctl/identities.h"
 #include "kestrelctl/output.h"
 #include "kestrelctl/text_forms.h"
+#include "platform/base/error.h"
 
 namespace kestrelctl {
 namespace {
@@ -61,6 +62,17 @@ void AddContainer(Listing& listing, const Container& container,
     }
 }
 
+// Containers on the machine's side may be another user's.
+void AddReadable(Listing& listing, Side side, const std::string& name,
+                 const std::vector<CertificatePointer>& my) {
+    try {
+        AddContainer(listing, Container::Open(side, name), my);
+    } catch (const platform::Error& error) {
+        if (side == Side::User || error.Code() != ERROR_ACCESS_DENIED) throw;
+        listing.Add({name, "", "", "", "", "", "", "not yours"});
+    }
+}
+
 // Certificates whose key is gone.
 void AddStray(Listing& listing, Side side, const std::vector<CertificatePointer>& certificates,
               const std::vector<std::string>& containers) {
@@ -83,7 +95,7 @@ void IdentityList(const Arguments& arguments) {
     const auto my = OpenIfThere(side, "My")->Certificates();
     const std::vector<std::string> containers = Container::List(side, 0);
     for (const std::string& name : containers) {
-        AddContainer(listing, Container::Open(side, name), my);
+        AddReadable(listing, side, name, my);
     }
     AddStray(listing, side, my, containers);
     if (const auto superseded = OpenIfThere(side, kSuperseded)) {
