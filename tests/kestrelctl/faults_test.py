@@ -91,8 +91,9 @@ class Faults(KestrelCase):
         """`between`: how an identity looks whose certificate is not in its store yet."""
         for name, number in self.points(command):
             faults = ["signal=KILL", "error=" + ERRORS.get(name, "ENOSPC")]
-            # Most of these are the database's own pages, and fail alike.
-            for fault in faults[:1 if name == "pwrite64" and number % 4 else 2]:
+            # These come once a file or page, and fail alike.
+            repeated = name in ("pwrite64", "fsync", "fdatasync", "fchmod") and number % 4 != 1
+            for fault in faults[:1 if repeated else 2]:
                 with self.subTest(call=f"{name} {number}", fault=fault):
                     self.fresh_home()
                     done, trace = self.strace("-e", f"inject={name}:{fault}:when={number}",
