@@ -1,9 +1,12 @@
+// Parsing a command line, help on every level, and the exit status.
 #include "kestrelctl/cli.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
 
+#include "kestrelctl/output.h"
+#include "platform/base/bytes.h"
 #include "platform/base/error.h"
 #include "platform/base/text.h"
 
@@ -11,6 +14,34 @@ namespace kestrelctl {
 namespace {
 
 constexpr const char* kProgram = "kestrelctl";
+
+constexpr const char* kPurpose =
+    "Administers the identities, stores, trust and policy that kestrel uses. Each command works\n"
+    "on the user's side; --machine takes the one of all users.";
+
+struct Group {
+    const char* name;
+    const char* purpose;
+};
+constexpr Group kGroups[] = {
+    {"identity",
+     "An identity is a private key in a container and the certificate that belongs to it. The\n"
+     "certificate stands in the store \"My\", where kestrel finds it by -dn, and leads to the "
+     "key."},
+    {"store",
+     "Stores keep certificates and CRLs by name: \"My\" those with a key of yours, \"Root\" the "
+     "ones\n"
+     "that are trusted, \"CA\" those between; any other name is a store of your own."},
+    {"policy",
+     "The policy says which time stamps kestrel asks for and accepts. Both sides have one."},
+};
+
+const char* PurposeOf(std::string_view group) {
+    for (const Group& row : kGroups) {
+        if (group == row.name) return row.purpose;
+    }
+    return kPurpose;
+}
 
 std::string Synopsis(const Command& command) {
     std::string text = std::string(kProgram) + " " + command.group;
@@ -35,10 +66,11 @@ void PrintCommandHelp(const Command& command) {
     }
 }
 
+// One line for each command of a group, or of all.
 void PrintList(const std::vector<Command>& commands, std::string_view group) {
-    std::printf("Usage: %s COMMAND [ARGUMENTS]\n\n", kProgram);
-    std::printf("Administers the identities, stores, trust and policy that kestrel uses.\n\n");
-    std::printf("Commands:\n");
+    const std::string words = group.empty() ? "COMMAND" : std::string(group) + " COMMAND";
+    std::printf("Usage: %s %s [ARGUMENTS]\n\n", kProgram, words.c_str());
+    std::printf("%s\n\nCommands:\n", group.empty() ? kPurpose : PurposeOf(group));
     for (const Command& command : commands) {
         if (!group.empty() && group != command.group) continue;
         std::string left = command.group;
@@ -56,26 +88,28 @@ const Option* FindOption(const Command& command, std::string_view name) {
 }
 
 // Takes the option at words[i] and, when it has one, its value.
-void TakeOption(const Command& command, int count, const char* const* words, int& i,
-                Arguments& arguments) {
+void TakeOption(const Command& command, int count, char** words, int& i, Arguments& arguments) {
     const std::string_view word = words[i];
     const std::size_t equals = word.find('=');
     const std::string name(word.substr(2, equals == word.npos ? word.npos : equals - 2));
     const Option* option = FindOption(command, name);
     if (option == nullptr) throw UsageError("unknown option '--" + name + "'");
+    std::string& taken = arguments.options[name];
     if (option->value == nullptr) {
         if (equals != word.npos) throw UsageError("option '--" + name + "' takes no value");
-        arguments.options[name];
-    } else if (equals != word.npos) {
-        arguments.options[name] = word.substr(equals + 1);
-    } else {
-        if (++i >= count) throw UsageError("option '--" + name + "' needs a value");
-        arguments.options[name] = words[i];
+        return;
     }
+    if (equals == word.npos && ++i >= count) {
+        throw UsageError("option '--" + name + "' needs a value");
+    }
+    char* value = equals == word.npos ? words[i] : words[i] + equals + 1;
+    platform::Wipe(taken);
+    taken = value;
+    // Everybody may read the arguments of a running process.
+    if (option->secret) platform::Wipe(value, taken.size());
 }
 
-Arguments Parse(const Command& command, int count, const char* const* words, int first) {
-    Arguments arguments;
+void Parse(const Command& command, int count, char** words, int first, Arguments& arguments) {
     bool optionsEnded = false;
     for (int i = first; i < count; ++i) {
         const std::string_view word = words[i];
@@ -93,17 +127,30 @@ Arguments Parse(const Command& command, int count, const char* const* words, int
     if (arguments.positionals.size() > command.most) {
         throw UsageError("unexpected argument '" + arguments.positionals[command.most] + "'");
     }
-    return arguments;
 }
 
-bool AsksForHelp(int count, const char* const* words, int first) {
+bool AsksForHelp(int count, char** words, int first) {
     for (int i = first; i < count && std::string_view(words[i]) != "--"; ++i) {
         if (std::string_view(words[i]) == "--help") return true;
     }
     return false;
 }
 
-int Dispatch(const std::vector<Command>& commands, int count, const char* const* words) {
+// Option values may be passwords; their copies go with the command.
+class ValueWiper {
+  public:
+    explicit ValueWiper(Arguments& arguments) : arguments_(arguments) {}
+    ~ValueWiper() {
+        for (auto& [name, value] : arguments_.options) platform::Wipe(value);
+    }
+    ValueWiper(const ValueWiper&) = delete;
+    ValueWiper& operator=(const ValueWiper&) = delete;
+
+  private:
+    Arguments& arguments_;
+};
+
+int Dispatch(const std::vector<Command>& commands, int count, char** words) {
     if (count < 2) {
         PrintList(commands, {});
         return 2;
@@ -124,7 +171,10 @@ int Dispatch(const std::vector<Command>& commands, int count, const char* const*
         if (AsksForHelp(count, words, first)) {
             PrintCommandHelp(command);
         } else {
-            command.run(Parse(command, count, words, first));
+            Arguments arguments;
+            const ValueWiper wiper(arguments);
+            Parse(command, count, words, first, arguments);
+            command.run(arguments);
         }
         return 0;
     }
@@ -150,13 +200,6 @@ std::string Describe(const platform::Error& error) {
     return message + code;
 }
 
-// Columns on a terminal: code points, which is near enough for names.
-std::size_t Width(std::string_view text) {
-    return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char c) {
-        return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
-    }));
-}
-
 }  // namespace
 
 std::string Arguments::Get(std::string_view option, const std::string& fallback) const {
@@ -164,10 +207,9 @@ std::string Arguments::Get(std::string_view option, const std::string& fallback)
     return found == options.end() ? fallback : found->second;
 }
 
-std::optional<std::string> Arguments::Find(std::string_view option) const {
+const std::string* Arguments::Find(std::string_view option) const {
     const auto found = options.find(option);
-    if (found == options.end()) return std::nullopt;
-    return found->second;
+    return found == options.end() ? nullptr : &found->second;
 }
 
 unsigned long Arguments::Number(std::string_view option, unsigned long fallback,
@@ -184,68 +226,21 @@ unsigned long Arguments::Number(std::string_view option, unsigned long fallback,
     return value;
 }
 
-int Run(const std::vector<Command>& commands, int count, const char* const* words) {
+int Run(const std::vector<Command>& commands, int count, char** words) {
     try {
         const int status = Dispatch(commands, count, words);
-        if (std::fflush(stdout) != 0) throw Failure("cannot write the output");
+        FinishOutput();
         return status;
     } catch (const UsageError& error) {
-        std::fprintf(stderr, "%s: %s\nTry '%s --help'.\n", kProgram, error.what(), kProgram);
+        Complain(std::string(kProgram) + ": " + error.what());
+        Complain(std::string("Try '") + kProgram + " --help'.");
         return 2;
     } catch (const platform::Error& error) {
-        std::fprintf(stderr, "%s: %s\n", kProgram, Describe(error).c_str());
+        Complain(std::string(kProgram) + ": " + Describe(error));
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "%s: %s\n", kProgram, error.what());
+        Complain(std::string(kProgram) + ": " + error.what());
     }
     return 1;
-}
-
-std::string JsonText(std::string_view text) {
-    std::string out = "\"";
-    for (const char c : text) {
-        if (c == '"' || c == '\\') {
-            out += '\\';
-            out += c;
-        } else if (static_cast<unsigned char>(c) < 0x20) {
-            char escape[8];
-            std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(c));
-            out += escape;
-        } else {
-            out += c;
-        }
-    }
-    return out + "\"";
-}
-
-void Listing::Print(bool json) const {
-    if (json) {
-        std::printf("[");
-        for (std::size_t row = 0; row < rows_.size(); ++row) {
-            std::printf(row == 0 ? "\n  {" : ",\n  {");
-            for (std::size_t i = 0; i < columns_.size(); ++i) {
-                std::printf("%s%s: %s", i == 0 ? "" : ", ", JsonText(columns_[i]).c_str(),
-                            JsonText(rows_[row][i]).c_str());
-            }
-            std::printf("}");
-        }
-        std::printf(rows_.empty() ? "]\n" : "\n]\n");
-        return;
-    }
-    std::vector<std::size_t> widths;
-    for (std::size_t i = 0; i < columns_.size(); ++i) {
-        widths.push_back(Width(columns_[i]));
-        for (const auto& row : rows_) widths[i] = std::max(widths[i], Width(row[i]));
-    }
-    const auto print = [&](const std::vector<std::string>& row) {
-        for (std::size_t i = 0; i < row.size(); ++i) {
-            const bool last = i + 1 == row.size();
-            const std::size_t pad = last ? 0 : widths[i] - Width(row[i]) + 2;
-            std::printf("%s%*s", row[i].c_str(), static_cast<int>(pad), "");
-        }
-        std::printf("\n");
-    };
-    print(columns_);
-    for (const auto& row : rows_) print(row);
 }
 
 }  // namespace kestrelctl

@@ -1,14 +1,13 @@
-// The command line of kestrelctl: a table of commands, options by their long names,
-// and the two forms of a listing.
+// The command line of kestrelctl: a table of commands, options by their long names.
 #pragma once
 
 #include <map>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "kestrelctl/output.h"
 #include "platform/base/home.h"
 
 namespace kestrelctl {
@@ -32,7 +31,8 @@ struct Arguments {
 
     [[nodiscard]] bool Has(std::string_view option) const { return options.contains(option); }
     [[nodiscard]] std::string Get(std::string_view option, const std::string& fallback = {}) const;
-    [[nodiscard]] std::optional<std::string> Find(std::string_view option) const;
+    // Null when the option is not there. The value is wiped when the command has run.
+    [[nodiscard]] const std::string* Find(std::string_view option) const;
     // A decimal number of at least `least`. Throws UsageError.
     [[nodiscard]] unsigned long Number(std::string_view option, unsigned long fallback,
                                        unsigned long least) const;
@@ -46,6 +46,7 @@ struct Option {
     const char* name;   // without the two minus signs
     const char* value;  // name of its value in the help; null for a flag
     const char* help;
+    bool secret = false;  // its value is overwritten in the process's arguments
 };
 
 struct Command {
@@ -60,20 +61,6 @@ struct Command {
 };
 
 // Parses the line, prints help or runs the command. Returns the exit status.
-int Run(const std::vector<Command>& commands, int count, const char* const* words);
-
-// A listing: rows of named values, as a table for people or as JSON.
-class Listing {
-  public:
-    explicit Listing(std::vector<std::string> columns) : columns_(std::move(columns)) {}
-    void Add(std::vector<std::string> row) { rows_.push_back(std::move(row)); }
-    void Print(bool json) const;
-
-  private:
-    std::vector<std::string> columns_;
-    std::vector<std::vector<std::string>> rows_;
-};
-
-std::string JsonText(std::string_view text);
+int Run(const std::vector<Command>& commands, int count, char** words);
 
 }  // namespace kestrelctl

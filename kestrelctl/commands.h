@@ -10,6 +10,7 @@ void IdentityImport(const Arguments& arguments);
 void IdentityList(const Arguments& arguments);
 void IdentityExport(const Arguments& arguments);
 void IdentityPasswd(const Arguments& arguments);
+void IdentityBind(const Arguments& arguments);
 void IdentityDelete(const Arguments& arguments);
 
 void StoreList(const Arguments& arguments);

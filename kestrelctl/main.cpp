@@ -1,3 +1,9 @@
+// The table of kestrelctl's commands.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
 #include "kestrelctl/cli.h"
 #include "kestrelctl/commands.h"
 
@@ -11,15 +17,26 @@ constexpr Option kMachine{"machine", nullptr, "work on the machine's side instea
 constexpr Option kJson{"json", nullptr, "print the listing as JSON"};
 constexpr Option kContainer{"container", "NAME",
                             "name of the key container (default: from the subject)"};
-constexpr Option kPin{"pin", "PIN", "password of the key container (default: none)"};
+constexpr Option kPin{"pin", "PIN", "password of the key container (default: none)", true};
 constexpr Option kTrust{"trust", nullptr, "also put the certificate into \"Root\""};
-constexpr Option kPassword{"password", "P", "password of the PKCS #12 file"};
+constexpr Option kPassword{"password", "P", "password of the PKCS #12 file", true};
 constexpr Option kPasswordFile{"password-file", "F", "read that password from the first line of F"};
+
+constexpr Option kForce{"force", nullptr, "overwrite a file that exists"};
+
+// Files opened later must not take the numbers of the standard streams: what is printed
+// would go into them. Writing to this stand-in fails, and is told at the end.
+void FillStandardStreams() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(stream, F_GETFD) == -1 && open("/dev/null", O_RDONLY) != stream) std::abort();
+    }
+}
 
 }  // namespace
 
 int main(int count, char** words) {
     using namespace kestrelctl;
+    FillStandardStreams();
     // clang-format off
     const std::vector<Command> commands = {
         {"identity", "create", "SUBJECT", 1, 1,
@@ -37,22 +54,37 @@ int main(int count, char** words) {
         {"identity", "import", "FILE.p12", 1, 1,
          "Takes the key and certificates of a PKCS #12 file in.\n\n"
          "The key goes into a container, its certificate into \"My\", the others into \"CA\",\n"
-         "or into \"Root\" when they are self-signed and --trust is given.",
+         "or into \"Root\" when they are self-signed and --trust is given. A key that a container\n"
+         "holds already is not taken in again, unless --container names another one.",
          {kPassword, kPasswordFile, kContainer, kPin, kTrust, kMachine}, IdentityImport},
         {"identity", "list", "", 0, 0,
-         "Lists the key containers and their certificates.\n",
+         "Lists the key containers and their certificates.\n\n"
+         "The last column tells what an identity lacks: a key, a certificate, its place in \"My\",\n"
+         "or, for a certificate that leads to a key, the container.",
          {kJson, kMachine}, IdentityList},
         {"identity", "export", "NAME FILE.p12", 2, 2,
-         "Writes a container's key and certificate as a PKCS #12 file.\n",
-         {kPassword, kPasswordFile, kPin, kMachine}, IdentityExport},
+         "Writes a container's key, its certificate and their issuers as a PKCS #12 file.\n\n"
+         "FILE.p12 \"-\" is standard output. A file that exists stays without --force.",
+         {kPassword, kPasswordFile, kPin,
+          {"legacy", nullptr, "3DES and SHA-1, for readers that know nothing better"},
+          kForce, kMachine},
+         IdentityExport},
         {"identity", "passwd", "NAME", 1, 1,
          "Sets, changes or removes the password of a container.\n\n"
          "Asks for the old and the new password; without a terminal they are the first lines of\n"
-         "standard input. An empty new password removes it.",
-         {{"pin", "OLD", "the old password"}, {"new-pin", "NEW", "the new password"}, kMachine},
+         "standard input. An empty new password removes it. Both keys of a container change.",
+         {{"pin", "OLD", "the old password", true},
+          {"new-pin", "NEW", "the new password", true}, kMachine},
          IdentityPasswd},
+        {"identity", "bind", "NAME CERTIFICATE", 2, 2,
+         "Makes a certificate, a renewed one for example, the one of a container's key.\n\n"
+         "CERTIFICATE is a file. It goes into \"My\"; the one that it replaces moves to\n"
+         "\"Superseded\", where kestrel opens messages to it with -uSuperseded.",
+         {kPin, kMachine}, IdentityBind},
         {"identity", "delete", "NAME", 1, 1,
-         "Deletes a key container and its certificates in \"My\".\n",
+         "Deletes a key container and the certificates that lead to it.\n\n"
+         "They go from \"My\" and \"Superseded\". One whose key another container has too leads\n"
+         "there from then on. What the key alone could open is lost.",
          {kMachine}, IdentityDelete},
         {"store", "list", "[NAME]", 0, 1,
          "Lists the stores, or the certificates of one.\n",

@@ -15,11 +15,19 @@ struct Pkcs12Content {
     std::vector<platform::Bytes> others;  // DER
 };
 
-// Throws Failure: not such a file, a wrong password, no key or no certificate in it.
+// Throws Failure: not such a file, a wrong password, no key or no certificate in it, or
+// more rounds of key derivation than an honest file asks for.
 Pkcs12Content ReadPkcs12(const std::string& file, const platform::Secret& password);
 
-// Writes with AES-256-CBC and a SHA-256 MAC, mode 0600.
-void WritePkcs12(const std::string& file, EVP_PKEY* key, platform::ByteView certificate,
-                 const std::string& name, const platform::Secret& password);
+struct Pkcs12Source {
+    EVP_PKEY* key;
+    platform::ByteView certificate;
+    std::vector<platform::Bytes> issuers;  // DER
+    std::string name;
+    // For readers that know nothing better: 3DES and SHA-1, 2,048 rounds. Otherwise
+    // AES-256-CBC and HMAC-SHA-256, 100,000 rounds.
+    bool legacy = false;
+};
+platform::Bytes MakePkcs12(const Pkcs12Source& source, const platform::Secret& password);
 
 }  // namespace kestrelctl

@@ -1,3 +1,4 @@
+// Putting a self-signed certificate together.
 #include "kestrelctl/self_signed.h"
 
 #include <openssl/rand.h>

@@ -1,3 +1,4 @@
+// Names, times, numbers and thumbprints as text.
 #include "kestrelctl/text_forms.h"
 
 #include <algorithm>
@@ -6,6 +7,15 @@
 #include "platform/providers/crypto.h"
 
 namespace kestrelctl {
+namespace {
+
+std::string DigestText(const char* algorithm, platform::ByteView der) {
+    platform::Digest digest(algorithm);
+    digest.Update(der);
+    return platform::Hex(digest.Value());
+}
+
+}  // namespace
 
 std::string NameText(const CERT_NAME_BLOB& name) {
     CERT_NAME_BLOB blob = name;
@@ -31,10 +41,8 @@ std::string SerialText(const CRYPT_INTEGER_BLOB& serial) {
     return platform::Hex(bytes);
 }
 
-std::string Thumbprint(platform::ByteView der) {
-    platform::Digest digest("1.3.14.3.2.26");
-    digest.Update(der);
-    return platform::Hex(digest.Value());
-}
+std::string Thumbprint(platform::ByteView der) { return DigestText("1.3.14.3.2.26", der); }
+
+std::string Sha256Text(platform::ByteView der) { return DigestText("2.16.840.1.101.3.4.2.1", der); }
 
 }  // namespace kestrelctl

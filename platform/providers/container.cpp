@@ -1,16 +1,14 @@
+// Key containers: what their files hold.
 #include "platform/providers/container.h"
 
-#include <fcntl.h>
 #include <openssl/err.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
 
 #include "platform/base/error.h"
 #include "platform/providers/algorithms.h"
+#include "platform/providers/container_folder.h"
 #include "platform/providers/key_file.h"
 #include "platform/providers/openssl.h"
 
@@ -19,35 +17,16 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr unsigned kFileMode = 0600;
-constexpr mode_t kFolderMode = 0700;
 constexpr const char* kTypeFile = "provider.type";
+constexpr const char* kPendingFile = "pending";
+constexpr const char* kKey = ".key";
+constexpr const char* kCertificate = ".cer";
 
-fs::path RootOf(Side side) { return HomeOf(side) / "containers"; }
-
-fs::path FolderOf(Side side, std::string_view name) { return RootOf(side) / name; }
-
-fs::path EnsureRoot(Side side) {
-    EnsureHome(side);
-    fs::path root = RootOf(side);
-    // Names of the machine's containers are everybody's to see, their content is not.
-    const mode_t mode = side == Side::User ? kFolderMode : 0755;
-    if (mkdir(root.c_str(), mode) == 0) {
-        if (chmod(root.c_str(), mode) != 0) ThrowErrno(errno, root);
-    } else if (errno != EEXIST) {
-        ThrowErrno(errno, root);
-    }
-    return root;
-}
+fs::path FolderOf(Side side, std::string_view name) { return ContainersOf(side) / name; }
 
 [[noreturn]] void ThrowDamaged(const fs::path& file) {
     ERR_clear_error();
     throw Error(NTE_KEYSET_ENTRY_BAD, file.string());
-}
-
-bool Exists(const fs::path& path) {
-    std::error_code error;
-    return fs::exists(path, error);
 }
 
 DWORD ParseType(ByteView content) {
@@ -61,55 +40,42 @@ DWORD ParseType(ByteView content) {
 
 DWORD ReadType(const fs::path& folder) {
     const fs::path file = folder / kTypeFile;
-    // A folder without this file was put together by hand or lost it.
-    if (Exists(folder) && access(folder.c_str(), X_OK) == 0 && !Exists(file)) ThrowDamaged(file);
+    if (!FileIsThere(file)) {
+        if (!FileIsThere(folder)) throw Error(NTE_BAD_KEYSET, folder.filename().string());
+        // It was put together by hand or lost this file.
+        ThrowDamaged(file);
+    }
     const DWORD type = ParseType(ReadWholeFile(file));
     if (type == 0) ThrowDamaged(file);
     return type;
 }
 
-// False for a container that belongs to another user.
-bool HasType(const fs::path& folder, DWORD type) {
+// False for one of another user among the machine's, and for one that was just deleted.
+bool HasType(Side side, const fs::path& folder, DWORD type) {
     try {
         return SameFamily(ReadType(folder), type);
     } catch (const Error& error) {
-        if (error.Code() != ERROR_ACCESS_DENIED) throw;
+        const bool foreign = side == Side::Machine && error.Code() == ERROR_ACCESS_DENIED;
+        if (!foreign && error.Code() != static_cast<DWORD>(NTE_BAD_KEYSET)) throw;
         return false;
     }
 }
 
-// A folder under a name that no container can have. Until it is renamed nobody sees it,
-// so that a process killed halfway leaves no half of a container.
-class HiddenFolder {
-  public:
-    explicit HiddenFolder(const fs::path& root) : path_((root / "\\XXXXXX").string()) {
-        if (mkdtemp(path_.data()) == nullptr) ThrowErrno(errno, root);
-    }
-    ~HiddenFolder() {
-        std::error_code error;
-        if (!kept_) fs::remove_all(path_, error);
-    }
-    HiddenFolder(const HiddenFolder&) = delete;
-    HiddenFolder& operator=(const HiddenFolder&) = delete;
-    [[nodiscard]] const std::string& Path() const { return path_; }
-    void RenameTo(const fs::path& folder) {
-        if (renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, folder.c_str(), RENAME_NOREPLACE) != 0) {
-            if (errno == EEXIST) throw Error(NTE_EXISTS, folder.filename().string());
-            ThrowErrno(errno, folder);
-        }
-        kept_ = true;
-    }
+std::string FileName(DWORD keySpec, const char* extension) {
+    if (keySpec != AT_KEYEXCHANGE && keySpec != AT_SIGNATURE) throw Error(NTE_NO_KEY);
+    return (keySpec == AT_KEYEXCHANGE ? "exchange" : "signature") + std::string(extension);
+}
 
-  private:
-    std::string path_;
-    bool kept_ = false;
-};
+Secret ReadSecret(const fs::path& file) {
+    Bytes content = ReadWholeFile(file);
+    Secret secret{ByteView(content)};
+    Wipe(content);
+    return secret;
+}
 
 KeyFile ReadKeyFile(const fs::path& file) {
-    if (!Exists(file)) throw Error(NTE_NO_KEY);
-    Bytes content = ReadWholeFile(file);
-    std::optional<KeyFile> key = ParseKeyFile(content);
-    Wipe(content);
+    if (!FileIsThere(file)) throw Error(NTE_NO_KEY);
+    std::optional<KeyFile> key = ParseKeyFile(ReadSecret(file).View());
     if (!key) ThrowDamaged(file);
     return *std::move(key);
 }
@@ -134,18 +100,37 @@ bool Container::ValidName(std::string_view name) {
            std::ranges::none_of(name, IsControl);
 }
 
+ContainerChange::ContainerChange(DWORD type) : type_(type) {
+    if (FindProvider(type) == nullptr) throw Error(NTE_PROV_TYPE_NOT_DEF);
+}
+
+void ContainerChange::SetKey(DWORD keySpec, EVP_PKEY* key, const Secret& password) {
+    if (KeyOidOf(key) != FindProvider(type_)->keyOid) throw Error(NTE_BAD_KEY);
+    files_[FileName(keySpec, kKey)] = EncodeKeyFile(key, password);
+}
+
+void ContainerChange::SetCertificate(DWORD keySpec, ByteView der) {
+    files_[FileName(keySpec, kCertificate)] = Secret(der);
+}
+
+void ContainerChange::RemoveCertificate(DWORD keySpec) {
+    files_[FileName(keySpec, kCertificate)] = std::nullopt;
+}
+
+void ContainerChange::SetPending(std::string_view note) {
+    files_[kPendingFile] = Secret(ViewOf(note));
+}
+
 std::vector<std::string> Container::List(Side side, DWORD type) {
     std::vector<std::string> names;
-    const fs::path root = RootOf(side);
-    if (!Exists(root)) return names;
-    std::error_code error;
-    for (fs::directory_iterator at(root, error), end; !error && at != end; at.increment(error)) {
-        const std::string name = at->path().filename().string();
+    const fs::path root = ContainersOf(side);
+    if (!FileIsThere(root)) return names;
+    for (const fs::path& entry : EntriesOf(root)) {
+        const std::string name = entry.filename();
         std::error_code ignored;
-        if (!ValidName(name) || !at->is_directory(ignored)) continue;
-        if (type == 0 || HasType(at->path(), type)) names.push_back(name);
+        if (!ValidName(name) || !fs::is_directory(entry, ignored)) continue;
+        if (type == 0 || HasType(side, entry, type)) names.push_back(name);
     }
-    if (error) ThrowErrno(error.value(), root);
     std::ranges::sort(names);
     return names;
 }
@@ -155,49 +140,61 @@ Container::Container(Side side, std::string name, DWORD type)
 
 Container Container::Open(Side side, std::string_view name) {
     CheckName(name, NTE_BAD_KEYSET);
-    const fs::path folder = FolderOf(side, name);
-    if (!Exists(folder)) throw Error(NTE_BAD_KEYSET, std::string(name));
-    return {side, std::string(name), ReadType(folder)};
+    return {side, std::string(name), ReadType(FolderOf(side, name))};
 }
 
 Container Container::Create(Side side, std::string_view name, DWORD type) {
+    return Create(side, name, ContainerChange(type));
+}
+
+Container Container::Create(Side side, std::string_view name, const ContainerChange& content) {
     CheckName(name, ERROR_INVALID_PARAMETER);
-    if (FindProvider(type) == nullptr) throw Error(NTE_PROV_TYPE_NOT_DEF);
-    const fs::path root = EnsureRoot(side);
-    if (Exists(root / name)) throw Error(NTE_EXISTS, std::string(name));
-    HiddenFolder folder(root);
-    ReplaceFile(fs::path(folder.Path()) / kTypeFile, ViewOf(std::to_string(type) + "\n"),
-                kFileMode);
-    folder.RenameTo(root / name);
-    return {side, std::string(name), type};
+    const ContainerLock lock(side);
+    StagedFolder folder(side);
+    folder.Add(kTypeFile, ViewOf(std::to_string(content.type_) + "\n"));
+    for (const auto& [file, bytes] : content.files_) {
+        if (bytes) folder.Add(file, bytes->View());
+    }
+    folder.Publish(std::string(name));
+    return {side, std::string(name), content.type_};
+}
+
+void Container::Apply(const ContainerChange& change) {
+    const ContainerLock lock(side_);
+    const fs::path before = FolderOf(side_, name_);
+    if (!FileIsThere(before)) throw Error(NTE_BAD_KEYSET, name_);
+    StagedFolder folder(side_);
+    for (const fs::path& entry : EntriesOf(before)) {
+        const std::string file = entry.filename();
+        if (!change.files_.contains(file)) folder.Add(file, ReadSecret(entry).View());
+    }
+    for (const auto& [file, bytes] : change.files_) {
+        if (bytes) folder.Add(file, bytes->View());
+    }
+    folder.Replace(name_);
 }
 
 void Container::Delete(Side side, std::string_view name) {
     CheckName(name, NTE_BAD_KEYSET);
-    const fs::path folder = FolderOf(side, name);
-    if (!Exists(folder)) throw Error(NTE_BAD_KEYSET, std::string(name));
-    // Into a hidden folder first: a container is there whole or not at all.
-    const HiddenFolder grave(RootOf(side));
-    if (rename(folder.c_str(), grave.Path().c_str()) != 0) ThrowErrno(errno, folder);
+    if (!FileIsThere(ContainersOf(side))) throw Error(NTE_BAD_KEYSET, std::string(name));
+    const ContainerLock lock(side);
+    if (!FileIsThere(FolderOf(side, name))) throw Error(NTE_BAD_KEYSET, std::string(name));
+    StagedFolder(side).TakeAway(std::string(name));
 }
 
-fs::path Container::FileOf(DWORD keySpec, const char* extension) const {
-    if (keySpec != AT_KEYEXCHANGE && keySpec != AT_SIGNATURE) throw Error(NTE_NO_KEY);
-    const std::string stem = keySpec == AT_KEYEXCHANGE ? "exchange" : "signature";
-    return FolderOf(side_, name_) / (stem + extension);
-}
+fs::path Container::FileOf(const std::string& file) const { return FolderOf(side_, name_) / file; }
 
 bool Container::HasKey(DWORD keySpec) const {
     const bool known = keySpec == AT_KEYEXCHANGE || keySpec == AT_SIGNATURE;
-    return known && Exists(FileOf(keySpec, ".key"));
+    return known && FileIsThere(FileOf(FileName(keySpec, kKey)));
 }
 
 bool Container::NeedsPassword(DWORD keySpec) const {
-    return ReadKeyFile(FileOf(keySpec, ".key")).encrypted;
+    return ReadKeyFile(FileOf(FileName(keySpec, kKey))).encrypted;
 }
 
 std::shared_ptr<EVP_PKEY> Container::LoadKey(DWORD keySpec, const Secret& password) const {
-    const fs::path file = FileOf(keySpec, ".key");
+    const fs::path file = FileOf(FileName(keySpec, kKey));
     const KeyFile content = ReadKeyFile(file);
     const char* algorithm = FindProvider(type_)->keyOid;
     EnsureAlgorithm(algorithm);
@@ -207,26 +204,35 @@ std::shared_ptr<EVP_PKEY> Container::LoadKey(DWORD keySpec, const Secret& passwo
 }
 
 void Container::SaveKey(DWORD keySpec, EVP_PKEY* key, const Secret& password) {
-    if (KeyOidOf(key) != FindProvider(type_)->keyOid) throw Error(NTE_BAD_KEY);
-    ReplaceFile(FileOf(keySpec, ".key"), EncodeKeyFile(key, password).View(), kFileMode);
+    ContainerChange change(type_);
+    change.SetKey(keySpec, key, password);
+    Apply(change);
+}
+
+void Container::SaveCertificate(DWORD keySpec, ByteView der) {
+    ContainerChange change(type_);
+    change.SetCertificate(keySpec, der);
+    Apply(change);
 }
 
 std::optional<Bytes> Container::CertificateOf(DWORD keySpec) const {
-    const fs::path file = FileOf(keySpec, ".cer");
-    if (!Exists(file)) return std::nullopt;
+    const fs::path file = FileOf(FileName(keySpec, kCertificate));
+    if (!FileIsThere(file)) return std::nullopt;
     Bytes der = ReadWholeFile(file);
     using Certificate = std::unique_ptr<X509, Freer<X509_free>>;
     if (!DecodeWhole<Certificate>(&d2i_X509, der)) ThrowDamaged(file);
     return der;
 }
 
-void Container::SaveCertificate(DWORD keySpec, ByteView der) {
-    ReplaceFile(FileOf(keySpec, ".cer"), der, kFileMode);
+std::optional<std::string> Container::Pending() const {
+    const fs::path file = FileOf(kPendingFile);
+    if (!FileIsThere(file)) return std::nullopt;
+    const Bytes note = ReadWholeFile(file);
+    return std::string(note.begin(), note.end());
 }
 
-void Container::RemoveCertificate(DWORD keySpec) {
-    const fs::path file = FileOf(keySpec, ".cer");
-    if (unlink(file.c_str()) != 0 && errno != ENOENT) ThrowErrno(errno, file);
-}
+void Container::SetPending() const { AddEmptyFile(FileOf(kPendingFile)); }
+
+void Container::ClearPending() const { RemoveFile(FileOf(kPendingFile)); }
 
 }  // namespace platform

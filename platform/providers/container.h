@@ -1,12 +1,14 @@
 // Key containers: one folder each under a home's containers/, with an exchange key and
 // a signature key, each PKCS #8 (encrypted under a password), the provider type, and
-// the certificate of each key. Folder 0700, files 0600, replaced by rename.
+// the certificate of each key. Folder 0700, files 0600. Every change is a new folder that
+// takes the old one's place by one rename, so that a container is whole at any moment.
 #pragma once
 
 #include <openssl/evp.h>
 #include "platform/base/ground.h"
 
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,6 +20,25 @@
 
 namespace platform {
 
+// What changes in a container in one step.
+class ContainerChange {
+  public:
+    // Throws NTE_PROV_TYPE_NOT_DEF.
+    explicit ContainerChange(DWORD type);
+    // An empty password stores the key in clear. Throws NTE_BAD_KEY for a key of another
+    // provider type, NTE_NO_KEY for a key specification that there is not, as all do.
+    void SetKey(DWORD keySpec, EVP_PKEY* key, const Secret& password);
+    void SetCertificate(DWORD keySpec, ByteView der);
+    void RemoveCertificate(DWORD keySpec);
+    // See Container::Pending.
+    void SetPending(std::string_view note);
+
+  private:
+    friend class Container;
+    DWORD type_;
+    std::map<std::string, std::optional<Secret>> files_;  // no value: the file goes
+};
+
 class Container {
   public:
     // Names are any text without "/", "\" and control characters, not "." or "..".
@@ -28,8 +49,10 @@ class Container {
     // Throws NTE_BAD_KEYSET when it does not exist, NTE_KEYSET_ENTRY_BAD with the file's
     // name when it is damaged.
     static Container Open(Side side, std::string_view name);
-    // Throws NTE_EXISTS, ERROR_INVALID_PARAMETER for a name that is not valid.
+    // Empty, or with all that the change sets. Throws NTE_EXISTS, ERROR_INVALID_PARAMETER
+    // for a name that is not valid.
     static Container Create(Side side, std::string_view name, DWORD type);
+    static Container Create(Side side, std::string_view name, const ContainerChange& content);
     static void Delete(Side side, std::string_view name);
 
     [[nodiscard]] const std::string& Name() const { return name_; }
@@ -40,18 +63,24 @@ class Container {
 
     // Throws NTE_NO_KEY, SCARD_W_WRONG_CHV for a wrong or missing password.
     [[nodiscard]] std::shared_ptr<EVP_PKEY> LoadKey(DWORD keySpec, const Secret& password) const;
-    // An empty password stores the key in clear. Throws NTE_BAD_KEY for a key of another
-    // provider type.
+    // All of the change or, when it throws, nothing. The change is for this type.
+    void Apply(const ContainerChange& change);
+    // Changes of one file.
     void SaveKey(DWORD keySpec, EVP_PKEY* key, const Secret& password);
+    void SaveCertificate(DWORD keySpec, ByteView der);
 
     [[nodiscard]] std::optional<Bytes> CertificateOf(DWORD keySpec) const;
-    void SaveCertificate(DWORD keySpec, ByteView der);
-    // Nothing happens when there is none.
-    void RemoveCertificate(DWORD keySpec);
+
+    // A note for who binds containers to stores: it is set before both change and goes when
+    // both have, so that one found later tells of a run that was killed between.
+    [[nodiscard]] std::optional<std::string> Pending() const;
+    // The note is empty.
+    void SetPending() const;
+    void ClearPending() const;
 
   private:
     Container(Side side, std::string name, DWORD type);
-    [[nodiscard]] std::filesystem::path FileOf(DWORD keySpec, const char* extension) const;
+    [[nodiscard]] std::filesystem::path FileOf(const std::string& file) const;
     Side side_;
     std::string name_;
     DWORD type_;

@@ -1,3 +1,4 @@
+// PEM of PKCS #8, in clear and under a password.
 #include "platform/providers/key_file.h"
 
 #include <openssl/err.h>
@@ -46,6 +47,7 @@ bool WriteEncrypted(BIO* bio, PKCS8_PRIV_KEY_INFO* info, std::string_view passwo
 }  // namespace
 
 std::optional<KeyFile> ParseKeyFile(ByteView pem) {
+    if (pem.empty()) return std::nullopt;
     const Bio bio = OpenMemory(pem);
     char* name = nullptr;
     char* header = nullptr;

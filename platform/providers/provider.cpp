@@ -59,8 +59,10 @@ void Provider::NewKey(DWORD keySpec, DWORD bits) {
     Slot& slot = SlotOf(keySpec);
     std::shared_ptr<EVP_PKEY> key = GenerateKey(row_.type, bits);
     // A certificate of the old key must not pass for one of the new.
-    container.RemoveCertificate(keySpec);
-    container.SaveKey(keySpec, key.get(), slot.password.value_or(Secret()));
+    ContainerChange change(container.Type());
+    change.RemoveCertificate(keySpec);
+    change.SetKey(keySpec, key.get(), slot.password.value_or(Secret()));
+    container.Apply(change);
     slot.key = std::move(key);
 }
 

@@ -91,7 +91,9 @@ TEST_F(Containers, HoldTwoKeysAndTheirCertificates) {
               SCARD_W_WRONG_CHV);
     EXPECT_NE(container.LoadKey(AT_KEYEXCHANGE, SecretOf("two")), nullptr);
 
-    container.RemoveCertificate(AT_SIGNATURE);
+    ContainerChange without(16);
+    without.RemoveCertificate(AT_SIGNATURE);
+    container.Apply(without);
     EXPECT_EQ(container.CertificateOf(AT_SIGNATURE), std::nullopt);
 
     const EvpKey foreign = GenerateKey(24);

@@ -1,0 +1,256 @@
+// Containers and stores together: what binds them, and in which order they change.
+#include "kestrelctl/identities.h"
+
+#include <sstream>
+
+#include "kestrelctl/ancestry.h"
+#include "kestrelctl/cli.h"
+#include "platform/base/error.h"
+
+namespace kestrelctl {
+namespace {
+
+using platform::Certificate;
+using platform::Container;
+using platform::Side;
+using platform::Store;
+
+bool Is(const platform::Error& error, LONG code) {
+    return error.Code() == static_cast<DWORD>(code);
+}
+
+std::string CommonName(const Certificate& certificate) {
+    const X509_NAME* subject = X509_get_subject_name(certificate.Native());
+    const int at = X509_NAME_get_index_by_NID(subject, NID_commonName, -1);
+    if (at < 0) return {};
+    unsigned char* text = nullptr;
+    const int size =
+        ASN1_STRING_to_UTF8(&text, X509_NAME_ENTRY_get_data(X509_NAME_get_entry(subject, at)));
+    std::string name(reinterpret_cast<const char*>(text),
+                     size > 0 ? static_cast<std::size_t>(size) : 0);
+    OPENSSL_free(text);
+    return name;
+}
+
+// A container's name in place of any text. What a table would have to escape is no good in
+// a name that is typed.
+std::string Cleaned(const std::string& text) {
+    std::string name = text;
+    for (char& c : name) {
+        if (c == '/' || c == '\\' || static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = '_';
+    }
+    return Container::ValidName(name) && Visible(name) == name ? name : "identity";
+}
+
+// Other processes wait at the lock, so that a free name stays free.
+Container CreateUnderFreeName(Side side, const std::string& base,
+                              const platform::ContainerChange& content) {
+    std::string name = base;
+    for (int number = 2;; ++number) {
+        try {
+            return Container::Create(side, name, content);
+        } catch (const platform::Error& error) {
+            if (!Is(error, NTE_EXISTS)) throw;
+        }
+        name = base + "-" + std::to_string(number);
+    }
+}
+
+Container CreateContainer(const NewIdentity& identity, const platform::ContainerChange& content) {
+    const std::string& wanted = identity.container;
+    if (wanted.empty()) {
+        return CreateUnderFreeName(identity.side, Cleaned(CommonName(*identity.certificate)),
+                                   content);
+    }
+    if (!Container::ValidName(wanted)) throw Failure("'" + wanted + "' is no container name");
+    return Container::Create(identity.side, wanted, content);
+}
+
+std::shared_ptr<Store> OpenOrMake(Side side, const char* name) {
+    return platform::OpenSystemStore(side, name, platform::OpenMode::OpenOrCreate);
+}
+
+platform::Bytes WayTo(const KeyPlace& place, DWORD type) {
+    platform::KeyProviderInfo info;
+    info.container = place.container;
+    info.type = type;
+    info.flags = place.side == Side::Machine ? CRYPT_MACHINE_KEYSET : 0;
+    info.keySpec = place.spec;
+    return platform::Serialize(info);
+}
+
+// The same certificate with the property that leads to a key.
+void AddLeading(Store& store, const Certificate& certificate, const KeyPlace& place) {
+    const DWORD type = Container::Open(place.side, place.container).Type();
+    const auto leading = Certificate::Parse(certificate.Der());
+    leading->properties = certificate.properties;
+    leading->properties[CERT_KEY_PROV_INFO_PROP_ID] = WayTo(place, type);
+    store.Add(*leading, CERT_STORE_ADD_REPLACE_EXISTING);
+}
+
+void RemoveFrom(Side side, const char* name, const Certificate& certificate) {
+    if (const auto store = OpenIfThere(side, name)) store->Remove(certificate);
+}
+
+// Best effort: the failure that led here is what the user has to know.
+void Undo(const NewIdentity& identity, const std::string& container) {
+    try {
+        RemoveFrom(identity.side, "My", *identity.certificate);
+        if (identity.trusted) RemoveFrom(identity.side, "Root", *identity.certificate);
+        Container::Delete(identity.side, container);
+    } catch (const platform::Error&) {
+        return;  // the container stays, noted as pending, and the next run finishes it
+    }
+}
+
+// The public key that a container tells without a password; null when it tells none.
+platform::EvpKey KnownKey(const Container& container, DWORD spec) {
+    if (const auto der = container.CertificateOf(spec)) {
+        return PublicKeyOf(*Certificate::Parse(*der));
+    }
+    if (!container.HasKey(spec) || container.NeedsPassword(spec)) return nullptr;
+    const auto key = container.LoadKey(spec, {});
+    EVP_PKEY_up_ref(key.get());
+    return platform::EvpKey(key.get());
+}
+
+std::optional<DWORD> SpecOfKey(const Container& container, EVP_PKEY* wanted) {
+    for (const DWORD spec : kKeySpecs) {
+        const platform::EvpKey key = container.HasKey(spec) ? KnownKey(container, spec) : nullptr;
+        if (key && EVP_PKEY_eq(key.get(), wanted) == 1) return spec;
+    }
+    return std::nullopt;
+}
+
+bool LeadsTo(const Certificate& certificate, const KeyPlace& place) {
+    const auto found = PlaceOf(certificate);
+    return found && found->side == place.side && found->container == place.container &&
+           found->spec == place.spec;
+}
+
+}  // namespace
+
+IdentityLock::IdentityLock(Side side) : lock_(side) {
+    for (const std::string& name : Container::List(side, 0)) {
+        try {
+            FinishPending(side, name);
+        } catch (const platform::Error& error) {
+            // One that is damaged, or another user's, is no matter of this command.
+            const bool elsewhere =
+                Is(error, NTE_KEYSET_ENTRY_BAD) || error.Code() == ERROR_ACCESS_DENIED;
+            if (!elsewhere) throw;
+        }
+    }
+}
+
+// ctl-3: the note of a new identity names the stores besides "My", a line each.
+void FinishPending(Side side, const std::string& name) {
+    const Container container = Container::Open(side, name);
+    const auto note = container.Pending();
+    if (!note) return;
+    for (const DWORD spec : kKeySpecs) {
+        const auto der = container.CertificateOf(spec);
+        if (!der) continue;
+        const auto certificate = Certificate::Parse(*der);
+        AddLeading(*OpenOrMake(side, "My"), *certificate, {side, name, spec});
+        std::istringstream stores(*note);
+        for (std::string store; std::getline(stores, store);) {
+            AddToStore(side, store.c_str(), *certificate);
+        }
+    }
+    container.ClearPending();
+}
+
+std::string SaveIdentity(const NewIdentity& identity) {
+    platform::ContainerChange content(identity.type);
+    content.SetKey(AT_KEYEXCHANGE, identity.key, identity.pin);
+    content.SetCertificate(AT_KEYEXCHANGE, identity.certificate->Der());
+    content.SetPending(identity.trusted ? "Root\n" : "");
+    const Container container = CreateContainer(identity, content);
+    try {
+        FinishPending(identity.side, container.Name());
+    } catch (const platform::Error&) {
+        Undo(identity, container.Name());
+        throw;
+    }
+    return container.Name();
+}
+
+std::optional<KeyPlace> FindKey(Side side, EVP_PKEY* publicKey, const std::string& except) {
+    for (const std::string& name : Container::List(side, 0)) {
+        if (name == except) continue;
+        try {
+            const auto spec = SpecOfKey(Container::Open(side, name), publicKey);
+            if (spec) return KeyPlace{side, name, *spec};
+        } catch (const platform::Error&) {
+            continue;
+        }
+    }
+    return std::nullopt;
+}
+
+std::size_t Bind(const KeyPlace& place, const CertificatePointer& certificate) {
+    const auto my = OpenOrMake(place.side, "My");
+    std::vector<CertificatePointer> former;
+    for (const auto& one : my->Certificates()) {
+        const bool same = platform::Equal(one->Der(), certificate->Der());
+        if (!same && LeadsTo(*one, place)) former.push_back(one);
+    }
+    // At any moment some certificate leads to the key, and each is in some store.
+    for (const auto& one : former) {
+        OpenOrMake(place.side, kSuperseded)->Add(*one, CERT_STORE_ADD_REPLACE_EXISTING);
+    }
+    AddLeading(*my, *certificate, place);
+    for (const auto& one : former) my->Remove(*one);
+    RemoveFrom(place.side, kSuperseded, *certificate);
+    Container::Open(place.side, place.container).SaveCertificate(place.spec, certificate->Der());
+    return former.size();
+}
+
+Released Release(Side side, const char* storeName, const std::string& container) {
+    Released released;
+    const auto store = OpenIfThere(side, storeName);
+    if (!store) return released;
+    for (const auto& certificate : store->Certificates()) {
+        const auto place = PlaceOf(*certificate);
+        if (!place || place->side != side || place->container != container) continue;
+        const platform::EvpKey key = PublicKeyOf(*certificate);
+        const auto other = key ? FindKey(side, key.get(), container) : std::nullopt;
+        if (other) {
+            AddLeading(*store, *certificate, *other);
+            released.rebound.push_back(other->container);
+        } else {
+            store->Remove(*certificate);
+            ++released.removed;
+        }
+    }
+    return released;
+}
+
+void AddToStore(Side side, const char* store, const Certificate& certificate) {
+    OpenOrMake(side, store)
+        ->Add(*Certificate::Parse(certificate.Der()), CERT_STORE_ADD_USE_EXISTING);
+}
+
+std::shared_ptr<Store> OpenIfThere(Side side, const char* name) {
+    try {
+        return platform::OpenSystemStore(side, name, platform::OpenMode::Existing);
+    } catch (const platform::Error& error) {
+        if (error.Code() != ERROR_FILE_NOT_FOUND) throw;
+        return nullptr;
+    }
+}
+
+std::optional<KeyPlace> PlaceOf(const Certificate& certificate) {
+    const auto property = certificate.properties.find(CERT_KEY_PROV_INFO_PROP_ID);
+    if (property == certificate.properties.end()) return std::nullopt;
+    try {
+        const auto info = platform::ParseKeyProviderInfo(property->second);
+        const bool machine = (info.flags & CRYPT_MACHINE_KEYSET) != 0;
+        return KeyPlace{machine ? Side::Machine : Side::User, info.container, info.keySpec};
+    } catch (const platform::Error&) {
+        return std::nullopt;
+    }
+}
+
+}  // namespace kestrelctl

@@ -1,0 +1,85 @@
+// Identities: a key in a container, its certificate beside it, and the way from the
+// certificate in a store to the key. Failures are thrown.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/base/bytes.h"
+#include "platform/base/home.h"
+#include "platform/certs/certificate.h"
+#include "platform/certs/key_provider_info.h"
+#include "platform/providers/container.h"
+#include "platform/providers/container_folder.h"
+#include "platform/stores/store.h"
+
+namespace kestrelctl {
+
+using CertificatePointer = std::shared_ptr<platform::Certificate>;
+
+inline constexpr DWORD kKeySpecs[] = {AT_KEYEXCHANGE, AT_SIGNATURE};
+// Certificates that a newer one of the same key took the place of.
+inline constexpr const char* kSuperseded = "Superseded";
+
+// Keeps others from changing the side's identities. Taking it finishes what a killed run
+// began: containers that are noted as pending get their certificate into "My".
+class IdentityLock {
+  public:
+    explicit IdentityLock(platform::Side side);
+
+  private:
+    platform::ContainerLock lock_;
+};
+
+// Puts the certificates of a container that is noted as pending where the note wants them.
+void FinishPending(platform::Side side, const std::string& container);
+
+// One key of a side's containers.
+struct KeyPlace {
+    platform::Side side;
+    std::string container;
+    DWORD spec;
+};
+
+struct NewIdentity {
+    platform::Side side;
+    std::string container;  // empty: the certificate's common name, with a number if taken
+    DWORD type;
+    EVP_PKEY* key;
+    CertificatePointer certificate;
+    platform::Secret pin;
+    bool trusted;  // the certificate goes into "Root" as well
+};
+
+// A new container and the certificate in "My"; answers the container's name. All of it or,
+// when it throws, nothing. Under the lock, as all that changes.
+std::string SaveIdentity(const NewIdentity& identity);
+
+// The container that holds the key of this public one, other than `except`. Containers
+// that cannot be read, or tell nothing without a password, are passed over.
+std::optional<KeyPlace> FindKey(platform::Side side, EVP_PKEY* publicKey,
+                                const std::string& except = {});
+
+// Makes a certificate the one of a key, in the container and in "My". Those that led to the
+// key until now move to "Superseded"; answers how many did.
+std::size_t Bind(const KeyPlace& place, const CertificatePointer& certificate);
+
+// Takes away what in a store leads to a container; a certificate whose key another
+// container has leads there from then on.
+struct Released {
+    std::size_t removed = 0;
+    std::vector<std::string> rebound;  // the other containers' names
+};
+Released Release(platform::Side side, const char* store, const std::string& container);
+
+// Adds a certificate to a system store; one that is there already is fine.
+void AddToStore(platform::Side side, const char* store, const platform::Certificate& certificate);
+// Null when the store is not there.
+std::shared_ptr<platform::Store> OpenIfThere(platform::Side side, const char* name);
+
+// Where a certificate's property leads; none without one, or with a damaged one.
+std::optional<KeyPlace> PlaceOf(const platform::Certificate& certificate);
+
+}  // namespace kestrelctl

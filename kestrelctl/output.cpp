@@ -1,0 +1,172 @@
+// Printing, escaping and listings.
+#include "kestrelctl/output.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+
+#include "kestrelctl/cli.h"
+#include "platform/base/home.h"
+
+namespace kestrelctl {
+namespace {
+
+constexpr char32_t kNoCharacter = 0xFFFFFFFF;
+
+struct Range {
+    char32_t first;
+    char32_t last;
+};
+// C0, DEL and C1; the marks of Unicode's Bidi_Control property; line and paragraph ends.
+constexpr Range kHidden[] = {{0x00, 0x1F},     {0x7F, 0x9F},     {0x61C, 0x61C},
+                             {0x200E, 0x200F}, {0x2028, 0x202E}, {0x2066, 0x2069}};
+
+bool IsHidden(char32_t character) {
+    return std::ranges::any_of(
+        kHidden, [&](const Range& r) { return r.first <= character && character <= r.last; });
+}
+
+// How many bytes the character that begins with `lead` has, 0 for none (RFC 3629 3).
+std::size_t LengthOf(unsigned char lead) {
+    if (lead < 0x80) return 1;
+    if (lead >= 0xC2 && lead < 0xE0) return 2;
+    if (lead >= 0xE0 && lead < 0xF0) return 3;
+    return lead >= 0xF0 && lead < 0xF5 ? 4 : 0;
+}
+
+struct Character {
+    char32_t value = kNoCharacter;
+    std::string_view bytes;
+};
+
+bool IsScalar(char32_t value, std::size_t length) {
+    constexpr char32_t kLeast[] = {0, 0, 0x80, 0x800, 0x10000};
+    return value >= kLeast[length] && value <= 0x10FFFF && (value < 0xD800 || value > 0xDFFF);
+}
+
+// The first character; one byte without a value where it is no UTF-8.
+Character Next(std::string_view text) {
+    const auto lead = static_cast<unsigned char>(text[0]);
+    const std::size_t length = LengthOf(lead);
+    if (length == 1) return {lead, text.substr(0, 1)};
+    if (length == 0 || text.size() < length) return {kNoCharacter, text.substr(0, 1)};
+    char32_t value = lead & (0x7FU >> length);
+    for (const char c : text.substr(1, length - 1)) {
+        const auto byte = static_cast<unsigned char>(c);
+        if ((byte & 0xC0) != 0x80) return {kNoCharacter, text.substr(0, 1)};
+        value = value << 6 | (byte & 0x3F);
+    }
+    if (!IsScalar(value, length)) return {kNoCharacter, text.substr(0, 1)};
+    return {value, text.substr(0, length)};
+}
+
+std::string Escape(const char* format, char32_t value) {
+    char text[16];
+    std::snprintf(text, sizeof text, format, static_cast<unsigned>(value));
+    return text;
+}
+
+std::string VisibleForm(const Character& character) {
+    if (character.value == kNoCharacter) {
+        return Escape("\\x%02x", static_cast<unsigned char>(character.bytes[0]));
+    }
+    if (!IsHidden(character.value)) return std::string(character.bytes);
+    return Escape(character.value < 0x80 ? "\\x%02x" : "\\u%04x", character.value);
+}
+
+std::string JsonForm(const Character& character) {
+    if (character.value == kNoCharacter) return "\\ufffd";
+    if (character.value == '"' || character.value == '\\') {
+        return "\\" + std::string(character.bytes);
+    }
+    return IsHidden(character.value) ? Escape("\\u%04x", character.value)
+                                     : std::string(character.bytes);
+}
+
+template <class Form>
+std::string Rewrite(std::string_view text, Form form) {
+    std::string out;
+    while (!text.empty()) {
+        const Character character = Next(text);
+        out += form(character);
+        text.remove_prefix(character.bytes.size());
+    }
+    return out;
+}
+
+// Columns on a terminal: code points, which is near enough for names.
+std::size_t Width(std::string_view text) {
+    return static_cast<std::size_t>(std::ranges::count_if(
+        text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
+}
+
+}  // namespace
+
+std::string Visible(std::string_view text) { return Rewrite(text, VisibleForm); }
+
+std::string JsonText(std::string_view text) { return '"' + Rewrite(text, JsonForm) + '"'; }
+
+void Say(const std::string& line) { std::printf("%s\n", Visible(line).c_str()); }
+
+void Complain(const std::string& line) { std::fprintf(stderr, "%s\n", Visible(line).c_str()); }
+
+void FinishOutput() {
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+        throw Failure("cannot write the output");
+    }
+}
+
+void Listing::Print(bool json) const { json ? PrintJson() : PrintTable(); }
+
+void Listing::PrintJson() const {
+    std::printf("[");
+    for (std::size_t row = 0; row < rows_.size(); ++row) {
+        std::printf(row == 0 ? "\n  {" : ",\n  {");
+        for (std::size_t i = 0; i < columns_.size(); ++i) {
+            std::printf("%s%s: %s", i == 0 ? "" : ", ", JsonText(columns_[i]).c_str(),
+                        JsonText(rows_[row][i]).c_str());
+        }
+        std::printf("}");
+    }
+    std::printf(rows_.empty() ? "]\n" : "\n]\n");
+}
+
+void Listing::PrintTable() const {
+    std::vector<std::vector<std::string>> lines = {columns_};
+    for (const auto& row : rows_) {
+        lines.emplace_back();
+        for (const std::string& cell : row) lines.back().push_back(Visible(cell));
+    }
+    std::vector<std::size_t> widths(columns_.size());
+    for (const auto& line : lines) {
+        for (std::size_t i = 0; i < line.size(); ++i) {
+            widths[i] = std::max(widths[i], Width(line[i]));
+        }
+    }
+    for (const auto& line : lines) {
+        for (std::size_t i = 0; i < line.size(); ++i) {
+            const std::size_t pad = i + 1 == line.size() ? 0 : widths[i] - Width(line[i]) + 2;
+            std::printf("%s%*s", line[i].c_str(), static_cast<int>(pad), "");
+        }
+        std::printf("\n");
+    }
+}
+
+ExportFile::ExportFile(std::string name, bool force) : name_(std::move(name)) {
+    std::error_code error;
+    // Devices and pipes are there to be written to.
+    if (!IsOutput() && !force && std::filesystem::is_regular_file(name_, error)) {
+        throw Failure("'" + name_ + "' exists; --force overwrites it");
+    }
+}
+
+void ExportFile::Write(platform::ByteView content, unsigned mode) const {
+    if (!IsOutput()) return platform::ReplaceFile(name_, content, mode);
+    std::fwrite(content.data(), 1, content.size(), stdout);
+    FinishOutput();
+}
+
+void ExportFile::Report(const std::string& line) const { IsOutput() ? Complain(line) : Say(line); }
+
+}  // namespace kestrelctl

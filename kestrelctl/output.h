@@ -1,0 +1,55 @@
+// All that kestrelctl prints, and the files that it writes for people. What strangers named
+// (subjects, files, containers) never reaches a terminal raw: escaping is done here alone.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/base/bytes.h"
+
+namespace kestrelctl {
+
+// Control characters (C0, DEL, C1), marks that turn the direction of text, and bytes that
+// are no UTF-8, as \u202e or \xff.
+std::string Visible(std::string_view text);
+
+std::string JsonText(std::string_view text);
+
+// One line that says what was done, or standard error's share of it.
+void Say(const std::string& line);
+void Complain(const std::string& line);
+
+// Throws Failure when what was printed cannot have arrived.
+void FinishOutput();
+
+// A listing: rows of named values, as a table for people or as JSON.
+class Listing {
+  public:
+    explicit Listing(std::vector<std::string> columns) : columns_(std::move(columns)) {}
+    void Add(std::vector<std::string> row) { rows_.push_back(std::move(row)); }
+    void Print(bool json) const;
+
+  private:
+    void PrintJson() const;
+    void PrintTable() const;
+
+    std::vector<std::string> columns_;
+    std::vector<std::vector<std::string>> rows_;
+};
+
+// A file that a command writes for the user; "-" is standard output.
+class ExportFile {
+  public:
+    // Throws Failure for a file that exists, unless `force`: before any work is done.
+    ExportFile(std::string name, bool force);
+    void Write(platform::ByteView content, unsigned mode) const;
+    // Says a line: on standard error when the content went to standard output.
+    void Report(const std::string& line) const;
+
+  private:
+    [[nodiscard]] bool IsOutput() const { return name_ == "-"; }
+    std::string name_;
+};
+
+}  // namespace kestrelctl

@@ -1,0 +1,26 @@
+// Holders and small steps that reading and making PKCS #12 files share.
+#pragma once
+
+#include <openssl/pkcs12.h>
+
+#include <memory>
+
+#include "platform/base/bytes.h"
+#include "platform/certs/certificate.h"
+#include "platform/providers/openssl.h"
+
+namespace kestrelctl {
+
+using Pkcs12 = std::unique_ptr<PKCS12, platform::Freer<PKCS12_free>>;
+using NativeCertificate = std::unique_ptr<X509, platform::X509Deleter>;
+
+// The text with a terminator, wiped with its holder.
+inline platform::Secret Terminated(const platform::Secret& secret) {
+    platform::Bytes bytes = platform::Copy(secret.View());
+    bytes.push_back(0);
+    platform::Secret result{platform::ByteView(bytes)};
+    platform::Wipe(bytes);
+    return result;
+}
+
+}  // namespace kestrelctl

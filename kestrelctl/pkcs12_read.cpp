@@ -1,0 +1,214 @@
+// Reading PKCS #12 files: piece by piece, so that the work that a piece asks for is known
+// before it is done.
+#include <openssl/err.h>
+#include <openssl/provider.h>
+
+#include <algorithm>
+#include <optional>
+
+#include "kestrelctl/cli.h"
+#include "kestrelctl/pkcs12_file.h"
+#include "kestrelctl/pkcs12_parts.h"
+#include "platform/base/home.h"
+#include "platform/providers/round_budget.h"
+
+namespace kestrelctl {
+namespace {
+
+constexpr const char* kGostKey = "1.2.643.7.1.1.1.1";
+
+// A bag may hold bags (RFC 7292 4.2.6).
+constexpr int kDeepestBag = 8;
+
+using LegacyProvider = std::unique_ptr<OSSL_PROVIDER, platform::Freer<OSSL_PROVIDER_unload>>;
+void FreeContents(STACK_OF(PKCS7) * list) { sk_PKCS7_pop_free(list, PKCS7_free); }
+void FreeBags(STACK_OF(PKCS12_SAFEBAG) * list) {
+    sk_PKCS12_SAFEBAG_pop_free(list, PKCS12_SAFEBAG_free);
+}
+using Contents = std::unique_ptr<STACK_OF(PKCS7), platform::Freer<FreeContents>>;
+using Bags = std::unique_ptr<STACK_OF(PKCS12_SAFEBAG), platform::Freer<FreeBags>>;
+
+// An empty password and none at all derive different keys (RFC 7292 B.1).
+using Password = std::optional<platform::Secret>;
+
+// One walk over a file's bags. A piece that cannot be opened is passed over: whether what
+// was found will do is decided at the end.
+class Walk {
+  public:
+    explicit Walk(const Password& password) {
+        if (password) password_ = Terminated(*password);
+    }
+
+    void Take(const PKCS12* file) {
+        const Contents contents(PKCS12_unpack_authsafes(file));
+        for (int i = 0; i < sk_PKCS7_num(contents.get()); ++i) {
+            Take(sk_PKCS7_value(contents.get(), i));
+        }
+        ERR_clear_error();
+    }
+    std::vector<platform::EvpKey> keys;
+    std::vector<platform::Bytes> certificates;
+
+  private:
+    void Take(PKCS7* content) {
+        Bags bags;
+        if (PKCS7_type_is_data(content)) {
+            bags.reset(PKCS12_unpack_p7data(content));
+        } else if (PKCS7_type_is_encrypted(content) && content->d.encrypted != nullptr) {
+            budget_.Spend(content->d.encrypted->enc_data->algorithm);
+            bags.reset(PKCS12_unpack_p7encdata(content, Text(), Length()));
+        }
+        Take(bags.get(), 0);
+    }
+    void Take(const STACK_OF(PKCS12_SAFEBAG) * bags, int depth) {
+        for (int i = 0; i < sk_PKCS12_SAFEBAG_num(bags); ++i) {
+            Take(sk_PKCS12_SAFEBAG_value(bags, i), depth);
+        }
+    }
+    void Take(const PKCS12_SAFEBAG* bag, int depth) {
+        switch (PKCS12_SAFEBAG_get_nid(bag)) {
+            case NID_keyBag:
+                return TakeKey(PKCS12_SAFEBAG_get0_p8inf(bag));
+            case NID_pkcs8ShroudedKeyBag:
+                return TakeSealedKey(bag);
+            case NID_certBag:
+                return TakeCertificate(bag);
+            case NID_safeContentsBag:
+                if (depth < kDeepestBag) Take(PKCS12_SAFEBAG_get0_safes(bag), depth + 1);
+                return;
+            default:
+                return;
+        }
+    }
+    void TakeKey(const PKCS8_PRIV_KEY_INFO* info) {
+        platform::EvpKey key(info != nullptr ? EVP_PKCS82PKEY(info) : nullptr);
+        if (key) keys.push_back(std::move(key));
+    }
+    void TakeSealedKey(const PKCS12_SAFEBAG* bag) {
+        const X509_ALGOR* algorithm = nullptr;
+        X509_SIG_get0(PKCS12_SAFEBAG_get0_pkcs8(bag), &algorithm, nullptr);
+        budget_.Spend(algorithm);
+        const platform::PrivateKeyInfo info(PKCS12_decrypt_skey(bag, Text(), Length()));
+        TakeKey(info.get());
+    }
+    void TakeCertificate(const PKCS12_SAFEBAG* bag) {
+        if (PKCS12_SAFEBAG_get_bag_nid(bag) != NID_x509Certificate) return;
+        const NativeCertificate certificate(PKCS12_SAFEBAG_get1_cert(bag));
+        if (certificate) {
+            certificates.push_back(platform::EncodeWhole<X509>(&i2d_X509, certificate.get()));
+        }
+    }
+    [[nodiscard]] const char* Text() const {
+        return password_ ? password_->Text().data() : nullptr;
+    }
+    [[nodiscard]] int Length() const {
+        return password_ ? static_cast<int>(password_->View().size()) - 1 : 0;
+    }
+
+    Password password_;
+    platform::RoundBudget budget_;
+};
+
+bool BelongsTo(EVP_PKEY* key, const platform::Bytes& der) {
+    try {
+        const auto certificate = platform::Certificate::Parse(der);
+        const platform::EvpKey publicKey =
+            platform::PublicKeyFromInfo(certificate->Info().SubjectPublicKeyInfo);
+        return EVP_PKEY_eq(publicKey.get(), key) == 1;
+    } catch (const platform::Error&) {
+        return false;
+    }
+}
+
+// The first key that has its certificate, else the first key.
+Pkcs12Content Chosen(Walk walk) {
+    Pkcs12Content content;
+    if (walk.keys.empty()) return content;
+    auto key = walk.keys.begin();
+    auto own = walk.certificates.end();
+    for (auto at = walk.keys.begin(); at != walk.keys.end() && own == walk.certificates.end();
+         ++at) {
+        own = std::ranges::find_if(walk.certificates,
+                                   [&](const auto& der) { return BelongsTo(at->get(), der); });
+        if (own != walk.certificates.end()) key = at;
+    }
+    content.key = std::move(*key);
+    if (own == walk.certificates.end()) return content;
+    content.certificate = std::move(*own);
+    walk.certificates.erase(own);
+    content.others = std::move(walk.certificates);
+    return content;
+}
+
+bool Try(const PKCS12* file, const Password& password, Pkcs12Content& content) {
+    Walk walk(password);
+    walk.Take(file);
+    content = Chosen(std::move(walk));
+    return content.key != nullptr && !content.certificate.empty();
+}
+
+bool Load(const std::string& algorithm) {
+    try {
+        platform::EnsureAlgorithm(algorithm);
+        return true;
+    } catch (const platform::Error&) {
+        return false;
+    }
+}
+
+// GOST files use algorithms of the engine, old files ciphers of the legacy provider: each
+// is loaded only when a plain attempt fails.
+bool TryAll(const PKCS12* file, const Password& password, Pkcs12Content& content) {
+    if (Try(file, password, content)) return true;
+    if (Load(kGostKey) && Try(file, password, content)) return true;
+    const LegacyProvider legacy(OSSL_PROVIDER_try_load(nullptr, "legacy", 1));
+    return legacy != nullptr && Try(file, password, content);
+}
+
+// Whether the password is the one that the file was closed with, as far as that shows. An
+// empty one becomes none where the file means that.
+bool OpensMac(PKCS12* file, Password& password) {
+    if (PKCS12_mac_present(file) == 0) return true;
+    const ASN1_INTEGER* rounds = nullptr;
+    const X509_ALGOR* digest = nullptr;
+    PKCS12_get0_mac(nullptr, &digest, nullptr, &rounds, file);
+    platform::RoundBudget().Spend(rounds, digest);
+    const ASN1_OBJECT* object = nullptr;
+    X509_ALGOR_get0(&object, nullptr, nullptr, digest);
+    Load(platform::DottedOf(object));
+    const platform::Secret text = Terminated(*password);
+    const int length = static_cast<int>(text.View().size()) - 1;
+    if (PKCS12_verify_mac(file, text.Text().data(), length) == 1) return true;
+    if (length != 0 || PKCS12_verify_mac(file, nullptr, 0) != 1) return false;
+    password.reset();
+    return true;
+}
+
+Pkcs12Content Open(PKCS12* file, Password password, const std::string& name) {
+    Pkcs12Content content;
+    if (!OpensMac(file, password)) throw Failure("wrong password for '" + name + "'");
+    if (TryAll(file, password, content)) return content;
+    if (content.key != nullptr) throw Failure("'" + name + "' holds no certificate for its key");
+    if (PKCS12_mac_present(file) == 0) {
+        throw Failure("wrong password for '" + name + "', or no private key in it");
+    }
+    throw Failure("'" + name + "' holds no private key that can be used");
+}
+
+}  // namespace
+
+Pkcs12Content ReadPkcs12(const std::string& file, const platform::Secret& password) {
+    const platform::Bytes bytes = platform::ReadWholeFile(file);
+    const auto parsed = platform::DecodeWhole<Pkcs12>(&d2i_PKCS12, bytes);
+    if (!parsed) {
+        ERR_clear_error();
+        throw Failure("'" + file + "' is not a PKCS #12 file");
+    }
+    try {
+        return Open(parsed.get(), password, file);
+    } catch (const platform::TooManyRounds&) {
+        throw Failure("'" + file + "' asks for an absurd number of rounds of key derivation");
+    }
+}
+
+}  // namespace kestrelctl

@@ -1,0 +1,251 @@
+"""Identities as an administrator handles them: files in and out, names, lists, secrets."""
+
+import json
+import os
+import subprocess
+import time
+import unittest
+
+from kestrel_case import KESTRELCTL, KestrelCase
+
+
+class Identities(KestrelCase):
+    def rows(self, *columns):
+        return [tuple(row[name] for name in columns)
+                for row in json.loads(self.ctl("identity", "list", "--json"))]
+
+    def store(self, name):
+        return [row["subject"] for row in json.loads(self.ctl("store", "list", name, "--json"))]
+
+    def export(self, name, out, *options):
+        """A PKCS #12 file by openssl, of NAME.key and NAME.pem."""
+        self.openssl("pkcs12", "-export", "-inkey", f"{name}.key", "-in", f"{name}.pem",
+                     "-out", out, "-passout", "pass:p", *options)
+
+    def authority(self):
+        """root.pem, and ann.pem signed by it."""
+        self.make_certificate("ec", "ann")
+        self.openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", "root.key",
+                     "-subj", "/CN=root", "-out", "root.pem", "-days", "30")
+        self.renew("ann", "ann.pem")
+
+    def renew(self, name, out):
+        self.openssl("req", "-new", "-key", f"{name}.key", "-subj", f"/CN={name}", "-out", "x.csr")
+        self.openssl("x509", "-req", "-in", "x.csr", "-CA", "root.pem", "-CAkey", "root.key",
+                     "-CAcreateserial", "-days", "30", "-out", out)
+
+    def test_untrusted_import_says_what_to_trust(self):
+        self.authority()
+        self.export("ann", "alone.p12")
+        self.export("ann", "whole.p12", "-certfile", "root.pem")
+        _, text = self.openssl("x509", "-in", "root.pem", "-noout", "-fingerprint", "-sha256")
+        thumbprint = text.decode().partition("=")[2].strip().replace(":", "").lower().encode()
+        told = self.ctl("identity", "import", "alone.p12", "--password", "p")
+        self.assertIn(b"Not trusted yet: the certificate of its issuer, CN=root,", told)
+        self.assertIn(b"kestrelctl trust FILE", told)
+        told = self.ctl("identity", "import", "whole.p12", "--password", "p")
+        self.assertIn(b"SHA-256 " + thumbprint, told)
+        self.assertIn(b"identity import whole.p12 --trust", told)
+        told = self.ctl("identity", "import", "whole.p12", "--password", "p", "--trust")
+        self.assertNotIn(b"Not trusted", told)
+        self.assertEqual(self.store("Root"), ["CN=root"])
+
+    def test_second_import_finds_the_key(self):
+        self.make_certificate("rsa", "ann")
+        self.export("ann", "ann.p12")
+        take = ["identity", "import", "ann.p12", "--password", "p"]
+        self.ctl(*take, "--pin", "secret")
+        self.assertIn(b"Container 'ann' holds this key already", self.ctl(*take))
+        self.assertEqual(self.rows("container", "state"), [("ann", "")])
+        self.ctl(*take, "--container", "other", "--trust")
+        self.write("in", b"content")
+        self.assertIn(b"Container 'ann' has the same key",
+                      self.ctl("identity", "delete", "other"))
+        self.succeed("-sign", "-dn", "ann", "-pin", "secret", "in", "msg")
+        self.ctl("identity", "delete", "ann")
+        self.assertEqual((self.rows("container"), self.store("My")), ([], []))
+
+    def test_renewed_certificate(self):
+        self.make_identity("rsa", "ann", pin="secret")
+        self.openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", "root.key",
+                     "-subj", "/CN=root", "-out", "root.pem", "-days", "30")
+        self.ctl("trust", "root.pem")
+        self.write("in", b"content")
+        self.succeed("-encr", "-dn", "ann", "in", "old.msg")
+        self.renew("ann", "new.pem")
+        self.make_certificate("rsa", "bob")
+        self.assertIn(b"not one of a key",
+                      self.ctl("identity", "bind", "ann", "bob.pem", "--pin", "secret", status=1))
+        self.ctl("identity", "bind", "ann", "new.pem")
+        self.assertEqual((self.store("My"), self.store("Superseded")), (["CN=ann"], ["CN=ann"]))
+        _, issuer = self.openssl("x509", "-in", "new.pem", "-noout", "-issuer")
+        self.assertIn(b"root", issuer)
+        self.succeed("-sign", "-dn", "ann", "-norev", "-pin", "secret", "in", "msg")
+        self.succeed("-decr", "-uSuperseded", "-pin", "secret", "old.msg", "out")
+        self.assertEqual(self.read("out"), b"content")
+        self.ctl("identity", "delete", "ann")
+        self.assertEqual((self.store("My"), self.store("Superseded")), ([], []))
+
+    def test_list_shows_halves(self):
+        for name in ("whole", "bare", "empty", "gone", "unlisted"):
+            self.ctl("identity", "create", f"CN={name}", "--provtype", "16")
+        folder = os.path.join(self.home, "containers")
+        os.remove(os.path.join(folder, "bare", "exchange.cer"))
+        for file in ("exchange.cer", "exchange.key"):
+            os.remove(os.path.join(folder, "empty", file))
+        subprocess.run(["rm", "-r", os.path.join(folder, "gone")], check=True)
+        row = [r for r in json.loads(self.ctl("store", "list", "My", "--json"))
+               if r["subject"] == "CN=unlisted"]
+        self.ctl("store", "remove", "My", row[0]["thumbprint"])
+        self.assertEqual(self.rows("container", "subject", "state"),
+                         [("bare", "", "no certificate"), ("empty", "", "no key"),
+                          ("unlisted", "CN=unlisted", 'not in "My"'), ("whole", "CN=whole", ""),
+                          ("gone", "CN=gone", "no container")])
+        self.assertIn(b"1 certificate",
+                      self.ctl("identity", "delete", "gone"))
+
+    def test_export(self):
+        self.authority()
+        self.ctl("trust", "root.pem")
+        self.export("ann", "ann.p12")
+        self.ctl("identity", "import", "ann.p12", "--password", "p")
+        out = ["identity", "export", "ann"]
+        rows = [
+            ("today", [], b"MAC: sha256, Iteration 100000", b"AES-256-CBC, Iteration 100000"),
+            ("legacy", ["--legacy"], b"MAC: sha1, Iteration 2048", b"3-KeyTripleDES-CBC"),
+        ]
+        for name, options, mac, cipher in rows:
+            with self.subTest(name):
+                content = self.ctl(*out, "-", "--password", "q", *options)
+                info = subprocess.run(["openssl", "pkcs12", "-info", "-nodes", "-passin", "pass:q"],
+                                      input=content, capture_output=True, check=True)
+                self.assertIn(mac, info.stderr)
+                self.assertIn(cipher, info.stderr)
+                self.assertEqual(info.stdout.count(b"BEGIN CERTIFICATE"), 2)
+        self.assertIn(b"--force", self.ctl(*out, "ann.p12", "--password", "q", status=1))
+        self.openssl("pkcs12", "-in", "ann.p12", "-passin", "pass:p", "-noout")
+        self.ctl(*out, "ann.p12", "--password", "q", "--force")
+        self.openssl("pkcs12", "-in", "ann.p12", "-passin", "pass:q", "-noout")
+
+    def test_files_of_other_programs(self):
+        self.make_certificate("rsa", "ann")
+        rows = [
+            ("old ciphers", ["-legacy"]),
+            ("no password check", ["-nomac"]),
+            ("nothing closed", ["-keypbe", "NONE", "-certpbe", "NONE"]),
+            ("sha512", ["-macalg", "sha512"]),
+        ]
+        for name, options in rows:
+            with self.subTest(name):
+                self.export("ann", "ann.p12", *options)
+                self.ctl("identity", "import", "ann.p12", "--password", "p")
+                self.assertNotEqual(self.rows("container"), [])
+                self.ctl("identity", "delete", "ann")
+        self.openssl("pkcs12", "-export", "-inkey", "ann.key", "-in", "ann.pem", "-out", "e.p12",
+                     "-passout", "pass:")
+        self.ctl("identity", "import", "e.p12", "--password", "")
+
+    def test_absurd_rounds_end_at_once(self):
+        self.make_certificate("rsa", "ann")
+        # 70,000 rounds: of the certificates' cipher and the key's, and last of a MAC over both.
+        for options, first, count in ((["-nomac", "-certpbe", "AES-256-CBC"], 0, 2), ([], 2, 3)):
+            self.export("ann", "ann.p12", "-iter", "70000", *options)
+            good = self.read("ann.p12")
+            number = b"\x02\x03\x01\x11\x70"
+            places = [at for at in range(len(good)) if good.startswith(number, at)]
+            self.assertEqual(len(places), count)
+            for at in places[first:]:
+                for rounds in (b"\x7f\xff\xff", b"\x80\x00\x00"):
+                    with self.subTest(options, at=at, rounds=rounds):
+                        self.write("bad.p12", good[:at + 2] + rounds + good[at + 5:])
+                        self.assertIn(b"absurd number of rounds", self.import_at_once("bad.p12"))
+        self.export("ann", "fine.p12", "-iter", "600000")
+        self.ctl("identity", "import", "fine.p12", "--password", "p")
+
+    def import_at_once(self, file):
+        begun = time.monotonic()
+        words = self.ctl("identity", "import", file, "--password", "p", status=1)
+        self.assertLess(time.monotonic() - begun, 2)
+        return words
+
+    def test_strangers_text_is_escaped(self):
+        rows = [
+            ("escape", "CN=a\x1b[31mb", b"a\\x1b[31mb", b"a\\u001b[31mb"),
+            ("c1", "CN=a\u009bb", b"a\\u009bb", b"a\\u009bb"),
+            ("bidi", "CN=a\u202eb", b"a\\u202eb", b"a\\u202eb"),
+            ("delete", "CN=a\x7fb", b"a\\x7fb", b"a\\u007fb"),
+            ("letters", "CN=Анна", "Анна".encode(), "Анна".encode()),
+        ]
+        for name, subject, shown, in_json in rows:
+            with self.subTest(name):
+                self.ctl("identity", "create", subject, "--provtype", "16", "--container", name)
+                table = [line for line in self.ctl("identity", "list").split(b"\n")
+                         if line.startswith(name.encode())]
+                row = [line for line in self.ctl("identity", "list", "--json").split(b"\n")
+                       if b'"' + name.encode() + b'"' in line]
+                for text, form in ((table[0], shown), (row[0], in_json)):
+                    # A name may come as "#" and hexadecimal digits already.
+                    self.assertTrue(form in text or b"#" in text, text)
+                    self.assertNotIn(b"\x1b", text)
+                    self.assertNotIn("\u202e".encode(), text)
+        error = self.ctl("identity", "import", "no\x1b[2J\nsuch\udcff.p12", "--password", "p",
+                         status=1)
+        self.assertIn(b"no\\x1b[2J\\x0asuch\\xff.p12", error)
+
+    def test_what_cannot_be_read_is_named(self):
+        def no_folder(home):
+            self.write("home/containers", b"a file")
+        def loop(home):
+            os.symlink("containers", os.path.join(home, "containers"))
+        def damaged_store(home):
+            self.write("home/stores.db", b"no database" * 1000)
+        def unreadable_store(home):
+            os.mkdir(os.path.join(home, "stores.db"))
+        rows = [
+            (no_folder, b"containers"), (loop, b"containers"),
+            (damaged_store, b"stores.db"), (unreadable_store, b"stores.db"),
+        ]
+        for spoil, named in rows:
+            with self.subTest(spoil.__name__):
+                subprocess.run(["rm", "-rf", self.home], check=True)
+                os.mkdir(self.home)
+                spoil(self.home)
+                self.assertIn(named, self.ctl("identity", "list", status=1))
+                if named == b"containers":
+                    status, body = self.kestrel("-CSPcert", "-provtype", "24", "-duOut")
+                    self.assertNotEqual(status, 0)
+                    self.assertNotIn(b"Containers not found", body)
+
+    def test_output_that_does_not_arrive(self):
+        work = [KESTRELCTL, "identity", "create", "CN=x", "--provtype", "16"]
+        rows = [("full", ">/dev/full"), ("closed", ">&-"), ("all closed", "<&- >&- 2>&-")]
+        for name, redirection in rows:
+            with self.subTest(name):
+                done = subprocess.run(["sh", "-c", f'"$@" {redirection}', "sh", *work],
+                                      env=self.env, capture_output=True, check=False)
+                self.assertEqual(done.returncode, 1)
+        self.assertEqual(self.rows("container", "state"), [("x", ""), ("x-2", ""), ("x-3", "")])
+
+    def test_password_leaves_the_arguments(self):
+        os.mkfifo(self.path("wait"))
+        for words in (["--password", "hidden123"], ["--password=hidden123"]):
+            with self.subTest(words):
+                process = subprocess.Popen([KESTRELCTL, "identity", "import", self.path("wait"),
+                                            *words], env=self.env, stderr=subprocess.DEVNULL)
+                with open(self.path("wait"), "wb"):  # it has come to reading the file
+                    with open(f"/proc/{process.pid}/cmdline", "rb") as file:
+                        self.assertNotIn(b"hidden123", file.read())
+                self.assertEqual(process.wait(20), 1)
+
+    def test_names_taken_and_type_one(self):
+        runs = [subprocess.Popen([KESTRELCTL, "identity", "create", "CN=x", "--provtype", "16"],
+                                 env=self.env, stdout=subprocess.DEVNULL) for _ in range(6)]
+        self.assertEqual([run.wait(60) for run in runs], [0] * 6)
+        self.assertEqual(self.rows("container"), [("x",)] + [(f"x-{n}",) for n in range(2, 7)])
+        self.ctl("identity", "create", "CN=one", "--provtype", "1", "--container", "one")
+        self.assertIn(("one", "1"), self.rows("container", "provtype"))
+        self.ctl("identity", "create", "CN=one", "--container", "one", status=1)
+
+
+if __name__ == "__main__":
+    unittest.main()
