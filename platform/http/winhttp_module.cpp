@@ -1,13 +1,14 @@
 // The procedures of winhttp.dll by name.
 
 #include "platform/http/curl_library.h"
+#include "platform/http/ground.h"
 #include "platform/http/modules.h"
 
 namespace platform {
 namespace {
 
 #define ROW(call) \
-    { #call, reinterpret_cast < FARPROC>(&call) }
+    { #call, reinterpret_cast < FARPROC>(reinterpret_cast <void*>(&call)) }
 
 const Procedure kProcedures[] = {
     ROW(WinHttpAddRequestHeaders),
