@@ -123,8 +123,8 @@ void Fill(asn1rt::ASN1Context& context, asn1data::GeneralName& record, const CGe
         case Impl::kDNSName:
             return FillText(context, record.u.dNSName, *value.GetDNSName());
         case Impl::kDirectoryName:
-            record.u.directoryName = &NewIn<asn1data::Name>(context);
-            return FillName(context, *record.u.directoryName, *value.GetDirectoryName());
+            record.u.directoryName = &NewIn<asn1rt::ASN1OpenType>(context);
+            return Fill(context, *record.u.directoryName, *value.GetDirectoryName());
         case Impl::kUniformResourceIdentifier:
             return FillText(context, record.u.uniformResourceIdentifier,
                             *value.GetUniformResourceIdentifier());
@@ -147,7 +147,7 @@ void Read(const asn1data::GeneralName& record, CGeneralName& value) {
             return value.SetDNSName(ReadText(*record.u.dNSName));
         case Impl::kDirectoryName: {
             CBlob name;
-            ReadName(*record.u.directoryName, name);
+            Read(*record.u.directoryName, name);
             return value.SetDirectoryName(name);
         }
         case Impl::kUniformResourceIdentifier:

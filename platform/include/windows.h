@@ -150,6 +150,7 @@ typedef struct _SECURITY_ATTRIBUTES SECURITY_ATTRIBUTES, *LPSECURITY_ATTRIBUTES;
 #define E_FAIL ((HRESULT)0x80004005)
 #define E_ACCESSDENIED ((HRESULT)0x80070005)
 #define E_OUTOFMEMORY ((HRESULT)0x8007000E)
+#define SEC_E_CONTEXT_EXPIRED ((HRESULT)0x80090317)
 #define E_INVALIDARG ((HRESULT)0x80070057)
 
 #define SCARD_W_WRONG_CHV ((DWORD)0x8010006B)
@@ -193,6 +194,7 @@ __attribute__((noreturn)) void WINAPI ExitProcess(UINT code);
 // ---- text and time -----------------------------------------------------------
 
 #define CP_ACP 0
+#define CP_THREAD_ACP 3
 #define CP_UTF8 65001
 #define MB_ERR_INVALID_CHARS 0x00000008
 
