@@ -1,4 +1,4 @@
-// Modules, memory blocks, version and end of the process.
+// Memory blocks, version and end of the process.
 #include <unistd.h>
 
 #include <cstdlib>
@@ -24,13 +24,8 @@ HLOCAL WINAPI LocalFree(HLOCAL memory) {
     return nullptr;
 }
 
-HMODULE WINAPI LoadLibraryA(LPCSTR) {
-    SetLastError(ERROR_DLL_NOT_FOUND);
-    return nullptr;
-}
-
-HMODULE WINAPI GetModuleHandleA(LPCSTR) {
-    SetLastError(ERROR_MOD_NOT_FOUND);
+HGLOBAL WINAPI GlobalFree(HGLOBAL memory) {
+    std::free(memory);
     return nullptr;
 }
 

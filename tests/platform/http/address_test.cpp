@@ -1,0 +1,2 @@
+// Addresses taken apart.
+#include <gtest/gtest.h>
