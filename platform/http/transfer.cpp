@@ -80,6 +80,8 @@ std::optional<Bytes> Transfer::TakeBody() {
 }
 
 const ResponseHead& Transfer::Receive() {
+    // The server would wait for the rest, and the caller for the server.
+    if (!BodyTold() && !HeadFinal()) throw Error(ERROR_WINHTTP_INCORRECT_HANDLE_STATE);
     Drive([this] { return HeadFinal(); });
     if (fault_ && !HeadFinal()) throw Error(*fault_);
     return head_;
