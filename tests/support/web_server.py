@@ -3,10 +3,12 @@
 web_server.py LOG [CERT:KEY[:CLIENT_CA] ...] listens in clear and then under each certificate,
 prints its ports in one line and ends with its standard input. LOG gets a line a request."""
 
+import base64
 import http.server
 import os
 import socketserver
 import ssl
+import struct
 import sys
 import threading
 import time
@@ -152,6 +154,21 @@ class Handler(http.server.BaseHTTPRequestHandler):
         name = "Proxy-Authenticate" if "proxy" in self.query else "WWW-Authenticate"
         return self.answer(407 if "proxy" in self.query else 401,
                            [(name, value) for value in values], b"who are you?")
+
+
+    # Asks for NTLM's three messages (MS-NLMP 2.2.1) and takes any third one.
+    def on_ntlm(self, request):
+        scheme, _, token = self.headers.get("Authorization", "").partition(" ")
+        message = base64.b64decode(token)
+        if scheme == "NTLM" and message[:9] == b"NTLMSSP\0\3":
+            return self.on_echo(request)
+        challenge = "NTLM"
+        if scheme == "NTLM" and message[:9] == b"NTLMSSP\0\1":
+            flags = 0x00808205  # Unicode, target wanted, NTLM, always sign, target info
+            challenge += " " + base64.b64encode(
+                b"NTLMSSP\0" + struct.pack("<IHHII8s8xHHI", 2, 0, 0, 48, flags, b"12345678",
+                                           4, 4, 48) + bytes(4)).decode()
+        return self.answer(401, [("WWW-Authenticate", challenge)], b"who are you?")
 
 
 class Server(socketserver.ThreadingMixIn, http.server.HTTPServer):
