@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "platform/http/call_guard.h"
 #include "platform/http/faults.h"
 
 namespace platform {
@@ -19,7 +20,11 @@ constexpr DWORD kProxyUnauthorized = 407;
 
 }  // namespace
 
-Transfer::~Transfer() { Stop(); }
+Transfer::~Transfer() {
+    const CallGuard guard;
+    Stop();
+    multi_.reset();
+}
 
 void Transfer::Stop() {
     if (easy_) Curl().curl_multi_remove_handle(multi_.get(), easy_.get());
@@ -40,6 +45,7 @@ void Transfer::PrepareTls() {
 }
 
 void Transfer::Start(TransferRequest request) {
+    const CallGuard guard;
     Stop();
     request_ = std::move(request);
     PrepareTls();
@@ -120,6 +126,7 @@ bool Transfer::HeadFinal() const {
 
 template <class Until>
 void Transfer::Drive(Until until) {
+    const CallGuard guard;
     progress_ = Clock::now();
     while (!finished_ && !until()) {
         Step();
@@ -190,6 +197,7 @@ Error Transfer::FaultFrom(CURLcode outcome) const {
 
 void Transfer::Resume() {
     if (finished_ || (!sendPaused_ && !receivePaused_)) return;
+    const CallGuard guard;
     sendPaused_ = receivePaused_ = false;
     Curl().curl_easy_pause(easy_.get(), CURLPAUSE_CONT);
 }

@@ -157,6 +157,8 @@ TEST_F(ExchangeTest, ConnectionsThatCannotBeMade) {
     } rows[] = {
         {"127.0.0.1", "", ERROR_WINHTTP_CANNOT_CONNECT, "127.0.0.1:1"},
         {"no-such-host.invalid", "", ERROR_WINHTTP_NAME_NOT_RESOLVED, "no-such-host.invalid:1"},
+        {"\u043d\u0435\u0442.invalid", "", ERROR_WINHTTP_NAME_NOT_RESOLVED,
+         "\u043d\u0435\u0442.invalid:1"},
         {"127.0.0.1", "no-such-proxy.invalid", ERROR_WINHTTP_NAME_NOT_RESOLVED,
          "no-such-proxy.invalid:80"},
     };

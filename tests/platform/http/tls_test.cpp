@@ -94,6 +94,16 @@ TEST_F(TlsTest, RootOfBothSidesIsTrusted) {
     EXPECT_EQ(Exchange(Own().good, "/", true).Run(), static_cast<DWORD>(ERROR_FILE_CORRUPT));
 }
 
+// The engine of other algorithms, once loaded, serves the whole process.
+TEST_F(TlsTest, StandsBesideTheGostEngine) {
+    Trust(Side::User);
+    EXPECT_EQ(Exchange(Own().good, "/", true).Run(), 0U);
+    EnsureAlgorithm(oid::kGostR3410_2012_256);
+    const Bytes before = Digest(oid::kGostR3411_2012_256).Value();
+    EXPECT_EQ(Exchange(Own().good, "/", true).Run(), 0U);
+    EXPECT_EQ(Digest(oid::kGostR3411_2012_256).Value(), before);
+}
+
 // Refused once, sent again with more trust on the same handle.
 TEST_F(TlsTest, RulesMayChangeBetweenSends) {
     Exchange exchange(Own().strange, "/", true);
