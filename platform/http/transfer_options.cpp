@@ -1,6 +1,4 @@
 // A transfer's request as libcurl wants it told.
-#include <unistd.h>
-
 #include <algorithm>
 #include <limits>
 
@@ -9,10 +7,6 @@
 
 namespace platform {
 namespace {
-
-constexpr const char* kSystemRoots = "/etc/ssl/certs/ca-certificates.crt";
-
-bool Readable(const char* file) { return access(file, R_OK) == 0; }
 
 long Milliseconds(const Timeouts& timeouts) {
     // libcurl has one limit for name and connection, and a default of its own for 0.
@@ -138,8 +132,9 @@ void Transfer::SetTls() {
     Set(CURLOPT_SSL_VERIFYPEER, 1L);
     const bool anyName = (request_.tls.ignored & SECURITY_FLAG_IGNORE_CERT_CN_INVALID) != 0;
     Set(CURLOPT_SSL_VERIFYHOST, anyName ? 0L : 2L);
-    // A bundle that is not installed is no reason to fail: "Root" may have what is needed.
-    Set(CURLOPT_CAINFO, Readable(kSystemRoots) ? kSystemRoots : static_cast<const char*>(nullptr));
+    // Whom to trust is the guard's: libcurl would read the system's bundle for each connection.
+    Set(CURLOPT_CAINFO, static_cast<const char*>(nullptr));
+    Set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
     Set(CURLOPT_SSL_CTX_FUNCTION, &OnTls);
     Set(CURLOPT_SSL_CTX_DATA, this);
 }
