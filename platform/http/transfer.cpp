@@ -175,15 +175,19 @@ bool Transfer::TunnelRefused(CURLcode outcome) const {
 
 Error Transfer::FaultFrom(CURLcode outcome) const {
     if (callbackFault_) return *callbackFault_;
-    const DWORD fault = FaultOf(outcome);
-    const std::string text = errorText_;
-    const std::string peer = outcome == CURLE_COULDNT_RESOLVE_PROXY || outcome == CURLE_PROXY
-                                 ? request_.proxy.hostAndPort
-                                 : request_.url.HostAndPort();
-    if (tls_ && tls_->CertificateMissed() &&
-        (fault == ERROR_WINHTTP_SECURE_FAILURE || fault == ERROR_WINHTTP_CONNECTION_ERROR)) {
-        return Error(ERROR_WINHTTP_CLIENT_AUTH_CERT_NEEDED, peer);
+    DWORD fault = FaultOf(outcome);
+    const bool answered = connected_ && head_.Complete();
+    const bool closed = fault == ERROR_WINHTTP_CONNECTION_ERROR;
+    if (tls_ && tls_->CertificateMissed() && !answered &&
+        (closed || fault == ERROR_WINHTTP_SECURE_FAILURE)) {
+        return Error(ERROR_WINHTTP_CLIENT_AUTH_CERT_NEEDED, request_.url.HostAndPort());
     }
+    // A proxy that makes no way to the server.
+    const bool noWay = closed && !connected_ && !request_.proxy.Direct();
+    if (noWay) fault = ERROR_WINHTTP_CANNOT_CONNECT;
+    const bool proxysFault =
+        noWay || outcome == CURLE_COULDNT_RESOLVE_PROXY || outcome == CURLE_PROXY;
+    const std::string peer = proxysFault ? request_.proxy.hostAndPort : request_.url.HostAndPort();
     switch (fault) {
         case ERROR_WINHTTP_NAME_NOT_RESOLVED:
         case ERROR_WINHTTP_CANNOT_CONNECT:
@@ -191,7 +195,7 @@ Error Transfer::FaultFrom(CURLcode outcome) const {
         case ERROR_WINHTTP_CONNECTION_ERROR:
             return Error(fault, peer);
         default:
-            return Error(fault, text);
+            return Error(fault, errorText_);
     }
 }
 

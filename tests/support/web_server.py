@@ -52,7 +52,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
                       f"cookie={self.headers.get('Cookie', '-')} body={len(request)}\n")
         getattr(self, "on_" + path.strip("/").replace("-", "_"), self.on_missing)(request)
 
-    do_GET = do_POST = do_PUT = do_HEAD = serve
+    do_GET = do_POST = do_PUT = do_HEAD = do_CONNECT = serve
 
     def on_missing(self, _):
         self.answer(404, body=b"nothing here")

@@ -1,4 +1,5 @@
 // Logins and proxies: what goes out, when, and to whom.
+#include "platform/base/error.h"
 #include "platform/base/text.h"
 #include "tests/platform/http/servers.h"
 
@@ -222,6 +223,26 @@ TEST_F(LoginTest, SquidWantsALogin) {
     }
 }
 
+// What is for the server alone is not for the proxy that makes the way to it.
+TEST_F(LoginTest, ATunnelIsMadeWithoutTheServersSecrets) {
+    const std::string refusing = "127.0.0.1:" + std::to_string(Own().clear);
+    Exchange exchange(Own().good, "/echo", true, "GET", refusing);
+    WinHttpAddRequestHeaders(exchange.Get(), L"Authorization: Basic c2VjcmV0",
+                             static_cast<DWORD>(-1), WINHTTP_ADDREQ_FLAG_ADD);
+    TakeLog();
+    EXPECT_EQ(exchange.Run(), static_cast<DWORD>(ERROR_WINHTTP_CANNOT_CONNECT));
+    EXPECT_EQ(LastErrorDetail(ERROR_WINHTTP_CANNOT_CONNECT), refusing);
+    const std::string log = TakeLog();
+    EXPECT_TRUE(log.starts_with("CONNECT ")) << log;
+    EXPECT_NE(log.find(" auth=- "), log.npos) << log;
+    // Through one that lets us, the answer is the server's.
+    Exchange through(Real().tls, "/nothing-there", true, "GET",
+                     "ann:right%20one@127.0.0.1:" + std::to_string(Real().proxy));
+    EXPECT_EQ(through.Flags(SECURITY_FLAG_IGNORE_UNKNOWN_CA), 0U);
+    EXPECT_EQ(through.Run(), 0U);
+    EXPECT_EQ(through.Status(), 404U);
+}
+
 // Both a proxy and a server that want one, each its own.
 TEST_F(LoginTest, ProxyAndServerOneBehindTheOther) {
     const std::string squid = "127.0.0.1:" + std::to_string(Real().proxy);
@@ -261,6 +282,11 @@ TEST_F(LoginTest, AProxyIsTakenOrPassedBy) {
                   FALSE);
         EXPECT_EQ(exchange.Send(), 0U);
     }
+    // Nor does the environment add to a list that was given.
+    setenv("no_proxy", "127.0.0.1", 1);
+    EXPECT_EQ(Exchange(Own().clear, "/", false, "GET", dead).Run(),
+              static_cast<DWORD>(ERROR_WINHTTP_CANNOT_CONNECT));
+    unsetenv("no_proxy");
     // The environment is for sessions that ask for the user's settings, and for no others.
     setenv("http_proxy", dead.c_str(), 1);
     EXPECT_EQ(Exchange(Own().clear, "/").Run(), 0U);
