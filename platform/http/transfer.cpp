@@ -114,8 +114,9 @@ std::size_t Transfer::Read(void* buffer, std::size_t size) {
 // A head is final when nothing can follow but its body. What libcurl answers to a challenge
 // by itself shows only later: it passes over that answer's body.
 bool Transfer::HeadFinal() const {
-    if (bodyBegun_ || finished_) return head_.Complete() && (finished_ || bodyBegun_);
-    if (!head_.Complete() || !connected_ || head_.Status() < kFirstFinalStatus) return false;
+    if (!head_.Complete()) return false;
+    if (bodyBegun_ || (finished_ && !fault_)) return true;
+    if (!connected_ || head_.Status() < kFirstFinalStatus) return false;
     const bool challenge =
         (head_.Status() == kUnauthorized && request_.server.schemes != 0) ||
         (head_.Status() == kProxyUnauthorized && request_.proxyLogin.schemes != 0);

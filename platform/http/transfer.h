@@ -70,6 +70,8 @@ class Transfer {
     std::size_t Await();
     std::size_t Read(void* buffer, std::size_t size);
 
+    // What there is of the head, whatever became of the answer.
+    [[nodiscard]] const ResponseHead& Head() const { return head_; }
     [[nodiscard]] const TransferRequest& Request() const { return request_; }
     // The body that was sent, for a resend; no value when not all of it was kept.
     [[nodiscard]] std::optional<Bytes> TakeBody();

@@ -98,8 +98,6 @@ void Transfer::SetHeaders() {
         add(header.value.empty() ? header.name + ";" : header.name + ": " + header.value);
     }
     Set(CURLOPT_HTTPHEADER, headerLines_.get());
-    // Ours are for the server's eyes, also when a proxy makes the way to it.
-    Set(CURLOPT_HEADEROPT, static_cast<long>(CURLHEADER_SEPARATE));
     if (!request_.agent.empty()) Set(CURLOPT_USERAGENT, request_.agent.c_str());
 }
 
@@ -117,8 +115,10 @@ void Transfer::SetLogin(const Login& login, CURLoption schemes, CURLoption user,
                         CURLoption password) {
     if (login.schemes == 0) return;
     long bits = CurlSchemes(login.schemes);
-    // One scheme alone would go out at once, where it needs nothing of the server.
-    const bool wait = !login.challenged || login.schemes == WINHTTP_AUTH_SCHEME_DIGEST;
+    // One scheme alone goes out at once. Digest needs a fresh nonce first, for which libcurl
+    // would send the request without its body: only a body that comes but once needs that.
+    const bool kept = request_.body.size() == request_.bodySize;
+    const bool wait = !login.challenged || (kept && login.schemes == WINHTTP_AUTH_SCHEME_DIGEST);
     if (wait) bits = static_cast<long>(static_cast<unsigned long>(bits) | CURLAUTH_ONLY);
     Set(schemes, bits);
     Set(user, login.user.c_str());

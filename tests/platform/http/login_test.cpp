@@ -119,6 +119,27 @@ TEST_F(LoginTest, NothingBeforeAChallenge) {
     }
 }
 
+// A body in pieces is not kept: a challenge that wants it once more is told to the caller,
+// once.
+TEST_F(LoginTest, ABodyInPiecesHasToBeSentAgain) {
+    const struct {
+        const char* page;
+        DWORD scheme;
+    } rows[] = {{"basic/page", kBasic}, {"digest/page", kDigest}};
+    for (const auto& row : rows) {
+        const Exchange exchange(Real().clear, row.page, false, "POST");
+        EXPECT_EQ(exchange.Login(kServer, row.scheme, L"ann", L"right one"), 0U);
+        const DWORD expected[] = {ERROR_WINHTTP_RESEND_REQUEST, 0};
+        for (const DWORD error : expected) {
+            char first[] = "ab";
+            ASSERT_NE(WinHttpSendRequest(exchange.Get(), nullptr, 0, first, 2, 4, 0), FALSE);
+            ASSERT_NE(WinHttpWriteData(exchange.Get(), "cd", 2, nullptr), FALSE);
+            EXPECT_EQ(exchange.Receive(), error) << row.page;
+        }
+        EXPECT_EQ(exchange.Status(), 200U) << row.page;
+    }
+}
+
 // The user's ticket alone stands for the user, and only where leave was given.
 TEST_F(LoginTest, AutologonSendsNoPassword) {
     for (const DWORD level :
@@ -181,6 +202,7 @@ TEST_F(LoginTest, NothingSecretGoesToAnotherServer) {
     TakeLog();
     EXPECT_EQ(exchange.Run(), 0U);
     EXPECT_EQ(exchange.Status(), 401U);
+    EXPECT_EQ(exchange.Run(), 0U);
     EXPECT_EQ(TakeLog().find("auth=Basic"), std::string::npos);
 }
 
