@@ -106,7 +106,7 @@ std::size_t Transfer::Await() {
 
 std::size_t Transfer::Read(void* buffer, std::size_t size) {
     const std::size_t count = std::min(Await(), size);
-    std::memcpy(buffer, received_.data() + receivedAt_, count);
+    if (count > 0) std::memcpy(buffer, received_.data() + receivedAt_, count);
     receivedAt_ += count;
     return count;
 }
