@@ -8,6 +8,7 @@ namespace Ferroline::ASN1 {
 namespace {
 
 constexpr asn1rt::ASN1TAG kSequenceTag = 0x20000010;
+constexpr std::uint8_t kSequence = 0x30;
 
 }  // namespace
 
@@ -63,7 +64,11 @@ std::vector<CBlob> DecodeCertificateValues(const CBlob& encoded) {
         asn1rt::ASN1TAG tag = 0;
         Check(xd_peek_tag(context, tag));
         if (tag != kSequenceTag) Fail(CRYPT_E_ASN1_INTERNAL);
-        return ReadElements(context, kSequenceTag);
+        std::vector<CBlob> certificates = ReadElements(context, kSequenceTag);
+        for (const CBlob& one : certificates) {
+            if (one.GetData()[0] != kSequence) Fail(CRYPT_E_ASN1_INTERNAL);
+        }
+        return certificates;
     });
 }
 

@@ -25,7 +25,7 @@ void PutComponent(std::wstring_view piece, LPWSTR& text, DWORD& length) {
             length = size + 1;
             throw Error(ERROR_INSUFFICIENT_BUFFER);
         }
-        std::memcpy(text, piece.data(), piece.size() * sizeof(wchar_t));
+        piece.copy(text, piece.size());
         text[piece.size()] = L'\0';
     }
     length = size;

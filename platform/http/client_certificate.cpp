@@ -16,12 +16,8 @@ namespace {
 
 constexpr std::size_t kMostIssuers = 10;
 
-std::shared_ptr<EVP_PKEY> KeyByProperty(const Certificate& certificate) {
-    const auto property = certificate.properties.find(CERT_KEY_PROV_INFO_PROP_ID);
-    if (property == certificate.properties.end()) {
-        throw Error(ERROR_WINHTTP_CLIENT_CERT_NO_PRIVATE_KEY);
-    }
-    const KeyProviderInfo info = ParseKeyProviderInfo(property->second);
+std::shared_ptr<EVP_PKEY> KeyByProperty(ByteView property) {
+    const KeyProviderInfo info = ParseKeyProviderInfo(property);
     const Side side = (info.flags & CRYPT_MACHINE_KEYSET) != 0 ? Side::Machine : Side::User;
     const ProviderRow* row = FindProvider(info.type);
     if (row == nullptr) throw Error(NTE_PROV_TYPE_NOT_DEF);
@@ -37,9 +33,13 @@ std::shared_ptr<EVP_PKEY> OpenKey(const Certificate& certificate) {
     if (const KeyContext* context = certificate.keyContext.get()) {
         return PrivateKeyOf(context->Provider(), context->KeySpec());
     }
-    static auto* const opened = new std::map<Bytes, std::shared_ptr<EVP_PKEY>>;
-    std::shared_ptr<EVP_PKEY>& key = (*opened)[Copy(certificate.Der())];
-    if (!key) key = KeyByProperty(certificate);
+    const auto property = certificate.properties.find(CERT_KEY_PROV_INFO_PROP_ID);
+    if (property == certificate.properties.end()) {
+        throw Error(ERROR_WINHTTP_CLIENT_CERT_NO_PRIVATE_KEY);
+    }
+    static auto* const opened = new std::map<std::pair<Bytes, Bytes>, std::shared_ptr<EVP_PKEY>>;
+    std::shared_ptr<EVP_PKEY>& key = (*opened)[{Copy(certificate.Der()), property->second}];
+    if (!key) key = KeyByProperty(property->second);
     return key;
 }
 

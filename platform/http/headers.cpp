@@ -9,7 +9,7 @@
 namespace platform {
 namespace {
 
-constexpr std::size_t kMostHeadBytes = 1 << 20;
+constexpr std::size_t kMostHeadBytes = 256 * 1024;  // libcurl itself ends at 300 KiB
 constexpr std::string_view kBlanks = " \t";
 
 std::string_view Trimmed(std::string_view text) {

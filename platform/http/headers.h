@@ -34,7 +34,7 @@ class RequestHeaders {
 // another answer.
 class ResponseHead {
   public:
-    // Throws ERROR_WINHTTP_INVALID_SERVER_RESPONSE when it grows past a megabyte.
+    // Throws ERROR_WINHTTP_INVALID_SERVER_RESPONSE when it grows past 256 KiB.
     void AddLine(std::string_view line);
 
     [[nodiscard]] bool Complete() const { return complete_; }

@@ -97,19 +97,37 @@ std::size_t Request::Read(void* buffer, std::size_t size) {
 void Request::Receive() {
     Require(State::Sent);
     if (state_ == State::Answered) throw Error(ERROR_WINHTTP_INCORRECT_HANDLE_STATE);
-    head_ = transfer_.Receive();
+    ReceiveHead();
     for (int count = 0; FollowRedirect(); ++count) {
         if (count == kMostRedirects) throw Error(ERROR_WINHTTP_REDIRECT_FAILED);
-        head_ = transfer_.Receive();
-    }
-    if (const auto challenge = ChallengeOf(head_)) {
-        credentials_[challenge->target].challenged |= challenge->supported;
+        ReceiveHead();
     }
     state_ = State::Answered;
 }
 
+void Request::ReceiveHead() {
+    try {
+        head_ = transfer_.Receive();
+    } catch (const Error& error) {
+        // Sent once more, the request must not meet the same challenge unprepared.
+        if (error.Code() == ERROR_WINHTTP_RESEND_REQUEST) NoteChallenge(transfer_.Head());
+        throw;
+    }
+    NoteChallenge(head_);
+}
+
+void Request::NoteChallenge(const ResponseHead& head) {
+    const auto challenge = ChallengeOf(head);
+    if (!challenge) return;
+    // Another server's challenge is none of the first one's.
+    const bool proxys = challenge->target == WINHTTP_AUTH_TARGET_PROXY;
+    if (!proxys && !transfer_.Request().url.SameOrigin(url_)) return;
+    credentials_[challenge->target].challenged |= challenge->supported;
+}
+
 // Starts the next request when the answer leads on. An answer that leads nowhere, to another
-// protocol or out of a secure connection is the caller's to look at.
+// protocol or out of a secure connection is the caller's to look at, and one that needs a body
+// that was not kept.
 bool Request::FollowRedirect() {
     const std::vector<std::string> locations = head_.Values("Location");
     if (!Redirects(head_.Status()) || locations.empty()) return false;
@@ -123,7 +141,7 @@ bool Request::FollowRedirect() {
     }
     const std::uint64_t size = transfer_.Request().bodySize;
     auto body = transfer_.TakeBody();
-    if (!body) throw Error(ERROR_WINHTTP_RESEND_REQUEST);
+    if (!body) return false;
     Start(*std::move(to), std::move(verb), *std::move(body), size);
     return true;
 }

@@ -66,7 +66,7 @@ class Request : public InternetObject {
     void Send(ByteView body, std::uint64_t total);
     void Write(ByteView piece);
     // Follows redirects. Throws ERROR_WINHTTP_REDIRECT_FAILED when there are too many,
-    // ERROR_WINHTTP_RESEND_REQUEST when a redirect needs a body that was not kept.
+    // ERROR_WINHTTP_RESEND_REQUEST when a challenge needs a body that was not kept.
     void Receive();
 
     // The three throw ERROR_WINHTTP_INCORRECT_HANDLE_STATE before an answer.
@@ -78,6 +78,8 @@ class Request : public InternetObject {
     enum class State { Open, Sent, Answered };
 
     void Start(HttpUrl url, std::string verb, Bytes body, std::uint64_t total);
+    void ReceiveHead();
+    void NoteChallenge(const ResponseHead& head);
     bool FollowRedirect();
     [[nodiscard]] Login LoginFor(DWORD target, const HttpUrl& url) const;
     [[nodiscard]] TlsRules TlsRulesFor(const HttpUrl& url);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "platform/http/call_guard.h"
 #include "platform/http/faults.h"
 
 namespace platform {
@@ -19,7 +20,11 @@ constexpr DWORD kProxyUnauthorized = 407;
 
 }  // namespace
 
-Transfer::~Transfer() { Stop(); }
+Transfer::~Transfer() {
+    const CallGuard guard;
+    Stop();
+    multi_.reset();
+}
 
 void Transfer::Stop() {
     if (easy_) Curl().curl_multi_remove_handle(multi_.get(), easy_.get());
@@ -40,6 +45,7 @@ void Transfer::PrepareTls() {
 }
 
 void Transfer::Start(TransferRequest request) {
+    const CallGuard guard;
     Stop();
     request_ = std::move(request);
     PrepareTls();
@@ -80,6 +86,8 @@ std::optional<Bytes> Transfer::TakeBody() {
 }
 
 const ResponseHead& Transfer::Receive() {
+    // The server would wait for the rest, and the caller for the server.
+    if (!BodyTold() && !HeadFinal()) throw Error(ERROR_WINHTTP_INCORRECT_HANDLE_STATE);
     Drive([this] { return HeadFinal(); });
     if (fault_ && !HeadFinal()) throw Error(*fault_);
     return head_;
@@ -98,7 +106,7 @@ std::size_t Transfer::Await() {
 
 std::size_t Transfer::Read(void* buffer, std::size_t size) {
     const std::size_t count = std::min(Await(), size);
-    std::memcpy(buffer, received_.data() + receivedAt_, count);
+    if (count > 0) std::memcpy(buffer, received_.data() + receivedAt_, count);
     receivedAt_ += count;
     return count;
 }
@@ -106,8 +114,9 @@ std::size_t Transfer::Read(void* buffer, std::size_t size) {
 // A head is final when nothing can follow but its body. What libcurl answers to a challenge
 // by itself shows only later: it passes over that answer's body.
 bool Transfer::HeadFinal() const {
-    if (bodyBegun_ || finished_) return head_.Complete() && (finished_ || bodyBegun_);
-    if (!head_.Complete() || !connected_ || head_.Status() < kFirstFinalStatus) return false;
+    if (!head_.Complete()) return false;
+    if (bodyBegun_ || (finished_ && !fault_)) return true;
+    if (!connected_ || head_.Status() < kFirstFinalStatus) return false;
     const bool challenge =
         (head_.Status() == kUnauthorized && request_.server.schemes != 0) ||
         (head_.Status() == kProxyUnauthorized && request_.proxyLogin.schemes != 0);
@@ -118,6 +127,7 @@ bool Transfer::HeadFinal() const {
 
 template <class Until>
 void Transfer::Drive(Until until) {
+    const CallGuard guard;
     progress_ = Clock::now();
     while (!finished_ && !until()) {
         Step();
@@ -166,15 +176,19 @@ bool Transfer::TunnelRefused(CURLcode outcome) const {
 
 Error Transfer::FaultFrom(CURLcode outcome) const {
     if (callbackFault_) return *callbackFault_;
-    const DWORD fault = FaultOf(outcome);
-    const std::string text = errorText_;
-    const std::string peer = outcome == CURLE_COULDNT_RESOLVE_PROXY || outcome == CURLE_PROXY
-                                 ? request_.proxy.hostAndPort
-                                 : request_.url.HostAndPort();
-    if (tls_ && tls_->CertificateMissed() &&
-        (fault == ERROR_WINHTTP_SECURE_FAILURE || fault == ERROR_WINHTTP_CONNECTION_ERROR)) {
-        return Error(ERROR_WINHTTP_CLIENT_AUTH_CERT_NEEDED, peer);
+    DWORD fault = FaultOf(outcome);
+    const bool answered = connected_ && head_.Complete();
+    const bool closed = fault == ERROR_WINHTTP_CONNECTION_ERROR;
+    if (tls_ && tls_->CertificateMissed() && !answered &&
+        (closed || fault == ERROR_WINHTTP_SECURE_FAILURE)) {
+        return Error(ERROR_WINHTTP_CLIENT_AUTH_CERT_NEEDED, request_.url.HostAndPort());
     }
+    // A proxy that makes no way to the server.
+    const bool noWay = closed && !connected_ && !request_.proxy.Direct();
+    if (noWay) fault = ERROR_WINHTTP_CANNOT_CONNECT;
+    const bool proxysFault =
+        noWay || outcome == CURLE_COULDNT_RESOLVE_PROXY || outcome == CURLE_PROXY;
+    const std::string peer = proxysFault ? request_.proxy.hostAndPort : request_.url.HostAndPort();
     switch (fault) {
         case ERROR_WINHTTP_NAME_NOT_RESOLVED:
         case ERROR_WINHTTP_CANNOT_CONNECT:
@@ -182,12 +196,13 @@ Error Transfer::FaultFrom(CURLcode outcome) const {
         case ERROR_WINHTTP_CONNECTION_ERROR:
             return Error(fault, peer);
         default:
-            return Error(fault, text);
+            return Error(fault, errorText_);
     }
 }
 
 void Transfer::Resume() {
     if (finished_ || (!sendPaused_ && !receivePaused_)) return;
+    const CallGuard guard;
     sendPaused_ = receivePaused_ = false;
     Curl().curl_easy_pause(easy_.get(), CURLPAUSE_CONT);
 }

@@ -63,13 +63,15 @@ class Transfer {
     void Start(TransferRequest request);
     // More of the body. Throws ERROR_INVALID_PARAMETER past the size that was told.
     void Write(ByteView piece);
-    [[nodiscard]] bool BodySent() const { return handedOut_ + Unsent() == request_.bodySize; }
-    // Waits for the head of the answer.
+    // Waits for the head of the answer. Throws ERROR_WINHTTP_INCORRECT_HANDLE_STATE while a
+    // part of the body is missing.
     const ResponseHead& Receive();
     // Waits for some of the answer's body: the count that is there, 0 at its end.
     std::size_t Await();
     std::size_t Read(void* buffer, std::size_t size);
 
+    // What there is of the head, whatever became of the answer.
+    [[nodiscard]] const ResponseHead& Head() const { return head_; }
     [[nodiscard]] const TransferRequest& Request() const { return request_; }
     // The body that was sent, for a resend; no value when not all of it was kept.
     [[nodiscard]] std::optional<Bytes> TakeBody();
@@ -105,6 +107,7 @@ class Transfer {
     [[nodiscard]] Error FaultFrom(CURLcode outcome) const;
     [[nodiscard]] bool TunnelRefused(CURLcode outcome) const;
     [[nodiscard]] std::size_t Unsent() const { return request_.body.size() - bodyAt_; }
+    [[nodiscard]] bool BodyTold() const { return handedOut_ + Unsent() == request_.bodySize; }
     [[nodiscard]] bool HeadFinal() const;
     void Resume();
 

@@ -1,6 +1,4 @@
 // A transfer's request as libcurl wants it told.
-#include <unistd.h>
-
 #include <algorithm>
 #include <limits>
 
@@ -9,10 +7,6 @@
 
 namespace platform {
 namespace {
-
-constexpr const char* kSystemRoots = "/etc/ssl/certs/ca-certificates.crt";
-
-bool Readable(const char* file) { return access(file, R_OK) == 0; }
 
 long Milliseconds(const Timeouts& timeouts) {
     // libcurl has one limit for name and connection, and a default of its own for 0.
@@ -104,8 +98,6 @@ void Transfer::SetHeaders() {
         add(header.value.empty() ? header.name + ";" : header.name + ": " + header.value);
     }
     Set(CURLOPT_HTTPHEADER, headerLines_.get());
-    // Ours are for the server's eyes, also when a proxy makes the way to it.
-    Set(CURLOPT_HEADEROPT, static_cast<long>(CURLHEADER_SEPARATE));
     if (!request_.agent.empty()) Set(CURLOPT_USERAGENT, request_.agent.c_str());
 }
 
@@ -123,8 +115,10 @@ void Transfer::SetLogin(const Login& login, CURLoption schemes, CURLoption user,
                         CURLoption password) {
     if (login.schemes == 0) return;
     long bits = CurlSchemes(login.schemes);
-    // One scheme alone would go out at once, where it needs nothing of the server.
-    const bool wait = !login.challenged || login.schemes == WINHTTP_AUTH_SCHEME_DIGEST;
+    // One scheme alone goes out at once. Digest needs a fresh nonce first, for which libcurl
+    // would send the request without its body: only a body that comes but once needs that.
+    const bool kept = request_.body.size() == request_.bodySize;
+    const bool wait = !login.challenged || (kept && login.schemes == WINHTTP_AUTH_SCHEME_DIGEST);
     if (wait) bits = static_cast<long>(static_cast<unsigned long>(bits) | CURLAUTH_ONLY);
     Set(schemes, bits);
     Set(user, login.user.c_str());
@@ -138,8 +132,9 @@ void Transfer::SetTls() {
     Set(CURLOPT_SSL_VERIFYPEER, 1L);
     const bool anyName = (request_.tls.ignored & SECURITY_FLAG_IGNORE_CERT_CN_INVALID) != 0;
     Set(CURLOPT_SSL_VERIFYHOST, anyName ? 0L : 2L);
-    // A bundle that is not installed is no reason to fail: "Root" may have what is needed.
-    Set(CURLOPT_CAINFO, Readable(kSystemRoots) ? kSystemRoots : static_cast<const char*>(nullptr));
+    // Whom to trust is the guard's: libcurl would read the system's bundle for each connection.
+    Set(CURLOPT_CAINFO, static_cast<const char*>(nullptr));
+    Set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
     Set(CURLOPT_SSL_CTX_FUNCTION, &OnTls);
     Set(CURLOPT_SSL_CTX_DATA, this);
 }

@@ -1,12 +1,16 @@
 #include "platform/http/trust.h"
 
+#include <openssl/err.h>
 #include <openssl/x509_vfy.h>
 
 #include "platform/base/error.h"
 #include "platform/http/curl_library.h"
+#include "platform/providers/openssl.h"
 
 namespace platform {
 namespace {
+
+constexpr const char* kSystemRoots = "/etc/ssl/certs/ca-certificates.crt";
 
 // Faults of a chain that a flag takes away. The server's name is compared by libcurl.
 constexpr struct {
@@ -40,6 +44,40 @@ int OnFault(int good, X509_STORE_CTX* chain) {
     // What stays here is taken for the outcome later.
     X509_STORE_CTX_set_error(chain, X509_V_OK);
     return 1;
+}
+
+using TrustHolder = std::unique_ptr<X509_STORE, Freer<X509_STORE_free>>;
+
+TrustHolder MakeStore(const std::vector<std::shared_ptr<Certificate>>& roots) {
+    TrustHolder store(X509_STORE_new());
+    if (!store) throw Error(ERROR_OUTOFMEMORY);
+    // A bundle that is not installed is no reason to fail: "Root" may have what is needed.
+    X509_STORE_load_file(store.get(), kSystemRoots);
+    for (const auto& root : roots) {
+        try {
+            X509_STORE_add_cert(store.get(), root->Native());
+        } catch (const Error&) {
+            continue;  // one that OpenSSL cannot read signs nothing that it could check
+        }
+    }
+    // What stands in "Root" is trusted, whoever signed it.
+    X509_STORE_set_flags(store.get(), X509_V_FLAG_TRUSTED_FIRST | X509_V_FLAG_PARTIAL_CHAIN);
+    ERR_clear_error();
+    return store;
+}
+
+// Reading the bundle takes longer than all the rest of a connection, so it is kept while
+// "Root" says the same. Never destroyed: OpenSSL may have ended before.
+X509_STORE* TrustedStore(const std::vector<std::shared_ptr<Certificate>>& roots) {
+    struct Kept {
+        std::vector<Bytes> roots;
+        TrustHolder store;
+    };
+    static auto* const kept = new Kept;
+    std::vector<Bytes> encoded;
+    for (const auto& root : roots) encoded.push_back(Copy(root->Der()));
+    if (!kept->store || kept->roots != encoded) *kept = {encoded, MakeStore(roots)};
+    return kept->store.get();
 }
 
 }  // namespace
@@ -77,14 +115,7 @@ bool TlsGuard::ApplyIdentity(SSL_CTX* context) const {
 
 bool TlsGuard::Apply(SSL_CTX* context) {
     const CurlLibrary& curl = Curl();
-    X509_STORE* trusted = curl.SSL_CTX_get_cert_store(context);
-    for (const auto& root : roots_) {
-        try {
-            X509_STORE_add_cert(trusted, root->Native());
-        } catch (const Error&) {
-            continue;  // one that OpenSSL cannot read signs nothing that it could check
-        }
-    }
+    curl.SSL_CTX_set1_cert_store(context, TrustedStore(roots_));
     curl.SSL_CTX_set_cert_verify_callback(context, &OnVerify, this);
     curl.SSL_CTX_set_cert_cb(context, &OnCertificateWanted, this);
     return !rules_.identity || ApplyIdentity(context);

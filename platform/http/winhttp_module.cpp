@@ -7,8 +7,13 @@
 namespace platform {
 namespace {
 
+template <class Function>
+FARPROC AddressOf(Function* function) {
+    return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(function));
+}
+
 #define ROW(call) \
-    { #call, reinterpret_cast < FARPROC>(reinterpret_cast <void*>(&call)) }
+    Procedure { #call, AddressOf(&call) }
 
 const Procedure kProcedures[] = {
     ROW(WinHttpAddRequestHeaders),
