@@ -4,9 +4,9 @@ set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
-build_packages=(g++ cmake ninja-build pkg-config libssl-dev libsqlite3-dev libboost-dev
+build_packages=(g++ cmake ninja-build pkg-config libssl-dev libcurl4-openssl-dev libsqlite3-dev libboost-dev
   libengine-gost-openssl openssl ca-certificates)
-test_packages=(libgtest-dev python3 gpgsm gpg-agent gpgconf git strace)
+test_packages=(libgtest-dev python3 gpgsm gpg-agent gpgconf git strace apache2-bin squid)
 check_packages=(clang-format clang-tidy)
 windows_packages=(g++-mingw-w64-x86-64-posix wine64)
 bench_packages=(libbenchmark-dev python3 time)
@@ -23,8 +23,9 @@ need() {
   [ "$(id -u)" -eq 0 ] || as_root=(sudo)
   echo "Installing ${missing[*]}"
   "${as_root[@]}" apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends \
-    "${missing[@]}" >/dev/null
+  # Servers that only the tests want (squid) must not start as services of the machine.
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive SYSTEMD_OFFLINE=1 RUNLEVEL=1 \
+    apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
 # Configures and builds a preset; the build's own lines show only when it fails.

@@ -2,10 +2,15 @@
 #include "stamps/attribute.h"
 
 #include "asn1data/CryptographicMessageSyntax.h"
-#include "asn1data/ETS_ElectronicSignatureFormats_97Syntax.h"
 #include "stamps/generated.h"
 
 namespace Ferroline::ASN1 {
+namespace {
+
+constexpr asn1rt::ASN1TAG kSequenceTag = 0x20000010;
+constexpr std::uint8_t kSequence = 0x30;
+
+}  // namespace
 
 void Fill(asn1rt::ASN1Context& context, asn1data::Attribute& record, const CAttribute& value) {
     Fill(context, record.type, value.oid);
@@ -51,8 +56,20 @@ std::string DecodeContentType(const CBlob& encoded) {
 }
 
 std::vector<CBlob> DecodeCertificateValues(const CBlob& encoded) {
-    Decoded<asn1data::ASN1C_CertificateValues, asn1data::CertificateValues> record(encoded.Bytes());
-    return ReadElements(record.Rewound(), 0x20000010);
+    // Not as records: a certificate that the codec cannot take apart is one all the same.
+    return Guarded([&] {
+        if (encoded.IsEmpty()) Fail(CRYPT_E_ASN1_INTERNAL);
+        asn1rt::ASN1BERDecodeBuffer buffer(encoded.GetData(), encoded.GetSize());
+        asn1rt::ASN1Context& context = *buffer.getContextPtr();
+        asn1rt::ASN1TAG tag = 0;
+        Check(xd_peek_tag(context, tag));
+        if (tag != kSequenceTag) Fail(CRYPT_E_ASN1_INTERNAL);
+        std::vector<CBlob> certificates = ReadElements(context, kSequenceTag);
+        for (const CBlob& one : certificates) {
+            if (one.GetData()[0] != kSequence) Fail(CRYPT_E_ASN1_INTERNAL);
+        }
+        return certificates;
+    });
 }
 
 }  // namespace Ferroline::ASN1

@@ -29,6 +29,11 @@ CBlob ReadBytes(const asn1rt::ASN1DynOctStr& member) {
     return bytes;
 }
 
+// A Name is kept as it stands; that it is one at all is all that is asked.
+void CheckIsSequence(const CBlob& name) {
+    if (name.IsEmpty() || name.GetData()[0] != 0x30) Fail(CRYPT_E_ASN1_INTERNAL);
+}
+
 }  // namespace
 
 const ChoiceValueTraits* CGeneralNameImpl::GetTraits(std::uint32_t selector) const {
@@ -123,8 +128,9 @@ void Fill(asn1rt::ASN1Context& context, asn1data::GeneralName& record, const CGe
         case Impl::kDNSName:
             return FillText(context, record.u.dNSName, *value.GetDNSName());
         case Impl::kDirectoryName:
-            record.u.directoryName = &NewIn<asn1data::Name>(context);
-            return FillName(context, *record.u.directoryName, *value.GetDirectoryName());
+            CheckIsSequence(*value.GetDirectoryName());
+            record.u.directoryName = &NewIn<asn1rt::ASN1OpenType>(context);
+            return Fill(context, *record.u.directoryName, *value.GetDirectoryName());
         case Impl::kUniformResourceIdentifier:
             return FillText(context, record.u.uniformResourceIdentifier,
                             *value.GetUniformResourceIdentifier());
@@ -147,7 +153,7 @@ void Read(const asn1data::GeneralName& record, CGeneralName& value) {
             return value.SetDNSName(ReadText(*record.u.dNSName));
         case Impl::kDirectoryName: {
             CBlob name;
-            ReadName(*record.u.directoryName, name);
+            Read(*record.u.directoryName, name);
             return value.SetDirectoryName(name);
         }
         case Impl::kUniformResourceIdentifier:

@@ -121,13 +121,4 @@ std::wstring NameToText(const CBlob& encoded) {
     });
 }
 
-void FillName(asn1rt::ASN1Context& context, asn1data::Name& record, const CBlob& encoded) {
-    Decoded<asn1data::ASN1C_Name, asn1data::Name> name(encoded.Bytes());
-    Check(asn1data::asn1Copy_Name(context, *name, record));
-}
-
-void ReadName(asn1data::Name& record, CBlob& encoded) {
-    encoded = EncodeRecord<asn1data::ASN1C_Name>(record);
-}
-
 }  // namespace Ferroline::ASN1

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "asn1data/records.h"
+#include "front/core/holders.h"
 #include "stamps/algorithm.h"
 #include "stamps/attribute.h"
 #include "stamps/general_name.h"
@@ -52,8 +53,8 @@ struct CSignerInfo {
     CBlob signature;
 };
 
-// A token: what was signed, who signed it, and what came along. The functions below fill
-// its parts, and throw CRYPT_E_ASN1_INTERNAL for bytes that do not decode.
+// A token: what was signed, who signed it, and what came along. It owns its message, so it
+// moves and is not copied.
 struct CTokenInfo {
     std::uint32_t version = 0;
     std::string policy;
@@ -69,20 +70,20 @@ struct CTokenInfo {
     std::optional<CAttributes> signedAttributes;
     std::optional<CAttributes> unsignedAttributes;
     std::optional<std::vector<CBlob>> certificates;
+    kestrel::MessageHolder message;
     CSignerInfo signer;
     CBlob encoded;  // the whole token
 
-    // Everything, from a TimeStampToken. Throws CRYPT_E_BAD_MSG when it is no signed TSTInfo.
-    // What stands behind the token is left out.
+    // Everything, from a TimeStampToken (RFC 3161 2.4.2), read as a message: what else may
+    // stand in one, as answers of OCSP or certificates of other kinds, does not matter. Throws
+    // CRYPT_E_BAD_MSG when it is no TSTInfo, CRYPT_E_ASN1_INTERNAL for parts that do not
+    // decode, and what the message object says of other messages.
     void Decode(const CBlob& token);
 };
 
-// From a TSTInfo. Throws E_INVALIDARG for a version of more than four bytes, an accuracy
-// that is negative or beyond 32 bits, and a name that CGeneralName does not keep.
+// From a TSTInfo. Throws CRYPT_E_ASN1_INTERNAL, and E_INVALIDARG for a version of more than
+// four bytes and a name that CGeneralName does not keep.
 void ReadContent(const CBlob& tstInfo, CTokenInfo& token);
-// The signer and the attributes, from a SignerInfo (RFC 3369) that names its certificate by
-// issuer and serial number.
-void ReadSigner(const CBlob& signerInfo, CTokenInfo& token);
 
 // The codes of PKIStatus.
 inline constexpr std::uint32_t kGranted = 0;

@@ -1,8 +1,4 @@
 // The entry points of the time-stamp client (RFC 3161) for the message commands.
-//
-// THE CLIENT IS NOT BUILT YET. Every call below fails with last error
-// ERROR_CALL_NOT_IMPLEMENTED, so that a command which is asked for a time stamp stops
-// with that error instead of leaving the stamp out.
 #pragma once
 
 #include <windows.h>

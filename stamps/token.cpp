@@ -4,7 +4,7 @@
 #include "asn1data/CryptographicMessageSyntax.h"
 #include "asn1data/PKIXTSP.h"
 #include "stamps/generated.h"
-#include "stamps/name_text.h"
+#include "stamps/message_param.h"
 #include "stamps/stamp_records.h"
 
 namespace Ferroline::PKI {
@@ -12,7 +12,6 @@ namespace {
 
 using ASN1::ReadOid;
 
-constexpr std::string_view kSignedDataOid = "1.2.840.113549.1.7.2";
 constexpr std::string_view kTstInfoOid = "1.2.840.113549.1.9.16.1.4";
 
 // Folds the bytes of the version. The factor was meant to be 256; users of the
@@ -33,48 +32,77 @@ void ReadOptional(bool present, const Record& record, std::optional<Value>& valu
     if (present) Read(record, value.emplace());
 }
 
-// Those of the set that are plain certificates, by their tag.
-std::vector<CBlob> ReadCertificates(asn1rt::ASN1Context& context) {
-    int length = 0;
-    ASN1::Check(xd_match1(context, 0x30, length));
-    const asn1rt::ASN1Contents contents(context, length);
-    std::vector<CBlob> certificates = ASN1::ReadElements(context, 0xA0000000);
-    std::erase_if(certificates, [](const CBlob& one) { return one.GetData()[0] != 0x30; });
-    return certificates;
+// What does not fit is cut.
+std::uint32_t LowBits(const asn1rt::ASN1BigInt& record) {
+    CBigInteger bytes;
+    ASN1::Read(record, bytes);
+    std::uint32_t number = 0;
+    for (const std::uint8_t byte : bytes.Bytes()) number = number << 8 | byte;
+    return number;
 }
 
-void ReadSigner(const asn1data::SignerInfo& record, CTokenInfo& token) {
+void ReadSigner(const asn1data::SignerInfo& record, CSignerInfo& signer) {
     using ASN1::Read;
     if (record.sid.t != asn1data::SignerIdentifier::kIssuerAndSerialNumber) {
         Fail(CRYPT_E_ASN1_INTERNAL);
     }
-    token.signer.version = ASN1::ReadUnsigned(record.version);
-    ASN1::ReadName(record.sid.u.issuerAndSerialNumber->issuer, token.signer.issuer);
-    Read(record.sid.u.issuerAndSerialNumber->serialNumber, token.signer.serial);
-    Read(record.digestAlgorithm, token.signer.digestAlgorithm);
-    Read(record.signatureAlgorithm, token.signer.signatureAlgorithm);
-    Read(record.signature, token.signer.signature);
-    ReadOptional(record.m.signedAttrsPresent, record.signedAttrs, token.signedAttributes);
-    ReadOptional(record.m.unsignedAttrsPresent, record.unsignedAttrs, token.unsignedAttributes);
+    signer.version = ASN1::ReadUnsigned(record.version);
+    Read(record.sid.u.issuerAndSerialNumber->issuer, signer.issuer);
+    Read(record.sid.u.issuerAndSerialNumber->serialNumber, signer.serial);
+    Read(record.digestAlgorithm, signer.digestAlgorithm);
+    Read(record.signatureAlgorithm, signer.signatureAlgorithm);
+    Read(record.signature, signer.signature);
 }
 
-void ReadSignedData(asn1data::SignedData& record, CTokenInfo& token) {
-    if (ReadOid(record.encapContentInfo.eContentType) != kTstInfoOid) Fail(CRYPT_E_BAD_MSG);
-    if (!record.encapContentInfo.m.eContentPresent) Fail(CRYPT_E_BAD_MSG);
-    if (record.signerInfos.count == 0) Fail(CRYPT_E_BAD_MSG);
-    CBlob content;
-    ASN1::Read(record.encapContentInfo.eContent, content);
-    ReadContent(content, token);
-    ReadSigner(*record.signerInfos.begin(), token);
+std::optional<CAttributes> ReadAttributes(HCRYPTMSG message, DWORD param) {
+    const SignerAttributes attributes = SignerAttributes::Of(message, param);
+    if (!attributes.IsPresent()) return std::nullopt;
+    CAttributes values;
+    for (const CRYPT_ATTRIBUTE& attribute : attributes.List()) {
+        for (DWORD i = 0; i < attribute.cValue; ++i) {
+            const CRYPT_ATTR_BLOB& value = attribute.rgValue[i];
+            values.push_back({attribute.pszObjId, CBlob(value.pbData, value.cbData)});
+        }
+    }
+    return values;
+}
+
+std::optional<std::vector<CBlob>> ReadCertificates(HCRYPTMSG message) {
+    const DWORD count = MessageNumber(message, CMSG_CERT_COUNT_PARAM);
+    if (count == 0) return std::nullopt;
+    std::vector<CBlob> certificates;
+    for (DWORD i = 0; i < count; ++i) {
+        certificates.push_back(MessageParam(message, CMSG_CERT_PARAM, i));
+    }
+    return certificates;
+}
+
+// Some services wrap the content once more.
+CBlob Unwrapped(CBlob content) {
+    constexpr std::uint8_t kOctetString = 4;
+    if (content.IsEmpty() || content.GetData()[0] != kOctetString) return content;
+    return ASN1::Guarded([&] {
+        asn1rt::ASN1BERDecodeBuffer buffer(content.GetData(), content.GetSize());
+        asn1rt::ASN1DynOctStr octets;
+        ASN1::Check(xd_octstr(*buffer.getContextPtr(), octets, asn1rt::kExplicit, 0));
+        CBlob inner;
+        ASN1::Read(octets, inner);
+        return inner;
+    });
+}
+
+std::string InnerType(HCRYPTMSG message) {
+    const CBlob type = MessageParam(message, CMSG_INNER_CONTENT_TYPE_PARAM);
+    return reinterpret_cast<const char*>(type.GetData());
 }
 
 }  // namespace
 
 void Read(const asn1data::Accuracy& record, CAccuracy& value) {
     value = {};
-    if (record.m.secondsPresent) value.seconds = ASN1::ReadUnsigned(record.seconds);
-    if (record.m.millisPresent) value.millis = static_cast<std::uint32_t>(record.millis);
-    if (record.m.microsPresent) value.micros = static_cast<std::uint32_t>(record.micros);
+    if (record.m.secondsPresent) value.seconds = LowBits(record.seconds);
+    if (record.m.millisPresent) value.millis = LowBits(record.millis);
+    if (record.m.microsPresent) value.micros = LowBits(record.micros);
 }
 
 void ReadContent(const CBlob& tstInfo, CTokenInfo& token) {
@@ -93,20 +121,18 @@ void ReadContent(const CBlob& tstInfo, CTokenInfo& token) {
     ReadOptional(record->m.extensionsPresent, record->extensions, token.extensions);
 }
 
-void ReadSigner(const CBlob& signerInfo, CTokenInfo& token) {
-    ASN1::Decoded<asn1data::ASN1C_SignerInfo, asn1data::SignerInfo> record(signerInfo.Bytes());
-    ReadSigner(*record, token);
-}
-
 void CTokenInfo::Decode(const CBlob& token) {
-    ASN1::Decoded<asn1data::ASN1C_ContentInfo, asn1data::ContentInfo> info(token.Bytes());
-    if (ReadOid(info->contentType) != kSignedDataOid) Fail(CRYPT_E_BAD_MSG);
-    const std::span<const std::uint8_t> content(info->content.data, info->content.numocts);
-    ASN1::Decoded<asn1data::ASN1C_SignedData, asn1data::SignedData> record(content);
-    ReadSignedData(*record, *this);
-    certificates.reset();
-    if (record->m.certificatesPresent) certificates = ReadCertificates(record.Rewound());
-    encoded = CBlob(token.GetData(), info.Size());
+    OpenMessage(token.GetData(), token.GetSize(), message);
+    const CBlob content = Unwrapped(MessageParam(message.get(), CMSG_CONTENT_PARAM));
+    if (InnerType(message.get()) != kTstInfoOid) Fail(CRYPT_E_BAD_MSG);
+    const CBlob encodedSigner = MessageParam(message.get(), CMSG_ENCODED_SIGNER);
+    ASN1::Decoded<asn1data::ASN1C_SignerInfo, asn1data::SignerInfo> record(encodedSigner.Bytes());
+    ReadSigner(*record, signer);
+    ReadContent(content, *this);
+    signedAttributes = ReadAttributes(message.get(), CMSG_SIGNER_AUTH_ATTR_PARAM);
+    unsignedAttributes = ReadAttributes(message.get(), CMSG_SIGNER_UNAUTH_ATTR_PARAM);
+    certificates = ReadCertificates(message.get());
+    encoded = token;
 }
 
 }  // namespace Ferroline::PKI

@@ -26,6 +26,7 @@ enum class Kind : std::uint8_t {
     RegistryKey,
     File,
     Search,
+    Internet,
 };
 
 // Base of everything behind a handle. Counted from outside the process only: each

@@ -10,13 +10,8 @@ HLOCAL WINAPI LocalFree(HLOCAL memory) {
     return nullptr;
 }
 
-HMODULE WINAPI LoadLibraryA(LPCSTR) {
-    SetLastError(ERROR_DLL_NOT_FOUND);
-    return nullptr;
-}
-
-HMODULE WINAPI GetModuleHandleA(LPCSTR) {
-    SetLastError(ERROR_MOD_NOT_FOUND);
+HGLOBAL WINAPI GlobalFree(HGLOBAL memory) {
+    std::free(memory);
     return nullptr;
 }
 

@@ -60,6 +60,7 @@ typedef ULONG_PTR HCRYPTPROV_LEGACY;
 #define ALG_CLASS_KEY_EXCHANGE (5 << 13)
 #define GET_ALG_CLASS(x) ((x) & (7 << 13))
 
+#define CALG_MD5 0x00008003
 #define CALG_SHA1 0x8004
 #define CALG_SHA_256 0x800C
 #define CALG_SHA_384 0x800D
@@ -95,6 +96,7 @@ typedef struct _PROV_ENUMALGS_EX {
 
 #define NTE_BAD_UID ((HRESULT)0x80090001)
 #define NTE_BAD_HASH ((HRESULT)0x80090002)
+#define NTE_BAD_HASH_STATE ((HRESULT)0x8009000C)
 #define NTE_BAD_KEY ((HRESULT)0x80090003)
 #define NTE_BAD_LEN ((HRESULT)0x80090004)
 #define NTE_BAD_DATA ((HRESULT)0x80090005)
@@ -163,10 +165,16 @@ typedef struct _PROV_ENUMALGS_EX {
 #define CRYPT_E_ASN1_BADTAG ((HRESULT)0x8009310B)
 #define TRUST_E_NOSIGNATURE ((HRESULT)0x800B0100)
 #define CERT_E_EXPIRED ((HRESULT)0x800B0101)
+#define CERT_E_ROLE ((HRESULT)0x800B0103)
+#define CERT_E_CRITICAL ((HRESULT)0x800B0105)
+#define CERT_E_PURPOSE ((HRESULT)0x800B0106)
 #define CERT_E_UNTRUSTEDROOT ((HRESULT)0x800B0109)
 #define CERT_E_CHAINING ((HRESULT)0x800B010A)
 #define CERT_E_REVOKED ((HRESULT)0x800B010C)
 #define CERT_E_WRONG_USAGE ((HRESULT)0x800B0110)
+#define CERT_E_INVALID_POLICY ((HRESULT)0x800B0113)
+#define CERT_E_INVALID_NAME ((HRESULT)0x800B0114)
+#define TRUST_E_CERT_SIGNATURE ((HRESULT)0x80096004)
 
 // ---- encoded values ----------------------------------------------------------
 
@@ -279,6 +287,7 @@ typedef struct _CERT_ID {
 #define szOID_RSA_RSA "1.2.840.113549.1.1.1"
 #define szOID_SUBJECT_KEY_IDENTIFIER "2.5.29.14"
 #define szOID_KEY_USAGE "2.5.29.15"
+#define szOID_ENHANCED_KEY_USAGE "2.5.29.37"
 
 #define X509_CERT ((LPCSTR)1)
 #define X509_CERT_TO_BE_SIGNED ((LPCSTR)2)
@@ -465,6 +474,7 @@ typedef const CRYPT_OID_INFO* PCCRYPT_OID_INFO;
 #define CERT_CHAIN_REVOCATION_CHECK_CHAIN 0x20000000
 #define CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT 0x40000000
 #define CERT_CHAIN_CACHE_ONLY_URL_RETRIEVAL 0x00000004
+#define CERT_CHAIN_DISABLE_AUTH_ROOT_AUTO_UPDATE 0x00000100
 
 #define USAGE_MATCH_TYPE_AND 0
 #define USAGE_MATCH_TYPE_OR 1
@@ -521,6 +531,20 @@ struct _CERT_CHAIN_CONTEXT {
     BOOL fHasRevocationFreshnessTime;
     DWORD dwRevocationFreshnessTime;
 };
+
+typedef struct _CERT_CHAIN_POLICY_PARA {
+    DWORD cbSize;
+    DWORD dwFlags;
+    void* pvExtraPolicyPara;
+} CERT_CHAIN_POLICY_PARA, *PCERT_CHAIN_POLICY_PARA;
+
+typedef struct _CERT_CHAIN_POLICY_STATUS {
+    DWORD cbSize;
+    DWORD dwError;
+    LONG lChainIndex;
+    LONG lElementIndex;
+    void* pvExtraPolicyStatus;
+} CERT_CHAIN_POLICY_STATUS, *PCERT_CHAIN_POLICY_STATUS;
 
 // ---- messages ----------------------------------------------------------------
 
@@ -733,6 +757,11 @@ BOOL WINAPI CertGetCertificateContextProperty(PCCERT_CONTEXT certificate, DWORD 
 // unless CERT_STORE_NO_CRYPT_RELEASE_FLAG is given.
 BOOL WINAPI CertSetCertificateContextProperty(PCCERT_CONTEXT certificate, DWORD property,
                                               DWORD flags, const void* data);
+// The property behind `property` (0: the first), 0 at the end.
+DWORD WINAPI CertEnumCertificateContextProperties(PCCERT_CONTEXT certificate, DWORD property);
+// Algorithm 0 is SHA-1; provider and flags count for nothing.
+BOOL WINAPI CryptHashCertificate(HCRYPTPROV_LEGACY provider, ALG_ID algorithm, DWORD flags,
+                                 const BYTE* encoded, DWORD encodedSize, BYTE* hash, DWORD* size);
 
 HCERTSTORE WINAPI CertOpenStore(LPCSTR provider, DWORD encoding, HCRYPTPROV_LEGACY legacy,
                                 DWORD flags, const void* parameter);
@@ -800,6 +829,11 @@ BOOL WINAPI CertGetCertificateChain(HCERTCHAINENGINE engine, PCCERT_CONTEXT cert
                                     LPFILETIME time, HCERTSTORE additional, PCERT_CHAIN_PARA para,
                                     DWORD flags, LPVOID reserved, PCCERT_CHAIN_CONTEXT* chain);
 void WINAPI CertFreeCertificateChain(PCCERT_CHAIN_CONTEXT chain);
+// Knows the policy for time-stamp chains, named by the text of its identifier; any other gives
+// ERROR_FILE_NOT_FOUND. A broken rule is no failure of the call: it is in the status.
+BOOL WINAPI CertVerifyCertificateChainPolicy(LPCSTR policy, PCCERT_CHAIN_CONTEXT chain,
+                                             PCERT_CHAIN_POLICY_PARA para,
+                                             PCERT_CHAIN_POLICY_STATUS status);
 
 // ---- messages: calls ---------------------------------------------------------
 

@@ -37,6 +37,7 @@ typedef DWORD* LPDWORD;
 typedef int64_t LONGLONG;
 typedef uint64_t ULONGLONG;
 typedef uint64_t DWORD64;
+typedef intptr_t INT_PTR;
 typedef intptr_t LONG_PTR;
 typedef uintptr_t ULONG_PTR;
 typedef uintptr_t DWORD_PTR;
@@ -53,8 +54,10 @@ typedef const WCHAR* LPCWSTR;
 typedef void* HANDLE;
 typedef HANDLE* PHANDLE;
 typedef HANDLE HLOCAL;
+typedef HANDLE HGLOBAL;
 typedef struct HINSTANCE__* HINSTANCE;
 typedef HINSTANCE HMODULE;
+typedef INT_PTR(WINAPI* FARPROC)();
 typedef struct HKEY__* HKEY;
 typedef HKEY* PHKEY;
 typedef struct HWND__* HWND;
@@ -138,6 +141,7 @@ typedef struct _SECURITY_ATTRIBUTES SECURITY_ATTRIBUTES, *LPSECURITY_ATTRIBUTES;
 #define ERROR_INTERNAL_ERROR 1359
 #define ERROR_FILE_CORRUPT 1392
 #define ERROR_CANT_RESOLVE_FILENAME 1921
+#define ERROR_INVALID_OPERATION 4317
 #define ERROR_INVALID_STATE 5023
 #define ERROR_INTERNET_CANNOT_CONNECT 12029
 
@@ -146,6 +150,7 @@ typedef struct _SECURITY_ATTRIBUTES SECURITY_ATTRIBUTES, *LPSECURITY_ATTRIBUTES;
 #define E_FAIL ((HRESULT)0x80004005)
 #define E_ACCESSDENIED ((HRESULT)0x80070005)
 #define E_OUTOFMEMORY ((HRESULT)0x8007000E)
+#define SEC_E_CONTEXT_EXPIRED ((HRESULT)0x80090317)
 #define E_INVALIDARG ((HRESULT)0x80070057)
 
 #define SCARD_W_WRONG_CHV ((DWORD)0x8010006B)
@@ -172,8 +177,13 @@ DWORD WINAPI FormatMessageA(DWORD flags, LPCVOID source, DWORD messageId, DWORD 
                             LPSTR buffer, DWORD size, void* arguments);
 
 HLOCAL WINAPI LocalFree(HLOCAL memory);
-// No loadable system modules exist yet: fails with ERROR_DLL_NOT_FOUND (1157).
+HGLOBAL WINAPI GlobalFree(HGLOBAL memory);
+// System modules by name, ".dll" and case aside. Fails with ERROR_DLL_NOT_FOUND (1157) when
+// the library that a module stands on is not installed, with ERROR_MOD_NOT_FOUND for others.
 HMODULE WINAPI LoadLibraryA(LPCSTR name);
+BOOL WINAPI FreeLibrary(HMODULE module);
+FARPROC WINAPI GetProcAddress(HMODULE module, LPCSTR name);
+// Finds modules that are loaded.
 HMODULE WINAPI GetModuleHandleA(LPCSTR name);
 DWORD WINAPI GetVersion(void);
 DWORD WINAPI GetCurrentProcessId(void);
@@ -184,6 +194,7 @@ __attribute__((noreturn)) void WINAPI ExitProcess(UINT code);
 // ---- text and time -----------------------------------------------------------
 
 #define CP_ACP 0
+#define CP_THREAD_ACP 3
 #define CP_UTF8 65001
 #define MB_ERR_INVALID_CHARS 0x00000008
 

@@ -22,8 +22,12 @@ constexpr AlgorithmRow kAlgorithms[] = {
      "SHA-384", 384, 384, 384},
     {CALG_SHA_512, kHash, oid::kSha512, "SHA-512",
      "SHA-512", 512, 512, 512},
-    {kUnlisted, kHash, oid::kSha224, "SHA-224",
+    {kSha224, kHash, oid::kSha224, "SHA-224",
      "SHA-224", 224, 224, 224},
+    {kRipemd160, kHash, oid::kRipemd160, "RIPEMD-160",
+     "RIPEMD-160", 160, 160, 160},
+    {CALG_MD5, kHash, oid::kMd5, "MD5",
+     "MD5", 128, 128, 128},
     {kGostR3411_94, kHash, oid::kGostR3411_94, "GOST R 34.11-94",
      "GOST R 34.11-94", 256, 256, 256},
     {kGostR3411_2012_256, kHash, oid::kGostR3411_2012_256, "GOST 34.11-2012 256",
@@ -68,7 +72,8 @@ constexpr AlgorithmRow kAlgorithms[] = {
 };
 
 constexpr ALG_ID kRsaList[] = {CALG_SHA_256, CALG_AES_256, CALG_RSA_KEYX, CALG_RSA_SIGN, CALG_SHA1,
-                               CALG_SHA_384, CALG_SHA_512, CALG_AES_128,  CALG_AES_192,  CALG_3DES};
+                               CALG_SHA_384, CALG_SHA_512, CALG_AES_128,  CALG_AES_192,  CALG_3DES,
+                               kSha224,      kRipemd160,   CALG_MD5};
 constexpr ALG_ID kEcdsaList[] = {CALG_SHA_256, CALG_ECDSA, CALG_SHA1, CALG_SHA_384, CALG_SHA_512};
 constexpr ALG_ID kGost2001List[] = {kGostR3411_94, kGost28147_89, kGostR3410_2001Exchange,
                                     kGostR3410_2001Sign};

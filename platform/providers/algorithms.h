@@ -14,6 +14,9 @@ namespace platform {
 inline constexpr ALG_ID kGostR3411_94 = ALG_CLASS_HASH | 0x1E;
 inline constexpr ALG_ID kGostR3411_2012_256 = ALG_CLASS_HASH | 0x41;
 inline constexpr ALG_ID kGostR3411_2012_512 = ALG_CLASS_HASH | 0x42;
+// For stamps of old: they check imprints, and sign nothing.
+inline constexpr ALG_ID kRipemd160 = ALG_CLASS_HASH | 0x07;
+inline constexpr ALG_ID kSha224 = ALG_CLASS_HASH | 0x43;
 inline constexpr ALG_ID kGost28147_89 = ALG_CLASS_DATA_ENCRYPT | 0x641;
 inline constexpr ALG_ID kMagmaCtrAcpkm = ALG_CLASS_DATA_ENCRYPT | 0x642;
 inline constexpr ALG_ID kKuznyechikCtrAcpkm = ALG_CLASS_DATA_ENCRYPT | 0x643;
@@ -23,8 +26,6 @@ inline constexpr ALG_ID kGostR3410_2012_512Sign = ALG_CLASS_SIGNATURE | 0x43;
 inline constexpr ALG_ID kGostR3410_2001Exchange = ALG_CLASS_KEY_EXCHANGE | 0x41;
 inline constexpr ALG_ID kGostR3410_2012_256Exchange = ALG_CLASS_KEY_EXCHANGE | 0x42;
 inline constexpr ALG_ID kGostR3410_2012_512Exchange = ALG_CLASS_KEY_EXCHANGE | 0x43;
-// An algorithm that no provider lists.
-inline constexpr ALG_ID kUnlisted = 0xFFFFFFFF;
 
 inline constexpr DWORD kTypeRsa = PROV_RSA_FULL;
 inline constexpr DWORD kTypeRsaAes = PROV_RSA_AES;
@@ -39,6 +40,8 @@ inline constexpr const char* kRsaOaep = "1.2.840.113549.1.1.7";
 inline constexpr const char* kRsaPss = "1.2.840.113549.1.1.10";
 inline constexpr const char* kEc = "1.2.840.10045.2.1";
 inline constexpr const char* kSha1 = "1.3.14.3.2.26";
+inline constexpr const char* kMd5 = "1.2.840.113549.2.5";
+inline constexpr const char* kRipemd160 = "1.3.36.3.2.1";
 inline constexpr const char* kSha224 = "2.16.840.1.101.3.4.2.4";
 inline constexpr const char* kSha256 = "2.16.840.1.101.3.4.2.1";
 inline constexpr const char* kSha384 = "2.16.840.1.101.3.4.2.2";

@@ -75,7 +75,8 @@ Bytes SignDigest(EVP_PKEY* key, std::string_view digestOid, ByteView digest) {
 void VerifyDigest(EVP_PKEY* key, const Algorithm& signatureAlgorithm, std::string_view digestOid,
                   ByteView digest, ByteView signature) {
     const SignatureRow* row = FindSignature(signatureAlgorithm.oid, KeyOidOf(key));
-    if (row == nullptr || (row->digestOid != nullptr && row->digestOid != digestOid)) {
+    const bool broken = digestOid == oid::kMd5 || digestOid == oid::kRipemd160;
+    if (row == nullptr || broken || (row->digestOid != nullptr && row->digestOid != digestOid)) {
         throw Error(NTE_BAD_ALGID);
     }
     // The engine would overlook a byte too many behind a GOST signature.

@@ -1,0 +1,100 @@
+#include "platform/http/client_certificate.h"
+
+#include <openssl/err.h>
+#include <openssl/x509v3.h>
+
+#include <algorithm>
+
+#include "platform/base/error.h"
+#include "platform/certs/key_provider_info.h"
+#include "platform/http/ground.h"
+#include "platform/providers/provider.h"
+#include "platform/stores/store.h"
+
+namespace platform {
+namespace {
+
+constexpr std::size_t kMostIssuers = 10;
+
+std::shared_ptr<EVP_PKEY> KeyByProperty(ByteView property) {
+    const KeyProviderInfo info = ParseKeyProviderInfo(property);
+    const Side side = (info.flags & CRYPT_MACHINE_KEYSET) != 0 ? Side::Machine : Side::User;
+    const ProviderRow* row = FindProvider(info.type);
+    if (row == nullptr) throw Error(NTE_PROV_TYPE_NOT_DEF);
+    EnsureAlgorithm(row->keyOid);
+    const bool silent = (info.flags & CRYPT_SILENT) != 0;
+    Provider provider(*row, side, silent, Container::Open(side, info.container));
+    return provider.Key(info.keySpec);
+}
+
+// An opened key stays open in the process for its certificate, so that the user is asked
+// once however many requests go out. Never destroyed: OpenSSL may have ended before.
+std::shared_ptr<EVP_PKEY> OpenKey(const Certificate& certificate) {
+    if (const KeyContext* context = certificate.keyContext.get()) {
+        return PrivateKeyOf(context->Provider(), context->KeySpec());
+    }
+    const auto property = certificate.properties.find(CERT_KEY_PROV_INFO_PROP_ID);
+    if (property == certificate.properties.end()) {
+        throw Error(ERROR_WINHTTP_CLIENT_CERT_NO_PRIVATE_KEY);
+    }
+    static auto* const opened = new std::map<std::pair<Bytes, Bytes>, std::shared_ptr<EVP_PKEY>>;
+    std::shared_ptr<EVP_PKEY>& key = (*opened)[{Copy(certificate.Der()), property->second}];
+    if (!key) key = KeyByProperty(property->second);
+    return key;
+}
+
+bool Issued(const Certificate& issuer, const Certificate& subject) {
+    try {
+        return X509_check_issued(issuer.Native(), subject.Native()) == X509_V_OK &&
+               X509_verify(subject.Native(), X509_get0_pubkey(issuer.Native())) == 1;
+    } catch (const Error&) {
+        return false;  // OpenSSL cannot read one of them
+    }
+}
+
+std::vector<std::shared_ptr<Certificate>> IssuersOf(
+    const std::shared_ptr<Certificate>& certificate) {
+    auto candidates = CertificatesOfBothSides("CA");
+    for (const char* name : {"My", "Root"}) {
+        const auto more = CertificatesOfBothSides(name);
+        candidates.insert(candidates.end(), more.begin(), more.end());
+    }
+    std::vector<std::shared_ptr<Certificate>> issuers;
+    std::shared_ptr<Certificate> last = certificate;
+    while (issuers.size() < kMostIssuers && !Issued(*last, *last)) {
+        const auto found = std::find_if(candidates.begin(), candidates.end(),
+                                        [&](const auto& each) { return Issued(*each, *last); });
+        // The server has its root itself.
+        if (found == candidates.end() || Issued(**found, **found)) break;
+        issuers.push_back(last = *found);
+    }
+    ERR_clear_error();
+    return issuers;
+}
+
+}  // namespace
+
+std::vector<std::shared_ptr<Certificate>> CertificatesOfBothSides(const char* storeName) {
+    std::vector<std::shared_ptr<Certificate>> all;
+    for (const Side side : {Side::User, Side::Machine}) {
+        try {
+            const auto store = OpenSystemStore(side, storeName, OpenMode::Existing);
+            const auto some = store->Certificates();
+            all.insert(all.end(), some.begin(), some.end());
+        } catch (const Error& error) {
+            if (error.Code() != ERROR_FILE_NOT_FOUND) throw;
+        }
+    }
+    return all;
+}
+
+std::shared_ptr<const ClientIdentity> OpenClientIdentity(
+    const std::shared_ptr<Certificate>& certificate) {
+    auto identity = std::make_shared<ClientIdentity>();
+    identity->certificate = certificate;
+    identity->key = OpenKey(*certificate);
+    identity->issuers = IssuersOf(certificate);
+    return identity;
+}
+
+}  // namespace platform

@@ -1,0 +1,26 @@
+// The system modules that are loaded while the program runs: what LoadLibraryA knows.
+#pragma once
+
+#include <cstddef>
+#include <span>
+
+#include "platform/base/ground.h"
+
+namespace platform {
+
+struct Procedure {
+    const char* name;
+    FARPROC address;
+};
+
+// One row a module.
+struct Module {
+    const char* name;  // without ".dll"
+    // Makes sure that what the calls stand on is there. Throws ERROR_DLL_NOT_FOUND.
+    void (*load)();
+    std::span<const Procedure> procedures;
+};
+
+const Module& WinHttpModule();
+
+}  // namespace platform

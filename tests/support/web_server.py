@@ -1,0 +1,216 @@
+"""A small HTTP server that misbehaves on request, on free ports of the loopback address.
+
+web_server.py LOG [CERT:KEY[:CLIENT_CA] ...] listens in clear and then under each certificate,
+prints its ports in one line and ends with its standard input. LOG gets a line a request."""
+
+import base64
+import http.server
+import os
+import socketserver
+import ssl
+import struct
+import sys
+import threading
+import time
+import urllib.parse
+import warnings
+
+BIG = 10 * 1024 * 1024
+
+
+def end_with_input():
+    sys.stdin.buffer.read()
+    os._exit(0)
+
+
+class Handler(http.server.BaseHTTPRequestHandler):
+    protocol_version = "HTTP/1.1"
+
+    def log_message(self, *_):
+        pass
+
+    def body_of_request(self):
+        return self.rfile.read(int(self.headers.get("Content-Length", 0)))
+
+    def answer(self, status, headers=(), body=b""):
+        self.send_response_only(status, "As Asked" if status == 299 else None)
+        for name, value in headers:
+            self.send_header(name, value)
+        if status not in (204, 304):
+            self.send_header("Content-Length", str(len(body)))
+        self.end_headers()
+        self.wfile.write(body)
+
+    def serve(self):
+        self.connection.settimeout(30)
+        path, _, query = self.path.partition("?")
+        self.query = dict(urllib.parse.parse_qsl(query))
+        request = self.body_of_request()
+        with open(sys.argv[1], "a", encoding="latin-1") as log:
+            log.write(f"{self.command} {self.path} auth={self.headers.get('Authorization', '-')} "
+                      f"proxy={self.headers.get('Proxy-Authorization', '-')} "
+                      f"cookie={self.headers.get('Cookie', '-')} body={len(request)}\n")
+        getattr(self, "on_" + path.strip("/").replace("-", "_"), self.on_missing)(request)
+
+    do_GET = do_POST = do_PUT = do_HEAD = do_CONNECT = serve
+
+    def on_missing(self, _):
+        self.answer(404, body=b"nothing here")
+
+    def on_(self, _):
+        self.answer(200, body=b"root")
+
+    def on_echo(self, request):
+        head = "".join(f"{name}: {value}\n" for name, value in self.headers.items())
+        self.answer(200, [("X-Twice", "one"), ("X-Twice", "two")],
+                    f"{self.requestline}\n{head}\n".encode("latin-1") + request)
+
+    def on_status(self, _):
+        headers = [("Location", self.query["to"])] if "to" in self.query else []
+        self.answer(int(self.query["code"]), headers, self.query.get("body", "told").encode())
+
+    def on_chunked(self, _):
+        self.send_response_only(200)
+        self.send_header("Transfer-Encoding", "chunked")
+        self.end_headers()
+        for piece in (b"one ", b"two ", b"three"):
+            self.wfile.write(b"%x\r\n%s\r\n" % (len(piece), piece))
+            self.wfile.flush()
+        self.wfile.write(b"0\r\nX-Trailer: late\r\n\r\n")
+
+    def on_circle(self, _):
+        self.answer(302, [("Location", "/circle")])
+
+    # Leads on "left" times and then to "echo".
+    def on_steps(self, _):
+        left = int(self.query["left"])
+        self.answer(302, [("Location", f"steps?left={left - 1}" if left else "echo")])
+
+    def on_hang(self, _):
+        time.sleep(20)
+
+    def on_hang_in_body(self, _):
+        self.send_response_only(200)
+        self.send_header("Content-Length", "10")
+        self.end_headers()
+        self.wfile.write(b"12345")
+        self.wfile.flush()
+        time.sleep(20)
+
+    # The second half comes once somebody asked for /release.
+    gate = threading.Event()
+
+    def on_two_halves(self, _):
+        Handler.gate.clear()
+        self.send_response_only(200)
+        self.send_header("Content-Length", "10")
+        self.end_headers()
+        self.wfile.write(b"first")
+        self.wfile.flush()
+        Handler.gate.wait(20)
+        self.wfile.write(b"later")
+
+    def on_release(self, _):
+        Handler.gate.set()
+        self.answer(200)
+
+    def on_cut(self, _):
+        self.send_response_only(200)
+        self.send_header("Content-Length", "100")
+        self.end_headers()
+        self.wfile.write(b"half")
+        self.close_connection = True
+
+    def on_nothing(self, _):
+        self.close_connection = True
+
+    def on_garbage(self, _):
+        self.wfile.write(b"this is no answer\r\n\r\n")
+        self.close_connection = True
+
+    def on_endless_head(self, _):
+        try:
+            self.send_response_only(200)
+            self.flush_headers()
+            while True:
+                self.wfile.write(b"X: " + b"y" * 1000 + b"\r\n")
+        except OSError:
+            self.close_connection = True
+
+    def on_big(self, _):
+        self.send_response_only(200)
+        self.send_header("Content-Length", str(BIG))
+        self.end_headers()
+        try:
+            for number in range(BIG // 4096):
+                self.wfile.write((b"%07d\n" % number) * 512)
+        except OSError:
+            self.close_connection = True
+
+    def on_challenge(self, request):
+        if self.query.get("accept", "-") in self.headers.get("Authorization", ""):
+            return self.on_echo(request)
+        values = self.query["offer"].split("|")
+        name = "Proxy-Authenticate" if "proxy" in self.query else "WWW-Authenticate"
+        return self.answer(407 if "proxy" in self.query else 401,
+                           [(name, value) for value in values], b"who are you?")
+
+
+    # Asks for NTLM's three messages (MS-NLMP 2.2.1) and takes any third one.
+    def on_ntlm(self, request):
+        scheme, _, token = self.headers.get("Authorization", "").partition(" ")
+        message = base64.b64decode(token)
+        if scheme == "NTLM" and message[:9] == b"NTLMSSP\0\3":
+            return self.on_echo(request)
+        challenge = "NTLM"
+        if scheme == "NTLM" and message[:9] == b"NTLMSSP\0\1":
+            flags = 0x00808205  # Unicode, target wanted, NTLM, always sign, target info
+            challenge += " " + base64.b64encode(
+                b"NTLMSSP\0" + struct.pack("<IHHII8s8xHHI", 2, 0, 0, 48, flags, b"12345678",
+                                           4, 4, 48) + bytes(4)).decode()
+        return self.answer(401, [("WWW-Authenticate", challenge)], b"who are you?")
+
+
+class Server(socketserver.ThreadingMixIn, http.server.HTTPServer):
+    daemon_threads = True
+
+    def handle_error(self, *_):
+        pass
+
+
+class TlsServer(Server):
+    context = None
+
+    # The handshake runs in the connection's own thread, where it may fail.
+    def finish_request(self, request, client_address):
+        with self.context.wrap_socket(request, server_side=True) as secure:
+            super().finish_request(secure, client_address)
+
+
+def tls_server(files):
+    parts = files.split(":")
+    server = TlsServer(("127.0.0.1", 0), Handler)
+    server.context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+    server.context.load_cert_chain(parts[0], parts[1])
+    if parts[2:] == ["tls1.1"]:
+        warnings.simplefilter("ignore")
+        server.context.set_ciphers("ALL:@SECLEVEL=0")
+        server.context.minimum_version = ssl.TLSVersion.TLSv1_1
+        server.context.maximum_version = ssl.TLSVersion.TLSv1_1
+    elif parts[2:]:
+        server.context.load_verify_locations(parts[2])
+        server.context.verify_mode = (ssl.CERT_OPTIONAL if "optional" in parts[3:]
+                                      else ssl.CERT_REQUIRED)
+    return server
+
+
+def main():
+    servers = [Server(("127.0.0.1", 0), Handler)] + [tls_server(files) for files in sys.argv[2:]]
+    print(*(server.server_address[1] for server in servers), flush=True)
+    for server in servers:
+        threading.Thread(target=server.serve_forever, daemon=True).start()
+    end_with_input()
+
+
+if __name__ == "__main__":
+    main()
