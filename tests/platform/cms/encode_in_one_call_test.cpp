@@ -1,3 +1,4 @@
+// Messages made in one call, judged by the openssl command.
 #include <gtest/gtest.h>
 
 #include <string>
