@@ -53,7 +53,7 @@ class Decoder {
     }
     void ReadAllParams() {
         Bytes value;
-        for (DWORD param = CMSG_TYPE_PARAM; param <= CMSG_VERSION_PARAM; ++param) {
+        for (DWORD param = CMSG_TYPE_PARAM; param <= CMSG_SIGNER_CERT_ID_PARAM; ++param) {
             for (DWORD index = 0; index < 3 && Param(param, index, value); ++index) continue;
         }
     }

@@ -8,6 +8,7 @@
 #include "messages/files/stream.h"
 #include "messages/message_params.h"
 #include "messages/private_key.h"
+#include "messages/recipient.h"
 #include "messages/start_file.h"
 #include "selection/providers.h"
 #include "selection/search.h"
@@ -60,6 +61,7 @@ DWORD Decryptor::FindRecipient(DWORD& index) const {
         }
         if (IsRecipient(*reinterpret_cast<const CERT_INFO*>(value.data()))) return 0;
     }
+    if (FindRecipientByKey(message_, certificate_, count, index)) return 0;
     return FailLine(kNoRecipient);
 }
 

@@ -123,7 +123,8 @@ Outcome SignerCheck::VerifySignature() {
         return Outcome::Bad;
     }
     const bool wrong = signatureError_ == static_cast<DWORD>(NTE_BAD_ALGID) ||
-                       signatureError_ == static_cast<DWORD>(NTE_BAD_SIGNATURE);
+                       signatureError_ == static_cast<DWORD>(NTE_BAD_SIGNATURE) ||
+                       signatureError_ == static_cast<DWORD>(CRYPT_E_AUTH_ATTR_MISSING);  // cms-2
     return wrong ? Outcome::Good : End(ReportError(kNotSignedMessage));
 }
 

@@ -1,3 +1,4 @@
+// One object that finds out what arrives.
 #include "platform/cms/decoder.h"
 
 #include <string>
@@ -10,9 +11,21 @@ namespace platform {
 namespace {
 
 DWORD TypeOf(const std::string& oid) {
+    if (oid == szOID_RSA_data) return CMSG_DATA;
     if (oid == szOID_RSA_signedData) return CMSG_SIGNED;
     if (oid == szOID_RSA_envelopedData) return CMSG_ENVELOPED;
     throw Error(CRYPT_E_INVALID_MSG_TYPE);
+}
+
+std::unique_ptr<DecoderBody> NewBody(DWORD type, const DecodeSettings& settings) {
+    switch (type) {
+        case CMSG_SIGNED:
+            return NewSignedBody(settings);
+        case CMSG_ENVELOPED:
+            return NewEnvelopedBody(settings);
+        default:
+            return NewDataBody(settings);
+    }
 }
 
 }  // namespace
@@ -36,6 +49,7 @@ void DecodedMessage::FeedMessage(ByteView data, bool isFinal) {
         throw Error(CRYPT_E_ASN1_BADTAG);
     }
     started_ = started_ || !data.empty();
+    if (!settings_.sink) settings_.heldInput = data.size();
     reader_.Feed(data, walker_);
     if (!isFinal) return;
     if (!reader_.Done()) {
@@ -58,14 +72,14 @@ void DecodedMessage::CreateBody(DWORD type) {
     if (!demanded || (settings_.detached && type != CMSG_SIGNED)) {
         throw Error(CRYPT_E_INVALID_MSG_TYPE);
     }
-    body_ = type == CMSG_SIGNED ? NewSignedBody(settings_) : NewEnvelopedBody(settings_);
+    body_ = NewBody(type, settings_);
 }
 
 // A caller that says what comes may leave the ContentInfo out.
 std::span<const Field> DecodedMessage::BareBodyFields() {
-    if (settings_.type == 0) return {};
+    if (settings_.type != CMSG_SIGNED && settings_.type != CMSG_ENVELOPED) return {};
     CreateBody(settings_.type);
-    return body_->Fields();
+    return body_->Wrapped().front().inner;
 }
 
 void DecodedMessage::Keep(Piece piece, Bytes der) {
@@ -106,7 +120,7 @@ void DecodedMessage::PumpAfterControl() {
     }
 }
 
-std::shared_ptr<Message> NewDecoder(DWORD flags, DWORD type, HCRYPTPROV provider,
+std::shared_ptr<Message> NewDecoder(DWORD flags, DWORD type, std::shared_ptr<Provider> provider,
                                     const CMSG_STREAM_INFO* stream) {
     if ((flags & ~static_cast<DWORD>(CMSG_DETACHED_FLAG)) != 0) {
         throw Error(ERROR_INVALID_PARAMETER);
@@ -114,12 +128,12 @@ std::shared_ptr<Message> NewDecoder(DWORD flags, DWORD type, HCRYPTPROV provider
     if (stream != nullptr && stream->pfnStreamOutput == nullptr) {
         throw Error(ERROR_INVALID_PARAMETER);
     }
-    if (type != 0 && type != CMSG_SIGNED && type != CMSG_ENVELOPED) {
+    if (type > CMSG_ENVELOPED) {
         throw Error(CRYPT_E_INVALID_MSG_TYPE);
     }
     DecodeSettings settings;
     if (stream != nullptr) settings.sink.emplace(*stream);
-    settings.provider = provider;
+    settings.provider = std::move(provider);
     settings.detached = (flags & CMSG_DETACHED_FLAG) != 0;
     settings.type = type;
     return std::make_shared<DecodedMessage>(settings);

@@ -9,15 +9,18 @@
 
 #include "platform/cms/decoder_walker.h"
 #include "platform/cms/message.h"
+#include "platform/providers/provider.h"
 
 namespace platform {
 
 struct DecodeSettings {
-    std::optional<StreamSink> sink;  // none: the whole message is held
-    HCRYPTPROV provider = 0;
+    std::optional<StreamSink> sink;      // none: the whole message is held
+    std::shared_ptr<Provider> provider;  // for decryption, where the caller named one at once
     bool detached = false;
     DWORD type = 0;
     DecodeLimits limits;
+    // Octets of a message that is held: its content is no longer.
+    std::size_t heldInput = 0;
 
     // The answer for what has not arrived yet.
     [[nodiscard]] LONG NotReady() const {
@@ -25,12 +28,12 @@ struct DecodeSettings {
     }
 };
 
-// A SignedData or EnvelopedData while it arrives and afterwards. The settings outlive it.
+// What the ContentInfo wraps, while it arrives and afterwards. The settings outlive it.
 class DecoderBody {
   public:
     virtual ~DecoderBody() = default;
     [[nodiscard]] virtual DWORD Type() const = 0;
-    [[nodiscard]] virtual std::span<const Field> Fields() const = 0;
+    [[nodiscard]] virtual std::span<const Field> Wrapped() const = 0;
 
     virtual void Keep(Piece piece, Bytes der) = 0;
     virtual ContentForm BeginContent(const BerHeader& header) = 0;
@@ -49,6 +52,7 @@ class DecoderBody {
 
 std::unique_ptr<DecoderBody> NewSignedBody(const DecodeSettings& settings);
 std::unique_ptr<DecoderBody> NewEnvelopedBody(const DecodeSettings& settings);
+std::unique_ptr<DecoderBody> NewDataBody(const DecodeSettings& settings);
 
 // Errors of Update: CRYPT_E_ASN1_BADTAG for what is no message, CRYPT_E_INVALID_MSG_TYPE
 // for a message of another type, CRYPT_E_STREAM_INSUFFICIENT_DATA (stream) and
@@ -63,6 +67,10 @@ class DecodedMessage : public Message, private WalkerHost {
 
   protected:
     void Feed(ByteView data, bool isFinal) override;
+    // A message that is held comes in one piece; the content beside it may come in many.
+    [[nodiscard]] bool TakesPieces() const override {
+        return settings_.sink.has_value() || phase_ == Phase::DetachedContent;
+    }
     [[nodiscard]] bool ExpectsMore() const override { return phase_ == Phase::DetachedContent; }
 
   private:
@@ -73,7 +81,7 @@ class DecodedMessage : public Message, private WalkerHost {
     void CreateBody(DWORD type);
     void PumpAfterControl();
 
-    std::span<const Field> BodyFields() override { return body_->Fields(); }
+    std::span<const Field> BodyFields() override { return body_->Wrapped(); }
     std::span<const Field> BareBodyFields() override;
     void Keep(Piece piece, Bytes der) override;
     ContentForm BeginContent(const BerHeader& header) override;

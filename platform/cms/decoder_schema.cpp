@@ -1,3 +1,4 @@
+// The rows of messages that are read.
 #include "platform/cms/decoder_schema.h"
 
 #include "platform/der/der.h"
@@ -8,11 +9,9 @@ namespace {
 using der::Context;
 using der::ContextConstructed;
 
-constexpr Field kExplicitBody[] = {{der::kSequence, Shape::Body}};
-
 constexpr Field kContentInfo[] = {
     {der::kOid, Shape::Keep, Piece::Type},
-    {ContextConstructed(0), Shape::Enter, Piece::None, false, kExplicitBody},
+    {ContextConstructed(0), Shape::Body},
 };
 
 constexpr Field kMessage[] = {{der::kSequence, Shape::Enter, Piece::None, false, kContentInfo}};
@@ -48,11 +47,18 @@ constexpr Field kEnveloped[] = {
     {ContextConstructed(1), Shape::Discard, Piece::None, true},  // unprotectedAttrs
 };
 
+// RFC 5652 4.
+constexpr Field kWrappedData[] = {{der::kOctetString, Shape::Content}};
+constexpr Field kWrappedSigned[] = {{der::kSequence, Shape::Enter, Piece::None, false, kSigned}};
+constexpr Field kWrappedEnveloped[] = {
+    {der::kSequence, Shape::Enter, Piece::None, false, kEnveloped}};
+
 }  // namespace
 
 std::span<const Field> MessageFields() { return kMessage; }
 std::span<const Field> ContentInfoFields() { return kContentInfo; }
-std::span<const Field> SignedFields() { return kSigned; }
-std::span<const Field> EnvelopedFields() { return kEnveloped; }
+std::span<const Field> WrappedData() { return kWrappedData; }
+std::span<const Field> WrappedSigned() { return kWrappedSigned; }
+std::span<const Field> WrappedEnveloped() { return kWrappedEnveloped; }
 
 }  // namespace platform

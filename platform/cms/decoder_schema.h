@@ -23,7 +23,7 @@ enum class Piece : std::uint8_t {
 
 enum class Shape : std::uint8_t {
     Enter,     // constructed; its fields are the row's `inner`
-    Body,      // constructed; its fields depend on the message's type
+    Body,      // the same; its fields depend on the message's type
     Keep,      // held whole
     KeepEach,  // constructed; every element inside is held
     Discard,   // counts against the limits, then goes
@@ -42,7 +42,9 @@ struct Field {
 
 std::span<const Field> MessageFields();  // the outermost SEQUENCE
 std::span<const Field> ContentInfoFields();
-std::span<const Field> SignedFields();
-std::span<const Field> EnvelopedFields();
+// What the ContentInfo of each type wraps: one element.
+std::span<const Field> WrappedData();
+std::span<const Field> WrappedSigned();
+std::span<const Field> WrappedEnveloped();
 
 }  // namespace platform

@@ -1,7 +1,9 @@
+// What one signature must satisfy beside the mathematics.
 #include "platform/cms/decoder_verify.h"
 
 #include "platform/der/ber_reader.h"
 #include "platform/der/der.h"
+#include "platform/providers/algorithms.h"
 
 namespace platform {
 namespace {
@@ -39,19 +41,48 @@ Bytes DigestOfAttributes(const SignerInfo& signer) {
     return digest.Value();
 }
 
+// RFC 5754 2 and 3.2, RFC 3370 3.2, RFC 5758 3: NULL or nothing, and readers take both. PSS
+// and GOST have parameters of their own, which are read where they serve.
+void CheckParameters(const Algorithm& algorithm) {
+    const bool own = algorithm.oid == oid::kRsaPss || IsGost(algorithm.oid);
+    const bool none = algorithm.parameters.empty() ||
+                      Equal(algorithm.parameters, der::Element(der::kNull, ByteView{}));
+    if (!own && !none) throw Error(NTE_BAD_ALGID, algorithm.oid);
+}
+
+// What nobody signed must not pass for what the signer said.
+void CheckUnsigned(const std::vector<Bytes>& attributes) {
+    for (const Bytes& der : attributes) {
+        const std::string oid = ParseAttribute(der).oid;
+        if (MustBeSigned(oid)) throw Error(NTE_BAD_SIGNATURE, oid);
+    }
+}
+
+// An algorithm that is not known is told by its identifier.
+void VerifyValue(const SignerInfo& signer, ByteView digest, EVP_PKEY* key) {
+    try {
+        VerifyDigest(key, signer.signatureAlgorithm, signer.digest.oid, digest, signer.signature);
+    } catch (const Error& error) {
+        const bool unknown = error.Code() == static_cast<DWORD>(NTE_BAD_ALGID);
+        if (!unknown || !error.Detail().empty()) throw;
+        throw Error(NTE_BAD_ALGID, signer.signatureAlgorithm.oid);
+    }
+}
+
 }  // namespace
 
 void VerifySigner(const SignerInfo& signer, const std::string& contentType, ByteView contentDigest,
                   EVP_PKEY* key) {
+    CheckParameters(signer.digest);
+    CheckParameters(signer.signatureAlgorithm);
+    CheckUnsigned(signer.unsignedAttributes);
     if (!signer.signedAttributes) {
         // RFC 5652 5.3: without signed attributes nothing would protect the type.
         if (contentType != szOID_RSA_data) throw Error(NTE_BAD_SIGNATURE);
-        return VerifyDigest(key, signer.signatureAlgorithm, signer.digest.oid, contentDigest,
-                            signer.signature);
+        return VerifyValue(signer, contentDigest, key);
     }
     CheckAttributes(*signer.signedAttributes, contentType, contentDigest);
-    VerifyDigest(key, signer.signatureAlgorithm, signer.digest.oid, DigestOfAttributes(signer),
-                 signer.signature);
+    VerifyValue(signer, DigestOfAttributes(signer), key);
 }
 
 }  // namespace platform

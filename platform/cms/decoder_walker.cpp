@@ -1,3 +1,4 @@
+// The walk of received octets over the rows of the schema.
 #include "platform/cms/decoder_walker.h"
 
 #include <utility>

@@ -27,7 +27,7 @@ enum class ContentForm {
 class WalkerHost {
   public:
     virtual ~WalkerHost() = default;
-    // The fields of the SignedData or EnvelopedData that opens now.
+    // What the ContentInfo that opens now wraps.
     virtual std::span<const Field> BodyFields() = 0;
     // The same where the message may come without its ContentInfo; empty where it may not.
     virtual std::span<const Field> BareBodyFields() = 0;

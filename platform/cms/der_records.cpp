@@ -1,9 +1,12 @@
+// The records in model.h written.
 #include "platform/cms/model.h"
 
 #include <algorithm>
 #include <utility>
 
 #include "platform/base/error.h"
+#include "platform/cms/decoder_walker.h"
+#include "platform/cms/readable.h"
 #include "platform/der/der.h"
 
 namespace platform {
@@ -58,8 +61,7 @@ Bytes EncodeFrontOf(const SignerInfo& signer) {
 }
 
 // A constructed element whose contents are other elements and, somewhere inside, the
-// content of the message: its lengths are added up first, so that the content is
-// copied once however deep it lies.
+// content of the message: its lengths are added up without the content at hand.
 class Nest {
   public:
     explicit Nest(std::size_t innermost) : length_(innermost) {}
@@ -73,13 +75,8 @@ class Nest {
         der::Append(tail_, behind);
         length_ = der::HeaderSize(length) + length;
     }
-    [[nodiscard]] Bytes Around(ByteView innermost) const {
-        Bytes out;
-        out.reserve(length_);
-        der::Append(out, head_);
-        der::Append(out, innermost);
-        der::Append(out, tail_);
-        return out;
+    [[nodiscard]] EncodedParts Around(ByteView innermost) && {
+        return {std::move(head_), innermost, std::move(tail_)};
     }
 
   private:
@@ -88,7 +85,33 @@ class Nest {
     Bytes tail_;
 };
 
+// The identifier of the attribute that takes most of the room, which a user can do without;
+// empty when there is no such one.
+std::string LargestAttribute(const SignedRecords& records) {
+    ByteView largest;
+    const auto look = [&largest](const std::vector<Bytes>& attributes) {
+        for (const Bytes& one : attributes) {
+            if (one.size() > largest.size()) largest = one;
+        }
+    };
+    for (const SignerInfo& signer : records.signers) {
+        if (signer.signedAttributes) look(*signer.signedAttributes);
+        look(signer.unsignedAttributes);
+    }
+    if (largest.size() < DecodeLimits().kept / 2) return {};
+    return der::Inside(largest, der::kSequence).OidText();
+}
+
 }  // namespace
+
+Bytes EncodedParts::Joined() const {
+    Bytes out;
+    out.reserve(Size());
+    der::Append(out, head);
+    der::Append(out, content);
+    der::Append(out, tail);
+    return out;
+}
 
 Bytes SignedAttributesForDigest(const std::vector<Bytes>& attributes) {
     return Concatenate(der::kSet, attributes);
@@ -163,19 +186,27 @@ Bytes EncodeSignedTail(const SignedRecords& records) {
     return out;
 }
 
-Bytes EncodeSignedMessage(const SignedRecords& records, std::optional<ByteView> content) {
-    const Bytes type = der::Oid(records.contentType);
-    const ByteView inner = content.value_or(ByteView{});
+EncodedParts EncodeSignedMessage(const SignedRecords& records, std::optional<SignedContent> content,
+                                 Wrapping wrapping) {
+    const ByteView inner = content ? content->octets : ByteView{};
     Nest nest(inner.size());
     if (content) {
-        nest.Wrap(der::kOctetString, {});
+        nest.Wrap(content->tag, {});
         nest.Wrap(der::ContextConstructed(0), {});
     }
-    nest.Wrap(der::kSequence, type);
+    nest.Wrap(der::kSequence, der::Oid(records.contentType));
     nest.Wrap(der::kSequence, EncodeSignedHead(records), EncodeSignedTail(records));
-    nest.Wrap(der::ContextConstructed(0), {});
-    nest.Wrap(der::kSequence, der::Oid(szOID_RSA_signedData));
-    return nest.Around(inner);
+    if (wrapping == Wrapping::ContentInfo) {
+        nest.Wrap(der::ContextConstructed(0), {});
+        nest.Wrap(der::kSequence, der::Oid(szOID_RSA_signedData));
+    }
+    EncodedParts parts = std::move(nest).Around(inner);
+    try {
+        CheckReadable({parts.head, parts.content, parts.tail}, WrappedSigned());
+    } catch (const Error& error) {
+        throw Error(error.Code(), LargestAttribute(records));
+    }
+    return parts;
 }
 
 Bytes EncodeEnvelopedHead(const EnvelopedRecords& records) {
@@ -187,7 +218,7 @@ Bytes EncodeEnvelopedHead(const EnvelopedRecords& records) {
     return out;
 }
 
-Bytes EncodeEnvelopedMessage(const EnvelopedRecords& records, ByteView encryptedContent) {
+EncodedParts EncodeEnvelopedMessage(const EnvelopedRecords& records, ByteView encryptedContent) {
     Bytes head = der::Oid(records.contentType);
     der::Append(head, EncodeAlgorithm(records.contentEncryption));
     Nest nest(encryptedContent.size());
@@ -196,7 +227,9 @@ Bytes EncodeEnvelopedMessage(const EnvelopedRecords& records, ByteView encrypted
     nest.Wrap(der::kSequence, EncodeEnvelopedHead(records));
     nest.Wrap(der::ContextConstructed(0), {});
     nest.Wrap(der::kSequence, der::Oid(szOID_RSA_envelopedData));
-    return nest.Around(encryptedContent);
+    EncodedParts parts = std::move(nest).Around(encryptedContent);
+    CheckReadable({parts.head, parts.content, parts.tail}, WrappedEnveloped());
+    return parts;
 }
 
 }  // namespace platform

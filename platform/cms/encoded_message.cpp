@@ -1,9 +1,11 @@
+// Parameters of a finished encoding.
 #include "platform/cms/encoded_message.h"
 
 #include <utility>
 
 #include "platform/base/error.h"
 #include "platform/base/output.h"
+#include "platform/cms/params.h"
 #include "platform/der/der.h"
 
 namespace platform {
@@ -21,7 +23,7 @@ ByteView BareContent(ByteView contentInfo) {
 void EncodedMessage::GetParam(DWORD param, DWORD /*index*/, void* data, DWORD* size) {
     switch (param) {
         case CMSG_TYPE_PARAM:
-            return NumberOut(type_, data, size);
+            return CopyNumber(type_, data, size);
         case CMSG_CONTENT_PARAM:
         case CMSG_ENCODED_MESSAGE:
             return CopyOut(Encoded(), data, size);
@@ -39,10 +41,6 @@ void EncodedMessage::Control(DWORD /*type*/, DWORD /*flags*/, const void* /*para
 void EncodedMessage::Finish(Bytes encoded) {
     encoded_ = std::move(encoded);
     Finish();
-}
-
-void EncodedMessage::NumberOut(DWORD number, void* data, DWORD* size) {
-    CopyOut(ViewOf(&number, sizeof(number)), data, size);
 }
 
 ByteView EncodedMessage::Encoded() const {

@@ -14,7 +14,8 @@ namespace platform {
 // CMSG_ENCODED_MESSAGE (the ContentInfo) and CMSG_BARE_CONTENT_PARAM (what is inside).
 class EncodedMessage : public Message {
   public:
-    explicit EncodedMessage(DWORD type) : type_(type) {}
+    // `takesPieces`: content may come in several pieces.
+    EncodedMessage(DWORD type, bool takesPieces) : type_(type), takesPieces_(takesPieces) {}
 
     // Throws CRYPT_E_STREAM_MSG_NOT_READY before the last block, and CRYPT_E_INVALID_MSG_TYPE
     // for parameters that the message does not have.
@@ -22,16 +23,17 @@ class EncodedMessage : public Message {
     void Control(DWORD type, DWORD flags, const void* para) override;
 
   protected:
+    [[nodiscard]] bool TakesPieces() const override { return takesPieces_; }
     // The last block was taken; a streamed message keeps nothing.
     void Finish() { complete_ = true; }
     void Finish(Bytes encoded);
     [[nodiscard]] bool Complete() const { return complete_; }
-    static void NumberOut(DWORD number, void* data, DWORD* size);
 
   private:
     [[nodiscard]] ByteView Encoded() const;
 
     DWORD type_;
+    bool takesPieces_;
     bool complete_ = false;
     Bytes encoded_;
 };

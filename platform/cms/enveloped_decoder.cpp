@@ -1,3 +1,4 @@
+// EnvelopedData as it arrives.
 #include "platform/cms/enveloped_decoder.h"
 
 #include <openssl/err.h>
@@ -77,10 +78,9 @@ void EnvelopedBody::Pump() {
 void EnvelopedBody::Control(DWORD type, const void* para) {
     if (type != CMSG_CTRL_DECRYPT) throw Error(CRYPT_E_CONTROL_TYPE);
     (void)Header();
-    const auto* record = static_cast<const CMSG_CTRL_DECRYPT_PARA*>(para);
-    if (record == nullptr || record->cbSize < sizeof *record) throw Error(ERROR_INVALID_PARAMETER);
+    const auto& record = SizedRecordAt<CMSG_CTRL_DECRYPT_PARA>(para);
     if (cipher_) throw Error(CRYPT_E_ALREADY_DECRYPTED);
-    StartDecrypting(*record);
+    StartDecrypting(record);
 }
 
 void EnvelopedBody::StartDecrypting(const CMSG_CTRL_DECRYPT_PARA& para) {
@@ -88,11 +88,12 @@ void EnvelopedBody::StartDecrypting(const CMSG_CTRL_DECRYPT_PARA& para) {
     if (recipient.kind != RecipientInfo::Kind::KeyTransport) {
         throw Error(CRYPT_E_RECIPIENT_NOT_FOUND);
     }
-    const HCRYPTPROV provider = para.hCryptProv != 0 ? para.hCryptProv : settings_.provider;
     const DWORD keySpec = para.dwKeySpec != 0 ? para.dwKeySpec : AT_KEYEXCHANGE;
     const Algorithm& cipher = records_.contentEncryption;
     const std::size_t keyLength = CipherKeyLength(cipher);
-    const std::shared_ptr<EVP_PKEY> key = PrivateKeyOf(provider, keySpec);
+    const bool early = para.hCryptProv == 0 && settings_.provider;
+    const std::shared_ptr<EVP_PKEY> key =
+        early ? settings_.provider->Key(keySpec) : PrivateKeyOf(para.hCryptProv, keySpec);
     // A value that does not unwrap becomes a random key: nothing shows before the end.
     const Secret contentKey =
         UnwrapKey(key.get(), recipient.keyEncryption, recipient.encryptedKey, keyLength);
@@ -146,9 +147,12 @@ void EnvelopedBody::GetParam(DWORD param, DWORD index, void* data, DWORD* size) 
         case CMSG_ENVELOPE_ALGORITHM_PARAM:
             return CopyAlgorithm(Header().contentEncryption, data, size);
         case CMSG_RECIPIENT_COUNT_PARAM:
+        case CMSG_CMS_RECIPIENT_COUNT_PARAM:
             return CopyNumber(static_cast<DWORD>(Header().recipients.size()), data, size);
         case CMSG_RECIPIENT_INFO_PARAM:
             return CopyRecipient(index, data, size);
+        case CMSG_CMS_RECIPIENT_INFO_PARAM:
+            return CopyRecipientInfo(ItemAt(Header().recipients, index), data, size);
         case CMSG_RECIPIENT_INDEX_PARAM:
             if (!cipher_) throw Error(CRYPT_E_NOT_DECRYPTED);
             return CopyNumber(recipient_, data, size);

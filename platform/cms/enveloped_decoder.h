@@ -15,7 +15,7 @@ class EnvelopedBody : public DecoderBody {
     explicit EnvelopedBody(const DecodeSettings& settings) : settings_(settings) {}
 
     [[nodiscard]] DWORD Type() const override { return CMSG_ENVELOPED; }
-    [[nodiscard]] std::span<const Field> Fields() const override { return EnvelopedFields(); }
+    [[nodiscard]] std::span<const Field> Wrapped() const override { return WrappedEnveloped(); }
     void Keep(Piece piece, Bytes der) override;
     ContentForm BeginContent(const BerHeader& header) override;
     void Content(ByteView octets) override;

@@ -8,6 +8,7 @@
 #include "platform/base/error.h"
 #include "platform/cms/encoded_message.h"
 #include "platform/cms/model.h"
+#include "platform/cms/params.h"
 #include "platform/cms/stream_writer.h"
 #include "platform/der/der.h"
 #include "platform/providers/crypto.h"
@@ -85,17 +86,20 @@ class ContentCipher {
 
 class EnvelopedEncoder : public EncodedMessage {
   public:
-    EnvelopedEncoder(const CMSG_ENVELOPED_ENCODE_INFO& info, const std::string& contentType)
-        : EncodedMessage(CMSG_ENVELOPED), cipher_(info, records_) {
+    EnvelopedEncoder(const CMSG_ENVELOPED_ENCODE_INFO& info, const std::string& contentType,
+                     bool streamed)
+        : EncodedMessage(CMSG_ENVELOPED, streamed), cipher_(info, records_) {
         records_.contentType = contentType;
+        // Before anything goes out: recipients beyond what a reader holds.
+        (void)EncodeEnvelopedMessage(records_, {});
     }
 
     void GetParam(DWORD param, DWORD index, void* data, DWORD* size) override {
         switch (param) {
             case CMSG_RECIPIENT_COUNT_PARAM:
-                return NumberOut(static_cast<DWORD>(records_.recipients.size()), data, size);
+                return CopyNumber(static_cast<DWORD>(records_.recipients.size()), data, size);
             case CMSG_VERSION_PARAM:
-                return NumberOut(static_cast<DWORD>(records_.version), data, size);
+                return CopyNumber(static_cast<DWORD>(records_.version), data, size);
             default:
                 return EncodedMessage::GetParam(param, index, data, size);
         }
@@ -112,13 +116,14 @@ class EnvelopedEncoder : public EncodedMessage {
 
 class WholeEnvelopedEncoder : public EnvelopedEncoder {
   public:
-    using EnvelopedEncoder::EnvelopedEncoder;
+    WholeEnvelopedEncoder(const CMSG_ENVELOPED_ENCODE_INFO& info, const std::string& contentType)
+        : EnvelopedEncoder(info, contentType, false) {}
 
   protected:
     void Feed(ByteView data, bool isFinal) override {
         Cipher().Encrypt(data, isFinal, [this](ByteView piece) { der::Append(content_, piece); });
         if (!isFinal) return;
-        Finish(EncodeEnvelopedMessage(Records(), content_));
+        Finish(EncodeEnvelopedMessage(Records(), content_).Joined());
         content_ = Bytes();
     }
 
@@ -130,7 +135,7 @@ class StreamedEnvelopedEncoder : public EnvelopedEncoder {
   public:
     StreamedEnvelopedEncoder(const CMSG_ENVELOPED_ENCODE_INFO& info, const std::string& contentType,
                              const CMSG_STREAM_INFO& stream)
-        : EnvelopedEncoder(info, contentType), writer_(stream), length_(stream) {}
+        : EnvelopedEncoder(info, contentType, true), writer_(stream), length_(stream) {}
 
   protected:
     void Feed(ByteView data, bool isFinal) override {

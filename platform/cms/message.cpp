@@ -1,3 +1,4 @@
+// What all messages share: the sink, and failures that stay.
 #include "platform/cms/message.h"
 
 #include <limits>
@@ -22,7 +23,7 @@ void Message::ThrowIfFailed() const {
 
 void Message::Update(ByteView data, bool isFinal) {
     ThrowIfFailed();
-    if (finished_) throw Error(CRYPT_E_MSG_ERROR);
+    if (finished_ || (!isFinal && !TakesPieces())) throw Error(CRYPT_E_MSG_ERROR);
     try {
         Feed(data, isFinal);
     } catch (const Error& error) {

@@ -1,5 +1,5 @@
-// The message object behind HCRYPTMSG: one class for each of encoding and decoding
-// signed and enveloped data, behind one interface.
+// The message object behind HCRYPTMSG: classes that encode signed and enveloped data, and
+// one that decodes them and plain data, behind one interface.
 #pragma once
 
 #include "platform/base/ground.h"
@@ -11,6 +11,8 @@
 #include "platform/base/handle.h"
 
 namespace platform {
+
+class Provider;
 
 // Where a streamed message's output goes. Copies the caller's CMSG_STREAM_INFO.
 class StreamSink {
@@ -28,7 +30,9 @@ class Message : public Object {
     static constexpr Kind kKind = Kind::Message;
     Message() : Object(Kind::Message) {}
 
-    // After the first failure every later call throws the same code and emits nothing.
+    // After the first failure every later call throws the same code and emits nothing. A
+    // piece that is not the last where one piece is all that may come is refused with
+    // CRYPT_E_MSG_ERROR and changes nothing.
     void Update(ByteView data, bool isFinal);
     // Values as documented for CryptMsgGetParam. Throws CRYPT_E_INVALID_MSG_TYPE,
     // CRYPT_E_INVALID_INDEX, CRYPT_E_STREAM_MSG_NOT_READY.
@@ -38,6 +42,8 @@ class Message : public Object {
 
   protected:
     virtual void Feed(ByteView data, bool isFinal) = 0;
+    // True where the next part of the input may come in several pieces.
+    [[nodiscard]] virtual bool TakesPieces() const = 0;
     // True when a final Feed ended one part of the input and another part follows.
     [[nodiscard]] virtual bool ExpectsMore() const { return false; }
     // For a failure outside Update after which the message is of no use.
@@ -58,8 +64,8 @@ std::shared_ptr<Message> NewSignedEncoder(const CMSG_SIGNED_ENCODE_INFO& info, D
 std::shared_ptr<Message> NewEnvelopedEncoder(const CMSG_ENVELOPED_ENCODE_INFO& info, DWORD flags,
                                              const char* innerContentOid,
                                              const CMSG_STREAM_INFO* stream);
-// `type` 0: told by the message itself.
-std::shared_ptr<Message> NewDecoder(DWORD flags, DWORD type, HCRYPTPROV provider,
+// `type` 0: told by the message itself. `provider` may be null.
+std::shared_ptr<Message> NewDecoder(DWORD flags, DWORD type, std::shared_ptr<Provider> provider,
                                     const CMSG_STREAM_INFO* stream);
 
 }  // namespace platform

@@ -4,11 +4,9 @@
 #include "platform/base/error.h"
 #include "platform/base/handle.h"
 #include "platform/cms/message.h"
+#include "platform/providers/provider.h"
 
-using platform::Error;
-using platform::Guarded;
-using platform::GuardedBool;
-using platform::Message;
+using namespace platform;
 
 namespace {
 
@@ -21,11 +19,11 @@ std::shared_ptr<Message> NewEncoder(DWORD flags, DWORD type, const void* info, c
     if (info == nullptr) throw Error(ERROR_INVALID_PARAMETER);
     switch (type) {
         case CMSG_SIGNED:
-            return platform::NewSignedEncoder(*static_cast<const CMSG_SIGNED_ENCODE_INFO*>(info),
-                                              flags, inner, stream);
+            return NewSignedEncoder(*static_cast<const CMSG_SIGNED_ENCODE_INFO*>(info), flags,
+                                    inner, stream);
         case CMSG_ENVELOPED:
-            return platform::NewEnvelopedEncoder(
-                *static_cast<const CMSG_ENVELOPED_ENCODE_INFO*>(info), flags, inner, stream);
+            return NewEnvelopedEncoder(*static_cast<const CMSG_ENVELOPED_ENCODE_INFO*>(info), flags,
+                                       inner, stream);
         default:
             throw Error(CRYPT_E_INVALID_MSG_TYPE);
     }
@@ -37,7 +35,7 @@ HCRYPTMSG WINAPI CryptMsgOpenToEncode(DWORD encoding, DWORD flags, DWORD type, c
                                       LPSTR innerContentOid, PCMSG_STREAM_INFO stream) {
     return Guarded<HCRYPTMSG>(nullptr, [&]() -> HCRYPTMSG {
         CheckEncoding(encoding);
-        return platform::Publish(NewEncoder(flags, type, info, innerContentOid, stream));
+        return Publish(NewEncoder(flags, type, info, innerContentOid, stream));
     });
 }
 
@@ -46,30 +44,31 @@ HCRYPTMSG WINAPI CryptMsgOpenToDecode(DWORD encoding, DWORD flags, DWORD type,
                                       PCMSG_STREAM_INFO stream) {
     return Guarded<HCRYPTMSG>(nullptr, [&]() -> HCRYPTMSG {
         CheckEncoding(encoding);
-        return platform::Publish(platform::NewDecoder(flags, type, provider, stream));
+        std::shared_ptr<Provider> opened;
+        if (provider != 0) opened = Resolve<Provider>(provider, ERROR_INVALID_PARAMETER);
+        return Publish(NewDecoder(flags, type, std::move(opened), stream));
     });
 }
 
 BOOL WINAPI CryptMsgUpdate(HCRYPTMSG message, const BYTE* data, DWORD size, BOOL isFinal) {
     return GuardedBool([&] {
         if (data == nullptr && size != 0) throw Error(ERROR_INVALID_PARAMETER);
-        platform::Resolve<Message>(message)->Update(platform::ViewOf(data, size), isFinal != FALSE);
+        Resolve<Message>(message)->Update(ViewOf(data, size), isFinal != FALSE);
     });
 }
 
 BOOL WINAPI CryptMsgGetParam(HCRYPTMSG message, DWORD param, DWORD index, void* data, DWORD* size) {
-    return GuardedBool(
-        [&] { platform::Resolve<Message>(message)->GetParam(param, index, data, size); });
+    return GuardedBool([&] { Resolve<Message>(message)->GetParam(param, index, data, size); });
 }
 
 BOOL WINAPI CryptMsgControl(HCRYPTMSG message, DWORD flags, DWORD type, const void* para) {
-    return GuardedBool([&] { platform::Resolve<Message>(message)->Control(type, flags, para); });
+    return GuardedBool([&] { Resolve<Message>(message)->Control(type, flags, para); });
 }
 
 HCRYPTMSG WINAPI CryptMsgDuplicate(HCRYPTMSG message) {
     if (message == nullptr) return nullptr;
     return Guarded<HCRYPTMSG>(nullptr, [&] {
-        platform::AddHandleReference(message, Message::kKind, ERROR_INVALID_HANDLE);
+        AddHandleReference(message, Message::kKind, ERROR_INVALID_HANDLE);
         return message;
     });
 }
@@ -79,7 +78,7 @@ BOOL WINAPI CryptMsgClose(HCRYPTMSG message) {
     if (message == nullptr) return TRUE;
     const DWORD kept = GetLastError();
     return GuardedBool([&] {
-        platform::ReleaseHandle(message, Message::kKind, ERROR_INVALID_HANDLE);
+        ReleaseHandle(message, Message::kKind, ERROR_INVALID_HANDLE);
         SetLastError(kept);
     });
 }

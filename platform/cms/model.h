@@ -6,9 +6,11 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/base/bytes.h"
+#include "platform/der/der.h"
 #include "platform/der/values.h"
 #include "platform/providers/crypto.h"
 
@@ -82,19 +84,40 @@ long SignedDataVersion(const SignedRecords& records);
 void InsertInOrder(std::vector<Bytes>& elements, Bytes element);
 // The same for the digest algorithms of a message; one that is listed is not listed twice.
 void ListDigest(std::vector<Algorithm>& digests, const Algorithm& digest);
-// A whole ContentInfo with definite lengths. No content: a detached message.
-Bytes EncodeSignedMessage(const SignedRecords& records, std::optional<ByteView> content);
+
+// A whole message with definite lengths around its content, which stays where it lies: a
+// content of any size is copied once, to where the message is wanted.
+struct EncodedParts {
+    Bytes head;
+    ByteView content;
+    Bytes tail;
+    [[nodiscard]] std::size_t Size() const { return head.size() + content.size() + tail.size(); }
+    [[nodiscard]] Bytes Joined() const;
+};
+struct SignedContent {
+    ByteView octets;
+    std::uint8_t tag = der::kOctetString;
+};
+enum class Wrapping { ContentInfo, Bare };
+// No content: a detached message. Both throw as CheckReadable does, with the attribute that
+// is at fault as detail.
+EncodedParts EncodeSignedMessage(const SignedRecords& records, std::optional<SignedContent> content,
+                                 Wrapping wrapping = Wrapping::ContentInfo);
+EncodedParts EncodeEnvelopedMessage(const EnvelopedRecords& records, ByteView encryptedContent);
+
 // What stands in SignedData before and behind EncapsulatedContentInfo.
 Bytes EncodeSignedHead(const SignedRecords& records);
 Bytes EncodeSignedTail(const SignedRecords& records);
 // The same for EnvelopedData; the recipients stay in their order as well.
-Bytes EncodeEnvelopedMessage(const EnvelopedRecords& records, ByteView encryptedContent);
 Bytes EncodeEnvelopedHead(const EnvelopedRecords& records);
 
 // ---- reading (parse_records.cpp). All throw CRYPT_E_ASN1_BADTAG, _CORRUPT or _EOD --
 
 SignerInfo ParseSignerInfo(ByteView der);
 RecipientInfo ParseRecipientInfo(ByteView der);
+
+// Attributes that stand among the signed ones or nowhere (RFC 5652 11.1 to 11.3).
+bool MustBeSigned(std::string_view attribute);
 
 // KeyHolder of a certificate record: the issuer-and-serial form.
 KeyHolder HolderOf(const CERT_INFO& info);

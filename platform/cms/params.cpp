@@ -1,4 +1,9 @@
+// The values of CryptMsgGetParam, laid out.
 #include "platform/cms/params.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
 
 #include "platform/base/output.h"
 #include "platform/der/der.h"
@@ -31,6 +36,20 @@ void PackHolderInfo(Packer& packer, const KeyHolder& holder) {
     const PublicHolder names = PackHolder(packer, holder);
     info->Issuer = names.issuer;
     info->SerialNumber = names.serial;
+}
+
+CERT_ID PackHolderId(Packer& packer, const KeyHolder& holder) {
+    CERT_ID id{};
+    if (holder.ByKeyIdentifier()) {
+        id.dwIdChoice = CERT_ID_KEY_IDENTIFIER;
+        id.KeyId = packer.Blob(holder.keyIdentifier);
+        return id;
+    }
+    const PublicHolder names = PackHolder(packer, holder);
+    id.dwIdChoice = CERT_ID_ISSUER_SERIAL_NUMBER;
+    id.IssuerSerialNumber.Issuer = names.issuer;
+    id.IssuerSerialNumber.SerialNumber = names.serial;
+    return id;
 }
 
 CRYPT_ALGORITHM_IDENTIFIER PackAlgorithm(Packer& packer, const Algorithm& algorithm) {
@@ -66,16 +85,9 @@ void CopyHolder(const KeyHolder& holder, void* data, DWORD* size) {
 void CopyHolderId(const KeyHolder& holder, void* data, DWORD* size) {
     PackOut(
         [&](Packer& packer) {
+            // The record first, what it points to behind it.
             auto* id = packer.One<CERT_ID>();
-            if (holder.ByKeyIdentifier()) {
-                id->dwIdChoice = CERT_ID_KEY_IDENTIFIER;
-                id->KeyId = packer.Blob(holder.keyIdentifier);
-                return;
-            }
-            const PublicHolder names = PackHolder(packer, holder);
-            id->dwIdChoice = CERT_ID_ISSUER_SERIAL_NUMBER;
-            id->IssuerSerialNumber.Issuer = names.issuer;
-            id->IssuerSerialNumber.SerialNumber = names.serial;
+            *id = PackHolderId(packer, holder);
         },
         data, size);
 }
@@ -123,6 +135,34 @@ void CopySigner(const SignerInfo& signer, void* data, DWORD* size) {
             record->UnauthAttrs = PackAttributes(packer, signer.unsignedAttributes);
         },
         data, size);
+}
+
+void CopyRecipientInfo(const RecipientInfo& recipient, void* data, DWORD* size) {
+    PackOut(
+        [&](Packer& packer) {
+            auto* record = packer.One<CMSG_CMS_RECIPIENT_INFO>();
+            if (recipient.kind != RecipientInfo::Kind::KeyTransport) return;
+            record->dwRecipientChoice = CMSG_KEY_TRANS_RECIPIENT;
+            record->pKeyTrans = packer.One<CMSG_KEY_TRANS_RECIPIENT_INFO>();
+            record->pKeyTrans->dwVersion = static_cast<DWORD>(recipient.version);
+            record->pKeyTrans->RecipientId = PackHolderId(packer, recipient.recipient);
+            record->pKeyTrans->KeyEncryptionAlgorithm =
+                PackAlgorithm(packer, recipient.keyEncryption);
+            record->pKeyTrans->EncryptedKey = packer.Blob(recipient.encryptedKey);
+        },
+        data, size);
+}
+
+void CopyParts(const EncodedParts& parts, void* data, DWORD* size) {
+    if (size == nullptr) throw Error(ERROR_INVALID_PARAMETER);
+    if (parts.Size() > std::numeric_limits<DWORD>::max()) throw Error(ERROR_OUTOFMEMORY);
+    const DWORD capacity = std::exchange(*size, static_cast<DWORD>(parts.Size()));
+    if (data == nullptr) return;
+    if (capacity < parts.Size()) throw Error(ERROR_MORE_DATA);
+    auto* to = static_cast<std::uint8_t*>(data);
+    for (const ByteView part : {ByteView(parts.head), parts.content, ByteView(parts.tail)}) {
+        to = std::copy(part.begin(), part.end(), to);
+    }
 }
 
 }  // namespace platform

@@ -24,6 +24,25 @@ void CopyNobody(void* data, DWORD* size);
 void CopyAlgorithm(const Algorithm& algorithm, void* data, DWORD* size);
 void CopyAttributes(const std::vector<Bytes>& attributes, void* data, DWORD* size);
 void CopySigner(const SignerInfo& signer, void* data, DWORD* size);
+// CMSG_CMS_RECIPIENT_INFO. A recipient of another kind than key transport has the choice 0
+// and no record.
+void CopyRecipientInfo(const RecipientInfo& recipient, void* data, DWORD* size);
+// The parts one behind the other.
+void CopyParts(const EncodedParts& parts, void* data, DWORD* size);
+
+// The record that a caller's pointer leads to, or ERROR_INVALID_PARAMETER; the second for
+// records that tell their size.
+template <class T>
+const T& RecordAt(const void* para) {
+    if (para == nullptr) throw Error(ERROR_INVALID_PARAMETER);
+    return *static_cast<const T*>(para);
+}
+template <class T>
+const T& SizedRecordAt(const void* para) {
+    const T& record = RecordAt<T>(para);
+    if (record.cbSize < sizeof(T)) throw Error(ERROR_INVALID_PARAMETER);
+    return record;
+}
 
 // Element `index`, or CRYPT_E_INVALID_INDEX.
 template <class T>

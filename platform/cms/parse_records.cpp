@@ -96,6 +96,11 @@ RecipientInfo ParseRecipientInfo(ByteView der) {
     return other ? RecipientInfo{} : ReadKeyTransport(der::Inside(der, der::kSequence));
 }
 
+bool MustBeSigned(std::string_view attribute) {
+    return attribute == szOID_RSA_contentType || attribute == szOID_RSA_messageDigest ||
+           attribute == szOID_RSA_signingTime;
+}
+
 KeyHolder HolderOf(const CERT_INFO& info) {
     KeyHolder holder;
     holder.issuer = Copy(ViewOf(info.Issuer.pbData, info.Issuer.cbData));

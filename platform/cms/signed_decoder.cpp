@@ -1,8 +1,10 @@
+// SignedData as it arrives, and the check of its signatures.
 #include "platform/cms/signed_decoder.h"
 
 #include <algorithm>
 #include <utility>
 
+#include "platform/certs/certificate.h"
 #include "platform/certs/compare.h"
 #include "platform/cms/decoder_verify.h"
 #include "platform/cms/params.h"
@@ -13,16 +15,17 @@ namespace {
 
 constexpr std::uint8_t kConstructed = 0x20;
 
-template <class T>
-const T& Checked(const void* para) {
-    const auto* record = static_cast<const T*>(para);
-    if (record == nullptr) throw Error(ERROR_INVALID_PARAMETER);
-    return *record;
-}
-
 bool Names(const KeyHolder& holder, const CERT_INFO& info) {
     const auto record = HolderRecord(holder);
     return SameCertificate(*reinterpret_cast<const CERT_INFO*>(record.get()), info);
+}
+
+// RFC 5652 5.1 and 10.2.5 know these; what a later one would mean nobody can tell.
+long KnownVersion(long version) {
+    if (version < 1 || version > 5) {
+        throw Error(CRYPT_E_BAD_MSG, "SignedData " + std::to_string(version));
+    }
+    return version;
 }
 
 }  // namespace
@@ -34,7 +37,7 @@ std::unique_ptr<DecoderBody> NewSignedBody(const DecodeSettings& settings) {
 void SignedBody::Keep(Piece piece, Bytes der) {
     switch (piece) {
         case Piece::Version:
-            records_.version = der::Cursor(der).SmallInteger();
+            records_.version = KnownVersion(der::Cursor(der).SmallInteger());
             progress_ = Progress::Version;
             return;
         case Piece::DigestAlgorithm:
@@ -76,6 +79,8 @@ void SignedBody::StartDigests() {
 ContentForm SignedBody::BeginContent(const BerHeader& header) {
     // With the detached flag the content comes behind the message, never inside it too.
     if (settings_.detached) throw Error(CRYPT_E_BAD_MSG);
+    // Content of a message that is held grows once, however many pieces it lies in.
+    if (Held()) content_.reserve(settings_.heldInput);
     if ((header.First() & ~kConstructed) == der::kOctetString) return ContentForm::OctetString;
     // PKCS #7 v1.5 allows any element for a type other than data (RFC 5652 5.2.1). Messages
     // of the later versions do not, and a tag changed on the way shall not pass for one.
@@ -89,6 +94,7 @@ void SignedBody::Content(ByteView octets) {
     if (octets.empty()) return;
     if (Held()) return der::Append(content_, octets);
     for (Digest& digest : digests_) digest.Update(octets);
+    watch_.Feed(octets);
     if (!settings_.detached) settings_.sink->Write(octets, false);
 }
 
@@ -134,13 +140,18 @@ Bytes SignedBody::AnnouncedDigest(const std::string& oid) {
     return ContentDigest(oid);
 }
 
+void SignedBody::RequireOrdinaryContent() {
+    if (Held() && !std::exchange(watched_, true)) watch_.Feed(content_);
+    watch_.RequireOrdinary();
+}
+
 void SignedBody::Control(DWORD type, const void* para) {
     Require(Progress::Records);
     switch (type) {
         case CMSG_CTRL_VERIFY_SIGNATURE:
-            return VerifyByCertificate(Checked<CERT_INFO>(para));
+            return VerifyByCertificate(RecordAt<CERT_INFO>(para));
         case CMSG_CTRL_VERIFY_SIGNATURE_EX:
-            return VerifyByIndex(Checked<CMSG_CTRL_VERIFY_SIGNATURE_EX_PARA>(para));
+            return VerifyByIndex(SizedRecordAt<CMSG_CTRL_VERIFY_SIGNATURE_EX_PARA>(para));
         default:
             return Edit(type, para);
     }
@@ -154,16 +165,14 @@ void SignedBody::VerifyByCertificate(const CERT_INFO& info) {
 }
 
 void SignedBody::VerifyByIndex(const CMSG_CTRL_VERIFY_SIGNATURE_EX_PARA& para) {
-    if (para.cbSize < sizeof para || para.pvSigner == nullptr) {
-        throw Error(ERROR_INVALID_PARAMETER);
-    }
+    if (para.pvSigner == nullptr) throw Error(ERROR_INVALID_PARAMETER);
     const SignerInfo& signer = ItemAt(records_.signers, para.dwSignerIndex);
     switch (para.dwSignerType) {
         case CMSG_VERIFY_SIGNER_PUBKEY:
             return VerifyWith(signer, *static_cast<const CERT_PUBLIC_KEY_INFO*>(para.pvSigner));
         case CMSG_VERIFY_SIGNER_CERT: {
-            const auto* certificate = static_cast<PCCERT_CONTEXT>(para.pvSigner);
-            return VerifyWith(signer, certificate->pCertInfo->SubjectPublicKeyInfo);
+            const auto certificate = Certificate::Of(static_cast<PCCERT_CONTEXT>(para.pvSigner));
+            return VerifyWith(signer, certificate->Info().SubjectPublicKeyInfo);
         }
         default:
             throw Error(ERROR_INVALID_PARAMETER);
@@ -172,6 +181,7 @@ void SignedBody::VerifyByIndex(const CMSG_CTRL_VERIFY_SIGNATURE_EX_PARA& para) {
 
 void SignedBody::VerifyWith(const SignerInfo& signer, const CERT_PUBLIC_KEY_INFO& info) {
     const Bytes digest = AnnouncedDigest(signer.digest.oid);
+    if (!signer.signedAttributes) RequireOrdinaryContent();
     const EvpKey key = PublicKeyFromInfo(info);
     VerifySigner(signer, records_.contentType, digest, key.get());
 }

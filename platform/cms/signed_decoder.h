@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/cms/attribute_set.h"
 #include "platform/cms/decoder.h"
 #include "platform/cms/model.h"
 #include "platform/providers/crypto.h"
@@ -17,7 +18,7 @@ class SignedBody : public DecoderBody {
     explicit SignedBody(const DecodeSettings& settings) : settings_(settings) {}
 
     [[nodiscard]] DWORD Type() const override { return CMSG_SIGNED; }
-    [[nodiscard]] std::span<const Field> Fields() const override { return SignedFields(); }
+    [[nodiscard]] std::span<const Field> Wrapped() const override { return WrappedSigned(); }
     void Keep(Piece piece, Bytes der) override;
     ContentForm BeginContent(const BerHeader& header) override;
     void Content(ByteView octets) override;
@@ -35,6 +36,8 @@ class SignedBody : public DecoderBody {
     void Complete();
     void Require(Progress progress) const;
     [[nodiscard]] bool Held() const { return !settings_.sink && !settings_.detached; }
+    // Throws CRYPT_E_AUTH_ATTR_MISSING for content that no signature may cover bare.
+    void RequireOrdinaryContent();
     Bytes ContentDigest(const std::string& oid);
     Bytes AnnouncedDigest(const std::string& oid);
 
@@ -43,8 +46,7 @@ class SignedBody : public DecoderBody {
     void SignerParam(DWORD param, DWORD index, void* data, DWORD* size) const;
     void ChoiceParam(DWORD param, DWORD index, void* data, DWORD* size) const;
     void CopyContent(void* data, DWORD* size) const;
-    void CopyEncodedMessage(void* data, DWORD* size);
-    [[nodiscard]] Bytes EncodeMessage() const;
+    void CopyMessage(Wrapping wrapping, void* data, DWORD* size) const;
 
     void VerifyByCertificate(const CERT_INFO& info);
     void VerifyByIndex(const CMSG_CTRL_VERIFY_SIGNATURE_EX_PARA& para);
@@ -58,19 +60,22 @@ class SignedBody : public DecoderBody {
     const DecodeSettings& settings_;
     SignedRecords records_;
     Progress progress_ = Progress::Nothing;
+    // PlainChoices of each list, found when first asked for and forgotten with a change.
+    mutable std::optional<std::vector<std::size_t>> plainCertificates_;
+    mutable std::optional<std::vector<std::size_t>> plainCrls_;
     // Running while content passes; of held content, those that were asked for.
     std::vector<Digest> digests_;
+    AttributeSetWatch watch_;
     bool contentComplete_ = false;
     // Set for PKCS #7 v1.5 content that is not an OCTET STRING: its tag. Tag and length are
     // not signed, so a stream hands on the contents octets alone. CMSG_CONTENT_PARAM gives
     // the whole element, which its reader parses by type anyway.
     std::optional<std::uint8_t> rawTag_;
-    Bytes content_;  // contents octets; empty for a stream and for detached content
-    // Held from the question for its size until the answer is fetched.
-    std::optional<Bytes> encoded_;
+    Bytes content_;         // contents octets; empty for a stream and for detached content
+    bool watched_ = false;  // held content was looked at
 };
 
-// Picks the elements that are certificates or CRLs proper (RFC 5652 10.2): the other
+// Positions of the elements that are certificates or CRLs proper (RFC 5652 10.2): the other
 // choices are kept in the message and not counted.
 std::vector<std::size_t> PlainChoices(const std::vector<Bytes>& choices);
 

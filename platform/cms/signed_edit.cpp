@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/cms/params.h"
+#include "platform/cms/readable.h"
 #include "platform/cms/signed_decoder.h"
 #include "platform/cms/signer.h"
 #include "platform/der/der.h"
@@ -11,27 +12,26 @@
 namespace platform {
 namespace {
 
-template <class T>
-const T& Checked(const void* para) {
-    const auto* record = static_cast<const T*>(para);
-    if (record == nullptr || record->cbSize < sizeof(T)) throw Error(ERROR_INVALID_PARAMETER);
-    return *record;
-}
-
-DWORD IndexOf(const void* para) {
-    if (para == nullptr) throw Error(ERROR_INVALID_PARAMETER);
-    return *static_cast<const DWORD*>(para);
-}
-
 // The caller's element as the message will hold it.
 Bytes ElementOf(const CRYPT_DATA_BLOB& blob) {
     if (blob.pbData == nullptr) throw Error(ERROR_INVALID_PARAMETER);
     return Normalise(ViewOf(blob.pbData, blob.cbData));
 }
 
+// An attribute that fits among the unsigned ones, nested no deeper than a reader follows.
+Bytes AttributeOf(const CRYPT_DATA_BLOB& blob) {
+    const Bytes attribute = ElementOf(blob);
+    const std::string oid = ParseAttribute(attribute).oid;
+    RefuseAsUnsigned(oid);
+    try {
+        return Normalise(attribute, BerReader::kDefaultDepth - kLevelsAroundAttribute);
+    } catch (const Error& error) {
+        throw Error(error.Code(), oid);
+    }
+}
+
 Bytes ChoiceOf(const void* para) {
-    if (para == nullptr) throw Error(ERROR_INVALID_PARAMETER);
-    Bytes element = ElementOf(*static_cast<const CRYPT_DATA_BLOB*>(para));
+    Bytes element = ElementOf(RecordAt<CRYPT_DATA_BLOB>(para));
     if (element.front() != der::kSequence) throw Error(CRYPT_E_ASN1_BADTAG);
     return element;
 }
@@ -43,8 +43,7 @@ void DeleteChoice(std::vector<Bytes>& choices, DWORD index) {
 
 void AddAttribute(SignedRecords& records, const CMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR_PARA& para) {
     SignerInfo& signer = ItemAt(records.signers, para.dwSignerIndex);
-    Bytes attribute = ElementOf(para.blob);
-    (void)ParseAttribute(attribute);
+    Bytes attribute = AttributeOf(para.blob);
     InsertInOrder(signer.unsignedAttributes, std::move(attribute));
     signer.received.clear();
 }
@@ -62,31 +61,33 @@ void DeleteAttribute(SignedRecords& records, const CMSG_CTRL_DEL_SIGNER_UNAUTH_A
 void SignedBody::Edit(DWORD type, const void* para) {
     // A stream has let the content go and can encode nothing again.
     if (settings_.sink) throw Error(CRYPT_E_CONTROL_TYPE);
+    plainCertificates_.reset();
+    plainCrls_.reset();
     const long before = SignedDataVersion(records_);
     switch (type) {
         case CMSG_CTRL_ADD_SIGNER:
-            AddSigner(Checked<CMSG_SIGNER_ENCODE_INFO>(para));
+            AddSigner(SizedRecordAt<CMSG_SIGNER_ENCODE_INFO>(para));
             break;
         case CMSG_CTRL_DEL_SIGNER:
-            DeleteSigner(IndexOf(para));
+            DeleteSigner(RecordAt<DWORD>(para));
             break;
         case CMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR:
-            AddAttribute(records_, Checked<CMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR_PARA>(para));
+            AddAttribute(records_, SizedRecordAt<CMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR_PARA>(para));
             break;
         case CMSG_CTRL_DEL_SIGNER_UNAUTH_ATTR:
-            DeleteAttribute(records_, Checked<CMSG_CTRL_DEL_SIGNER_UNAUTH_ATTR_PARA>(para));
+            DeleteAttribute(records_, SizedRecordAt<CMSG_CTRL_DEL_SIGNER_UNAUTH_ATTR_PARA>(para));
             break;
         case CMSG_CTRL_ADD_CERT:
             records_.certificates.push_back(ChoiceOf(para));
             break;
         case CMSG_CTRL_DEL_CERT:
-            DeleteChoice(records_.certificates, IndexOf(para));
+            DeleteChoice(records_.certificates, RecordAt<DWORD>(para));
             break;
         case CMSG_CTRL_ADD_CRL:
             records_.crls.push_back(ChoiceOf(para));
             break;
         case CMSG_CTRL_DEL_CRL:
-            DeleteChoice(records_.crls, IndexOf(para));
+            DeleteChoice(records_.crls, RecordAt<DWORD>(para));
             break;
         default:
             throw Error(CRYPT_E_CONTROL_TYPE);
@@ -95,13 +96,14 @@ void SignedBody::Edit(DWORD type, const void* para) {
     // may go by it: PKCS #7 v1.5 content is told that way.
     const long after = SignedDataVersion(records_);
     if (after != before) records_.version = after;
-    encoded_.reset();
 }
 
 void SignedBody::AddSigner(const CMSG_SIGNER_ENCODE_INFO& info) {
     if (info.HashAlgorithm.pszObjId == nullptr) throw Error(ERROR_INVALID_PARAMETER);
     const Bytes digest = ContentDigest(info.HashAlgorithm.pszObjId);
-    SignerInfo signer = MakeSigner(info, records_.contentType, digest);
+    const PreparedSigner prepared(info, records_.contentType);
+    if (prepared.CoversContent()) RequireOrdinaryContent();
+    SignerInfo signer = prepared.Sign(digest);
     ListDigest(records_.digests, signer.digest);
     records_.signers.push_back(std::move(signer));
 }

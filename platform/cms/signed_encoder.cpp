@@ -8,8 +8,10 @@
 
 #include "platform/base/error.h"
 #include "platform/base/output.h"
+#include "platform/cms/attribute_set.h"
 #include "platform/cms/encoded_message.h"
 #include "platform/cms/model.h"
+#include "platform/cms/params.h"
 #include "platform/cms/signer.h"
 #include "platform/cms/stream_writer.h"
 #include "platform/der/der.h"
@@ -37,8 +39,12 @@ class Signers {
         for (const PreparedSigner& signer : prepared_) signers.push_back(signer.Dummy());
         return signers;
     }
-    void Update(ByteView content) {
+    // Throws CRYPT_E_AUTH_ATTR_MISSING at the end of content that must not be signed bare.
+    void Update(ByteView content, bool isFinal) {
         for (Digest& digest : digests_) digest.Update(content);
+        if (!bare_) return;
+        watch_.Feed(content);
+        if (isFinal) watch_.RequireOrdinary();
     }
     [[nodiscard]] std::vector<SignerInfo> Sign() const {
         std::vector<SignerInfo> signers;
@@ -57,6 +63,7 @@ class Signers {
             digests_.emplace_back(digest.oid);
             ListDigest(algorithms_, digest);
         }
+        bare_ = bare_ || signer.CoversContent();
         prepared_.push_back(std::move(signer));
     }
     [[nodiscard]] const Digest& DigestFor(const PreparedSigner& signer) const {
@@ -68,6 +75,8 @@ class Signers {
     std::vector<PreparedSigner> prepared_;
     std::vector<Digest> digests_;
     std::vector<Algorithm> algorithms_;
+    bool bare_ = false;  // a signature covers the content itself
+    AttributeSetWatch watch_;
 };
 
 // What is embedded must be one element, or the reader loses its way behind it.
@@ -99,18 +108,21 @@ SignedRecords RecordsFrom(const CMSG_SIGNED_ENCODE_INFO& info, const std::string
 class SignedEncoder : public EncodedMessage {
   public:
     SignedEncoder(const CMSG_SIGNED_ENCODE_INFO& info, bool detached,
-                  const std::string& contentType)
-        : EncodedMessage(CMSG_SIGNED),
+                  const std::string& contentType, bool streamed)
+        : EncodedMessage(CMSG_SIGNED, streamed || detached),
           detached_(detached),
           signers_(info, contentType),
-          records_(RecordsFrom(info, contentType, signers_)) {}
+          records_(RecordsFrom(info, contentType, signers_)) {
+        // Before anything goes out: parts beyond what a reader holds.
+        (void)EncodeSignedMessage(records_, std::nullopt);
+    }
 
     void GetParam(DWORD param, DWORD index, void* data, DWORD* size) override {
         switch (param) {
             case CMSG_SIGNER_COUNT_PARAM:
-                return NumberOut(static_cast<DWORD>(records_.signers.size()), data, size);
+                return CopyNumber(static_cast<DWORD>(records_.signers.size()), data, size);
             case CMSG_VERSION_PARAM:
-                return NumberOut(static_cast<DWORD>(records_.version), data, size);
+                return CopyNumber(static_cast<DWORD>(records_.version), data, size);
             case CMSG_ENCRYPTED_DIGEST:
                 return CopyOut(Signer(index).signature, data, size);
             case CMSG_ENCODED_SIGNER:
@@ -123,7 +135,7 @@ class SignedEncoder : public EncodedMessage {
   protected:
     [[nodiscard]] bool Detached() const { return detached_; }
     [[nodiscard]] const SignedRecords& Records() const { return records_; }
-    void Hash(ByteView content) { signers_.Update(content); }
+    void Hash(ByteView content, bool isFinal) { signers_.Update(content, isFinal); }
     void Sign() { records_.signers = signers_.Sign(); }
 
   private:
@@ -140,16 +152,19 @@ class SignedEncoder : public EncodedMessage {
 
 class WholeSignedEncoder : public SignedEncoder {
   public:
-    using SignedEncoder::SignedEncoder;
+    WholeSignedEncoder(const CMSG_SIGNED_ENCODE_INFO& info, bool detached,
+                       const std::string& contentType)
+        : SignedEncoder(info, detached, contentType, false) {}
 
   protected:
     void Feed(ByteView data, bool isFinal) override {
-        Hash(data);
+        Hash(data, isFinal);
         if (!Detached()) der::Append(content_, data);
         if (!isFinal) return;
         Sign();
-        Finish(EncodeSignedMessage(Records(),
-                                   Detached() ? std::nullopt : std::optional<ByteView>(content_)));
+        std::optional<SignedContent> content;
+        if (!Detached()) content = SignedContent{content_};
+        Finish(EncodeSignedMessage(Records(), content).Joined());
         content_ = Bytes();
     }
 
@@ -161,14 +176,14 @@ class StreamedSignedEncoder : public SignedEncoder {
   public:
     StreamedSignedEncoder(const CMSG_SIGNED_ENCODE_INFO& info, bool detached,
                           const std::string& contentType, const CMSG_STREAM_INFO& stream)
-        : SignedEncoder(info, detached, contentType), writer_(stream), length_(stream) {}
+        : SignedEncoder(info, detached, contentType, true), writer_(stream), length_(stream) {}
 
   protected:
     void Feed(ByteView data, bool isFinal) override {
         length_.Count(data.size(), isFinal);
+        Hash(data, isFinal);
         if (!begun_) WriteHead();
         begun_ = true;
-        Hash(data);
         if (!Detached()) writer_.Piece(data);
         if (!isFinal) return;
         Sign();

@@ -7,26 +7,6 @@
 namespace platform {
 namespace {
 
-// Gives the content of an encoded message another tag of one octet.
-void RetagContent(Bytes& message, std::uint8_t tag) {
-    der::Cursor info(der::Cursor(message).Expect(der::kSequence).contents);
-    info.Expect(der::kOid);
-    const der::Item body = info.Expect(der::ContextConstructed(0));
-    der::Cursor data(der::Cursor(body.contents).Expect(der::kSequence).contents);
-    data.Expect(der::kInteger);
-    data.Expect(der::kSet);
-    der::Cursor encapsulated(data.Expect(der::kSequence).contents);
-    encapsulated.Expect(der::kOid);
-    const ByteView content = encapsulated.Expect(der::ContextConstructed(0)).contents;
-    message[static_cast<std::size_t>(content.data() - message.data())] = tag;
-}
-
-Bytes WithoutContentInfo(ByteView message) {
-    der::Cursor info(der::Cursor(message).Expect(der::kSequence).contents);
-    info.Expect(der::kOid);
-    return Copy(info.Expect(der::ContextConstructed(0)).contents);
-}
-
 void CopyPresent(const std::vector<Bytes>& attributes, void* data, DWORD* size) {
     if (attributes.empty()) throw Error(CRYPT_E_ATTRIBUTES_MISSING);
     CopyAttributes(attributes, data, size);
@@ -101,7 +81,9 @@ void SignedBody::ChoiceParam(DWORD param, DWORD index, void* data, DWORD* size) 
     Require(Progress::Records);
     const bool certificates = param == CMSG_CERT_COUNT_PARAM || param == CMSG_CERT_PARAM;
     const std::vector<Bytes>& choices = certificates ? records_.certificates : records_.crls;
-    const std::vector<std::size_t> plain = PlainChoices(choices);
+    auto& found = certificates ? plainCertificates_ : plainCrls_;
+    if (!found) found = PlainChoices(choices);
+    const std::vector<std::size_t>& plain = *found;
     if (param == CMSG_CERT_COUNT_PARAM || param == CMSG_CRL_COUNT_PARAM) {
         return CopyNumber(static_cast<DWORD>(plain.size()), data, size);
     }
@@ -113,8 +95,8 @@ void SignedBody::MessageParam(DWORD param, void* data, DWORD* size) {
     if (settings_.sink) throw Error(CRYPT_E_INVALID_MSG_TYPE);
     Require(Progress::Records);
     if (param == CMSG_CONTENT_PARAM) return CopyContent(data, size);
-    if (param == CMSG_ENCODED_MESSAGE) return CopyEncodedMessage(data, size);
-    CopyOut(WithoutContentInfo(EncodeMessage()), data, size);
+    const bool bare = param == CMSG_BARE_CONTENT_PARAM;
+    CopyMessage(bare ? Wrapping::Bare : Wrapping::ContentInfo, data, size);
 }
 
 void SignedBody::CopyContent(void* data, DWORD* size) const {
@@ -122,19 +104,13 @@ void SignedBody::CopyContent(void* data, DWORD* size) const {
     CopyOut(der::Element(*rawTag_, content_), data, size);
 }
 
-// Callers ask for the size first: the message is built once for both calls.
-void SignedBody::CopyEncodedMessage(void* data, DWORD* size) {
-    if (!encoded_) encoded_ = EncodeMessage();
-    CopyOut(*encoded_, data, size);
-    if (data != nullptr) encoded_.reset();
-}
-
-Bytes SignedBody::EncodeMessage() const {
-    const bool attached = contentComplete_ && !settings_.detached;
-    Bytes message =
-        EncodeSignedMessage(records_, attached ? std::optional<ByteView>(content_) : std::nullopt);
-    if (attached && rawTag_) RetagContent(message, *rawTag_);
-    return message;
+// The content goes from where it is held to where the caller wants it, and nowhere between.
+void SignedBody::CopyMessage(Wrapping wrapping, void* data, DWORD* size) const {
+    std::optional<SignedContent> content;
+    if (contentComplete_ && !settings_.detached) {
+        content = SignedContent{content_, rawTag_.value_or(der::kOctetString)};
+    }
+    CopyParts(EncodeSignedMessage(records_, content, wrapping), data, size);
 }
 
 }  // namespace platform

@@ -1,3 +1,4 @@
+// The making of one SignerInfo.
 #include "platform/cms/signer.h"
 
 #include <algorithm>
@@ -5,18 +6,13 @@
 #include <utility>
 
 #include "platform/base/error.h"
+#include "platform/cms/readable.h"
 #include "platform/der/der.h"
 #include "platform/der/normalise.h"
+#include "platform/providers/algorithms.h"
 
 namespace platform {
 namespace {
-
-constexpr std::string_view kGostArcs[] = {"1.2.643.2.2.", "1.2.643.7.1."};
-
-bool IsGost(std::string_view oid) {
-    return std::any_of(std::begin(kGostArcs), std::end(kGostArcs),
-                       [oid](std::string_view arc) { return oid.starts_with(arc); });
-}
 
 // Parameters of a digest are absent for SHA (RFC 5754 2) and NULL for GOST (RFC 4490 2.1).
 Algorithm DigestAlgorithmOf(const CRYPT_ALGORITHM_IDENTIFIER& given) {
@@ -31,11 +27,13 @@ Algorithm DigestAlgorithmOf(const CRYPT_ALGORITHM_IDENTIFIER& given) {
 
 // A reader finds the end of an attribute by its values, so a value that is not exactly
 // one element would make the whole message unreadable.
-Bytes DerOfValue(const CRYPT_ATTR_BLOB& value) {
+Bytes DerOfValue(const CRYPT_ATTR_BLOB& value, const char* oid) {
     try {
-        return Normalise(ViewOf(value.pbData, value.cbData));
-    } catch (const Error&) {
-        throw Error(CRYPT_E_BAD_ENCODE);
+        return Normalise(ViewOf(value.pbData, value.cbData),
+                         BerReader::kDefaultDepth - kLevelsAroundValue);
+    } catch (const Error& error) {
+        const bool deep = error.Code() == static_cast<DWORD>(CRYPT_E_ASN1_CONSTRAINT);
+        throw Error(deep ? CRYPT_E_ASN1_CONSTRAINT : CRYPT_E_BAD_ENCODE, oid);
     }
 }
 
@@ -43,10 +41,10 @@ enum class Values { AsGiven, Der };
 
 Bytes CheckedAttribute(const CRYPT_ATTRIBUTE& attribute, Values form) {
     Bytes asGiven = EncodeAttribute(attribute);
-    if (attribute.cValue == 0) throw Error(CRYPT_E_BAD_ENCODE);
+    if (attribute.cValue == 0) throw Error(CRYPT_E_BAD_ENCODE, attribute.pszObjId);
     std::vector<Bytes> values;
     for (DWORD i = 0; i < attribute.cValue; ++i) {
-        values.push_back(DerOfValue(attribute.rgValue[i]));
+        values.push_back(DerOfValue(attribute.rgValue[i], attribute.pszObjId));
     }
     if (form == Values::AsGiven) return asGiven;
     return der::Element(der::kSequence,
@@ -66,9 +64,14 @@ void RefuseOwnAttributes(const CMSG_SIGNER_ENCODE_INFO& info) {
     for (DWORD i = 0; i < info.cAuthAttr; ++i) {
         const std::string_view oid = info.rgAuthAttr[i].pszObjId;
         if (oid == szOID_RSA_contentType || oid == szOID_RSA_messageDigest) {
-            throw Error(CRYPT_E_BAD_ENCODE);
+            throw Error(CRYPT_E_BAD_ENCODE, std::string(oid));
         }
     }
+}
+
+// The default that is documented for this record.
+DWORD KeySpecOf(const CMSG_SIGNER_ENCODE_INFO& info) {
+    return info.dwKeySpec != 0 ? info.dwKeySpec : AT_SIGNATURE;
 }
 
 Bytes Attribute(const char* oid, ByteView value) {
@@ -85,7 +88,7 @@ const CMSG_SIGNER_ENCODE_INFO& Checked(const CMSG_SIGNER_ENCODE_INFO& info) {
 }  // namespace
 
 PreparedSigner::PreparedSigner(const CMSG_SIGNER_ENCODE_INFO& info, const std::string& contentType)
-    : PreparedSigner(info, contentType, PrivateKeyOf(Checked(info).hCryptProv, info.dwKeySpec)) {}
+    : PreparedSigner(info, contentType, PrivateKeyOf(Checked(info).hCryptProv, KeySpecOf(info))) {}
 
 PreparedSigner::PreparedSigner(const CMSG_SIGNER_ENCODE_INFO& info, const std::string& contentType,
                                std::shared_ptr<EVP_PKEY> key)
@@ -97,6 +100,7 @@ PreparedSigner::PreparedSigner(const CMSG_SIGNER_ENCODE_INFO& info, const std::s
     AddSignedAttributes(info);
     record_.unsignedAttributes =
         CheckedAttributes(info.rgUnauthAttr, info.cUnauthAttr, Values::AsGiven);
+    for (DWORD i = 0; i < info.cUnauthAttr; ++i) RefuseAsUnsigned(info.rgUnauthAttr[i].pszObjId);
     std::sort(record_.unsignedAttributes.begin(), record_.unsignedAttributes.end());
 }
 
@@ -139,9 +143,8 @@ SignerInfo PreparedSigner::Dummy() const {
     return signer;
 }
 
-SignerInfo MakeSigner(const CMSG_SIGNER_ENCODE_INFO& info, const std::string& contentType,
-                      ByteView contentDigest) {
-    return PreparedSigner(info, contentType).Sign(contentDigest);
+void RefuseAsUnsigned(std::string_view oid) {
+    if (MustBeSigned(oid)) throw Error(CRYPT_E_BAD_ENCODE, std::string(oid));
 }
 
 }  // namespace platform

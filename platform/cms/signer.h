@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/base/bytes.h"
@@ -19,8 +20,9 @@ namespace platform {
 class PreparedSigner {
   public:
     // Throws ERROR_INVALID_PARAMETER for an incomplete record, CRYPT_E_OID_FORMAT and
-    // CRYPT_E_BAD_ENCODE for attributes that do not hold one whole BER value each or
-    // that the message places itself, and what DigestByOid, SignatureAlgorithmFor and
+    // CRYPT_E_BAD_ENCODE for attributes that do not hold one whole BER value each or that
+    // the message places itself, CRYPT_E_ASN1_CONSTRAINT for values nested so deep that
+    // nobody could read them in a message, and what DigestByOid, SignatureAlgorithmFor and
     // PrivateKeyOf throw.
     PreparedSigner(const CMSG_SIGNER_ENCODE_INFO& info, const std::string& contentType);
     // The same with a key that is already at hand.
@@ -28,6 +30,8 @@ class PreparedSigner {
                    std::shared_ptr<EVP_PKEY> key);
 
     [[nodiscard]] const Algorithm& DigestAlgorithm() const { return record_.digest; }
+    // True without signed attributes.
+    [[nodiscard]] bool CoversContent() const { return !record_.signedAttributes; }
     // With no signed attributes the signature covers the content itself; with any it covers
     // them, content type and message digest among them.
     [[nodiscard]] SignerInfo Sign(ByteView contentDigest) const;
@@ -44,8 +48,7 @@ class PreparedSigner {
     SignerInfo record_;  // without message digest and signature
 };
 
-// One signer over a digest that is known already.
-SignerInfo MakeSigner(const CMSG_SIGNER_ENCODE_INFO& info, const std::string& contentType,
-                      ByteView contentDigest);
+// Throws CRYPT_E_BAD_ENCODE for an attribute that a reader refuses among unsigned ones.
+void RefuseAsUnsigned(std::string_view oid);
 
 }  // namespace platform

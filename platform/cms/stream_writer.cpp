@@ -1,3 +1,4 @@
+// The writer of elements around passing content.
 #include "platform/cms/stream_writer.h"
 
 #include "platform/base/error.h"

@@ -1,3 +1,4 @@
+// The push reader and the header parser that every reader of BER and DER here shares.
 #include "platform/der/ber_reader.h"
 
 #include <algorithm>
@@ -10,6 +11,7 @@ namespace {
 
 constexpr std::uint8_t kLongForm = 0x80;
 constexpr std::uint8_t kReservedLength = 0xFF;  // X.690 8.1.3.5 c
+constexpr std::uint8_t kFirstHighTag = 31;      // X.690 8.1.2.4
 constexpr unsigned kMaxIdentifier = 6;
 // X.690 allows leading zero octets without bound; a field past 64 bits serves nobody.
 constexpr unsigned kMaxLengthOctets = 8;
@@ -37,7 +39,12 @@ bool BerHeaderParser::Advance(std::uint8_t octet) {
                 throw Error(CRYPT_E_ASN1_CORRUPT);
             }
             if (++header_.identifierSize > kMaxIdentifier) throw Error(CRYPT_E_ASN1_LARGE);
-            if ((octet & kLongForm) == 0) stage_ = Stage::Length;
+            if ((octet & kLongForm) != 0) return false;
+            // X.690 8.1.2.2: a number below 31 has the low form and no other.
+            if (header_.identifierSize == 2 && octet < kFirstHighTag) {
+                throw Error(CRYPT_E_ASN1_CORRUPT);
+            }
+            stage_ = Stage::Length;
             return false;
         case Stage::Length:
             return TakeLength(octet);
@@ -135,18 +142,23 @@ void BerReader::CloseFinished(BerVisitor& visitor) {
     done_ = open_.empty();
 }
 
-ByteView TakeElement(ByteView& rest) {
+BerHeader HeaderOfElement(ByteView rest) {
     if (rest.empty()) throw Error(CRYPT_E_ASN1_EOD);
     BerHeaderParser parser;
     for (const std::uint8_t octet : rest) {
         const auto header = parser.Take(octet);
         if (!header) continue;
         if (header->indefinite || header->length > rest.size() - header->size) break;
-        const ByteView whole = rest.first(header->size + static_cast<std::size_t>(header->length));
-        rest = rest.subspan(whole.size());
-        return whole;
+        return *header;
     }
     throw Error(CRYPT_E_ASN1_CORRUPT);
+}
+
+ByteView TakeElement(ByteView& rest) {
+    const BerHeader header = HeaderOfElement(rest);
+    const ByteView whole = rest.first(header.size + static_cast<std::size_t>(header.length));
+    rest = rest.subspan(whole.size());
+    return whole;
 }
 
 }  // namespace platform

@@ -91,9 +91,10 @@ class BerReader {
     bool done_ = false;
 };
 
-// Cuts the element at the start of `rest` off. The elements are DER in all but their tag
-// numbers, which may be of any size. Throws CRYPT_E_ASN1_EOD when there is none,
-// CRYPT_E_ASN1_CORRUPT when it is not whole or not of definite length.
+// The header of the element at the start of `rest`. Throws CRYPT_E_ASN1_EOD when there is
+// none, CRYPT_E_ASN1_CORRUPT when the element is not whole or not of definite length.
+BerHeader HeaderOfElement(ByteView rest);
+// Cuts that element off. Throws the same.
 ByteView TakeElement(ByteView& rest);
 
 }  // namespace platform

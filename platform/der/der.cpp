@@ -1,16 +1,16 @@
+// Small DER values, written and read.
 #include "platform/der/der.h"
 
 #include <algorithm>
 #include <array>
-#include <limits>
 
 #include "platform/base/error.h"
+#include "platform/der/ber_reader.h"
 
 namespace platform::der {
 namespace {
 
 constexpr std::uint8_t kLongForm = 0x80;
-constexpr std::uint8_t kHighTagNumber = 0x1F;
 constexpr std::uint8_t kMoreOctets = 0x80;
 
 // Wide enough for the arcs under 2.25, which hold a whole UUID.
@@ -81,24 +81,6 @@ void AppendDecimal(std::string& out, Arc arc) {
         arc /= 10;
     } while (arc != 0);
     out.append(digits.rbegin(), digits.rend());
-}
-
-// Takes the length octets off the front. X.690 8.1.3: short, long (also longer than
-// needed, which BER allows); the indefinite form is not for this reader.
-std::size_t TakeLength(ByteView& rest) {
-    if (rest.empty()) Corrupt();
-    const std::uint8_t first = rest[0];
-    rest = rest.subspan(1);
-    if (first < kLongForm) return first;
-    const std::size_t count = first & 0x7F;
-    if (count == 0 || count == 0x7F || count > rest.size()) Corrupt();
-    std::size_t length = 0;
-    for (const std::uint8_t octet : rest.first(count)) {
-        if (length > (std::numeric_limits<std::size_t>::max() >> 8)) Corrupt();
-        length = (length << 8) | octet;
-    }
-    rest = rest.subspan(count);
-    return length;
 }
 
 }  // namespace
@@ -173,17 +155,11 @@ std::string DottedOid(ByteView contents) {
 }
 
 Item Cursor::Next() {
-    if (rest_.empty()) throw Error(CRYPT_E_ASN1_EOD);
-    const std::uint8_t tag = rest_[0];
-    if ((tag & kHighTagNumber) == kHighTagNumber) Corrupt();
-    ByteView after = rest_.subspan(1);
-    const std::size_t length = TakeLength(after);
-    if (length > after.size()) Corrupt();
-    const ByteView contents = after.first(length);
-    const std::size_t header = rest_.size() - after.size();
-    const ByteView whole = rest_.first(header + length);
-    rest_ = after.subspan(length);
-    return {tag, whole, contents};
+    const BerHeader header = HeaderOfElement(rest_);
+    if (header.HighTagNumber()) Corrupt();
+    const ByteView whole = rest_.first(header.size + static_cast<std::size_t>(header.length));
+    rest_ = rest_.subspan(whole.size());
+    return {header.First(), whole, whole.subspan(header.size)};
 }
 
 Item Cursor::Expect(std::uint8_t tag) {

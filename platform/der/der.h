@@ -44,7 +44,8 @@ struct Item {
 
 // A cursor over consecutive DER elements. Low tag numbers only; lengths minimal or not,
 // always definite and inside the span. Throws CRYPT_E_ASN1_EOD at a missing element,
-// CRYPT_E_ASN1_BADTAG at an unexpected tag, CRYPT_E_ASN1_CORRUPT otherwise.
+// CRYPT_E_ASN1_BADTAG at an unexpected tag, CRYPT_E_ASN1_LARGE for a length field past 8
+// octets, CRYPT_E_ASN1_CORRUPT otherwise.
 class Cursor {
   public:
     explicit Cursor(ByteView span) : rest_(span) {}

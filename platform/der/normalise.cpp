@@ -1,3 +1,4 @@
+// From BER to DER, in place.
 #include "platform/der/normalise.h"
 
 #include "platform/base/error.h"

@@ -1,3 +1,4 @@
+// Algorithms, keys, extensions and times, read from DER and laid out as records.
 #include "platform/der/records.h"
 
 #include <algorithm>

@@ -80,8 +80,10 @@ class Encrypt(KestrelCase):
         self.succeed("-decr", "-dn", "ann", "msg", "out")
         self.assertEqual(self.read("out"), self.read("in"))
         self.openssl("cms", "-encrypt", "-binary", "-in", "in", "-outform", "DER", "-out", "msg",
-                     "-aes128", "-keyid", "-recip", "keyid.pem")
+                     "-aes128", "-keyid", "-recip", "ec.pem", "-recip", "keyid.pem")
         self.fail_with(0x2000025A, "-decr", "-dn", "ann", "msg", "out")
+        self.succeed("-decr", "-dn", "keyid", "msg", "out")
+        self.assertEqual(self.read("out"), self.read("in"))
 
     def test_one_indistinct_failure(self):
         self.make_identity("rsa", "ann")

@@ -1,3 +1,4 @@
+// Received messages and the loops that feed them.
 #include "tests/support/decode_support.h"
 
 #include <gtest/gtest.h>

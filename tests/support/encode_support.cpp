@@ -1,3 +1,4 @@
+// Identities, sinks and encoders of the message tests.
 #include "tests/support/encode_support.h"
 
 #include <gtest/gtest.h>

@@ -318,6 +318,39 @@ TEST_F(Kept, EveryPartThatAnAttributeMoreDoesNotTouch) {
     }
 }
 
+// Fields of a signer: version, name, digest, signed attributes, algorithm and value.
+TEST_F(Kept, SignersAreTakenByTheLetter) {
+    const auto badAlgorithm = static_cast<DWORD>(NTE_BAD_ALGID);
+    const auto badSignature = static_cast<DWORD>(NTE_BAD_SIGNATURE);
+    const struct {
+        const char* name;
+        std::size_t field;
+        const char* octets;
+        DWORD expected;
+    } rows[] = {
+        {"digest, no parameters", 2, "300B 0609608648016503040201", 0},
+        {"digest, NULL", 2, "300D 0609608648016503040201 0500", 0},
+        {"digest, a number", 2, "300E 0609608648016503040201 020100", badAlgorithm},
+        {"signature, no parameters", 4, "300B 06092A864886F70D010101", 0},
+        {"signature, a sequence", 4, "300D 06092A864886F70D010101 3000", badAlgorithm},
+        {"signature, unknown", 4, "3005 06032A0304", badAlgorithm},
+        {"a signing time that nobody signed", 6,
+         "A11E 301C 06092A864886F70D010905 310F 170D3236303130313030303030305A", badSignature},
+        {"something else that nobody signed", 6, "A10C 300A 06032A0304 3103 020107", 0},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        Parts changed = made;
+        ChangeSigner(changed, [&](Elements& fields) {
+            fields.resize(std::max(fields.size(), row.field + 1));
+            fields[row.field] = FromHex(row.octets);
+        });
+        Decoding message(nullptr);
+        ASSERT_EQ(message.Update(changed.Message(), true), 0U);
+        EXPECT_EQ(message.Verify(0, IdentityOf("rsa").certificate), row.expected);
+    }
+}
+
 TEST_F(Kept, UnsortedSignedAttributesStillVerifyForOpenSsl) {
     ChangeSigner(made, SignUnsorted);
     const CMSG_SIGNER_ENCODE_INFO info = IdentityOf("gost2012-512").Signer();

@@ -15,6 +15,7 @@ constexpr DWORD kCorrupt = static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT);
 constexpr DWORD kMissing = static_cast<DWORD>(CRYPT_E_ASN1_EOD);
 constexpr DWORD kShort = static_cast<DWORD>(CRYPT_E_STREAM_INSUFFICIENT_DATA);
 constexpr DWORD kOtherType = static_cast<DWORD>(CRYPT_E_INVALID_MSG_TYPE);
+constexpr DWORD kBadMessage = static_cast<DWORD>(CRYPT_E_BAD_MSG);
 constexpr DWORD kLarge = static_cast<DWORD>(CRYPT_E_ASN1_LARGE);
 
 #define SIGNED "3080 06092A864886F70D010702 A080 "
@@ -35,12 +36,19 @@ const Row kRows[] = {
     {"zeros", "0000", kBadTag, kBadTag},
     {"begin of a sequence", "30", kMissing, kShort},
     {"empty sequence", "3000", kMissing, kMissing},
-    {"content info of data", "3080 " DATA "A080 0401 61 " END END, kOtherType, kOtherType},
+    {"content info of data", "3080 " DATA "A080 0401 61 " END END, 0, 0},
+    {"content info of another type", "3080 0601 2A A080 0401 61 " END END, kOtherType, kOtherType},
+    {"content info of data without any", "3080 " DATA END, kMissing, kMissing},
     {"type alone", "300B 06092A864886F70D010702", kMissing, kMissing},
     {"type with an open arc", "3005 0601 AA A000", kCorrupt, kCorrupt},
     {"the least signed data", SIGNED "3080 0201 01 3100 3080 " DATA END "3100 " END END END, 0, 0},
     {"the least signed data, definite",
      "3023 06092A864886F70D010702 A016 3014 0201 01 3100 300B " DATA "3100", 0, 0},
+    {"the last version", SIGNED "3080 0201 05 3100 3080 " DATA END "3100 " END END END, 0, 0},
+    {"a version past the last", SIGNED "3080 0201 06 3100 3080 " DATA END "3100 " END END END,
+     kBadMessage, kBadMessage},
+    {"a version before the first", SIGNED "3080 0201 00 3100 3080 " DATA END "3100 " END END END,
+     kBadMessage, kBadMessage},
     {"an element too many", SIGNED "3080 0201 01 3100 3080 " DATA END "3100 0500 " END END END,
      kBadTag, kBadTag},
     {"two contents",

@@ -1,3 +1,4 @@
+// Messages made in one call, judged by the openssl command.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -22,6 +23,7 @@ struct Request {
         EXPECT_TRUE(CertSetCertificateContextProperty(certificate, CERT_KEY_CONTEXT_PROP_ID,
                                                       CERT_STORE_NO_CRYPT_RELEASE_FLAG, &key));
         para.cbSize = sizeof(para);
+        para.dwMsgEncodingType = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
         para.cMsgCert = 1;
         para.rgpMsgCert = &certificate;
         para.pSigningCert = certificate;

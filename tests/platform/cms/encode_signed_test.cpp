@@ -142,7 +142,7 @@ TEST(SignedEncoder, RefusesBadAttributesBeforeAnyOutput) {
         std::string oid;
         Bytes value;
         DWORD expected;
-        bool onlySigned = false;
+        bool onlyUnsigned = false;
     } rows[] = {
         {"nothing wrong", "1.2.3", {0x02, 0x01, 0x2A}, 0},
         {"empty value", "1.2.3", {}, badEncode},
@@ -151,12 +151,13 @@ TEST(SignedEncoder, RefusesBadAttributesBeforeAnyOutput) {
         {"text", "1.2.3", Copy(ViewOf("-----BEGIN")), badEncode},
         {"empty identifier", "", {0x05, 0x00}, badOid},
         {"bad identifier", "1.2.x", {0x05, 0x00}, badOid},
-        {"placed by the message", szOID_RSA_contentType, {0x05, 0x00}, badEncode, true},
-        {"placed by the message too", szOID_RSA_messageDigest, {0x05, 0x00}, badEncode, true},
+        {"placed by the message", szOID_RSA_contentType, {0x05, 0x00}, badEncode},
+        {"placed by the message too", szOID_RSA_messageDigest, {0x05, 0x00}, badEncode},
+        {"a time that must be signed", szOID_RSA_signingTime, {0x05, 0x00}, badEncode, true},
     };
     for (const auto& row : rows) {
         for (const bool isSigned : {true, false}) {
-            if (row.onlySigned && !isSigned) continue;
+            if (row.onlyUnsigned && isSigned) continue;
             SCOPED_TRACE(row.name);
             Bytes value = row.value;
             std::string oid = row.oid;
@@ -187,6 +188,8 @@ TEST(SignedEncoder, RefusesBadRequestsBeforeAnyOutput) {
          [](Request& r) { r.signers[0].HashAlgorithm.pszObjId = const_cast<char*>("1.2.3.4"); }},
         {"no key of that kind", static_cast<DWORD>(NTE_NO_KEY),
          [](Request& r) { r.signers[0].dwKeySpec = AT_SIGNATURE; }},
+        {"no key of the default kind", static_cast<DWORD>(NTE_NO_KEY),
+         [](Request& r) { r.signers[0].dwKeySpec = 0; }},
         {"certificate cut", static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT),
          [](Request& r) { --r.certificates[0].cbData; }},
         {"unknown flag", invalid, [](Request& r) { r.flags = 0x40; }},

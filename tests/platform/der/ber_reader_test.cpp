@@ -97,6 +97,8 @@ const Row kRows[] = {
     {"length past all input", "04 88 FFFFFFFFFFFFFFFF", "", kLarge, false},
     {"huge length, nothing behind", "04 88 7FFFFFFFFFFFFFFF", "(04", 0, false},
     {"huge length inside", "3080 04 88 FFFFFFFFFFFFFFFF", "(30", kCorrupt, false},
+    {"least high tag number", "1F1F 00", "(1f1f)", 0, true},
+    {"low tag number in the high form", "1F1E 00", "", kCorrupt, false},
     {"tag number with a leading zero", "1F80 01 00", "", kCorrupt, false},
     {"tag number past 35 bits", "1F 81 80 80 80 80 00 00", "", kLarge, false},
 };

@@ -14,6 +14,7 @@ namespace {
 constexpr DWORD kEod = static_cast<DWORD>(CRYPT_E_ASN1_EOD);
 constexpr DWORD kCorrupt = static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT);
 constexpr DWORD kBadTag = static_cast<DWORD>(CRYPT_E_ASN1_BADTAG);
+constexpr DWORD kLarge = static_cast<DWORD>(CRYPT_E_ASN1_LARGE);
 constexpr DWORD kOidFormat = static_cast<DWORD>(CRYPT_E_OID_FORMAT);
 
 TEST(Der, LengthsTakeTheShortestForm) {
@@ -95,13 +96,13 @@ TEST(Der, CursorRefusals) {
     } rows[] = {
         {"empty contents", {0x04, 0x00}, 0},
         {"length longer than needed", {0x04, 0x81, 0x01, 0xAA}, 0},
-        {"length with leading zeros", {0x04, 0x89, 0, 0, 0, 0, 0, 0, 0, 0, 0x01, 0xAA}, 0},
+        {"length with leading zeros", {0x04, 0x88, 0, 0, 0, 0, 0, 0, 0, 0x01, 0xAA}, 0},
         {"nothing", {}, kEod},
         {"contents cut", {0x04, 0x02, 0xAA}, kCorrupt},
         {"length octets cut", {0x04, 0x82, 0x01}, kCorrupt},
         {"indefinite", {0x24, 0x80, 0x00, 0x00}, kCorrupt, 0x24},
         {"reserved length", {0x04, 0xFF, 0x00}, kCorrupt},
-        {"length past the machine word", {0x04, 0x89, 1, 0, 0, 0, 0, 0, 0, 0, 0}, kCorrupt},
+        {"length past the machine word", {0x04, 0x89, 1, 0, 0, 0, 0, 0, 0, 0, 0}, kLarge},
         {"high tag number", {0x1F, 0x81, 0x01, 0x00}, kCorrupt, 0x1F},
         {"other tag", {0x05, 0x00}, kBadTag},
     };

@@ -169,6 +169,9 @@ TEST(VerifyMessage, GivesTheContentOut) {
     EXPECT_EQ(size, content.size());
     EXPECT_EQ(call(out.data(), size), 0U);
     EXPECT_EQ(out, content);
+    para.cbSize = 0;
+    EXPECT_EQ(call(out.data(), size), static_cast<DWORD>(E_INVALIDARG));
+    EXPECT_EQ(size, 0U) << "a failure leaves no size";
 }
 
 TEST(VerifyMessage, ChecksItsArguments) {
@@ -185,8 +188,8 @@ TEST(VerifyMessage, ChecksItsArguments) {
         return GetLastError();
     };
     const DWORD invalid = ERROR_INVALID_PARAMETER;
-    EXPECT_EQ(call(nullptr, message.data(), 0), invalid);
-    EXPECT_EQ(call(&small, message.data(), 0), invalid);
+    EXPECT_EQ(call(nullptr, message.data(), 0), static_cast<DWORD>(E_INVALIDARG));
+    EXPECT_EQ(call(&small, message.data(), 0), static_cast<DWORD>(E_INVALIDARG));
     EXPECT_EQ(call(&para, nullptr, 0), invalid);
     EXPECT_EQ(call(&para, message.data(), 1), invalid);
     para.dwMsgAndCertEncodingType = X509_ASN_ENCODING;
