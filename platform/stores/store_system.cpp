@@ -86,8 +86,9 @@ bool CheckSchema(Database& database) {
 bool IsMissing(const fs::path& file) {
     struct stat status {};
     if (stat(file.c_str(), &status) == 0) return false;
-    const int error = errno;
-    if (error != ENOENT || lstat(file.c_str(), &status) == 0) ThrowErrno(error, file);
+    if (errno != ENOENT) ThrowErrno(errno, file);
+    // "Not found" would be taken for a store that was never made.
+    if (lstat(file.c_str(), &status) == 0) throw Error(ERROR_FILE_CORRUPT, file.string());
     return true;
 }
 

@@ -312,7 +312,7 @@ TEST_F(StoreDamageTest, TellsOfSidesThatCannotBeRead) {
              fs::remove(Database());
              fs::create_symlink("gone", Database());
          },
-         ERROR_FILE_NOT_FOUND},
+         ERROR_FILE_CORRUPT},
         {"file in the folder's place",
          [] {
              fs::remove_all(UserHome());
