@@ -291,16 +291,6 @@ TEST_F(RecordsTest, DecodesWhatItEncodes) {
     }
 }
 
-TEST_F(RecordsTest, RefusesUnknownKinds) {
-    const LONG value = 1;
-    DWORD size = 0;
-    for (const LPCSTR type : {LPCSTR{"1.2.3"}, LPCSTR{nullptr}, X509_INTEGER}) {
-        const DWORD encoding = type == X509_INTEGER ? 0 : kEncoding;
-        EXPECT_FALSE(CryptEncodeObject(encoding, type, &value, nullptr, &size));
-        EXPECT_EQ(GetLastError(), DWORD{ERROR_FILE_NOT_FOUND});
-    }
-}
-
 TEST_F(RecordsTest, FindsAlgorithms) {
     ALG_ID sha256 = CALG_SHA_256;
     ALG_ID unknown = 0x7777;
