@@ -21,6 +21,9 @@ std::string TextOf(const platform::Bytes& encoded, DWORD form) {
     Demand(CertNameToStrA(kEncoding, &blob, form, text.data(), size) == size,
            "the text has the size that was told");
     text.resize(size - 1);
+    for (const char c : text) {
+        Demand(static_cast<unsigned char>(c) >= 0x20 && c != 0x7F, "no control character is shown");
+    }
     return text;
 }
 

@@ -94,15 +94,17 @@ int main(int count, char** words) {
          {kJson, kMachine}, StoreShow},
         {"store", "add", "NAME FILE...", 2, kMany,
          "Adds the certificates and CRLs of files to a store.\n\n"
-         "Files are certificates, CRLs or PKCS #7 bundles, PEM or DER.",
+         "Files are certificates, CRLs or PKCS #7 bundles, PEM or DER. One that cannot be read\n"
+         "leaves the store as it was.",
          {kMachine}, StoreAdd},
         {"store", "remove", "NAME THUMBPRINT", 2, 2,
          "Removes a certificate or CRL from a store.\n\n"
          "THUMBPRINT is the SHA-1 of its encoding, or the beginning of it if that is unique.",
          {kMachine}, StoreRemove},
         {"store", "export", "NAME FILE", 2, 2,
-         "Writes the certificates and CRLs of a store as one PEM file.\n",
-         {kMachine}, StoreExport},
+         "Writes the certificates and CRLs of a store as one PEM file.\n\n"
+         "FILE \"-\" is standard output. Devices and pipes are written to.",
+         {{"force", nullptr, "replace a file that exists"}, kMachine}, StoreExport},
         {"trust", "", "FILE...", 1, kMany,
          "Adds the certificates of files to \"Root\".\n",
          {kMachine}, Trust},

@@ -1,12 +1,17 @@
 // kestrelctl store and trust: certificates and CRLs by store.
-#include <openssl/pem.h>
+#include <fcntl.h>
+#include <openssl/evp.h>
+#include <unistd.h>
 
 #include <algorithm>
-
-#include "platform/stores/store.h"
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
 
 #include "kestrelctl/commands.h"
 #include "kestrelctl/text_forms.h"
+#include "platform/base/descriptor.h"
+#include "platform/stores/store.h"
 
 namespace kestrelctl {
 namespace {
@@ -14,33 +19,109 @@ namespace {
 using platform::OpenMode;
 using platform::Store;
 
-struct BioDeleter {
-    void operator()(BIO* bio) const { BIO_free(bio); }
-};
+using platform::CertificateBundle;
 
 std::shared_ptr<Store> OpenExisting(const Arguments& arguments) {
     return platform::OpenSystemStore(arguments.Side(), arguments.positionals[0],
                                      OpenMode::Existing);
 }
 
-void AddFile(Store& store, const std::string& file) {
-    const platform::CertificateBundle bundle = [&] {
-        try {
-            return platform::ReadBundle(platform::ReadWholeFile(file));
-        } catch (const platform::Error& error) {
-            if (!error.Detail().empty()) throw;
-            throw platform::Error(error.Code(), file);
-        }
-    }();
-    for (const auto& certificate : bundle.certificates) {
-        store.Add(*certificate, CERT_STORE_ADD_USE_EXISTING);
-    }
-    for (const auto& crl : bundle.crls) store.Add(*crl, CERT_STORE_ADD_REPLACE_EXISTING);
+std::string Counted(std::size_t count, const char* one) {
+    return std::to_string(count) + " " + one + (count == 1 ? "" : "s");
 }
 
+std::string StoreText(platform::Side side, const std::string& name) {
+    return "\"" + name + "\"" + (side == platform::Side::Machine ? " of the machine" : "");
+}
+
+// ---- adding --------------------------------------------------------------------
+
+CertificateBundle ReadFile(const std::string& file) {
+    CertificateBundle bundle;
+    try {
+        bundle = platform::ReadBundle(platform::ReadWholeFile(file));
+    } catch (const platform::Error& error) {
+        if (!error.Detail().empty()) throw;
+        throw platform::Error(error.Code(), file);
+    }
+    if (bundle.certificates.empty() && bundle.crls.empty()) {
+        throw Failure(file + " holds no certificate and no CRL");
+    }
+    return bundle;
+}
+
+struct Tally {
+    std::size_t certificates = 0;
+    std::size_t crls = 0;
+    std::size_t present = 0;
+};
+
+void AddBundle(Store& store, const CertificateBundle& bundle, Tally& tally) {
+    for (const auto& certificate : bundle.certificates) {
+        try {
+            store.Add(*certificate, CERT_STORE_ADD_NEW);
+            ++tally.certificates;
+        } catch (const platform::Error& error) {
+            if (error.Code() != static_cast<DWORD>(CRYPT_E_EXISTS)) throw;
+            ++tally.present;
+        }
+    }
+    for (const auto& crl : bundle.crls) store.Add(*crl, CERT_STORE_ADD_REPLACE_EXISTING);
+    tally.crls += bundle.crls.size();
+}
+
+// All files are read before the store is touched, so that a bad one changes nothing.
 void AddFiles(platform::Side side, const std::string& name, const std::vector<std::string>& files) {
-    const auto store = platform::OpenSystemStore(side, name, OpenMode::OpenOrCreate);
-    for (const std::string& file : files) AddFile(*store, file);
+    std::vector<CertificateBundle> bundles;
+    for (const std::string& file : files) bundles.push_back(ReadFile(file));
+    const auto store = platform::OpenSystemStore(side, name, OpenMode::CreateOnWrite);
+    Tally tally;
+    store->Together([&] {
+        for (const CertificateBundle& bundle : bundles) AddBundle(*store, bundle, tally);
+    });
+    std::printf("Added %s and %s to %s", Counted(tally.certificates, "certificate").c_str(),
+                Counted(tally.crls, "CRL").c_str(), StoreText(side, name).c_str());
+    if (tally.present != 0) std::printf("; %zu stood there already", tally.present);
+    std::printf(".\n");
+}
+
+// ---- export --------------------------------------------------------------------
+
+// What the store holds, byte for byte, whether anybody can read it or not.
+void AppendPem(std::string& text, const char* label, platform::ByteView der) {
+    constexpr std::size_t kLine = 48;  // octets, 64 characters
+    text.append("-----BEGIN ").append(label).append("-----\n");
+    for (; !der.empty(); der = der.subspan(std::min(der.size(), kLine))) {
+        unsigned char line[65];
+        const int length =
+            EVP_EncodeBlock(line, der.data(), static_cast<int>(std::min(der.size(), kLine)));
+        text.append(reinterpret_cast<const char*>(line), static_cast<std::size_t>(length));
+        text += '\n';
+    }
+    text.append("-----END ").append(label).append("-----\n");
+}
+
+enum class Target { File, Stream };
+
+// A device or pipe is written to; a file is replaced whole, and only when that was asked for.
+Target WriteExport(const std::string& file, platform::ByteView content, bool force) {
+    std::error_code error;
+    const auto type = std::filesystem::status(file, error).type();
+    const bool standard = file == "-";
+    if (!standard && (type == std::filesystem::file_type::regular ||
+                      type == std::filesystem::file_type::not_found)) {
+        if (type == std::filesystem::file_type::regular && !force) {
+            throw Failure(file + " exists; --force replaces it");
+        }
+        platform::ReplaceFile(file, content, 0644);
+        return Target::File;
+    }
+    const platform::Descriptor opened(standard ? dup(STDOUT_FILENO)
+                                               : open(file.c_str(), O_WRONLY | O_CLOEXEC));
+    if (opened.Get() < 0 || !platform::WriteAll(opened.Get(), content)) {
+        platform::ThrowErrno(errno, standard ? "standard output" : file);
+    }
+    return Target::Stream;
 }
 
 bool BeginsWith(platform::ByteView der, const std::string& thumbprint) {
@@ -117,19 +198,25 @@ void StoreRemove(const Arguments& arguments) {
     }
     for (const auto& certificate : certificates) store->Remove(*certificate);
     for (const auto& crl : crls) store->Remove(*crl);
+    std::printf("Removed 1 %s from %s.\n", crls.empty() ? "certificate" : "CRL",
+                StoreText(arguments.Side(), arguments.positionals[0]).c_str());
 }
 
 void StoreExport(const Arguments& arguments) {
+    const std::string& file = arguments.positionals[1];
     const auto store = OpenExisting(arguments);
-    const std::unique_ptr<BIO, BioDeleter> out(BIO_new(BIO_s_mem()));
-    for (const auto& certificate : store->Certificates()) {
-        PEM_write_bio_X509(out.get(), certificate->Native());
-    }
-    for (const auto& crl : store->Crls()) PEM_write_bio_X509_CRL(out.get(), crl->Native());
-    const char* text = nullptr;
-    const long size = BIO_get_mem_data(out.get(), &text);
-    platform::ReplaceFile(arguments.positionals[1],
-                          platform::ViewOf(text, static_cast<std::size_t>(size)), 0644);
+    const auto certificates = store->Certificates();
+    const auto crls = store->Crls();
+    std::string text;
+    for (const auto& certificate : certificates) AppendPem(text, "CERTIFICATE", certificate->Der());
+    for (const auto& crl : crls) AppendPem(text, "X509 CRL", crl->Der());
+    const Target target = WriteExport(file, platform::ViewOf(text), arguments.Has("force"));
+    // Standard output may be where the content went.
+    std::fprintf(target == Target::File ? stdout : stderr, "Wrote %s and %s of %s to %s.\n",
+                 Counted(certificates.size(), "certificate").c_str(),
+                 Counted(crls.size(), "CRL").c_str(),
+                 StoreText(arguments.Side(), arguments.positionals[0]).c_str(),
+                 file == "-" ? "standard output" : file.c_str());
 }
 
 void Trust(const Arguments& arguments) {

@@ -62,7 +62,7 @@ fs::path EnsureHome(Side side) {
     if (home.has_parent_path()) fs::create_directories(home.parent_path(), error);
     if (mkdir(home.c_str(), mode) != 0 && errno != EEXIST) ThrowErrno(errno, home);
     if (!fs::is_directory(home, error)) ThrowErrno(ENOTDIR, home);
-    if (side == Side::Machine && chmod(home.c_str(), mode) != 0) ThrowErrno(errno, home);
+    if (chmod(home.c_str(), mode) != 0) ThrowErrno(errno, home);
     return home;
 }
 

@@ -1,3 +1,4 @@
+// Certificates: reading one, and its public record.
 #include "platform/certs/certificate.h"
 
 #include <openssl/err.h>
@@ -14,20 +15,6 @@ namespace {
 constexpr std::uint8_t kIssuerUniqueId = der::Context(1);
 constexpr std::uint8_t kSubjectUniqueId = der::Context(2);
 
-struct Fields {
-    DWORD version = 0;
-    ByteView serial;
-    AlgorithmView signatureAlgorithm;
-    ByteView issuer;
-    FILETIME notBefore{};
-    FILETIME notAfter{};
-    ByteView subject;
-    PublicKeyView publicKey;
-    BitsView issuerId;
-    BitsView subjectId;
-    std::vector<ExtensionView> extensions;
-};
-
 DWORD ReadVersion(der::Cursor& cursor) {
     if (!cursor.NextIs(der::ContextConstructed(0))) return 0;
     der::Cursor explicitly(cursor.Next().contents);
@@ -37,7 +24,7 @@ DWORD ReadVersion(der::Cursor& cursor) {
     return static_cast<DWORD>(version);
 }
 
-void ReadValidity(der::Cursor cursor, Fields& fields) {
+void ReadValidity(der::Cursor cursor, CertificateFields& fields) {
     fields.notBefore = ReadTime(cursor.Next());
     fields.notAfter = ReadTime(cursor.Next());
     cursor.ExpectEnd();
@@ -50,8 +37,20 @@ std::vector<ExtensionView> ReadExplicitExtensions(ByteView contents) {
     return views;
 }
 
-Fields ReadToBeSigned(der::Cursor cursor) {
-    Fields fields;
+// OpenSSL looks at the key when it reads the certificate and never again, so an
+// algorithm that comes from the engine has to be there by then.
+void TryAlgorithm(const char* oid) {
+    try {
+        EnsureAlgorithm(oid);
+    } catch (const Error&) {
+        // Everything but the key can be read without it.
+    }
+}
+
+}  // namespace
+
+CertificateFields ReadToBeSigned(der::Cursor cursor) {
+    CertificateFields fields;
     fields.version = ReadVersion(cursor);
     fields.serial = cursor.Expect(der::kInteger).contents;
     if (fields.serial.empty()) throw Error(CRYPT_E_ASN1_CORRUPT);
@@ -69,7 +68,7 @@ Fields ReadToBeSigned(der::Cursor cursor) {
     return fields;
 }
 
-void LayInfo(Packer& packer, const Fields& fields) {
+void Lay(Packer& packer, const CertificateFields& fields) {
     auto* info = packer.One<CERT_INFO>();
     info->dwVersion = fields.version;
     info->SerialNumber = LayReversed(packer, fields.serial);
@@ -84,22 +83,11 @@ void LayInfo(Packer& packer, const Fields& fields) {
     Lay(packer, fields.extensions, info->cExtension, info->rgExtension);
 }
 
-// OpenSSL looks at the key when it reads the certificate and never again, so an
-// algorithm that comes from the engine has to be there by then.
-void TryAlgorithm(const char* oid) {
-    try {
-        EnsureAlgorithm(oid);
-    } catch (const Error&) {
-        // Everything but the key can be read without it.
-    }
-}
-
-}  // namespace
-
 KeyContext::~KeyContext() {
     if (!owned_) return;
     const LastErrorKeeper keeper;
-    CryptReleaseContext(provider_, 0);
+    // Somebody may have released the count already.
+    GuardedBool([&] { ReleaseHandle(provider_.get(), Kind::Provider, ERROR_INVALID_PARAMETER); });
 }
 
 Certificate::Certificate() : Object(Kind::Certificate) {}
@@ -108,8 +96,8 @@ Certificate::~Certificate() = default;
 std::shared_ptr<Certificate> Certificate::Parse(ByteView der) {
     std::shared_ptr<Certificate> certificate(new Certificate);
     certificate->der_ = Copy(der);
-    const Fields fields = ReadToBeSigned(SignedPart(certificate->der_));
-    certificate->info_ = PackOwned([&](Packer& packer) { LayInfo(packer, fields); });
+    const CertificateFields fields = ReadToBeSigned(SignedPart(certificate->der_));
+    certificate->info_ = PackOwned([&](Packer& packer) { Lay(packer, fields); });
     certificate->sha1_ = Sha1Of(der);
 
     CERT_CONTEXT& context = certificate->context_;
@@ -140,26 +128,3 @@ X509* Certificate::Native() const {
 }
 
 }  // namespace platform
-
-using namespace platform;
-
-PCCERT_CONTEXT WINAPI CertCreateCertificateContext(DWORD encoding, const BYTE* data, DWORD size) {
-    return Guarded<PCCERT_CONTEXT>(nullptr, [&] {
-        RequireEncoded(encoding, data);
-        return Certificate::Share(Certificate::Parse({data, size}));
-    });
-}
-
-PCCERT_CONTEXT WINAPI CertDuplicateCertificateContext(PCCERT_CONTEXT certificate) {
-    if (certificate == nullptr) return nullptr;
-    return Guarded<PCCERT_CONTEXT>(nullptr, [&] {
-        AddHandleReference(certificate, Kind::Certificate, ERROR_INVALID_PARAMETER);
-        return certificate;
-    });
-}
-
-BOOL WINAPI CertFreeCertificateContext(PCCERT_CONTEXT certificate) {
-    if (certificate == nullptr) return TRUE;
-    return GuardedBool(
-        [&] { ReleaseHandle(certificate, Kind::Certificate, ERROR_INVALID_PARAMETER); });
-}

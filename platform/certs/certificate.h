@@ -10,6 +10,8 @@
 
 #include "platform/base/bytes.h"
 #include "platform/base/handle.h"
+#include "platform/der/records.h"
+#include "platform/providers/provider.h"
 
 namespace platform {
 
@@ -20,21 +22,22 @@ struct X509CrlDeleter {
     void operator()(X509_CRL* crl) const { X509_CRL_free(crl); }
 };
 
-// The provider handle of one CERT_KEY_CONTEXT. An owned handle is released with it.
+// The provider that a certificate's key was opened with. An owned one stands for a count of
+// the provider's handle, which is given back with it.
 class KeyContext {
   public:
-    KeyContext(HCRYPTPROV provider, DWORD keySpec, bool owned)
-        : provider_(provider), keySpec_(keySpec), owned_(owned) {}
+    KeyContext(std::shared_ptr<Provider> provider, DWORD keySpec, bool owned)
+        : provider_(std::move(provider)), keySpec_(keySpec), owned_(owned) {}
     ~KeyContext();
     KeyContext(const KeyContext&) = delete;
     KeyContext& operator=(const KeyContext&) = delete;
-    [[nodiscard]] HCRYPTPROV Provider() const { return provider_; }
+    [[nodiscard]] const std::shared_ptr<Provider>& OpenedWith() const { return provider_; }
     [[nodiscard]] DWORD KeySpec() const { return keySpec_; }
     // Leaves the release of the handle to somebody else.
     void Disown() { owned_ = false; }
 
   private:
-    HCRYPTPROV provider_;
+    std::shared_ptr<Provider> provider_;
     DWORD keySpec_;
     bool owned_;
 };
@@ -49,6 +52,27 @@ class CertificateOwner : public Object {
     virtual void SaveProperties(const class Certificate& certificate) = 0;
     virtual void SaveProperty(const class Certificate& certificate, DWORD property) = 0;
 };
+
+// What a certificate says, as views of its DER.
+struct CertificateFields {
+    DWORD version = 0;
+    ByteView serial;
+    AlgorithmView signatureAlgorithm;
+    ByteView issuer;
+    FILETIME notBefore{};
+    FILETIME notAfter{};
+    ByteView subject;
+    PublicKeyView publicKey;
+    BitsView issuerId;
+    BitsView subjectId;
+    std::vector<ExtensionView> extensions;
+};
+
+// The part of a certificate that is signed (RFC 5280 4.1). Throws CRYPT_E_ASN1_BADTAG, _EOD or
+// _CORRUPT.
+CertificateFields ReadToBeSigned(der::Cursor cursor);
+// One CERT_INFO.
+void Lay(Packer& packer, const CertificateFields& fields);
 
 class Certificate : public Object, public std::enable_shared_from_this<Certificate> {
   public:
@@ -65,6 +89,7 @@ class Certificate : public Object, public std::enable_shared_from_this<Certifica
 
     ~Certificate() override;
 
+    [[nodiscard]] const CERT_CONTEXT& Context() const { return context_; }
     [[nodiscard]] const CERT_INFO& Info() const { return *context_.pCertInfo; }
     [[nodiscard]] ByteView Der() const { return der_; }
     // OpenSSL's form, made when it is first asked for and kept. Throws
@@ -104,6 +129,7 @@ class Crl : public Object, public std::enable_shared_from_this<Crl> {
 
     ~Crl() override;
 
+    [[nodiscard]] const CRL_CONTEXT& Context() const { return context_; }
     [[nodiscard]] const CRL_INFO& Info() const { return *context_.pCrlInfo; }
     [[nodiscard]] ByteView Der() const { return der_; }
     [[nodiscard]] X509_CRL* Native() const;

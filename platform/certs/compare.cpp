@@ -1,3 +1,4 @@
+// Comparison of certificates, and what they are found by.
 #include "platform/certs/compare.h"
 
 #include <openssl/sha.h>
@@ -13,7 +14,6 @@ namespace platform {
 namespace {
 
 constexpr const char* kAuthorityKeyIdentifier = "2.5.29.35";
-constexpr std::uint8_t kBitString = 0x03;
 
 // Drops octets at the top that only repeat the sign.
 ByteView WithoutSignOctets(ByteView number) {
@@ -81,11 +81,6 @@ std::optional<Bytes> AuthorityKeyIdentifier(const CERT_INFO& info) {
     return IdentifierIn(info, kAuthorityKeyIdentifier, ReadAuthorityKey);
 }
 
-const CERT_INFO& Given(const CERT_INFO* info) {
-    if (info == nullptr) throw Error(E_INVALIDARG);
-    return *info;
-}
-
 }  // namespace
 
 Bytes Sha1Of(ByteView bytes) {
@@ -109,6 +104,14 @@ bool SameInteger(ByteView first, ByteView second) {
 Bytes KeyIdentifierOf(const CERT_INFO& info) {
     if (auto identifier = SubjectKeyIdentifier(info)) return *identifier;
     return Sha1Of(ViewOf(info.SubjectPublicKeyInfo.PublicKey));
+}
+
+std::optional<Bytes> KeyUsageOf(const CERT_INFO& info) {
+    constexpr std::uint8_t kBitString = 0x03;
+    const CERT_EXTENSION* extension =
+        FindExtension(szOID_KEY_USAGE, info.cExtension, info.rgExtension);
+    if (extension == nullptr) return std::nullopt;
+    return UsedBits(ReadBits(der::Cursor(ViewOf(extension->Value)).Expect(kBitString).contents));
 }
 
 bool SameCertificate(const CERT_INFO& first, const CERT_INFO& second) {
@@ -144,46 +147,3 @@ bool MayHaveIssued(const CERT_INFO& issuer, const CERT_INFO& subject) {
 }
 
 }  // namespace platform
-
-using namespace platform;
-
-BOOL WINAPI CertCompareCertificate(DWORD, PCERT_INFO first, PCERT_INFO second) {
-    return Guarded<BOOL>(FALSE, [&]() -> BOOL {
-        return SameCertificate(Given(first), Given(second)) ? TRUE : FALSE;
-    });
-}
-
-BOOL WINAPI CertCompareCertificateName(DWORD, PCERT_NAME_BLOB first, PCERT_NAME_BLOB second) {
-    if (first == nullptr || second == nullptr) return FALSE;
-    return Equal(ViewOf(*first), ViewOf(*second)) ? TRUE : FALSE;
-}
-
-BOOL WINAPI CertCompareIntegerBlob(PCRYPT_INTEGER_BLOB first, PCRYPT_INTEGER_BLOB second) {
-    if (first == nullptr || second == nullptr) return FALSE;
-    return SameInteger(ViewOf(*first), ViewOf(*second)) ? TRUE : FALSE;
-}
-
-BOOL WINAPI CertGetIntendedKeyUsage(DWORD, PCERT_INFO info, BYTE* usage, DWORD size) {
-    return Guarded<BOOL>(FALSE, [&]() -> BOOL {
-        if (info == nullptr || (usage == nullptr && size != 0)) throw Error(E_INVALIDARG);
-        std::fill_n(usage, size, BYTE{0});
-        const CERT_EXTENSION* extension =
-            FindExtension(szOID_KEY_USAGE, info->cExtension, info->rgExtension);
-        if (extension == nullptr) {
-            SetLastError(0);
-            return FALSE;
-        }
-        der::Cursor value(ViewOf(extension->Value));
-        const BitsView bits = ReadBits(value.Expect(kBitString).contents);
-        std::copy_n(bits.octets.begin(), std::min<std::size_t>(size, bits.octets.size()), usage);
-        return TRUE;
-    });
-}
-
-PCERT_EXTENSION WINAPI CertFindExtension(LPCSTR oid, DWORD count, CERT_EXTENSION* extensions) {
-    if (oid == nullptr || (count != 0 && extensions == nullptr)) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return nullptr;
-    }
-    return const_cast<PCERT_EXTENSION>(FindExtension(oid, count, extensions));
-}

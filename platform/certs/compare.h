@@ -3,6 +3,8 @@
 
 #include "platform/base/ground.h"
 
+#include <optional>
+
 #include "platform/base/bytes.h"
 
 namespace platform {
@@ -24,6 +26,9 @@ bool SameInteger(ByteView first, ByteView second);
 // The value of the extension, or SHA-1 of the public key's bits (RFC 5280 4.2.1.2,
 // method 1) where the certificate has none that can be read.
 Bytes KeyIdentifierOf(const CERT_INFO& info);
+// The bits of the key usage extension, none when there is no such extension. Throws
+// CRYPT_E_ASN1_BADTAG, _EOD or _CORRUPT.
+std::optional<Bytes> KeyUsageOf(const CERT_INFO& info);
 // True when the record names a certificate by issuer and serial number or, with an
 // issuer of szOID_KEYID_RDN, by key identifier; either of the two may be the name.
 bool SameCertificate(const CERT_INFO& first, const CERT_INFO& second);

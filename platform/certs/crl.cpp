@@ -1,3 +1,4 @@
+// CRLs: reading one, and its public record.
 #include <openssl/err.h>
 
 #include "platform/base/error.h"
@@ -48,7 +49,7 @@ std::vector<Entry> ReadEntries(ByteView contents) {
     return entries;
 }
 
-Fields ReadToBeSigned(der::Cursor cursor) {
+Fields ReadCrlToBeSigned(der::Cursor cursor) {
     Fields fields;
     if (cursor.NextIs(der::kInteger)) fields.version = static_cast<DWORD>(cursor.SmallInteger());
     fields.signatureAlgorithm = ReadAlgorithm(cursor);
@@ -97,7 +98,7 @@ Crl::~Crl() = default;
 std::shared_ptr<Crl> Crl::Parse(ByteView der) {
     std::shared_ptr<Crl> crl(new Crl);
     crl->der_ = Copy(der);
-    const Fields fields = ReadToBeSigned(SignedPart(crl->der_));
+    const Fields fields = ReadCrlToBeSigned(SignedPart(crl->der_));
     crl->info_ = PackOwned([&](Packer& packer) { LayInfo(packer, fields); });
 
     CRL_CONTEXT& context = crl->context_;
@@ -127,25 +128,3 @@ X509_CRL* Crl::Native() const {
 }
 
 }  // namespace platform
-
-using namespace platform;
-
-PCCRL_CONTEXT WINAPI CertCreateCRLContext(DWORD encoding, const BYTE* data, DWORD size) {
-    return Guarded<PCCRL_CONTEXT>(nullptr, [&] {
-        RequireEncoded(encoding, data);
-        return Crl::Share(Crl::Parse({data, size}));
-    });
-}
-
-PCCRL_CONTEXT WINAPI CertDuplicateCRLContext(PCCRL_CONTEXT crl) {
-    if (crl == nullptr) return nullptr;
-    return Guarded<PCCRL_CONTEXT>(nullptr, [&] {
-        AddHandleReference(crl, Kind::Crl, ERROR_INVALID_PARAMETER);
-        return crl;
-    });
-}
-
-BOOL WINAPI CertFreeCRLContext(PCCRL_CONTEXT crl) {
-    if (crl == nullptr) return TRUE;
-    return GuardedBool([&] { ReleaseHandle(crl, Kind::Crl, ERROR_INVALID_PARAMETER); });
-}

@@ -1,4 +1,4 @@
-// CryptEncodeObject and CryptDecodeObject: one row of a table for each kind of record.
+// Single records: one row of a table for each structure type.
 #include "platform/certs/encode.h"
 
 #include <algorithm>
@@ -17,22 +17,7 @@ namespace {
 
 constexpr std::uint8_t kBitString = 0x03;
 
-template <class Blob>
-ByteView Whole(const Blob& blob) {
-    if (blob.cbData != 0 && blob.pbData == nullptr) throw Error(CRYPT_E_BAD_ENCODE);
-    return ViewOf(blob);
-}
-
 // ---- encoding ------------------------------------------------------------------
-
-Bytes EncodeBitString(ByteView octets, DWORD unusedBits) {
-    if (unusedBits > 7 || (octets.empty() && unusedBits != 0)) throw Error(CRYPT_E_BAD_ENCODE);
-    const auto unused = static_cast<std::uint8_t>(unusedBits);
-    Bytes bits = Copy(octets);
-    // X.690 11.2.1: unused bits are zero.
-    if (!bits.empty()) bits.back() &= static_cast<std::uint8_t>(0xFF << unused);
-    return der::Element(kBitString, {ByteView(&unused, 1), bits});
-}
 
 Bytes EncodeBits(const void* value) {
     const auto& blob = *static_cast<const CRYPT_BIT_BLOB*>(value);
@@ -43,8 +28,7 @@ Bytes EncodeBits(const void* value) {
 Bytes EncodeKeyUsage(const void* value) {
     const auto& blob = *static_cast<const CRYPT_BIT_BLOB*>(value);
     if (blob.cUnusedBits > 7) throw Error(CRYPT_E_BAD_ENCODE);
-    Bytes bits = Copy(Whole(blob));
-    if (!bits.empty()) bits.back() &= static_cast<std::uint8_t>(0xFF << blob.cUnusedBits);
+    Bytes bits = UsedBits({Whole(blob), blob.cUnusedBits});
     while (!bits.empty() && bits.back() == 0) bits.pop_back();
     DWORD unused = 0;
     while (!bits.empty() && (bits.back() & (1U << unused)) == 0) ++unused;
@@ -61,16 +45,8 @@ Bytes EncodeOctets(const void* value) {
 
 Bytes EncodeInteger(const void* value) { return der::Integer(*static_cast<const LONG*>(value)); }
 
-// X.690 8.3.2: no more sign octets than one bit needs.
 Bytes EncodeBigInteger(const void* value) {
-    const ByteView little = Whole(*static_cast<const CRYPT_INTEGER_BLOB*>(value));
-    Bytes big(little.rbegin(), little.rend());
-    if (big.empty()) big.push_back(0);
-    std::size_t skip = 0;
-    while (skip + 1 < big.size() && big[skip] == ((big[skip + 1] & 0x80) != 0 ? 0xFF : 0x00)) {
-        ++skip;
-    }
-    return der::Element(der::kInteger, ByteView(big).subspan(skip));
+    return EncodeLittleEndian(Whole(*static_cast<const CRYPT_INTEGER_BLOB*>(value)));
 }
 
 Bytes EncodeAlgorithmValue(const void* value) {
@@ -78,7 +54,7 @@ Bytes EncodeAlgorithmValue(const void* value) {
 }
 
 Bytes EncodePublicKeyValue(const void* value) {
-    return EncodePublicKey(*static_cast<const CERT_PUBLIC_KEY_INFO*>(value));
+    return EncodePublicKeyWithNull(*static_cast<const CERT_PUBLIC_KEY_INFO*>(value));
 }
 
 // ---- decoding ------------------------------------------------------------------
@@ -91,7 +67,7 @@ der::Item Only(ByteView encoded, std::uint8_t tag) {
     return item;
 }
 
-void DecodeAttribute(ByteView encoded, void* value, DWORD* size) {
+void DecodeAttribute(ByteView encoded, DWORD, void* value, DWORD* size) {
     const AttributeView attribute = ParseAttribute(encoded);
     PackOut(
         [&](Packer& packer) {
@@ -106,7 +82,7 @@ void DecodeAttribute(ByteView encoded, void* value, DWORD* size) {
         value, size);
 }
 
-void DecodeOctets(ByteView encoded, void* value, DWORD* size) {
+void DecodeOctets(ByteView encoded, DWORD, void* value, DWORD* size) {
     const ByteView octets = Only(encoded, der::kOctetString).contents;
     PackOut(
         [&](Packer& packer) {
@@ -116,12 +92,12 @@ void DecodeOctets(ByteView encoded, void* value, DWORD* size) {
         value, size);
 }
 
-void DecodeBits(ByteView encoded, void* value, DWORD* size) {
+void DecodeBits(ByteView encoded, DWORD, void* value, DWORD* size) {
     const BitsView bits = ReadBits(Only(encoded, kBitString).contents);
     PackOut([&](Packer& packer) { Lay(packer, bits, *packer.One<CRYPT_BIT_BLOB>()); }, value, size);
 }
 
-void DecodeInteger(ByteView encoded, void* value, DWORD* size) {
+void DecodeInteger(ByteView encoded, DWORD, void* value, DWORD* size) {
     der::Cursor cursor(encoded);
     const long number = cursor.SmallInteger();
     cursor.ExpectEnd();
@@ -130,7 +106,7 @@ void DecodeInteger(ByteView encoded, void* value, DWORD* size) {
     CopyOut(ViewOf(&narrow, sizeof narrow), value, size);
 }
 
-void DecodeBigInteger(ByteView encoded, void* value, DWORD* size) {
+void DecodeBigInteger(ByteView encoded, DWORD, void* value, DWORD* size) {
     const ByteView contents = Only(encoded, der::kInteger).contents;
     if (contents.empty()) throw Error(CRYPT_E_ASN1_CORRUPT);
     PackOut(
@@ -141,7 +117,7 @@ void DecodeBigInteger(ByteView encoded, void* value, DWORD* size) {
         value, size);
 }
 
-void DecodeAlgorithm(ByteView encoded, void* value, DWORD* size) {
+void DecodeAlgorithm(ByteView encoded, DWORD, void* value, DWORD* size) {
     der::Cursor cursor(encoded);
     const AlgorithmView view = ReadAlgorithm(cursor);
     cursor.ExpectEnd();
@@ -149,7 +125,7 @@ void DecodeAlgorithm(ByteView encoded, void* value, DWORD* size) {
             value, size);
 }
 
-void DecodePublicKey(ByteView encoded, void* value, DWORD* size) {
+void DecodePublicKey(ByteView encoded, DWORD, void* value, DWORD* size) {
     der::Cursor cursor(encoded);
     const PublicKeyView view = ReadPublicKey(cursor);
     cursor.ExpectEnd();
@@ -163,10 +139,14 @@ struct Coder {
     LPCSTR type;
     const char* oid;  // the extension that holds such a value, or null
     Bytes (*encode)(const void* value);
-    void (*decode)(ByteView encoded, void* value, DWORD* size);
+    void (*decode)(ByteView encoded, DWORD flags, void* value, DWORD* size);
 };
 
 const Coder kCoders[] = {
+    {kEncodeX509Cert, nullptr, EncodeSignedContent, DecodeSignedContent},
+    {X509_CERT_TO_BE_SIGNED, nullptr, EncodeToBeSigned, DecodeToBeSigned},
+    {kEncodeX509Extensions, nullptr, EncodeExtensions, DecodeExtensions},
+    {kEncodeX509Name, nullptr, EncodeNameRecord, DecodeNameRecord},
     {PKCS_ATTRIBUTE, nullptr, EncodeAttributeRecord, DecodeAttribute},
     {X509_OCTET_STRING, szOID_SUBJECT_KEY_IDENTIFIER, EncodeOctets, DecodeOctets},
     {X509_BITS, nullptr, EncodeBits, DecodeBits},
@@ -191,20 +171,28 @@ const Coder& CoderFor(DWORD encoding, LPCSTR type) {
     return *row;
 }
 
-// What is wrong with the caller's record is a bad encoding to him, whoever found it.
-Bytes Encode(const Coder& coder, const void* value) {
-    try {
-        return coder.encode(value);
-    } catch (const Error& error) {
-        const DWORD code = error.Code();
-        if (code != static_cast<DWORD>(CRYPT_E_OID_FORMAT) && code != ERROR_INVALID_PARAMETER) {
-            throw;
-        }
-        throw Error(CRYPT_E_BAD_ENCODE);
-    }
-}
+// RFC 8410 3 and RFC 4055 3.1: for these, parameters are absent or mean something.
+constexpr const char* kNoNull[] = {"1.2.840.113549.1.1.10", "1.3.101.110", "1.3.101.111",
+                                   "1.3.101.112", "1.3.101.113"};
 
 }  // namespace
+
+Bytes EncodeBitString(ByteView octets, DWORD unusedBits) {
+    if (unusedBits > 7 || (octets.empty() && unusedBits != 0)) throw Error(CRYPT_E_BAD_ENCODE);
+    const auto unused = static_cast<std::uint8_t>(unusedBits);
+    // X.690 11.2.1: unused bits are zero.
+    return der::Element(kBitString, {ByteView(&unused, 1), UsedBits({octets, unusedBits})});
+}
+
+Bytes EncodeLittleEndian(ByteView number) {
+    Bytes big(number.rbegin(), number.rend());
+    if (big.empty()) big.push_back(0);
+    std::size_t skip = 0;
+    while (skip + 1 < big.size() && big[skip] == ((big[skip + 1] & 0x80) != 0 ? 0xFF : 0x00)) {
+        ++skip;
+    }
+    return der::Element(der::kInteger, ByteView(big).subspan(skip));
+}
 
 Bytes EncodeAlgorithmRecord(const CRYPT_ALGORITHM_IDENTIFIER& record) {
     if (record.pszObjId == nullptr) throw Error(CRYPT_E_BAD_ENCODE);
@@ -217,23 +205,36 @@ Bytes EncodePublicKey(const CERT_PUBLIC_KEY_INFO& record) {
                          EncodeBitString(Whole(record.PublicKey), record.PublicKey.cUnusedBits)});
 }
 
+Bytes EncodePublicKeyWithNull(const CERT_PUBLIC_KEY_INFO& record) {
+    CERT_PUBLIC_KEY_INFO whole = record;
+    BYTE null[] = {der::kNull, 0};
+    const char* oid = record.Algorithm.pszObjId;
+    const bool takesNull =
+        oid != nullptr && std::none_of(std::begin(kNoNull), std::end(kNoNull),
+                                       [&](const char* no) { return std::strcmp(no, oid) == 0; });
+    if (takesNull && record.Algorithm.Parameters.cbData == 0) {
+        whole.Algorithm.Parameters = {sizeof null, null};
+    }
+    return EncodePublicKey(whole);
+}
+
+// What is wrong with the caller's record is a bad encoding to him, whoever found it.
+Bytes EncodeRecord(DWORD encoding, LPCSTR type, const void* value) {
+    const Coder& coder = CoderFor(encoding, type);
+    try {
+        return coder.encode(value);
+    } catch (const Error& error) {
+        const DWORD code = error.Code();
+        if (code != static_cast<DWORD>(CRYPT_E_OID_FORMAT) && code != ERROR_INVALID_PARAMETER) {
+            throw;
+        }
+        throw Error(CRYPT_E_BAD_ENCODE);
+    }
+}
+
+void DecodeRecord(DWORD encoding, LPCSTR type, ByteView encoded, DWORD flags, void* value,
+                  DWORD* size) {
+    CoderFor(encoding, type).decode(encoded, flags, value, size);
+}
+
 }  // namespace platform
-
-using namespace platform;
-
-BOOL WINAPI CryptEncodeObject(DWORD encoding, LPCSTR type, const void* value, BYTE* encoded,
-                              DWORD* size) {
-    return GuardedBool([&] {
-        if (value == nullptr) throw Error(ERROR_INVALID_PARAMETER);
-        CopyOut(Encode(CoderFor(encoding, type), value), encoded, size);
-    });
-}
-
-BOOL WINAPI CryptDecodeObject(DWORD encoding, LPCSTR type, const BYTE* encoded, DWORD encodedSize,
-                              DWORD flags, void* value, DWORD* size) {
-    return GuardedBool([&] {
-        // Values go to the caller's buffer; this call has no allocating form.
-        if (encoded == nullptr || (flags & CRYPT_DECODE_ALLOC_FLAG) != 0) throw Error(E_INVALIDARG);
-        CoderFor(encoding, type).decode({encoded, encodedSize}, value, size);
-    });
-}

@@ -1,3 +1,4 @@
+// The provider record of a key, written and read.
 #include "platform/certs/key_provider_info.h"
 
 #include <array>

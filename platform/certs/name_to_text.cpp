@@ -1,4 +1,6 @@
-// CertNameToStr: names as text.
+// Names as text.
+#include "platform/certs/names.h"
+
 #include <algorithm>
 #include <optional>
 #include <string>
@@ -6,7 +8,6 @@
 
 #include "platform/base/error.h"
 #include "platform/base/text.h"
-#include "platform/certs/compare.h"
 #include "platform/certs/rdn_keys.h"
 #include "platform/der/der.h"
 
@@ -59,11 +60,21 @@ std::optional<std::wstring> ReadCharacters(const der::Item& value) {
     }
 }
 
-// A zero character would end the text early and so hide what follows it.
+// Characters that act on a terminal in place of being shown, or turn the reading direction
+// of what stands behind them (cert-1).
+bool IsControl(wchar_t c) {
+    const bool control = c < 0x20 || (c >= 0x7F && c <= 0x9F);
+    const bool direction = c == 0x061C || c == 0x200E || c == 0x200F ||
+                           (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
+    return control || direction;
+}
+
 std::optional<std::string> ReadText(const der::Item& value) {
+    const auto characters = ReadNameCharacters(value);
+    if (!characters || std::any_of(characters->begin(), characters->end(), IsControl)) {
+        return std::nullopt;
+    }
     try {
-        const auto characters = ReadCharacters(value);
-        if (!characters || characters->find(L'\0') != std::wstring::npos) return std::nullopt;
         return Narrow(*characters);
     } catch (const Error&) {
         return std::nullopt;
@@ -72,9 +83,8 @@ std::optional<std::string> ReadText(const der::Item& value) {
 
 bool NeedsQuotes(std::string_view text) {
     if (text.empty()) return false;
-    const auto blank = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
-    return blank(text.front()) || blank(text.back()) ||
-           text.find_first_of(",+=\"\n<>#;") != std::string_view::npos;
+    return text.front() == ' ' || text.back() == ' ' ||
+           text.find_first_of(",+=\"<>#;") != std::string_view::npos;
 }
 
 std::string Quoted(std::string_view text) {
@@ -88,8 +98,9 @@ std::string Quoted(std::string_view text) {
 
 std::string ValueText(const der::Item& value) {
     if (const auto text = ReadText(value)) return NeedsQuotes(*text) ? Quoted(*text) : *text;
-    // An octet string is told by its octets, as they are written when read back.
-    std::string digits = Hex(value.tag == der::kOctetString ? value.contents : value.whole);
+    // Octets alone are read back as an octet string, unless they are an element themselves.
+    const bool bare = value.tag == der::kOctetString && !IsOneElement(value.contents);
+    std::string digits = Hex(bare ? value.contents : value.whole);
     for (char& c : digits) {
         if (c >= 'a') c = static_cast<char>(c - 'a' + 'A');
     }
@@ -118,7 +129,17 @@ std::string RelativeNameText(ByteView contents, DWORD form) {
     return text;
 }
 
-std::string NameText(ByteView name, DWORD type) {
+}  // namespace
+
+std::optional<std::wstring> ReadNameCharacters(const der::Item& value) {
+    try {
+        return ReadCharacters(value);
+    } catch (const Error&) {
+        return std::nullopt;
+    }
+}
+
+std::string NameToText(ByteView name, DWORD type) {
     const DWORD form = type & kFormMask;
     if (form < CERT_SIMPLE_NAME_STR || form > CERT_X500_NAME_STR) throw Error(E_INVALIDARG);
     der::Cursor whole(name);
@@ -134,45 +155,4 @@ std::string NameText(ByteView name, DWORD type) {
     return text;
 }
 
-// A name that cannot be read has an empty text.
-std::string TextOf(const CERT_NAME_BLOB* name, DWORD type) {
-    return Guarded<std::string>(std::string(), [&] {
-        if (name == nullptr) throw Error(E_INVALIDARG);
-        return NameText(ViewOf(*name), type);
-    });
-}
-
-// The most of `text` that leaves room for a terminator, whole characters only.
-std::size_t FittingLength(const std::string& text, std::size_t capacity) {
-    if (text.size() < capacity) return text.size();
-    std::size_t length = capacity - 1;
-    while (length > 0 && (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80) --length;
-    return length;
-}
-
-std::size_t FittingLength(const std::wstring& text, std::size_t capacity) {
-    return std::min(text.size(), capacity - 1);
-}
-
-// A text too long for the buffer is cut, with a terminator in every case.
-template <class Text>
-DWORD CopyNameOut(const Text& text, typename Text::value_type* out, DWORD capacity) {
-    if (out == nullptr || capacity == 0) return static_cast<DWORD>(text.size() + 1);
-    const std::size_t length = FittingLength(text, capacity);
-    text.copy(out, length);
-    out[length] = 0;
-    return static_cast<DWORD>(length + 1);
-}
-
-}  // namespace
 }  // namespace platform
-
-using namespace platform;
-
-DWORD WINAPI CertNameToStrA(DWORD, PCERT_NAME_BLOB name, DWORD type, LPSTR text, DWORD size) {
-    return Guarded<DWORD>(1, [&] { return CopyNameOut(TextOf(name, type), text, size); });
-}
-
-DWORD WINAPI CertNameToStrW(DWORD, PCERT_NAME_BLOB name, DWORD type, LPWSTR text, DWORD size) {
-    return Guarded<DWORD>(1, [&] { return CopyNameOut(Widen(TextOf(name, type)), text, size); });
-}

@@ -1,4 +1,6 @@
-// CryptFindOIDInfo on the algorithm table of the providers.
+// The table of identifiers: the algorithms of the providers.
+#include "platform/certs/oid_info.h"
+
 #include <cstring>
 #include <list>
 #include <string>
@@ -48,7 +50,9 @@ bool HasKey(const OidRecord& record, DWORD keyType, const void* key) {
     }
 }
 
-PCCRYPT_OID_INFO Find(DWORD keyType, const void* key, DWORD group) {
+}  // namespace
+
+PCCRYPT_OID_INFO FindOidInfo(DWORD keyType, const void* key, DWORD group) {
     for (const OidRecord& record : Records()) {
         if (group != 0 && record.info.dwGroupId != group) continue;
         if (HasKey(record, keyType, key)) return &record.info;
@@ -56,15 +60,4 @@ PCCRYPT_OID_INFO Find(DWORD keyType, const void* key, DWORD group) {
     throw Error(CRYPT_E_NOT_FOUND);
 }
 
-}  // namespace
 }  // namespace platform
-
-using namespace platform;
-
-PCCRYPT_OID_INFO WINAPI CryptFindOIDInfo(DWORD keyType, void* key, DWORD group) {
-    return Guarded<PCCRYPT_OID_INFO>(nullptr, [&] {
-        if (key == nullptr) throw Error(E_INVALIDARG);
-        // The upper half of the group limits the search in ways that only a directory knows.
-        return Find(keyType, key, group & 0xFFFF);
-    });
-}

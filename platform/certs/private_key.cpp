@@ -1,102 +1,51 @@
-// From a certificate to the provider handle of its private key.
+// From a certificate to its private key.
+#include "platform/certs/private_key.h"
+
 #include <openssl/evp.h>
 
-#include <utility>
-
 #include "platform/base/error.h"
-#include "platform/certs/certificate.h"
 #include "platform/certs/key_provider_info.h"
-#include "platform/providers/container.h"
 #include "platform/providers/crypto.h"
 
 namespace platform {
 namespace {
 
-struct AcquiredKey {
-    HCRYPTPROV provider = 0;
-    DWORD keySpec = 0;
-    bool callerFrees = false;
-};
+const char* TextOrNull(const std::string& text) { return text.empty() ? nullptr : text.c_str(); }
 
-// A provider handle until somebody takes it over.
-class ProviderHolder {
-  public:
-    explicit ProviderHolder(HCRYPTPROV provider) : provider_(provider) {}
-    ~ProviderHolder() {
-        const LastErrorKeeper keeper;
-        if (provider_ != 0) CryptReleaseContext(provider_, 0);
-    }
-    ProviderHolder(const ProviderHolder&) = delete;
-    ProviderHolder& operator=(const ProviderHolder&) = delete;
-    [[nodiscard]] HCRYPTPROV Get() const { return provider_; }
-    HCRYPTPROV Take() { return std::exchange(provider_, 0); }
-
-  private:
-    HCRYPTPROV provider_;
-};
-
-HCRYPTPROV Acquire(const KeyProviderInfo& info, DWORD flags) {
-    const auto orNull = [](const std::string& text) {
-        return text.empty() ? nullptr : text.c_str();
-    };
-    DWORD acquireFlags = info.flags & (CRYPT_MACHINE_KEYSET | CRYPT_SILENT);
-    if ((flags & CRYPT_ACQUIRE_SILENT_FLAG) != 0) acquireFlags |= CRYPT_SILENT;
-    HCRYPTPROV provider = 0;
-    if (CryptAcquireContextA(&provider, orNull(info.container), orNull(info.provider), info.type,
-                             acquireFlags) == FALSE) {
-        const DWORD code = GetLastError();
-        throw Error(code, LastErrorDetail(code));
-    }
-    return provider;
+Side SideOf(const KeyProviderInfo& info) {
+    return (info.flags & CRYPT_MACHINE_KEYSET) != 0 ? Side::Machine : Side::User;
 }
 
 // Whether the key can be looked at without asking the user for anything.
 bool OpensSilently(const KeyProviderInfo& info) {
     if (!Container::ValidName(info.container)) return false;
-    const bool machine = (info.flags & CRYPT_MACHINE_KEYSET) != 0;
-    const Container container =
-        Container::Open(machine ? Side::Machine : Side::User, info.container);
+    const Container container = Container::Open(SideOf(info), info.container);
     return container.HasKey(info.keySpec) && !container.NeedsPassword(info.keySpec);
 }
 
 // A container that was overwritten with another key would sign in the certificate's
 // name without fitting it, so that is found here.
-void CheckSameKey(const Certificate& certificate, const KeyProviderInfo& info,
-                  HCRYPTPROV provider) {
+void CheckSameKey(const Certificate& certificate, const KeyProviderInfo& info, Provider& provider) {
     if (!OpensSilently(info)) return;
     const EvpKey expected = PublicKeyFromInfo(certificate.Info().SubjectPublicKeyInfo);
-    const std::shared_ptr<EVP_PKEY> present = PrivateKeyOf(provider, info.keySpec);
+    const std::shared_ptr<EVP_PKEY> present = provider.Key(info.keySpec);
     if (EVP_PKEY_eq(expected.get(), present.get()) != 1) throw Error(NTE_BAD_PUBLIC_KEY);
 }
 
-AcquiredKey AcquireKey(Certificate& certificate, DWORD flags) {
+}  // namespace
+
+AcquiredKey AcquireKey(const Certificate& certificate, bool silent) {
     if (const KeyContext* context = certificate.keyContext.get()) {
-        return {context->Provider(), context->KeySpec(), false};
+        return {context->OpenedWith(), context->KeySpec(), false};
     }
     const auto property = certificate.properties.find(CERT_KEY_PROV_INFO_PROP_ID);
     if (property == certificate.properties.end()) throw Error(CRYPT_E_NO_KEY_PROPERTY);
     const KeyProviderInfo info = ParseKeyProviderInfo(property->second);
-    ProviderHolder provider(Acquire(info, flags));
-    CheckSameKey(certificate, info, provider.Get());
-    if ((flags & CRYPT_ACQUIRE_CACHE_FLAG) == 0) return {provider.Take(), info.keySpec, true};
-    certificate.keyContext =
-        std::make_unique<KeyContext>(provider.Get(), info.keySpec, /*owned=*/true);
-    return {provider.Take(), info.keySpec, false};
+    const bool quiet = silent || (info.flags & CRYPT_SILENT) != 0;
+    auto provider = OpenProvider(info.type, TextOrNull(info.provider), SideOf(info), quiet,
+                                 TextOrNull(info.container));
+    CheckSameKey(certificate, info, *provider);
+    return {std::move(provider), info.keySpec, true};
 }
 
-}  // namespace
 }  // namespace platform
-
-using namespace platform;
-
-BOOL WINAPI CryptAcquireCertificatePrivateKey(PCCERT_CONTEXT certificate, DWORD flags, void*,
-                                              HCRYPTPROV_OR_NCRYPT_KEY_HANDLE* provider,
-                                              DWORD* keySpec, BOOL* callerFree) {
-    return GuardedBool([&] {
-        if (provider == nullptr) throw Error(ERROR_INVALID_PARAMETER);
-        const AcquiredKey key = AcquireKey(*Certificate::Of(certificate), flags);
-        *provider = key.provider;
-        if (keySpec != nullptr) *keySpec = key.keySpec;
-        if (callerFree != nullptr) *callerFree = key.callerFrees ? TRUE : FALSE;
-    });
-}

@@ -1,4 +1,6 @@
 // Properties of certificates. Stores keep them flat; some have a public structure.
+#include "platform/certs/properties.h"
+
 #include <optional>
 
 #include "platform/base/error.h"
@@ -31,11 +33,15 @@ const KeyContext& KeyContextOf(const Certificate& certificate) {
     return *certificate.keyContext;
 }
 
+HCRYPTPROV HandleOf(const KeyContext& context) {
+    return reinterpret_cast<HCRYPTPROV>(context.OpenedWith().get());
+}
+
 void GetKeyContext(const Certificate& certificate, void* data, DWORD* size) {
     const KeyContext& context = KeyContextOf(certificate);
     CERT_KEY_CONTEXT record{};
     record.cbSize = sizeof record;
-    record.hCryptProv = context.Provider();
+    record.hCryptProv = HandleOf(context);
     record.dwKeySpec = context.KeySpec();
     CopyValueOut(record, data, size);
 }
@@ -56,37 +62,18 @@ Bytes KeyIdentifierProperty(const Certificate& certificate) {
     return Sha1Of(EncodePublicKey(info.SubjectPublicKeyInfo));
 }
 
-void GetProperty(const Certificate& certificate, DWORD property, void* data, DWORD* size) {
-    switch (property) {
-        case CERT_KEY_CONTEXT_PROP_ID:
-            return GetKeyContext(certificate, data, size);
-        case CERT_KEY_PROV_HANDLE_PROP_ID:
-            return CopyValueOut(KeyContextOf(certificate).Provider(), data, size);
-        case CERT_KEY_SPEC_PROP_ID:
-            return CopyValueOut(KeySpecOf(certificate), data, size);
-        case CERT_KEY_PROV_INFO_PROP_ID:
-            return CopyPublicOut(ParseKeyProviderInfo(Needed(Stored(certificate, property))), data,
-                                 size);
-        case CERT_SHA1_HASH_PROP_ID:
-            return CopyOut(certificate.Sha1(), data, size);
-        case CERT_KEY_IDENTIFIER_PROP_ID:
-            return CopyOut(KeyIdentifierProperty(certificate), data, size);
-        default:
-            return CopyOut(Needed(Stored(certificate, property)), data, size);
-    }
-}
-
 void SetKeyContext(Certificate& certificate, DWORD flags, const void* data) {
     std::unique_ptr<KeyContext> next;
     if (data != nullptr) {
         const auto& record = *static_cast<const CERT_KEY_CONTEXT*>(data);
         if (record.cbSize != sizeof record) throw Error(E_INVALIDARG);
         const bool owned = (flags & CERT_STORE_NO_CRYPT_RELEASE_FLAG) == 0;
-        next = std::make_unique<KeyContext>(record.hCryptProv, record.dwKeySpec, owned);
+        next = std::make_unique<KeyContext>(
+            Resolve<Provider>(record.hCryptProv, ERROR_INVALID_PARAMETER), record.dwKeySpec, owned);
     }
     // A handle set once more is still one count of it.
     KeyContext* last = certificate.keyContext.get();
-    if (next && last != nullptr && last->Provider() == next->Provider()) last->Disown();
+    if (next && last != nullptr && last->OpenedWith() == next->OpenedWith()) last->Disown();
     certificate.keyContext = std::move(next);
 }
 
@@ -116,6 +103,30 @@ void SetStored(Certificate& certificate, DWORD property, std::optional<Bytes> va
     }
 }
 
+}  // namespace
+
+void GetProperty(const Certificate& certificate, DWORD property, void* data, DWORD* size) {
+    switch (property) {
+        case 0:
+            throw Error(E_INVALIDARG);
+        case CERT_KEY_CONTEXT_PROP_ID:
+            return GetKeyContext(certificate, data, size);
+        case CERT_KEY_PROV_HANDLE_PROP_ID:
+            return CopyValueOut(HandleOf(KeyContextOf(certificate)), data, size);
+        case CERT_KEY_SPEC_PROP_ID:
+            return CopyValueOut(KeySpecOf(certificate), data, size);
+        case CERT_KEY_PROV_INFO_PROP_ID:
+            return CopyPublicOut(ParseKeyProviderInfo(Needed(Stored(certificate, property))), data,
+                                 size);
+        case CERT_SHA1_HASH_PROP_ID:
+            return CopyOut(certificate.Sha1(), data, size);
+        case CERT_KEY_IDENTIFIER_PROP_ID:
+            return CopyOut(KeyIdentifierProperty(certificate), data, size);
+        default:
+            return CopyOut(Needed(Stored(certificate, property)), data, size);
+    }
+}
+
 void SetProperty(Certificate& certificate, DWORD property, DWORD flags, const void* data) {
     switch (property) {
         case 0:
@@ -131,17 +142,4 @@ void SetProperty(Certificate& certificate, DWORD property, DWORD flags, const vo
     }
 }
 
-}  // namespace
 }  // namespace platform
-
-using namespace platform;
-
-BOOL WINAPI CertGetCertificateContextProperty(PCCERT_CONTEXT certificate, DWORD property,
-                                              void* data, DWORD* size) {
-    return GuardedBool([&] { GetProperty(*Certificate::Of(certificate), property, data, size); });
-}
-
-BOOL WINAPI CertSetCertificateContextProperty(PCCERT_CONTEXT certificate, DWORD property,
-                                              DWORD flags, const void* data) {
-    return GuardedBool([&] { SetProperty(*Certificate::Of(certificate), property, flags, data); });
-}

@@ -1,3 +1,4 @@
+// The table of keys in the text of names.
 #include "platform/certs/rdn_keys.h"
 
 #include <algorithm>

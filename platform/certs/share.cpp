@@ -1,3 +1,4 @@
+// What certificates and CRLs have in common as contexts.
 #include "platform/certs/share.h"
 
 #include "platform/base/error.h"

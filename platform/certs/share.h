@@ -4,6 +4,8 @@
 #include "platform/base/ground.h"
 
 #include <memory>
+#include <type_traits>
+#include <utility>
 
 #include "platform/base/bytes.h"
 #include "platform/base/handle.h"
@@ -14,6 +16,15 @@ namespace platform {
 
 // Throws E_INVALIDARG unless X.509 encoding is named and data is given.
 void RequireEncoded(DWORD encoding, const BYTE* data);
+
+// For calls that fill a caller's buffer: GuardedBool, and a failure for any other reason
+// than a short buffer leaves the size 0.
+template <class Body>
+BOOL GuardedOutput(DWORD* size, Body&& body) noexcept {
+    const BOOL done = GuardedBool(std::forward<Body>(body));
+    if (done == FALSE && size != nullptr && GetLastError() != ERROR_MORE_DATA) *size = 0;
+    return done;
+}
 
 // The part of a certificate or CRL that its signature covers, which is followed by an
 // algorithm and the signature value and nothing else.
@@ -31,9 +42,28 @@ std::shared_ptr<Object> WithStore(const std::shared_ptr<Item>& item) {
     return {held, item.get()};
 }
 
-// A context as a store hands it out.
+// A context of an item that was found through a collection of stores: its own, which leads
+// to the same item and keeps all three alive.
 template <class Item>
-auto HandOut(const std::shared_ptr<Item>& item) {
+auto ShareThrough(const std::shared_ptr<Item>& item, std::shared_ptr<CertificateOwner> collection) {
+    struct Linked {
+        std::remove_cvref_t<decltype(item->Context())> context;
+        std::shared_ptr<Item> found;
+        std::shared_ptr<CertificateOwner> store;
+        std::shared_ptr<CertificateOwner> through;
+    };
+    const auto linked = std::make_shared<Linked>(
+        Linked{item->Context(), item, item->store.lock(), std::move(collection)});
+    linked->context.hCertStore = linked->through.get();
+    PublishHandle(&linked->context, std::shared_ptr<Object>(linked, item.get()));
+    return static_cast<decltype(Item::Share(item))>(&linked->context);
+}
+
+// A context as a store hands it out; `collection` is null where it was asked itself.
+template <class Item>
+auto HandOut(const std::shared_ptr<Item>& item,
+             std::shared_ptr<CertificateOwner> collection = nullptr) {
+    if (collection) return ShareThrough(item, std::move(collection));
     item->SetStoreHandle(item->store.lock().get());
     return Item::Share(item);
 }

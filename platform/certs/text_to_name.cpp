@@ -1,4 +1,6 @@
-// CertStrToName: names from text.
+// Names from text.
+#include "platform/certs/names.h"
+
 #include <algorithm>
 #include <optional>
 #include <string>
@@ -6,7 +8,6 @@
 #include <vector>
 
 #include "platform/base/error.h"
-#include "platform/base/output.h"
 #include "platform/base/text.h"
 #include "platform/certs/rdn_keys.h"
 #include "platform/der/der.h"
@@ -21,23 +22,12 @@ constexpr std::uint8_t kPrintableString = 0x13;
 constexpr std::uint8_t kIa5String = 0x16;
 constexpr std::string_view kOidPrefix = "OID.";
 
-// A failure with its place in the text.
-struct BadName {
-    DWORD code;
-    std::size_t at;
-};
-
 bool IsBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
 // ---- values --------------------------------------------------------------------
 
-// X.680 41.4
-bool IsPrintable(char c) {
-    const bool letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-    return letter || IsDigit(c) ||
-           (c != '\0' && std::string_view(" '()+,-./:=?").find(c) != std::string_view::npos);
-}
+bool IsPrintable(char c) { return IsPrintableOctet(static_cast<std::uint8_t>(c)); }
 bool IsNumeric(char c) { return IsDigit(c) || c == ' '; }
 bool IsAscii(char c) { return static_cast<unsigned char>(c) < 0x80; }
 
@@ -114,9 +104,7 @@ class NameParser {
     void SkipBlanks() {
         while (!AtEnd() && IsBlank(text_[at_])) ++at_;
     }
-    [[noreturn]] static void Fail(std::size_t at) {
-        throw BadName{static_cast<DWORD>(CRYPT_E_INVALID_X500_STRING), at};
-    }
+    [[noreturn]] static void Fail(std::size_t at) { throw BadNameText(at); }
 
     Bytes TakeRelativeName() {
         std::vector<Bytes> attributes;
@@ -169,7 +157,8 @@ class NameParser {
         if (value[0] != '#') return Encode(value, kind, valueAt);
         const auto octets = ReadHex(value.substr(1));
         if (!octets) Fail(valueAt);
-        return der::Element(der::kOctetString, *octets);
+        // RFC 4514 2.4: the encoding of a value of any type (cert-2).
+        return IsOneElement(*octets) ? *octets : der::Element(der::kOctetString, *octets);
     }
 
     // Within quotes a doubled quote stands for one.
@@ -199,7 +188,26 @@ class NameParser {
     std::size_t at_ = 0;
 };
 
-Bytes EncodeName(std::string_view text, DWORD type) {
+}  // namespace
+
+bool IsPrintableOctet(std::uint8_t octet) {
+    const char c = static_cast<char>(octet);
+    const bool letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+    return letter || IsDigit(c) ||
+           (c != '\0' && std::string_view(" '()+,-./:=?").find(c) != std::string_view::npos);
+}
+
+bool IsOneElement(ByteView octets) {
+    constexpr std::uint8_t kEndOfContents = 0x00;
+    if (octets.empty() || octets[0] == kEndOfContents) return false;
+    try {
+        return der::Cursor(octets).Next().whole.size() == octets.size();
+    } catch (const Error&) {
+        return false;
+    }
+}
+
+Bytes TextToName(std::string_view text, DWORD type) {
     std::vector<Bytes> relativeNames = NameParser(text).Parse();
     if ((type & CERT_NAME_STR_REVERSE_FLAG) != 0) {
         std::reverse(relativeNames.begin(), relativeNames.end());
@@ -209,52 +217,4 @@ Bytes EncodeName(std::string_view text, DWORD type) {
     return der::Element(der::kSequence, contents);
 }
 
-// Runs the conversion; `placeError` gets the place of a failure in the narrow text.
-template <class Place>
-void Convert(std::string_view text, DWORD type, BYTE* encoded, DWORD* size, Place&& placeError) {
-    Bytes name;
-    try {
-        name = EncodeName(text, type);
-    } catch (const BadName& bad) {
-        placeError(bad.at);
-        throw Error(bad.code);
-    }
-    CopyOut(name, encoded, size);
-}
-
-std::size_t CharactersIn(std::string_view text) {
-    return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char c) {
-        return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
-    }));
-}
-
-}  // namespace
 }  // namespace platform
-
-using namespace platform;
-
-BOOL WINAPI CertStrToNameA(DWORD, LPCSTR text, DWORD type, void*, BYTE* encoded, DWORD* size,
-                           LPCSTR* errorAt) {
-    return GuardedBool([&] {
-        if (text == nullptr) throw Error(E_INVALIDARG);
-        if (errorAt != nullptr) *errorAt = nullptr;
-        Widen(text);  // only well-formed text goes into a certificate
-        Convert(text, type, encoded, size, [&](std::size_t at) {
-            if (errorAt != nullptr) *errorAt = text + at;
-        });
-    });
-}
-
-BOOL WINAPI CertStrToNameW(DWORD, LPCWSTR text, DWORD type, void*, BYTE* encoded, DWORD* size,
-                           LPCWSTR* errorAt) {
-    return GuardedBool([&] {
-        if (text == nullptr) throw Error(E_INVALIDARG);
-        if (errorAt != nullptr) *errorAt = nullptr;
-        const std::string narrow = Narrow(text);
-        Convert(narrow, type, encoded, size, [&](std::size_t at) {
-            if (errorAt != nullptr) {
-                *errorAt = text + CharactersIn(std::string_view(narrow).substr(0, at));
-            }
-        });
-    });
-}

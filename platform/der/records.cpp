@@ -113,6 +113,12 @@ BitsView ReadBits(ByteView contents) {
     return {contents.subspan(1), contents[0]};
 }
 
+Bytes UsedBits(const BitsView& bits) {
+    Bytes octets = Copy(bits.octets);
+    if (!octets.empty()) octets.back() &= static_cast<std::uint8_t>(0xFF << bits.unusedBits);
+    return octets;
+}
+
 std::vector<ExtensionView> ReadExtensions(ByteView contents) {
     std::vector<ExtensionView> views;
     der::Cursor list(contents);
@@ -145,7 +151,7 @@ void Lay(Packer& packer, const AlgorithmView& view, CRYPT_ALGORITHM_IDENTIFIER& 
 
 void Lay(Packer& packer, const BitsView& view, CRYPT_BIT_BLOB& record) {
     record.cbData = static_cast<DWORD>(view.octets.size());
-    record.pbData = packer.Data(view.octets);
+    record.pbData = packer.Data(UsedBits(view));
     record.cUnusedBits = view.unusedBits;
 }
 

@@ -40,6 +40,8 @@ AlgorithmView ReadAlgorithm(der::Cursor& cursor);
 PublicKeyView ReadPublicKey(der::Cursor& cursor);
 // `contents` of a BIT STRING, its first octet counting the unused bits.
 BitsView ReadBits(ByteView contents);
+// The octets with their unused bits zero: whatever is written there counts for nothing.
+Bytes UsedBits(const BitsView& bits);
 // The elements of an Extensions sequence (RFC 5280 4.1).
 std::vector<ExtensionView> ReadExtensions(ByteView contents);
 // UTCTime or GeneralizedTime in any form that X.680 allows with a zone. Times before

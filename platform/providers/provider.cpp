@@ -1,5 +1,9 @@
 #include "platform/providers/provider.h"
 
+#include <pwd.h>
+#include <strings.h>
+#include <unistd.h>
+
 #include <algorithm>
 
 #include "platform/providers/password_prompt.h"
@@ -8,6 +12,8 @@ namespace platform {
 namespace {
 
 constexpr int kTries = 3;
+// Numbers end here, as documented for provider types.
+constexpr DWORD kLastType = 999;
 
 }  // namespace
 
@@ -99,6 +105,36 @@ std::size_t Provider::LongestContainer(bool restart) {
 
 std::shared_ptr<EVP_PKEY> PrivateKeyOf(HCRYPTPROV provider, DWORD keySpec) {
     return Resolve<Provider>(provider, ERROR_INVALID_PARAMETER)->Key(keySpec);
+}
+
+const ProviderRow& ProviderRowFor(DWORD type, const char* name) {
+    if (type == 0 || type > kLastType) throw Error(NTE_BAD_PROV_TYPE);
+    const ProviderRow* row = FindProvider(type);
+    if (row == nullptr) throw Error(NTE_PROV_TYPE_NOT_DEF);
+    if (name != nullptr && strcasecmp(name, row->name) != 0) {
+        throw Error(NTE_KEYSET_NOT_DEF, name);
+    }
+    return *row;
+}
+
+std::string ContainerNameOr(const char* given) {
+    if (given != nullptr) return given;
+    const passwd* entry = getpwuid(geteuid());
+    return entry == nullptr ? std::to_string(geteuid()) : entry->pw_name;
+}
+
+Container OpenFittingContainer(Side side, const std::string& name, DWORD type) {
+    Container container = Container::Open(side, name);
+    if (!SameFamily(container.Type(), type)) throw Error(NTE_BAD_KEYSET, name);
+    return container;
+}
+
+std::shared_ptr<Provider> OpenProvider(DWORD type, const char* name, Side side, bool silent,
+                                       const char* container) {
+    const ProviderRow& row = ProviderRowFor(type, name);
+    EnsureAlgorithm(row.keyOid);
+    return std::make_shared<Provider>(row, side, silent,
+                                      OpenFittingContainer(side, ContainerNameOr(container), type));
 }
 
 }  // namespace platform

@@ -67,4 +67,15 @@ class Provider : public Object {
     std::size_t containerAt_ = 0;
 };
 
+// The row of a provider type, which `name` must be the name of unless it is null. Throws
+// NTE_BAD_PROV_TYPE, NTE_PROV_TYPE_NOT_DEF, NTE_KEYSET_NOT_DEF.
+const ProviderRow& ProviderRowFor(DWORD type, const char* name);
+// The container of a caller who names none has his own name.
+std::string ContainerNameOr(const char* given);
+// A container that exists and serves the type. Throws NTE_BAD_KEYSET.
+Container OpenFittingContainer(Side side, const std::string& name, DWORD type);
+// The three together, as CryptAcquireContextA does without flags.
+std::shared_ptr<Provider> OpenProvider(DWORD type, const char* name, Side side, bool silent,
+                                       const char* container);
+
 }  // namespace platform

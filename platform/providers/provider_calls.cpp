@@ -1,10 +1,4 @@
 // Acquiring, sharing and releasing providers, and listing what there is.
-#include <pwd.h>
-#include <strings.h>
-#include <unistd.h>
-
-#include <cstdlib>
-
 #include "platform/base/output.h"
 #include "platform/providers/provider.h"
 
@@ -13,22 +7,10 @@ namespace {
 
 constexpr DWORD kKnownFlags = CRYPT_VERIFYCONTEXT | CRYPT_NEWKEYSET | CRYPT_DELETEKEYSET |
                               CRYPT_MACHINE_KEYSET | CRYPT_SILENT;
-// Numbers end here, as documented for provider types.
-constexpr DWORD kLastType = 999;
 
 bool Verifies(DWORD flags) { return (flags & CRYPT_VERIFYCONTEXT) == CRYPT_VERIFYCONTEXT; }
 
 const char* TextOrNull(LPCSTR text) { return text == nullptr || *text == '\0' ? nullptr : text; }
-
-const ProviderRow& RowFor(DWORD type, const char* name) {
-    if (type == 0 || type > kLastType) throw Error(NTE_BAD_PROV_TYPE);
-    const ProviderRow* row = FindProvider(type);
-    if (row == nullptr) throw Error(NTE_PROV_TYPE_NOT_DEF);
-    if (name != nullptr && strcasecmp(name, row->name) != 0) {
-        throw Error(NTE_KEYSET_NOT_DEF, name);
-    }
-    return *row;
-}
 
 void CheckFlags(DWORD flags, const char* container) {
     const bool creates = (flags & CRYPT_NEWKEYSET) != 0;
@@ -40,34 +22,21 @@ void CheckFlags(DWORD flags, const char* container) {
     }
 }
 
-// A caller who names no container has one of his own name.
-std::string ContainerName(const char* given) {
-    if (given != nullptr) return given;
-    const passwd* entry = getpwuid(geteuid());
-    return entry == nullptr ? std::to_string(geteuid()) : entry->pw_name;
-}
-
-Container OpenFitting(Side side, const std::string& name, DWORD type) {
-    Container container = Container::Open(side, name);
-    if (!SameFamily(container.Type(), type)) throw Error(NTE_BAD_KEYSET, name);
-    return container;
-}
-
 HCRYPTPROV Acquire(const ProviderRow& row, const char* containerName, DWORD flags) {
     // A provider whose algorithms are missing is of no use even for a listing.
     EnsureAlgorithm(row.keyOid);
     const Side side = (flags & CRYPT_MACHINE_KEYSET) != 0 ? Side::Machine : Side::User;
     std::optional<Container> container;
     if ((flags & CRYPT_DELETEKEYSET) != 0) {
-        const std::string name = ContainerName(containerName);
-        OpenFitting(side, name, row.type);
+        const std::string name = ContainerNameOr(containerName);
+        OpenFittingContainer(side, name, row.type);
         Container::Delete(side, name);
         return 0;
     }
     if ((flags & CRYPT_NEWKEYSET) != 0) {
-        container = Container::Create(side, ContainerName(containerName), row.type);
+        container = Container::Create(side, ContainerNameOr(containerName), row.type);
     } else if (!Verifies(flags)) {
-        container = OpenFitting(side, ContainerName(containerName), row.type);
+        container = OpenFittingContainer(side, ContainerNameOr(containerName), row.type);
     }
     const bool silent = (flags & CRYPT_SILENT) != 0;
     return reinterpret_cast<HCRYPTPROV>(
@@ -101,7 +70,7 @@ BOOL WINAPI CryptAcquireContextA(HCRYPTPROV* provider, LPCSTR container, LPCSTR 
     return GuardedBool([&] {
         if (provider == nullptr) throw Error(ERROR_INVALID_PARAMETER);
         *provider = 0;
-        const ProviderRow& row = RowFor(type, TextOrNull(name));
+        const ProviderRow& row = ProviderRowFor(type, TextOrNull(name));
         CheckFlags(flags, TextOrNull(container));
         *provider = Acquire(row, TextOrNull(container), flags);
     });

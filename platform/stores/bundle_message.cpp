@@ -1,3 +1,4 @@
+// Certificates and CRLs out of messages.
 #include "platform/stores/bundle_message.h"
 
 #include <algorithm>
@@ -12,23 +13,18 @@ constexpr std::size_t kLargestPiece = std::size_t{1} << 20;
 
 BOOL WINAPI DropContent(const void*, BYTE*, DWORD, BOOL) { return TRUE; }
 
-[[noreturn]] void ThrowLast() {
-    const DWORD code = GetLastError();
-    throw Error(code, LastErrorDetail(code));
-}
-
-DWORD NumberParam(HCRYPTMSG message, DWORD param) {
+DWORD NumberParam(Message& message, DWORD param) {
     DWORD value = 0;
     DWORD size = sizeof value;
-    if (CryptMsgGetParam(message, param, 0, &value, &size) == FALSE) ThrowLast();
+    message.GetParam(param, 0, &value, &size);
     return value;
 }
 
-Bytes BytesParam(HCRYPTMSG message, DWORD param, DWORD index) {
+Bytes BytesParam(Message& message, DWORD param, DWORD index) {
     DWORD size = 0;
-    if (CryptMsgGetParam(message, param, index, nullptr, &size) == FALSE) ThrowLast();
+    message.GetParam(param, index, nullptr, &size);
     Bytes value(size);
-    if (CryptMsgGetParam(message, param, index, value.data(), &size) == FALSE) ThrowLast();
+    message.GetParam(param, index, value.data(), &size);
     value.resize(size);
     return value;
 }
@@ -37,7 +33,7 @@ Bytes BytesParam(HCRYPTMSG message, DWORD param, DWORD index) {
 bool IsX509(ByteView choice) { return !choice.empty() && choice[0] == der::kSequence; }
 
 template <class Item>
-void Collect(HCRYPTMSG message, DWORD countParam, DWORD param,
+void Collect(Message& message, DWORD countParam, DWORD param,
              std::vector<std::shared_ptr<Item>>& items) {
     const DWORD count = NumberParam(message, countParam);
     for (DWORD i = 0; i < count; ++i) {
@@ -52,14 +48,7 @@ MessageReader::MessageReader() {
     CMSG_STREAM_INFO stream{};
     stream.cbContent = CMSG_INDEFINITE_LENGTH;
     stream.pfnStreamOutput = DropContent;
-    message_ =
-        CryptMsgOpenToDecode(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, 0, 0, 0, nullptr, &stream);
-    if (message_ == nullptr) ThrowLast();
-}
-
-MessageReader::~MessageReader() {
-    const LastErrorKeeper keeper;
-    CryptMsgClose(message_);
+    message_ = NewDecoder(0, 0, {}, &stream);
 }
 
 void MessageReader::Feed(ByteView piece) {
@@ -72,14 +61,11 @@ void MessageReader::Feed(ByteView piece) {
 
 CertificateBundle MessageReader::Finish() {
     Update({}, true);
-    return BundleOf(message_);
+    return BundleOf(*message_);
 }
 
 void MessageReader::Update(ByteView piece, bool last) {
-    if (CryptMsgUpdate(message_, piece.data(), static_cast<DWORD>(piece.size()),
-                       last ? TRUE : FALSE) == FALSE) {
-        ThrowLast();
-    }
+    message_->Update(piece, last);
     if (!typeKnown_) CheckType();
 }
 
@@ -87,13 +73,16 @@ void MessageReader::Update(ByteView piece, bool last) {
 // down as soon as it shows itself.
 void MessageReader::CheckType() {
     DWORD type = 0;
-    DWORD size = sizeof type;
-    if (CryptMsgGetParam(message_, CMSG_TYPE_PARAM, 0, &type, &size) == FALSE) return;
+    try {
+        type = NumberParam(*message_, CMSG_TYPE_PARAM);
+    } catch (const Error&) {
+        return;  // not read that far
+    }
     if (type != CMSG_SIGNED) throw Error(CRYPT_E_INVALID_MSG_TYPE);
     typeKnown_ = true;
 }
 
-CertificateBundle BundleOf(HCRYPTMSG message) {
+CertificateBundle BundleOf(Message& message) {
     CertificateBundle bundle;
     Collect(message, CMSG_CERT_COUNT_PARAM, CMSG_CERT_PARAM, bundle.certificates);
     Collect(message, CMSG_CRL_COUNT_PARAM, CMSG_CRL_PARAM, bundle.crls);

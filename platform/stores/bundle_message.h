@@ -5,6 +5,7 @@
 #include "platform/base/ground.h"
 
 #include "platform/base/bytes.h"
+#include "platform/cms/message.h"
 #include "platform/stores/store.h"
 
 namespace platform {
@@ -12,9 +13,6 @@ namespace platform {
 class MessageReader {
   public:
     MessageReader();
-    ~MessageReader();
-    MessageReader(const MessageReader&) = delete;
-    MessageReader& operator=(const MessageReader&) = delete;
 
     // Both throw what the message calls answer, and CRYPT_E_INVALID_MSG_TYPE for a
     // message of another type.
@@ -25,11 +23,11 @@ class MessageReader {
     void Update(ByteView piece, bool last);
     void CheckType();
 
-    HCRYPTMSG message_ = nullptr;
+    std::shared_ptr<Message> message_;
     bool typeKnown_ = false;
 };
 
 // The certificates and CRLs of a message that was decoded.
-CertificateBundle BundleOf(HCRYPTMSG message);
+CertificateBundle BundleOf(Message& message);
 
 }  // namespace platform

@@ -1,3 +1,4 @@
+// Text around DER: armour and BASE64.
 #include "platform/stores/bundle_text.h"
 
 #include <openssl/bio.h>

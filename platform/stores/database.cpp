@@ -1,3 +1,4 @@
+// SQLite, its failures turned into the platform's.
 #include "platform/stores/database.h"
 
 #include <sqlite3.h>
@@ -5,11 +6,21 @@
 #include <new>
 
 #include "platform/base/error.h"
+#include "platform/base/language.h"
 
 namespace platform {
 namespace {
 
 constexpr int kBusyTimeoutMs = 10'000;
+
+// A writer died within a change; whoever may not write cannot take back what it began
+// (store-1).
+constexpr const char* kUnfinishedEnglish =
+    " (a change was cut off; it is taken back as soon as an administrator runs"
+    " 'kestrelctl store list', for the machine's side with --machine)";
+constexpr const char* kUnfinishedRussian =
+    " (изменение прервано; оно отменится, когда администратор выполнит"
+    " 'kestrelctl store list', для машины - с --machine)";
 
 DWORD CodeFor(int primary) {
     switch (primary) {
@@ -52,6 +63,10 @@ Database::~Database() { sqlite3_close(handle_); }
 void Database::Fail(int code) const {
     const int primary = code & 0xFF;
     if (primary == SQLITE_NOMEM) throw std::bad_alloc();
+    if (sqlite3_extended_errcode(handle_) == SQLITE_READONLY_ROLLBACK) {
+        throw Error(ERROR_ACCESS_DENIED,
+                    path_ + (RussianUser() ? kUnfinishedRussian : kUnfinishedEnglish));
+    }
     const DWORD mapped = CodeFor(primary);
     if (mapped != ERROR_INTERNAL_ERROR) throw Error(mapped, path_);
     throw Error(mapped, path_ + ": " + sqlite3_errmsg(handle_));

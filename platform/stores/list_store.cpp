@@ -1,4 +1,7 @@
+// Items in lists: adding, removing, properties.
 #include "platform/stores/list_store.h"
+
+#include <cstring>
 
 #include "platform/base/error.h"
 #include "platform/certs/compare.h"
@@ -47,7 +50,18 @@ bool IsThere(const std::shared_ptr<Item>& present, DWORD disposition) {
     return true;
 }
 
+std::uint64_t FirstOctets(ByteView hash) {
+    std::uint64_t key = 0;
+    std::memcpy(&key, hash.data(), std::min(sizeof key, hash.size()));
+    return key;
+}
+
 }  // namespace
+
+std::uint64_t KeyOf(const Certificate& certificate) { return FirstOctets(certificate.Sha1()); }
+
+// The one thing that lists of a series share byte for byte in every case.
+std::uint64_t KeyOf(const Crl& crl) { return FirstOctets(Sha1Of(ViewOf(crl.Info().Issuer))); }
 
 // ---- reading -------------------------------------------------------------------
 
@@ -74,9 +88,18 @@ std::shared_ptr<Crl> ListStore::NextCrl(const Crl* previous) {
 
 // ---- adding --------------------------------------------------------------------
 
+// What changes within a change is a part of it.
 void ListStore::ChangeWritable(const std::function<void()>& body) {
     if (readOnly) throw Error(ERROR_ACCESS_DENIED);
-    Change(body);
+    if (changing_) return body();
+    changing_ = true;
+    try {
+        Change(body);
+    } catch (...) {
+        changing_ = false;
+        throw;
+    }
+    changing_ = false;
 }
 
 std::shared_ptr<Certificate> ListStore::Add(const Certificate& certificate, DWORD disposition) {
@@ -112,20 +135,14 @@ std::shared_ptr<Crl> ListStore::AddWithin(const Crl& crl, DWORD disposition) {
 }
 
 std::shared_ptr<Certificate> ListStore::Present(const Certificate& certificate) const {
-    for (const auto& present : certificates_.All()) {
-        if (Equal(present->Sha1(), certificate.Sha1()) &&
-            Equal(present->Der(), certificate.Der())) {
-            return present;
-        }
-    }
-    return nullptr;
+    return certificates_.Find(KeyOf(certificate), [&](const Certificate& present) {
+        return Equal(present.Der(), certificate.Der());
+    });
 }
 
 std::shared_ptr<Crl> ListStore::Present(const Crl& crl) const {
-    for (const auto& present : crls_.All()) {
-        if (SameSeries(present->Info(), crl.Info())) return present;
-    }
-    return nullptr;
+    return crls_.Find(KeyOf(crl),
+                      [&](const Crl& present) { return SameSeries(present.Info(), crl.Info()); });
 }
 
 std::shared_ptr<Certificate> ListStore::Insert(const Certificate& certificate) {
@@ -166,10 +183,8 @@ std::shared_ptr<Certificate> ListStore::Own(const Certificate& certificate) cons
 
 std::shared_ptr<Crl> ListStore::Own(const Crl& crl) const {
     if (StandsHere(crl.store)) return crls_.At(crl.row);
-    for (const auto& present : crls_.All()) {
-        if (Equal(present->Der(), crl.Der())) return present;
-    }
-    return nullptr;
+    return crls_.Find(KeyOf(crl),
+                      [&](const Crl& present) { return Equal(present.Der(), crl.Der()); });
 }
 
 void ListStore::Remove(const Certificate& certificate) {

@@ -6,13 +6,19 @@
 
 #include <algorithm>
 #include <functional>
+#include <map>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "platform/certs/certificate.h"
 #include "platform/stores/store.h"
 
 namespace platform {
+
+// Items that are the same to a store have the same key; others seldom do.
+std::uint64_t KeyOf(const Certificate& certificate);
+std::uint64_t KeyOf(const Crl& crl);
 
 // Items in order of their rows, which is the order of insertion.
 template <class Item>
@@ -33,18 +39,26 @@ class ItemList {
         const Pointer item = Behind(row - 1);
         return item && item->row == row ? item : nullptr;
     }
+    // The first one with this key that passes the test, or null.
+    template <class Test>
+    [[nodiscard]] Pointer Find(std::uint64_t key, Test&& test) const {
+        for (auto at = byKey_.lower_bound({key, 0}); at != byKey_.end() && at->first.first == key;
+             ++at) {
+            if (test(*at->second)) return at->second;
+        }
+        return nullptr;
+    }
     // Puts an item in its row's place, over the one that was there.
     void Put(Pointer item) {
-        const auto place = LowerBound(item->row);
-        if (place != items_.end() && (*place)->row == item->row) {
-            *place = std::move(item);
-        } else {
-            items_.insert(place, std::move(item));
-        }
+        Erase(item->row);
+        byKey_[{KeyOf(*item), item->row}] = item;
+        items_.insert(LowerBound(item->row), std::move(item));
     }
     void Erase(std::int64_t row) {
         const auto place = LowerBound(row);
-        if (place != items_.end() && (*place)->row == row) items_.erase(place);
+        if (place == items_.end() || (*place)->row != row) return;
+        byKey_.erase({KeyOf(**place), row});
+        items_.erase(place);
     }
 
   private:
@@ -54,6 +68,7 @@ class ItemList {
             [](const Pointer& item, std::int64_t wanted) { return item->row < wanted; });
     }
     std::vector<Pointer> items_;
+    std::map<std::pair<std::uint64_t, std::int64_t>, Pointer> byKey_;  // and by row
 };
 
 class ListStore : public Store {
@@ -69,13 +84,15 @@ class ListStore : public Store {
     void Remove(const Crl& crl) override;
     void SaveProperties(const Certificate& certificate) override;
     void SaveProperty(const Certificate& certificate, DWORD property) override;
+    void Together(const std::function<void()>& body) override { ChangeWritable(body); }
 
   protected:
     using Properties = std::map<DWORD, Bytes>;
 
     // Brings the lists up to date with what they are kept in.
     virtual void Refresh() {}
-    // Runs a change of the lists and hooks as one: all of it is kept or none.
+    // Runs a change of the lists and hooks as one: all of it is kept or none. Never called
+    // within a change.
     virtual void Change(const std::function<void()>& body) { body(); }
     // Called within Change. Inserting answers the new row, above all rows before it.
     virtual std::int64_t InsertRow(const Certificate&) { return ++lastRow_; }
@@ -104,6 +121,7 @@ class ListStore : public Store {
     void ChangeWritable(const std::function<void()>& body);
 
     std::int64_t lastRow_ = 0;
+    bool changing_ = false;
 };
 
 }  // namespace platform

@@ -5,6 +5,7 @@
 #include "platform/base/ground.h"
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -38,6 +39,11 @@ class Store : public CertificateOwner, public std::enable_shared_from_this<Store
     // stands for the one of the same bytes.
     virtual void Remove(const Certificate& certificate) = 0;
     virtual void Remove(const Crl& crl) = 0;
+    // Runs `body`, whose changes of this store are kept together or, when it throws, not at
+    // all. That is much faster than each alone, too.
+    virtual void Together(const std::function<void()>& body) = 0;
+    // True when what is found here belongs to the store that it stands in.
+    [[nodiscard]] virtual bool IsCollection() const { return false; }
     // Changes of a read-only store throw ERROR_ACCESS_DENIED.
     bool readOnly = false;
 };
@@ -48,14 +54,18 @@ std::shared_ptr<Store> StoreHolding(const Item& item) {
     return std::static_pointer_cast<Store>(item.store.lock());
 }
 
-enum class OpenMode { Existing, OpenOrCreate };
+enum class OpenMode { Existing, OpenOrCreate, CreateOnWrite, CreateNew };
 
-// A store opened with OpenOrCreate exists from then on. Reading creates no file.
+// A store opened with OpenOrCreate or CreateNew exists from then on, one opened with
+// CreateOnWrite once its first change is kept. Reading creates no file.
 // Names fold case. "My", "Root", "CA" always exist; others once something was written
-// to them. Existing mode throws ERROR_FILE_NOT_FOUND for a store that is not there;
-// a damaged database throws ERROR_FILE_CORRUPT with its path as detail, a database of
-// another program or a newer version ERROR_BADDB.
+// to them. Existing mode throws ERROR_FILE_NOT_FOUND for a store that is not there, CreateNew
+// ERROR_FILE_EXISTS for one that is. A database that cannot be read throws the system's
+// reason with its path as detail, never an empty store; a damaged one throws ERROR_FILE_CORRUPT
+// with its path as detail, a database of another program or a newer version ERROR_BADDB.
 std::shared_ptr<Store> OpenSystemStore(Side side, std::string_view name, OpenMode mode);
+// Deletes a store with all that it holds. Throws ERROR_FILE_NOT_FOUND when there is none.
+void DeleteSystemStore(Side side, std::string_view name);
 // Names of the stores of one side, in order of creation, predefined ones first.
 std::vector<std::string> SystemStoreNames(Side side);
 
@@ -65,8 +75,9 @@ std::shared_ptr<Store> NewMemoryStore();
 // store that they stand in.
 std::shared_ptr<Store> NewCollectionStore();
 // Stores of higher priority come first, equal ones in the order in which they were added.
-// What is added to the collection goes to the first one with `takesNew`, or fails with
-// ERROR_ACCESS_DENIED. Throws E_INVALIDARG when `collection` is none, or would hold itself.
+// What is added to the collection and stands in one of them already is that store's affair;
+// the rest goes to the first one with `takesNew`, or fails with E_ACCESSDENIED. Throws E_INVALIDARG
+// when `collection` is none, or would hold itself.
 void AddToCollection(Store& collection, std::shared_ptr<Store> sibling, bool takesNew,
                      DWORD priority);
 

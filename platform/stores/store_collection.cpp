@@ -1,3 +1,4 @@
+// Collections of stores.
 #include <algorithm>
 
 #include "platform/base/error.h"
@@ -41,11 +42,14 @@ class CollectionStore : public Store {
     }
 
     std::shared_ptr<Certificate> Add(const Certificate& certificate, DWORD disposition) override {
-        return Target().Add(certificate, disposition);
+        return Target(certificate, disposition).Add(certificate, disposition);
     }
     std::shared_ptr<Crl> Add(const Crl& crl, DWORD disposition) override {
-        return Target().Add(crl, disposition);
+        return Target(crl, disposition).Add(crl, disposition);
     }
+    // Each store's changes are its own.
+    void Together(const std::function<void()>& body) override { body(); }
+    [[nodiscard]] bool IsCollection() const override { return true; }
     void Remove(const Certificate& certificate) override { Home(certificate).Remove(certificate); }
     void Remove(const Crl& crl) override { Home(crl).Remove(crl); }
     void SaveProperties(const Certificate& certificate) override {
@@ -97,10 +101,28 @@ class CollectionStore : public Store {
         return nullptr;
     }
 
-    Store& Target() {
+    static auto ItemsOf(Store& store, const Certificate&) { return store.Certificates(); }
+    static auto ItemsOf(Store& store, const Crl&) { return store.Crls(); }
+
+    template <class Item>
+    static bool Has(Store& store, const Item& wanted) {
+        const auto items = ItemsOf(store, wanted);
+        return std::any_of(items.begin(), items.end(),
+                           [&](const auto& item) { return Equal(item->Der(), wanted.Der()); });
+    }
+
+    // The store that has the item, unless one more of it is wanted, or the one for new ones.
+    template <class Item>
+    Store& Target(const Item& item, DWORD disposition) {
+        if (readOnly) throw Error(E_ACCESSDENIED);
+        if (disposition != CERT_STORE_ADD_ALWAYS) {
+            for (Store* source : Sources()) {
+                if (Has(*source, item)) return *source;
+            }
+        }
         const auto target = std::find_if(siblings_.begin(), siblings_.end(),
                                          [](const Sibling& s) { return s.takesNew; });
-        if (readOnly || target == siblings_.end()) throw Error(ERROR_ACCESS_DENIED);
+        if (target == siblings_.end()) throw Error(E_ACCESSDENIED);
         return *target->store;
     }
 

@@ -1,7 +1,7 @@
-// The exported calls that walk through stores.
-#include <openssl/err.h>
+// Looking for items in stores.
+#include "platform/stores/store_find.h"
 
-#include <functional>
+#include <openssl/err.h>
 
 #include "platform/base/error.h"
 #include "platform/certs/compare.h"
@@ -12,15 +12,31 @@
 namespace platform {
 namespace {
 
-using Test = std::function<bool(const Certificate&)>;
-
 template <class Value>
 const Value& Required(const void* value) {
     if (value == nullptr) throw Error(E_INVALIDARG);
     return *static_cast<const Value*>(value);
 }
 
-Test TestFor(DWORD type, const void* value) {
+bool SignedBy(const Crl& crl, const Certificate* issuer) {
+    if (issuer == nullptr) return false;
+    const EvpKey key = PublicKeyFromInfo(issuer->Info().SubjectPublicKeyInfo);
+    const bool good = X509_CRL_verify(crl.Native(), key.get()) == 1;
+    ERR_clear_error();
+    return good;
+}
+
+bool IsCurrent(const CRL_INFO& info) {
+    FILETIME now{};
+    GetSystemTimeAsFileTime(&now);
+    const bool endless = info.NextUpdate.dwLowDateTime == 0 && info.NextUpdate.dwHighDateTime == 0;
+    return CompareFileTime(&info.ThisUpdate, &now) <= 0 &&
+           (endless || CompareFileTime(&now, &info.NextUpdate) <= 0);
+}
+
+}  // namespace
+
+CertificateTest TestFor(DWORD type, const void* value) {
     switch (type) {
         case CERT_FIND_ANY:
             return [](const Certificate&) { return true; };
@@ -55,45 +71,25 @@ Test TestFor(DWORD type, const void* value) {
     }
 }
 
-PCCERT_CONTEXT NextMatch(HCERTSTORE handle, const Certificate* previous, const Test& matches) {
-    const auto store = Resolve<Store>(handle);
-    std::shared_ptr<Certificate> item = store->NextCertificate(previous);
-    while (item && !matches(*item)) item = store->NextCertificate(item.get());
+std::shared_ptr<Certificate> NextMatch(Store& store, const Certificate* previous,
+                                       const CertificateTest& matches) {
+    std::shared_ptr<Certificate> item = store.NextCertificate(previous);
+    while (item && !matches(*item)) item = store.NextCertificate(item.get());
     if (!item) throw Error(CRYPT_E_NOT_FOUND);
-    return HandOut(item);
+    return item;
 }
 
-// With `issuer`, its lists only.
-PCCRL_CONTEXT NextCrlOf(HCERTSTORE handle, const Crl* previous, const Certificate* issuer) {
-    const auto store = Resolve<Store>(handle);
+std::shared_ptr<Crl> NextCrlOf(Store& store, const Crl* previous, const Certificate* issuer) {
     const auto matches = [issuer](const Crl& crl) {
         return issuer == nullptr ||
                Equal(ViewOf(crl.Info().Issuer), ViewOf(issuer->Info().Subject));
     };
-    std::shared_ptr<Crl> item = store->NextCrl(previous);
-    while (item && !matches(*item)) item = store->NextCrl(item.get());
+    std::shared_ptr<Crl> item = store.NextCrl(previous);
+    while (item && !matches(*item)) item = store.NextCrl(item.get());
     if (!item) throw Error(CRYPT_E_NOT_FOUND);
-    return HandOut(item);
+    return item;
 }
 
-bool SignedBy(const Crl& crl, const Certificate* issuer) {
-    if (issuer == nullptr) return false;
-    const EvpKey key = PublicKeyFromInfo(issuer->Info().SubjectPublicKeyInfo);
-    const bool good = X509_CRL_verify(crl.Native(), key.get()) == 1;
-    ERR_clear_error();
-    return good;
-}
-
-bool IsCurrent(const CRL_INFO& info) {
-    FILETIME now{};
-    GetSystemTimeAsFileTime(&now);
-    const bool endless = info.NextUpdate.dwLowDateTime == 0 && info.NextUpdate.dwHighDateTime == 0;
-    return CompareFileTime(&info.ThisUpdate, &now) <= 0 &&
-           (endless || CompareFileTime(&now, &info.NextUpdate) <= 0);
-}
-
-// The checks asked for that the list does not pass: it is found nevertheless, and what
-// is left in the caller's flags tells of them.
 DWORD FailedChecks(const Crl& crl, const Certificate* issuer, DWORD asked) {
     DWORD passed = 0;
     if ((asked & CERT_STORE_SIGNATURE_FLAG) != 0 && SignedBy(crl, issuer)) {
@@ -105,51 +101,4 @@ DWORD FailedChecks(const Crl& crl, const Certificate* issuer, DWORD asked) {
     return asked & ~passed;
 }
 
-PCCRL_CONTEXT FindCrl(HCERTSTORE store, const Crl* previous, const Certificate* issuer,
-                      DWORD* flags) {
-    const PCCRL_CONTEXT found = NextCrlOf(store, previous, issuer);
-    if (flags == nullptr || *flags == 0) return found;
-    try {
-        *flags = FailedChecks(*Crl::Of(found), issuer, *flags);
-    } catch (...) {
-        CertFreeCRLContext(found);
-        throw;
-    }
-    return found;
-}
-
-}  // namespace
 }  // namespace platform
-
-using namespace platform;
-
-PCCERT_CONTEXT WINAPI CertEnumCertificatesInStore(HCERTSTORE store, PCCERT_CONTEXT previous) {
-    return Guarded<PCCERT_CONTEXT>(nullptr, [&] {
-        const Consumed<Certificate> last(previous);
-        return NextMatch(store, last.Get(), TestFor(CERT_FIND_ANY, nullptr));
-    });
-}
-
-PCCERT_CONTEXT WINAPI CertFindCertificateInStore(HCERTSTORE store, DWORD, DWORD, DWORD type,
-                                                 const void* value, PCCERT_CONTEXT previous) {
-    return Guarded<PCCERT_CONTEXT>(nullptr, [&] {
-        const Consumed<Certificate> last(previous);
-        return NextMatch(store, last.Get(), TestFor(type, value));
-    });
-}
-
-PCCRL_CONTEXT WINAPI CertEnumCRLsInStore(HCERTSTORE store, PCCRL_CONTEXT previous) {
-    return Guarded<PCCRL_CONTEXT>(nullptr, [&] {
-        const Consumed<Crl> last(previous);
-        return NextCrlOf(store, last.Get(), nullptr);
-    });
-}
-
-PCCRL_CONTEXT WINAPI CertGetCRLFromStore(HCERTSTORE store, PCCERT_CONTEXT issuer,
-                                         PCCRL_CONTEXT previous, DWORD* flags) {
-    return Guarded<PCCRL_CONTEXT>(nullptr, [&] {
-        const Consumed<Crl> last(previous);
-        const auto by = issuer == nullptr ? nullptr : Certificate::Of(issuer);
-        return FindCrl(store, last.Get(), by.get(), flags);
-    });
-}

@@ -1,3 +1,4 @@
+// Stores that live with the process.
 #include "platform/stores/list_store.h"
 
 namespace platform {

@@ -1,4 +1,6 @@
-// The exported calls that open and close stores.
+// Opening stores of every kind by its number.
+#include "platform/stores/store_open.h"
+
 #include <algorithm>
 #include <iterator>
 #include <string>
@@ -13,16 +15,13 @@
 namespace platform {
 namespace {
 
-// What lets a store take what is added to its collection.
-constexpr DWORD kAddEnabled = 1;  // CERT_PHYSICAL_STORE_ADD_ENABLE_FLAG
-
 struct OpenRequest {
     DWORD flags;
     const void* parameter;
 };
 
 std::string NarrowParameter(const OpenRequest& request, bool wide) {
-    if (request.parameter == nullptr) throw Error(E_INVALIDARG);
+    if (request.parameter == nullptr) throw Error(ERROR_FILE_NOT_FOUND);
     return wide ? Narrow(static_cast<LPCWSTR>(request.parameter))
                 : std::string(static_cast<LPCSTR>(request.parameter));
 }
@@ -32,16 +31,20 @@ Side SideOf(DWORD flags) {
         flags & (CERT_SYSTEM_STORE_CURRENT_USER | CERT_SYSTEM_STORE_LOCAL_MACHINE);
     if (location == CERT_SYSTEM_STORE_CURRENT_USER) return Side::User;
     if (location == CERT_SYSTEM_STORE_LOCAL_MACHINE) return Side::Machine;
-    throw Error(E_INVALIDARG);
+    throw Error(ERROR_FILE_NOT_FOUND);
+}
+
+OpenMode ModeOf(DWORD flags) {
+    if ((flags & CERT_STORE_CREATE_NEW_FLAG) != 0) return OpenMode::CreateNew;
+    // A read-only store cannot be made by opening it.
+    const bool present = (flags & (CERT_STORE_OPEN_EXISTING_FLAG | CERT_STORE_READONLY_FLAG)) != 0;
+    return present ? OpenMode::Existing : OpenMode::OpenOrCreate;
 }
 
 std::shared_ptr<Store> OpenSystem(const OpenRequest& request, bool wide) {
     const Side side = SideOf(request.flags);
     const std::string name = NarrowParameter(request, wide);
-    // A read-only store cannot be made by opening it.
-    const bool present =
-        (request.flags & (CERT_STORE_OPEN_EXISTING_FLAG | CERT_STORE_READONLY_FLAG)) != 0;
-    return OpenSystemStore(side, name, present ? OpenMode::Existing : OpenMode::OpenOrCreate);
+    return OpenSystemStore(side, name, ModeOf(request.flags));
 }
 
 std::shared_ptr<Store> OpenFile(const OpenRequest& request, bool wide) {
@@ -49,7 +52,7 @@ std::shared_ptr<Store> OpenFile(const OpenRequest& request, bool wide) {
 }
 
 std::shared_ptr<Store> OpenMessage(const OpenRequest& request) {
-    return StoreOf(BundleOf(const_cast<void*>(request.parameter)));
+    return StoreOf(BundleOf(*Resolve<Message>(request.parameter)));
 }
 
 std::shared_ptr<Store> OpenPkcs7(const OpenRequest& request) {
@@ -60,6 +63,7 @@ std::shared_ptr<Store> OpenPkcs7(const OpenRequest& request) {
 struct StoreKind {
     LPCSTR provider;
     std::shared_ptr<Store> (*open)(const OpenRequest& request);
+    bool system = false;
 };
 
 const StoreKind kKinds[] = {
@@ -67,69 +71,34 @@ const StoreKind kKinds[] = {
     {CERT_STORE_PROV_COLLECTION, [](const OpenRequest&) { return NewCollectionStore(); }},
     {CERT_STORE_PROV_FILENAME_A, [](const OpenRequest& r) { return OpenFile(r, false); }},
     {CERT_STORE_PROV_FILENAME_W, [](const OpenRequest& r) { return OpenFile(r, true); }},
-    {CERT_STORE_PROV_SYSTEM_A, [](const OpenRequest& r) { return OpenSystem(r, false); }},
-    {CERT_STORE_PROV_SYSTEM_W, [](const OpenRequest& r) { return OpenSystem(r, true); }},
+    {CERT_STORE_PROV_SYSTEM_A, [](const OpenRequest& r) { return OpenSystem(r, false); }, true},
+    {CERT_STORE_PROV_SYSTEM_W, [](const OpenRequest& r) { return OpenSystem(r, true); }, true},
     {CERT_STORE_PROV_MSG, OpenMessage},
     {CERT_STORE_PROV_PKCS7, OpenPkcs7},
 };
 
-HCERTSTORE Export(std::shared_ptr<Store> store, DWORD flags) {
-    store->readOnly = (flags & CERT_STORE_READONLY_FLAG) != 0;
-    return Publish(std::move(store));
-}
-
-HCERTSTORE Open(LPCSTR provider, DWORD flags, const void* parameter) {
+const StoreKind& KindOf(LPCSTR provider) {
     const auto* const kind =
         std::find_if(std::begin(kKinds), std::end(kKinds),
                      [provider](const StoreKind& row) { return row.provider == provider; });
     if (kind == std::end(kKinds)) throw Error(ERROR_FILE_NOT_FOUND);
-    // Opening what was to be deleted would be worse than a refusal.
-    if ((flags & CERT_STORE_DELETE_FLAG) != 0) throw Error(ERROR_NOT_SUPPORTED);
-    const OpenRequest request{flags, parameter};
-    return Export(kind->open(request), flags);
-}
-
-void Close(HCERTSTORE handle, DWORD flags) {
-    const std::weak_ptr<Store> store = Resolve<Store>(handle);
-    ReleaseHandle(handle, Kind::Store, ERROR_INVALID_HANDLE);
-    // Contexts and duplicates that are still out keep the store alive, whatever is asked.
-    const bool check = (flags & CERT_CLOSE_STORE_CHECK_FLAG) != 0;
-    if (check && !store.expired()) throw Error(CRYPT_E_PENDING_CLOSE);
+    return *kind;
 }
 
 }  // namespace
+
+std::shared_ptr<Store> OpenStore(LPCSTR provider, DWORD flags, const void* parameter) {
+    const StoreKind& kind = KindOf(provider);
+    std::shared_ptr<Store> store = kind.open({flags, parameter});
+    store->readOnly = (flags & CERT_STORE_READONLY_FLAG) != 0;
+    return store;
+}
+
+void DeleteStore(LPCSTR provider, DWORD flags, const void* parameter) {
+    const StoreKind& kind = KindOf(provider);
+    if (!kind.system) throw Error(ERROR_NOT_SUPPORTED);
+    const bool wide = provider == CERT_STORE_PROV_SYSTEM_W;
+    DeleteSystemStore(SideOf(flags), NarrowParameter({flags, parameter}, wide));
+}
+
 }  // namespace platform
-
-using namespace platform;
-
-HCERTSTORE WINAPI CertOpenStore(LPCSTR provider, DWORD, HCRYPTPROV_LEGACY, DWORD flags,
-                                const void* parameter) {
-    return Guarded<HCERTSTORE>(nullptr, [&] { return Open(provider, flags, parameter); });
-}
-
-HCERTSTORE WINAPI CertOpenSystemStoreA(HCRYPTPROV_LEGACY, LPCSTR name) {
-    return Guarded<HCERTSTORE>(nullptr, [&] {
-        return Open(CERT_STORE_PROV_SYSTEM_A, CERT_SYSTEM_STORE_CURRENT_USER, name);
-    });
-}
-
-HCERTSTORE WINAPI CertDuplicateStore(HCERTSTORE store) {
-    if (store == nullptr) return nullptr;
-    return Guarded<HCERTSTORE>(nullptr, [&] {
-        AddHandleReference(store, Kind::Store, ERROR_INVALID_HANDLE);
-        return store;
-    });
-}
-
-BOOL WINAPI CertCloseStore(HCERTSTORE store, DWORD flags) {
-    if (store == nullptr) return TRUE;
-    return GuardedBool([&] { Close(store, flags); });
-}
-
-BOOL WINAPI CertAddStoreToCollection(HCERTSTORE collection, HCERTSTORE sibling, DWORD flags,
-                                     DWORD priority) {
-    return GuardedBool([&] {
-        AddToCollection(*Resolve<Store>(collection), Resolve<Store>(sibling),
-                        (flags & kAddEnabled) != 0, priority);
-    });
-}

@@ -4,6 +4,7 @@
 // up to date inside it, so that two processes that write at once lose nothing. Readers
 // look at SQLite's data version, which changes when another connection has committed.
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -11,6 +12,7 @@
 #include <optional>
 #include <string>
 
+#include "platform/base/descriptor.h"
 #include "platform/base/error.h"
 #include "platform/base/text.h"
 #include "platform/stores/database.h"
@@ -79,22 +81,35 @@ bool CheckSchema(Database& database) {
     return present;
 }
 
+// A missing file or folder is an empty side; whatever else keeps it from being read, a link
+// that leads nowhere too, is told.
+bool IsMissing(const fs::path& file) {
+    struct stat status {};
+    if (stat(file.c_str(), &status) == 0) return false;
+    if (errno != ENOENT) ThrowErrno(errno, file);
+    // "Not found" would be taken for a store that was never made.
+    if (lstat(file.c_str(), &status) == 0) throw Error(ERROR_FILE_CORRUPT, file.string());
+    return true;
+}
+
 std::unique_ptr<Database> OpenPresent(Side side) {
-    std::error_code error;
     const fs::path file = FileOf(side);
-    const fs::file_status status = fs::status(file, error);
-    if (status.type() == fs::file_type::not_found) return nullptr;
-    if (error) ThrowErrno(error.value(), file);
+    if (IsMissing(file)) return nullptr;
     auto database = std::make_unique<Database>(file);
     return CheckSchema(*database) ? std::move(database) : nullptr;
 }
 
-// Makes the file with its mode; SQLite gives the same one to its journal.
+// Makes the file with its mode, whatever the user's mask is; SQLite gives the same one to its
+// journal. An empty file may be that of a process that died before it set the mode.
 void CreateFile(Side side, const fs::path& file) {
     const mode_t mode = side == Side::User ? 0600 : 0644;
-    const int descriptor = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, mode);
-    if (descriptor < 0) ThrowErrno(errno, file);
-    close(descriptor);
+    const Descriptor made(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, mode));
+    struct stat status {};
+    if (made.Get() < 0 || fstat(made.Get(), &status) != 0) ThrowErrno(errno, file);
+    const bool ours = status.st_size == 0 && status.st_uid == geteuid();
+    if (ours && (status.st_mode & 0777) != mode && fchmod(made.Get(), mode) != 0) {
+        ThrowErrno(errno, file);
+    }
 }
 
 std::unique_ptr<Database> OpenForWriting(Side side) {
@@ -122,8 +137,18 @@ class SystemStore : public ListStore {
         Refresh();
         return storeRow_ != 0 || PredefinedName(name_) != nullptr;
     }
-    void Create() {
-        Change([] {});
+    // Throws ERROR_FILE_EXISTS when `fresh` and it was there.
+    void Create(bool fresh) {
+        ChangeKnown([&](bool present) {
+            if (present && fresh) throw Error(ERROR_FILE_EXISTS, name_);
+        });
+    }
+    void Delete() {
+        ChangeKnown([&](bool present) {
+            if (!present) throw Error(ERROR_FILE_NOT_FOUND, name_);
+            Statement(*database_, "DELETE FROM stores WHERE id = ?").Bind(1, storeRow_).Execute();
+        });
+        readVersion_.reset();
     }
 
   protected:
@@ -137,6 +162,7 @@ class SystemStore : public ListStore {
     void WriteProperties(std::int64_t row, const Properties& properties) override;
 
   private:
+    void ChangeKnown(const std::function<void(bool present)>& body);
     void ReadIfChanged();
     void FindStoreRow();
     void InsertStoreRow();
@@ -215,12 +241,18 @@ void SystemStore::ReadProperties() {
 }
 
 void SystemStore::Change(const std::function<void()>& body) {
+    ChangeKnown([&](bool) { body(); });
+}
+
+// Tells the body whether the store was there before.
+void SystemStore::ChangeKnown(const std::function<void(bool present)>& body) {
     if (!database_) database_ = OpenForWriting(side_);
     try {
         database_->InTransaction([&] {
             ReadIfChanged();
+            const bool present = storeRow_ != 0 || PredefinedName(name_) != nullptr;
             if (storeRow_ == 0) InsertStoreRow();
-            body();
+            body(present);
         });
     } catch (...) {
         // The lists may be ahead of what was kept.
@@ -284,11 +316,18 @@ std::shared_ptr<Store> OpenSystemStore(Side side, std::string_view name, OpenMod
     if (name.empty()) throw Error(E_INVALIDARG);
     const auto store = std::make_shared<SystemStore>(side, std::string(name));
     // Reading it now finds a damaged database at the opening, where callers look for it.
-    if (!store->Load()) {
-        if (mode == OpenMode::Existing) throw Error(ERROR_FILE_NOT_FOUND, std::string(name));
-        store->Create();
+    const bool present = store->Load();
+    if (!present && mode == OpenMode::Existing) {
+        throw Error(ERROR_FILE_NOT_FOUND, std::string(name));
     }
+    const bool create = !present && mode == OpenMode::OpenOrCreate;
+    if (create || mode == OpenMode::CreateNew) store->Create(mode == OpenMode::CreateNew);
     return store;
+}
+
+void DeleteSystemStore(Side side, std::string_view name) {
+    OpenSystemStore(side, name, OpenMode::Existing);
+    std::make_shared<SystemStore>(side, std::string(name))->Delete();
 }
 
 std::vector<std::string> SystemStoreNames(Side side) {

@@ -1,5 +1,6 @@
 """-copycert, -CSPcert and -delcert, and the administrator's tool beside them."""
 
+import base64
 import json
 import os
 import subprocess
@@ -9,6 +10,10 @@ from kestrel_case import KESTRELCTL, KestrelCase, error_line
 
 COPIED = b"Certificate's been copied.\n"
 ALREADY = b"Certificate's not been copied because the same one was in store.\n"
+
+
+# SignedData of version 1 with nothing in it.
+EMPTY_BUNDLE = "302306092a864886f70d010702a0163014020101310030" "0b06092a864886f70d0107013100"
 
 
 class Stores(KestrelCase):
@@ -204,12 +209,29 @@ class Administration(KestrelCase):
         self.ctl("store", "add", "Root", "bob.pem", "ann.pem")
         rows = self.listing("store", "list", "Root")
         self.assertEqual([row["subject"] for row in rows], ["CN=ann", "CN=bob"])
-        self.ctl("store", "export", "Root", "all.pem")
+        self.assertIn(b"Wrote 2 certificates and 0 CRLs", self.ctl("store", "export", "Root", "all.pem"))
+        self.assertIn(b"--force", self.ctl("store", "export", "Root", "all.pem", status=1))
+        self.ctl("store", "export", "Root", "all.pem", "--force")
+        for target in ("-", "/dev/stdout"):
+            self.assertEqual(self.ctl("store", "export", "Root", target), self.read("all.pem"))
+        # OpenSSL reads no name that is no UTF-8; what the store holds comes out all the same.
+        _, der = self.openssl("x509", "-in", "ann.pem", "-outform", "DER")
+        self.write("odd.cer", der.replace(b"\x0c\x03ann", b"\x0c\x03\xc3\x28n"))
+        self.openssl("x509", "-inform", "DER", "-in", "odd.cer", status=1)
+        self.ctl("store", "add", "Odd", "odd.cer")
+        lines = self.ctl("store", "export", "Odd", "-").splitlines()
+        self.assertEqual(base64.b64decode(b"".join(lines[1:-1])), self.read("odd.cer"))
         self.ctl("store", "remove", "Root", rows[0]["thumbprint"].upper())
         self.assertEqual(len(self.listing("store", "show", "Root")), 1)
         self.ctl("store", "add", "Root", "all.pem")
         self.assertEqual(len(self.listing("store", "list", "Root")), 2)
         self.ctl("store", "remove", "Root", "00", status=1)
+        self.write("nothing.p7b", bytes.fromhex(EMPTY_BUNDLE))
+        self.write("bad.pem", b"-----BEGIN CERTIFICATE-----\nMAAB\n-----END CERTIFICATE-----\n")
+        for file, words in (("nothing.p7b", b"holds no certificate"), ("bad.pem", b"bad.pem")):
+            with self.subTest(file):
+                self.assertIn(words, self.ctl("store", "add", "Fresh", "ann.pem", file, status=1))
+                self.assertNotIn("Fresh", [row["store"] for row in self.listing("store", "list")])
         self.assertIn(b"absent.pem", self.ctl("store", "add", "Root", "absent.pem", status=1))
 
     def test_policy(self):

@@ -13,6 +13,9 @@ import sys
 import tempfile
 import unittest
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "calls"))
+import check  # noqa: E402
+
 PROGRAM = os.path.abspath(sys.argv.pop(1)) if len(sys.argv) > 1 else "kestrel.exe"
 WINE = shutil.which("wine64") or shutil.which("wine") or "/usr/lib/wine/wine64"
 
@@ -147,6 +150,12 @@ class WineRuns(unittest.TestCase):
                 text = self.run_program([*words, "many/a.txt", "many/b.txt"])
                 for line, end in zip(text.splitlines()[-3:], ends):
                     self.assertTrue(line.endswith(end), text)
+
+    def test_calls_differ_as_known(self):
+        suite = os.path.join(os.path.dirname(PROGRAM), "calls.exe")
+        done = subprocess.run([WINE, suite], env=self.env, cwd=self.folder, timeout=120,
+                              stdin=subprocess.DEVNULL, capture_output=True, check=False)
+        self.assertEqual(check.failures("wine", done.stdout.decode("utf-8", "replace")), [])
 
     def test_command_list_is_whole(self):
         text = self.run_program([])

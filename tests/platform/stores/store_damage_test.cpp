@@ -1,5 +1,6 @@
 // The database under several processes, killed ones and damaged files.
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -231,6 +232,147 @@ TEST_F(StoreDamageTest, ReadsWhatItMayNotWrite) {
     EXPECT_EQ(WEXITSTATUS(StatusOf(child)), 0);
     EXPECT_EQ(Names("My").size(), 2U);
     fs::permissions(UserHome(), fs::perms::owner_all);
+}
+
+void LetOthersRead() {
+    fs::permissions(Folder(), static_cast<fs::perms>(0755));
+    fs::permissions(Folder() / "user", static_cast<fs::perms>(0555));
+    fs::permissions(Folder() / "user/stores.db", static_cast<fs::perms>(0444));
+}
+
+// What a reader without rights on the side is told: the error's detail, "read" for none.
+std::string ToldToAnother() {
+    int ends[2];
+    EXPECT_EQ(pipe(ends), 0);
+    const pid_t child = Spawn([&] {
+        GiveUpPowers();
+        std::string told = "read";
+        try {
+            OpenSystemStore(Side::User, "My", OpenMode::Existing)->Certificates();
+        } catch (const Error& error) {
+            told = std::to_string(error.Code()) + " " + error.Detail();
+        }
+        if (write(ends[1], told.data(), told.size()) < 0) _exit(2);
+    });
+    EXPECT_EQ(WEXITSTATUS(StatusOf(child)), 0);
+    char text[1000];
+    const ssize_t size = read(ends[0], text, sizeof text);
+    close(ends[0]);
+    close(ends[1]);
+    return {text, static_cast<std::size_t>(std::max<ssize_t>(size, 0))};
+}
+
+// A writer that was killed while it wrote leaves what only another writer can take back.
+TEST_F(StoreDamageTest, TellsReadersWhoMendsACutOffChange) {
+    Fill(3);
+    fs::permissions(UserHome(), fs::perms::owner_all);
+    const pid_t writer = Spawn([] {
+        platform::Database database(Folder() / "user/stores.db");
+        database.Run("PRAGMA cache_size = 1");
+        database.InTransaction([&] {
+            database.Run("UPDATE certificates SET der = zeroblob(300000)");
+            kill(getpid(), SIGKILL);
+        });
+    });
+    EXPECT_TRUE(WIFSIGNALED(StatusOf(writer)));
+    LetOthersRead();
+    const std::string told = ToldToAnother();
+    EXPECT_TRUE(told.starts_with("5 " + Database().string())) << told;
+    EXPECT_NE(told.find("an administrator runs 'kestrelctl store list'"), std::string::npos)
+        << told;
+
+    fs::permissions(UserHome(), fs::perms::owner_all);
+    fs::permissions(Database(), static_cast<fs::perms>(0644));
+    EXPECT_EQ(Names("My").size(), 3U);
+    LetOthersRead();
+    EXPECT_EQ(ToldToAnother(), "read");
+    fs::permissions(UserHome(), fs::perms::owner_all);
+}
+
+// Only what is not there is empty.
+TEST_F(StoreDamageTest, TellsOfSidesThatCannotBeRead) {
+    struct Row {
+        const char* name;
+        void (*spoil)();
+        DWORD error;
+    };
+    const Row rows[] = {
+        {"file without rights", [] { fs::permissions(Database(), fs::perms::none); },
+         ERROR_ACCESS_DENIED},
+        {"folder without rights", [] { fs::permissions(UserHome(), fs::perms::none); },
+         ERROR_ACCESS_DENIED},
+        {"folder in the file's place",
+         [] {
+             fs::remove(Database());
+             fs::create_directory(Database());
+         },
+         ERROR_ACCESS_DENIED},
+        {"link to nowhere",
+         [] {
+             fs::remove(Database());
+             fs::create_symlink("gone", Database());
+         },
+         ERROR_FILE_CORRUPT},
+        {"file in the folder's place",
+         [] {
+             fs::remove_all(UserHome());
+             WriteFile("user", {});
+         },
+         ERROR_PATH_NOT_FOUND},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        Clear();
+        Fill(1);
+        fs::permissions(Folder(), static_cast<fs::perms>(0755));
+        fs::permissions(UserHome(), static_cast<fs::perms>(0755));
+        row.spoil();
+        const std::string told = ToldToAnother();
+        EXPECT_TRUE(told.starts_with(std::to_string(row.error) + " " + Database().string()))
+            << told;
+        std::error_code ignored;
+        fs::permissions(UserHome(), fs::perms::owner_all, ignored);
+        fs::remove_all(UserHome());
+    }
+}
+
+TEST_F(StoreDamageTest, MaskDecidesNoPermissions) {
+    const mode_t last = umask(0777);
+    for (const Side side : {Side::User, Side::Machine}) {
+        OpenSystemStore(side, "My", OpenMode::OpenOrCreate)
+            ->Add(*Certificate::Parse(NumberedCertificate(1)), CERT_STORE_ADD_NEW);
+    }
+    umask(last);
+    const auto modeOf = [](const fs::path& file) {
+        return static_cast<unsigned>(fs::status(file).permissions());
+    };
+    EXPECT_EQ(modeOf(MachineHome()), 0755U);
+    EXPECT_EQ(modeOf(MachineHome() / "stores.db"), 0644U);
+    EXPECT_EQ(modeOf(Database()), 0600U);
+}
+
+TEST_F(StoreDamageTest, ManyChangesAreOne) {
+    const auto add = [](unsigned first, unsigned last) {
+        const auto store = OpenSystemStore(Side::User, "New", OpenMode::CreateOnWrite);
+        store->Together([&] {
+            for (unsigned i = first; i < last; ++i) {
+                store->Add(*Certificate::Parse(NumberedCertificate(i)), CERT_STORE_ADD_NEW);
+            }
+        });
+    };
+    EXPECT_EQ(CodeOf([&] {
+                  const auto store = OpenSystemStore(Side::User, "New", OpenMode::CreateOnWrite);
+                  store->Together([&] {
+                      store->Add(*Certificate::Parse(NumberedCertificate(1)), CERT_STORE_ADD_NEW);
+                      throw Error(ERROR_CANCELLED);
+                  });
+              }),
+              DWORD{ERROR_CANCELLED});
+    EXPECT_EQ(CodeOf([] { OpenSystemStore(Side::User, "New", OpenMode::Existing); }),
+              DWORD{ERROR_FILE_NOT_FOUND});
+    add(0, 10);
+    EXPECT_EQ(CodeOf([&] { add(8, 12); }), Code(CRYPT_E_EXISTS));
+    EXPECT_EQ(Names("New").size(), 10U);
 }
 
 }  // namespace

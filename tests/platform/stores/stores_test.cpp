@@ -62,10 +62,10 @@ TEST_F(StoresTest, OpensByKindAndName) {
          ERROR_FILE_NOT_FOUND},
         {"read-only does not create", CERT_STORE_PROV_SYSTEM_A, kUser | CERT_STORE_READONLY_FLAG,
          "Addressbook", ERROR_FILE_NOT_FOUND},
-        {"no side", CERT_STORE_PROV_SYSTEM_A, kExisting, "My", Code(E_INVALIDARG)},
-        {"no name", CERT_STORE_PROV_SYSTEM_A, kUser, nullptr, Code(E_INVALIDARG)},
+        {"no side", CERT_STORE_PROV_SYSTEM_A, kExisting, "My", ERROR_FILE_NOT_FOUND},
+        {"no name", CERT_STORE_PROV_SYSTEM_A, kUser, nullptr, ERROR_FILE_NOT_FOUND},
         {"empty name", CERT_STORE_PROV_SYSTEM_A, kUser, "", Code(E_INVALIDARG)},
-        {"deletion", CERT_STORE_PROV_SYSTEM_A, kUser | CERT_STORE_DELETE_FLAG, "My",
+        {"deletion of a file", CERT_STORE_PROV_FILENAME_A, CERT_STORE_DELETE_FLAG, file.c_str(),
          ERROR_NOT_SUPPORTED},
         {"file", CERT_STORE_PROV_FILENAME_A, kExisting, file.c_str(), 0},
         {"wide file", CERT_STORE_PROV_FILENAME_W, kExisting, wide.c_str(), 0},
@@ -310,7 +310,7 @@ TEST_F(StoresTest, CollectionsDrawOnTheirStores) {
     Add(low, NumberedCertificate(1));
     Add(low, NumberedCertificate(2));
     Add(high, NumberedCertificate(3));
-    EXPECT_EQ(Add(collection, NumberedCertificate(9)), DWORD{ERROR_ACCESS_DENIED});
+    EXPECT_EQ(Add(collection, NumberedCertificate(9)), Code(E_ACCESSDENIED));
     EXPECT_TRUE(CertAddStoreToCollection(collection.get(), low.get(), 0, 1));
     EXPECT_TRUE(CertAddStoreToCollection(inner.get(), high.get(), 1, 0));
     EXPECT_TRUE(CertAddStoreToCollection(inner.get(), low.get(), 0, 0));  // a second way to it
