@@ -38,6 +38,8 @@ class Store : public CertificateOwner, public std::enable_shared_from_this<Store
     // stands for the one of the same bytes.
     virtual void Remove(const Certificate& certificate) = 0;
     virtual void Remove(const Crl& crl) = 0;
+    // Side and folded name of a store in a side's database; empty for the others.
+    [[nodiscard]] virtual std::string SystemName() const { return {}; }
     // Changes of a read-only store throw ERROR_ACCESS_DENIED.
     bool readOnly = false;
 };
@@ -58,6 +60,10 @@ enum class OpenMode { Existing, OpenOrCreate };
 std::shared_ptr<Store> OpenSystemStore(Side side, std::string_view name, OpenMode mode);
 // Names of the stores of one side, in order of creation, predefined ones first.
 std::vector<std::string> SystemStoreNames(Side side);
+
+// What stays the same as long as nobody changed a store of this side, told without
+// opening its database; no two states of one file have it in common.
+std::string StoresGeneration(Side side);
 
 std::shared_ptr<Store> NewMemoryStore();
 

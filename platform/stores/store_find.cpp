@@ -1,12 +1,10 @@
 // The exported calls that walk through stores.
-#include <openssl/err.h>
-
 #include <functional>
 
 #include "platform/base/error.h"
 #include "platform/certs/compare.h"
 #include "platform/certs/share.h"
-#include "platform/providers/crypto.h"
+#include "platform/certs/signature.h"
 #include "platform/stores/store.h"
 
 namespace platform {
@@ -77,11 +75,9 @@ PCCRL_CONTEXT NextCrlOf(HCERTSTORE handle, const Crl* previous, const Certificat
 }
 
 bool SignedBy(const Crl& crl, const Certificate* issuer) {
-    if (issuer == nullptr) return false;
-    const EvpKey key = PublicKeyFromInfo(issuer->Info().SubjectPublicKeyInfo);
-    const bool good = X509_CRL_verify(crl.Native(), key.get()) == 1;
-    ERR_clear_error();
-    return good;
+    return issuer != nullptr &&
+           CheckSignature(crl.Der(), issuer->Info().SubjectPublicKeyInfo).state ==
+               SignatureState::Good;
 }
 
 bool IsCurrent(const CRL_INFO& info) {

@@ -125,6 +125,9 @@ class SystemStore : public ListStore {
     void Create() {
         Change([] {});
     }
+    [[nodiscard]] std::string SystemName() const override {
+        return (side_ == Side::User ? "user/" : "machine/") + folded_;
+    }
 
   protected:
     void Refresh() override;
