@@ -57,7 +57,7 @@ DWORD PrepareSignatures(BatchKind kind, StampKeys& stamps, StoreVector& stores) 
     if (signs) signatureSettings = {TakeKey("cert"), TakeKey("crl"), TakeKey("der")};
     stamps = TakeStampValues(kind);
     if (const DWORD code = ParseSearchCriterion(!signs); code != 0) return code;
-    return SelectCertificates(stores, signs);
+    return SelectCertificates(stores, signs, signs ? Purpose::Signing : Purpose::Any);
 }
 
 // Names are printed as they are, whatever bytes they hold.

@@ -101,7 +101,8 @@ DWORD RunAddSign() {
     if (const DWORD code = ParseAttributes("authattr", signedAttributes); code != 0) return code;
     if (const DWORD code = ParseSearchCriterion(false); code != 0) return code;
     SearchStores stores;
-    if (const DWORD code = SelectCertificates(stores.open, true); code != 0) return code;
+    if (const DWORD code = SelectCertificates(stores.open, true, Purpose::Signing); code != 0)
+        return code;
     return AddSignatureWith(state.foundCertificates->front(), keys);
 }
 

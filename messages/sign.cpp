@@ -137,7 +137,8 @@ DWORD RunSign() {
     if (const DWORD code = ParseAttributes("authattr", signedAttributes); code != 0) return code;
     if (const DWORD code = ParseSearchCriterion(false); code != 0) return code;
     SearchStores stores;
-    if (const DWORD code = SelectCertificates(stores.open, true); code != 0) return code;
+    if (const DWORD code = SelectCertificates(stores.open, true, Purpose::Signing); code != 0)
+        return code;
     return SignWith(state.foundCertificates->front(), keys);
 }
 

@@ -146,7 +146,7 @@ Outcome SignerCheck::CheckCriterion() {
 
 Outcome SignerCheck::CheckTrust() {
     DWORD status = 0;
-    if (CheckChain(certificate_.get(), status) != 0) return Outcome::Bad;
+    if (CheckChain(certificate_.get(), Purpose::Signing, status) != 0) return Outcome::Bad;
     if (status == 0) return Outcome::Good;
     bool keep = false;
     const DWORD code = AskAboutBadChain(status, keep);

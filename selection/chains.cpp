@@ -1,3 +1,4 @@
+// Chains of chosen certificates: what is wrong with one, and what the user says to it.
 #include <cstdio>
 
 #include "front/core/catalogue.h"
@@ -36,9 +37,18 @@ char ReadUseAnswer() {
     }
 }
 
+// The call that builds chains knows nothing of key usage (chain-4). A certificate that tells none
+// may be used for all; one that tells it in a damaged way has its bit in the chain.
+bool MaySign(PCCERT_CONTEXT certificate) {
+    constexpr BYTE kSigning = CERT_DIGITAL_SIGNATURE_KEY_USAGE | CERT_NON_REPUDIATION_KEY_USAGE;
+    BYTE usage = 0;
+    return !CertGetIntendedKeyUsage(X509_ASN_ENCODING, certificate->pCertInfo, &usage, 1) ||
+           (usage & kSigning) != 0;
+}
+
 }  // namespace
 
-DWORD CheckChain(PCCERT_CONTEXT certificate, DWORD& status) {
+DWORD CheckChain(PCCERT_CONTEXT certificate, Purpose purpose, DWORD& status) {
     CERT_CHAIN_PARA para{};
     para.cbSize = sizeof(para);
     const DWORD flags = state.revocationOff ? 0 : CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT;
@@ -49,6 +59,9 @@ DWORD CheckChain(PCCERT_CONTEXT certificate, DWORD& status) {
     }
     status = chain->TrustStatus.dwErrorStatus;
     CertFreeCertificateChain(chain);
+    if (purpose == Purpose::Signing && !MaySign(certificate)) {
+        status |= CERT_TRUST_IS_NOT_VALID_FOR_USAGE;
+    }
     return 0;
 }
 

@@ -187,21 +187,21 @@ DWORD DecideByCount(bool needOne) {
 
 // ---- chains ----------------------------------------------------------------------
 
-DWORD JudgeChain(PCCERT_CONTEXT certificate, bool& keep) {
+DWORD JudgeChain(PCCERT_CONTEXT certificate, Purpose purpose, bool& keep) {
     keep = true;
     DWORD status = 0;
-    if (const DWORD code = CheckChain(certificate, status)) return code;
+    if (const DWORD code = CheckChain(certificate, purpose, status)) return code;
     if (status == 0) return 0;
     PrintMessage(kChainNotChecked, 1);
     if (const DWORD code = PrintCertificateSummary(certificate)) return code;
     return AskAboutBadChain(status, keep);
 }
 
-DWORD KeepGoodChains() {
+DWORD KeepGoodChains(Purpose purpose) {
     FoundCertificates& found = *state.foundCertificates;
     for (auto position = found.begin(); position != found.end();) {
         bool keep = false;
-        if (const DWORD code = JudgeChain(*position, keep)) return code;
+        if (const DWORD code = JudgeChain(*position, purpose, keep)) return code;
         if (keep) {
             ++position;
             continue;
@@ -215,11 +215,11 @@ DWORD KeepGoodChains() {
 
 }  // namespace
 
-DWORD SelectCertificates(StoreVector& openStores, bool needOne) {
+DWORD SelectCertificates(StoreVector& openStores, bool needOne, Purpose purpose) {
     state.foundCertificates = std::make_unique<FoundCertificates>();
     if (const DWORD code = RunPasses(openStores)) return code;
     if (const DWORD code = DecideByCount(needOne)) return code;
-    return state.chainChecking ? KeepGoodChains() : 0;
+    return state.chainChecking ? KeepGoodChains(purpose) : 0;
 }
 
 void CloseStoreVector(StoreVector& stores) {

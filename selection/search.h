@@ -18,13 +18,17 @@ DWORD ParseSearchCriterion(bool broad);
 // True if any of dn, m, u, f, all, 1, q, nochain was given.
 bool HasSearchKeys();
 
+// What a certificate is chosen for, as far as its chain is judged by it.
+enum class Purpose { Any, Signing };
+
 // Fills state.foundCertificates. Every store that it opens goes to `openStores` and
 // stays open, since the contexts refer to it; close with CloseStoreVector.
-DWORD SelectCertificates(StoreVector& openStores, bool needOne);
+DWORD SelectCertificates(StoreVector& openStores, bool needOne, Purpose purpose = Purpose::Any);
 void CloseStoreVector(StoreVector& stores);
 
-// 0 or a reported platform error; `status` gets the trust bits of the chain.
-DWORD CheckChain(PCCERT_CONTEXT certificate, DWORD& status);
+// 0 or a reported platform error; `status` gets the trust bits of the chain, with the one for
+// a wrong use where the certificate's key usage does not serve the purpose.
+DWORD CheckChain(PCCERT_CONTEXT certificate, Purpose purpose, DWORD& status);
 // Explains a bad chain and asks. 0, kBadChain (not reported) or kCancelled.
 DWORD AskAboutBadChain(DWORD status, bool& keep);
 

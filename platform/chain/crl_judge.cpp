@@ -1,3 +1,4 @@
+// The rules by which a CRL counts, and what those that count say together.
 #include "platform/chain/crl_judge.h"
 
 #include <openssl/err.h>
@@ -9,15 +10,15 @@
 
 #include "platform/base/error.h"
 #include "platform/base/ticks.h"
-#include "platform/chain/signature.h"
+#include "platform/certs/compare.h"
+#include "platform/certs/share.h"
+#include "platform/certs/signature.h"
 #include "platform/providers/openssl.h"
 
 namespace platform {
 namespace {
 
 using Integer = std::unique_ptr<ASN1_INTEGER, Freer<ASN1_INTEGER_free>>;
-using Scope = std::unique_ptr<ISSUING_DIST_POINT, Freer<ISSUING_DIST_POINT_free>>;
-using DistributionPoints = std::unique_ptr<CRL_DIST_POINTS, Freer<CRL_DIST_POINTS_free>>;
 using KeyIdentifier = std::unique_ptr<AUTHORITY_KEYID, Freer<AUTHORITY_KEYID_free>>;
 
 template <class Holder>
@@ -27,6 +28,9 @@ Holder ExtensionOf(X509_CRL* crl, int nid) {
 }
 
 bool HasExtension(X509_CRL* crl, int nid) { return X509_CRL_get_ext_by_NID(crl, nid, -1) >= 0; }
+
+constexpr const char* kScope = "2.5.29.28";
+constexpr const char* kAuthorityKey = "2.5.29.35";
 
 // ---- is the CRL one to go by? ----------------------------------------------------
 
@@ -56,45 +60,19 @@ bool Understood(X509_CRL* crl) {
 }
 
 bool InForce(const CRL_INFO& info, const FILETIME& time) {
-    const bool ends = TicksOf(info.NextUpdate) != 0;
-    return CompareFileTime(&info.ThisUpdate, &time) <= 0 &&
-           (!ends || CompareFileTime(&time, &info.NextUpdate) <= 0);
+    const Ticks until = TicksOf(info.NextUpdate);  // 0: without end
+    return TicksOf(info.ThisUpdate) <= TicksOf(time) && (until == 0 || TicksOf(time) <= until);
 }
 
-bool ShareName(const GENERAL_NAMES* first, const GENERAL_NAMES* second) {
-    for (int i = 0; i < sk_GENERAL_NAME_num(first); ++i) {
-        for (int j = 0; j < sk_GENERAL_NAME_num(second); ++j) {
-            if (GENERAL_NAME_cmp(sk_GENERAL_NAME_value(first, i),
-                                 sk_GENERAL_NAME_value(second, j)) == 0) {
-                return true;
-            }
-        }
-    }
-    return false;
-}
-
-constexpr int kFullName = 0;  // the choice in a DistributionPointName
-
-// A CRL for one distribution point is for the certificates that name the point. Points
-// given relative to the issuer's name match none.
-bool CoversPointOf(const DIST_POINT_NAME* point, const Certificate& subject) {
-    if (point == nullptr) return true;
-    const DistributionPoints points(static_cast<CRL_DIST_POINTS*>(
-        X509_get_ext_d2i(subject.Native(), NID_crl_distribution_points, nullptr, nullptr)));
-    if (point->type != kFullName) return false;
-    for (int i = 0; i < sk_DIST_POINT_num(points.get()); ++i) {
-        const DIST_POINT_NAME* own = sk_DIST_POINT_value(points.get(), i)->distpoint;
-        if (own == nullptr || own->type != kFullName) continue;
-        if (ShareName(own->name.fullname, point->name.fullname)) return true;
-    }
-    return false;
-}
-
-bool Covers(const ISSUING_DIST_POINT& scope, const Certificate& subject) {
-    const bool authority = (X509_get_extension_flags(subject.Native()) & EXFLAG_CA) != 0;
-    if (scope.indirectCRL > 0 || scope.onlyattr > 0) return false;
-    if (authority ? scope.onlyuser > 0 : scope.onlyCA > 0) return false;
-    return CoversPointOf(scope.distpoint, subject);
+// RFC 5280 5.1.2.1: version 2 or none told, and extensions in version 2 alone.
+bool ProperVersion(const Crl& crl) {
+    constexpr long kVersion2 = 1;
+    der::Cursor fields = SignedPart(crl.Der());
+    if (fields.NextIs(der::kInteger)) return fields.SmallInteger() == kVersion2;
+    const CRL_INFO& info = crl.Info();
+    return info.cExtension == 0 &&
+           std::none_of(info.rgCRLEntry, info.rgCRLEntry + info.cCRLEntry,
+                        [](const CRL_ENTRY& entry) { return entry.cExtension != 0; });
 }
 
 bool KeyFits(X509_CRL* crl, const Certificate& issuer) {
@@ -115,8 +93,24 @@ struct UsableCrl {
     std::shared_ptr<Crl> crl;
     Integer number;
     Integer baseNumber;  // of a delta CRL only
-    bool allReasons = true;
+    Reasons reasons = 0;
 };
+
+bool SignedBy(const Crl& crl, const Certificate& signer, Budget& budget) {
+    const CERT_PUBLIC_KEY_INFO& key = signer.Info().SubjectPublicKeyInfo;
+    constexpr std::uint64_t kTryPrice = 1'000;
+    return budget.Spend(kTryPrice) && MaySignCrls(signer.Native()) &&
+           KeyFits(crl.Native(), signer) && !IsWeakKey(key) &&
+           budget.SpendSignature(key, crl.Der().size()) &&
+           CheckSignature(crl.Der(), key).state == SignatureState::Good;
+}
+
+bool SignedByOther(const RevocationQuestion& question, const Crl& crl) {
+    const auto others = question.others.Of(question.issuer);
+    return std::any_of(others.begin(), others.end(), [&](const auto& signer) {
+        return SignedBy(crl, *signer, question.budget) && question.others.Trusted(signer);
+    });
+}
 
 // A CRL that does not count gives none. The signature comes last, since it costs most.
 std::optional<UsableCrl> Examine(const RevocationQuestion& question,
@@ -124,18 +118,15 @@ std::optional<UsableCrl> Examine(const RevocationQuestion& question,
     const CRL_INFO& info = crl->Info();
     if (!InForce(info, question.time) && !InForce(info, question.now)) return std::nullopt;
     X509_CRL* native = crl->Native();
-    if (!Understood(native) || !KeyFits(native, question.issuer)) return std::nullopt;
-
+    if (!ProperVersion(*crl) || !Understood(native)) return std::nullopt;
     UsableCrl usable{crl, ExtensionOf<Integer>(native, NID_crl_number),
-                     ExtensionOf<Integer>(native, NID_delta_crl)};
+                     ExtensionOf<Integer>(native, NID_delta_crl),
+                     ReasonsCovered(*crl, question.subject)};
     if (HasExtension(native, NID_delta_crl) && !usable.baseNumber) return std::nullopt;
-    if (HasExtension(native, NID_issuing_distribution_point)) {
-        const auto scope = ExtensionOf<Scope>(native, NID_issuing_distribution_point);
-        if (!scope || !Covers(*scope, question.subject)) return std::nullopt;
-        usable.allReasons = scope->onlysomereasons == nullptr;
-    }
-    if (!SignedBy(*crl, question.issuer)) return std::nullopt;
-    return usable;
+    if (usable.reasons == 0) return std::nullopt;
+    const bool isSigned =
+        SignedBy(*crl, question.issuer, question.budget) || SignedByOther(question, *crl);
+    return isSigned ? std::optional(std::move(usable)) : std::nullopt;
 }
 
 std::optional<UsableCrl> ExamineAny(const RevocationQuestion& question,
@@ -163,8 +154,18 @@ Entry LookUp(const UsableCrl& usable, const RevocationQuestion& question) {
     return later ? Entry::Absent : Entry::Revoked;
 }
 
+bool SameExtension(const Crl& first, const Crl& second, const char* oid) {
+    const auto valueIn = [oid](const CRL_INFO& info) {
+        const auto* extension = FindExtension(oid, info.cExtension, info.rgExtension);
+        return extension == nullptr ? ByteView() : ViewOf(extension->Value);
+    };
+    return Equal(valueIn(first.Info()), valueIn(second.Info()));
+}
+
+// RFC 5280 6.3.3 (c): of one scope and one key, and newer.
 bool Builds(const UsableCrl& delta, const UsableCrl& base) {
-    return base.number && delta.number &&
+    return base.number && delta.number && SameExtension(*delta.crl, *base.crl, kScope) &&
+           SameExtension(*delta.crl, *base.crl, kAuthorityKey) &&
            ASN1_INTEGER_cmp(delta.baseNumber.get(), base.number.get()) <= 0 &&
            ASN1_INTEGER_cmp(delta.number.get(), base.number.get()) > 0;
 }
@@ -187,22 +188,20 @@ Entry WithDeltas(const UsableCrl& base, const std::vector<UsableCrl>& lists,
 
 }  // namespace
 
-Revocation Judge(const RevocationQuestion& question,
-                 const std::vector<std::shared_ptr<Crl>>& crls) {
-    if (!MaySignCrls(question.issuer.Native())) return Revocation::Unknown;
+Revocation Judge(RevocationQuestion& question, const std::vector<std::shared_ptr<Crl>>& crls) {
     std::vector<UsableCrl> lists;
     for (const auto& crl : crls) {
         if (auto usable = ExamineAny(question, crl)) lists.push_back(std::move(*usable));
     }
     ERR_clear_error();
     std::stable_sort(lists.begin(), lists.end(), Later);
-    // Lists of some reasons only can say "revoked" but never "good".
     for (const UsableCrl& base : lists) {
-        if (base.baseNumber) continue;
+        const bool adds = (base.reasons & ~question.covered) != 0;
+        if (base.baseNumber || !adds) continue;
         if (WithDeltas(base, lists, question) == Entry::Revoked) return Revocation::Revoked;
-        if (base.allReasons) return Revocation::Good;
+        question.covered |= base.reasons;
     }
-    return Revocation::Unknown;
+    return question.covered == kAllReasons ? Revocation::Good : Revocation::Unknown;
 }
 
 }  // namespace platform

@@ -6,10 +6,22 @@
 
 #include "platform/base/ground.h"
 #include "platform/certs/certificate.h"
+#include "platform/chain/budget.h"
+#include "platform/chain/crl_scope.h"
 
 namespace platform {
 
 enum class Revocation { Unknown, Good, Revoked };
+
+// Other certificates of an authority's name, which may carry a key that signs its CRLs:
+// after a change of keys, or where lists have a key of their own.
+class OtherSigners {
+  public:
+    virtual ~OtherSigners() = default;
+    virtual std::vector<std::shared_ptr<Certificate>> Of(const Certificate& issuer) = 0;
+    // Its own path is good and ends at the anchor of the path in question.
+    virtual bool Trusted(const std::shared_ptr<Certificate>& signer) = 0;
+};
 
 // The question: was `subject`, which `issuer` signed, revoked at `time`?
 struct RevocationQuestion {
@@ -17,12 +29,16 @@ struct RevocationQuestion {
     const Certificate& issuer;
     FILETIME time;
     FILETIME now;
+    OtherSigners& others;
+    Budget& budget;
+    Reasons covered = 0;  // for which "not revoked" was learned so far, from any source
 };
 
-// Counts a CRL that the issuer signed, that is in force at `time` or now, that covers this
-// kind of certificate, and that has no critical extension beyond those handled here
-// (indirect CRLs are not). The latest complete one decides; a delta CRL that builds on it
-// comes on top. A revocation later than `time` is none.
-Revocation Judge(const RevocationQuestion& question, const std::vector<std::shared_ptr<Crl>>& crls);
+// Counts a CRL that the issuer signed (or another certificate of its name that is trusted as
+// much), that is in force at `time` or now (chain-3), that covers this kind of certificate, and
+// that has no critical extension beyond those handled here (indirect CRLs are not). For each reason
+// the latest complete one decides; a delta CRL that builds on it comes on top. "Good" takes lists
+// that cover all reasons together. A revocation later than `time` is none.
+Revocation Judge(RevocationQuestion& question, const std::vector<std::shared_ptr<Crl>>& crls);
 
 }  // namespace platform

@@ -1,19 +1,20 @@
+// The search for the best path through the graph of signatures.
 #include "platform/chain/path.h"
 
+#include <openssl/err.h>
+
 #include <algorithm>
-#include <map>
 #include <utility>
 
-#include "platform/chain/signature.h"
+#include "platform/base/error.h"
+#include "platform/chain/checks.h"
+#include "platform/chain/graph.h"
 
 namespace platform {
 namespace {
 
-constexpr std::size_t kLongestPath = 16;
-// Certificates of one name and many keys can span a tree; past this many signatures the
-// best path so far has to do.
-constexpr std::size_t kMostSignatures = 256;
-constexpr std::size_t kMostPaths = 1024;
+constexpr std::uint64_t kStepPrice = 2'000;
+constexpr std::uint64_t kPathPrice = 20'000;
 
 struct Weight {
     DWORD error;
@@ -37,116 +38,162 @@ unsigned WeightOf(DWORD error) {
 
 class PathSearch {
   public:
-    PathSearch(const CertificatePool& pool, const ChainRequest& request)
-        : pool_(pool), request_(request) {}
+    PathSearch(const SignedGraph& graph, Budget& budget)
+        : graph_(graph), budget_(budget), names_(budget) {}
 
-    Path Run(const std::shared_ptr<Certificate>& leaf) {
-        Add(leaf);
-        Extend();
+    // Through what the graph knows by now. True for a path without fault.
+    bool Run() {
+        trustOnly_ = graph_.At(0).distance < kLongestPath;
+        inPath_.assign(graph_.Size(), false);
+        best_ = {};
+        Extend(0, 0, 0);
+        return best_.Error() == 0;
+    }
+
+    Path Result() {
+        ERR_clear_error();
+        ThrowUnsupported();
+        AddInfo();
         return std::move(best_);
     }
 
   private:
-    void Add(const std::shared_ptr<Certificate>& certificate) {
-        path_.links.push_back({certificate, 0, false});
-    }
-
-    // Depth is bounded by kLongestPath.
-    void Extend() {
-        Link& last = path_.links.back();
-        last.selfSigned =
-            IsSelfIssued(*last.certificate) && Signed(*last.certificate, *last.certificate);
-        if (pool_.Trusts(*last.certificate)) return Offer(0, 0);
-        if (last.selfSigned) return Offer(CERT_TRUST_IS_UNTRUSTED_ROOT, 0);
-        const Issuers issuers = IssuersOf(*last.certificate);
-        if (issuers.certificates.empty() || path_.links.size() == kLongestPath) {
-            return OfferUnfinished(issuers.cyclic);
+    // Depth is bounded by kLongestPath. `bits` are those of the links so far: faults only
+    // ever add up, so a beginning that is no better than the best path leads nowhere.
+    void Extend(std::size_t index, DWORD bits, long authoritiesBelow) {
+        const SignedGraph::Node& node = graph_.At(index);
+        const DWORD own = ErrorOf(node, authoritiesBelow);
+        if (!Better(bits | own)) return;
+        nodes_.push_back(index);
+        path_.links.push_back({node.certificate, own, 0, node.selfSigned});
+        inPath_[index] = true;
+        if (node.trusted) {
+            Offer(0, 0);
+        } else if (node.selfSigned) {
+            Offer(CERT_TRUST_IS_UNTRUSTED_ROOT, 0);
+        } else {
+            const bool counts = path_.links.size() > 1 && !node.selfIssued;
+            ExtendBehind(node, bits | own, authoritiesBelow + (counts ? 1 : 0));
         }
-        const DWORD mark = issuers.signedBy ? 0 : CERT_TRUST_IS_NOT_SIGNATURE_VALID;
-        last.error = mark;
-        for (const auto& issuer : issuers.certificates) {
-            Add(issuer);
-            Extend();
-            path_.links.pop_back();
-            if (Done()) break;
+        inPath_[index] = false;
+        path_.links.pop_back();
+        nodes_.pop_back();
+    }
+
+    void ExtendBehind(const SignedGraph::Node& node, DWORD bits, long authoritiesBelow) {
+        bool cyclic = false;
+        bool extended = false;
+        const DWORD mark = node.signedBy ? 0 : CERT_TRUST_IS_NOT_SIGNATURE_VALID;
+        for (const std::size_t issuer : node.issuers) {
+            if (Done()) return;
+            cyclic = cyclic || inPath_[issuer];
+            if (inPath_[issuer] || !Leads(issuer)) continue;
+            extended = true;
+            const std::size_t place = path_.links.size() - 1;
+            const DWORD before = path_.links[place].error;
+            path_.links[place].error |= mark;
+            static_cast<void>(budget_.Spend(kStepPrice));
+            Extend(issuer, bits | mark, authoritiesBelow);
+            path_.links[place].error = before;
         }
-        path_.links.back().error = 0;
+        if (!extended) OfferUnfinished(node, cyclic);
     }
 
-    struct Issuers {
-        std::vector<std::shared_ptr<Certificate>> certificates;
-        bool signedBy = false;  // they have signed; otherwise they only bear the name
-        bool cyclic = false;    // some were left out since the path holds them already
-    };
-
-    Issuers IssuersOf(const Certificate& subject) {
-        Issuers issuers;
-        issuers.certificates = pool_.IssuersOf(subject, request_.time);
-        issuers.cyclic = std::erase_if(issuers.certificates, [&](const auto& candidate) {
-                             return InPath(*candidate);
-                         }) > 0;
-        const auto unsignedOnes =
-            std::stable_partition(issuers.certificates.begin(), issuers.certificates.end(),
-                                  [&](const auto& issuer) { return Signed(subject, *issuer); });
-        issuers.signedBy = unsignedOnes != issuers.certificates.begin();
-        if (issuers.signedBy) issuers.certificates.erase(unsignedOnes, issuers.certificates.end());
-        return issuers;
+    [[nodiscard]] DWORD ErrorOf(const SignedGraph::Node& node, long authoritiesBelow) const {
+        DWORD error = node.faults;
+        if (path_.links.empty()) return error | node.usageFault;
+        error |= CheckAsIssuer(*node.certificate, node.trusted, authoritiesBelow);
+        return node.trusted ? error : error | node.usageFault;
     }
 
-    bool InPath(const Certificate& certificate) const {
-        return std::any_of(path_.links.begin(), path_.links.end(), [&](const Link& link) {
-            return Equal(link.certificate->Der(), certificate.Der());
-        });
+    // Room for the issuer, about which all is known, and, where trust can be reached, for the way
+    // there.
+    [[nodiscard]] bool Leads(std::size_t issuer) const {
+        const std::size_t behind = trustOnly_ ? graph_.At(issuer).distance : 0;
+        return graph_.At(issuer).explored && path_.links.size() + 1 + behind <= kLongestPath;
     }
 
-    bool Signed(const Certificate& certificate, const Certificate& issuer) {
-        const auto [known, added] = signatures_.try_emplace({&certificate, &issuer}, false);
-        if (added && signatures_.size() <= kMostSignatures) {
-            known->second = SignedBy(certificate, issuer);
-        }
-        return known->second;
+    [[nodiscard]] bool Better(DWORD error) const {
+        return best_.links.empty() || WeightOf(error) < WeightOf(best_.Error());
     }
 
     // A certificate that names itself as issuer and is not signed so was altered; another
     // one's issuer is missing.
-    void OfferUnfinished(bool cyclic) {
-        const Certificate& last = *path_.links.back().certificate;
-        if (IsSelfIssued(last)) {
+    void OfferUnfinished(const SignedGraph::Node& node, bool cyclic) {
+        if (node.selfIssued && node.complete) {
             return Offer(CERT_TRUST_IS_UNTRUSTED_ROOT | CERT_TRUST_IS_NOT_SIGNATURE_VALID, 0);
         }
         Offer(cyclic ? CERT_TRUST_IS_CYCLIC : 0, CERT_TRUST_IS_PARTIAL_CHAIN);
     }
 
+    // Names and policies cost most, and matter where the rest is in order.
     void Offer(DWORD lastError, DWORD pathError) {
-        ++offered_;
+        static_cast<void>(budget_.Spend(kPathPrice));
         Path candidate = path_;
         candidate.links.back().error |= lastError;
         candidate.error = pathError;
-        candidate.trusted = pool_.Trusts(*candidate.links.back().certificate);
-        CheckCertificates(candidate, request_);
-        if (best_.links.empty() || WeightOf(candidate.Error()) < WeightOf(best_.Error())) {
-            best_ = std::move(candidate);
+        candidate.trusted = graph_.At(nodes_.back()).trusted;
+        if (!Better(candidate.Error())) return;
+        if (candidate.trusted && (candidate.Error() & CERT_TRUST_IS_NOT_SIGNATURE_VALID) == 0) {
+            names_.Check(candidate);
+            CheckPolicies(candidate, budget_);
+            if (!Better(candidate.Error())) return;
+        }
+        best_ = std::move(candidate);
+        bestNodes_ = nodes_;
+    }
+
+    [[nodiscard]] bool Done() const {
+        return !best_.links.empty() && (best_.Error() == 0 || budget_.Exhausted());
+    }
+
+    void ThrowUnsupported() const {
+        for (std::size_t i = 0; i < best_.links.size(); ++i) {
+            const SignedGraph::Node& node = graph_.At(bestNodes_[i]);
+            const bool unchecked = !node.signedBy && !node.trusted && !node.unsupported.empty();
+            if (unchecked && (best_.links[i].error & CERT_TRUST_IS_NOT_SIGNATURE_VALID) != 0) {
+                throw Error(NTE_BAD_ALGID, node.unsupported);
+            }
         }
     }
 
-    bool Done() const {
-        return best_.Error() == 0 || offered_ >= kMostPaths ||
-               signatures_.size() >= kMostSignatures;
+    void AddInfo() {
+        for (std::size_t i = 0; i < best_.links.size(); ++i) {
+            Link& link = best_.links[i];
+            const bool last = i + 1 == best_.links.size();
+            if (last && !link.selfSigned) continue;  // its issuer was not found
+            const Certificate& issuer = *best_.links[last ? i : i + 1].certificate;
+            link.info =
+                MatchOf(*link.certificate, issuer) | (last ? CERT_TRUST_IS_SELF_SIGNED : 0U);
+            if (last || graph_.At(bestNodes_[i]).signedBy) {
+                link.info |= CERT_TRUST_HAS_PREFERRED_ISSUER;
+            }
+        }
     }
 
-    const CertificatePool& pool_;
-    const ChainRequest& request_;
+    const SignedGraph& graph_;
+    Budget& budget_;
+    NameChecker names_;
+    bool trustOnly_ = false;
     Path path_;
     Path best_;
-    std::size_t offered_ = 0;
-    std::map<std::pair<const Certificate*, const Certificate*>, bool> signatures_;
+    std::vector<std::size_t> nodes_;  // of path_
+    std::vector<std::size_t> bestNodes_;
+    std::vector<bool> inPath_;
 };
 
 }  // namespace
 
 Path FindPath(const std::shared_ptr<Certificate>& leaf, const CertificatePool& pool,
-              const ChainRequest& request) {
-    return PathSearch(pool, request).Run(leaf);
+              const ChainRequest& request, Budget& budget) {
+    SignedGraph graph(leaf, pool, request, budget);
+    PathSearch search(graph, budget);
+    graph.ExploreToTrust();
+    if (!search.Run()) {
+        graph.ExploreAll();
+        search.Run();
+    }
+    return search.Result();
 }
 
 }  // namespace platform

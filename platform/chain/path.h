@@ -2,11 +2,11 @@
 #pragma once
 
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/base/ground.h"
+#include "platform/chain/budget.h"
 #include "platform/chain/pool.h"
 
 namespace platform {
@@ -22,6 +22,7 @@ struct ChainRequest {
 struct Link {
     std::shared_ptr<Certificate> certificate;
     DWORD error = 0;
+    DWORD info = 0;
     bool selfSigned = false;
 };
 
@@ -37,16 +38,12 @@ struct Path {
     }
 };
 
-// The best path: one without fault, else one that is trusted, signed and valid in time,
-// in this order of weight. Never empty. The search is bounded in depth and steps.
+// The best path: one without fault, else one that is signed, trusted and valid in time, in
+// this order of weight. Never empty. Bounded in depth, and by `budget` in work: when that
+// is used up the best so far has to do. Throws NTE_BAD_ALGID with the algorithm's identifier
+// when nothing better was found than a signature that this platform cannot check, and
+// CRYPT_E_ASN1_CORRUPT for an end certificate that cannot be read.
 Path FindPath(const std::shared_ptr<Certificate>& leaf, const CertificatePool& pool,
-              const ChainRequest& request);
-
-// Sets the bits that a path's certificates earn by what they say: times, constraints and
-// usages (RFC 5280 6.1). Signatures and trust are the search's, revocation comes later.
-void CheckCertificates(Path& path, const ChainRequest& request);
-
-// The extended key usages that a certificate is limited to; none: any use.
-std::optional<std::vector<std::string>> UsagesOf(const Certificate& certificate);
+              const ChainRequest& request, Budget& budget);
 
 }  // namespace platform

@@ -3,6 +3,7 @@
 
 #include <map>
 #include <memory>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/certs/certificate.h"
@@ -16,6 +17,8 @@ class DistinguishedName {
     explicit DistinguishedName(const CERT_NAME_BLOB& encoded) : encoded_(&encoded) {}
     // The records that the names were made of must still be there.
     [[nodiscard]] bool Equals(const DistinguishedName& other) const;
+    // The same for equal names.
+    [[nodiscard]] unsigned long Hash() const;
 
   private:
     [[nodiscard]] X509_NAME* Parsed() const;
@@ -26,20 +29,32 @@ class DistinguishedName {
     mutable std::unique_ptr<X509_NAME, Deleter> parsed_;  // made when first needed
 };
 
+bool ValidAt(const Certificate& certificate, const FILETIME& time);
+
+// Subject and issuer have one name.
+bool IsSelfIssued(const Certificate& certificate);
+
+// The CERT_TRUST_HAS_*_MATCH_ISSUER bit of how `subject` tells its issuer, which `issuer` is.
+DWORD MatchOf(const Certificate& subject, const Certificate& issuer);
+
 // The stores in their order: the additional one, the one that the end certificate stands
 // in, "CA", "My" and "AddressBook" of the user and then of the machine, and "Root" of
 // both. Trust is "Root" alone. Stores are read once, when the pool is made.
 class CertificatePool {
   public:
+    using Certificates = std::vector<std::shared_ptr<Certificate>>;
+
     // `additional` may be null. Throws what opening a damaged store throws.
     CertificatePool(const Certificate& leaf, const std::shared_ptr<Store>& additional,
                     const std::vector<Side>& sides);
 
     // Every certificate whose name is the issuer's, and whose key identifier is the one
     // that the subject tells, if both tell one. The likeliest first: trusted, then valid at
-    // `time`, then the latest issued. Each certificate once, wherever it stands.
-    [[nodiscard]] std::vector<std::shared_ptr<Certificate>> IssuersOf(const Certificate& subject,
-                                                                      const FILETIME& time) const;
+    // `time`, then the latest issued. Each certificate once, wherever it stands; none that
+    // OpenSSL cannot read.
+    [[nodiscard]] Certificates IssuersOf(const Certificate& subject, const FILETIME& time) const;
+    // Those that OpenSSL can read, in the order of the stores.
+    [[nodiscard]] Certificates Named(const CERT_NAME_BLOB& subject) const;
     [[nodiscard]] bool Trusts(const Certificate& certificate) const;
 
     // CRLs of the same stores whose issuer bears the name of `issuer`.
@@ -54,8 +69,14 @@ class CertificatePool {
         bool trusted = false;
         DistinguishedName subject;
     };
-    std::map<Bytes, std::size_t> positions_;  // by encoding
+    struct ViewLess {
+        bool operator()(ByteView first, ByteView second) const;
+    };
+    [[nodiscard]] std::vector<const Entry*> EntriesNamed(const DistinguishedName& name) const;
+
+    std::map<ByteView, std::size_t, ViewLess> positions_;  // by encoding
     std::vector<Entry> entries_;
+    std::unordered_multimap<unsigned long, std::size_t> names_;
     std::vector<std::shared_ptr<Store>> stores_;
 };
 

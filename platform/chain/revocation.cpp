@@ -1,6 +1,8 @@
+// The places that know of revocations, and the walk over a path.
 #include "platform/chain/revocation.h"
 
 #include <algorithm>
+#include <map>
 
 #include "platform/base/error.h"
 #include "platform/base/ticks.h"
@@ -14,7 +16,7 @@ namespace fs = std::filesystem;
 class StoreSource : public RevocationSource {
   public:
     explicit StoreSource(const CertificatePool& pool) : pool_(pool) {}
-    Revocation Ask(const RevocationQuestion& question) override {
+    Revocation Ask(RevocationQuestion& question) override {
         return Judge(question, pool_.CrlsOf(question.issuer));
     }
 
@@ -25,7 +27,7 @@ class StoreSource : public RevocationSource {
 class CacheSource : public RevocationSource {
   public:
     explicit CacheSource(fs::path folder) : folder_(std::move(folder)) {}
-    Revocation Ask(const RevocationQuestion& question) override {
+    Revocation Ask(RevocationQuestion& question) override {
         if (!read_) ReadFolder();
         const DistinguishedName wanted(question.issuer.Info().Subject);
         std::vector<std::shared_ptr<Crl>> crls;
@@ -59,7 +61,7 @@ class CacheSource : public RevocationSource {
     std::vector<std::shared_ptr<Crl>> crls_;
 };
 
-Revocation AskAll(const RevocationQuestion& question, const RevocationSources& sources) {
+Revocation AskAll(RevocationQuestion& question, const RevocationSources& sources) {
     for (const auto& source : sources) {
         const Revocation answer = source->Ask(question);
         if (answer != Revocation::Unknown) return answer;
@@ -67,6 +69,7 @@ Revocation AskAll(const RevocationQuestion& question, const RevocationSources& s
     return Revocation::Unknown;
 }
 
+// What is not known has one bit, whatever kept it from being known (chain-2).
 DWORD BitsOf(Revocation answer) {
     switch (answer) {
         case Revocation::Good:
@@ -96,6 +99,77 @@ const Certificate* IssuerIn(const Path& path, std::size_t index) {
     return path.links[index].selfSigned ? path.links[index].certificate.get() : nullptr;
 }
 
+// For the question about a signer of CRLs itself, where the way must end.
+class NoOthers : public OtherSigners {
+  public:
+    std::vector<std::shared_ptr<Certificate>> Of(const Certificate&) override { return {}; }
+    bool Trusted(const std::shared_ptr<Certificate>&) override { return false; }
+};
+
+// RFC 5280 6.3.3 (f).
+class SignersUnder : public OtherSigners {
+  public:
+    SignersUnder(const Path& path, const FILETIME& time, const CertificatePool& pool,
+                 const RevocationSources& sources, Budget& budget)
+        : path_(path), pool_(pool), sources_(sources), budget_(budget) {
+        request_.time = time;
+    }
+
+    CertificatePool::Certificates Of(const Certificate& issuer) override {
+        if (!path_.trusted) return {};
+        const auto [place, added] = named_.try_emplace(&issuer);
+        if (added) {
+            place->second = pool_.Named(issuer.Info().Subject);
+            std::erase_if(place->second,
+                          [&](const auto& one) { return Equal(one->Der(), issuer.Der()); });
+        }
+        return place->second;
+    }
+
+    bool Trusted(const std::shared_ptr<Certificate>& signer) override {
+        const auto [place, added] = known_.try_emplace(signer.get(), false);
+        if (added) place->second = Examine(signer);
+        return place->second;
+    }
+
+  private:
+    bool Examine(const std::shared_ptr<Certificate>& signer) {
+        try {
+            const Path own = FindPath(signer, pool_, request_, budget_);
+            return own.trusted && own.Error() == 0 && !Revoked(own) &&
+                   Equal(own.links.back().certificate->Der(),
+                         path_.links.back().certificate->Der());
+        } catch (const Error& error) {
+            // It cannot be read, or its own signature cannot be checked.
+            if (error.Code() == static_cast<DWORD>(NTE_PROV_DLL_NOT_FOUND)) throw;
+            return false;
+        }
+    }
+
+    bool Revoked(const Path& own) {
+        const FILETIME now = FileTimeOf(CurrentTicks());
+        NoOthers none;
+        for (std::size_t i = 0; i + 1 < own.links.size(); ++i) {
+            RevocationQuestion question{*own.links[i].certificate,
+                                        *own.links[i + 1].certificate,
+                                        request_.time,
+                                        now,
+                                        none,
+                                        budget_};
+            if (AskAll(question, sources_) == Revocation::Revoked) return true;
+        }
+        return false;
+    }
+
+    const Path& path_;
+    const CertificatePool& pool_;
+    const RevocationSources& sources_;
+    Budget& budget_;
+    ChainRequest request_;
+    std::map<const Certificate*, CertificatePool::Certificates> named_;
+    std::map<const Certificate*, bool> known_;
+};
+
 }  // namespace
 
 std::unique_ptr<RevocationSource> StoreCrls(const CertificatePool& pool) {
@@ -106,17 +180,20 @@ std::unique_ptr<RevocationSource> CachedCrls(fs::path folder) {
     return std::make_unique<CacheSource>(std::move(folder));
 }
 
-void CheckRevocation(Path& path, DWORD flags, const FILETIME& time,
+void CheckRevocation(Path& path, DWORD flags, const FILETIME& time, const CertificatePool& pool,
                      const RevocationSources& sources) {
     const FILETIME now = FileTimeOf(CurrentTicks());
     const std::size_t count = CountToCheck(path, flags);
+    Budget budget;
+    SignersUnder others(path, time, pool, sources, budget);
     for (std::size_t index = 0; index < count; ++index) {
         Link& link = path.links[index];
         if ((link.error & CERT_TRUST_IS_NOT_SIGNATURE_VALID) != 0) continue;
-        const Certificate* issuer = IssuerIn(path, index);
-        const Revocation answer = issuer == nullptr
-                                      ? Revocation::Unknown
-                                      : AskAll({*link.certificate, *issuer, time, now}, sources);
+        Revocation answer = Revocation::Unknown;
+        if (const Certificate* issuer = IssuerIn(path, index)) {
+            RevocationQuestion question{*link.certificate, *issuer, time, now, others, budget};
+            answer = AskAll(question, sources);
+        }
         link.error |= BitsOf(answer);
     }
 }

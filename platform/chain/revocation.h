@@ -11,11 +11,14 @@
 namespace platform {
 
 // A place that knows of revocations. Sources are asked in order until one does not answer
-// "unknown"; a source over the network comes behind those that are on this computer.
+// "unknown"; what each learned is kept in the question's covered reasons. One over the
+// network is one more source, behind those that are on this computer: it has the subject
+// with its addresses and the issuer that checked it, hands lists that it fetched to Judge,
+// and keeps its own time limits.
 class RevocationSource {
   public:
     virtual ~RevocationSource() = default;
-    [[nodiscard]] virtual Revocation Ask(const RevocationQuestion& question) = 0;
+    [[nodiscard]] virtual Revocation Ask(RevocationQuestion& question) = 0;
 };
 
 using RevocationSources = std::vector<std::unique_ptr<RevocationSource>>;
@@ -29,7 +32,7 @@ std::unique_ptr<RevocationSource> CachedCrls(std::filesystem::path folder);
 // Sets CERT_TRUST_IS_REVOKED and CERT_TRUST_REVOCATION_STATUS_UNKNOWN on the certificates
 // that the CERT_CHAIN_REVOCATION_CHECK_* bits of `flags` name. One that its issuer did not
 // sign is left out: what an issuer says of a number is not about it.
-void CheckRevocation(Path& path, DWORD flags, const FILETIME& time,
+void CheckRevocation(Path& path, DWORD flags, const FILETIME& time, const CertificatePool& pool,
                      const RevocationSources& sources);
 
 }  // namespace platform

@@ -39,8 +39,10 @@ PublicKeyInfo NativeOf(const CERT_PUBLIC_KEY_INFO& info) {
     const CRYPT_BIT_BLOB& bits = info.PublicKey;
     std::unique_ptr<void, Freer<FreeMemory>> point(OPENSSL_memdup(bits.pbData, bits.cbData));
     if (!point) ThrowCrypto(CRYPT_E_ASN1_BADTAG);
-    // V_ASN1_EOC: the parameters stay as set above.
-    X509_PUBKEY_set0_param(native.get(), object.release(), V_ASN1_EOC, nullptr,
+    // V_ASN1_EOC: the parameters stay as set above. Absent ones have a value of their own,
+    // or OpenSSL puts an empty one in their place.
+    const int kind = algorithm->parameter == nullptr ? V_ASN1_UNDEF : V_ASN1_EOC;
+    X509_PUBKEY_set0_param(native.get(), object.release(), kind, nullptr,
                            static_cast<unsigned char*>(point.release()),
                            static_cast<int>(bits.cbData));
     return native;

@@ -62,6 +62,12 @@ void ApplyPss(EVP_PKEY_CTX* context, ByteView der, std::string_view digestOid) {
     }
 }
 
+std::string PssDigest(ByteView der) {
+    const auto parameters = DecodeWhole<PssParameters>(&d2i_RSA_PSS_PARAMS, der);
+    if (!parameters) ThrowCrypto(NTE_BAD_ALGID);
+    return DigestOf(parameters->hashAlgorithm);
+}
+
 void ApplyOaep(EVP_PKEY_CTX* context, ByteView der) {
     static constexpr std::uint8_t empty[] = {0x30, 0x00};
     const auto parameters =

@@ -3,6 +3,7 @@
 
 #include <openssl/evp.h>
 
+#include <string>
 #include <string_view>
 
 #include "platform/base/bytes.h"
@@ -12,6 +13,9 @@ namespace platform {
 // RSASSA-PSS-params. Throws NTE_BAD_ALGID when they cannot be read, name an algorithm that
 // is not known, or a digest other than the signer's.
 void ApplyPss(EVP_PKEY_CTX* context, ByteView der, std::string_view digestOid);
+
+// The digest that RSASSA-PSS-params name, as dotted identifier. Throws NTE_BAD_ALGID.
+std::string PssDigest(ByteView der);
 
 // RSAES-OAEP-params; empty means all defaults. Throws NTE_BAD_ALGID.
 void ApplyOaep(EVP_PKEY_CTX* context, ByteView der);

@@ -44,6 +44,8 @@ class Store : public CertificateOwner, public std::enable_shared_from_this<Store
     virtual void Together(const std::function<void()>& body) = 0;
     // True when what is found here belongs to the store that it stands in.
     [[nodiscard]] virtual bool IsCollection() const { return false; }
+    // Side and folded name of a store in a side's database; empty for the others.
+    [[nodiscard]] virtual std::string SystemName() const { return {}; }
     // Changes of a read-only store throw ERROR_ACCESS_DENIED.
     bool readOnly = false;
 };
@@ -68,6 +70,10 @@ std::shared_ptr<Store> OpenSystemStore(Side side, std::string_view name, OpenMod
 void DeleteSystemStore(Side side, std::string_view name);
 // Names of the stores of one side, in order of creation, predefined ones first.
 std::vector<std::string> SystemStoreNames(Side side);
+
+// What stays the same as long as nobody changed a store of this side, told without
+// opening its database; no two states of one file have it in common.
+std::string StoresGeneration(Side side);
 
 std::shared_ptr<Store> NewMemoryStore();
 

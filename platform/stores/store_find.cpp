@@ -1,12 +1,11 @@
 // Looking for items in stores.
 #include "platform/stores/store_find.h"
 
-#include <openssl/err.h>
-
 #include "platform/base/error.h"
+#include "platform/base/ticks.h"
 #include "platform/certs/compare.h"
 #include "platform/certs/share.h"
-#include "platform/providers/crypto.h"
+#include "platform/certs/signature.h"
 #include "platform/stores/store.h"
 
 namespace platform {
@@ -19,19 +18,15 @@ const Value& Required(const void* value) {
 }
 
 bool SignedBy(const Crl& crl, const Certificate* issuer) {
-    if (issuer == nullptr) return false;
-    const EvpKey key = PublicKeyFromInfo(issuer->Info().SubjectPublicKeyInfo);
-    const bool good = X509_CRL_verify(crl.Native(), key.get()) == 1;
-    ERR_clear_error();
-    return good;
+    return issuer != nullptr &&
+           CheckSignature(crl.Der(), issuer->Info().SubjectPublicKeyInfo).state ==
+               SignatureState::Good;
 }
 
 bool IsCurrent(const CRL_INFO& info) {
-    FILETIME now{};
-    GetSystemTimeAsFileTime(&now);
-    const bool endless = info.NextUpdate.dwLowDateTime == 0 && info.NextUpdate.dwHighDateTime == 0;
-    return CompareFileTime(&info.ThisUpdate, &now) <= 0 &&
-           (endless || CompareFileTime(&now, &info.NextUpdate) <= 0);
+    const Ticks now = CurrentTicks();
+    const bool endless = TicksOf(info.NextUpdate) == 0;
+    return TicksOf(info.ThisUpdate) <= now && (endless || now <= TicksOf(info.NextUpdate));
 }
 
 }  // namespace

@@ -150,6 +150,9 @@ class SystemStore : public ListStore {
         });
         readVersion_.reset();
     }
+    [[nodiscard]] std::string SystemName() const override {
+        return (side_ == Side::User ? "user/" : "machine/") + folded_;
+    }
 
   protected:
     void Refresh() override;

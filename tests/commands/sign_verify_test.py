@@ -182,6 +182,28 @@ class SignVerify(KestrelCase):
                 body = self.fail_with(code, "-verify", *keys, "msg", stdin=stdin)
                 self.assertEqual(b" Signature's verified.\n" in body, good)
 
+    def test_key_usage_of_signers(self):
+        self.make_identity("rsa", "ann")
+        self.write("in", b"content")
+        unfit = b"The certificate or certificate chain is not valid for its proposed usage.\n"
+        rows = [("keyEncipherment", False), ("keyEncipherment,digitalSignature", True),
+                ("nonRepudiation", True)]
+        for usage, fits in rows:
+            with self.subTest(usage):
+                self.openssl("req", "-x509", "-new", "-key", "ann.key", "-subj", "/CN=bob", "-days",
+                             "30", "-out", "bob.pem", "-addext", f"keyUsage={usage}")
+                self.openssl("pkcs12", "-export", "-inkey", "ann.key", "-in", "bob.pem", "-out",
+                             "bob.p12", "-passout", "pass:transfer")
+                self.ctl("identity", "import", "bob.p12", "--password", "transfer", "--trust")
+                self.succeed("-sign", "-dn", "bob", "-nochain", "in", "msg")
+                for keys in (["-sign", "-dn", "bob", "-errchain", "in", "out"],
+                             ["-verify", "-errchain", "msg"]):
+                    _, body = self.kestrel(*keys)
+                    self.assertEqual(unfit in body, not fits, body)
+                if not fits:
+                    self.succeed("-encr", "-dn", "bob", "-errchain", "in", "out")
+                self.succeed("-delcert", "-dn", "bob", "-nochain", "-yes")
+
     def test_passwords(self):
         self.make_identity("rsa", "ann", pin="right")
         self.make_identity("gost512", "gost", pin="right")

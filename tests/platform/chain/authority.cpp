@@ -4,9 +4,11 @@
 #include <openssl/rsa.h>
 #include <openssl/x509v3.h>
 
+#include <algorithm>
 #include <cctype>
 
 #include "platform/base/ticks.h"
+#include "platform/der/der.h"
 #include "platform/providers/algorithms.h"
 #include "platform/providers/container.h"
 #include "platform/providers/openssl.h"
@@ -50,9 +52,10 @@ std::shared_ptr<EVP_PKEY> KeyFor(const Recipe& recipe) {
     return EvpKey(recipe.key);
 }
 
-// The digest that goes with a key, where the recipe does not say.
+// The digest that goes with a key, where the recipe does not say; null for Ed25519.
 const EVP_MD* DigestFor(const char* name, EVP_PKEY* key) {
     if (name != nullptr) return EVP_get_digestbyname(name);
+    if (EVP_PKEY_is_a(key, "ED25519")) return nullptr;
     int nid = 0;
     Check(EVP_PKEY_get_default_digest_nid(key, &nid) > 0, "default digest");
     return EVP_get_digestbynid(nid);
@@ -103,6 +106,26 @@ std::unique_ptr<X509_REVOKED, Freer<X509_REVOKED_free>> EntryOf(const RevokedEnt
     return made;
 }
 
+// ecdsa-with-SHA384 under a signature that is made and told as ecdsa-with-SHA256.
+Bytes WithOtherInner(const Bytes& crl, EVP_PKEY* key) {
+    const Bytes sha256 = FromHex("06082A8648CE3D040302");
+    der::Cursor parts = der::Inside(crl, der::kSequence);
+    Bytes signedPart = Copy(parts.Next().whole);
+    const Bytes algorithm = Copy(parts.Next().whole);
+    const auto at = std::search(signedPart.begin(), signedPart.end(), sha256.begin(), sha256.end());
+    Check(at != signedPart.end(), "inner algorithm");
+    at[9] = 0x03;
+    const std::unique_ptr<EVP_MD_CTX, Freer<EVP_MD_CTX_free>> context(EVP_MD_CTX_new());
+    EVP_DigestSignInit(context.get(), nullptr, EVP_sha256(), nullptr, key);
+    Bytes signature(static_cast<std::size_t>(EVP_PKEY_get_size(key)) + 1);
+    std::size_t size = signature.size() - 1;
+    Check(EVP_DigestSign(context.get(), &signature[1], &size, signedPart.data(),
+                         signedPart.size()) > 0,
+          "signing");
+    signature.resize(size + 1);
+    return der::Element(der::kSequence, {signedPart, algorithm, der::Element(0x03, signature)});
+}
+
 }  // namespace
 
 Identity::Identity(const Recipe& recipe, const Identity* issuer) : key_(KeyFor(recipe)) {
@@ -136,7 +159,7 @@ Recipe LeafNamed(const std::string& name) {
 std::shared_ptr<Crl> MakeCrl(const Identity& issuer, const CrlRecipe& recipe) {
     const Lists made(X509_CRL_new());
     X509_CRL* crl = made.get();
-    X509_CRL_set_version(crl, X509_CRL_VERSION_2);
+    if (recipe.version >= 0) X509_CRL_set_version(crl, recipe.version);
     X509_CRL_set_issuer_name(crl, X509_get_subject_name(issuer.Cert()->Native()));
     const std::unique_ptr<ASN1_TIME, Freer<ASN1_TIME_free>> from(
         X509_gmtime_adj(nullptr, recipe.from));
@@ -150,12 +173,14 @@ std::shared_ptr<Crl> MakeCrl(const Identity& issuer, const CrlRecipe& recipe) {
         X509_CRL_add0_revoked(crl, EntryOf(entry).release());
     }
     X509V3_CTX context;
-    X509V3_set_ctx(&context, issuer.Cert()->Native(), nullptr, nullptr, crl, 0);
+    const Identity& signer = recipe.signer == nullptr ? issuer : *recipe.signer;
+    X509V3_set_ctx(&context, signer.Cert()->Native(), nullptr, nullptr, crl, 0);
     AddExtensions(recipe.extensions, &context, crl, &X509_CRL_add_ext);
-    EVP_PKEY* key = recipe.signer == nullptr ? issuer.Key() : recipe.signer->Key();
+    EVP_PKEY* key = signer.Key();
     const bool gost = !EVP_PKEY_is_a(key, "EC") && !EVP_PKEY_is_a(key, "RSA");
-    Check(X509_CRL_sign(crl, key, DigestFor(gost ? nullptr : "SHA256", key)) > 0, "CRL");
-    return Crl::Parse(EncodeWhole<X509_CRL>(&i2d_X509_CRL, crl));
+    Check(X509_CRL_sign(crl, key, DigestFor(gost ? nullptr : recipe.digest, key)) > 0, "CRL");
+    const Bytes der = EncodeWhole<X509_CRL>(&i2d_X509_CRL, crl);
+    return Crl::Parse(recipe.otherInner ? WithOtherInner(der, key) : der);
 }
 
 ChainTest::~ChainTest() { EXPECT_EQ(ERR_peek_error(), 0U); }
@@ -204,6 +229,8 @@ bool OpenSslAccepts(const std::shared_ptr<Certificate>& leaf) {
     }
     const std::unique_ptr<X509_STORE_CTX, Freer<X509_STORE_CTX_free>> context(X509_STORE_CTX_new());
     X509_STORE_CTX_init(context.get(), trust.get(), leaf->Native(), others.get());
+    X509_VERIFY_PARAM_add0_policy(X509_STORE_CTX_get0_param(context.get()),
+                                  OBJ_nid2obj(NID_any_policy));
     X509_STORE_CTX_set_flags(context.get(), X509_V_FLAG_PARTIAL_CHAIN | X509_V_FLAG_POLICY_CHECK);
     const bool accepted = X509_verify_cert(context.get()) == 1;
     ERR_clear_error();

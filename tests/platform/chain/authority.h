@@ -65,6 +65,9 @@ struct CrlRecipe {
     long from = -3600;
     long to = kDay;                    // 0: no next update
     const Identity* signer = nullptr;  // another one than the issuer
+    long version = 1;                  // as encoded: 1 is version 2; below 0: none is told
+    const char* digest = "SHA256";
+    bool otherInner = false;  // the algorithm under the signature is not the one beside it
 };
 std::shared_ptr<Crl> MakeCrl(const Identity& issuer, const CrlRecipe& recipe = {});
 

@@ -1,9 +1,14 @@
 // Status bits of chains: trust, signatures, times, constraints and usages.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <map>
+
 #include "platform/base/error.h"
 #include "platform/base/handle.h"
 #include "platform/base/ticks.h"
+#include "platform/providers/container.h"
+#include "platform/providers/openssl.h"
 #include "tests/platform/chain/authority.h"
 
 namespace platform::testing {
@@ -52,6 +57,41 @@ void Expect(const char* name, const Leaf& leaf, DWORD flags, DWORD status) {
     EXPECT_EQ(StatusOf(leaf, flags), status) << name;
     EXPECT_EQ(OpenSslAccepts(leaf), status == 0) << name;
 }
+
+// A chain with everything that a caller can pass.
+class Call {
+  public:
+    Call(const Leaf& leaf, HCERTCHAINENGINE engine, HCERTSTORE additional,
+         std::vector<std::string> usages, DWORD match, DWORD flags) {
+        context_ = Certificate::Share(leaf);
+        std::vector<LPSTR> texts;
+        for (std::string& usage : usages) texts.push_back(usage.data());
+        CERT_CHAIN_PARA para{};
+        para.cbSize = sizeof para;
+        para.RequestedUsage = {match, {static_cast<DWORD>(texts.size()), texts.data()}};
+        if (!CertGetCertificateChain(engine, context_, nullptr, additional, &para, flags, nullptr,
+                                     &chain_)) {
+            error_ = GetLastError();
+        }
+    }
+    ~Call() {
+        CertFreeCertificateChain(chain_);
+        CertFreeCertificateContext(context_);
+    }
+    Call(const Call&) = delete;
+    Call& operator=(const Call&) = delete;
+
+    [[nodiscard]] PCCERT_CHAIN_CONTEXT Chain() const { return chain_; }
+    [[nodiscard]] PCCERT_CONTEXT Context() const { return context_; }
+    [[nodiscard]] DWORD Status() const {
+        return chain_ == nullptr ? error_ : chain_->TrustStatus.dwErrorStatus;
+    }
+
+  private:
+    PCCERT_CONTEXT context_ = nullptr;
+    PCCERT_CHAIN_CONTEXT chain_ = nullptr;
+    DWORD error_ = 0;
+};
 
 TEST_F(ChainTest, WhereTheAuthoritiesLie) {
     struct Place {
@@ -198,6 +238,111 @@ TEST_F(ChainTest, PathsOfTheirOwn) {
     Expect("PSS signature", Identity(leaf, &rsa).Cert(), kNone, 0);
 }
 
+// RFC 5280 6.1 with the initial set "any policy".
+TEST_F(ChainTest, ExplicitPolicies) {
+    using Extensions = std::vector<Extension>;
+    const Extension demand{"policyConstraints", "critical,requireExplicitPolicy:0"};
+    const Extension demandUnmapped{"policyConstraints",
+                                   "critical,requireExplicitPolicy:0,inhibitPolicyMapping:0"};
+    const Extension mapping{"policyMappings", "1.2.3.4:1.2.3.5"};
+    const Extension four{"2.5.29.32", "3007300506032A0304"};
+    const Extension five{"2.5.29.32", "3007300506032A0305"};
+    const Extension any{"2.5.29.32", "300830060604551D2000"};
+    const struct {
+        const char* name;
+        DWORD status;
+        Extensions upper;
+        Extensions lower;
+        Extensions leaf;
+    } rows[] = {
+        {"nothing demanded", 0, {four}, {four}, {five}},
+        {"met", 0, {demand, four}, {four}, {four}},
+        {"not met", 0x200, {demand, four}, {four}, {five}},
+        {"broken in the middle", 0x200, {demand, four}, {}, {four}},
+        {"any policy above", 0, {demand, any}, {any}, {five}},
+        {"any policy inhibited",
+         0x200,
+         {demand, any, {"inhibitAnyPolicy", "critical,0"}},
+         {any},
+         {five}},
+        {"mapped", 0, {demand, four}, {four, mapping}, {five}},
+        {"mapped away", 0x200, {demand, four}, {four, mapping}, {four}},
+        {"mapping inhibited", 0x200, {demandUnmapped, four}, {four, mapping}, {five}},
+        {"mapping inhibited and not used", 0, {demandUnmapped, four}, {four}, {four}},
+    };
+    const auto with = [](Recipe recipe, const Extensions& more) {
+        recipe.extensions.insert(recipe.extensions.end(), more.begin(), more.end());
+        return recipe;
+    };
+    for (const auto& row : rows) {
+        Clear();
+        const Identity upper(with(AuthorityNamed("Upper"), row.upper), &Root());
+        const Identity lower(with(AuthorityNamed("Lower"), row.lower), &upper);
+        Put("Root", Root().Cert());
+        Put("CA", upper.Cert());
+        Put("CA", lower.Cert());
+        Expect(row.name, LeafOf(lower, row.leaf), kNone, row.status);
+    }
+}
+
+// One of each kind and length, since making them takes long.
+EVP_PKEY* KeyOf(const std::string& kind, int bits = 0) {
+    static std::map<std::pair<std::string, int>, EvpKey> keys;
+    EvpKey& key = keys[{kind, bits}];
+    if (key) return key.get();
+    const EvpKeyContext context(EVP_PKEY_CTX_new_from_name(nullptr, kind.c_str(), nullptr));
+    EVP_PKEY* made = nullptr;
+    EVP_PKEY_keygen_init(context.get());
+    if (bits != 0) EVP_PKEY_CTX_set_rsa_keygen_bits(context.get(), bits);
+    EVP_PKEY_keygen(context.get(), &made);
+    key.reset(made);
+    return made;
+}
+
+TEST_F(ChainTest, KeysAndSignaturesThatCount) {
+    const struct {
+        const char* name;
+        DWORD status;
+        const char* rootKey;
+        int rootBits;
+        const char* leafKey;
+        int leafBits;
+        const char* digest;  // of the leaf's signature
+        const char* rootDigest = "SHA256";
+    } rows[] = {
+        {"RSASSA-PSS keys without parameters", 0, "RSA-PSS", 2048, "RSA-PSS", 2048, "SHA256"},
+        {"RSA of 1024 bits", 0, "RSA", 1024, "RSA", 1024, "SHA256"},
+        {"root of 1016 bits", 0x8, "RSA", 1016, "RSA", 2048, "SHA256"},
+        {"end certificate of 1016 bits", 0x8, "RSA", 2048, "RSA", 1016, "SHA256"},
+        {"RSASSA-PSS of 1016 bits", 0x8, "RSA-PSS", 1016, "RSA", 2048, "SHA256"},
+        {"signed with SHA-1", 0, "RSA", 2048, "RSA", 2048, "SHA1"},
+        {"signed with MD5", 0x8, "RSA", 2048, "RSA", 2048, "MD5"},
+        {"anchor signed with MD5", 0, "RSA", 2048, "RSA", 2048, "SHA256", "MD5"},
+        {"signed with Ed25519", 0x80090008, "ED25519", 0, "RSA", 2048, nullptr, nullptr},
+        {"for an Ed25519 key", 0, "RSA", 2048, "ED25519", 0, "SHA256"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        Clear();
+        Recipe rootRecipe = AuthorityNamed("Root of its kind");
+        rootRecipe.key = KeyOf(row.rootKey, row.rootBits);
+        rootRecipe.digest = row.rootDigest;
+        const Identity root(rootRecipe);
+        Recipe recipe = LeafNamed("Leaf");
+        recipe.key = KeyOf(row.leafKey, row.leafBits);
+        recipe.digest = row.digest;
+        const Identity leaf(recipe, &root);
+        Put("Root", root.Cert());
+        const Call call(leaf.Cert(), nullptr, nullptr, {}, 0, kNone);
+        EXPECT_EQ(call.Status(), row.status) << row.name;
+        if (call.Chain() == nullptr) {
+            EXPECT_EQ(LastErrorDetail(row.status), "1.3.101.112") << row.name;
+        } else if (row.status == 0) {
+            EXPECT_EQ(StatusOf(leaf.Forged(), kNone), 0x8U) << row.name;
+        }
+    }
+}
+
 TEST_F(ChainTest, GostChains) {
     const struct {
         const char* name;
@@ -245,6 +390,25 @@ TEST_F(ChainTest, TheBetterPathIsTaken) {
     EXPECT_EQ(StatusOf(leaf, kNone), 0U);
 }
 
+// RFC 5280 4.1.2.4: a name is a sequence of sets.
+TEST_F(ChainTest, NamesThatAreNone) {
+    const auto damaged = [](const Leaf& certificate) {
+        const Bytes set = FromHex("310F300D06035504030C");  // around "Middle"
+        Bytes der = Copy(certificate->Der());
+        const auto at = std::find_end(der.begin(), der.end(), set.begin(), set.end());
+        EXPECT_NE(at, der.end());
+        *at = 0x30;
+        return Certificate::Parse(der);
+    };
+    Put("Root", Root().Cert());
+    Put("CA", damaged(Middle().Cert()));
+    EXPECT_EQ(StatusOf(LeafOf(Middle()), kNone), 0x10000U);
+    EXPECT_EQ(Call(damaged(Middle().Cert()), nullptr, nullptr, {}, 0, kNone).Status(),
+              static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT));
+    Put("CA", Middle().Cert());
+    EXPECT_EQ(StatusOf(LeafOf(Middle()), kNone), 0U);
+}
+
 TEST_F(ChainTest, LoopsEnd) {
     const Identity first(AuthorityNamed("First"));
     const Identity second(AuthorityNamed("Second"), &first);
@@ -274,6 +438,72 @@ TEST_F(ChainTest, ManyAuthoritiesOfOneNameEnd) {
     EXPECT_LT(CurrentTicks() - before, 5 * kTicksPerSecond);
 }
 
+// Twelve layers of three keys, each key certified by each one above: 3^12 paths.
+TEST_F(ChainTest, LayersOfCrossCertificates) {
+    constexpr std::size_t kWidth = 3;
+    const struct {
+        const char* name;
+        DWORD status;
+        const char* names;    // of the end certificate
+        std::size_t trusted;  // the top key whose issuer is trusted; kWidth: none
+    } rows[] = {
+        {"one way up is trusted", 0, "DNS:example.org", 2},
+        {"none is", 0x20, "DNS:example.org", kWidth},
+        {"no path permits the name", 0x4000, "DNS:example.com", 0},
+    };
+    const Identity untrusted(AuthorityNamed("Stranger"));
+    for (const auto& row : rows) {
+        const auto message = NewMemoryStore();
+        const auto keep = [&](const Identity& one) {
+            message->Add(*one.Cert(), CERT_STORE_ADD_ALWAYS);
+        };
+        std::vector<std::unique_ptr<Identity>> above;
+        for (std::size_t i = 0; i < kWidth; ++i) {
+            Recipe top = AuthorityNamed("Top");
+            SetExtension(top, "nameConstraints", "critical,permitted;DNS:example.org");
+            const Identity& issuer = i == row.trusted ? Root() : untrusted;
+            above.push_back(std::make_unique<Identity>(top, &issuer));
+            keep(*above.back());
+        }
+        for (int layer = 0; layer < 12; ++layer) {
+            std::vector<std::unique_ptr<Identity>> below;
+            for (std::size_t i = 0; i < kWidth; ++i) {
+                const EvpKey key = GenerateKey(kTypeEcdsa);
+                Recipe recipe = AuthorityNamed("Layer " + std::to_string(layer));
+                recipe.key = key.get();
+                for (const auto& issuer : above) {
+                    auto made = std::make_unique<Identity>(recipe, issuer.get());
+                    keep(*made);
+                    if (issuer == above.back()) below.push_back(std::move(made));
+                }
+            }
+            above = std::move(below);
+        }
+        Clear();
+        Put("Root", Root().Cert());
+        keep(untrusted);
+        const HCERTSTORE additional = Publish(message);
+        const Leaf leaf = LeafOf(*above[0], {{"subjectAltName", row.names}});
+        const Ticks before = CurrentTicks();
+        EXPECT_EQ(Call(leaf, nullptr, additional, {}, 0, kNone).Status(), row.status) << row.name;
+        EXPECT_LT(CurrentTicks() - before, 5 * kTicksPerSecond) << row.name;
+        ReleaseHandle(additional, Kind::Store, E_INVALIDARG);
+    }
+}
+
+TEST_F(ChainTest, OneResultForManyCalls) {
+    Put("Root", Root().Cert());
+    const Leaf leaf = LeafOf(Root());
+    const Ticks before = CurrentTicks();
+    for (int i = 0; i < 10'000; ++i) ASSERT_EQ(StatusOf(leaf, kCheck), 0x40U);
+    EXPECT_LT(CurrentTicks() - before, 8 * kTicksPerSecond);
+    EXPECT_EQ(StatusOf(leaf, kNone), 0U);
+    EXPECT_EQ(StatusOf(leaf, kCheck, 2 * kDay), 0x41U);
+    Put("CA", MakeCrl(Root()));
+    EXPECT_EQ(StatusOf(leaf, kCheck), 0U);
+    EXPECT_EQ(StatusOf(Identity(LeafNamed("Leaf"), &Root()).Forged(), kCheck), 0x8U);
+}
+
 TEST_F(ChainTest, TheGivenTimeCounts) {
     Recipe recipe = AuthorityNamed("Root over time");
     recipe.from = -40 * kDay;
@@ -284,41 +514,6 @@ TEST_F(ChainTest, TheGivenTimeCounts) {
     EXPECT_EQ(StatusOf(leaf, kNone, -15 * kDay), 0U);
     EXPECT_EQ(StatusOf(leaf, kNone, -30 * kDay), 0x1U);
 }
-
-// A chain with everything that a caller can pass.
-class Call {
-  public:
-    Call(const Leaf& leaf, HCERTCHAINENGINE engine, HCERTSTORE additional,
-         std::vector<std::string> usages, DWORD match, DWORD flags) {
-        context_ = Certificate::Share(leaf);
-        std::vector<LPSTR> texts;
-        for (std::string& usage : usages) texts.push_back(usage.data());
-        CERT_CHAIN_PARA para{};
-        para.cbSize = sizeof para;
-        para.RequestedUsage = {match, {static_cast<DWORD>(texts.size()), texts.data()}};
-        if (!CertGetCertificateChain(engine, context_, nullptr, additional, &para, flags, nullptr,
-                                     &chain_)) {
-            error_ = GetLastError();
-        }
-    }
-    ~Call() {
-        CertFreeCertificateChain(chain_);
-        CertFreeCertificateContext(context_);
-    }
-    Call(const Call&) = delete;
-    Call& operator=(const Call&) = delete;
-
-    [[nodiscard]] PCCERT_CHAIN_CONTEXT Chain() const { return chain_; }
-    [[nodiscard]] PCCERT_CONTEXT Context() const { return context_; }
-    [[nodiscard]] DWORD Status() const {
-        return chain_ == nullptr ? error_ : chain_->TrustStatus.dwErrorStatus;
-    }
-
-  private:
-    PCCERT_CONTEXT context_ = nullptr;
-    PCCERT_CHAIN_CONTEXT chain_ = nullptr;
-    DWORD error_ = 0;
-};
 
 TEST_F(ChainTest, RequestedUsages) {
     const std::string stamping = "1.3.6.1.5.5.7.3.8";
@@ -358,6 +553,7 @@ TEST_F(ChainTest, TheRecordHoldsTheWholeChain) {
     const Call call(leaf, nullptr, nullptr, {}, 0, kCheck);
     ASSERT_NE(call.Chain(), nullptr);
     EXPECT_EQ(call.Chain()->TrustStatus.dwErrorStatus, 0x41U);
+    EXPECT_EQ(call.Chain()->TrustStatus.dwInfoStatus, 0x100U);
     ASSERT_EQ(call.Chain()->cChain, 1U);
     const CERT_SIMPLE_CHAIN& simple = *call.Chain()->rgpChain[0];
     EXPECT_EQ(simple.TrustStatus.dwErrorStatus, 0x41U);
@@ -368,7 +564,8 @@ TEST_F(ChainTest, TheRecordHoldsTheWholeChain) {
         const Leaf& certificate;
         DWORD error;
         DWORD info;
-    } elements[] = {{leaf, 0x41, 0}, {Middle().Cert(), 0x40, 0}, {Root().Cert(), 0, 0x8}};
+        // A preferred issuer each; the leaf tells a key identifier, the others a name alone.
+    } elements[] = {{leaf, 0x41, 0x102}, {Middle().Cert(), 0x40, 0x104}, {Root().Cert(), 0, 0x10C}};
     for (std::size_t i = 0; i < 3; ++i) {
         const CERT_CHAIN_ELEMENT& element = *simple.rgpElement[i];
         EXPECT_TRUE(

@@ -19,7 +19,12 @@ struct World {
 
     static Recipe LeafWithPoint() {
         Recipe recipe = LeafNamed("Leaf");
-        recipe.extensions.push_back({"crlDistributionPoints", "URI:http://a/b"});
+        // http://a/b; "CN=p" relative to the issuer; http://a/r for a stolen key alone.
+        recipe.extensions.push_back({"2.5.29.31",
+                                     "3038"
+                                     "3010A00EA00C860A687474703A2F2F612F62"
+                                     "300EA00CA10A300806035504030C0170"
+                                     "3014A00EA00C860A687474703A2F2F612F7281020640"});
         return recipe;
     }
 };
@@ -37,11 +42,19 @@ TEST_F(ChainTest, WhichListsCount) {
     // Hand-made issuing distribution points (RFC 5280 5.2.5).
     const std::string users = "critical,30038101FF";
     const std::string authorities = "critical,30038201FF";
-    const std::string someReasons = "critical,300483020640";
+    const std::string someReasons = "critical,300483020640";  // a stolen key
+    const std::string otherReasons = "critical,30058303073F80";
+    const std::string fewerReasons = "critical,30058303073F00";
     const std::string indirect = "critical,30038401FF";
     const std::string attributes = "critical,30038501FF";
     const std::string thisPoint = "critical,3010A00EA00C860A687474703A2F2F612F62";
     const std::string otherPoint = "critical,3010A00EA00C860A687474703A2F2F612F63";
+    const std::string stolenPoint = "critical,3010A00EA00C860A687474703A2F2F612F72";
+    const std::string relative = "critical,300EA00CA10A300806035504030C0170";
+    const std::string otherRelative = "critical,300EA00CA10A300806035504030C0171";
+    const std::string relativeInFull =
+        "critical,3023A021A01FA41D301B310D300B06035504030C04526F6F74310A300806035504030C0170";
+    const std::string issuersName = "critical,3017A015A013A411300F310D300B06035504030C04526F6F74";
     const std::vector<Extension> full = {{kNumber, "020105"}};
     const std::vector<Extension> delta = {{kNumber, "020106"}, {kBase, "critical,020105"}};
     const struct {
@@ -76,6 +89,35 @@ TEST_F(ChainTest, WhichListsCount) {
         {"damaged scope", 0x40, {{.extensions = {{kScope, "critical,0401"}}}}},
         {"for this point", 0, {{.extensions = {{kScope, thisPoint}}}}},
         {"for another point", 0x40, {{.extensions = {{kScope, otherPoint}}}}},
+        {"for the point relative to the issuer", 0, {{.extensions = {{kScope, relative}}}}},
+        {"for another relative point", 0x40, {{.extensions = {{kScope, otherRelative}}}}},
+        {"for the relative point in full", 0, {{.extensions = {{kScope, relativeInFull}}}}},
+        {"for the issuer's name", 0, {{.extensions = {{kScope, issuersName}}}}},
+        {"reasons shared",
+         0,
+         {{.extensions = {{kScope, someReasons}}}, {.extensions = {{kScope, otherReasons}}}}},
+        {"reasons shared but for one",
+         0x40,
+         {{.extensions = {{kScope, someReasons}}}, {.extensions = {{kScope, fewerReasons}}}}},
+        {"reasons shared, the second revokes",
+         0x4,
+         {{.extensions = {{kScope, someReasons}}},
+          {.revoked = {gone}, .extensions = {{kScope, otherReasons}}}}},
+        {"reasons shared, an older list is over",
+         0,
+         {{.revoked = {gone}, .extensions = {{kScope, someReasons}}, .from = -7200},
+          {.extensions = {{kScope, someReasons}}, .from = -60},
+          {.extensions = {{kScope, otherReasons}}}}},
+        {"a point for one reason", 0x40, {{.extensions = {{kScope, stolenPoint}}}}},
+        {"a point for one reason, a list for the others",
+         0,
+         {{.extensions = {{kScope, stolenPoint}}}, {.extensions = {{kScope, otherReasons}}}}},
+        {"signed with SHA-1", 0, {{.digest = "SHA1"}}},
+        {"another algorithm inside", 0x40, {{.otherInner = true}}},
+        {"no version told", 0, {{.version = -1}}},
+        {"no version told, with extensions", 0x40, {{.extensions = full, .version = -1}}},
+        {"version 1", 0x40, {{.version = 0}}},
+        {"version 3", 0x40, {{.version = 2}}},
         {"some reasons are no all-clear", 0x40, {{.extensions = {{kScope, someReasons}}}}},
         {"some reasons revoke", 0x4, {{.revoked = {gone}, .extensions = {{kScope, someReasons}}}}},
         {"the later list lifts", 0, {{.revoked = {gone}, .from = -7200}, {.from = -60}}},
@@ -99,6 +141,12 @@ TEST_F(ChainTest, WhichListsCount) {
          {{.extensions = full},
           {.revoked = {gone},
            .extensions = {{kNumber, "020108"}, {kBase, "critical,020107"}},
+           .from = -60}}},
+        {"delta of another scope",
+         0,
+         {{.extensions = full},
+          {.revoked = {gone},
+           .extensions = {{kNumber, "020106"}, {kBase, "critical,020105"}, {kScope, users}},
            .from = -60}}},
         {"delta older than the list",
          0,
@@ -193,15 +241,74 @@ TEST_F(ChainTest, WhichCertificatesAreAskedAbout) {
     }
 }
 
-TEST_F(ChainTest, TheIssuerMustBeAllowedToSignLists) {
-    Recipe recipe = AuthorityNamed("No lists");
-    std::erase_if(recipe.extensions, [](const Extension& e) { return e.name == "keyUsage"; });
-    recipe.extensions.push_back({"keyUsage", "keyCertSign"});
-    const Identity root(recipe);
-    const Identity leaf(LeafNamed("Leaf"), &root);
-    Put("Root", root.Cert());
-    Put("CA", MakeCrl(root));
-    EXPECT_EQ(StatusOf(leaf.Cert(), kCheck), 0x40U);
+TEST_F(ChainTest, HowTheIssuerSignsLists) {
+    const struct {
+        const char* name;
+        DWORD status;
+        const char* keyUsage;
+        const char* digest;
+    } rows[] = {
+        {"as it may", 0, "keyCertSign,cRLSign", "SHA256"},
+        {"though it may not", 0x40, "keyCertSign", "SHA256"},
+        {"with MD5", 0x40, "keyCertSign,cRLSign", "MD5"},
+    };
+    for (const auto& row : rows) {
+        Clear();
+        Recipe recipe = AuthorityNamed("Root");
+        recipe.extensions[1].value = row.keyUsage;
+        recipe.type = 24;
+        const Identity root(recipe);
+        const Identity leaf(LeafNamed("Leaf"), &root);
+        Put("Root", root.Cert());
+        Put("CA", MakeCrl(root, {.digest = row.digest}));
+        EXPECT_EQ(StatusOf(leaf.Cert(), kCheck), row.status) << row.name;
+    }
+}
+
+TEST_F(ChainTest, ListsOfAnotherKeyOfTheAuthority) {
+    const Identity root(AuthorityNamed("Root"));
+    const Identity stranger(AuthorityNamed("Stranger"));
+    const Identity middle(AuthorityNamed("Middle"), &root);
+    const Identity leaf(LeafNamed("Leaf"), &middle);
+    Recipe late = AuthorityNamed("Middle");
+    late.to = -3600;
+    Recipe noLists = AuthorityNamed("Middle");
+    noLists.extensions[1].value = "critical,keyCertSign";
+    Recipe listsOnly = AuthorityNamed("Middle");
+    listsOnly.extensions = {{"keyUsage", "critical,cRLSign"}, {"subjectKeyIdentifier", "hash"}};
+    const struct {
+        const char* name;
+        DWORD status;
+        Recipe recipe;
+        const Identity* issuer;
+        bool present = true;
+        bool revokesLeaf = false;
+        bool revokedItself = false;
+    } rows[] = {
+        {"not revoked", 0, AuthorityNamed("Middle"), &root},
+        {"revoked", 0x4, AuthorityNamed("Middle"), &root, true, true},
+        {"for lists alone", 0, listsOnly, &root},
+        {"its certificate is missing", 0x40, AuthorityNamed("Middle"), &root, false},
+        {"under another anchor", 0x40, AuthorityNamed("Middle"), &stranger, true, true},
+        {"trusted itself", 0x40, AuthorityNamed("Middle"), nullptr, true, true},
+        {"expired", 0x40, late, &root},
+        {"may not sign lists", 0x40, noLists, &root},
+        {"another name", 0x40, AuthorityNamed("Muddle"), &root},
+        {"revoked itself", 0x40, AuthorityNamed("Middle"), &root, true, false, true},
+    };
+    for (const auto& row : rows) {
+        Clear();
+        const Identity other(row.recipe, row.issuer);
+        for (const Identity* anchor : {&root, &stranger}) Put("Root", anchor->Cert());
+        Put("CA", middle.Cert());
+        if (row.present) Put(row.issuer == nullptr ? "Root" : "CA", other.Cert());
+        Put("CA", MakeCrl(middle, {.revoked = {{row.revokesLeaf ? &leaf : &root}},
+                                   .extensions = {{"authorityKeyIdentifier", "keyid"}},
+                                   .signer = &other}));
+        if (row.revokedItself) Put("CA", MakeCrl(root, {.revoked = {{&other}}}));
+        EXPECT_EQ(StatusOf(leaf.Cert(), CERT_CHAIN_REVOCATION_CHECK_END_CERT), row.status)
+            << row.name;
+    }
 }
 
 TEST_F(ChainTest, RevokedLaterThanTheGivenTime) {

@@ -1,0 +1,123 @@
+// The signature of a certificate or CRL against a public key.
+#include "platform/certs/signature.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "platform/base/error.h"
+#include "platform/der/records.h"
+#include "platform/providers/algorithms.h"
+#include "platform/providers/crypto.h"
+#include "platform/providers/rsa_parameters.h"
+
+namespace platform {
+namespace {
+
+// Signatures that can be forged for a name of one's choice: MD2, MD4 and MD5 with RSA.
+constexpr std::array<std::string_view, 3> kBroken = {"1.2.840.113549.1.1.2", "1.2.840.113549.1.1.3",
+                                                     "1.2.840.113549.1.1.4"};
+
+bool IsBroken(std::string_view oid) {
+    return std::find(kBroken.begin(), kBroken.end(), oid) != kBroken.end();
+}
+
+struct SignedParts {
+    ByteView toBeSigned;
+    Algorithm algorithm;
+    BitsView signature;
+    bool sameAlgorithm = false;
+};
+
+// The algorithm is the first sequence of what is signed, in certificates and CRLs alike.
+ByteView InnerAlgorithm(ByteView contents) {
+    der::Cursor fields(contents);
+    der::Item item = fields.Next();
+    while (item.tag != der::kSequence) item = fields.Next();
+    return item.whole;
+}
+
+SignedParts Split(ByteView der) {
+    constexpr std::uint8_t kBitString = 0x03;
+    der::Cursor parts = der::Inside(der, der::kSequence);
+    const der::Item toBeSigned = parts.Expect(der::kSequence);
+    const der::Item algorithm = parts.Expect(der::kSequence);
+    der::Cursor inAlgorithm(algorithm.whole);
+    const AlgorithmView view = ReadAlgorithm(inAlgorithm);
+    const BitsView signature = ReadBits(parts.Expect(kBitString).contents);
+    return {toBeSigned.whole,
+            {view.oid, Copy(view.parameters)},
+            signature,
+            Equal(InnerAlgorithm(toBeSigned.contents), algorithm.whole)};
+}
+
+enum class Fit { Unknown, OtherKey, Known };
+
+// How the algorithm goes with a kind of key; `digest` gets the one that it signs.
+Fit FitOf(const Algorithm& algorithm, std::string_view keyOid, std::string& digest) {
+    Fit fit = Fit::Unknown;
+    for (const SignatureRow& row : SignatureTable()) {
+        if (row.oid != algorithm.oid) continue;
+        if (row.keyOid != keyOid) {
+            fit = Fit::OtherKey;
+            continue;
+        }
+        // Where no digest is fixed, the parameters of RSASSA-PSS tell it.
+        if (row.digestOid == nullptr && row.scheme != Scheme::Pss) return Fit::Unknown;
+        digest = row.digestOid != nullptr ? row.digestOid : PssDigest(algorithm.parameters);
+        return Fit::Known;
+    }
+    return fit;
+}
+
+void Verify(const SignedParts& parts, const std::string& digestOid,
+            const CERT_PUBLIC_KEY_INFO& key) {
+    EnsureAlgorithm(digestOid);
+    Digest digest(digestOid);
+    digest.Update(parts.toBeSigned);
+    VerifyDigest(PublicKeyFromInfo(key).get(), parts.algorithm, digestOid, digest.Value(),
+                 parts.signature.octets);
+}
+
+SignatureVerdict Check(const SignedParts& parts, const CERT_PUBLIC_KEY_INFO& key) {
+    const std::string& algorithm = parts.algorithm.oid;
+    if (!parts.sameAlgorithm || parts.signature.unusedBits != 0 || IsBroken(algorithm)) return {};
+    std::string digest;
+    try {
+        const Fit fit = FitOf(parts.algorithm, key.Algorithm.pszObjId, digest);
+        if (fit == Fit::OtherKey) return {};
+        if (fit == Fit::Unknown) return {SignatureState::Unsupported, algorithm};
+        Verify(parts, digest, key);
+    } catch (const Error& error) {
+        if (error.Code() == static_cast<DWORD>(NTE_BAD_ALGID)) {
+            return {SignatureState::Unsupported, algorithm};
+        }
+        throw;
+    }
+    return {SignatureState::Good, {}};
+}
+
+}  // namespace
+
+SignatureVerdict CheckSignature(ByteView der, const CERT_PUBLIC_KEY_INFO& key) {
+    try {
+        return Check(Split(der), key);
+    } catch (const Error& error) {
+        if (error.Code() == static_cast<DWORD>(NTE_PROV_DLL_NOT_FOUND)) throw;
+        return {};  // a key or signature that cannot be read has signed nothing
+    }
+}
+
+bool IsWeakKey(const CERT_PUBLIC_KEY_INFO& key) {
+    const std::string_view algorithm = key.Algorithm.pszObjId;
+    if (algorithm != oid::kRsa && algorithm != oid::kRsaPss) return false;
+    try {
+        const AlgorithmRow& row = *FindAlgorithm(oid::kRsa, CRYPT_PUBKEY_ALG_OID_GROUP_ID);
+        const int bits = EVP_PKEY_get_bits(PublicKeyFromInfo(key).get());
+        return bits < static_cast<int>(row.leastBits);
+    } catch (const Error&) {
+        return true;
+    }
+}
+
+}  // namespace platform

@@ -1,0 +1,28 @@
+// What the search for one chain may cost in all, so that no set of certificates and CRLs
+// holds a caller up.
+#pragma once
+
+#include "platform/base/ground.h"
+
+#include <cstdint>
+
+#include "platform/base/bytes.h"
+
+namespace platform {
+
+// Counted in units of about a nanosecond, by what is to be done and not by a clock: the
+// same input gets the same answer on every computer.
+class Budget {
+  public:
+    // False, from then on for good, when it does not reach.
+    [[nodiscard]] bool Spend(std::uint64_t units);
+    // For the check of one signature over `size` octets.
+    [[nodiscard]] bool SpendSignature(const CERT_PUBLIC_KEY_INFO& key, std::size_t size);
+    [[nodiscard]] bool Exhausted() const { return exhausted_; }
+
+  private:
+    std::uint64_t left_ = 500'000'000;
+    bool exhausted_ = false;
+};
+
+}  // namespace platform

@@ -1,0 +1,104 @@
+// Issuing distribution points against the distribution points that certificates name.
+#include "platform/chain/crl_scope.h"
+
+#include <memory>
+
+#include "platform/providers/openssl.h"
+
+namespace platform {
+namespace {
+
+using Scope = std::unique_ptr<ISSUING_DIST_POINT, Freer<ISSUING_DIST_POINT_free>>;
+using Points = std::unique_ptr<CRL_DIST_POINTS, Freer<CRL_DIST_POINTS_free>>;
+
+constexpr int kRelativeName = 1;  // the choice in a DistributionPointName
+
+Reasons ReasonsIn(const ASN1_BIT_STRING* flags) {
+    if (flags == nullptr) return kAllReasons;
+    Reasons reasons = 0;
+    if (flags->length > 0) reasons = flags->data[0];
+    if (flags->length > 1) reasons |= static_cast<Reasons>(flags->data[1]) << 8;
+    return reasons & kAllReasons;
+}
+
+bool Names(const GENERAL_NAMES* names, X509_NAME* wanted) {
+    for (int i = 0; i < sk_GENERAL_NAME_num(names); ++i) {
+        const GENERAL_NAME* name = sk_GENERAL_NAME_value(names, i);
+        if (name->type == GEN_DIRNAME && X509_NAME_cmp(name->d.directoryName, wanted) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool ShareName(const GENERAL_NAMES* first, const GENERAL_NAMES* second) {
+    for (int i = 0; i < sk_GENERAL_NAME_num(first); ++i) {
+        GENERAL_NAME* name = sk_GENERAL_NAME_value(first, i);
+        for (int j = 0; j < sk_GENERAL_NAME_num(second); ++j) {
+            if (GENERAL_NAME_cmp(name, sk_GENERAL_NAME_value(second, j)) == 0) return true;
+        }
+    }
+    return false;
+}
+
+// The directory name of a point given relative to `base`, else null.
+X509_NAME* RelativeName(DIST_POINT_NAME& point, X509_NAME* base) {
+    if (point.type != kRelativeName) return nullptr;
+    DIST_POINT_set_dpname(&point, base);
+    return point.dpname;
+}
+
+// Both may be told in full, as lists of names, or relative to `base`.
+bool SamePoint(DIST_POINT_NAME& first, DIST_POINT_NAME& second, X509_NAME* base) {
+    X509_NAME* one = RelativeName(first, base);
+    X509_NAME* other = RelativeName(second, base);
+    const bool relative = first.type == kRelativeName;
+    const bool otherRelative = second.type == kRelativeName;
+    if ((relative && one == nullptr) || (otherRelative && other == nullptr)) return false;
+    if (relative && otherRelative) return X509_NAME_cmp(one, other) == 0;
+    if (relative) return Names(second.name.fullname, one);
+    if (otherRelative) return Names(first.name.fullname, other);
+    return ShareName(first.name.fullname, second.name.fullname);
+}
+
+bool TellsPoint(DIST_POINT& point, DIST_POINT_NAME& wanted, X509_NAME* issuer) {
+    // Another issuer's CRL would be an indirect one.
+    if (point.CRLissuer != nullptr && !Names(point.CRLissuer, issuer)) return false;
+    if (point.distpoint != nullptr) return SamePoint(*point.distpoint, wanted, issuer);
+    return wanted.type != kRelativeName && ShareName(point.CRLissuer, wanted.name.fullname);
+}
+
+// RFC 5280 6.3.3: behind the points that the certificate tells comes one of the issuer's name.
+bool IsIssuer(DIST_POINT_NAME& wanted, X509_NAME* issuer) {
+    return wanted.type != kRelativeName && Names(wanted.name.fullname, issuer);
+}
+
+Reasons ReasonsAtPoint(DIST_POINT_NAME* wanted, X509* subject) {
+    X509_NAME* issuer = X509_get_issuer_name(subject);
+    if (wanted == nullptr || IsIssuer(*wanted, issuer)) return kAllReasons;
+    const Points points(static_cast<CRL_DIST_POINTS*>(
+        X509_get_ext_d2i(subject, NID_crl_distribution_points, nullptr, nullptr)));
+    Reasons reasons = 0;
+    for (int i = 0; i < sk_DIST_POINT_num(points.get()); ++i) {
+        DIST_POINT& point = *sk_DIST_POINT_value(points.get(), i);
+        if (TellsPoint(point, *wanted, issuer)) reasons |= ReasonsIn(point.reasons);
+    }
+    return reasons;
+}
+
+}  // namespace
+
+Reasons ReasonsCovered(const Crl& crl, const Certificate& subject) {
+    X509_CRL* native = crl.Native();
+    if (X509_CRL_get_ext_by_NID(native, NID_issuing_distribution_point, -1) < 0) {
+        return kAllReasons;
+    }
+    const Scope scope(static_cast<ISSUING_DIST_POINT*>(
+        X509_CRL_get_ext_d2i(native, NID_issuing_distribution_point, nullptr, nullptr)));
+    if (!scope || scope->indirectCRL > 0 || scope->onlyattr > 0) return 0;
+    const bool authority = (X509_get_extension_flags(subject.Native()) & EXFLAG_CA) != 0;
+    if (authority ? scope->onlyuser > 0 : scope->onlyCA > 0) return 0;
+    return ReasonsAtPoint(scope->distpoint, subject.Native()) & ReasonsIn(scope->onlysomereasons);
+}
+
+}  // namespace platform
