@@ -29,7 +29,8 @@ std::shared_ptr<EVP_PKEY> Provider::AskAndUnlock(DWORD keySpec) {
     const Container& container = OpenContainer();
     for (int left = kTries; left > 0; --left) {
         const auto password = AskPassword(container.Name(), left < kTries);
-        if (!password) throw Error(SCARD_W_CANCELLED_BY_USER);
+        // No line more behind a wrong one: that it was wrong is what the user has to know.
+        if (!password) throw Error(left < kTries ? SCARD_W_WRONG_CHV : SCARD_W_CANCELLED_BY_USER);
         try {
             return container.LoadKey(keySpec, *password);
         } catch (const Error& error) {

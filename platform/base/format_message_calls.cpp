@@ -59,16 +59,18 @@ DWORD Deliver(const std::string& text, bool allocate, LPSTR buffer, DWORD size) 
 }  // namespace
 }  // namespace platform
 
+using namespace platform;
+
 DWORD WINAPI FormatMessageA(DWORD flags, LPCVOID, DWORD messageId, DWORD, LPSTR buffer, DWORD size,
                             void*) {
-    return platform::Guarded<DWORD>(0, [&] {
-        if (buffer == nullptr) throw platform::Error(ERROR_INVALID_PARAMETER);
+    return Guarded<DWORD>(0, [&] {
+        if (buffer == nullptr) throw Error(ERROR_INVALID_PARAMETER);
         const bool allocate = (flags & FORMAT_MESSAGE_ALLOCATE_BUFFER) != 0;
-        if (allocate) platform::StorePointer(nullptr, buffer);
+        if (allocate) StorePointer(nullptr, buffer);
         // No module brings texts of its own, so the system's table is the only source.
         if ((flags & FORMAT_MESSAGE_FROM_SYSTEM) == 0) {
-            throw platform::Error(ERROR_MR_MID_NOT_FOUND);
+            throw Error(ERROR_MR_MID_NOT_FOUND);
         }
-        return platform::Deliver(platform::SystemMessage(messageId), allocate, buffer, size);
+        return Deliver(SystemMessage(messageId), allocate, buffer, size);
     });
 }
