@@ -86,8 +86,9 @@ int main(int count, char** words) {
          "Merges a registry export into the settings of both sides.\n",
          {}, PolicyImport},
         {"policy", "export", "FILE.reg", 1, 1,
-         "Writes the policy of both sides as a registry export.\n",
-         {}, PolicyExport},
+         "Writes the policy of both sides as a registry export.\n\n"
+         "FILE.reg is \"-\" for standard output.",
+         {{"force", nullptr, "overwrite a file that exists"}}, PolicyExport},
         {"providers", "", "", 0, 0,
          "Lists provider types, providers and their algorithms in order.\n",
          {kJson}, Providers},

@@ -6,7 +6,7 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 build_packages=(g++ cmake ninja-build pkg-config libssl-dev libsqlite3-dev libboost-dev
   libengine-gost-openssl openssl ca-certificates)
-test_packages=(libgtest-dev python3 gpgsm gpg-agent gpgconf git)
+test_packages=(libgtest-dev python3 gpgsm gpg-agent gpgconf git strace)
 check_packages=(clang-format clang-tidy)
 windows_packages=(g++-mingw-w64-x86-64-posix wine64)
 bench_packages=(libbenchmark-dev python3 time)

@@ -33,12 +33,10 @@ void KeepDetail(const Error& error) noexcept {
 
 // ---- the trace ---------------------------------------------------------------
 
+// Asked for at a failure only.
 bool Tracing() noexcept {
-    static const bool on = [] {
-        const char* value = std::getenv("KESTREL_TRACE");
-        return value != nullptr && std::strcmp(value, "1") == 0;
-    }();
-    return on;
+    const char* value = std::getenv("KESTREL_TRACE");
+    return value != nullptr && std::strcmp(value, "1") == 0;
 }
 
 // "BOOL CryptMsgUpdate(HCRYPTMSG, ...)" is what a compiler calls a function.

@@ -93,8 +93,8 @@ std::unique_ptr<Draft> DraftBeside(const Target& target) {
     } catch (const Error& error) {
         const bool barred = error.Code() == ERROR_ACCESS_DENIED ||
                             error.Code() == ERROR_WRITE_PROTECT || error.Code() == ERROR_BUSY;
-        if (!target.exists || !barred) throw;
-        return nullptr;
+        if (target.exists && barred) return nullptr;
+        throw Error(error.Code(), target.name, error.Where());
     }
 }
 

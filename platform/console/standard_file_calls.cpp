@@ -99,7 +99,7 @@ DWORD ReadConsoleLine(int terminal, char* buffer, DWORD size) {
     DWORD got = ReadSome(terminal, buffer, size);
     if (got == 0) return got;
     if (buffer[got - 1] != '\n') {
-        if (got == size) DropRestOfLine(terminal);
+        if (got == size && (ModesOf(terminal).c_lflag & ICANON) != 0) DropRestOfLine(terminal);
         return got;
     }
     buffer[got - 1] = '\r';

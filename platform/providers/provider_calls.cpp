@@ -47,10 +47,15 @@ std::string ContainerName(const char* given) {
     return entry == nullptr ? std::to_string(geteuid()) : entry->pw_name;
 }
 
+// What is not there, and what is there for another type, is the same to the caller.
 Container OpenFitting(Side side, const std::string& name, DWORD type) {
-    Container container = Container::Open(side, name);
-    if (!SameFamily(container.Type(), type)) throw Error(NTE_BAD_KEYSET, name);
-    return container;
+    try {
+        Container container = Container::Open(side, name);
+        if (SameFamily(container.Type(), type)) return container;
+    } catch (const Error& error) {
+        if (error.Code() != static_cast<DWORD>(NTE_BAD_KEYSET)) throw;
+    }
+    throw Error(NTE_BAD_KEYSET, name + " (provider type " + std::to_string(type) + ")");
 }
 
 HCRYPTPROV Acquire(const ProviderRow& row, const char* containerName, DWORD flags) {

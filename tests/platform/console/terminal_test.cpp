@@ -234,8 +234,9 @@ TEST(Console, LinesWithoutEcho) {
          "b\n",
          254, 1, "61620d0a "},
         {"exact", "abc\n", 5, 1, "6162630d0a "},
-        {"line feed comes with the next read", "abc\nd\n", 4, 3, "6162630d 0a 640d0a "},
-        {"longer than the buffer", "abcdef\n", 4, 2, "61626364 65660d0a "},
+        {"line feed has no room", "abc\nd\n", 4, 2, "6162630d 640d0a "},
+        {"longer than the buffer", "abcdef\ng\n", 4, 2, "61626364 670d0a "},
+        {"as long as the buffer", "abcd\ng\n", 4, 2, "61626364 670d0a "},
         {"end of input", "\x04", 254, 1, " "},
     };
     for (const auto& row : rows) {
