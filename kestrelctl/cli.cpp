@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "platform/base/error.h"
+#include "platform/base/process.h"
 #include "platform/base/text.h"
 
 namespace kestrelctl {
@@ -187,7 +188,7 @@ unsigned long Arguments::Number(std::string_view option, unsigned long fallback,
 int Run(const std::vector<Command>& commands, int count, const char* const* words) {
     try {
         const int status = Dispatch(commands, count, words);
-        if (std::fflush(stdout) != 0) throw Failure("cannot write the output");
+        if (!platform::OutputArrived()) throw Failure("cannot write the output");
         return status;
     } catch (const UsageError& error) {
         std::fprintf(stderr, "%s: %s\nTry '%s --help'.\n", kProgram, error.what(), kProgram);

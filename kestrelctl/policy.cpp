@@ -115,8 +115,8 @@ void PolicyImport(const Arguments& arguments) {
     for (const Side side : kSides) {
         const RegistryDocument part = PartOf(read, side);
         if (part.Edits().empty()) continue;
-        platform::ChangeOwnDocument(
-            side, [&](RegistryDocument& document) { document.Append(part); });
+        platform::ChangeOwnDocument(side,
+                                    [&](RegistryDocument& document) { document.Append(part); });
     }
 }
 

@@ -15,7 +15,8 @@ bool IsPlainFile(const char* name) {
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & kOthers) == 0;
 }
 
-// What cannot be held for another reason fails where it is read or written. Deleting stays
+// What another process has is refused at once (base-3). What cannot be held for another reason
+// fails where it is read or written. Deleting stays
 // allowed, since the new file takes the place of the old.
 DWORD Hold(MessageFile& file) {
     if (!IsPlainFile(file.name)) return 0;

@@ -47,8 +47,7 @@ bool WriteAndCut(HANDLE file, const BYTE* data, size_t length, bool durable) {
 bool WriteInPlace(const WholeFile& target, const BYTE* data, size_t length, bool durable) {
     if (target.held != nullptr) return WriteAndCut(target.held, data, length, durable);
     FileHandle file = Create(target.name, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL);
-    return file && WriteAndCut(file.get(), data, length, durable) &&
-           Finish(std::move(file), false);
+    return file && WriteAndCut(file.get(), data, length, durable) && Finish(std::move(file), false);
 }
 
 // Deletes its file, unless that has taken another's place or is the only whole copy.

@@ -62,8 +62,7 @@ int WINAPI MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR text, int leng
             throw Error(ERROR_INVALID_FLAGS);
         }
         const auto input = InputOf(text, length);
-        return Deliver(
-            flags != 0 ? Widen(input) : WidenLeniently(input), out, capacity);
+        return Deliver(flags != 0 ? Widen(input) : WidenLeniently(input), out, capacity);
     });
 }
 

@@ -214,8 +214,8 @@ void Draft::Settle() {
 bool Draft::GiveName() {
     if (named_) return true;
     const SignalsHeld held;
-    named_ = linkat(AT_FDCWD, LinkOf(Get()).c_str(), AT_FDCWD, name_.c_str(), AT_SYMLINK_FOLLOW) ==
-             0;
+    named_ =
+        linkat(AT_FDCWD, LinkOf(Get()).c_str(), AT_FDCWD, name_.c_str(), AT_SYMLINK_FOLLOW) == 0;
     if (named_) ShowToSignals();
     return named_;
 }
@@ -228,8 +228,8 @@ bool Draft::RenameTo(const std::string& target) {
 
 bool Draft::LinkTo(const std::string& target) {
     if (named_) return RenameToFree(name_, target) && (Settle(), true);
-    const bool linked = linkat(AT_FDCWD, LinkOf(Get()).c_str(), AT_FDCWD, target.c_str(),
-                               AT_SYMLINK_FOLLOW) == 0;
+    const bool linked =
+        linkat(AT_FDCWD, LinkOf(Get()).c_str(), AT_FDCWD, target.c_str(), AT_SYMLINK_FOLLOW) == 0;
     if (linked) Settle();
     return linked;
 }

@@ -44,9 +44,8 @@ DWORD WINAPI GetFileAttributesA(LPCSTR name) {
 }
 
 BOOL WINAPI SetFileAttributesA(LPCSTR name, DWORD attributes) {
-    return GuardedBool([&] {
-        SetReadOnly(FileArgument(name), (attributes & FILE_ATTRIBUTE_READONLY) != 0);
-    });
+    return GuardedBool(
+        [&] { SetReadOnly(FileArgument(name), (attributes & FILE_ATTRIBUTE_READONLY) != 0); });
 }
 
 BOOL WINAPI CreateDirectoryA(LPCSTR name, LPSECURITY_ATTRIBUTES) {

@@ -52,8 +52,7 @@ void Move(const std::string& from, const std::string& to, DWORD flags) {
     MakeOrdinary(from);
     if (durable) SyncNamed(from);
     const bool replacing = (flags & MOVEFILE_REPLACE_EXISTING) != 0;
-    const bool moved =
-        replacing ? rename(from.c_str(), to.c_str()) == 0 : RenameToFree(from, to);
+    const bool moved = replacing ? rename(from.c_str(), to.c_str()) == 0 : RenameToFree(from, to);
     if (!moved && errno == EEXIST) throw Error(ERROR_ALREADY_EXISTS, to);
     if (!moved) ThrowFileError(errno, to);
     ForgetDraft(from);

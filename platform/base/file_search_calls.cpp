@@ -100,6 +100,5 @@ BOOL WINAPI FindNextFileA(HANDLE search, LPWIN32_FIND_DATAA found) {
 }
 
 BOOL WINAPI FindClose(HANDLE search) {
-    return GuardedBool(
-        [&] { ReleaseHandle(search, Kind::Search, ERROR_INVALID_HANDLE); });
+    return GuardedBool([&] { ReleaseHandle(search, Kind::Search, ERROR_INVALID_HANDLE); });
 }

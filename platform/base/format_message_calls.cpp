@@ -18,8 +18,7 @@ bool ActsOnTerminal(wchar_t character) {
 }
 
 // A detail comes from outside (a file's name), so nothing in it may act where it is shown.
-// Programs with texts in two languages print the Russian ones as formats: there a percent
-// sign is written as the two that come out as one.
+// In Russian a percent sign is written as the two that come out as one (base-2).
 std::string Harmless(std::string_view detail, bool russian) {
     std::string text;
     while (!detail.empty()) {

@@ -23,8 +23,7 @@ std::filesystem::path EnsureHome(Side side);
 Bytes ReadWholeFile(const std::filesystem::path& file);
 
 // Maps an errno to the platform's code and throws it with the file's name.
-[[noreturn]] void ThrowErrno(
-    int error, const std::filesystem::path& file,
-    const std::source_location& where = std::source_location::current());
+[[noreturn]] void ThrowErrno(int error, const std::filesystem::path& file,
+                             const std::source_location& where = std::source_location::current());
 
 }  // namespace platform

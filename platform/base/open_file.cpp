@@ -122,8 +122,7 @@ std::vector<const HeldFile*>& HeldFiles() {
 
 class LockedFile : public OpenFile {
   public:
-    LockedFile(Descriptor file, HeldFile held)
-        : OpenFile(std::move(file)), held_(std::move(held)) {
+    LockedFile(Descriptor file, HeldFile held) : OpenFile(std::move(file)), held_(std::move(held)) {
         HeldFiles().push_back(&held_);
     }
     ~LockedFile() override { std::erase(HeldFiles(), &held_); }

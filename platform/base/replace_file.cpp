@@ -225,8 +225,8 @@ bool RenameDraft(Draft& draft, const Target& target, mode_t mode, IfExists ifExi
     if (target.exists && !CarryTraits(target.name, target.status, draft.Get())) return false;
     if (fchmod(draft.Get(), mode) != 0) ThrowFileError(errno, target.name);
     SyncIf(true, draft.Get(), target.name);
-    const bool put = ifExists == IfExists::Refuse ? draft.LinkTo(target.name)
-                                                  : draft.RenameTo(target.name);
+    const bool put =
+        ifExists == IfExists::Refuse ? draft.LinkTo(target.name) : draft.RenameTo(target.name);
     if (!put && !BarsRename(target)) ThrowFileError(errno, target.name);
     if (put) SyncFolder(FolderOf(target.name));
     return put;

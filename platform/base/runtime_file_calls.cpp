@@ -63,8 +63,7 @@ std::int64_t LengthOf(int descriptor) {
 }
 
 template <class Result>
-Result Checked(Result result,
-               const std::source_location& call = std::source_location::current()) {
+Result Checked(Result result, const std::source_location& call = std::source_location::current()) {
     if (result < 0) SetFailure(ErrnoToCode(errno), call);
     return result;
 }
@@ -74,7 +73,7 @@ Result Checked(Result result,
 
 using namespace platform;
 
-// A file that was opened clears the last error: callers that take a length next look at it.
+// A file that was opened clears the last error (base-1).
 FILE* _fsopen(const char* name, const char* mode, int) {
     return Guarded<FILE*>(nullptr, [&] {
         FILE* const file = Open(name, mode);

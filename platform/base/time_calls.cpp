@@ -18,9 +18,7 @@ BOOL WINAPI SystemTimeToFileTime(const SYSTEMTIME* systemTime, FILETIME* fileTim
     });
 }
 
-void WINAPI GetSystemTimeAsFileTime(FILETIME* fileTime) {
-    *fileTime = FileTimeOf(CurrentTicks());
-}
+void WINAPI GetSystemTimeAsFileTime(FILETIME* fileTime) { *fileTime = FileTimeOf(CurrentTicks()); }
 
 LONG WINAPI CompareFileTime(const FILETIME* first, const FILETIME* second) {
     const Ticks left = TicksOf(*first);

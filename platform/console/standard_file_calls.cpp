@@ -160,8 +160,7 @@ BOOL WINAPI GetConsoleMode(HANDLE console, DWORD* mode) {
 }
 
 BOOL WINAPI SetConsoleMode(HANDLE console, DWORD mode) {
-    return GuardedBool(
-        [&] { WriteMode(ConsoleInputOf(console), mode); });
+    return GuardedBool([&] { WriteMode(ConsoleInputOf(console), mode); });
 }
 
 BOOL WINAPI ReadFile(HANDLE file, LPVOID buffer, DWORD size, DWORD* read, LPOVERLAPPED overlapped) {

@@ -199,16 +199,14 @@ LSTATUS WINAPI RegCloseKey(HKEY key) {
 
 LSTATUS WINAPI RegEnumKeyExA(HKEY key, DWORD index, LPSTR name, DWORD* nameSize, DWORD* reserved,
                              LPSTR className, DWORD* classSize, FILETIME* lastWrite) {
-    return GuardedStatus([&] {
-        EnumKey(key, index, name, nameSize, reserved, className, classSize, lastWrite);
-    });
+    return GuardedStatus(
+        [&] { EnumKey(key, index, name, nameSize, reserved, className, classSize, lastWrite); });
 }
 
 LSTATUS WINAPI RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, DWORD* nameSize, DWORD* reserved,
                              LPWSTR className, DWORD* classSize, FILETIME* lastWrite) {
-    return GuardedStatus([&] {
-        EnumKey(key, index, name, nameSize, reserved, className, classSize, lastWrite);
-    });
+    return GuardedStatus(
+        [&] { EnumKey(key, index, name, nameSize, reserved, className, classSize, lastWrite); });
 }
 
 LSTATUS WINAPI RegEnumValueA(HKEY key, DWORD index, LPSTR name, DWORD* nameSize, DWORD* reserved,
@@ -239,8 +237,8 @@ LSTATUS WINAPI RegQueryInfoKeyA(HKEY key, LPSTR className, DWORD* classSize, DWO
                                 DWORD* securitySize, FILETIME* lastWrite) {
     return GuardedStatus([&] {
         MustBeNull(reserved);
-        QueryInfo<char>(key, {subKeys, longestSubKey, longestClass, values,
-                                        longestValueName, largestData, securitySize});
+        QueryInfo<char>(key, {subKeys, longestSubKey, longestClass, values, longestValueName,
+                              largestData, securitySize});
         ClassAndTimeOut(className, classSize, lastWrite);
     });
 }
@@ -251,8 +249,8 @@ LSTATUS WINAPI RegQueryInfoKeyW(HKEY key, LPWSTR className, DWORD* classSize, DW
                                 DWORD* securitySize, FILETIME* lastWrite) {
     return GuardedStatus([&] {
         MustBeNull(reserved);
-        QueryInfo<wchar_t>(key, {subKeys, longestSubKey, longestClass, values,
-                                           longestValueName, largestData, securitySize});
+        QueryInfo<wchar_t>(key, {subKeys, longestSubKey, longestClass, values, longestValueName,
+                                 largestData, securitySize});
         ClassAndTimeOut(className, classSize, lastWrite);
     });
 }

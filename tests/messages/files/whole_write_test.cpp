@@ -73,9 +73,9 @@ TEST_F(WholeWrite, LeftoversGoAndNothingElse) {
     ASSERT_EQ(flock(held, LOCK_EX), 0);
     EXPECT_TRUE(Write("a", "1"));
     close(held);
-    EXPECT_EQ(Names(), (std::set<std::string>{"a", "kestrel-345-67.tmp", "kestrel-1-1.tmp",
-                                              "kestrel-1-1.tmp2", "kestrel-1.tmp",
-                                              "Kestrel-1-1.tmp"}));
+    EXPECT_EQ(Names(),
+              (std::set<std::string>{"a", "kestrel-345-67.tmp", "kestrel-1-1.tmp",
+                                     "kestrel-1-1.tmp2", "kestrel-1.tmp", "Kestrel-1-1.tmp"}));
 }
 
 TEST_F(WholeWrite, Refusals) {
@@ -149,7 +149,7 @@ bool IsWhole(const std::string& path, size_t size) {
 
 // A file that has a second name is overwritten; its new content then stands beside it.
 TEST_F(WholeWrite, KilledAtAnyMoment) {
-    constexpr size_t kSize = 64 * 1024 * 1024;
+    constexpr size_t kSize = 8 * 1024 * 1024;
     for (const bool linked : {false, true}) {
         Store("big", std::string(kSize, 'o'));
         if (linked) fs::create_hard_link(PathOf("big"), PathOf("second"));
@@ -160,7 +160,7 @@ TEST_F(WholeWrite, KilledAtAnyMoment) {
                     if (!Write("big", std::string(kSize, letter))) _exit(1);
                 }
             }
-            std::this_thread::sleep_for(std::chrono::milliseconds(moment * 17));
+            std::this_thread::sleep_for(std::chrono::milliseconds(moment * 7));
             kill(child, SIGKILL);
             EXPECT_EQ(StatusOf(child), -1) << "ended by itself";
             bool whole = IsWhole(PathOf("big"), kSize);
