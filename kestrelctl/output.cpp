@@ -7,7 +7,8 @@
 #include <filesystem>
 
 #include "kestrelctl/cli.h"
-#include "platform/base/home.h"
+#include "platform/base/process.h"
+#include "platform/base/replace_file.h"
 
 namespace kestrelctl {
 namespace {
@@ -112,9 +113,7 @@ void Say(const std::string& line) { std::printf("%s\n", Visible(line).c_str()); 
 void Complain(const std::string& line) { std::fprintf(stderr, "%s\n", Visible(line).c_str()); }
 
 void FinishOutput() {
-    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-        throw Failure("cannot write the output");
-    }
+    if (!platform::OutputArrived()) throw Failure("cannot write the output");
 }
 
 void Listing::Print(bool json) const { json ? PrintJson() : PrintTable(); }
@@ -153,20 +152,29 @@ void Listing::PrintTable() const {
     }
 }
 
-ExportFile::ExportFile(std::string name, bool force) : name_(std::move(name)) {
+ExportFile::ExportFile(std::string name, bool force) : name_(std::move(name)), force_(force) {
     std::error_code error;
-    // Devices and pipes are there to be written to.
-    if (!IsOutput() && !force && std::filesystem::is_regular_file(name_, error)) {
+    if (!force && std::filesystem::is_regular_file(name_, error)) {
         throw Failure("'" + name_ + "' exists; --force overwrites it");
     }
 }
 
+bool ExportFile::IsStream() const {
+    std::error_code error;
+    return name_ == "-" ||
+           (std::filesystem::exists(name_, error) && !std::filesystem::is_regular_file(name_, error));
+}
+
 void ExportFile::Write(platform::ByteView content, unsigned mode) const {
-    if (!IsOutput()) return platform::ReplaceFile(name_, content, mode);
+    using platform::IfExists;
+    if (name_ != "-") {
+        return platform::ReplaceFile(name_, content, mode,
+                                     force_ ? IfExists::Replace : IfExists::Refuse);
+    }
     std::fwrite(content.data(), 1, content.size(), stdout);
     FinishOutput();
 }
 
-void ExportFile::Report(const std::string& line) const { IsOutput() ? Complain(line) : Say(line); }
+void ExportFile::Report(const std::string& line) const { IsStream() ? Complain(line) : Say(line); }
 
 }  // namespace kestrelctl

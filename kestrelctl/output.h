@@ -44,12 +44,14 @@ class ExportFile {
     // Throws Failure for a file that exists, unless `force`: before any work is done.
     ExportFile(std::string name, bool force);
     void Write(platform::ByteView content, unsigned mode) const;
-    // Says a line: on standard error when the content went to standard output.
+    // Says a line: on standard error when the content went to a stream.
     void Report(const std::string& line) const;
 
   private:
-    [[nodiscard]] bool IsOutput() const { return name_ == "-"; }
+    // A device or a pipe is written to, so that lines beside the content would stand in it.
+    [[nodiscard]] bool IsStream() const;
     std::string name_;
+    bool force_;
 };
 
 }  // namespace kestrelctl

@@ -1,5 +1,6 @@
 // kestrelctl policy: the administrator's time-stamp policy in the settings of both sides.
 #include <charconv>
+#include <cstdio>
 
 #include "kestrelctl/commands.h"
 #include "platform/registry/registry.h"
@@ -96,9 +97,9 @@ void PolicySet(const Arguments& arguments) {
         key += "\\" + name.substr(0, split);
         name.erase(0, split + 1);
     }
-    RegistryDocument document = platform::LoadOwnDocument(side);
-    document.Set(key, ValueFrom(name, arguments.positionals[1]));
-    platform::SaveOwnDocument(side, document);
+    platform::ChangeOwnDocument(side, [&](RegistryDocument& document) {
+        document.Set(key, ValueFrom(name, arguments.positionals[1]));
+    });
 }
 
 void PolicyImport(const Arguments& arguments) {
@@ -114,9 +115,8 @@ void PolicyImport(const Arguments& arguments) {
     for (const Side side : kSides) {
         const RegistryDocument part = PartOf(read, side);
         if (part.Edits().empty()) continue;
-        RegistryDocument document = platform::LoadOwnDocument(side);
-        document.Append(part);
-        platform::SaveOwnDocument(side, document);
+        platform::ChangeOwnDocument(side,
+                                    [&](RegistryDocument& document) { document.Append(part); });
     }
 }
 
@@ -128,7 +128,8 @@ void PolicyExport(const Arguments& arguments) {
             AddValues(document, *node, std::string(RootOf(side)) + "\\" + kPolicyKey);
         }
     }
-    platform::ReplaceFile(arguments.positionals[0], platform::ViewOf(document.Serialize()), 0644);
+    ExportFile(arguments.positionals[0], arguments.Has("force"))
+        .Write(platform::ViewOf(document.Serialize()), 0644);
 }
 
 }  // namespace kestrelctl

@@ -1,16 +1,11 @@
 // kestrelctl store and trust: certificates and CRLs by store.
-#include <fcntl.h>
 #include <openssl/evp.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
-#include <filesystem>
 
 #include "kestrelctl/commands.h"
+#include "kestrelctl/output.h"
 #include "kestrelctl/text_forms.h"
-#include "platform/base/descriptor.h"
 #include "platform/stores/store.h"
 
 namespace kestrelctl {
@@ -79,10 +74,10 @@ void AddFiles(platform::Side side, const std::string& name, const std::vector<st
     store->Together([&] {
         for (const CertificateBundle& bundle : bundles) AddBundle(*store, bundle, tally);
     });
-    std::printf("Added %s and %s to %s", Counted(tally.certificates, "certificate").c_str(),
-                Counted(tally.crls, "CRL").c_str(), StoreText(side, name).c_str());
-    if (tally.present != 0) std::printf("; %zu stood there already", tally.present);
-    std::printf(".\n");
+    std::string line = "Added " + Counted(tally.certificates, "certificate") + " and " +
+                       Counted(tally.crls, "CRL") + " to " + StoreText(side, name);
+    if (tally.present != 0) line += "; " + std::to_string(tally.present) + " stood there already";
+    Say(line + ".");
 }
 
 // ---- export --------------------------------------------------------------------
@@ -99,29 +94,6 @@ void AppendPem(std::string& text, const char* label, platform::ByteView der) {
         text += '\n';
     }
     text.append("-----END ").append(label).append("-----\n");
-}
-
-enum class Target { File, Stream };
-
-// A device or pipe is written to; a file is replaced whole, and only when that was asked for.
-Target WriteExport(const std::string& file, platform::ByteView content, bool force) {
-    std::error_code error;
-    const auto type = std::filesystem::status(file, error).type();
-    const bool standard = file == "-";
-    if (!standard && (type == std::filesystem::file_type::regular ||
-                      type == std::filesystem::file_type::not_found)) {
-        if (type == std::filesystem::file_type::regular && !force) {
-            throw Failure(file + " exists; --force replaces it");
-        }
-        platform::ReplaceFile(file, content, 0644);
-        return Target::File;
-    }
-    const platform::Descriptor opened(standard ? dup(STDOUT_FILENO)
-                                               : open(file.c_str(), O_WRONLY | O_CLOEXEC));
-    if (opened.Get() < 0 || !platform::WriteAll(opened.Get(), content)) {
-        platform::ThrowErrno(errno, standard ? "standard output" : file);
-    }
-    return Target::Stream;
 }
 
 bool BeginsWith(platform::ByteView der, const std::string& thumbprint) {
@@ -198,25 +170,24 @@ void StoreRemove(const Arguments& arguments) {
     }
     for (const auto& certificate : certificates) store->Remove(*certificate);
     for (const auto& crl : crls) store->Remove(*crl);
-    std::printf("Removed 1 %s from %s.\n", crls.empty() ? "certificate" : "CRL",
-                StoreText(arguments.Side(), arguments.positionals[0]).c_str());
+    Say(std::string("Removed 1 ") + (crls.empty() ? "certificate" : "CRL") + " from " +
+        StoreText(arguments.Side(), arguments.positionals[0]) + ".");
 }
 
 void StoreExport(const Arguments& arguments) {
     const std::string& file = arguments.positionals[1];
+    const ExportFile output(file, arguments.Has("force"));
     const auto store = OpenExisting(arguments);
     const auto certificates = store->Certificates();
     const auto crls = store->Crls();
     std::string text;
     for (const auto& certificate : certificates) AppendPem(text, "CERTIFICATE", certificate->Der());
     for (const auto& crl : crls) AppendPem(text, "X509 CRL", crl->Der());
-    const Target target = WriteExport(file, platform::ViewOf(text), arguments.Has("force"));
-    // Standard output may be where the content went.
-    std::fprintf(target == Target::File ? stdout : stderr, "Wrote %s and %s of %s to %s.\n",
-                 Counted(certificates.size(), "certificate").c_str(),
-                 Counted(crls.size(), "CRL").c_str(),
-                 StoreText(arguments.Side(), arguments.positionals[0]).c_str(),
-                 file == "-" ? "standard output" : file.c_str());
+    output.Write(platform::ViewOf(text), 0644);
+    output.Report("Wrote " + Counted(certificates.size(), "certificate") + " and " +
+                  Counted(crls.size(), "CRL") + " of " +
+                  StoreText(arguments.Side(), arguments.positionals[0]) + " to " +
+                  (file == "-" ? "standard output" : file) + ".");
 }
 
 void Trust(const Arguments& arguments) {

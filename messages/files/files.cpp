@@ -69,6 +69,12 @@ DWORD DecodeFile(BytesHolder& data, DWORD& length) {
     return 0;
 }
 
+// Whoever changed the file meanwhile is another fault than a file that cannot be written.
+DWORD ReportUnwritten(const WholeFile& file) {
+    const bool changed = file.held != nullptr && GetLastError() == ERROR_SHARING_VIOLATION;
+    return changed ? ReportError(kLastError) : ReportError(kCannotOpenFile, file.name);
+}
+
 }  // namespace
 
 FileHolder OpenToRead(const char* name) { return Open(name, "rb"); }
@@ -119,14 +125,14 @@ DWORD ReadFileWhole(const char* name, BYTE*& data, DWORD& length, int* isDer) {
     return 0;
 }
 
-DWORD WriteFileRaw(const char* name, BYTE* data, DWORD length) {
+DWORD WriteFileRaw(const WholeFile& file, BYTE* data, DWORD length) {
     BytesHolder bytes(data);
-    if (!WriteWholeFile(name, data, length, true)) return ReportError(kCannotOpenFile, name);
+    if (!WriteWholeFile(file, data, length, true)) return ReportUnwritten(file);
     static_cast<void>(bytes.release());
     return 0;
 }
 
-DWORD WriteFileBase64(const char* name, BYTE* data, DWORD length) {
+DWORD WriteFileBase64(const WholeFile& file, BYTE* data, DWORD length) {
     const BytesHolder bytes(data);
     const size_t capacity = size_t{length} * 2;
     const std::unique_ptr<char[]> text(new (std::nothrow) char[capacity]);
@@ -135,8 +141,8 @@ DWORD WriteFileBase64(const char* name, BYTE* data, DWORD length) {
     if (!EncodeBase64Lines64(data, length, text.get(), &textLength) || textLength >= capacity) {
         return ReportError(kBadBase64);
     }
-    const bool written = WriteWholeFile(name, text.get(), textLength, true);
-    return written ? 0 : ReportError(kCannotOpenFile, name);
+    const bool written = WriteWholeFile(file, text.get(), textLength, true);
+    return written ? 0 : ReportUnwritten(file);
 }
 
 }  // namespace kestrel

@@ -39,21 +39,32 @@ DWORD OpenFilePair(InputFile& input, FileHolder& output);
 // code of DecodeAnyText.
 DWORD ReadFileWhole(const char* name, BYTE*& data, DWORD& length, int* isDer);
 
-// 0 or kCannotOpenFile. Frees `data` on failure only.
-DWORD WriteFileRaw(const char* name, BYTE* data, DWORD length);
+// A file that is written as a whole.
+struct WholeFile {
+    const char* name;
+    // The same file, where the caller has it open for writing so that no other process may
+    // change it; borrowed.
+    HANDLE held = nullptr;
+
+    WholeFile(const char* fileName, HANDLE file = nullptr) : name(fileName), held(file) {}
+};
+
+// 0 or kCannotOpenFile; the last error's report when another process has changed what the
+// caller holds. Frees `data` on failure only.
+DWORD WriteFileRaw(const WholeFile& file, BYTE* data, DWORD length);
 
 // Puts `data` into the file as a whole: a temporary file beside it takes its place when
 // everything is in it, so that a full disk or a killed process leaves the old file or the
 // new one. An existing file keeps its permissions, its owner and its links. `durable`
 // waits until the disk has it. False with the last error set, unreported.
-bool WriteWholeFile(const char* name, const void* data, size_t length, bool durable);
+bool WriteWholeFile(const WholeFile& file, const void* data, size_t length, bool durable);
 
 // A file to be read, which must be a file: what blocks or never ends (a FIFO, a socket, a
 // device) is refused unopened. Null with the last error set, unreported.
 FileHolder OpenPlainFile(const char* name);
 
-// In lines of 64 columns. Frees `data` in every case. kCannotOpenFile, kNoMemory, or
+// In lines of 64 columns. Frees `data` in every case. As WriteFileRaw, kNoMemory, or
 // kBadBase64 for data shorter than any message.
-DWORD WriteFileBase64(const char* name, BYTE* data, DWORD length);
+DWORD WriteFileBase64(const WholeFile& file, BYTE* data, DWORD length);
 
 }  // namespace kestrel

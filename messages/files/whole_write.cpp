@@ -3,23 +3,15 @@
 #include <algorithm>
 #include <string>
 
+#include "messages/files/file_handle.h"
 #include "messages/files/files.h"
 
 namespace kestrel {
 namespace {
 
-struct HandleCloser {
-    void operator()(HANDLE file) const {
-        const LastErrorKeeper keeper;
-        CloseHandle(file);
-    }
-};
-using HandleHolder = std::unique_ptr<void, HandleCloser>;
-
-HandleHolder Create(const char* name, DWORD disposition, DWORD attributes) {
-    const HANDLE file =
-        CreateFileA(name, GENERIC_WRITE, 0, nullptr, disposition, attributes, nullptr);
-    return HandleHolder(file != INVALID_HANDLE_VALUE ? file : nullptr);
+// Nobody else may have what is written open meanwhile.
+FileHandle Create(const char* name, DWORD disposition, DWORD attributes) {
+    return HoldFile(CreateFileA(name, GENERIC_WRITE, 0, nullptr, disposition, attributes, nullptr));
 }
 
 bool WriteAll(HANDLE file, const BYTE* data, size_t length) {
@@ -35,28 +27,33 @@ bool WriteAll(HANDLE file, const BYTE* data, size_t length) {
 }
 
 // A close that fails is a write that failed.
-bool Finish(HandleHolder file, bool durable) {
+bool Finish(FileHandle file, bool durable) {
     if (durable && !FlushFileBuffers(file.get())) return false;
     return CloseHandle(file.release());
 }
 
 bool WriteToDevice(const char* name, const BYTE* data, size_t length) {
-    HandleHolder file = Create(name, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL);
+    FileHandle file = Create(name, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL);
     return file && WriteAll(file.get(), data, length) && Finish(std::move(file), false);
+}
+
+bool WriteAndCut(HANDLE file, const BYTE* data, size_t length, bool durable) {
+    return WriteAll(file, data, length) && SetEndOfFile(file) &&
+           (!durable || FlushFileBuffers(file));
 }
 
 // Where no file may be made beside it. There is no call that would reserve the room, so a
 // full disk leaves a part of the old content and a part of the new.
-bool WriteInPlace(const char* name, const BYTE* data, size_t length, bool durable) {
-    HandleHolder file = Create(name, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL);
-    return file && WriteAll(file.get(), data, length) && SetEndOfFile(file.get()) &&
-           Finish(std::move(file), durable);
+bool WriteInPlace(const WholeFile& target, const BYTE* data, size_t length, bool durable) {
+    if (target.held != nullptr) return WriteAndCut(target.held, data, length, durable);
+    FileHandle file = Create(target.name, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL);
+    return file && WriteAndCut(file.get(), data, length, durable) && Finish(std::move(file), false);
 }
 
 // Deletes its file, unless that has taken another's place or is the only whole copy.
 class TemporaryFile {
   public:
-    TemporaryFile(const std::string& target, DWORD attributes);
+    explicit TemporaryFile(const std::string& target);
     ~TemporaryFile() {
         const LastErrorKeeper keeper;
         file_.reset();
@@ -74,18 +71,18 @@ class TemporaryFile {
 
   private:
     std::string name_;
-    HandleHolder file_;
+    FileHandle file_;
     bool made_ = false;
 };
 
 // Others may run in the same folder, and a killed process has left its file there.
-TemporaryFile::TemporaryFile(const std::string& target, DWORD attributes) {
+TemporaryFile::TemporaryFile(const std::string& target) {
     constexpr unsigned kMostTries = 10000;
     const std::string folder = target.substr(0, target.find_last_of("/\\") + 1);
     const std::string stem = folder + "kestrel-" + std::to_string(GetCurrentProcessId()) + "-";
     for (unsigned number = 0; number < kMostTries; ++number) {
         name_ = stem + std::to_string(number) + ".tmp";
-        file_ = Create(name_.c_str(), CREATE_NEW, attributes);
+        file_ = Create(name_.c_str(), CREATE_NEW, FILE_ATTRIBUTE_TEMPORARY);
         made_ = file_ != nullptr;
         if (made_ || GetLastError() != ERROR_FILE_EXISTS) return;
     }
@@ -95,7 +92,11 @@ TemporaryFile::TemporaryFile(const std::string& target, DWORD attributes) {
 // made in the meantime: neither may be lost.
 bool TemporaryFile::MoveTo(const char* target, bool durable) {
     made_ = !MoveFileExA(name_.c_str(), target, durable ? MOVEFILE_WRITE_THROUGH : 0);
-    return !made_ || (GetLastError() == ERROR_ALREADY_EXISTS && Replace(target, durable));
+    if (made_) return GetLastError() == ERROR_ALREADY_EXISTS && Replace(target, durable);
+    // A file that is called temporary is left out of backups.
+    const LastErrorKeeper keeper;
+    SetFileAttributesA(target, FILE_ATTRIBUTE_NORMAL);
+    return true;
 }
 
 bool TemporaryFile::Replace(const char* target, bool durable) {
@@ -111,35 +112,35 @@ bool MaySkipTemporaryFile() {
            error == ERROR_PATH_NOT_FOUND;
 }
 
-bool WriteExisting(const char* name, const BYTE* data, size_t length, bool durable) {
-    // Only its owner may read the content until it has the old file's permissions.
-    TemporaryFile temporary(name, FILE_ATTRIBUTE_TEMPORARY);
+bool WriteExisting(const WholeFile& target, const BYTE* data, size_t length, bool durable) {
+    TemporaryFile temporary(target.name);
     if (!temporary.IsMade()) {
-        return MaySkipTemporaryFile() && WriteInPlace(name, data, length, durable);
+        return MaySkipTemporaryFile() && WriteInPlace(target, data, length, durable);
     }
-    return temporary.Fill(data, length, durable) && temporary.Replace(name, durable);
+    return temporary.Fill(data, length, durable) && temporary.Replace(target.name, durable);
 }
 
 bool WriteNew(const char* name, const BYTE* data, size_t length, bool durable) {
-    TemporaryFile temporary(name, FILE_ATTRIBUTE_NORMAL);
+    TemporaryFile temporary(name);
     return temporary.IsMade() && temporary.Fill(data, length, durable) &&
            temporary.MoveTo(name, durable);
 }
 
 }  // namespace
 
-bool WriteWholeFile(const char* name, const void* data, size_t length, bool durable) {
+bool WriteWholeFile(const WholeFile& target, const void* data, size_t length, bool durable) {
     const auto* const bytes = static_cast<const BYTE*>(data);
-    const DWORD attributes = GetFileAttributesA(name);
+    const DWORD attributes = GetFileAttributesA(target.name);
     if (attributes == INVALID_FILE_ATTRIBUTES) {
-        return GetLastError() == ERROR_FILE_NOT_FOUND && WriteNew(name, bytes, length, durable);
+        return GetLastError() == ERROR_FILE_NOT_FOUND &&
+               WriteNew(target.name, bytes, length, durable);
     }
     if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
         SetLastError(ERROR_ACCESS_DENIED);
         return false;
     }
-    if ((attributes & FILE_ATTRIBUTE_DEVICE) != 0) return WriteToDevice(name, bytes, length);
-    return WriteExisting(name, bytes, length, durable);
+    if ((attributes & FILE_ATTRIBUTE_DEVICE) != 0) return WriteToDevice(target.name, bytes, length);
+    return WriteExisting(target, bytes, length, durable);
 }
 
 }  // namespace kestrel

@@ -1,3 +1,4 @@
+// Byte sequences: comparison, hexadecimal, wiping.
 #include "platform/base/bytes.h"
 
 #include <openssl/crypto.h>

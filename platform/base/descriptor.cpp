@@ -1,11 +1,10 @@
+// Open files of the system.
 #include "platform/base/descriptor.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 
 namespace platform {
 
@@ -14,16 +13,11 @@ bool Descriptor::Close() {
     return descriptor < 0 || close(descriptor) == 0;
 }
 
-TemporaryFile::TemporaryFile(std::string pattern)
-    : name_(std::move(pattern)), file_(mkostemp(name_.data(), O_CLOEXEC)) {}
-
-TemporaryFile::~TemporaryFile() {
-    if (file_.Get() >= 0 && !kept_) unlink(name_.c_str());
-}
-
-bool TemporaryFile::RenameTo(const std::string& target) {
-    kept_ = rename(name_.c_str(), target.c_str()) == 0;
-    return kept_;
+int OpenUninterrupted(const std::string& name, int flags, mode_t mode) {
+    for (;;) {
+        const int file = open(name.c_str(), flags | O_CLOEXEC | O_NOCTTY, mode);
+        if (file >= 0 || errno != EINTR) return file;
+    }
 }
 
 bool WriteAll(int file, ByteView content) {
@@ -47,9 +41,23 @@ bool CopyContent(int from, int to) {
     }
 }
 
+bool SyncFile(int file) {
+    while (fsync(file) != 0) {
+        if (errno != EINTR) return false;
+    }
+    return true;
+}
+
+bool SetLength(int file, off_t length) {
+    while (ftruncate(file, length) != 0) {
+        if (errno != EINTR) return false;
+    }
+    return true;
+}
+
 void SyncFolder(const std::string& folder) {
-    const Descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (opened.Get() >= 0) fsync(opened.Get());
+    const Descriptor opened(OpenUninterrupted(folder, O_RDONLY | O_DIRECTORY));
+    if (opened.Get() >= 0) static_cast<void>(SyncFile(opened.Get()));
 }
 
 }  // namespace platform

@@ -1,6 +1,8 @@
 // Open files of the system, as the platform's units hold them.
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 #include <utility>
 
@@ -14,6 +16,10 @@ class Descriptor {
     explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
     ~Descriptor() { static_cast<void>(Close()); }
     Descriptor(Descriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+    Descriptor& operator=(Descriptor&& other) noexcept {
+        std::swap(descriptor_, other.descriptor_);
+        return *this;
+    }
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
 
@@ -25,28 +31,13 @@ class Descriptor {
     int descriptor_;
 };
 
-// A file under a fresh name, for its owner alone, removed unless it is renamed into place.
-class TemporaryFile {
-  public:
-    // `pattern` ends in "XXXXXX". Get() is negative, with errno, on failure.
-    explicit TemporaryFile(std::string pattern);
-    ~TemporaryFile();
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-
-    [[nodiscard]] int Get() const { return file_.Get(); }
-    [[nodiscard]] bool RenameTo(const std::string& target);
-
-  private:
-    std::string name_;
-    Descriptor file_;
-    bool kept_ = false;
-};
-
-// Both leave errno on failure.
+// All leave errno on failure, and go on when a signal interrupts them.
+[[nodiscard]] int OpenUninterrupted(const std::string& name, int flags, mode_t mode = 0);
 [[nodiscard]] bool WriteAll(int file, ByteView content);
 // Copies from the start of one file to the current place in another.
 [[nodiscard]] bool CopyContent(int from, int to);
+[[nodiscard]] bool SyncFile(int file);
+[[nodiscard]] bool SetLength(int file, off_t length);
 
 // A rename is on the disk once its folder is.
 void SyncFolder(const std::string& folder);

@@ -1,3 +1,4 @@
+// The C library's error numbers in the platform's codes.
 #include "platform/base/errno_map.h"
 
 #include <cerrno>

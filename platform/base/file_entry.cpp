@@ -1,4 +1,4 @@
-// Calls on files by name: attributes, folders, deleting, renaming.
+// Files by name: attributes, folders, deleting, renaming.
 #include "platform/base/file_entry.h"
 
 #include <fcntl.h>
@@ -8,26 +8,12 @@
 #include <cstdio>
 
 #include "platform/base/descriptor.h"
+#include "platform/base/draft.h"
 #include "platform/base/error.h"
 #include "platform/base/file_name.h"
 
 namespace platform {
 namespace {
-
-// "No such file" is an answer that callers want for each of many names, so it is not thrown.
-DWORD AttributesOfName(const std::string& name) {
-    struct stat status {};
-    if (stat(name.c_str(), &status) == 0) return AttributesOf(status);
-    SetLastError(FileErrorCode(errno, name));
-    return INVALID_FILE_ATTRIBUTES;
-}
-
-void MakeFolder(const std::string& name) {
-    if (mkdir(name.c_str(), 0777) == 0) return;
-    if (errno == EEXIST) throw Error(ERROR_ALREADY_EXISTS, name);
-    if (errno == ENOENT) throw Error(ERROR_PATH_NOT_FOUND, name);
-    ThrowFileError(errno, name);
-}
 
 // For file systems that cannot refuse an existing target: a second link cannot replace
 // anything either. Where there are no links, a look must do.
@@ -38,29 +24,62 @@ bool RenameByLink(const char* from, const char* to) {
     return errno != EEXIST && rename(from, to) == 0;
 }
 
-bool RenameToFree(const char* from, const char* to) {
-    if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return true;
-    const bool unsupported = errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP;
-    return unsupported && RenameByLink(from, to);
+void SyncNamed(const std::string& name) {
+    const Descriptor file(OpenUninterrupted(name, O_RDONLY));
+    if (file.Get() < 0 || !SyncFile(file.Get())) ThrowFileError(errno, name);
 }
 
-void SyncFile(const std::string& name) {
-    const Descriptor file(open(name.c_str(), O_RDONLY | O_CLOEXEC));
-    if (file.Get() < 0 || fsync(file.Get()) != 0) ThrowFileError(errno, name);
-}
-
-void Move(const std::string& from, const std::string& to, DWORD flags) {
-    const bool durable = (flags & MOVEFILE_WRITE_THROUGH) != 0;
-    if (durable) SyncFile(from);
-    const bool replacing = (flags & MOVEFILE_REPLACE_EXISTING) != 0;
-    const bool moved =
-        replacing ? rename(from.c_str(), to.c_str()) == 0 : RenameToFree(from.c_str(), to.c_str());
-    if (!moved && errno == EEXIST) throw Error(ERROR_ALREADY_EXISTS, to);
-    if (!moved) ThrowFileError(errno, to);
-    if (durable) SyncFolder(FolderOf(to));
+// A temporary file that is moved is one no more: it gets the permissions of any new file.
+void MakeOrdinary(const std::string& name) {
+    const auto draft = FindDraft(name);
+    if (draft != nullptr && fchmod(draft->Get(), draft->OrdinaryMode()) != 0) {
+        ThrowFileError(errno, name);
+    }
 }
 
 }  // namespace
+
+bool RenameToFree(const std::string& from, const std::string& to) {
+    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+    const bool unsupported = errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP;
+    return unsupported && RenameByLink(from.c_str(), to.c_str());
+}
+
+void Move(const std::string& from, const std::string& to, DWORD flags) {
+    constexpr DWORD kKnown = MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH;
+    if ((flags & ~kKnown) != 0) throw Error(ERROR_INVALID_PARAMETER);
+    const bool durable = (flags & MOVEFILE_WRITE_THROUGH) != 0;
+    MakeOrdinary(from);
+    if (durable) SyncNamed(from);
+    const bool replacing = (flags & MOVEFILE_REPLACE_EXISTING) != 0;
+    const bool moved = replacing ? rename(from.c_str(), to.c_str()) == 0 : RenameToFree(from, to);
+    if (!moved && errno == EEXIST) throw Error(ERROR_ALREADY_EXISTS, to);
+    if (!moved) ThrowFileError(errno, to);
+    ForgetDraft(from);
+    if (durable) SyncFolder(FolderOf(to));
+}
+
+void SetReadOnly(const std::string& name, bool readOnly) {
+    constexpr mode_t kWrite = S_IWUSR | S_IWGRP | S_IWOTH;
+    struct stat status {};
+    if (stat(name.c_str(), &status) != 0) ThrowFileError(errno, name);
+    const bool isReadOnly = (status.st_mode & kWrite) == 0;
+    if (isReadOnly == readOnly) return;
+    const mode_t mode = readOnly ? status.st_mode & ~kWrite : status.st_mode | S_IWUSR;
+    if (chmod(name.c_str(), mode & ~mode_t{S_IFMT}) != 0) ThrowFileError(errno, name);
+}
+
+void MakeFolder(const std::string& name) {
+    if (mkdir(name.c_str(), 0777) == 0) return;
+    if (errno == EEXIST) throw Error(ERROR_ALREADY_EXISTS, name);
+    if (errno == ENOENT) throw Error(ERROR_PATH_NOT_FOUND, name);
+    ThrowFileError(errno, name);
+}
+
+void DeleteNamed(const std::string& name) {
+    if (unlink(name.c_str()) != 0) ThrowFileError(errno, name);
+    ForgetDraft(name);
+}
 
 DWORD AttributesOf(const struct stat& status) {
     DWORD attributes = 0;
@@ -71,29 +90,3 @@ DWORD AttributesOf(const struct stat& status) {
 }
 
 }  // namespace platform
-
-DWORD WINAPI GetFileAttributesA(LPCSTR name) {
-    return platform::Guarded<DWORD>(INVALID_FILE_ATTRIBUTES, [&] {
-        return platform::AttributesOfName(platform::FileArgument(name));
-    });
-}
-
-BOOL WINAPI CreateDirectoryA(LPCSTR name, LPSECURITY_ATTRIBUTES) {
-    return platform::GuardedBool([&] { platform::MakeFolder(platform::FileArgument(name)); });
-}
-
-BOOL WINAPI DeleteFileA(LPCSTR name) {
-    return platform::GuardedBool([&] {
-        const std::string file = platform::FileArgument(name);
-        if (unlink(file.c_str()) != 0) platform::ThrowFileError(errno, file);
-    });
-}
-
-BOOL WINAPI MoveFileExA(LPCSTR from, LPCSTR to, DWORD flags) {
-    return platform::GuardedBool([&] {
-        if ((flags & ~DWORD{MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH}) != 0) {
-            throw platform::Error(ERROR_INVALID_PARAMETER);
-        }
-        platform::Move(platform::FileArgument(from), platform::FileArgument(to), flags);
-    });
-}

@@ -1,13 +1,25 @@
-// What the system knows of a file, in the platform's terms.
+// Files by name, in the platform's terms. Failures are thrown with the name.
 #pragma once
 
 #include <sys/stat.h>
 
 #include "platform/base/ground.h"
 
+#include <string>
+
 namespace platform {
 
 // FILE_ATTRIBUTE_ values.
 DWORD AttributesOf(const struct stat& status);
+
+// Takes every write permission, or gives back the owner's when none is left.
+void SetReadOnly(const std::string& name, bool readOnly);
+void MakeFolder(const std::string& name);
+// `flags`: those of MoveFileExA.
+void Move(const std::string& from, const std::string& to, DWORD flags);
+void DeleteNamed(const std::string& name);
+
+// False with errno, EEXIST when the name is taken.
+[[nodiscard]] bool RenameToFree(const std::string& from, const std::string& to);
 
 }  // namespace platform

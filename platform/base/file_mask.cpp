@@ -1,3 +1,4 @@
+// Names against masks.
 #include "platform/base/file_mask.h"
 
 #include "platform/base/text.h"

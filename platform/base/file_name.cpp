@@ -1,3 +1,4 @@
+// File names as the program writes them, and failures that name one.
 #include "platform/base/file_name.h"
 
 #include <sys/stat.h>
@@ -35,8 +36,8 @@ DWORD FileErrorCode(int error, const std::string& file) {
     return noFolder ? DWORD{ERROR_PATH_NOT_FOUND} : ErrnoToCode(error);
 }
 
-void ThrowFileError(int error, const std::string& file) {
-    throw Error(FileErrorCode(error, file), file);
+void ThrowFileError(int error, const std::string& file, const std::source_location& where) {
+    throw Error(FileErrorCode(error, file), file, where);
 }
 
 }  // namespace platform

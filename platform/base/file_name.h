@@ -3,6 +3,7 @@
 
 #include "platform/base/ground.h"
 
+#include <source_location>
 #include <string>
 #include <string_view>
 
@@ -21,6 +22,8 @@ std::string FolderOf(const std::string& file);
 // the folder.
 DWORD FileErrorCode(int error, const std::string& file);
 // The same, with the name as detail.
-[[noreturn]] void ThrowFileError(int error, const std::string& file);
+[[noreturn]] void ThrowFileError(
+    int error, const std::string& file,
+    const std::source_location& where = std::source_location::current());
 
 }  // namespace platform

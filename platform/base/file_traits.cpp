@@ -1,3 +1,4 @@
+// What a file has besides its content.
 #include "platform/base/file_traits.h"
 
 #include <sys/xattr.h>

@@ -1,3 +1,4 @@
+// The table of live handles.
 #include "platform/base/handle.h"
 
 #include <unordered_map>

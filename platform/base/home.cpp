@@ -1,3 +1,4 @@
+// Where the platform keeps things.
 #include "platform/base/home.h"
 
 #include <fcntl.h>
@@ -67,7 +68,7 @@ fs::path EnsureHome(Side side) {
 }
 
 Bytes ReadWholeFile(const fs::path& file) {
-    const Descriptor opened(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    const Descriptor opened(OpenUninterrupted(file, O_RDONLY));
     if (opened.Get() < 0) ThrowErrno(errno, file);
     Bytes content(SizeOf(opened.Get(), file) + 1);
     std::size_t length = 0;
@@ -83,17 +84,8 @@ Bytes ReadWholeFile(const fs::path& file) {
     return content;
 }
 
-void ReplaceFile(const fs::path& file, ByteView content, unsigned mode) {
-    TemporaryFile temporary(file.string() + ".XXXXXX");
-    if (temporary.Get() < 0) ThrowErrno(errno, file);
-    if (fchmod(temporary.Get(), static_cast<mode_t>(mode)) != 0 ||
-        !WriteAll(temporary.Get(), content) || fsync(temporary.Get()) != 0 ||
-        !temporary.RenameTo(file.string())) {
-        ThrowErrno(errno, file);
-    }
-    SyncFolder(file.has_parent_path() ? file.parent_path().string() : ".");
+void ThrowErrno(int error, const fs::path& file, const std::source_location& where) {
+    throw Error(ErrnoToCode(error), file.string(), where);
 }
-
-void ThrowErrno(int error, const fs::path& file) { throw Error(ErrnoToCode(error), file.string()); }
 
 }  // namespace platform

@@ -2,9 +2,10 @@
 #pragma once
 
 #include <filesystem>
-#include <functional>
+#include <source_location>
 
 #include "platform/base/bytes.h"
+#include "platform/base/replace_file.h"
 
 namespace platform {
 
@@ -21,11 +22,8 @@ std::filesystem::path EnsureHome(Side side);
 // ERROR_FILE_NOT_FOUND or ERROR_ACCESS_DENIED with the file's name as detail.
 Bytes ReadWholeFile(const std::filesystem::path& file);
 
-// Replaces a file by rename after the new bytes are on the disk, so that a process
-// killed at any moment leaves the old or the new file whole.
-void ReplaceFile(const std::filesystem::path& file, ByteView content, unsigned mode);
-
 // Maps an errno to the platform's code and throws it with the file's name.
-[[noreturn]] void ThrowErrno(int error, const std::filesystem::path& file);
+[[noreturn]] void ThrowErrno(int error, const std::filesystem::path& file,
+                             const std::source_location& where = std::source_location::current());
 
 }  // namespace platform

@@ -1,10 +1,13 @@
+// Opening files as CreateFileA does.
 #include "platform/base/open_file.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <vector>
 
 #include "platform/base/errno_map.h"
 #include "platform/base/file_name.h"
@@ -38,11 +41,8 @@ int DispositionFlags(DWORD disposition) {
     }
 }
 
-int OpenUninterrupted(const std::string& name, int flags, mode_t mode) {
-    for (;;) {
-        const int descriptor = open(name.c_str(), flags | O_CLOEXEC | O_NOCTTY, mode);
-        if (descriptor >= 0 || errno != EINTR) return descriptor;
-    }
+bool IsTemporary(const OpenRequest& request) {
+    return (request.attributes & FILE_ATTRIBUTE_TEMPORARY) != 0;
 }
 
 // An existing FIFO is opened for writing at once or, without a reader, not at all. What has
@@ -57,61 +57,146 @@ void WaitAgain(int descriptor) {
     if ((flags & O_NONBLOCK) != 0) fcntl(descriptor, F_SETFL, flags & ~O_NONBLOCK);
 }
 
-Descriptor Open(const std::string& name, int flags, DWORD attributes) {
-    constexpr DWORD kKnown = FILE_ATTRIBUTE_NORMAL | FILE_ATTRIBUTE_TEMPORARY;
-    if ((attributes & ~kKnown) != 0) throw Error(ERROR_INVALID_PARAMETER);
-    const mode_t mode = (attributes & FILE_ATTRIBUTE_TEMPORARY) != 0 ? 0600 : 0666;
-    Descriptor file(OpenUninterrupted(name, WithoutWaiting(flags), mode));
-    if (file.Get() < 0) ThrowFileError(errno, name);
+struct stat StatusOf(int file, const std::string& name) {
+    struct stat status {};
+    if (fstat(file, &status) != 0) ThrowFileError(errno, name);
+    return status;
+}
+
+Descriptor OpenPlainly(const OpenRequest& request, int flags) {
+    const mode_t mode = IsTemporary(request) ? 0600 : 0666;
+    Descriptor file(OpenUninterrupted(request.name, WithoutWaiting(flags), mode));
+    if (file.Get() < 0) ThrowFileError(errno, request.name);
     if (WithoutWaiting(flags) != flags) WaitAgain(file.Get());
     // A folder opens for reading, and every read from it fails.
-    struct stat status {};
-    if ((flags & O_ACCMODE) == O_RDONLY && fstat(file.Get(), &status) == 0 &&
-        S_ISDIR(status.st_mode)) {
-        ThrowFileError(EISDIR, name);
+    const bool reads = (flags & O_ACCMODE) == O_RDONLY;
+    if (reads && S_ISDIR(StatusOf(file.Get(), request.name).st_mode)) {
+        ThrowFileError(EISDIR, request.name);
     }
     return file;
 }
 
-void CheckDone(int result) {
-    if (result != 0) throw Error(ErrnoToCode(errno));
+// ---- sharing -------------------------------------------------------------------
+
+// What tells a file and its content from another.
+struct Identity {
+    dev_t device;
+    ino_t number;
+    off_t size;
+    timespec written;
+    timespec changed;
+
+    explicit Identity(const struct stat& status)
+        : device(status.st_dev),
+          number(status.st_ino),
+          size(status.st_size),
+          written(status.st_mtim),
+          changed(status.st_ctim) {}
+    [[nodiscard]] bool SameFile(const Identity& other) const {
+        return device == other.device && number == other.number;
+    }
+    [[nodiscard]] bool SameContent(const Identity& other) const {
+        const auto same = [](const timespec& first, const timespec& second) {
+            return first.tv_sec == second.tv_sec && first.tv_nsec == second.tv_nsec;
+        };
+        return SameFile(other) && size == other.size && same(written, other.written) &&
+               same(changed, other.changed);
+    }
+};
+
+Identity IdentityOf(const std::string& name) {
+    struct stat status {};
+    if (stat(name.c_str(), &status) != 0) ThrowFileError(errno, name);
+    return Identity(status);
+}
+
+struct HeldFile {
+    std::string name;
+    Identity identity;
+};
+
+std::vector<const HeldFile*>& HeldFiles() {
+    static auto* const files = new std::vector<const HeldFile*>;
+    return *files;
+}
+
+class LockedFile : public OpenFile {
+  public:
+    LockedFile(Descriptor file, HeldFile held) : OpenFile(std::move(file)), held_(std::move(held)) {
+        HeldFiles().push_back(&held_);
+    }
+    ~LockedFile() override { std::erase(HeldFiles(), &held_); }
+    LockedFile(const LockedFile&) = delete;
+    LockedFile& operator=(const LockedFile&) = delete;
+
+  private:
+    HeldFile held_;
+};
+
+// File systems without locks leave it to the comparison.
+void Lock(int file, const std::string& name) {
+    while (flock(file, LOCK_EX | LOCK_NB) != 0) {
+        if (errno == EWOULDBLOCK) throw Error(ERROR_SHARING_VIOLATION, name);
+        if (errno != EINTR) return;
+    }
+}
+
+// Whoever had the lock before may have put another file under the name since it was opened.
+std::shared_ptr<OpenFile> OpenLocked(const OpenRequest& request, int flags) {
+    for (;;) {
+        Descriptor file = OpenPlainly(request, flags);
+        if (!S_ISREG(StatusOf(file.Get(), request.name).st_mode)) {
+            return std::make_shared<OpenFile>(std::move(file));
+        }
+        Lock(file.Get(), request.name);
+        const Identity identity(StatusOf(file.Get(), request.name));
+        if (!identity.SameFile(IdentityOf(request.name))) continue;
+        return std::make_shared<LockedFile>(std::move(file), HeldFile{request.name, identity});
+    }
 }
 
 }  // namespace
 
+// A draft stays open, so a copy is closed for what a file system may tell only then.
 void OpenFile::Close() {
+    if (draft_ != nullptr) {
+        if (!Descriptor(dup(draft_->Get())).Close() || !draft_->GiveName()) {
+            ThrowFileError(errno, draft_->Name());
+        }
+        if (isTemporary_) return KeepDraft(std::move(draft_));
+        draft_->Settle();
+        draft_.reset();
+        return;
+    }
     if (!descriptor_.Close()) throw Error(ErrnoToCode(errno));
 }
 
+std::shared_ptr<OpenFile> Open(const OpenRequest& request) {
+    constexpr DWORD kKnown = FILE_ATTRIBUTE_NORMAL | FILE_ATTRIBUTE_TEMPORARY;
+    constexpr DWORD kShares = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    if ((request.attributes & ~kKnown) != 0 || (request.share & ~kShares) != 0) {
+        throw Error(ERROR_INVALID_PARAMETER);
+    }
+    const int access = AccessFlags(request.access);
+    const int flags = access | DispositionFlags(request.disposition);
+    if (request.disposition == CREATE_NEW && request.share == 0 && access != O_RDONLY) {
+        const auto who =
+            IsTemporary(request) ? Draft::Access::OwnerAlone : Draft::Access::Everybody;
+        return std::make_shared<OpenFile>(std::make_shared<Draft>(request.name, access, who),
+                                          IsTemporary(request));
+    }
+    const bool locks = request.disposition == OPEN_EXISTING &&
+                       (request.share & FILE_SHARE_WRITE) == 0 && access != O_RDONLY;
+    if (locks) return OpenLocked(request, flags);
+    return std::make_shared<OpenFile>(OpenPlainly(request, flags));
+}
+
+void CheckHeld(const std::string& name) {
+    for (const HeldFile* held : HeldFiles()) {
+        if (held->name == name && !held->identity.SameContent(IdentityOf(name))) {
+            throw Error(ERROR_SHARING_VIOLATION, name);
+        }
+    }
+}
+
 }  // namespace platform
-
-HANDLE WINAPI CreateFileA(LPCSTR name, DWORD access, DWORD, LPSECURITY_ATTRIBUTES,
-                          DWORD disposition, DWORD flags, HANDLE) {
-    return platform::Guarded<HANDLE>(INVALID_HANDLE_VALUE, [&]() -> HANDLE {
-        const std::string file = platform::FileArgument(name);
-        const int how = platform::AccessFlags(access) | platform::DispositionFlags(disposition);
-        return platform::Publish(
-            std::make_shared<platform::OpenFile>(platform::Open(file, how, flags)));
-    });
-}
-
-BOOL WINAPI FlushFileBuffers(HANDLE file) {
-    return platform::GuardedBool(
-        [&] { platform::CheckDone(fsync(platform::Resolve<platform::OpenFile>(file)->Get())); });
-}
-
-BOOL WINAPI SetEndOfFile(HANDLE file) {
-    return platform::GuardedBool([&] {
-        const int descriptor = platform::Resolve<platform::OpenFile>(file)->Get();
-        const off_t position = lseek(descriptor, 0, SEEK_CUR);
-        platform::CheckDone(position < 0 ? -1 : ftruncate(descriptor, position));
-    });
-}
-
-BOOL WINAPI CloseHandle(HANDLE object) {
-    return platform::GuardedBool([&] {
-        const auto file = platform::Resolve<platform::OpenFile>(object);
-        platform::ReleaseHandle(object, platform::Kind::File, ERROR_INVALID_HANDLE);
-        file->Close();
-    });
-}

@@ -1,3 +1,4 @@
+// How a value reaches a caller's buffer.
 #include "platform/base/output.h"
 
 #include <limits>

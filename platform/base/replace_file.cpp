@@ -1,4 +1,6 @@
 // Putting a file in the place of another, whose links and traits stay.
+#include "platform/base/replace_file.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -6,8 +8,11 @@
 #include <cerrno>
 #include <climits>
 #include <cstdio>
+#include <memory>
 
+#include "platform/base/cleanup.h"
 #include "platform/base/descriptor.h"
+#include "platform/base/draft.h"
 #include "platform/base/error.h"
 #include "platform/base/file_name.h"
 #include "platform/base/file_traits.h"
@@ -52,7 +57,7 @@ Target FindTarget(const std::string& replaced) {
     for (int links = 0; links < kMostLinks; ++links) {
         struct stat link {};
         target.exists = lstat(target.name.c_str(), &link) == 0;
-        if (!target.exists && (errno != ENOENT || links == 0)) ThrowFileError(errno, target.name);
+        if (!target.exists && errno != ENOENT) ThrowFileError(errno, target.name);
         target.status = link;
         if (!target.exists || !S_ISLNK(link.st_mode)) return target;
         CheckFollowed(target.name, target.status);
@@ -81,6 +86,18 @@ bool BarsRename(const Target& target) {
     return target.exists && (errno == EACCES || errno == EPERM || errno == EBUSY || errno == EROFS);
 }
 
+// Null where the folder takes no new file, but the file itself may be written.
+std::unique_ptr<Draft> DraftBeside(const Target& target) {
+    try {
+        return Draft::In(FolderOf(target.name));
+    } catch (const Error& error) {
+        const bool barred = error.Code() == ERROR_ACCESS_DENIED ||
+                            error.Code() == ERROR_WRITE_PROTECT || error.Code() == ERROR_BUSY;
+        if (target.exists && barred) return nullptr;
+        throw Error(error.Code(), target.name, error.Where());
+    }
+}
+
 // The replacement, as opened for reading.
 struct Source {
     std::string name;
@@ -89,7 +106,7 @@ struct Source {
 };
 
 Source OpenSource(const std::string& name) {
-    Source source{name, Descriptor(open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK))};
+    Source source{name, Descriptor(OpenUninterrupted(name, O_RDONLY | O_NONBLOCK)), {}};
     if (source.file.Get() < 0 || fstat(source.file.Get(), &source.status) != 0) {
         ThrowFileError(errno, name);
     }
@@ -98,7 +115,7 @@ Source OpenSource(const std::string& name) {
 }
 
 void SyncIf(bool durable, int file, const std::string& name) {
-    if (durable && fsync(file) != 0) ThrowFileError(errno, name);
+    if (durable && !SyncFile(file)) ThrowFileError(errno, name);
 }
 
 // All of these answer false when the file cannot be replaced by a rename and kept as it is.
@@ -117,15 +134,12 @@ bool RenameSource(const Source& source, const Target& target, bool durable) {
 }
 
 bool RenameCopy(const Source& source, const Target& target, bool durable) {
-    TemporaryFile copy(FolderOf(target.name) + "kestrel-XXXXXX");
-    if (copy.Get() < 0) {
-        if (!BarsRename(target)) ThrowFileError(errno, target.name);
-        return false;
-    }
-    if (!CopyContent(source.file.Get(), copy.Get())) ThrowFileError(errno, target.name);
-    if (!Dress(copy.Get(), source, target)) return false;
-    SyncIf(durable, copy.Get(), target.name);
-    if (copy.RenameTo(target.name)) {
+    const std::unique_ptr<Draft> copy = DraftBeside(target);
+    if (copy == nullptr) return false;
+    if (!CopyContent(source.file.Get(), copy->Get())) ThrowFileError(errno, target.name);
+    if (!Dress(copy->Get(), source, target)) return false;
+    SyncIf(durable, copy->Get(), target.name);
+    if (copy->RenameTo(target.name)) {
         unlink(source.name.c_str());
         return true;
     }
@@ -158,45 +172,118 @@ void ReserveRoom(int file, const Target& target, off_t size) {
     }
     if (error == 0) return;
     // What was taken so far is given back.
-    if (ftruncate(file, before) != 0) ThrowFileError(errno, target.name);
+    if (!SetLength(file, before)) ThrowFileError(errno, target.name);
     ThrowFileError(error, target.name);
 }
 
-// The replacement stays until the end: a process killed on the way leaves it whole.
+// The replacement stays until the end: a process killed on the way leaves it whole, and
+// nobody may write it, by which those who clear up behind killed processes know it.
 void Overwrite(const Source& source, const Target& target, bool durable) {
-    Descriptor file(open(target.name.c_str(), O_WRONLY | O_CLOEXEC));
+    Descriptor file(OpenUninterrupted(target.name, O_WRONLY));
     if (file.Get() < 0) ThrowFileError(errno, target.name);
     SyncIf(durable, source.file.Get(), source.name);
     if (durable) SyncFolder(FolderOf(source.name));
     const off_t size = source.status.st_size;
     ReserveRoom(file.Get(), target, size);
-    if (!CopyContent(source.file.Get(), file.Get()) || ftruncate(file.Get(), size) != 0 ||
-        (durable && fsync(file.Get()) != 0) || !file.Close()) {
+    const SignalsHeld held;
+    fchmod(source.file.Get(), 0400);
+    if (!CopyContent(source.file.Get(), file.Get()) || !SetLength(file.Get(), size) ||
+        (durable && !SyncFile(file.Get())) || !file.Close()) {
+        ForgetDraft(source.name);
         throw Error(ERROR_UNABLE_TO_MOVE_REPLACEMENT, source.name);
     }
     unlink(source.name.c_str());
 }
 
-void Replace(const std::string& replaced, const std::string& replacement, bool durable) {
-    const Source source = OpenSource(replacement);
-    const Target target = FindTarget(replaced);
+void Put(const Source& source, const Target& target, bool durable) {
     CheckTarget(target, source.status);
     if (ReplaceByRename(source, target, durable)) return;
     if (!target.exists) ThrowFileError(EACCES, target.name);
     Overwrite(source, target, durable);
 }
 
-}  // namespace
-}  // namespace platform
+// ---- content from memory -------------------------------------------------------
 
-BOOL WINAPI ReplaceFileA(LPCSTR replaced, LPCSTR replacement, LPCSTR backup, DWORD flags,
-                         LPVOID exclude, LPVOID reserved) {
-    return platform::GuardedBool([&] {
-        if (backup != nullptr || exclude != nullptr || reserved != nullptr ||
-            (flags & ~DWORD{REPLACEFILE_WRITE_THROUGH}) != 0) {
-            throw platform::Error(ERROR_INVALID_PARAMETER);
-        }
-        platform::Replace(platform::FileArgument(replaced), platform::FileArgument(replacement),
-                          (flags & REPLACEFILE_WRITE_THROUGH) != 0);
-    });
+// Neither a file nor a folder; or a file that a process has open, which is no name to rename
+// to.
+bool IsWrittenTo(const Target& target) {
+    return target.exists && !S_ISDIR(target.status.st_mode) &&
+           (target.pinned || !S_ISREG(target.status.st_mode));
 }
+
+void WriteTo(const Target& target, ByteView content) {
+    const int truncate = S_ISREG(target.status.st_mode) ? O_TRUNC : 0;
+    Descriptor file(OpenUninterrupted(target.name, O_WRONLY | truncate));
+    if (file.Get() < 0 || !WriteAll(file.Get(), content) || !file.Close()) {
+        ThrowFileError(errno, target.name);
+    }
+}
+
+// False when the target cannot be replaced by a rename and kept as it is.
+bool RenameDraft(Draft& draft, const Target& target, mode_t mode, IfExists ifExists) {
+    if (target.exists && target.status.st_nlink > 1) return false;
+    if (target.exists && !CarryTraits(target.name, target.status, draft.Get())) return false;
+    if (fchmod(draft.Get(), mode) != 0) ThrowFileError(errno, target.name);
+    SyncIf(true, draft.Get(), target.name);
+    const bool put =
+        ifExists == IfExists::Refuse ? draft.LinkTo(target.name) : draft.RenameTo(target.name);
+    if (!put && !BarsRename(target)) ThrowFileError(errno, target.name);
+    if (put) SyncFolder(FolderOf(target.name));
+    return put;
+}
+
+void OverwriteWith(Draft& draft, const Target& target) {
+    if (!draft.GiveName()) ThrowFileError(errno, draft.Name());
+    const Source source = OpenSource(draft.Name());
+    try {
+        Overwrite(source, target, true);
+    } catch (const Error& error) {
+        if (error.Code() == ERROR_UNABLE_TO_MOVE_REPLACEMENT) draft.Settle();
+        throw;
+    }
+}
+
+// The folder takes no file beside it: a process that is killed on the way leaves a part.
+void WriteInPlace(const Target& target, ByteView content) {
+    Descriptor file(OpenUninterrupted(target.name, O_WRONLY));
+    if (file.Get() < 0) ThrowFileError(errno, target.name);
+    const auto size = static_cast<off_t>(content.size());
+    ReserveRoom(file.Get(), target, size);
+    const SignalsHeld held;
+    if (!WriteAll(file.Get(), content) || !SetLength(file.Get(), size) || !SyncFile(file.Get()) ||
+        !file.Close()) {
+        ThrowFileError(errno, target.name);
+    }
+}
+
+void CheckReplaced(const Target& target, const std::string& file, IfExists ifExists) {
+    if (!target.exists) return;
+    if (!S_ISREG(target.status.st_mode)) ThrowFileError(EISDIR, file);
+    if (ifExists == IfExists::Refuse) ThrowFileError(EEXIST, file);
+    if (faccessat(AT_FDCWD, target.name.c_str(), W_OK, AT_EACCESS) != 0) {
+        ThrowFileError(errno, target.name);
+    }
+}
+
+}  // namespace
+
+void ReplaceFile(const std::filesystem::path& file, ByteView content, unsigned mode,
+                 IfExists ifExists) {
+    const Target target = FindTarget(file.string());
+    if (IsWrittenTo(target)) return WriteTo(target, content);
+    CheckReplaced(target, file.string(), ifExists);
+    const std::unique_ptr<Draft> draft = DraftBeside(target);
+    if (draft == nullptr) return WriteInPlace(target, content);
+    if (!WriteAll(draft->Get(), content)) ThrowFileError(errno, target.name);
+    if (RenameDraft(*draft, target, static_cast<mode_t>(mode), ifExists)) return;
+    OverwriteWith(*draft, target);
+}
+
+void ReplaceByFile(const std::string& replaced, const std::string& replacement, bool durable) {
+    const Source source = OpenSource(replacement);
+    const Target target = FindTarget(replaced);
+    if (!target.exists && target.name == replaced) ThrowFileError(ENOENT, replaced);
+    Put(source, target, durable);
+}
+
+}  // namespace platform

@@ -1,3 +1,4 @@
+// Narrow and wide text, and the folding of case.
 #include "platform/base/text.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Times as counts of 100 ns, and the calendar.
 #include "platform/base/ticks.h"
 
 #include <chrono>
@@ -20,7 +21,10 @@ std::chrono::sys_days DayOf(Ticks ticks) {
     return first + std::chrono::days(static_cast<int>(ticks / kTicksPerDay));
 }
 
+}  // namespace
+
 SYSTEMTIME Split(Ticks ticks) {
+    if (ticks >= kTickLimit) throw Error(ERROR_INVALID_PARAMETER);
     const std::chrono::sys_days day = DayOf(ticks);
     const std::chrono::year_month_day date(day);
     const Ticks milliseconds = ticks % kTicksPerDay / kTicksPerMillisecond;
@@ -35,7 +39,6 @@ SYSTEMTIME Split(Ticks ticks) {
             word(milliseconds % 1000)};
 }
 
-// The day of the week is not looked at.
 Ticks Join(const SYSTEMTIME& time) {
     const std::chrono::year_month_day date(std::chrono::year(time.wYear),
                                            std::chrono::month(time.wMonth),
@@ -50,8 +53,6 @@ Ticks Join(const SYSTEMTIME& time) {
            time.wMilliseconds * kTicksPerMillisecond;
 }
 
-}  // namespace
-
 Ticks CurrentTicks() {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
@@ -65,32 +66,3 @@ std::time_t UnixTimeOf(const FILETIME& time) {
 }
 
 }  // namespace platform
-
-BOOL WINAPI FileTimeToSystemTime(const FILETIME* fileTime, SYSTEMTIME* systemTime) {
-    return platform::GuardedBool([&] {
-        if (fileTime == nullptr || systemTime == nullptr ||
-            platform::TicksOf(*fileTime) >= platform::kTickLimit) {
-            throw platform::Error(ERROR_INVALID_PARAMETER);
-        }
-        *systemTime = platform::Split(platform::TicksOf(*fileTime));
-    });
-}
-
-BOOL WINAPI SystemTimeToFileTime(const SYSTEMTIME* systemTime, FILETIME* fileTime) {
-    return platform::GuardedBool([&] {
-        if (fileTime == nullptr || systemTime == nullptr) {
-            throw platform::Error(ERROR_INVALID_PARAMETER);
-        }
-        *fileTime = platform::FileTimeOf(platform::Join(*systemTime));
-    });
-}
-
-void WINAPI GetSystemTimeAsFileTime(FILETIME* fileTime) {
-    *fileTime = platform::FileTimeOf(platform::CurrentTicks());
-}
-
-LONG WINAPI CompareFileTime(const FILETIME* first, const FILETIME* second) {
-    const platform::Ticks left = platform::TicksOf(*first);
-    const platform::Ticks right = platform::TicksOf(*second);
-    return left < right ? -1 : static_cast<LONG>(left > right);
-}

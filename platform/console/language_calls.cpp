@@ -3,7 +3,9 @@
 
 #include "platform/base/language.h"
 
+using namespace platform;
+
 UINT WINAPI GetConsoleOutputCP(void) {
     constexpr UINT kCyrillicCodePage = 1251;
-    return platform::RussianUser() ? kCyrillicCodePage : UINT{CP_UTF8};
+    return RussianUser() ? kCyrillicCodePage : UINT{CP_UTF8};
 }

@@ -11,8 +11,9 @@ namespace platform {
 int KeyTerminal();
 
 // Sets the modes of a terminal. The modes that it had before the first call come back at
-// exit and at a signal that ends the process. False with errno on failure.
-bool SetTerminalModes(int terminal, const termios& modes);
+// exit, at a signal that ends the process, and while Ctrl-Z has stopped it. False with errno
+// on failure.
+bool SetTerminalModes(int terminal, const termios& wanted);
 
 // Single key presses without echo while it lives. Ctrl-C goes on ending the process.
 class RawKeys {
@@ -30,6 +31,23 @@ class RawKeys {
     bool changed_ = false;
     termios before_{};
 };
+
+// Whole lines without echo while it lives. Without a terminal (-1) it does nothing.
+class HiddenInput {
+  public:
+    explicit HiddenInput(int terminal);
+    ~HiddenInput();
+    HiddenInput(const HiddenInput&) = delete;
+    HiddenInput& operator=(const HiddenInput&) = delete;
+
+  private:
+    int terminal_;
+    bool changed_ = false;
+    termios before_{};
+};
+
+// The next byte, -1 at the end.
+int ReadByte(int descriptor);
 
 // True when input is waiting, or comes within the time.
 bool InputWaits(int descriptor, int milliseconds);

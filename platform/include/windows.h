@@ -231,6 +231,9 @@ BOOL WINAPI WriteFile(HANDLE file, LPCVOID data, DWORD size, DWORD* written,
 
 #define GENERIC_READ 0x80000000u
 #define GENERIC_WRITE 0x40000000u
+#define FILE_SHARE_READ 0x00000001
+#define FILE_SHARE_WRITE 0x00000002
+#define FILE_SHARE_DELETE 0x00000004
 #define CREATE_NEW 1
 #define CREATE_ALWAYS 2
 #define OPEN_EXISTING 3
@@ -261,6 +264,9 @@ typedef struct _WIN32_FIND_DATAA {
 // FIFO, a socket, a device), FILE_ATTRIBUTE_READONLY without any write permission, else
 // FILE_ATTRIBUTE_NORMAL. Links are followed. INVALID_FILE_ATTRIBUTES with the last error.
 DWORD WINAPI GetFileAttributesA(LPCSTR name);
+// FILE_ATTRIBUTE_READONLY takes every write permission; without that bit a file that has none
+// gets its owner's back. Other bits say nothing here.
+BOOL WINAPI SetFileAttributesA(LPCSTR name, DWORD attributes);
 BOOL WINAPI CreateDirectoryA(LPCSTR name, LPSECURITY_ATTRIBUTES security);
 // The last part of `mask` may hold "*" and "?". Names come in no order, "." and ".."
 // among them.
@@ -268,7 +274,12 @@ HANDLE WINAPI FindFirstFileA(LPCSTR mask, LPWIN32_FIND_DATAA found);
 BOOL WINAPI FindNextFileA(HANDLE search, LPWIN32_FIND_DATAA found);
 BOOL WINAPI FindClose(HANDLE search);
 
-// FILE_ATTRIBUTE_TEMPORARY makes a file that only its owner may read.
+// CREATE_NEW without sharing: the file has no name before its handle is closed, where the file
+// system can hold such files, so that a process that ends before leaves nothing.
+// FILE_ATTRIBUTE_TEMPORARY: only the owner may read it, and at a signal it goes, until
+// MoveFileExA makes it an ordinary file, ReplaceFileA takes it or DeleteFileA does.
+// OPEN_EXISTING for writing without FILE_SHARE_WRITE: ERROR_SHARING_VIOLATION while another
+// process has the file open so.
 HANDLE WINAPI CreateFileA(LPCSTR name, DWORD access, DWORD shareMode,
                           LPSECURITY_ATTRIBUTES security, DWORD disposition, DWORD flags,
                           HANDLE templateFile);
@@ -278,7 +289,9 @@ BOOL WINAPI CloseHandle(HANDLE object);
 BOOL WINAPI DeleteFileA(LPCSTR name);
 BOOL WINAPI MoveFileExA(LPCSTR from, LPCSTR to, DWORD flags);
 // Puts `replacement` in the place of the existing file `replaced`, which keeps its
-// permissions, its owner and the links that lead to it. No backup is made. A failure leaves
+// permissions, its owner and the links that lead to it. ERROR_SHARING_VIOLATION when this
+// process has it open for writing without FILE_SHARE_WRITE, and it has become another file or
+// was changed since. No backup is made. A failure leaves
 // its content as it was, except ERROR_UNABLE_TO_MOVE_REPLACEMENT: then the replacement alone
 // is whole and must not be deleted.
 BOOL WINAPI ReplaceFileA(LPCSTR replaced, LPCSTR replacement, LPCSTR backup, DWORD flags,

@@ -35,7 +35,8 @@ std::shared_ptr<EVP_PKEY> Provider::AskAndUnlock(DWORD keySpec) {
     const Container& container = OpenContainer();
     for (int left = kTries; left > 0; --left) {
         const auto password = AskPassword(container.Name(), left < kTries);
-        if (!password) throw Error(SCARD_W_CANCELLED_BY_USER);
+        // No line more behind a wrong one: that it was wrong is what the user has to know.
+        if (!password) throw Error(left < kTries ? SCARD_W_WRONG_CHV : SCARD_W_CANCELLED_BY_USER);
         try {
             return container.LoadKey(keySpec, *password);
         } catch (const Error& error) {
@@ -123,10 +124,15 @@ std::string ContainerNameOr(const char* given) {
     return entry == nullptr ? std::to_string(geteuid()) : entry->pw_name;
 }
 
+// What is not there, and what is there for another type, is the same to the caller.
 Container OpenFittingContainer(Side side, const std::string& name, DWORD type) {
-    Container container = Container::Open(side, name);
-    if (!SameFamily(container.Type(), type)) throw Error(NTE_BAD_KEYSET, name);
-    return container;
+    try {
+        Container container = Container::Open(side, name);
+        if (SameFamily(container.Type(), type)) return container;
+    } catch (const Error& error) {
+        if (error.Code() != static_cast<DWORD>(NTE_BAD_KEYSET)) throw;
+    }
+    throw Error(NTE_BAD_KEYSET, name + " (provider type " + std::to_string(type) + ")");
 }
 
 std::shared_ptr<Provider> OpenProvider(DWORD type, const char* name, Side side, bool silent,

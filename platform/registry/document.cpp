@@ -1,3 +1,4 @@
+// Settings files: what they say, changed and written.
 #include "platform/registry/document.h"
 
 #include <algorithm>

@@ -1,9 +1,11 @@
+// The settings of both sides.
 #include "platform/registry/registry.h"
 
 #include <algorithm>
 #include <cstdio>
 
 #include "platform/base/error.h"
+#include "platform/base/folder_lock.h"
 #include "platform/base/text.h"
 #include "platform/providers/algorithms.h"
 
@@ -196,8 +198,10 @@ fs::path OwnRegistryFile(Side side) { return HomeOf(side) / kFileName; }
 
 RegistryDocument LoadOwnDocument(Side side) { return ReadDocument(OwnRegistryFile(side)); }
 
-void SaveOwnDocument(Side side, const RegistryDocument& document) {
-    EnsureHome(side);
+void ChangeOwnDocument(Side side, const std::function<void(RegistryDocument&)>& change) {
+    const FolderLock lock(EnsureHome(side));
+    RegistryDocument document = LoadOwnDocument(side);
+    change(document);
     ReplaceFile(OwnRegistryFile(side), ViewOf(document.Serialize()),
                 side == Side::User ? 0600 : 0644);
     ForgetRegistry();

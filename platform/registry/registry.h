@@ -4,6 +4,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -67,6 +68,8 @@ std::optional<DWORD> ReadMachineDword(std::string_view path, std::string_view na
 // One side's own file (that in its home), for changing it. An absent one is empty.
 std::filesystem::path OwnRegistryFile(Side side);
 RegistryDocument LoadOwnDocument(Side side);
-void SaveOwnDocument(Side side, const RegistryDocument& document);
+// Reads it, lets `change` work on it and puts it back as one step: what other processes set
+// meanwhile is not lost.
+void ChangeOwnDocument(Side side, const std::function<void(RegistryDocument&)>& change);
 
 }  // namespace platform

@@ -1,3 +1,4 @@
+// Text in UTF-16, as settings hold it.
 #include "platform/registry/utf16.h"
 
 #include <optional>

@@ -1,3 +1,4 @@
+// The values of settings as text and numbers.
 #include <algorithm>
 
 #include "platform/base/text.h"

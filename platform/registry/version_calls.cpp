@@ -15,8 +15,10 @@ DWORD ConfiguredVersion() {
 }  // namespace
 }  // namespace platform
 
+using namespace platform;
+
 DWORD WINAPI GetVersion(void) {
-    const platform::LastErrorKeeper keeper;
+    const LastErrorKeeper keeper;
     // A damaged settings file shows where settings are read for their own sake.
-    return platform::Guarded(platform::kVersion, platform::ConfiguredVersion);
+    return Guarded(kVersion, ConfiguredVersion);
 }

@@ -1,5 +1,6 @@
 // Files written as a whole: what is left when writing fails or is cut off.
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -60,13 +61,21 @@ TEST_F(WholeWrite, NewAndOldFiles) {
     EXPECT_EQ(Names(), (std::set<std::string>{"link", "made", "private"}));
 }
 
-// A process that was killed has left its file, and this one may have its number.
-TEST_F(WholeWrite, TakenTemporaryNames) {
-    const std::string taken = "kestrel-" + std::to_string(getpid()) + "-0.tmp";
-    Store(taken, "another's");
+// A process that was killed has left its file. One that still works on its own holds it, and
+// what nobody may write is the only whole copy of something.
+TEST_F(WholeWrite, LeftoversGoAndNothingElse) {
+    for (const char* name : {"kestrel-12-0.tmp", "kestrel-345-67.tmp", "kestrel-1-1.tmp",
+                             "kestrel-1-1.tmp2", "kestrel-1.tmp", "Kestrel-1-1.tmp"}) {
+        Store(name, "left");
+    }
+    fs::permissions(PathOf("kestrel-345-67.tmp"), fs::perms::owner_read);
+    const int held = open(PathOf("kestrel-1-1.tmp").c_str(), O_RDWR);
+    ASSERT_EQ(flock(held, LOCK_EX), 0);
     EXPECT_TRUE(Write("a", "1"));
-    EXPECT_EQ(BytesOf(PathOf("a")), "1");
-    EXPECT_EQ(BytesOf(PathOf(taken)), "another's");
+    close(held);
+    EXPECT_EQ(Names(),
+              (std::set<std::string>{"a", "kestrel-345-67.tmp", "kestrel-1-1.tmp",
+                                     "kestrel-1-1.tmp2", "kestrel-1.tmp", "Kestrel-1-1.tmp"}));
 }
 
 TEST_F(WholeWrite, Refusals) {
@@ -140,7 +149,7 @@ bool IsWhole(const std::string& path, size_t size) {
 
 // A file that has a second name is overwritten; its new content then stands beside it.
 TEST_F(WholeWrite, KilledAtAnyMoment) {
-    constexpr size_t kSize = 64 * 1024 * 1024;
+    constexpr size_t kSize = 8 * 1024 * 1024;
     for (const bool linked : {false, true}) {
         Store("big", std::string(kSize, 'o'));
         if (linked) fs::create_hard_link(PathOf("big"), PathOf("second"));
@@ -151,7 +160,7 @@ TEST_F(WholeWrite, KilledAtAnyMoment) {
                     if (!Write("big", std::string(kSize, letter))) _exit(1);
                 }
             }
-            std::this_thread::sleep_for(std::chrono::milliseconds(moment * 17));
+            std::this_thread::sleep_for(std::chrono::milliseconds(moment * 7));
             kill(child, SIGKILL);
             EXPECT_EQ(StatusOf(child), -1) << "ended by itself";
             bool whole = IsWhole(PathOf("big"), kSize);

@@ -1,4 +1,7 @@
 // The system's texts: every code that the ground headers name has one in both languages.
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include "platform/base/ground.h"
 
 #include <gtest/gtest.h>
@@ -9,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <regex>
 #include <sstream>
 
 #include "platform/base/error.h"
@@ -81,10 +85,14 @@ struct Freed {
 
 constexpr DWORD kAllocated = FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS;
 
+// As programs ask: the internet codes of the module, the others of the system.
 std::string Formatted(DWORD code) {
     Freed message;
-    const DWORD length = FormatMessageA(kAllocated | FORMAT_MESSAGE_FROM_SYSTEM, nullptr, code,
-                                        0x400, reinterpret_cast<LPSTR>(&message.text), 0, nullptr);
+    const bool internet = code >= 12000 && code <= 12174;
+    const HMODULE module = internet ? GetModuleHandleA("wininet.dll") : nullptr;
+    const DWORD source = internet ? FORMAT_MESSAGE_FROM_HMODULE : FORMAT_MESSAGE_FROM_SYSTEM;
+    const DWORD length = FormatMessageA(kAllocated | source, module, code, 0x400,
+                                        reinterpret_cast<LPSTR>(&message.text), 0, nullptr);
     if (message.text == nullptr) return "(null)";
     EXPECT_EQ(length, std::strlen(message.text)) << code;
     return message.text;
@@ -105,9 +113,13 @@ TEST(FormatMessage, DetailFollowsItsOwnCodeOnly) {
     } rows[] = {
         {"file", 2, "/a/b.txt", 2, "The file does not exist: /a/b.txt"},
         {"of another code", 2, "/a/b.txt", 5, "There is no permission for this."},
-        {"acts in no formatter", 2, "50%n", 2, "The file does not exist: 50\xEF\xBC\x85n"},
+        {"percent sign", 2, "50%n", 2, "The file does not exist: 50%n"},
+        {"escape sequence", 2, "\x1B[2J\xC2\x9B", 2, "The file does not exist: ?[2J?"},
+        {"turned around", 2, "a\xE2\x80\xAEtxt", 2, "The file does not exist: a?txt"},
+        {"of a module", 12029, "", 12029, "No connection to the server could be made."},
         {"stays in one line", 2, "a\nb", 2, "The file does not exist: a?b"},
-        {"HRESULT", 0x80090016, "", 0x80090016, "There is no such key container."},
+        {"HRESULT", 0x80090016, "", 0x80090016,
+         "There is no such key container for this type of provider."},
         {"Win32 facility", 0, "", 0x80070005, "There is no permission for this."},
         {"unknown", 0, "", 0xC2100100, "(null)"},
     };
@@ -117,7 +129,45 @@ TEST(FormatMessage, DetailFollowsItsOwnCodeOnly) {
     }
     setenv("LC_ALL", "ru_RU.UTF-8", 1);
     EXPECT_EQ(Formatted(5), "На это действие нет прав.");
+    Raise(2, "50%n");
+    EXPECT_EQ(Formatted(2), "Файл не существует: 50%n";
     unsetenv("LC_ALL");
+}
+
+// What a process that fails a few calls prints on standard error.
+std::string TraceOf(const char* setting) {
+    int ends[2];
+    EXPECT_EQ(pipe(ends), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        setenv("KESTREL_TRACE", setting, 1);
+        dup2(ends[1], STDERR_FILENO);
+        static_cast<void>(DeleteFileA("/nowhere/a"));
+        static_cast<void>(GetFileAttributesA("/nowhere"));
+        static_cast<void>(GetModuleHandleA("wininet.dll"));
+        HKEY key = nullptr;
+        static_cast<void>(RegOpenKeyExA(nullptr, "", 0, KEY_READ, &key));
+        _exit(0);
+    }
+    close(ends[1]);
+    std::string text;
+    char block[512];
+    for (ssize_t got; (got = read(ends[0], block, sizeof block)) > 0;) {
+        text.append(block, static_cast<std::size_t>(got));
+    }
+    close(ends[0]);
+    waitpid(child, nullptr, 0);
+    return text;
+}
+
+TEST(Trace, OneLineForEachFailedCall) {
+    for (const char* setting : {"", "0", "yes"}) EXPECT_EQ(TraceOf(setting), "") << setting;
+    const std::string text = TraceOf("1");
+    const std::regex lines(
+        "trace: DeleteFileA failed, 0x3 at platform/base/file_entry.cpp:[0-9]+\n"
+        "trace: GetFileAttributesA failed, 0x2 at platform/base/file_calls.cpp:[0-9]+\n"
+        "trace: RegOpenKeyExA failed, 0x6 at platform/[a-z/_]+.(cpp|h):[0-9]+\n");
+    EXPECT_TRUE(std::regex_match(text, lines)) << text;
 }
 
 }  // namespace

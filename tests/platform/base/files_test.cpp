@@ -224,8 +224,8 @@ TEST_F(FilesTest, Refusals) {
 }
 
 TEST_F(FilesTest, ReadingAndWriting) {
-    const HANDLE file = CreateFileA("a", GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_NEW,
-                                    FILE_ATTRIBUTE_TEMPORARY, nullptr);
+    const HANDLE file = CreateFileA("a", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                                    CREATE_NEW, FILE_ATTRIBUTE_TEMPORARY, nullptr);
     DWORD count = 0;
     EXPECT_TRUE(WriteFile(file, "12345", 5, &count, nullptr));
     EXPECT_EQ(count, 5U);

@@ -218,7 +218,7 @@ TEST_F(RuntimeTest, FilesAreReplacedWhole) {
         const char* file;
         DWORD code;
     } rows[] = {
-        {"folder is missing", "none/a", ERROR_FILE_NOT_FOUND},
+        {"folder is missing", "none/a", ERROR_PATH_NOT_FOUND},
         {"name is a folder", "taken", ERROR_ACCESS_DENIED},
         {"file for a folder", "a/b", ERROR_PATH_NOT_FOUND},
     };
@@ -234,6 +234,69 @@ TEST_F(RuntimeTest, FilesAreReplacedWhole) {
     }
     // No half-written file stays behind.
     EXPECT_EQ(std::distance(fs::directory_iterator("."), fs::directory_iterator()), 2);
+}
+
+TEST_F(RuntimeTest, WhatIsThereDecidesHowItIsReplaced) {
+    Write("real", "old");
+    fs::create_symlink("real", "link");
+    fs::create_symlink("fresh", "dangling");
+    Write("linked", "a longer one");
+    fs::create_hard_link("linked", "second");
+    mkfifo("fifo", 0600);
+    const int reader = open("fifo", O_RDWR | O_NONBLOCK);
+    const struct {
+        const char* name;
+        IfExists ifExists;
+        DWORD code;
+        const char* holds;  // null: cannot be read back
+        const char* content;
+    } rows[] = {
+        {"real", IfExists::Refuse, ERROR_FILE_EXISTS, "real", "old"},
+        {"link", IfExists::Refuse, ERROR_FILE_EXISTS, "real", "old"},
+        {"link", IfExists::Replace, 0, "real", "new"},
+        {"new", IfExists::Refuse, 0, "new", "new"},
+        {"new", IfExists::Refuse, ERROR_FILE_EXISTS, "new", "new"},
+        {"dangling", IfExists::Refuse, 0, "fresh", "new"},
+        {"second", IfExists::Replace, 0, "linked", "new"},
+        {"fifo", IfExists::Refuse, 0, nullptr, ""},
+        {"/dev/null", IfExists::Refuse, 0, nullptr, ""},
+        {"/dev/full", IfExists::Replace, ERROR_DISK_FULL, nullptr, ""},
+    };
+    for (const auto& row : rows) {
+        DWORD code = 0;
+        try {
+            ReplaceFile(row.name, ViewOf("new"), 0644, row.ifExists);
+        } catch (const Error& error) {
+            code = error.Code();
+        }
+        EXPECT_EQ(code, row.code) << row.name;
+        const std::string content = row.holds == nullptr ? row.content : Read(row.holds);
+        EXPECT_EQ(content, row.content) << row.name;
+    }
+    char text[8] = {};
+    EXPECT_EQ(read(reader, text, sizeof text), 3);
+    close(reader);
+    EXPECT_TRUE(fs::is_fifo("fifo") && fs::is_character_file("/dev/null"));
+    EXPECT_TRUE(fs::is_symlink("link") && fs::is_symlink("dangling"));
+    EXPECT_EQ(std::distance(fs::directory_iterator("."), fs::directory_iterator()), 8);
+}
+
+// Nothing else can say it any more.
+TEST_F(RuntimeTest, LostOutputIsAFailure) {
+    const struct {
+        const char* output;  // null: closed
+        int status;
+    } rows[] = {{"/dev/null", 0}, {"/dev/full", ERROR_WRITE_FAULT}, {nullptr, ERROR_WRITE_FAULT}};
+    for (const auto& row : rows) {
+        const auto printAndExit = [&] {
+            if (row.output == nullptr) close(STDOUT_FILENO);
+            if (row.output != nullptr) dup2(open(row.output, O_WRONLY), STDOUT_FILENO);
+            std::printf("text");
+            ExitProcess(0);
+        };
+        EXPECT_EXIT(printAndExit(), testing::ExitedWithCode(row.status), "")
+            << (row.output == nullptr ? "closed" : row.output);
+    }
 }
 
 }  // namespace

@@ -21,6 +21,7 @@
 #include "platform/base/bytes.h"
 #include "platform/base/error.h"
 #include "platform/base/language.h"
+#include "platform/console/hidden_line.h"
 
 namespace platform {
 namespace {
@@ -201,6 +202,54 @@ TEST(Getch, SignalsEndTheProcessAndRestoreTheTerminal) {
     }
 }
 
+// A shell's part: the job in front is stopped, and goes on in front.
+std::string StopAndContinue() {
+    static_cast<void>(std::signal(SIGTTOU, SIG_IGN));
+    const pid_t job = fork();
+    if (job == 0) {
+        setpgid(0, 0);
+        tcsetpgrp(STDIN_FILENO, getpid());
+        static_cast<void>(std::signal(SIGTTOU, SIG_DFL));
+        _exit(_getch());
+    }
+    int status = 0;
+    waitpid(job, &status, WUNTRACED);
+    std::string text = WIFSTOPPED(status) ? "stopped " : "ran on ";
+    termios modes{};
+    tcgetattr(STDIN_FILENO, &modes);
+    text += (modes.c_lflag & ECHO) != 0 ? "echo " : "silent ";
+    tcsetpgrp(STDIN_FILENO, job);
+    kill(job, SIGCONT);
+    waitpid(job, &status, 0);
+    return text + std::to_string(WIFEXITED(status) ? WEXITSTATUS(status) : -1);
+}
+
+TEST(Getch, StoppedItGivesTheTerminalBack) {
+    const Terminal terminal;
+    Child shell(terminal, Input::Terminal, "", StopAndContinue);
+    ASSERT_TRUE(terminal.WaitsForRawMode());
+    terminal.Type("\x1A");
+    terminal.Type("7");  // no Enter behind it: the mode for keys is back
+    EXPECT_EQ(shell.Answer(), "stopped echo 55");
+}
+
+// Letters, keys and passwords are asked for in turn; each takes its own line and no more.
+TEST(Console, WithoutATerminalAllAnswersComeFromOneStream) {
+    const Terminal terminal;
+    const std::string piped = "y\n2\nsecret\n" + std::string(5000, 'x') + "\nlast\n";
+    Child child(terminal, Input::PipeAlone, piped, [] {
+        char letter = 0;
+        if (std::scanf("%c\n", &letter) != 1) return std::string("no letter");
+        std::string text = letter + (' ' + Keys(2));
+        for (const char* line : {"first", "too long", "next", "end"}) {
+            const auto answer = AskHiddenLine(line);
+            text += answer ? std::to_string(answer->View().size()) + ' ' : "none";
+        }
+        return text;
+    });
+    EXPECT_EQ(child.Answer(), "y 50 13 6 1024 4 none");
+}
+
 // What a program that reads a password does; the bytes read in hexadecimal.
 std::string HiddenLine(DWORD size, int reads) {
     HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
@@ -234,8 +283,9 @@ TEST(Console, LinesWithoutEcho) {
          "b\n",
          254, 1, "61620d0a "},
         {"exact", "abc\n", 5, 1, "6162630d0a "},
-        {"line feed comes with the next read", "abc\nd\n", 4, 3, "6162630d 0a 640d0a "},
-        {"longer than the buffer", "abcdef\n", 4, 2, "61626364 65660d0a "},
+        {"line feed has no room", "abc\nd\n", 4, 2, "6162630d 640d0a "},
+        {"longer than the buffer", "abcdef\ng\n", 4, 2, "61626364 670d0a "},
+        {"as long as the buffer", "abcd\ng\n", 4, 2, "61626364 670d0a "},
         {"end of input", "\x04", 254, 1, " "},
     };
     for (const auto& row : rows) {

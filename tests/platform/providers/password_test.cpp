@@ -171,6 +171,7 @@ TEST_F(Passwords, ComeFromStandardInputWithoutATerminal) {
         {"line", "secret\n", 0, 0},
         {"line without its end", "secret", 0, 0},
         {"right at last", "one\ntwo\nsecret\n", 0, 0},
+        {"wrong and no more", "one\n", kWrong, 0},
         {"nothing", "", kCancelled, 0},
     };
     for (const TypedRow& row : rows) {

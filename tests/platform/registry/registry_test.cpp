@@ -1,4 +1,6 @@
 // The two sides as a process sees them, through the exported calls.
+#include <sys/stat.h>
+
 #include "platform/registry/registry.h"
 
 #include "platform/base/error.h"
@@ -239,17 +241,21 @@ TEST_F(RegistryTest, ADamagedFileIsAnErrorAndNeverEmpty) {
 
 TEST_F(RegistryTest, OwnFileIsChangedAndSaved) {
     const std::string hidden = std::string("HKEY_LOCAL_MACHINE\\") + kTypes + "\\Type 001";
-    RegistryDocument document = LoadOwnDocument(Side::Machine);
-    document.DeleteKey(hidden);
-    document.Set("HKEY_LOCAL_MACHINE\\Software\\K", NumberValue("n", 7));
-    SaveOwnDocument(Side::Machine, document);
+    const mode_t mask = umask(077);
+    ChangeOwnDocument(Side::Machine, [&](RegistryDocument& document) {
+        document.DeleteKey(hidden);
+        document.Set("HKEY_LOCAL_MACHINE\\Software\\K", NumberValue("n", 7));
+    });
+    umask(mask);
+    const auto everybody = fs::perms(0644);
+    EXPECT_EQ(fs::status(OwnRegistryFile(Side::Machine)).permissions(), everybody);
     EXPECT_EQ(ReadMachineDword("software\\k", "N"), DWORD{7});
     EXPECT_EQ(KeysBelow(Key(HKEY_LOCAL_MACHINE, kTypes).Get()).size(), 5U);
 
-    document = LoadOwnDocument(Side::Machine);
-    document.Set("HKEY_LOCAL_MACHINE\\Software\\K", NumberValue("n", 8));
     const Key open(HKEY_LOCAL_MACHINE, "Software\\K");
-    SaveOwnDocument(Side::Machine, document);
+    ChangeOwnDocument(Side::Machine, [&](RegistryDocument& document) {
+        document.Set("HKEY_LOCAL_MACHINE\\Software\\K", NumberValue("n", 8));
+    });
     EXPECT_EQ(ReadMachineDword("Software\\K", "n"), DWORD{8});
     // A key that is open shows what it showed.
     DWORD number = 0;

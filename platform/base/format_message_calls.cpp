@@ -1,3 +1,4 @@
+// The texts of error codes for callers.
 #include <cstdlib>
 #include <cstring>
 
@@ -8,29 +9,45 @@
 namespace platform {
 namespace {
 
-constexpr wchar_t kFullWidthPercent = 0xFF05;
+// C0, DEL and C1, and the marks that turn the direction of text around.
+bool ActsOnTerminal(wchar_t character) {
+    return character < L' ' || (character >= 0x7F && character <= 0x9F) || character == 0x61C ||
+           character == 0x200E || character == 0x200F ||
+           (character >= 0x202A && character <= 0x202E) ||
+           (character >= 0x2066 && character <= 0x2069);
+}
 
-// Callers may hand the result to a formatter and put it into one line; a detail comes from
-// outside (a file's name), so nothing in it may act there.
-std::string Harmless(std::string_view detail) {
+// A detail comes from outside (a file's name), so nothing in it may act where it is shown.
+// In Russian a percent sign is written as the two that come out as one (base-2).
+std::string Harmless(std::string_view detail, bool russian) {
     std::string text;
     while (!detail.empty()) {
         const wchar_t character = TakeCharacter(detail);
-        const bool control = character < L' ' || character == 0x7F;
-        if (control) text += '?';
-        if (!control) AppendUtf8(text, character == L'%' ? kFullWidthPercent : character);
+        AppendUtf8(text, ActsOnTerminal(character) ? L'?' : character);
+        if (character == L'%' && russian) text += '%';
     }
     return text;
 }
 
+constexpr DWORD kFirstModuleText = 12000;
+constexpr DWORD kLastModuleText = 12199;
+
+// The texts of the internet codes belong to their modules, as on the other system; they are
+// the only ones that modules have here.
+bool HasText(DWORD flags, DWORD code) {
+    const bool ofModule = code >= kFirstModuleText && code <= kLastModuleText;
+    return (flags & (ofModule ? FORMAT_MESSAGE_FROM_HMODULE : FORMAT_MESSAGE_FROM_SYSTEM)) != 0;
+}
+
 std::string SystemMessage(DWORD code) {
-    const char* known = SystemText(code, RussianUser());
+    const bool russian = RussianUser();
+    const char* known = SystemText(code, russian);
     if (known == nullptr) throw Error(ERROR_MR_MID_NOT_FOUND);
     std::string text = known;
     const std::string& detail = LastErrorDetail(code);
     if (detail.empty()) return text;
     if (text.back() == '.') text.pop_back();
-    return text + ": " + Harmless(detail);
+    return text + ": " + Harmless(detail, russian);
 }
 
 // With an allocated buffer, `buffer` is the address of the caller's pointer.
@@ -59,16 +76,15 @@ DWORD Deliver(const std::string& text, bool allocate, LPSTR buffer, DWORD size) 
 }  // namespace
 }  // namespace platform
 
+using namespace platform;
+
 DWORD WINAPI FormatMessageA(DWORD flags, LPCVOID, DWORD messageId, DWORD, LPSTR buffer, DWORD size,
                             void*) {
-    return platform::Guarded<DWORD>(0, [&] {
-        if (buffer == nullptr) throw platform::Error(ERROR_INVALID_PARAMETER);
+    return Guarded<DWORD>(0, [&] {
+        if (buffer == nullptr) throw Error(ERROR_INVALID_PARAMETER);
         const bool allocate = (flags & FORMAT_MESSAGE_ALLOCATE_BUFFER) != 0;
-        if (allocate) platform::StorePointer(nullptr, buffer);
-        // No module brings texts of its own, so the system's table is the only source.
-        if ((flags & FORMAT_MESSAGE_FROM_SYSTEM) == 0) {
-            throw platform::Error(ERROR_MR_MID_NOT_FOUND);
-        }
-        return platform::Deliver(platform::SystemMessage(messageId), allocate, buffer, size);
+        if (allocate) StorePointer(nullptr, buffer);
+        if (!HasText(flags, messageId)) throw Error(ERROR_MR_MID_NOT_FOUND);
+        return Deliver(SystemMessage(messageId), allocate, buffer, size);
     });
 }

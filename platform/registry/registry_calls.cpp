@@ -26,18 +26,6 @@ class OpenKey : public Object {
     std::shared_ptr<const RegistryNode> node_;
 };
 
-template <class Body>
-LSTATUS Status(Body&& body) noexcept {
-    const LastErrorKeeper keeper;
-    try {
-        body();
-        return ERROR_SUCCESS;
-    } catch (...) {
-        SetLastErrorFromException();
-        return static_cast<LSTATUS>(GetLastError());
-    }
-}
-
 bool IsRoot(HKEY key) {
     return key == HKEY_CURRENT_USER || key == HKEY_LOCAL_MACHINE || key == HKEY_CLASSES_ROOT;
 }
@@ -192,68 +180,66 @@ void QueryInfo(HKEY key, const KeyInfo& info) {
 }  // namespace
 }  // namespace platform
 
-using platform::Status;
+using namespace platform;
 
 LSTATUS WINAPI RegOpenKeyExA(HKEY key, LPCSTR subKey, DWORD, REGSAM access, HKEY* result) {
-    return Status([&] { platform::Open(key, subKey, access, result); });
+    return GuardedStatus([&] { Open(key, subKey, access, result); });
 }
 
 LSTATUS WINAPI RegOpenKeyExW(HKEY key, LPCWSTR subKey, DWORD, REGSAM access, HKEY* result) {
-    return Status([&] { platform::Open(key, subKey, access, result); });
+    return GuardedStatus([&] { Open(key, subKey, access, result); });
 }
 
 LSTATUS WINAPI RegCloseKey(HKEY key) {
-    return Status([&] {
-        if (platform::IsRoot(key)) return;
-        platform::ReleaseHandle(key, platform::Kind::RegistryKey, ERROR_INVALID_HANDLE);
+    return GuardedStatus([&] {
+        if (IsRoot(key)) return;
+        ReleaseHandle(key, Kind::RegistryKey, ERROR_INVALID_HANDLE);
     });
 }
 
 LSTATUS WINAPI RegEnumKeyExA(HKEY key, DWORD index, LPSTR name, DWORD* nameSize, DWORD* reserved,
                              LPSTR className, DWORD* classSize, FILETIME* lastWrite) {
-    return Status([&] {
-        platform::EnumKey(key, index, name, nameSize, reserved, className, classSize, lastWrite);
-    });
+    return GuardedStatus(
+        [&] { EnumKey(key, index, name, nameSize, reserved, className, classSize, lastWrite); });
 }
 
 LSTATUS WINAPI RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, DWORD* nameSize, DWORD* reserved,
                              LPWSTR className, DWORD* classSize, FILETIME* lastWrite) {
-    return Status([&] {
-        platform::EnumKey(key, index, name, nameSize, reserved, className, classSize, lastWrite);
-    });
+    return GuardedStatus(
+        [&] { EnumKey(key, index, name, nameSize, reserved, className, classSize, lastWrite); });
 }
 
 LSTATUS WINAPI RegEnumValueA(HKEY key, DWORD index, LPSTR name, DWORD* nameSize, DWORD* reserved,
                              DWORD* type, BYTE* data, DWORD* dataSize) {
-    return Status(
-        [&] { platform::EnumValue(key, index, name, nameSize, reserved, type, data, dataSize); });
+    return GuardedStatus(
+        [&] { EnumValue(key, index, name, nameSize, reserved, type, data, dataSize); });
 }
 
 LSTATUS WINAPI RegEnumValueW(HKEY key, DWORD index, LPWSTR name, DWORD* nameSize, DWORD* reserved,
                              DWORD* type, BYTE* data, DWORD* dataSize) {
-    return Status(
-        [&] { platform::EnumValue(key, index, name, nameSize, reserved, type, data, dataSize); });
+    return GuardedStatus(
+        [&] { EnumValue(key, index, name, nameSize, reserved, type, data, dataSize); });
 }
 
 LSTATUS WINAPI RegQueryValueExA(HKEY key, LPCSTR name, DWORD* reserved, DWORD* type, BYTE* data,
                                 DWORD* dataSize) {
-    return Status([&] { platform::Query(key, name, reserved, type, data, dataSize); });
+    return GuardedStatus([&] { Query(key, name, reserved, type, data, dataSize); });
 }
 
 LSTATUS WINAPI RegQueryValueExW(HKEY key, LPCWSTR name, DWORD* reserved, DWORD* type, BYTE* data,
                                 DWORD* dataSize) {
-    return Status([&] { platform::Query(key, name, reserved, type, data, dataSize); });
+    return GuardedStatus([&] { Query(key, name, reserved, type, data, dataSize); });
 }
 
 LSTATUS WINAPI RegQueryInfoKeyA(HKEY key, LPSTR className, DWORD* classSize, DWORD* reserved,
                                 DWORD* subKeys, DWORD* longestSubKey, DWORD* longestClass,
                                 DWORD* values, DWORD* longestValueName, DWORD* largestData,
                                 DWORD* securitySize, FILETIME* lastWrite) {
-    return Status([&] {
-        platform::MustBeNull(reserved);
-        platform::QueryInfo<char>(key, {subKeys, longestSubKey, longestClass, values,
-                                        longestValueName, largestData, securitySize});
-        platform::ClassAndTimeOut(className, classSize, lastWrite);
+    return GuardedStatus([&] {
+        MustBeNull(reserved);
+        QueryInfo<char>(key, {subKeys, longestSubKey, longestClass, values, longestValueName,
+                              largestData, securitySize});
+        ClassAndTimeOut(className, classSize, lastWrite);
     });
 }
 
@@ -261,10 +247,10 @@ LSTATUS WINAPI RegQueryInfoKeyW(HKEY key, LPWSTR className, DWORD* classSize, DW
                                 DWORD* subKeys, DWORD* longestSubKey, DWORD* longestClass,
                                 DWORD* values, DWORD* longestValueName, DWORD* largestData,
                                 DWORD* securitySize, FILETIME* lastWrite) {
-    return Status([&] {
-        platform::MustBeNull(reserved);
-        platform::QueryInfo<wchar_t>(key, {subKeys, longestSubKey, longestClass, values,
-                                           longestValueName, largestData, securitySize});
-        platform::ClassAndTimeOut(className, classSize, lastWrite);
+    return GuardedStatus([&] {
+        MustBeNull(reserved);
+        QueryInfo<wchar_t>(key, {subKeys, longestSubKey, longestClass, values, longestValueName,
+                                 largestData, securitySize});
+        ClassAndTimeOut(className, classSize, lastWrite);
     });
 }

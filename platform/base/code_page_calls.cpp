@@ -52,30 +52,31 @@ std::string NarrowLeniently(std::wstring_view text) {
 }  // namespace
 }  // namespace platform
 
+using namespace platform;
+
 int WINAPI MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR text, int length, LPWSTR out,
                                int capacity) {
-    return platform::Guarded(0, [&] {
-        platform::CheckCodePage(codePage);
+    return Guarded(0, [&] {
+        CheckCodePage(codePage);
         if ((flags & ~DWORD{MB_ERR_INVALID_CHARS}) != 0) {
-            throw platform::Error(ERROR_INVALID_FLAGS);
+            throw Error(ERROR_INVALID_FLAGS);
         }
-        const auto input = platform::InputOf(text, length);
-        return platform::Deliver(
-            flags != 0 ? platform::Widen(input) : platform::WidenLeniently(input), out, capacity);
+        const auto input = InputOf(text, length);
+        return Deliver(flags != 0 ? Widen(input) : WidenLeniently(input), out, capacity);
     });
 }
 
 int WINAPI WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR text, int length, LPSTR out,
                                int capacity, LPCSTR defaultChar, BOOL* usedDefaultChar) {
-    return platform::Guarded(0, [&] {
-        platform::CheckCodePage(codePage);
-        if (flags != 0) throw platform::Error(ERROR_INVALID_FLAGS);
+    return Guarded(0, [&] {
+        CheckCodePage(codePage);
+        if (flags != 0) throw Error(ERROR_INVALID_FLAGS);
         // UTF-8 has a form for every character: there is no use for a default one.
         if (codePage == CP_UTF8 && (defaultChar != nullptr || usedDefaultChar != nullptr)) {
-            throw platform::Error(ERROR_INVALID_PARAMETER);
+            throw Error(ERROR_INVALID_PARAMETER);
         }
         if (usedDefaultChar != nullptr) *usedDefaultChar = FALSE;
-        const auto input = platform::InputOf(text, length);
-        return platform::Deliver(platform::NarrowLeniently(input), out, capacity);
+        const auto input = InputOf(text, length);
+        return Deliver(NarrowLeniently(input), out, capacity);
     });
 }

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdarg>
 #include <cstdlib>
 #include <filesystem>
@@ -58,6 +59,27 @@ Command Translate(Command command) {
     return {"xdg-open", {"xdg-open", FileArgument(arguments[2])}};
 }
 
+// What this process ignores for itself (see process.cpp) is not for others.
+class SpawnAttributes {
+  public:
+    SpawnAttributes() {
+        sigset_t defaults{};
+        sigemptyset(&defaults);
+        sigaddset(&defaults, SIGXFSZ);
+        posix_spawnattr_init(&attributes_);
+        posix_spawnattr_setsigdefault(&attributes_, &defaults);
+        posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF);
+    }
+    ~SpawnAttributes() { posix_spawnattr_destroy(&attributes_); }
+    SpawnAttributes(const SpawnAttributes&) = delete;
+    SpawnAttributes& operator=(const SpawnAttributes&) = delete;
+
+    [[nodiscard]] const posix_spawnattr_t* Get() const { return &attributes_; }
+
+  private:
+    posix_spawnattr_t attributes_{};
+};
+
 Outcome Start(const Command& command) {
     std::vector<char*> arguments;
     for (const std::string& argument : command.arguments) {
@@ -65,8 +87,9 @@ Outcome Start(const Command& command) {
     }
     arguments.push_back(nullptr);
     Outcome outcome;
-    outcome.error = posix_spawnp(&outcome.process, command.program.c_str(), nullptr, nullptr,
-                                 arguments.data(), environ);
+    const SpawnAttributes attributes;
+    outcome.error = posix_spawnp(&outcome.process, command.program.c_str(), nullptr,
+                                 attributes.Get(), arguments.data(), environ);
     return outcome;
 }
 
@@ -92,7 +115,11 @@ Outcome StartDetached(const Command& command) {
     close(ends[1]);
     if (between > 0) {
         WaitFor(between);
-        if (read(ends[0], &outcome, sizeof outcome) != sizeof outcome) outcome = {ECHILD, -1};
+        ssize_t got = 0;
+        do {
+            got = read(ends[0], &outcome, sizeof outcome);
+        } while (got < 0 && errno == EINTR);
+        if (got != sizeof outcome) outcome = {ECHILD, -1};
     }
     close(ends[0]);
     return outcome;
@@ -111,6 +138,8 @@ std::intptr_t Spawn(int mode, const Command& command) {
 }  // namespace
 }  // namespace platform
 
+using namespace platform;
+
 intptr_t _spawnlp(int mode, const char* program, const char* argument0, ...) {
     if (program == nullptr || argument0 == nullptr || (mode != _P_WAIT && mode != _P_NOWAIT)) {
         errno = EINVAL;
@@ -120,11 +149,11 @@ intptr_t _spawnlp(int mode, const char* program, const char* argument0, ...) {
     va_start(rest, argument0);
     intptr_t result = -1;
     try {
-        platform::Command command{program, {argument0}};
+        Command command{program, {argument0}};
         while (const char* argument = va_arg(rest, const char*)) {
             command.arguments.emplace_back(argument);
         }
-        result = platform::Spawn(mode, command);
+        result = Spawn(mode, command);
     } catch (...) {
         errno = ENOMEM;
     }

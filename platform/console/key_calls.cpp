@@ -2,10 +2,10 @@
 #include <conio.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdio>
 #include <utility>
 
+#include "platform/base/descriptor.h"
 #include "platform/console/terminal.h"
 
 namespace platform {
@@ -21,15 +21,6 @@ constexpr int kNoKey = -1;
 constexpr int kSequencePause = 25;  // milliseconds between the bytes of one key
 
 int secondHalf = kNoKey;
-
-int ReadByte(int terminal) {
-    unsigned char byte = 0;
-    ssize_t got = 0;
-    do {
-        got = read(terminal, &byte, 1);
-    } while (got < 0 && errno == EINTR);
-    return got == 1 ? byte : kNoKey;
-}
 
 int ExtendedNumber(int last) {
     switch (last) {
@@ -84,27 +75,29 @@ int StreamKey() {
 }  // namespace
 }  // namespace platform
 
+using namespace platform;
+
 int _kbhit(void) {
-    if (platform::secondHalf != platform::kNoKey) return 1;
-    const int terminal = platform::KeyTerminal();
+    if (secondHalf != kNoKey) return 1;
+    const int terminal = KeyTerminal();
     if (terminal < 0) return 0;
-    const platform::RawKeys raw(terminal);
-    return platform::InputWaits(terminal, 0) ? 1 : 0;
+    const RawKeys raw(terminal);
+    return InputWaits(terminal, 0) ? 1 : 0;
 }
 
 int _getch(void) {
-    if (platform::secondHalf != platform::kNoKey) {
-        return std::exchange(platform::secondHalf, platform::kNoKey);
+    if (secondHalf != kNoKey) {
+        return std::exchange(secondHalf, kNoKey);
     }
     std::fflush(stdout);
-    const int terminal = platform::KeyTerminal();
-    return terminal < 0 ? platform::StreamKey() : platform::TerminalKey(terminal);
+    const int terminal = KeyTerminal();
+    return terminal < 0 ? StreamKey() : TerminalKey(terminal);
 }
 
 int _putch(int character) {
     std::fflush(stdout);
-    const int terminal = isatty(STDOUT_FILENO) != 0 ? STDOUT_FILENO : platform::KeyTerminal();
+    const int terminal = isatty(STDOUT_FILENO) != 0 ? STDOUT_FILENO : KeyTerminal();
     const auto byte = static_cast<unsigned char>(character);
     const int target = terminal < 0 ? STDOUT_FILENO : terminal;
-    return write(target, &byte, 1) == 1 ? character : EOF;
+    return WriteAll(target, ViewOf(&byte, 1)) ? character : EOF;
 }

@@ -79,25 +79,26 @@ class Search : public Object {
 }  // namespace
 }  // namespace platform
 
+using namespace platform;
+
 HANDLE WINAPI FindFirstFileA(LPCSTR mask, LPWIN32_FIND_DATAA found) {
-    return platform::Guarded<HANDLE>(INVALID_HANDLE_VALUE, [&]() -> HANDLE {
-        if (found == nullptr) throw platform::Error(ERROR_INVALID_PARAMETER);
-        auto search = std::make_shared<platform::Search>(platform::FileArgument(mask));
-        if (!search->Next(*found)) throw platform::Error(ERROR_FILE_NOT_FOUND, mask);
-        return platform::Publish(std::move(search));
+    return Guarded<HANDLE>(INVALID_HANDLE_VALUE, [&]() -> HANDLE {
+        if (found == nullptr) throw Error(ERROR_INVALID_PARAMETER);
+        auto search = std::make_shared<Search>(FileArgument(mask));
+        if (!search->Next(*found)) throw Error(ERROR_FILE_NOT_FOUND, mask);
+        return Publish(std::move(search));
     });
 }
 
 BOOL WINAPI FindNextFileA(HANDLE search, LPWIN32_FIND_DATAA found) {
-    return platform::GuardedBool([&] {
-        if (found == nullptr) throw platform::Error(ERROR_INVALID_PARAMETER);
-        if (!platform::Resolve<platform::Search>(search)->Next(*found)) {
-            throw platform::Error(ERROR_NO_MORE_FILES);
+    return GuardedBool([&] {
+        if (found == nullptr) throw Error(ERROR_INVALID_PARAMETER);
+        if (!Resolve<Search>(search)->Next(*found)) {
+            throw Error(ERROR_NO_MORE_FILES);
         }
     });
 }
 
 BOOL WINAPI FindClose(HANDLE search) {
-    return platform::GuardedBool(
-        [&] { platform::ReleaseHandle(search, platform::Kind::Search, ERROR_INVALID_HANDLE); });
+    return GuardedBool([&] { ReleaseHandle(search, Kind::Search, ERROR_INVALID_HANDLE); });
 }

@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <functional>
 #include <iterator>
-#include <utility>
 
 #include "platform/base/errno_map.h"
 #include "platform/base/error.h"
@@ -23,8 +22,7 @@ HANDLE HandleOf(DWORD name) {
     for (std::size_t i = 0; i < std::size(kHandleNames); ++i) {
         if (kHandleNames[i] == name) return const_cast<int*>(&kDescriptors[i]);
     }
-    SetLastError(ERROR_INVALID_HANDLE);
-    return INVALID_HANDLE_VALUE;
+    throw Error(ERROR_INVALID_HANDLE);
 }
 
 int DescriptorOf(HANDLE handle) {
@@ -89,19 +87,23 @@ DWORD ReadSome(int descriptor, void* buffer, DWORD size) {
     }
 }
 
-// A console's line ends in CR LF. When only the CR still fits, the LF is the next read.
+// What is left of the line is for nobody: the next question is another one, and the shell must
+// not take the end of a password for a command.
+void DropRestOfLine(int terminal) {
+    for (int byte = ReadByte(terminal); byte >= 0 && byte != '\n';) byte = ReadByte(terminal);
+}
+
+// A console's line ends in CR LF; of one that does not fit the end is dropped.
 DWORD ReadConsoleLine(int terminal, char* buffer, DWORD size) {
-    static bool lineFeedPending = false;
     if (size == 0) return 0;
-    if (std::exchange(lineFeedPending, false)) {
-        *buffer = '\n';
-        return 1;
-    }
     DWORD got = ReadSome(terminal, buffer, size);
-    if (got == 0 || buffer[got - 1] != '\n') return got;
+    if (got == 0) return got;
+    if (buffer[got - 1] != '\n') {
+        if (got == size && (ModesOf(terminal).c_lflag & ICANON) != 0) DropRestOfLine(terminal);
+        return got;
+    }
     buffer[got - 1] = '\r';
-    lineFeedPending = got == size;
-    if (!lineFeedPending) buffer[got++] = '\n';
+    if (got < size) buffer[got++] = '\n';
     return got;
 }
 
@@ -144,37 +146,40 @@ void Write(HANDLE file, const char* data, DWORD size, DWORD& written) {
 }  // namespace
 }  // namespace platform
 
-HANDLE WINAPI GetStdHandle(DWORD which) { return platform::HandleOf(which); }
+using namespace platform;
+
+HANDLE WINAPI GetStdHandle(DWORD which) {
+    return Guarded<HANDLE>(INVALID_HANDLE_VALUE, [&] { return HandleOf(which); });
+}
 
 BOOL WINAPI GetConsoleMode(HANDLE console, DWORD* mode) {
-    return platform::GuardedBool([&] {
-        if (mode == nullptr) throw platform::Error(ERROR_INVALID_PARAMETER);
-        *mode = platform::ReadMode(platform::ConsoleInputOf(console));
+    return GuardedBool([&] {
+        if (mode == nullptr) throw Error(ERROR_INVALID_PARAMETER);
+        *mode = ReadMode(ConsoleInputOf(console));
     });
 }
 
 BOOL WINAPI SetConsoleMode(HANDLE console, DWORD mode) {
-    return platform::GuardedBool(
-        [&] { platform::WriteMode(platform::ConsoleInputOf(console), mode); });
+    return GuardedBool([&] { WriteMode(ConsoleInputOf(console), mode); });
 }
 
 BOOL WINAPI ReadFile(HANDLE file, LPVOID buffer, DWORD size, DWORD* read, LPOVERLAPPED overlapped) {
-    return platform::GuardedBool([&] {
+    return GuardedBool([&] {
         if (buffer == nullptr || read == nullptr || overlapped != nullptr) {
-            throw platform::Error(ERROR_INVALID_PARAMETER);
+            throw Error(ERROR_INVALID_PARAMETER);
         }
         *read = 0;
-        *read = platform::Read(file, static_cast<char*>(buffer), size);
+        *read = Read(file, static_cast<char*>(buffer), size);
     });
 }
 
 BOOL WINAPI WriteFile(HANDLE file, LPCVOID data, DWORD size, DWORD* written,
                       LPOVERLAPPED overlapped) {
-    return platform::GuardedBool([&] {
+    return GuardedBool([&] {
         if (data == nullptr || written == nullptr || overlapped != nullptr) {
-            throw platform::Error(ERROR_INVALID_PARAMETER);
+            throw Error(ERROR_INVALID_PARAMETER);
         }
         *written = 0;
-        platform::Write(file, static_cast<const char*>(data), size, *written);
+        Write(file, static_cast<const char*>(data), size, *written);
     });
 }

@@ -27,10 +27,12 @@ int Compare(const unsigned char* first, const unsigned char* second, std::size_t
 }  // namespace
 }  // namespace platform
 
+using namespace platform;
+
 int _mbsicmp(const unsigned char* first, const unsigned char* second) {
-    return platform::Compare(first, second, static_cast<size_t>(-1));
+    return Compare(first, second, static_cast<size_t>(-1));
 }
 
 int _mbsnbicmp(const unsigned char* first, const unsigned char* second, size_t bytes) {
-    return bytes == 0 ? 0 : platform::Compare(first, second, bytes);
+    return bytes == 0 ? 0 : Compare(first, second, bytes);
 }

@@ -1,0 +1,63 @@
+// Files that are being made: nobody sees one before it is whole, and one that is not finished
+// is gone when the process ends, whichever way that is.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <memory>
+#include <string>
+
+#include "platform/base/descriptor.h"
+
+namespace platform {
+
+// A file without a name where the file system can hold one, else under its name. Until it is
+// settled it is locked by its maker, and it is removed with the object, at exit and when a
+// signal ends the process. What a killed process has left behind is not locked: the next one
+// that makes a file in that folder, under a name that differs in digits alone, removes it.
+class Draft {
+  public:
+    enum class Access { Everybody, OwnerAlone };
+
+    // Throws ERROR_FILE_EXISTS when the name is taken. `flags`: O_WRONLY or O_RDWR.
+    Draft(std::string name, int flags, Access access);
+    // Under a fresh name in `folder`, which ends in "/"; for its owner alone.
+    static std::unique_ptr<Draft> In(const std::string& folder);
+    ~Draft();
+    Draft(const Draft&) = delete;
+    Draft& operator=(const Draft&) = delete;
+
+    [[nodiscard]] int Get() const { return file_.Get(); }
+    [[nodiscard]] const std::string& Name() const { return name_; }
+    // The permissions that any new file would have got.
+    [[nodiscard]] mode_t OrdinaryMode() const { return ordinaryMode_; }
+
+    // These answer false with errno. The file may have its name already.
+    [[nodiscard]] bool GiveName();
+    [[nodiscard]] bool RenameTo(const std::string& target);
+    // The same to a name that must be free (EEXIST).
+    [[nodiscard]] bool LinkTo(const std::string& target);
+    // From now on the named file stays, or somebody else has taken it away.
+    void Settle();
+
+  private:
+    bool OpenUnnamed(int flags, Access access);
+    void OpenNamed(int flags, Access access);
+    void ShowToSignals();
+
+    std::string name_;
+    Descriptor file_{-1};
+    mode_t ordinaryMode_ = 0;
+    bool named_ = false;
+    bool settled_ = false;
+    int place_ = -1;  // among the names that a signal removes
+};
+
+// Drafts that wait under their names for a call that says what becomes of them.
+void KeepDraft(std::shared_ptr<Draft> draft);
+// Null when the name is none of them.
+std::shared_ptr<Draft> FindDraft(const std::string& name);
+// The name was moved, replaced or deleted.
+void ForgetDraft(const std::string& name);
+
+}  // namespace platform

@@ -1,0 +1,98 @@
+// The exported calls on files.
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "platform/base/errno_map.h"
+#include "platform/base/file_entry.h"
+#include "platform/base/file_name.h"
+#include "platform/base/open_file.h"
+#include "platform/base/replace_file.h"
+
+namespace platform {
+namespace {
+
+void CheckDone(bool done) {
+    if (!done) throw Error(ErrnoToCode(errno));
+}
+
+int DescriptorOf(HANDLE file) { return Resolve<OpenFile>(file)->Get(); }
+
+void Replace(LPCSTR replaced, LPCSTR replacement, DWORD flags) {
+    if ((flags & ~DWORD{REPLACEFILE_WRITE_THROUGH}) != 0) throw Error(ERROR_INVALID_PARAMETER);
+    const std::string target = FileArgument(replaced);
+    const std::string source = FileArgument(replacement);
+    CheckHeld(target);
+    ReplaceByFile(target, source, (flags & REPLACEFILE_WRITE_THROUGH) != 0);
+    ForgetDraft(source);
+}
+
+}  // namespace
+}  // namespace platform
+
+using namespace platform;
+
+// "No such file" is an answer that callers want for each of many names, so it is not thrown.
+DWORD WINAPI GetFileAttributesA(LPCSTR name) {
+    return Guarded<DWORD>(INVALID_FILE_ATTRIBUTES, [&] {
+        const std::string file = FileArgument(name);
+        struct stat status {};
+        if (stat(file.c_str(), &status) == 0) return AttributesOf(status);
+        SetFailure(FileErrorCode(errno, file));
+        return INVALID_FILE_ATTRIBUTES;
+    });
+}
+
+BOOL WINAPI SetFileAttributesA(LPCSTR name, DWORD attributes) {
+    return GuardedBool(
+        [&] { SetReadOnly(FileArgument(name), (attributes & FILE_ATTRIBUTE_READONLY) != 0); });
+}
+
+BOOL WINAPI CreateDirectoryA(LPCSTR name, LPSECURITY_ATTRIBUTES) {
+    return GuardedBool([&] { MakeFolder(FileArgument(name)); });
+}
+
+HANDLE WINAPI CreateFileA(LPCSTR name, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES,
+                          DWORD disposition, DWORD flags, HANDLE) {
+    return Guarded<HANDLE>(INVALID_HANDLE_VALUE, [&]() -> HANDLE {
+        return Publish(Open({FileArgument(name), access, share, disposition, flags}));
+    });
+}
+
+BOOL WINAPI FlushFileBuffers(HANDLE file) {
+    return GuardedBool([&] { CheckDone(SyncFile(DescriptorOf(file))); });
+}
+
+BOOL WINAPI SetEndOfFile(HANDLE file) {
+    return GuardedBool([&] {
+        const int descriptor = DescriptorOf(file);
+        const off_t position = lseek(descriptor, 0, SEEK_CUR);
+        CheckDone(position >= 0 && SetLength(descriptor, position));
+    });
+}
+
+BOOL WINAPI CloseHandle(HANDLE object) {
+    return GuardedBool([&] {
+        const auto file = Resolve<OpenFile>(object);
+        ReleaseHandle(object, Kind::File, ERROR_INVALID_HANDLE);
+        file->Close();
+    });
+}
+
+BOOL WINAPI DeleteFileA(LPCSTR name) {
+    return GuardedBool([&] { DeleteNamed(FileArgument(name)); });
+}
+
+BOOL WINAPI MoveFileExA(LPCSTR from, LPCSTR to, DWORD flags) {
+    return GuardedBool([&] { Move(FileArgument(from), FileArgument(to), flags); });
+}
+
+BOOL WINAPI ReplaceFileA(LPCSTR replaced, LPCSTR replacement, LPCSTR backup, DWORD flags,
+                         LPVOID exclude, LPVOID reserved) {
+    return GuardedBool([&] {
+        if (backup != nullptr || exclude != nullptr || reserved != nullptr) {
+            throw Error(ERROR_INVALID_PARAMETER);
+        }
+        Replace(replaced, replacement, flags);
+    });
+}

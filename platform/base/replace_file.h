@@ -1,0 +1,25 @@
+// The one way in which a file gets new content: the old one stays whole until the new one is.
+#pragma once
+
+#include <filesystem>
+
+#include "platform/base/bytes.h"
+
+namespace platform {
+
+enum class IfExists { Replace, Refuse };
+
+// Puts `content` into `file` as a whole; a process killed at any moment leaves the old or the
+// new file. Symbolic links are followed to the file that they stand for. What is no file (a
+// device, a FIFO, an open file of /dev/fd) is written to and never replaced. The file has
+// `mode` afterwards, whatever the mask; an existing one keeps its owner and its links. Throws
+// with the file's name: ERROR_FILE_EXISTS when there is a file that is not to be replaced.
+void ReplaceFile(const std::filesystem::path& file, ByteView content, unsigned mode,
+                 IfExists ifExists = IfExists::Replace);
+
+// Puts the file `replacement` in the place of the file `replaced`, which exists and whose
+// traits stay. `durable`: the disk has it on return. After ERROR_UNABLE_TO_MOVE_REPLACEMENT
+// the replacement alone is whole.
+void ReplaceByFile(const std::string& replaced, const std::string& replacement, bool durable);
+
+}  // namespace platform

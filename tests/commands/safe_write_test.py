@@ -1,0 +1,121 @@
+"""Files that are changed in place: several processes at once, and a process that ends anywhere."""
+
+import os
+import re
+import signal
+import subprocess
+import unittest
+
+from kestrel_case import KESTREL, KESTRELCTL, KestrelCase
+
+SHARING = 32
+MANY = 12
+
+
+class SafeWrite(KestrelCase):
+    def setUp(self):
+        super().setUp()
+        self.make_identity("ec", "ec")
+        self.write("in", b"content")
+        self.openssl("cms", "-sign", "-binary", "-nodetach", "-in", "in", "-outform", "DER", "-out",
+                     "msg", "-signer", "ec.pem", "-inkey", "ec.key")
+        self.before = self.read("msg")
+
+    def start(self, *command):
+        return subprocess.Popen(command, cwd=self.folder, env=self.env, stdin=subprocess.DEVNULL,
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+
+    def signers(self):
+        """How many signatures the message has, all of which openssl must find good."""
+        self.openssl("cms", "-verify", "-inform", "DER", "-in", "msg", "-CAfile", "ec.pem",
+                     "-purpose", "any", "-binary", "-out", "out")
+        _, text = self.openssl("cms", "-cmsout", "-print", "-noout", "-inform", "DER", "-in", "msg")
+        return text.count(b"digestAlgorithm:")
+
+    # ---- several at once ---------------------------------------------------------
+
+    def test_no_signature_is_lost(self):
+        one = self.signers()
+        running = [self.start(KESTREL, "-addsign", "-dn", "ec", "msg") for _ in range(MANY)]
+        statuses = []
+        for process in running:
+            output, _ = process.communicate(timeout=300)
+            statuses.append(process.returncode)
+            if process.returncode != 0:
+                self.assertEqual(process.returncode, SHARING, output)
+                self.assertIn(b"Another process is using the file: msg (0x20)", output)
+        self.assertGreater(statuses.count(0), 0)
+        self.assertEqual(self.signers(), one + statuses.count(0))
+        self.assertEqual([n for n in os.listdir(self.folder) if n.endswith(".tmp")], [])
+
+    def test_no_setting_is_lost(self):
+        running = [self.start(KESTRELCTL, "policy", "set", f"Value{i}", str(i)) for i in range(MANY)]
+        for process in running:
+            self.assertEqual(process.communicate(timeout=300)[1], b"")
+        shown = self.ctl("policy", "show").decode()
+        self.assertEqual(len(re.findall(r"user +Value\d+ ", shown)), MANY, shown)
+
+    # ---- ended at every call -----------------------------------------------------
+
+    def last_calls(self, command):
+        """The numbers of the system calls from the one that opens the message on."""
+        self.write("msg", self.before)
+        trace = self.path("trace")
+        subprocess.run(["strace", "-o", trace, *command], cwd=self.folder, env=self.env,
+                       stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, check=True)
+        with open(trace, encoding="utf-8", errors="replace") as lines:
+            calls = [line.split("(", 1)[0] for line in lines if re.match(r"\w+\(", line)]
+        counts, numbered = {}, []
+        for call in calls:
+            counts[call] = counts.get(call, 0) + 1
+            numbered.append((call, counts[call]))
+        return numbered[calls.index("flock"):]
+
+    def ended_at(self, command, call, number, how):
+        self.write("msg", self.before)
+        subprocess.run(["strace", "-o", "/dev/null", "-e",
+                        f"inject={call}:signal={how}:when={number}", *command],
+                       cwd=self.folder, env=self.env, stdin=subprocess.DEVNULL,
+                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False)
+
+    def leftovers(self):
+        return [name for name in os.listdir(self.folder) if name.endswith(".tmp")]
+
+    def test_ended_anywhere_the_old_or_the_new_file_is_there(self):
+        command = [KESTREL, "-addsign", "-dn", "ec", "msg"]
+        old = self.signers()
+        calls = [c for c in self.last_calls(command) if c[0] != "exit_group"]
+        self.assertGreater(len(calls), 10)
+        for how in (signal.SIGKILL, signal.SIGTERM):
+            for call, number in calls:
+                with self.subTest(f"{how.name} at {call} {number}"):
+                    self.ended_at(command, call, number, how.name[3:])
+                    if self.read("msg") != self.before:
+                        self.assertEqual(self.signers(), old + 1)
+                    if how == signal.SIGTERM:
+                        self.assertEqual(self.leftovers(), [])
+        self.write("msg", self.before)
+        self.succeed("-addsign", "-dn", "ec", "msg")
+        self.assertEqual(self.leftovers(), [], "the next run clears up")
+
+    def test_no_room_is_an_error_that_leaves_the_old_file(self):
+        done = subprocess.run(["sh", "-c", 'ulimit -f 1; exec "$0" -addsign -dn ec msg', KESTREL],
+                              cwd=self.folder, env=self.env, capture_output=True, check=False)
+        self.assertEqual(done.returncode, 0x65, done.stdout)
+        self.assertEqual(self.read("msg"), self.before)
+        self.assertEqual(self.leftovers(), [])
+
+    # ---- where output does not arrive ----------------------------------------------
+
+    def test_lost_output_is_a_failure(self):
+        for program, status, *arguments in ((KESTREL, 29, "-hash", "in"),
+                                            (KESTRELCTL, 1, "store", "list")):
+            for target in (">/dev/full", ">&-"):
+                done = subprocess.run(["sh", "-c", f'exec "$0" "$@" {target}', program, *arguments],
+                                      cwd=self.folder, env=self.env, capture_output=True,
+                                      check=False)
+                self.assertEqual(done.returncode, status, (program, target, done.stderr))
+
+
+if __name__ == "__main__":
+    unittest.main()
