@@ -85,6 +85,10 @@ int64_t _filelengthi64(int descriptor) {
     return platform::WithLastError(platform::LengthOf(descriptor));
 }
 
+int _chsize_s(int descriptor, int64_t length) {
+    return ftruncate(descriptor, length) == 0 ? 0 : errno;
+}
+
 int _fseeki64(FILE* file, int64_t offset, int origin) {
     return platform::WithLastError(fseeko(file, offset, origin));
 }
