@@ -6,20 +6,20 @@
 
 namespace kestrel {
 
-DWORD ReadMessageFile(const char* name, MessageFile& file) {
+Reported ReadMessageFile(const char* name, MessageFile& file) {
     BYTE* data = nullptr;
     file.name = name;
-    const DWORD code = ReadFileWhole(name, data, file.size, &file.isDer);
+    const Reported failure = ReadFileWhole(name, data, file.size, &file.isDer);
     file.data.reset(data);
-    return code;
+    return failure;
 }
 
-DWORD WriteMessageFile(MessageFile& file) {
+Reported WriteMessageFile(MessageFile& file) {
     BYTE* const data = file.data.release();
     if (file.isDer == 0) return WriteFileBase64(file.name, data, file.size);
-    const DWORD code = WriteFileRaw(file.name, data, file.size);
-    if (code == 0) std::free(data);  // a failure has freed it
-    return code;
+    const Reported failure = WriteFileRaw(file.name, data, file.size);
+    if (!failure) std::free(data);  // a failure has freed it
+    return failure;
 }
 
 }  // namespace kestrel

@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include "front/core/holders.h"
+#include "front/core/result.h"
 
 namespace kestrel {
 
@@ -15,8 +16,8 @@ struct MessageFile {
 };
 
 // 0 or a reported code, as ReadFileWhole.
-DWORD ReadMessageFile(const char* name, MessageFile& file);
+Reported ReadMessageFile(const char* name, MessageFile& file);
 // The same, as WriteFileRaw and WriteFileBase64. The data is gone afterwards.
-DWORD WriteMessageFile(MessageFile& file);
+Reported WriteMessageFile(MessageFile& file);
 
 }  // namespace kestrel

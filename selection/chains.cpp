@@ -8,8 +8,6 @@ namespace kestrel {
 
 namespace {
 
-constexpr MessageId kUseThisCertificate = 147;
-
 struct ChainExplanation {
     DWORD status;
     MessageId message;
@@ -38,7 +36,7 @@ char ReadUseAnswer() {
 
 }  // namespace
 
-DWORD CheckChain(PCCERT_CONTEXT certificate, DWORD& status) {
+Reported CheckChain(PCCERT_CONTEXT certificate, DWORD& status) {
     CERT_CHAIN_PARA para{};
     para.cbSize = sizeof(para);
     const DWORD flags = state.revocationOff ? 0 : CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT;
@@ -52,10 +50,10 @@ DWORD CheckChain(PCCERT_CONTEXT certificate, DWORD& status) {
     return 0;
 }
 
-DWORD AskAboutBadChain(DWORD status, bool& keep) {
+Reported AskAboutBadChain(DWORD status, bool& keep) {
     ExplainChain(status);
-    if (state.chainErrorsFatal) return kBadChain;
-    PrintMessage(kUseThisCertificate, 0);
+    if (state.chainErrorsFatal) return LeaveToClosingLine(Unreported(kBadChain));
+    PrintMessage(say::kUseThisCertificate, 0);
     const char answer = ReadUseAnswer();
     std::putchar('\n');
     std::fflush(stdout);
