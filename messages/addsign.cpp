@@ -65,7 +65,7 @@ Reported ChangeMessage(HCRYPTMSG message, const Signing& signing, const Signatur
 }
 
 // The signature stamp goes to the first signature of the message, also where that is an
-// older one than the one just made: so it has always been.
+// older one than the one just made (sign-1).
 Reported AddToFile(const Signing& signing, const SignatureKeys& keys) {
     MessageFile file;
     if (const Reported failure = ReadMessageFile(state.firstFile, file)) return failure;

@@ -89,7 +89,7 @@ Reported StreamMessage(const SignedRecords& records, bool der) {
 }
 
 // Keys are checked here and not before the stamp was obtained: -pin and -askpin are
-// taken late, and what is printed until then is part of the command's output.
+// taken late (sign-2).
 Reported SignTo(PCCERT_CONTEXT certificate, const PrivateKey& key,
                 const CRYPT_ALGORITHM_IDENTIFIER& hash, const SignKeys& keys) {
     PrintMessage(say::kSigning, 0);
