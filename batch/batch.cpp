@@ -1,14 +1,20 @@
+// The engine behind the commands for many files.
 #include "batch/batch.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <string>
+#include <vector>
 
+#include "batch/masks.h"
 #include "batch/paths.h"
 #include "batch/steps.h"
 #include "front/core/catalogue.h"
 #include "front/core/holders.h"
 #include "front/core/keys.h"
+#include "messages/files/progress.h"
 #include "messages/stamp_keys.h"
 #include "selection/providers.h"
 #include "selection/search.h"
@@ -19,23 +25,21 @@ SignatureSettings signatureSettings;
 
 namespace {
 
-constexpr MessageId kFolder = 140;
-constexpr MessageId kHashAlgorithm = 170;
 constexpr char kDefaultFolder[] = "./";
 
 std::string TakeFolder() {
-    const char* value = kDefaultFolder;
-    TakeKey("dir", &value);
-    return CompanionFolder(value);
+    const char* value = nullptr;
+    const bool given = TakeKey("dir", &value) && *value != '\0';  // empty: batch-5
+    return CompanionFolder(given ? value : kDefaultFolder);
 }
 
-DWORD PrepareHash() {
+Reported PrepareHash() {
     const char* type = nullptr;
     if (TakeKey("provtype", &type)) hashProviderType = static_cast<DWORD>(std::atoi(type));
     TakeKey("provname", &hashProviderName);
-    if (const DWORD code = RejectLeftoverKeys(); code != 0) return code;
+    if (const Reported failure = RejectLeftoverKeys()) return failure;
     if (ProviderHasHashAlgorithm() == 0) return ReportError(kLastError);
-    PrintMessage(kHashAlgorithm, 0);
+    PrintMessage(say::kHashAlgorithm, 0);
     std::printf("%s\n", hashAlgorithm.szName);
     return 0;
 }
@@ -52,18 +56,28 @@ StampKeys TakeStampValues(BatchKind kind) {
 }
 
 // Keys that are left over are found by the operation, for each file: it takes the password.
-DWORD PrepareSignatures(BatchKind kind, StampKeys& stamps, StoreVector& stores) {
+Reported PrepareSignatures(BatchKind kind, StampKeys& stamps, StoreVector& stores) {
     const bool signs = kind == BatchKind::Sign;
     if (signs) signatureSettings = {TakeKey("cert"), TakeKey("crl"), TakeKey("der")};
     stamps = TakeStampValues(kind);
-    if (const DWORD code = ParseSearchCriterion(!signs); code != 0) return code;
+    if (const Reported failure = ParseSearchCriterion(!signs)) return failure;
     return SelectCertificates(stores, signs, signs ? Purpose::Signing : Purpose::Any);
 }
 
-// Names are printed as they are, whatever bytes they hold.
-void PrintFolder() {
-    PrintMessage(kFolder, 0);
-    std::fputs(FolderPart(state.positionals.front()).c_str(), stdout);
+// Masks are names to every other command (batch-6).
+std::vector<std::string> ExpandedFiles() {
+    std::vector<std::string> files;
+    for (const char* argument : state.positionals) {
+        std::vector<std::string> names = ExpandMask(argument);
+        if (names.empty()) names.emplace_back(argument);
+        std::ranges::move(names, std::back_inserter(files));
+    }
+    return files;
+}
+
+void PrintFolder(const std::string& firstFile) {
+    PrintMessage(say::kFolder, 0);
+    std::fputs(Escaped(FolderPart(firstFile)).c_str(), stdout);
     std::fputs("':\n", stdout);
 }
 
@@ -77,9 +91,9 @@ bool MakeFolder(const std::string& folder) {
     return IsFolder(folder.c_str()) || CreateDirectoryA(folder.c_str(), nullptr);
 }
 
-DWORD RunOnFile(const BatchCommand& command, const std::string& folder, const char* source,
-                const StampKeys& stamps) {
-    std::fputs(source, stdout);
+Reported RunOnFile(const BatchCommand& command, const std::string& folder, const char* source,
+                   const StampKeys& stamps) {
+    std::fputs(Escaped(source).c_str(), stdout);
     std::fputs("... ", stdout);
     ShowOnTerminal();
     const std::string companion = CompanionName(folder, source, command.companionExtension);
@@ -87,14 +101,15 @@ DWORD RunOnFile(const BatchCommand& command, const std::string& folder, const ch
                              stamps.noStampCert ? 1 : 0);
 }
 
-DWORD RunOnFiles(const BatchCommand& command, const std::string& folder, const StampKeys& stamps) {
-    DWORD firstFailure = 0;
+Reported RunOnFiles(const BatchCommand& command, const std::string& folder,
+                    const std::vector<std::string>& files, const StampKeys& stamps) {
+    Reported firstFailure;
     bool folderMade = false;
-    for (const char* source : state.positionals) {
-        if (IsFolder(source)) continue;
+    for (const std::string& source : files) {
+        if (IsFolder(source.c_str())) continue;
         if (!folderMade) folderMade = MakeFolder(folder);
-        const DWORD code = RunOnFile(command, folder, source, stamps);
-        if (firstFailure == 0) firstFailure = code;
+        const Reported failure = RunOnFile(command, folder, source.c_str(), stamps);
+        if (!firstFailure) firstFailure = failure;
     }
     return firstFailure;
 }
@@ -106,12 +121,14 @@ DWORD RunFileBatch(const BatchCommand& command) {
     const std::string folder = TakeFolder();
     StampKeys stamps;
     SearchStores stores;
-    const DWORD code = command.kind == BatchKind::Hash
-                           ? PrepareHash()
-                           : PrepareSignatures(command.kind, stamps, stores.open);
-    if (code != 0) return code;
-    PrintFolder();
-    return RunOnFiles(command, folder, stamps);
+    if (const Reported failure = command.kind == BatchKind::Hash
+                                     ? PrepareHash()
+                                     : PrepareSignatures(command.kind, stamps, stores.open)) {
+        return failure;
+    }
+    const std::vector<std::string> files = ExpandedFiles();
+    PrintFolder(files.front());
+    return RunOnFiles(command, folder, files, stamps);
 }
 
 }  // namespace kestrel

@@ -4,17 +4,19 @@
 
 #include <windows.h>
 
+#include "front/core/result.h"
+
 namespace kestrel {
 
 // The work on one file. It stands behind "<source>... " and ends that line. 0, or the
-// file's code; what is returned has been printed, unless the operation says otherwise.
+// file's code.
 //   sizeHint              0: the operation measures the file
 //   contentStampValue     -sd, and
 //   signatureStampValue   -ss: null without the key
 //   noStampCertificate    not 0: -nostampcert was given
-using FileOperation = DWORD (*)(const char* sourceName, const char* companionName, DWORD sizeHint,
-                                const char* contentStampValue, const char* signatureStampValue,
-                                DWORD noStampCertificate);
+using FileOperation = Reported (*)(const char* sourceName, const char* companionName,
+                                   DWORD sizeHint, const char* contentStampValue,
+                                   const char* signatureStampValue, DWORD noStampCertificate);
 
 // What a command asks of the engine before the files: a hash provider, the one certificate
 // that signs, or any number of certificates that may have signed.

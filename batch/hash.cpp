@@ -7,6 +7,7 @@
 
 #include "batch/batch.h"
 #include "batch/steps.h"
+#include "front/core/ask_size.h"
 #include "front/core/commands.h"
 #include "messages/files/progress.h"
 #include "messages/files/road.h"
@@ -15,48 +16,30 @@
 namespace kestrel {
 namespace {
 
-constexpr MessageId kHashReadingFailed = 141;
-constexpr MessageId kDiffers = 169;
 constexpr char kHashExtension[] = ".hsh";
 constexpr char kBackOverPercent[] = "\b\b\b\b";
 constexpr char kWipePercent[] = "\b\b\b\b    \b\b\b\b";
 
-// What is no number, or none that fits, becomes the one that users of -vhash know: there
-// the length is 0, and a file may grow while it is read.
+// What is no number, or none that fits, becomes INT32_MIN (batch-1): the length that -vhash
+// gives is 0, and a file may grow while it is read.
 int PercentDone(DWORD chunks, LONGLONG length) {
     const double percent = chunks * 100.0 * 65536.0 / static_cast<double>(length);
     return percent < INT32_MAX ? static_cast<int>(percent) : INT32_MIN;
 }
 
-class PercentShown {
-  public:
-    explicit PercentShown(LONGLONG length) : length_(length) {}
-    void Show() {
-        const int percent = PercentDone(chunks_++, length_);
-        std::printf(kProgressFormat, percent);
-        if (percent != shown_) ShowOnTerminal();
-        shown_ = percent;
-    }
-
-  private:
-    LONGLONG length_;
-    DWORD chunks_ = 0;
-    int shown_ = -1;
-};
-
 // 0, kLastError when the provider failed, or kCannotOpenFile when the file did.
-DWORD FeedHash(HCRYPTHASH hash, FILE* source, LONGLONG shownLength) {
+Unreported FeedHash(HCRYPTHASH hash, FILE* source, LONGLONG shownLength) {
     std::array<BYTE, kChunkSize> chunk;
-    PercentShown percent(shownLength);
+    Progress progress(shownLength, PercentDone);
     for (size_t read = kChunkSize; read == kChunkSize;) {
         read = std::fread(chunk.data(), 1, kChunkSize, source);
-        if (std::ferror(source) != 0) return kCannotOpenFile;
-        percent.Show();
+        if (std::ferror(source) != 0) return Unreported(kCannotOpenFile);
+        progress.Show();
         if (read > 0 && !CryptHashData(hash, chunk.data(), static_cast<DWORD>(read), 0)) {
-            return kLastError;
+            return Unreported(kLastError);
         }
     }
-    return 0;
+    return {};
 }
 
 bool StartHash(ProviderHolder& provider, HashHolder& hash) {
@@ -65,44 +48,43 @@ bool StartHash(ProviderHolder& provider, HashHolder& hash) {
            CryptCreateHash(provider.Get(), hashAlgorithm.aiAlgid, 0, 0, hash.Fill());
 }
 
-DWORD ReadHashValue(HCRYPTHASH hash, std::vector<BYTE>& value) {
-    DWORD size = 0;
-    if (!CryptGetHashParam(hash, HP_HASHVAL, nullptr, &size, 0)) return ReportError(kLastError);
-    value.resize(size);
-    if (!CryptGetHashParam(hash, HP_HASHVAL, value.data(), &size, 0)) {
-        return ReportError(kLastError);
-    }
+Reported ReadHashValue(HCRYPTHASH hash, std::vector<BYTE>& value) {
+    const bool done = FetchValue(value, [hash](BYTE* buffer, DWORD* size) {
+        return CryptGetHashParam(hash, HP_HASHVAL, buffer, size, 0);
+    });
+    if (!done) return ReportError(kLastError);
     return 0;
 }
 
 // The provider is asked for each file anew, so that one that fails ends every file's line.
-DWORD HashSource(InputFile& source, LONGLONG shownLength, std::vector<BYTE>& value) {
+Reported HashSource(InputFile& source, LONGLONG shownLength, std::vector<BYTE>& value) {
     ProviderHolder provider;
     HashHolder hash;
-    DWORD code = StartHash(provider, hash) ? 0 : kLastError;
+    Unreported failure(StartHash(provider, hash) ? 0 : kLastError);
     std::fputs(kProgressStart, stdout);
-    if (code == 0) code = FeedHash(hash.Get(), source.file.get(), shownLength);
+    if (!failure) failure = FeedHash(hash.Get(), source.file.get(), shownLength);
     source.file.reset();
-    if (code == kCannotOpenFile) {
+    if (failure.Code() == kCannotOpenFile) {
         std::fputs(kBackOverPercent, stdout);
-        return EndLine(kReadingFailed, code);
+        return EndLine(say::kReadingFailed, kCannotOpenFile);
     }
     std::fputs(kWipePercent, stdout);
-    return code != 0 ? ReportError(code) : ReadHashValue(hash.Get(), value);
+    if (failure) return ReportError(failure.Code());
+    return ReadHashValue(hash.Get(), value);
 }
 
-// A file that is too large leaves its line empty: the code alone tells.
-DWORD HashFile(const char* sourceName, const char* companionName, DWORD, const char*, const char*,
-               DWORD) {
+// A file that is too large leaves its line empty (batch-2).
+Reported HashFile(const char* sourceName, const char* companionName, DWORD, const char*,
+                  const char*, DWORD) {
     InputFile source;
-    if (const DWORD code = OpenSource(sourceName, source); code != 0) return code;
-    if (IsTooLarge(source)) return kFileTooLarge;
+    if (const Reported failure = OpenSource(sourceName, source)) return failure;
+    if (IsTooLarge(source)) return LeaveToClosingLine(Unreported(kFileTooLarge));
     std::vector<BYTE> value;
-    if (const DWORD code = HashSource(source, source.size, value); code != 0) return code;
+    if (const Reported failure = HashSource(source, source.size, value)) return failure;
     if (!WriteWholeFile(companionName, value.data(), value.size(), false)) {
-        return EndLine(kWritingFailed, kCannotOpenFile);
+        return EndLine(say::kWritingFailed, kCannotOpenFile);
     }
-    return EndLine(kFileDone, 0);
+    return EndLine(say::kFileDone, 0);
 }
 
 bool HoldsExactly(FILE* file, const std::vector<BYTE>& value) {
@@ -112,17 +94,17 @@ bool HoldsExactly(FILE* file, const std::vector<BYTE>& value) {
            kept == value;
 }
 
-DWORD VerifyHashOfFile(const char* sourceName, const char* companionName, DWORD, const char*,
-                       const char*, DWORD) {
+Reported VerifyHashOfFile(const char* sourceName, const char* companionName, DWORD, const char*,
+                          const char*, DWORD) {
     InputFile source;
-    if (const DWORD code = OpenSource(sourceName, source); code != 0) return code;
+    if (const Reported failure = OpenSource(sourceName, source)) return failure;
     if (IsTooLarge(source)) return ReportError(kFileTooLarge);
     std::vector<BYTE> value;
-    if (const DWORD code = HashSource(source, 0, value); code != 0) return code;
+    if (const Reported failure = HashSource(source, 0, value)) return failure;
     const FileHolder companion = OpenPlainFile(companionName);
-    if (!companion) return EndLine(kHashReadingFailed, kCannotOpenFile);
-    if (!HoldsExactly(companion.get(), value)) return EndLine(kDiffers, kHashDiffers);
-    return EndLine(kFileDone, 0);
+    if (!companion) return EndLine(say::kHashReadingFailed, kCannotOpenFile);
+    if (!HoldsExactly(companion.get(), value)) return EndLine(say::kHashDiffers, kHashDiffers);
+    return EndLine(say::kFileDone, 0);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include "batch/batch.h"
 #include "batch/steps.h"
+#include "front/core/ask_size.h"
 #include "front/core/commands.h"
 #include "front/core/keys.h"
 #include "messages/files/base64.h"
@@ -20,40 +21,58 @@ namespace {
 
 constexpr char kSignatureExtension[] = ".sgn";
 
-// Returned without a report: the line stays open and the code alone tells. A password that
-// failed was reported.
-DWORD BindQuietly(PCCERT_CONTEXT certificate) {
-    const DWORD flags = PinRequested() ? CRYPT_ACQUIRE_SILENT_FLAG : 0;
-    PrivateKey found;
-    if (!AcquirePrivateKey(certificate, flags, found)) return GetLastError();
-    return BindPrivateKey(certificate);
-}
-
 // What all files have in common, found at the first of them.
 struct CommonFinds {
     CRYPT_ALGORITHM_IDENTIFIER hash{};
     CrlHolder crl;
+    DWORD pinFailure = 0;
 };
 CommonFinds common;
 
-DWORD FindHash(PCCERT_CONTEXT certificate) {
+// The password is taken at the first file. One that failed is neither tried nor asked for at
+// the next.
+Reported BindWithPin(PCCERT_CONTEXT certificate) {
+    if (common.pinFailure == kPinFailed) return ReportError(kPinFailed);
+    if (common.pinFailure != 0) {
+        SetLastError(common.pinFailure);
+        return ReportError(kLastError);
+    }
+    const bool withPin = PinRequested();
+    const Reported failure = BindPrivateKey(certificate);
+    if (withPin) common.pinFailure = failure;
+    return failure;
+}
+
+// A key that is not there leaves the line open, and the code alone tells (batch-4).
+Reported BindQuietly(PCCERT_CONTEXT certificate) {
+    const DWORD flags = PinRequested() ? CRYPT_ACQUIRE_SILENT_FLAG : 0;
+    PrivateKey found;
+    if (!AcquirePrivateKey(certificate, flags, found)) {
+        return LeaveToClosingLine(Unreported(GetLastError()));
+    }
+    return BindWithPin(certificate);
+}
+
+Reported FindHash(PCCERT_CONTEXT certificate) {
     if (common.hash.pszObjId != nullptr) return 0;
     return FindAlgorithmForCertificate(certificate, CRYPT_HASH_ALG_OID_GROUP_ID, common.hash);
 }
 
 // Each search would open the stores anew, and they stay open.
-DWORD FindCrl(PCCERT_CONTEXT certificate) {
+Reported FindCrl(PCCERT_CONTEXT certificate) {
     if (!signatureSettings.crl) return 0;
     if (!common.crl) common.crl.reset(FindCrlForCertificate(certificate, false));
-    return common.crl ? 0 : ReportError(kLastError);
+    if (!common.crl) return ReportError(kLastError);
+    return 0;
 }
 
 // The stamp over the source, to be signed with it; empty without -sd.
-DWORD FetchContentStamp(const Block& source, const StampKeys& stamps, std::vector<BYTE>& token) {
+Reported FetchContentStamp(const Block& source, const StampKeys& stamps, std::vector<BYTE>& token) {
     if (stamps.contentUrl == nullptr) return 0;
     const bool fetched = RequestTimeStamp(source.data.get(), source.size,
                                           StampUrl(stamps.contentUrl), token, !stamps.noStampCert);
-    return fetched ? 0 : ReportError(kLastError);
+    if (!fetched) return ReportError(kLastError);
+    return 0;
 }
 
 // The record of CryptSignMessage and what it refers to.
@@ -84,19 +103,16 @@ void FillSigner(DetachedSigner& signer, std::vector<BYTE>& token) {
 }
 
 // Frees the source: it may be large, and nothing needs it any more.
-DWORD Sign(DetachedSigner& signer, Block& source, Block& signature) {
+Reported Sign(DetachedSigner& signer, Block& source, Block& signature) {
     std::array<const BYTE*, 1> blocks{source.data.get()};
     std::array<DWORD, 1> sizes{source.size};
-    const auto sign = [&](BYTE* encoded) {
-        return CryptSignMessage(&signer.para, TRUE, 1, blocks.data(), sizes.data(), encoded,
-                                &signature.size) != FALSE;
-    };
-    if (!sign(nullptr)) return ReportError(kLastError);
-    signature.data.reset(static_cast<BYTE*>(std::malloc(signature.size)));
-    if (!signature.data) return kNoMemory;
-    if (!sign(signature.data.get())) return ReportError(kLastError);
+    const Reported failure =
+        FetchBytes(signature.data, signature.size, [&](BYTE* encoded, DWORD* size) {
+            return CryptSignMessage(&signer.para, TRUE, 1, blocks.data(), sizes.data(), encoded,
+                                    size);
+        });
     source.data.reset();
-    return 0;
+    return failure;
 }
 
 bool WriteText(const char* name, const Block& signature) {
@@ -113,32 +129,32 @@ bool WriteSignature(const char* name, const Block& signature) {
 
 // From the file's bytes to the signature's. Keys are checked behind the binding, which
 // takes the password.
-DWORD MakeSignature(Block& source, const StampKeys& stamps, Block& signature) {
+Reported MakeSignature(Block& source, const StampKeys& stamps, Block& signature) {
     DetachedSigner signer;
     signer.certificate = state.foundCertificates->front();
     std::vector<BYTE> token;
-    DWORD code = FindHash(signer.certificate);
-    if (code == 0) code = FetchContentStamp(source, stamps, token);
-    if (code == 0) code = BindQuietly(signer.certificate);
-    if (code == 0) code = RejectLeftoverKeys();
-    if (code == 0) code = FindCrl(signer.certificate);
-    if (code != 0) return code;
+    if (const Reported failure = FindHash(signer.certificate)) return failure;
+    if (const Reported failure = FetchContentStamp(source, stamps, token)) return failure;
+    if (const Reported failure = BindQuietly(signer.certificate)) return failure;
+    if (const Reported failure = RejectLeftoverKeys()) return failure;
+    if (const Reported failure = FindCrl(signer.certificate)) return failure;
     FillSigner(signer, token);
-    code = Sign(signer, source, signature);
-    return code != 0 ? code : StampSignature(stamps, signature.data, signature.size);
+    if (const Reported failure = Sign(signer, source, signature)) return failure;
+    return StampSignature(stamps, signature.data, signature.size);
 }
 
-DWORD SignFile(const char* sourceName, const char* companionName, DWORD,
-               const char* contentStampValue, const char* signatureStampValue,
-               DWORD noStampCertificate) {
+Reported SignFile(const char* sourceName, const char* companionName, DWORD,
+                  const char* contentStampValue, const char* signatureStampValue,
+                  DWORD noStampCertificate) {
     const StampKeys stamps{contentStampValue, signatureStampValue, noStampCertificate != 0};
-    if (const DWORD code = CheckStampTransport(stamps); code != 0) return code;
+    if (const Reported failure = CheckStampTransport(stamps)) return failure;
     Block source;
     Block signature;
-    if (const DWORD code = ReadSource(sourceName, source); code != 0) return code;
-    if (const DWORD code = MakeSignature(source, stamps, signature); code != 0) return code;
-    if (!WriteSignature(companionName, signature)) return EndLine(kWritingFailed, kCannotOpenFile);
-    return EndLine(kFileDone, 0);
+    if (const Reported failure = ReadSource(sourceName, source)) return failure;
+    if (const Reported failure = MakeSignature(source, stamps, signature)) return failure;
+    if (!WriteSignature(companionName, signature))
+        return EndLine(say::kWritingFailed, kCannotOpenFile);
+    return EndLine(say::kFileDone, 0);
 }
 
 }  // namespace

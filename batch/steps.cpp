@@ -1,3 +1,4 @@
+// Steps that the operations of a batch have in common.
 #include "batch/steps.h"
 
 #include <io.h>
@@ -11,27 +12,17 @@ namespace {
 // Some files of the system tell no length and hold something all the same.
 bool HoldsNothing(FILE* file) { return std::fgetc(file) == EOF && std::ferror(file) == 0; }
 
-bool IsTerminal() {
-    DWORD mode = 0;
-    return GetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), &mode) != 0;
-}
-
 }  // namespace
 
-DWORD EndLine(MessageId message, DWORD code) {
+Reported EndLine(MessageId message, DWORD code) {
     PrintMessage(message, 1);
-    return code;
+    return LeaveToClosingLine(Unreported(code));
 }
 
-void ShowOnTerminal() {
-    static const bool terminal = IsTerminal();
-    if (terminal) std::fflush(stdout);
-}
-
-DWORD OpenSource(const char* name, InputFile& source) {
+Reported OpenSource(const char* name, InputFile& source) {
     source.name = name;
     source.file = OpenPlainFile(name);
-    if (!source.file) return EndLine(kReadingFailed, kCannotOpenFile);
+    if (!source.file) return EndLine(say::kReadingFailed, kCannotOpenFile);
     // Reads are large; a buffer of the stream would only be one copy more.
     static_cast<void>(std::setvbuf(source.file.get(), nullptr, _IONBF, 0));
     source.size = std::max<LONGLONG>(_filelengthi64(_fileno(source.file.get())), 0);
@@ -40,16 +31,16 @@ DWORD OpenSource(const char* name, InputFile& source) {
 
 bool IsTooLarge(const InputFile& source) { return source.size > INT32_MAX; }
 
-DWORD ReadSource(const char* name, Block& block) {
+Reported ReadSource(const char* name, Block& block) {
     InputFile source;
-    if (const DWORD code = OpenSource(name, source); code != 0) return code;
+    if (const Reported failure = OpenSource(name, source)) return failure;
     if (IsTooLarge(source)) return ReportError(kFileTooLarge);
     const auto size = static_cast<size_t>(source.size);
     block.data.reset(static_cast<BYTE*>(std::malloc(std::max<size_t>(size, 1))));
     if (!block.data) return ReportError(kNoMemory);
     const bool whole = size == 0 ? HoldsNothing(source.file.get())
                                  : std::fread(block.data.get(), 1, size, source.file.get()) == size;
-    if (!whole) return EndLine(kReadingFailed, kCannotOpenFile);
+    if (!whole) return EndLine(say::kReadingFailed, kCannotOpenFile);
     block.size = static_cast<DWORD>(size);
     return 0;
 }

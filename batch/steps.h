@@ -9,19 +9,11 @@
 
 namespace kestrel {
 
-inline constexpr MessageId kReadingFailed = 136;
-inline constexpr MessageId kWritingFailed = 137;
-inline constexpr MessageId kFileDone = 143;
-
-// Ends the line with a message, and returns the code.
-DWORD EndLine(MessageId message, DWORD code);
-
-// Brings a terminal up to date within a line. Elsewhere nothing waits for half a line,
-// and a call to the system for each piece would cost more than the work on a small file.
-void ShowOnTerminal();
+// Ends the line with a message, which is the report of the code.
+Reported EndLine(MessageId message, DWORD code);
 
 // Opens a source and takes its length. 0 or kCannotOpenFile.
-DWORD OpenSource(const char* name, InputFile& source);
+Reported OpenSource(const char* name, InputFile& source);
 
 // True from 2 GiB on, which no command of a batch takes.
 bool IsTooLarge(const InputFile& source);
@@ -33,6 +25,6 @@ struct Block {
 
 // A source as a whole; of an empty one `data` is not null. 0, kCannotOpenFile,
 // kFileTooLarge or kNoMemory.
-DWORD ReadSource(const char* name, Block& block);
+Reported ReadSource(const char* name, Block& block);
 
 }  // namespace kestrel

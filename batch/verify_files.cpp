@@ -12,8 +12,6 @@ namespace kestrel {
 namespace {
 
 constexpr char kSignatureExtension[] = ".sgn";
-constexpr MessageId kWrongFormat = 138;
-constexpr MessageId kCorrupted = 139;
 
 bool IsSigner(PCERT_INFO signerInfo, PCCERT_CONTEXT certificate) {
     return CertCompareCertificate(kMessageEncodingType, signerInfo, certificate->pCertInfo) !=
@@ -42,10 +40,12 @@ PCCERT_CONTEXT WINAPI FindSignerCertificate(void*, DWORD, PCERT_INFO signerInfo,
 
 // Whatever the reader met and reported, the file's result is that of a file that cannot be
 // opened.
-DWORD ReadSignature(const char* name, Block& signature) {
+Reported ReadSignature(const char* name, Block& signature) {
     BYTE* data = nullptr;
     int isDer = 0;
-    if (ReadFileWhole(name, data, signature.size, &isDer) != 0) return kCannotOpenFile;
+    if (ReadFileWhole(name, data, signature.size, &isDer)) {
+        return LeaveToClosingLine(Unreported(kCannotOpenFile));
+    }
     signature.data.reset(data);
     return 0;
 }
@@ -61,12 +61,12 @@ bool Verify(const Block& source, const Block& signature) {
                                                blocks.data(), sizes.data(), nullptr) != FALSE;
 }
 
-DWORD EndWithFailure() {
+Reported EndWithFailure() {
     switch (GetLastError()) {
         case static_cast<DWORD>(NTE_BAD_SIGNATURE):
-            return EndLine(kCorrupted, kBadSignatures);
+            return EndLine(say::kCorrupted, kBadSignatures);
         case static_cast<DWORD>(CRYPT_E_UNEXPECTED_MSG_TYPE):
-            return EndLine(kWrongFormat, kNotSignedMessage);
+            return EndLine(say::kWrongFormat, kNotSignedMessage);
         case static_cast<DWORD>(NTE_BAD_ALGID):
             return ReportError(kBadSignatureAlgorithm);
         case NO_ERROR:
@@ -80,26 +80,28 @@ DWORD EndWithFailure() {
     return ReportError(kLastError);
 }
 
-// The source stands for the message and the signature for its content: users rely on the
-// outcome, which for a source that is no message itself is a failure.
-DWORD CheckStamps(const Block& source, const Block& signature, const char* contentHours,
-                  const char* signatureHours) {
+// The source stands for the message and the signature for its content (batch-3).
+Reported CheckStamps(const Block& source, const Block& signature, const char* contentHours,
+                     const char* signatureHours) {
     if (contentHours == nullptr && signatureHours == nullptr) return 0;
     const DWORD code = CheckMessageStamps(source.data.get(), source.size, signature.data.get(),
                                           signature.size, contentHours, signatureHours, 0);
-    return code == 0 ? 0 : kBadTimeStamp;
+    return LeaveToClosingLine(Unreported(code == 0 ? 0 : kBadTimeStamp));
 }
 
-DWORD VerifyFile(const char* sourceName, const char* companionName, DWORD,
-                 const char* contentStampValue, const char* signatureStampValue, DWORD) {
-    if (const DWORD code = RejectLeftoverKeys(); code != 0) return code;
+Reported VerifyFile(const char* sourceName, const char* companionName, DWORD,
+                    const char* contentStampValue, const char* signatureStampValue, DWORD) {
+    if (const Reported failure = RejectLeftoverKeys()) return failure;
     Block source;
-    if (const DWORD code = ReadSource(sourceName, source); code != 0) return code;
+    if (const Reported failure = ReadSource(sourceName, source)) return failure;
     Block signature;
-    if (const DWORD code = ReadSignature(companionName, signature); code != 0) return code;
+    if (const Reported failure = ReadSignature(companionName, signature)) return failure;
     if (!Verify(source, signature)) return EndWithFailure();
-    const DWORD code = CheckStamps(source, signature, contentStampValue, signatureStampValue);
-    return code != 0 ? code : EndLine(kFileDone, 0);
+    if (const Reported failure =
+            CheckStamps(source, signature, contentStampValue, signatureStampValue)) {
+        return failure;
+    }
+    return EndLine(say::kFileDone, 0);
 }
 
 }  // namespace

@@ -1,3 +1,4 @@
+// The dispatch table, from the commands' rows.
 #include "front/dispatch.h"
 
 #include "front/core/catalogue.h"
@@ -20,7 +21,7 @@ DWORD RunNotImplemented() {
 }
 
 constexpr DispatchRow kDispatchTable[] = {
-#define DISPATCH_ROW(number, word, routine, usage) {number, routine},
+#define DISPATCH_ROW(number, word, routine, ...) {number, routine},
     KESTREL_COMMAND_ROWS(DISPATCH_ROW)
 #undef DISPATCH_ROW
 };

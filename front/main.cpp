@@ -1,3 +1,4 @@
+// The program.
 #include "front/main_frame.h"
 
 int main(int argumentCount, char** arguments) {

@@ -1,3 +1,4 @@
+// The frame around every command.
 #include "front/main_frame.h"
 
 #include <clocale>
@@ -6,6 +7,7 @@
 #include <exception>
 
 #include "front/core/keys.h"
+#include "front/core/secret.h"
 #include "front/core/state.h"
 #include "front/dispatch.h"
 #include "front/help.h"
@@ -14,11 +16,10 @@ namespace kestrel {
 
 namespace {
 
-constexpr MessageId kBannerContinuation = 101;
 constexpr DWORD kBareStart = 1;
 
 void PrintClosingError(DWORD code) {
-    // Lower case and eight digits, unlike the error line: scripts read both.
+    // Lower case and eight digits, unlike the error line (front-2).
     std::printf("[ErrorCode: 0x%08lx]\n", static_cast<unsigned long>(code));
     std::fflush(stdout);
 }
@@ -35,9 +36,17 @@ std::vector<const char*> CopiedArguments() {
     return arguments;
 }
 
-DWORD ParseAndRun() {
+// The system shows the line of a running process to others.
+void HideSecrets(char** arguments) {
+    for (const int position : state.secretPositions) {
+        WipeText(arguments[position]);
+    }
+}
+
+DWORD ParseAndRun(char** originals) {
     const std::vector<const char*> arguments = CopiedArguments();
     const DWORD parsed = ParseCommandLine(static_cast<int>(arguments.size()), arguments.data());
+    HideSecrets(originals);
     if (parsed == kNoCommand) PrintCommandList();
     if (parsed == kHelpAsked) PrintCommandUsage();
     if (parsed != 0) return parsed;
@@ -46,21 +55,24 @@ DWORD ParseAndRun() {
     return routine != nullptr ? routine() : 0;
 }
 
-DWORD RunProcess(int argumentCount, const char* const* arguments) {
+DWORD RunProcess(int argumentCount, char** arguments) {
     CopyArguments(argumentCount, arguments);
-    PrintPair(Banner().russian, Banner().english, 0);
-    PrintMessage(kBannerContinuation, 1);
+    PrintPair(Banner(), 0);
+    PrintMessage(say::kBannerContinuation, 1);
 
     DWORD result = kBareStart;
     if (argumentCount == 1) {
         PrintCommandList();
     } else {
-        result = ParseAndRun();
+        result = ParseAndRun(arguments);
     }
     ReleaseState();
     PrintClosingLine(result);
     return result;
 }
+
+// A command whose words did not arrive has not told what it did (front-5).
+bool OutputArrived() { return std::fflush(stdout) == 0 && std::ferror(stdout) == 0; }
 
 void CloseStore(const StoreSpec& store) {
     if (store.handle == nullptr) return;
@@ -96,9 +108,13 @@ void ReleaseState() {
     }
     state.storeSpecs.reset();
     state.foundCertificates.reset();
+    for (const int position : state.secretPositions) {
+        WipeText((*state.argumentCopies)[static_cast<std::size_t>(position)].get());
+    }
+    state.secretPositions.clear();
 }
 
-DWORD RunGuarded(ProcessSteps steps, int argumentCount, const char* const* arguments) {
+DWORD RunGuarded(ProcessSteps steps, int argumentCount, char** arguments) {
     try {
         return steps(argumentCount, arguments);
     } catch (const std::exception& exception) {
@@ -112,10 +128,11 @@ DWORD RunGuarded(ProcessSteps steps, int argumentCount, const char* const* argum
     return error;
 }
 
-DWORD RunMain(int argumentCount, const char* const* arguments) {
+DWORD RunMain(int argumentCount, char** arguments) {
     std::setlocale(LC_ALL, "");
     ChooseLanguage();
-    return RunGuarded(RunProcess, argumentCount, arguments);
+    const DWORD result = RunGuarded(RunProcess, argumentCount, arguments);
+    return result == 0 && !OutputArrived() ? ERROR_WRITE_FAULT : result;
 }
 
 }  // namespace kestrel

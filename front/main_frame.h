@@ -11,7 +11,8 @@ namespace kestrel {
 const TextPair& Banner();
 
 // The process entry: language, banner, parse, one command, close. Returns the exit value.
-DWORD RunMain(int argumentCount, const char* const* arguments);
+// Passwords among the arguments are overwritten once they were read.
+DWORD RunMain(int argumentCount, char** arguments);
 
 // Fills state.argumentCopies. Keys and file names refer to the copies, which live until
 // the process ends.
@@ -22,7 +23,7 @@ void ReleaseState();
 
 // Runs the steps of a process and returns their result. What they throw is printed, and
 // the last error closes the output and is the result then.
-using ProcessSteps = DWORD (*)(int argumentCount, const char* const* arguments);
-DWORD RunGuarded(ProcessSteps steps, int argumentCount, const char* const* arguments);
+using ProcessSteps = DWORD (*)(int argumentCount, char** arguments);
+DWORD RunGuarded(ProcessSteps steps, int argumentCount, char** arguments);
 
 }  // namespace kestrel

@@ -7,7 +7,7 @@ namespace kestrel {
 namespace {
 
 // ---- explanatory lines, shared by the commands -------------------------------
-// Misspellings of the English forms stay: users' scripts compare these texts.
+// Misspellings of the English forms stay (front-1).
 
 constexpr TextPair kCscRecipients = {
     " КПС           КПС сертификатов получателей\n",

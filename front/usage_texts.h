@@ -15,7 +15,7 @@ struct Usage {
     std::span<const TextPair* const> lines;
 };
 
-#define DECLARE_USAGE(number, word, routine, usage) extern const Usage usage;
+#define DECLARE_USAGE(number, word, routine, usage, ...) extern const Usage usage;
 KESTREL_COMMAND_ROWS(DECLARE_USAGE)
 #undef DECLARE_USAGE
 

@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "kestrelctl/commands.h"
+#include "kestrelctl/output.h"
 #include "platform/registry/registry.h"
 
 namespace kestrelctl {

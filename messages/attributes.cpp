@@ -19,13 +19,13 @@ void MakeRoom(AttributeList& list, size_t room) {
     list.values.reserve(room);
 }
 
-DWORD ReadValue(const char* name, std::vector<BYTE>& value) {
+Reported ReadValue(const char* name, std::vector<BYTE>& value) {
     BYTE* data = nullptr;
     DWORD length = 0;
-    const DWORD code = ReadFileWhole(name, data, length, nullptr);
+    if (const Reported failure = ReadFileWhole(name, data, length, nullptr)) return failure;
     const BytesHolder bytes(data);
-    if (code == 0) value.assign(data, data + length);
-    return code;
+    value.assign(data, data + length);
+    return 0;
 }
 
 }  // namespace
@@ -41,16 +41,16 @@ void AppendAttribute(AttributeList& list, const char* oid, std::vector<BYTE> val
     attribute.rgValue = &blob;
 }
 
-DWORD ParseAttributes(const char* word, AttributeList& list) {
+Reported ParseAttributes(const char* word, AttributeList& list) {
     MakeRoom(list, state.givenKeys->size() + 1);
     const char* text = nullptr;
     while (TakeKey(word, &text)) {
         // Key values stand in the process's own copies of the arguments.
         char* const comma = text != nullptr ? std::strchr(const_cast<char*>(text), ',') : nullptr;
-        if (comma == nullptr) return ERROR_INVALID_PARAMETER;
+        if (comma == nullptr) return LeaveToClosingLine(Unreported(ERROR_INVALID_PARAMETER));
         *comma = '\0';
         std::vector<BYTE> value;
-        if (const DWORD code = ReadValue(comma + 1, value); code != 0) return code;
+        if (const Reported failure = ReadValue(comma + 1, value)) return failure;
         AppendAttribute(list, text, std::move(value));
     }
     return 0;

@@ -6,6 +6,8 @@
 #include <memory>
 #include <vector>
 
+#include "front/core/result.h"
+
 namespace kestrel {
 
 // One for each key, alive until the process ends. Identifiers are borrowed texts, values
@@ -24,7 +26,7 @@ extern AttributeList signedAttributes;    // -authattr
 // cut at its first comma, in place, and the file's bytes are the attribute's one value,
 // unchecked. The list has room for one attribute more. 0, ERROR_INVALID_PARAMETER
 // (unreported) where there is no comma, or a code of ReadFileWhole.
-DWORD ParseAttributes(const char* word, AttributeList& list);
+Reported ParseAttributes(const char* word, AttributeList& list);
 
 // Appends an attribute of one value, into the room that ParseAttributes left.
 void AppendAttribute(AttributeList& list, const char* oid, std::vector<BYTE> value);

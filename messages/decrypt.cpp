@@ -16,33 +16,25 @@
 namespace kestrel {
 namespace {
 
-constexpr MessageId kDecrypting = 150;
-constexpr MessageId kDecrypted = 117;
-
 // What is looked at after each piece, until the header is in and decryption was asked for.
 class Decryptor {
   public:
     Decryptor(HCRYPTMSG message, PCCERT_CONTEXT certificate, HCRYPTPROV provider)
         : message_(message), certificate_(certificate), provider_(provider) {}
 
-    DWORD AfterUpdate();
+    Reported AfterUpdate();
     [[nodiscard]] bool Done() const { return done_; }
 
   private:
     [[nodiscard]] bool IsRecipient(const CERT_INFO& recipient) const;
-    DWORD FindRecipient(DWORD& index) const;
-    DWORD Decrypt(DWORD index);
+    Reported FindRecipient(DWORD& index) const;
+    Reported Decrypt(DWORD index);
 
     HCRYPTMSG message_;
     PCCERT_CONTEXT certificate_;
     HCRYPTPROV provider_;
     bool done_ = false;
 };
-
-DWORD FailLine(DWORD code) {
-    Progress::End();
-    return ReportError(code);
-}
 
 bool Decryptor::IsRecipient(const CERT_INFO& recipient) const {
     CERT_INFO own = *certificate_->pCertInfo;
@@ -51,7 +43,7 @@ bool Decryptor::IsRecipient(const CERT_INFO& recipient) const {
            CertCompareIntegerBlob(&other.SerialNumber, &own.SerialNumber);
 }
 
-DWORD Decryptor::FindRecipient(DWORD& index) const {
+Reported Decryptor::FindRecipient(DWORD& index) const {
     DWORD count = 0;
     if (!ReadCount(message_, CMSG_RECIPIENT_COUNT_PARAM, count)) return FailLine(kLastError);
     std::vector<BYTE> value;
@@ -65,7 +57,7 @@ DWORD Decryptor::FindRecipient(DWORD& index) const {
     return FailLine(kNoRecipient);
 }
 
-DWORD Decryptor::Decrypt(DWORD index) {
+Reported Decryptor::Decrypt(DWORD index) {
     CMSG_CTRL_DECRYPT_PARA para{};
     para.cbSize = sizeof(para);
     para.hCryptProv = provider_;
@@ -76,27 +68,28 @@ DWORD Decryptor::Decrypt(DWORD index) {
     return 0;
 }
 
-DWORD Decryptor::AfterUpdate() {
+Reported Decryptor::AfterUpdate() {
     if (done_) return 0;
     DWORD size = 0;
     if (!CryptMsgGetParam(message_, CMSG_ENVELOPE_ALGORITHM_PARAM, 0, nullptr, &size)) {
         const bool notReady = GetLastError() == static_cast<DWORD>(CRYPT_E_STREAM_MSG_NOT_READY);
-        return notReady ? 0 : FailLine(kLastError);
+        if (notReady) return 0;
+        return FailLine(kLastError);
     }
     DWORD index = 0;
-    if (const DWORD code = FindRecipient(index); code != 0) return code;
+    if (const Reported failure = FindRecipient(index)) return failure;
     return Decrypt(index);
 }
 
-DWORD DecryptStream(PCCERT_CONTEXT certificate, HCRYPTPROV provider, InputFile& input,
-                    StreamOutput& output) {
+Reported DecryptStream(PCCERT_CONTEXT certificate, HCRYPTPROV provider, InputFile& input,
+                       StreamOutput& output) {
     CMSG_STREAM_INFO stream = MakeStreamInfo(output, static_cast<DWORD>(input.size));
     const MessageHolder message(
         CryptMsgOpenToDecode(kMessageEncodingType, 0, 0, provider, nullptr, &stream));
     if (!message) return FailLine(kLastError);
     Decryptor decryptor(message.get(), certificate, provider);
     const auto look = [&decryptor] { return decryptor.AfterUpdate(); };
-    if (const DWORD code = FeedDecoder(message.get(), input, look); code != 0) return code;
+    if (const Reported failure = FeedDecoder(message.get(), input, look)) return failure;
     if (decryptor.Done()) {
         Progress::End();
         return 0;
@@ -106,11 +99,11 @@ DWORD DecryptStream(PCCERT_CONTEXT certificate, HCRYPTPROV provider, InputFile& 
     return FailLine(kLastError);
 }
 
-DWORD DecryptFile(PCCERT_CONTEXT certificate, HCRYPTPROV provider) {
-    PrintMessage(kDecrypting, 0);
+Reported DecryptFile(PCCERT_CONTEXT certificate, HCRYPTPROV provider) {
+    PrintMessage(say::kDecrypting, 0);
     Progress::Start();
     InputFile input;
-    if (const DWORD code = OpenInput(state.firstFile, input); code != 0) return code;
+    if (const Reported failure = OpenInput(state.firstFile, input)) return failure;
     StreamOutput output;
     output.file = OpenOutput(state.secondFile, input);
     if (!output.file) return ReportError(kCannotOpenFile, state.secondFile);
@@ -123,15 +116,15 @@ DWORD RunDecrypt() {
     if (state.firstFile == nullptr) return ReportError(kNoMessageFile);
     if (state.secondFile == nullptr) return ReportError(kNoOutputFile);
     const bool start = TakeKey("start");
-    if (const DWORD code = ParseSearchCriterion(false); code != 0) return code;
+    if (const Reported failure = ParseSearchCriterion(false)) return failure;
     SearchStores stores;
-    if (const DWORD code = SelectCertificates(stores.open, true); code != 0) return code;
+    if (const Reported failure = SelectCertificates(stores.open, true)) return failure;
     PCCERT_CONTEXT certificate = state.foundCertificates->front();
     PrivateKey key;
-    if (const DWORD code = OpenPrivateKey(certificate, key); code != 0) return code;
-    if (const DWORD code = RejectLeftoverKeys(); code != 0) return code;
-    if (const DWORD code = DecryptFile(certificate, key.provider.Get()); code != 0) return code;
-    PrintMessage(kDecrypted, 1);
+    if (const Reported failure = OpenPrivateKey(certificate, key)) return failure;
+    if (const Reported failure = RejectLeftoverKeys()) return failure;
+    if (const Reported failure = DecryptFile(certificate, key.provider.Get())) return failure;
+    PrintMessage(say::kDecrypted, 1);
     if (start) StartFile(state.secondFile);
     return 0;
 }

@@ -13,8 +13,6 @@
 namespace kestrel {
 namespace {
 
-constexpr MessageId kEncrypting = 149;
-constexpr MessageId kEncrypted = 116;
 constexpr BYTE kEnciphermentUsages =
     CERT_DATA_ENCIPHERMENT_KEY_USAGE | CERT_KEY_ENCIPHERMENT_KEY_USAGE;
 
@@ -34,25 +32,25 @@ void CollectRecipients(Recipients& recipients) {
 }
 
 // A certificate without the key usage extension may be used.
-DWORD CheckUsage(PCCERT_CONTEXT certificate) {
+Reported CheckUsage(PCCERT_CONTEXT certificate) {
     BYTE usage = 0;
     if (!CertGetIntendedKeyUsage(kMessageEncodingType, certificate->pCertInfo, &usage, 1)) {
         if (GetLastError() != NO_ERROR) return ReportError(kLastError);
         usage = CERT_DATA_ENCIPHERMENT_KEY_USAGE;
     }
     if ((usage & kEnciphermentUsages) != 0) return 0;
-    if (const DWORD code = PrintCertificateSummary(certificate); code != 0) return code;
+    if (const Reported failure = PrintCertificateSummary(certificate)) return failure;
     return ReportError(kUnfitCertificate);
 }
 
-DWORD CheckUsages(const Recipients& recipients) {
+Reported CheckUsages(const Recipients& recipients) {
     for (const CertificateHolder& certificate : recipients.certificates) {
-        if (const DWORD code = CheckUsage(certificate.get()); code != 0) return code;
+        if (const Reported failure = CheckUsage(certificate.get())) return failure;
     }
     return 0;
 }
 
-DWORD ReleaseRecipients(Recipients& recipients) {
+Reported ReleaseRecipients(Recipients& recipients) {
     for (CertificateHolder& certificate : recipients.certificates) {
         if (!CertFreeCertificateContext(certificate.release())) return ReportError(kLastError);
     }
@@ -71,35 +69,37 @@ MessageHolder OpenMessage(Recipients& recipients, const CRYPT_ALGORITHM_IDENTIFI
         CryptMsgOpenToEncode(kMessageEncodingType, 0, CMSG_ENVELOPED, &info, nullptr, &stream));
 }
 
-DWORD EncryptTo(Recipients& recipients, const CRYPT_ALGORITHM_IDENTIFIER& algorithm,
-                InputFile& input, StreamOutput& output) {
-    PrintMessage(kEncrypting, 0);
+Reported EncryptTo(Recipients& recipients, const CRYPT_ALGORITHM_IDENTIFIER& algorithm,
+                   InputFile& input, StreamOutput& output) {
+    PrintMessage(say::kEncrypting, 0);
     Progress::Start();
     MessageHolder message = OpenMessage(recipients, algorithm, output);
     if (!message) {
         std::putchar('\n');
         return ReportError(kLastError);
     }
-    if (const DWORD code = FeedEncoder(message.get(), input); code != 0) return code;
+    if (const Reported failure = FeedEncoder(message.get(), input)) return failure;
     Progress::End();
-    if (const DWORD code = ReleaseRecipients(recipients); code != 0) return code;
+    if (const Reported failure = ReleaseRecipients(recipients)) return failure;
     if (!CryptMsgClose(message.release())) return ReportError(kLastError);
-    PrintMessage(kEncrypted, 1);
+    PrintMessage(say::kEncrypted, 1);
     return 0;
 }
 
-DWORD EncryptFile(bool der) {
+Reported EncryptFile(bool der) {
     InputFile input;
     StreamOutput output;
     output.base64 = der ? 0 : 1;
-    if (const DWORD code = OpenFilePair(input, output.file); code != 0) return code;
+    if (const Reported failure = OpenFilePair(input, output.file)) return failure;
     Recipients recipients;
     CollectRecipients(recipients);
-    if (const DWORD code = CheckUsages(recipients); code != 0) return code;
+    if (const Reported failure = CheckUsages(recipients)) return failure;
     CRYPT_ALGORITHM_IDENTIFIER algorithm{};
-    const DWORD code = FindAlgorithmForCertificate(recipients.certificates.front().get(),
-                                                   CRYPT_ENCRYPT_ALG_OID_GROUP_ID, algorithm);
-    return code != 0 ? code : EncryptTo(recipients, algorithm, input, output);
+    if (const Reported failure = FindAlgorithmForCertificate(
+            recipients.certificates.front().get(), CRYPT_ENCRYPT_ALG_OID_GROUP_ID, algorithm)) {
+        return failure;
+    }
+    return EncryptTo(recipients, algorithm, input, output);
 }
 
 }  // namespace
@@ -108,10 +108,10 @@ DWORD RunEncrypt() {
     if (state.firstFile == nullptr) return ReportError(kNoInputFile);
     if (state.secondFile == nullptr) return ReportError(kNoMessageFile);
     const bool der = TakeKey("der");
-    if (const DWORD code = ParseSearchCriterion(true); code != 0) return code;
-    if (const DWORD code = RejectLeftoverKeys(); code != 0) return code;
+    if (const Reported failure = ParseSearchCriterion(true)) return failure;
+    if (const Reported failure = RejectLeftoverKeys()) return failure;
     SearchStores stores;
-    if (const DWORD code = SelectCertificates(stores.open, false); code != 0) return code;
+    if (const Reported failure = SelectCertificates(stores.open, false)) return failure;
     return EncryptFile(der);
 }
 

@@ -1,49 +1,52 @@
 // The search for the one signature that a command is to change.
 #include "front/core/catalogue.h"
+#include "front/core/encoding.h"
 #include "front/core/state.h"
-#include "messages/files/road.h"
 #include "messages/maintain.h"
-#include "selection/search.h"
+#include "messages/message_params.h"
 
 namespace kestrel {
 namespace {
 
-// Names the selected certificate where it is the signer's, whatever certificates the
-// message brings: what was selected decides.
-PCCERT_CONTEXT WINAPI MatchSelectedSigner(void* signerMatched, DWORD encodingType,
-                                          PCERT_INFO signerInfo, HCERTSTORE) {
-    const PCCERT_CONTEXT selected = state.foundCertificates->front();
-    const bool matched =
-        signerInfo != nullptr &&
-        CertCompareCertificate(encodingType, signerInfo, selected->pCertInfo) != FALSE;
-    *static_cast<bool*>(signerMatched) = matched;
-    // The verifying call frees what it gets.
-    if (matched) return CertDuplicateCertificateContext(selected);
-    // By no error the search knows a signer that is only another one.
-    SetLastError(NO_ERROR);
-    return nullptr;
+// What was selected decides, whatever certificates the message brings.
+Reported IsSelectedSigner(HCRYPTMSG message, DWORD index, bool& selected) {
+    std::vector<BYTE> block;
+    if (!ReadParam(message, CMSG_SIGNER_CERT_INFO_PARAM, index, block)) {
+        return ReportError(kLastError);
+    }
+    auto* const signer = reinterpret_cast<CERT_INFO*>(block.data());
+    selected = CertCompareCertificate(kMessageEncodingType, signer,
+                                      state.foundCertificates->front()->pCertInfo) != FALSE;
+    return 0;
+}
+
+Reported VerifySelected(HCRYPTMSG message, DWORD index) {
+    CMSG_CTRL_VERIFY_SIGNATURE_EX_PARA para{};
+    para.cbSize = sizeof(para);
+    para.dwSignerIndex = index;
+    para.dwSignerType = CMSG_VERIFY_SIGNER_CERT;
+    para.pvSigner = const_cast<PCERT_CONTEXT>(state.foundCertificates->front());
+    if (CryptMsgControl(message, 0, CMSG_CTRL_VERIFY_SIGNATURE_EX, &para)) return 0;
+    return ReportError(kLastError);
 }
 
 }  // namespace
 
-DWORD FindSelectedSigner(const MessageFile& file, DWORD& signer) {
-    bool signerMatched = false;
-    CRYPT_VERIFY_MESSAGE_PARA para{};
-    para.cbSize = sizeof(para);
-    para.dwMsgAndCertEncodingType = kMessageEncodingType;
-    para.pfnGetSignerCertificate = MatchSelectedSigner;
-    para.pvGetArg = &signerMatched;
-    for (signer = 0;; ++signer) {
-        if (CryptVerifyMessageSignature(&para, signer, file.data.get(), file.size, nullptr, nullptr,
-                                        nullptr)) {
-            if (signerMatched) return 0;
-            continue;
-        }
-        const DWORD error = GetLastError();
-        if (error == NO_ERROR) continue;
-        if (error == static_cast<DWORD>(CRYPT_E_NO_SIGNER)) return ReportError(kNoSignature);
+Reported FindSelectedSigner(HCRYPTMSG message, DWORD& signer) {
+    DWORD type = 0;
+    DWORD count = 0;
+    if (!ReadCount(message, CMSG_TYPE_PARAM, type)) return ReportError(kLastError);
+    if (type != CMSG_SIGNED) {
+        SetLastError(static_cast<DWORD>(CRYPT_E_UNEXPECTED_MSG_TYPE));
         return ReportError(kLastError);
     }
+    if (!ReadCount(message, CMSG_SIGNER_COUNT_PARAM, count)) return ReportError(kLastError);
+    for (signer = 0; signer < count; ++signer) {
+        bool selected = false;
+        if (const Reported failure = IsSelectedSigner(message, signer, selected)) return failure;
+        if (selected) return VerifySelected(message, signer);
+    }
+    return ReportError(kNoSignature);
 }
 
 }  // namespace kestrel

@@ -5,21 +5,23 @@
 #include <windows.h>
 
 #include "front/core/holders.h"
+#include "front/core/result.h"
 #include "messages/message_file.h"
 
 namespace kestrel {
 
 // These commands take one file argument, the message.
-DWORD CheckMessageArgument();
+Reported CheckMessageArgument();
 
-// Decodes the file's message and lets its bytes go.
-DWORD OpenForChange(MessageFile& file, MessageHolder& message);
+// Decodes the file's message and lets its bytes go. False with the last error set,
+// unreported.
+bool OpenForChange(MessageFile& file, MessageHolder& message);
 
 // Puts the encoding of the changed message into `file`.
-DWORD EncodeChanged(HCRYPTMSG message, MessageFile& file);
+Reported EncodeChanged(HCRYPTMSG message, MessageFile& file);
 
 // The index of the signer whose certificate is the first one selected. The signature must
 // verify; those of other signers in front of it are passed over.
-DWORD FindSelectedSigner(const MessageFile& file, DWORD& signer);
+Reported FindSelectedSigner(HCRYPTMSG message, DWORD& signer);
 
 }  // namespace kestrel

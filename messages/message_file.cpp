@@ -18,33 +18,34 @@ bool IsPlainFile(const char* name) {
 // What another process has is refused at once (base-3). What cannot be held for another reason
 // fails where it is read or written. Deleting stays
 // allowed, since the new file takes the place of the old.
-DWORD Hold(MessageFile& file) {
+Reported Hold(MessageFile& file) {
     if (!IsPlainFile(file.name)) return 0;
     file.held = HoldFile(CreateFileA(file.name, GENERIC_READ | GENERIC_WRITE,
                                      FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
                                      FILE_ATTRIBUTE_NORMAL, nullptr));
     const bool taken = !file.held && GetLastError() == ERROR_SHARING_VIOLATION;
-    return taken ? ReportError(kLastError) : 0;
+    if (taken) return ReportError(kLastError);
+    return 0;
 }
 
 }  // namespace
 
-DWORD ReadMessageFile(const char* name, MessageFile& file) {
+Reported ReadMessageFile(const char* name, MessageFile& file) {
     file.name = name;
-    if (const DWORD code = Hold(file); code != 0) return code;
+    if (const Reported failure = Hold(file)) return failure;
     BYTE* data = nullptr;
-    const DWORD code = ReadFileWhole(name, data, file.size, &file.isDer);
+    const Reported failure = ReadFileWhole(name, data, file.size, &file.isDer);
     file.data.reset(data);
-    return code;
+    return failure;
 }
 
-DWORD WriteMessageFile(MessageFile& file) {
+Reported WriteMessageFile(MessageFile& file) {
     BYTE* const data = file.data.release();
     const WholeFile target(file.name, file.held.get());
     if (file.isDer == 0) return WriteFileBase64(target, data, file.size);
-    const DWORD code = WriteFileRaw(target, data, file.size);
-    if (code == 0) std::free(data);  // a failure has freed it
-    return code;
+    const Reported failure = WriteFileRaw(target, data, file.size);
+    if (!failure) std::free(data);  // a failure has freed it
+    return failure;
 }
 
 }  // namespace kestrel

@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include "front/core/holders.h"
+#include "front/core/result.h"
 #include "messages/files/file_handle.h"
 
 namespace kestrel {
@@ -20,8 +21,8 @@ struct MessageFile {
 
 // 0 or a reported code, as ReadFileWhole; ERROR_SHARING_VIOLATION while another process
 // changes the file.
-DWORD ReadMessageFile(const char* name, MessageFile& file);
+Reported ReadMessageFile(const char* name, MessageFile& file);
 // The same, as WriteFileRaw and WriteFileBase64. The data is gone afterwards.
-DWORD WriteMessageFile(MessageFile& file);
+Reported WriteMessageFile(MessageFile& file);
 
 }  // namespace kestrel

@@ -1,4 +1,7 @@
+// Reading the parameters of a message object.
 #include "messages/message_params.h"
+
+#include "front/core/ask_size.h"
 
 namespace kestrel {
 
@@ -8,12 +11,9 @@ bool ReadCount(HCRYPTMSG message, DWORD param, DWORD& count) {
 }
 
 bool ReadParam(HCRYPTMSG message, DWORD param, DWORD index, std::vector<BYTE>& value) {
-    DWORD size = 0;
-    if (!CryptMsgGetParam(message, param, index, nullptr, &size)) return false;
-    value.resize(size);
-    if (!CryptMsgGetParam(message, param, index, value.data(), &size)) return false;
-    value.resize(size);
-    return true;
+    return FetchValue(value, [=](BYTE* buffer, DWORD* size) {
+        return CryptMsgGetParam(message, param, index, buffer, size);
+    });
 }
 
 }  // namespace kestrel

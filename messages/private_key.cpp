@@ -17,15 +17,15 @@ bool AcquirePrivateKey(PCCERT_CONTEXT certificate, DWORD flags, PrivateKey& key)
     return true;
 }
 
-DWORD OpenPrivateKey(PCCERT_CONTEXT certificate, PrivateKey& key) {
+Reported OpenPrivateKey(PCCERT_CONTEXT certificate, PrivateKey& key) {
     const DWORD flags = PinRequested() ? CRYPT_ACQUIRE_SILENT_FLAG : 0;
     if (!AcquirePrivateKey(certificate, flags, key)) return ReportError(kLastError);
     return SetContainerPin(key.provider.Get(), key.keySpec);
 }
 
-DWORD BindPrivateKey(PCCERT_CONTEXT certificate) {
+Reported BindPrivateKey(PCCERT_CONTEXT certificate) {
     PrivateKey key;
-    if (const DWORD code = OpenPrivateKey(certificate, key); code != 0) return code;
+    if (const Reported failure = OpenPrivateKey(certificate, key)) return failure;
     CERT_KEY_CONTEXT context{};
     context.cbSize = sizeof(context);
     context.hCryptProv = key.provider.Get();

@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include "front/core/holders.h"
+#include "front/core/result.h"
 
 namespace kestrel {
 
@@ -18,10 +19,10 @@ bool AcquirePrivateKey(PCCERT_CONTEXT certificate, DWORD flags, PrivateKey& key)
 
 // Acquires the key, without questions from the provider when a password key was given,
 // and applies that password. Takes the password keys. 0 or a reported code.
-DWORD OpenPrivateKey(PCCERT_CONTEXT certificate, PrivateKey& key);
+Reported OpenPrivateKey(PCCERT_CONTEXT certificate, PrivateKey& key);
 
 // Opens the key and leaves it with the certificate, which keeps it open and from then on
 // answers AcquirePrivateKey with it. 0 or a reported code.
-DWORD BindPrivateKey(PCCERT_CONTEXT certificate);
+Reported BindPrivateKey(PCCERT_CONTEXT certificate);
 
 }  // namespace kestrel

@@ -17,9 +17,6 @@
 namespace kestrel {
 namespace {
 
-constexpr MessageId kSigning = 151;
-constexpr MessageId kSigned = 128;
-
 struct SignKeys : SignatureKeys {
     bool der = false;
 };
@@ -42,7 +39,7 @@ void FillMessage(SignedRecords& records, PCCERT_CONTEXT certificate, bool noCert
     records.message.rgCertEncoded = &records.certificate;
 }
 
-DWORD AddCrl(SignedRecords& records, PCCERT_CONTEXT certificate, CrlHolder& crl) {
+Reported AddCrl(SignedRecords& records, PCCERT_CONTEXT certificate, CrlHolder& crl) {
     crl.reset(FindCrlForCertificate(certificate, true));
     if (!crl) return ReportError(kLastError);
     records.crl = {crl->cbCrlEncoded, crl->pbCrlEncoded};
@@ -53,33 +50,32 @@ DWORD AddCrl(SignedRecords& records, PCCERT_CONTEXT certificate, CrlHolder& crl)
 
 // ---- time stamps -------------------------------------------------------------
 
-DWORD StampInputFile(const StampKeys& keys) {
+Reported StampInputFile(const StampKeys& keys) {
     if (keys.contentUrl == nullptr) return 0;
     BYTE* data = nullptr;
     DWORD size = 0;
-    if (const DWORD code = ReadFileWhole(state.firstFile, data, size, nullptr); code != 0) {
-        return code;
-    }
+    if (const Reported failure = ReadFileWhole(state.firstFile, data, size, nullptr))
+        return failure;
     const BytesHolder content(data);
     return StampContent(keys, data, size);
 }
 
 // Reads the finished message back, stamps its signature and writes it in the same form.
-DWORD StampOutputFile(const StampKeys& keys) {
+Reported StampOutputFile(const StampKeys& keys) {
     if (keys.signatureUrl == nullptr) return 0;
     MessageFile file;
-    if (const DWORD code = ReadMessageFile(state.secondFile, file); code != 0) return code;
-    if (const DWORD code = StampSignature(keys, file.data, file.size); code != 0) return code;
+    if (const Reported failure = ReadMessageFile(state.secondFile, file)) return failure;
+    if (const Reported failure = StampSignature(keys, file.data, file.size)) return failure;
     return WriteMessageFile(file);
 }
 
 // ---- the message -------------------------------------------------------------
 
-DWORD StreamMessage(const SignedRecords& records, bool der) {
+Reported StreamMessage(const SignedRecords& records, bool der) {
     InputFile input;
     StreamOutput output;
     output.base64 = der ? 0 : 1;
-    if (const DWORD code = OpenFilePair(input, output.file); code != 0) return code;
+    if (const Reported failure = OpenFilePair(input, output.file)) return failure;
     CMSG_STREAM_INFO stream = MakeStreamInfo(output, CMSG_INDEFINITE_LENGTH);
     const MessageHolder message(CryptMsgOpenToEncode(kMessageEncodingType, 0, CMSG_SIGNED,
                                                      &records.message, nullptr, &stream));
@@ -87,42 +83,41 @@ DWORD StreamMessage(const SignedRecords& records, bool der) {
         std::putchar('\n');
         return ReportError(kLastError);
     }
-    if (const DWORD code = FeedEncoder(message.get(), input); code != 0) return code;
+    if (const Reported failure = FeedEncoder(message.get(), input)) return failure;
     Progress::End();
     return 0;
 }
 
 // Keys are checked here and not before the stamp was obtained: -pin and -askpin are
-// taken late, and what is printed until then is part of the command's output.
-DWORD SignTo(PCCERT_CONTEXT certificate, const PrivateKey& key,
-             const CRYPT_ALGORITHM_IDENTIFIER& hash, const SignKeys& keys) {
-    PrintMessage(kSigning, 0);
+// taken late (sign-2).
+Reported SignTo(PCCERT_CONTEXT certificate, const PrivateKey& key,
+                const CRYPT_ALGORITHM_IDENTIFIER& hash, const SignKeys& keys) {
+    PrintMessage(say::kSigning, 0);
     Progress::Start();
     SignedRecords records;
     FillSigner(records.signer, certificate, key, hash);
     FillMessage(records, certificate, keys.noCert);
-    if (const DWORD code = RejectLeftoverKeys(); code != 0) return code;
+    if (const Reported failure = RejectLeftoverKeys()) return failure;
     CrlHolder crl;
     if (keys.crl) {
-        if (const DWORD code = AddCrl(records, certificate, crl); code != 0) return code;
+        if (const Reported failure = AddCrl(records, certificate, crl)) return failure;
     }
     return StreamMessage(records, keys.der);
 }
 
-DWORD SignWith(PCCERT_CONTEXT certificate, const SignKeys& keys) {
-    if (const DWORD code = BindPrivateKey(certificate); code != 0) return code;
+Reported SignWith(PCCERT_CONTEXT certificate, const SignKeys& keys) {
+    if (const Reported failure = BindPrivateKey(certificate)) return failure;
     PrivateKey key;
     if (!AcquirePrivateKey(certificate, 0, key)) return ReportError(kLastError);
     CRYPT_ALGORITHM_IDENTIFIER hash{};
-    if (const DWORD code =
-            FindAlgorithmForCertificate(certificate, CRYPT_HASH_ALG_OID_GROUP_ID, hash);
-        code != 0) {
-        return code;
+    if (const Reported failure =
+            FindAlgorithmForCertificate(certificate, CRYPT_HASH_ALG_OID_GROUP_ID, hash)) {
+        return failure;
     }
-    if (const DWORD code = StampInputFile(keys.stamps); code != 0) return code;
-    if (const DWORD code = SignTo(certificate, key, hash, keys); code != 0) return code;
-    if (const DWORD code = StampOutputFile(keys.stamps); code != 0) return code;
-    PrintMessage(kSigned, 1);
+    if (const Reported failure = StampInputFile(keys.stamps)) return failure;
+    if (const Reported failure = SignTo(certificate, key, hash, keys)) return failure;
+    if (const Reported failure = StampOutputFile(keys.stamps)) return failure;
+    PrintMessage(say::kSigned, 1);
     return 0;
 }
 
@@ -132,13 +127,14 @@ DWORD RunSign() {
     if (state.firstFile == nullptr) return ReportError(kNoInputFile);
     if (state.secondFile == nullptr) return ReportError(kNoMessageFile);
     const SignKeys keys{TakeSignatureKeys(), TakeKey("der")};
-    if (const DWORD code = CheckStampTransport(keys.stamps); code != 0) return code;
-    if (const DWORD code = ParseAttributes("attr", unsignedAttributes); code != 0) return code;
-    if (const DWORD code = ParseAttributes("authattr", signedAttributes); code != 0) return code;
-    if (const DWORD code = ParseSearchCriterion(false); code != 0) return code;
+    if (const Reported failure = CheckStampTransport(keys.stamps)) return failure;
+    if (const Reported failure = ParseAttributes("attr", unsignedAttributes)) return failure;
+    if (const Reported failure = ParseAttributes("authattr", signedAttributes)) return failure;
+    if (const Reported failure = ParseSearchCriterion(false)) return failure;
     SearchStores stores;
-    if (const DWORD code = SelectCertificates(stores.open, true, Purpose::Signing); code != 0)
-        return code;
+    if (const Reported failure = SelectCertificates(stores.open, true, Purpose::Signing)) {
+        return failure;
+    }
     return SignWith(state.foundCertificates->front(), keys);
 }
 

@@ -31,7 +31,7 @@ void FillSigner(CMSG_SIGNER_ENCODE_INFO& signer, PCCERT_CONTEXT certificate, con
     signer.rgUnauthAttr = unsignedAttributes.attributes.get();
 }
 
-DWORD StampContent(const StampKeys& keys, const BYTE* content, DWORD size) {
+Reported StampContent(const StampKeys& keys, const BYTE* content, DWORD size) {
     std::vector<BYTE> token;
     if (!RequestTimeStamp(content, size, StampUrl(keys.contentUrl), token, !keys.noStampCert)) {
         return ReportError(kLastError);
@@ -40,7 +40,7 @@ DWORD StampContent(const StampKeys& keys, const BYTE* content, DWORD size) {
     return 0;
 }
 
-DWORD StampSignature(const StampKeys& keys, BytesHolder& message, DWORD& size) {
+Reported StampSignature(const StampKeys& keys, BytesHolder& message, DWORD& size) {
     if (keys.signatureUrl == nullptr) return 0;
     BYTE* data = message.release();
     const DWORD code =

@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include "front/core/holders.h"
+#include "front/core/result.h"
 #include "messages/private_key.h"
 #include "messages/stamp_keys.h"
 
@@ -28,10 +29,10 @@ void FillSigner(CMSG_SIGNER_ENCODE_INFO& signer, PCCERT_CONTEXT certificate, con
 
 // -sd: the content's stamp becomes the last signed attribute, so that the signature covers
 // it. 0 or a reported code.
-DWORD StampContent(const StampKeys& keys, const BYTE* content, DWORD size);
+Reported StampContent(const StampKeys& keys, const BYTE* content, DWORD size);
 
 // -ss: stamps the first signature of a whole message, which is replaced. 0 also without the
 // key, or a reported code with the message as it was.
-DWORD StampSignature(const StampKeys& keys, BytesHolder& message, DWORD& size);
+Reported StampSignature(const StampKeys& keys, BytesHolder& message, DWORD& size);
 
 }  // namespace kestrel

@@ -1,22 +1,17 @@
 #include "messages/signer_checks.h"
 
-#include <string>
 #include <vector>
 
 #include "front/core/catalogue.h"
 #include "messages/files/files.h"
 #include "messages/files/road.h"
 #include "messages/message_params.h"
+#include "selection/names.h"
 #include "selection/search.h"
 #include "stamps/stamps.h"
 
 namespace kestrel {
 namespace {
-
-constexpr MessageId kSigner = 129;
-constexpr MessageId kSkipped = 130;
-constexpr MessageId kVerified = 134;
-constexpr MessageId kNoSignerCertificate = 144;
 
 // What the check of one signer leads to.
 enum class Outcome {
@@ -36,32 +31,32 @@ class SignerCheck {
     SignerCheck(HCRYPTMSG message, const SignerRules& rules, DWORD index)
         : message_(message), rules_(rules), index_(index) {}
 
-    // With Outcome::End, `endCode` is the command's result.
-    Outcome Run(DWORD& endCode);
+    // With Outcome::End, `endFailure` ends the command.
+    Outcome Run(Reported& endFailure);
 
   private:
-    Outcome End(DWORD code);
+    Outcome End(Reported failure);
     Outcome EndWithLastError() { return End(ReportError(kLastError)); }
     Outcome FindCertificate();
     Outcome FindInMessage();
     Outcome VerifySignature();
     Outcome CheckCriterion();
     Outcome CheckTrust();
-    void PrintSigner();
+    Outcome PrintSigner();
     [[nodiscard]] PCCERT_CONTEXT FindInCriterion() const;
     [[nodiscard]] const CERT_INFO& Signer() const;
 
     HCRYPTMSG message_;
     const SignerRules& rules_;
     DWORD index_;
-    DWORD endCode_ = 0;
+    Reported endFailure_;
     DWORD signatureError_ = NO_ERROR;
     std::vector<BYTE> signer_;
     CertificateHolder certificate_;
 };
 
-Outcome SignerCheck::End(DWORD code) {
-    endCode_ = code;
+Outcome SignerCheck::End(Reported failure) {
+    endFailure_ = failure;
     return Outcome::End;
 }
 
@@ -69,8 +64,7 @@ const CERT_INFO& SignerCheck::Signer() const {
     return *reinterpret_cast<const CERT_INFO*>(signer_.data());
 }
 
-// Only the first certificate of a message is looked at; which messages pass without a
-// criterion rests on that.
+// Only the first certificate of a message is looked at (verify-2).
 Outcome SignerCheck::FindInMessage() {
     DWORD count = 0;
     if (!ReadCount(message_, CMSG_CERT_COUNT_PARAM, count)) return EndWithLastError();
@@ -119,7 +113,7 @@ Outcome SignerCheck::VerifySignature() {
         signatureError_ = GetLastError();
     }
     if (signatureError_ == static_cast<DWORD>(CRYPT_E_NOT_FOUND)) {
-        PrintMessage(kNoSignerCertificate, 1);
+        PrintMessage(say::kNoSignerCertificate, 1);
         return Outcome::Bad;
     }
     const bool wrong = signatureError_ == static_cast<DWORD>(NTE_BAD_ALGID) ||
@@ -128,19 +122,18 @@ Outcome SignerCheck::VerifySignature() {
     return wrong ? Outcome::Good : End(ReportError(kNotSignedMessage));
 }
 
-void SignerCheck::PrintSigner() {
-    constexpr DWORD kForm = CERT_SIMPLE_NAME_STR | CERT_NAME_STR_REVERSE_FLAG;
-    CERT_NAME_BLOB* const subject = &certificate_->pCertInfo->Subject;
-    const DWORD size = CertNameToStrA(kMessageEncodingType, subject, kForm, nullptr, 0);
-    std::string name(size, '\0');
-    CertNameToStrA(kMessageEncodingType, subject, kForm, name.data(), size);
-    PrintMessage(kSigner, 0);
-    PrintPair(name.c_str(), nullptr, 1);
+Outcome SignerCheck::PrintSigner() {
+    const auto name =
+        SubjectText(certificate_.get(), CERT_SIMPLE_NAME_STR | CERT_NAME_STR_REVERSE_FLAG);
+    if (!name) return End(ReportError(kNoMemory));
+    PrintMessage(say::kSigner, 0);
+    PrintText(name.get(), 1);
+    return Outcome::Good;
 }
 
 Outcome SignerCheck::CheckCriterion() {
     if (rules_.verifyAll || FindInCriterion() != nullptr) return Outcome::Good;
-    PrintMessage(kSkipped, 1);
+    PrintMessage(say::kSkipped, 1);
     return Outcome::Bad;
 }
 
@@ -149,46 +142,46 @@ Outcome SignerCheck::CheckTrust() {
     if (CheckChain(certificate_.get(), Purpose::Signing, status) != 0) return Outcome::Bad;
     if (status == 0) return Outcome::Good;
     bool keep = false;
-    const DWORD code = AskAboutBadChain(status, keep);
-    if (code == kBadChain) return Outcome::Bad;
-    if (code != 0) return End(code);
+    const Reported failure = AskAboutBadChain(status, keep);
+    if (failure == kBadChain) return Outcome::Bad;
+    if (failure) return End(failure);
     return keep ? Outcome::Good : Outcome::Rejected;
 }
 
-Outcome SignerCheck::Run(DWORD& endCode) {
+Outcome SignerCheck::Run(Reported& endFailure) {
     Outcome outcome = FindCertificate();
     if (outcome == Outcome::Good) outcome = VerifySignature();
-    if (outcome == Outcome::Good) {
-        PrintSigner();
-        outcome = CheckCriterion();
-    }
+    if (outcome == Outcome::Good) outcome = PrintSigner();
+    if (outcome == Outcome::Good) outcome = CheckCriterion();
     if (outcome == Outcome::Good && signatureError_ != NO_ERROR) {
         SetLastError(signatureError_);
-        ReportError(kLastError);
+        static_cast<void>(ReportError(kLastError));
         outcome = Outcome::Bad;
     }
     if (outcome == Outcome::Good && rules_.checkChains) outcome = CheckTrust();
-    if (outcome == Outcome::Good) PrintMessage(kVerified, 1);
-    endCode = endCode_;
+    if (outcome == Outcome::Good) PrintMessage(say::kVerified, 1);
+    endFailure = endFailure_;
     return outcome;
 }
 
 // ---- time stamps -------------------------------------------------------------
 
-// Both files are read anew for each signer. 0, or a code that ends the command.
-DWORD CheckStamps(const SignerRules& rules, DWORD index, bool& stampsGood) {
+// Both files are read anew for each signer. A failure ends the command.
+Reported CheckStamps(const SignerRules& rules, DWORD index, bool& stampsGood) {
     if (rules.contentHours == nullptr && rules.signatureHours == nullptr) return 0;
     if (state.secondFile == nullptr) return ReportError(kNoMessageFile);
     BYTE* data = nullptr;
     DWORD messageSize = 0;
     int isDer = 0;
-    DWORD code = ReadFileWhole(state.firstFile, data, messageSize, &isDer);
+    if (const Reported failure = ReadFileWhole(state.firstFile, data, messageSize, &isDer)) {
+        return failure;
+    }
     const BytesHolder message(data);
-    if (code != 0) return code;
     DWORD contentSize = 0;
-    code = ReadFileWhole(state.secondFile, data, contentSize, nullptr);
+    if (const Reported failure = ReadFileWhole(state.secondFile, data, contentSize, nullptr)) {
+        return failure;
+    }
     const BytesHolder content(data);
-    if (code != 0) return code;
     if (CheckMessageStamps(message.get(), messageSize, content.get(), contentSize,
                            rules.contentHours, rules.signatureHours, index) != 0) {
         stampsGood = false;
@@ -197,15 +190,16 @@ DWORD CheckStamps(const SignerRules& rules, DWORD index, bool& stampsGood) {
 }
 
 // A "no" of the user is carried over by the next signer's turn only, so one for the
-// last signer leaves the result as it was. Scripts rely on both.
-DWORD CheckOneSigner(HCRYPTMSG message, const SignerRules& rules, DWORD index, SignerFlags& flags) {
+// last signer leaves the result as it was (verify-1).
+Reported CheckOneSigner(HCRYPTMSG message, const SignerRules& rules, DWORD index,
+                        SignerFlags& flags) {
     if (!flags.thisGood) flags.allGood = false;
     flags.thisGood = false;
-    DWORD endCode = 0;
-    switch (SignerCheck(message, rules, index).Run(endCode)) {
+    Reported endFailure;
+    switch (SignerCheck(message, rules, index).Run(endFailure)) {
         case Outcome::End:
             flags.allGood = false;
-            return endCode;
+            return endFailure;
         case Outcome::Bad:
             flags.allGood = false;
             return 0;
@@ -220,13 +214,14 @@ DWORD CheckOneSigner(HCRYPTMSG message, const SignerRules& rules, DWORD index, S
 
 }  // namespace
 
-DWORD CheckSigners(HCRYPTMSG message, const SignerRules& rules, SignerFlags& flags) {
+Reported CheckSigners(HCRYPTMSG message, const SignerRules& rules, SignerFlags& flags) {
     DWORD count = 0;
     if (!ReadCount(message, CMSG_SIGNER_COUNT_PARAM, count)) return ReportError(kLastError);
     if (count == 0) return ReportError(kNoSignature);
     for (DWORD index = 0; index < count; ++index) {
-        const DWORD code = CheckOneSigner(message, rules, index, flags);
-        if (code != 0) return code;
+        if (const Reported failure = CheckOneSigner(message, rules, index, flags)) {
+            return failure;
+        }
     }
     return 0;
 }

@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include "front/core/result.h"
+
 namespace kestrel {
 
 struct SignerRules {
@@ -20,6 +22,6 @@ struct SignerFlags {
 
 // Walks all signers of a message that was read to its end. A bad signer clears a flag
 // and the walk goes on; another result than 0 ends the command and was reported.
-DWORD CheckSigners(HCRYPTMSG message, const SignerRules& rules, SignerFlags& flags);
+Reported CheckSigners(HCRYPTMSG message, const SignerRules& rules, SignerFlags& flags);
 
 }  // namespace kestrel

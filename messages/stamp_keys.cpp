@@ -26,9 +26,10 @@ StampKeys TakeStampKeys() {
     return keys;
 }
 
-DWORD CheckStampTransport(const StampKeys& keys) {
+Reported CheckStampTransport(const StampKeys& keys) {
     if (keys.contentUrl == nullptr && keys.signatureUrl == nullptr) return 0;
-    return CheckHttpLibrary() ? 0 : ReportError(kLastError);
+    if (!CheckHttpLibrary()) return ReportError(kLastError);
+    return 0;
 }
 
 const char* StampUrl(const char* value) { return *value != '\0' ? value : nullptr; }

@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include "front/core/result.h"
+
 namespace kestrel {
 
 struct StampKeys {
@@ -18,7 +20,7 @@ const char* TakeStampKey(const char* word);
 StampKeys TakeStampKeys();
 
 // When a stamp is wanted, whether one can be requested. 0 or a reported code.
-DWORD CheckStampTransport(const StampKeys& keys);
+Reported CheckStampTransport(const StampKeys& keys);
 
 // An empty address goes to the client as none.
 const char* StampUrl(const char* value);

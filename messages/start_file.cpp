@@ -7,8 +7,7 @@
 namespace kestrel {
 
 void StartFile(const char* name) {
-    constexpr MessageId kStarting = 118;
-    PrintMessage(kStarting, 1);
+    PrintMessage(say::kStarting, 1);
     _spawnlp(_P_NOWAIT, "cmd", "cmd", "/c", name, static_cast<char*>(nullptr));
 }
 

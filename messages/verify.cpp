@@ -14,48 +14,44 @@
 namespace kestrel {
 namespace {
 
-constexpr MessageId kVerifying = 131;
-constexpr MessageId kNotStarted = 135;
-
 struct VerifyKeys {
     bool start = false;
     SignerRules rules;
 };
 
 // Without any key that selects certificates, every signer passes the criterion.
-DWORD TakeVerifyKeys(VerifyKeys& keys) {
+Reported TakeVerifyKeys(VerifyKeys& keys) {
     keys.rules.verifyAll = TakeKey("verall");
     keys.start = TakeKey("start");
     if (keys.start && state.secondFile == nullptr) return ReportError(kStartWithoutOutput);
     keys.rules.contentHours = TakeStampKey("sd");
     keys.rules.signatureHours = TakeStampKey("ss");
     if (!keys.rules.verifyAll) keys.rules.verifyAll = !HasSearchKeys();
-    if (const DWORD code = ParseSearchCriterion(true); code != 0) return code;
+    if (const Reported failure = ParseSearchCriterion(true)) return failure;
     return RejectLeftoverKeys();
 }
 
 // Chains are checked signer by signer. Finding no certificate is no failure: those of
-// the message may do.
+// the message may do. Of certificates that were found and not chosen none passes (verify-3).
 void SelectSigners(SearchStores& stores, SignerRules& rules) {
     rules.checkChains = state.chainChecking != 0;
     state.chainChecking = 0;
-    static_cast<void>(SelectCertificates(stores.open, false));
+    if (SelectCertificates(stores.open, false)) ForgetFoundCertificates();
 }
 
 // The content goes out before anything was verified, and stays whatever follows. An
 // output file that cannot be opened is no failure: the content is dropped.
-DWORD ReadMessage(StreamOutput& output, MessageHolder& message) {
-    PrintMessage(kVerifying, 0);
+Reported ReadMessage(StreamOutput& output, MessageHolder& message) {
+    PrintMessage(say::kVerifying, 0);
     Progress::Start();
     InputFile input;
-    if (const DWORD code = OpenInput(state.firstFile, input); code != 0) return code;
+    if (const Reported failure = OpenInput(state.firstFile, input)) return failure;
     if (state.secondFile != nullptr) output.file = OpenOutput(state.secondFile, input);
     CMSG_STREAM_INFO stream = MakeStreamInfo(output, CMSG_INDEFINITE_LENGTH);
     message.reset(CryptMsgOpenToDecode(kMessageEncodingType, 0, 0, 0, nullptr, &stream));
     if (!message) return ReportError(kLastError);
-    if (const DWORD code = FeedDecoder(message.get(), input, [] { return DWORD{0}; }); code != 0) {
-        return code;
-    }
+    const auto nothing = [] { return Reported(); };
+    if (const Reported failure = FeedDecoder(message.get(), input, nothing)) return failure;
     Progress::End();
     return 0;
 }
@@ -64,7 +60,7 @@ void StartIfGood(bool allGood) {
     if (allGood) {
         StartFile(state.secondFile);
     } else {
-        PrintMessage(kNotStarted, 1);
+        PrintMessage(say::kNotStarted, 1);
     }
 }
 
@@ -73,15 +69,15 @@ void StartIfGood(bool allGood) {
 DWORD RunVerify() {
     if (state.firstFile == nullptr) return ReportError(kNoInputFile);
     VerifyKeys keys;
-    if (const DWORD code = TakeVerifyKeys(keys); code != 0) return code;
+    if (const Reported failure = TakeVerifyKeys(keys)) return failure;
     SearchStores stores;
     SelectSigners(stores, keys.rules);
 
     StreamOutput output;
     MessageHolder message;
-    if (const DWORD code = ReadMessage(output, message); code != 0) return code;
+    if (const Reported failure = ReadMessage(output, message)) return failure;
     SignerFlags flags;
-    if (const DWORD code = CheckSigners(message.get(), keys.rules, flags); code != 0) return code;
+    if (const Reported failure = CheckSigners(message.get(), keys.rules, flags)) return failure;
     message.reset();
 
     if (keys.start) StartIfGood(flags.allGood);

@@ -9,8 +9,6 @@ namespace kestrel {
 
 namespace {
 
-constexpr MessageId kUseThisCertificate = 147;
-
 struct ChainExplanation {
     DWORD status;
     MessageId message;
@@ -48,7 +46,7 @@ bool MaySign(PCCERT_CONTEXT certificate) {
 
 }  // namespace
 
-DWORD CheckChain(PCCERT_CONTEXT certificate, Purpose purpose, DWORD& status) {
+Reported CheckChain(PCCERT_CONTEXT certificate, Purpose purpose, DWORD& status) {
     CERT_CHAIN_PARA para{};
     para.cbSize = sizeof(para);
     const DWORD flags = state.revocationOff ? 0 : CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT;
@@ -65,10 +63,10 @@ DWORD CheckChain(PCCERT_CONTEXT certificate, Purpose purpose, DWORD& status) {
     return 0;
 }
 
-DWORD AskAboutBadChain(DWORD status, bool& keep) {
+Reported AskAboutBadChain(DWORD status, bool& keep) {
     ExplainChain(status);
-    if (state.chainErrorsFatal) return kBadChain;
-    PrintMessage(kUseThisCertificate, 0);
+    if (state.chainErrorsFatal) return LeaveToClosingLine(Unreported(kBadChain));
+    PrintMessage(say::kUseThisCertificate, 0);
     const char answer = ReadUseAnswer();
     std::putchar('\n');
     std::fflush(stdout);

@@ -14,10 +14,6 @@ namespace kestrel {
 
 namespace {
 
-constexpr MessageId kValidFrom = 103;
-constexpr MessageId kValidTo = 104;
-constexpr MessageId kSubjectLabel = 105;
-
 constexpr int kBackspace = 8;
 constexpr int kReturn = 13;
 constexpr int kEscape = 27;
@@ -67,12 +63,12 @@ bool ReadLineWithoutEcho(HANDLE input, HANDLE output, const char* prompt, char* 
 
 }  // namespace
 
-DWORD PrintCertificateSubject(PCCERT_CONTEXT certificate, int newlines) {
+Reported PrintCertificateSubject(PCCERT_CONTEXT certificate, int newlines) {
     // Values alone and in reversed order, so that the common name tends to lead.
     const auto name = SubjectText(certificate, CERT_SIMPLE_NAME_STR | CERT_NAME_STR_REVERSE_FLAG);
     if (!name) return ReportError(kNoMemory);
-    PrintMessage(kSubjectLabel, 0);
-    PrintPair(name.get(), nullptr, newlines);
+    PrintMessage(say::kSubjectLabel, 0);
+    PrintText(name.get(), newlines);
     return 0;
 }
 
@@ -81,19 +77,19 @@ void PrintCertificateValidity(PCCERT_CONTEXT certificate) {
     SYSTEMTIME end{};
     if (!FileTimeToSystemTime(&certificate->pCertInfo->NotBefore, &start)) return;
     if (!FileTimeToSystemTime(&certificate->pCertInfo->NotAfter, &end)) return;
-    PrintMessage(kValidFrom, 0);
+    PrintMessage(say::kValidFrom, 0);
     PrintTime(start, "");
-    PrintMessage(kValidTo, 0);
+    PrintMessage(say::kValidTo, 0);
     PrintTime(end, "\n\n");
 }
 
-DWORD PrintCertificateSummary(PCCERT_CONTEXT certificate) {
-    if (const DWORD code = PrintCertificateSubject(certificate, 1)) return code;
+Reported PrintCertificateSummary(PCCERT_CONTEXT certificate) {
+    if (const Reported failure = PrintCertificateSubject(certificate, 1)) return failure;
     PrintCertificateValidity(certificate);
     return 0;
 }
 
-DWORD ReadCertificateNumber(int limit, DWORD& number) {
+Reported ReadCertificateNumber(int limit, DWORD& number) {
     number = 0;
     while (_kbhit()) _getch();  // typed before the list was shown
     int key = 0;

@@ -3,18 +3,20 @@
 
 #include <windows.h>
 
+#include "front/core/result.h"
+
 namespace kestrel {
 
 // "RDN:" and the subject, then the validity and a blank line. 0 or kNoMemory, reported.
-DWORD PrintCertificateSummary(PCCERT_CONTEXT certificate);
+Reported PrintCertificateSummary(PCCERT_CONTEXT certificate);
 
 // The two halves of the summary, for those who show them in another order. The validity
 // is in UTC; it is left out when a time is outside the calendar.
-DWORD PrintCertificateSubject(PCCERT_CONTEXT certificate, int newlines);
+Reported PrintCertificateSubject(PCCERT_CONTEXT certificate, int newlines);
 void PrintCertificateValidity(PCCERT_CONTEXT certificate);
 
 // A number from 1 to `limit`, typed key by key. 0, or kCancelled or kWrongNumber, reported.
-DWORD ReadCertificateNumber(int limit, DWORD& number);
+Reported ReadCertificateNumber(int limit, DWORD& number);
 
 // Reads a line from the console without echo; null on any failure, a redirected input
 // among them.

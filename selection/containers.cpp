@@ -11,9 +11,6 @@ namespace kestrel {
 
 namespace {
 
-constexpr MessageId kNumberPrompt = 106;
-constexpr MessageId kChooseContainer = 124;
-
 // The next name of the list, the first one for CRYPT_FIRST. `name` keeps its room.
 bool NextContainer(HCRYPTPROV provider, std::string& name, DWORD position) {
     auto size = static_cast<DWORD>(name.size());
@@ -32,21 +29,23 @@ bool MakeRoomForNames(HCRYPTPROV provider, std::string& name) {
     return true;
 }
 
-DWORD PrintContainers(HCRYPTPROV provider, std::string& name, int& count) {
-    PrintMessage(kChooseContainer, 2);
+Reported PrintContainers(HCRYPTPROV provider, std::string& name, int& count) {
+    PrintMessage(say::kChooseContainer, 2);
     count = 0;
     for (DWORD position = CRYPT_FIRST; NextContainer(provider, name, position); position = 0) {
-        std::printf("#%d: %s\n", ++count, name.c_str());
+        std::printf("#%d: ", ++count);
+        PrintText(name.c_str(), 1);
     }
     const DWORD error = GetLastError();
     std::fflush(stdout);
     SetLastError(error);
     if (error != ERROR_NO_MORE_ITEMS) return ReportError(kLastError);
-    return count == 0 ? ReportError(kNoContainers) : 0;
+    if (count == 0) return ReportError(kNoContainers);
+    return 0;
 }
 
 // Lists again from the first: a container that appeared meanwhile shifts the numbers.
-DWORD FetchContainer(HCRYPTPROV provider, DWORD number, std::string& name) {
+Reported FetchContainer(HCRYPTPROV provider, DWORD number, std::string& name) {
     for (DWORD index = 0; index < number; ++index) {
         if (!NextContainer(provider, name, index == 0 ? CRYPT_FIRST : 0)) {
             return ReportError(kLastError);
@@ -57,8 +56,8 @@ DWORD FetchContainer(HCRYPTPROV provider, DWORD number, std::string& name) {
 
 }  // namespace
 
-DWORD ChooseContainer(DWORD type, const char* providerName, DWORD flags,
-                      std::unique_ptr<char[]>& name) {
+Reported ChooseContainer(DWORD type, const char* providerName, DWORD flags,
+                         std::unique_ptr<char[]>& name) {
     ProviderHolder provider;
     std::string listed;
     if (!CryptAcquireContextA(provider.Fill(), nullptr, providerName, type,
@@ -67,12 +66,12 @@ DWORD ChooseContainer(DWORD type, const char* providerName, DWORD flags,
         return ReportError(kLastError);
     }
     int count = 0;
-    if (const DWORD code = PrintContainers(provider.Get(), listed, count)) return code;
+    if (const Reported failure = PrintContainers(provider.Get(), listed, count)) return failure;
 
-    PrintMessage(kNumberPrompt, 0);
+    PrintMessage(say::kNumberPrompt, 0);
     DWORD number = 0;
-    if (const DWORD code = ReadCertificateNumber(count, number)) return code;
-    if (const DWORD code = FetchContainer(provider.Get(), number, listed)) return code;
+    if (const Reported failure = ReadCertificateNumber(count, number)) return failure;
+    if (const Reported failure = FetchContainer(provider.Get(), number, listed)) return failure;
 
     const std::size_t length = std::strlen(listed.c_str());
     name = std::make_unique<char[]>(length + 1);

@@ -71,7 +71,7 @@ bool ParseListBound(const char* digits, CountPolicy& bound) {
 }
 
 // One key decides. A second one of the group stays behind and fails as a leftover.
-DWORD TakeCountPolicy(bool broad) {
+Reported TakeCountPolicy(bool broad) {
     const char* bound = nullptr;
     if (TakeKey("all")) {
         state.countPolicy = kAll;
@@ -89,7 +89,7 @@ DWORD TakeCountPolicy(bool broad) {
 
 }  // namespace
 
-DWORD ParseSearchCriterion(bool broad) {
+Reported ParseSearchCriterion(bool broad) {
     TakeFilterStrings();
     TakeStores(broad);
     TakeChainKeys();

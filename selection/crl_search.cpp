@@ -7,11 +7,9 @@ namespace kestrel {
 
 namespace {
 
-constexpr MessageId kAddingCrl = 127;
-
 PCCERT_CONTEXT FindBySubject(HCERTSTORE store, const CERT_NAME_BLOB& subject) {
-    return CertFindCertificateInStore(store, kNameEncoding, 0, CERT_FIND_SUBJECT_NAME, &subject,
-                                      nullptr);
+    return CertFindCertificateInStore(store, kMessageEncodingType, 0, CERT_FIND_SUBJECT_NAME,
+                                      &subject, nullptr);
 }
 
 PCCRL_CONTEXT FirstCrlOf(HCERTSTORE store, PCCERT_CONTEXT issuer) {
@@ -22,7 +20,7 @@ PCCRL_CONTEXT FirstCrlOf(HCERTSTORE store, PCCERT_CONTEXT issuer) {
 }  // namespace
 
 PCCRL_CONTEXT FindCrlForCertificate(PCCERT_CONTEXT certificate, bool verbose) {
-    if (verbose) PrintMessage(kAddingCrl, 1);
+    if (verbose) PrintMessage(say::kAddingCrl, 1);
     const HCERTSTORE intermediates = CertOpenSystemStoreA(0, "CA");
     if (!intermediates) return nullptr;
     const HCERTSTORE roots = CertOpenSystemStoreA(0, "ROOT");
@@ -42,12 +40,12 @@ PCCRL_CONTEXT FindCrlForCertificate(PCCERT_CONTEXT certificate, bool verbose) {
 }
 
 PCCRL_CONTEXT FindCrlBesideIssuer(PCCERT_CONTEXT certificate) {
-    PrintMessage(kAddingCrl, 1);
+    PrintMessage(say::kAddingCrl, 1);
     StoreHolder intermediates;
     *intermediates.Fill() = CertOpenSystemStoreA(0, "CA");
     if (intermediates.Get() == nullptr) return nullptr;
     const CertificateHolder issuer(CertFindCertificateInStore(
-        intermediates.Get(), kNameEncoding, 0, CERT_FIND_ISSUER_OF, certificate, nullptr));
+        intermediates.Get(), kMessageEncodingType, 0, CERT_FIND_ISSUER_OF, certificate, nullptr));
     return issuer ? FirstCrlOf(intermediates.Get(), issuer.get()) : nullptr;
 }
 

@@ -6,10 +6,10 @@ namespace kestrel {
 
 std::unique_ptr<char[]> SubjectText(PCCERT_CONTEXT certificate, DWORD form) {
     CERT_NAME_BLOB* subject = &certificate->pCertInfo->Subject;
-    const DWORD size = CertNameToStrA(kNameEncoding, subject, form, nullptr, 0);
+    const DWORD size = CertNameToStrA(kMessageEncodingType, subject, form, nullptr, 0);
     // One byte more keeps the text terminated whatever the platform makes of the name.
     std::unique_ptr<char[]> text(new (std::nothrow) char[size + 1]());
-    if (text) CertNameToStrA(kNameEncoding, subject, form, text.get(), size);
+    if (text) CertNameToStrA(kMessageEncodingType, subject, form, text.get(), size);
     return text;
 }
 

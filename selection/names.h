@@ -7,9 +7,9 @@
 #include <memory>
 #include <string>
 
-namespace kestrel {
+#include "front/core/encoding.h"
 
-inline constexpr DWORD kNameEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
+namespace kestrel {
 
 // `form` is a CERT_*_NAME_STR value with its flags. Null when memory runs out; nothing
 // is reported.

@@ -1,8 +1,13 @@
+#include <algorithm>
 #include <cstring>
 #include <string>
+#include <vector>
 
+#include "front/core/ask_size.h"
 #include "front/core/catalogue.h"
+#include "front/core/holders.h"
 #include "front/core/keys.h"
+#include "front/core/secret.h"
 #include "selection/console.h"
 #include "selection/providers.h"
 
@@ -10,17 +15,11 @@ namespace kestrel {
 
 namespace {
 
-constexpr MessageId kEnterPin = 179;
 constexpr DWORD kLineSize = 255;
 
-// Through a volatile pointer, so that the compiler keeps the writes.
-void Wipe(char* text, std::size_t size) {
-    for (volatile char* byte = text; size != 0; --size) *byte++ = '\0';
-}
-
 bool AskForPin(const char* containerName, SecureText& pin) {
-    PrintMessage(kEnterPin, 0);
-    const std::string prompt = std::string(containerName) + ": ";
+    PrintMessage(say::kEnterPin, 0);
+    const std::string prompt = Escaped(containerName) + ": ";
     const auto line = std::make_unique<char[]>(kLineSize);
     const bool read = ReadHiddenLine(prompt.c_str(), line.get(), kLineSize) != nullptr;
     if (read) pin.Assign(line.get());
@@ -29,11 +28,23 @@ bool AskForPin(const char* containerName, SecureText& pin) {
 }
 
 bool ReadContainerName(HCRYPTPROV provider, std::string& name) {
-    DWORD size = 0;
-    if (!CryptGetProvParam(provider, PP_CONTAINER, nullptr, &size, 0)) return false;
-    name.assign(size + 1, '\0');
-    return CryptGetProvParam(provider, PP_CONTAINER, reinterpret_cast<BYTE*>(name.data()), &size,
-                             0) != 0;
+    std::vector<BYTE> bytes;
+    if (!FetchValue(bytes, [provider](BYTE* buffer, DWORD* size) {
+            return CryptGetProvParam(provider, PP_CONTAINER, buffer, size, 0);
+        })) {
+        return false;
+    }
+    name.assign(bytes.begin(), std::find(bytes.begin(), bytes.end(), BYTE{0}));
+    return true;
+}
+
+// A provider takes any password and finds out at the key; here the user hears of a wrong one
+// before anything was written.
+bool SetPin(HCRYPTPROV provider, DWORD keySpec, const char* pin) {
+    const DWORD parameter = keySpec == AT_SIGNATURE ? PP_SIGNATURE_PIN : PP_KEYEXCHANGE_PIN;
+    KeyHolder key;
+    return CryptSetProvParam(provider, parameter, reinterpret_cast<const BYTE*>(pin), 0) &&
+           CryptGetUserKey(provider, keySpec, key.Fill());
 }
 
 }  // namespace
@@ -46,7 +57,7 @@ void SecureText::Assign(const char* text) {
 }
 
 void SecureText::Clear() {
-    if (text_) Wipe(text_.get(), std::strlen(text_.get()));
+    if (text_) WipeText(text_.get());
     text_.reset();
 }
 
@@ -57,23 +68,24 @@ bool GetContainerPin(const char* containerName, SecureText& pin) {
     pin.Clear();
     if (TakeKey("askpin")) return AskForPin(containerName, pin);
     const char* value = nullptr;
-    if (TakeKey("pin", &value)) pin.Assign(value);
+    if (!TakeKey("pin", &value)) return true;
+    pin.Assign(value);
+    WipeText(const_cast<char*>(value));  // the process's own copy of the argument
     return true;
 }
 
-DWORD SetContainerPin(HCRYPTPROV provider, DWORD keySpec) {
+Reported SetContainerPin(HCRYPTPROV provider, DWORD keySpec) {
     std::string name;
     if (!ReadContainerName(provider, name)) return ReportError(kLastError);
     SecureText pin;
     if (!GetContainerPin(name.c_str(), pin)) return ReportError(kPinFailed);
     if (!pin.Get()) return 0;
-    const DWORD parameter = keySpec == AT_SIGNATURE ? PP_SIGNATURE_PIN : PP_KEYEXCHANGE_PIN;
-    const bool set =
-        CryptSetProvParam(provider, parameter, reinterpret_cast<const BYTE*>(pin.Get()), 0) != 0;
+    const bool set = SetPin(provider, keySpec, pin.Get());
     const DWORD error = GetLastError();
     pin.Clear();
     SetLastError(error);
-    return set ? 0 : ReportError(kLastError);
+    if (!set) return ReportError(kLastError);
+    return 0;
 }
 
 }  // namespace kestrel

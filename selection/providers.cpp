@@ -62,15 +62,15 @@ bool ServesKeyAlgorithm(HCRYPTPROV provider, const char* keyOid) {
 }
 
 // The default provider of the first type that serves the key. 0, or the code to return.
-DWORD FindProviderForKey(const char* keyOid, ProviderHolder& provider) {
+Reported FindProviderForKey(const char* keyOid, ProviderHolder& provider) {
     for (DWORD index = 0;; ++index) {
         DWORD type = 0;
         if (!EnumDefaultProviderTypes(index, type)) break;
         if (!AcquireForListing(provider, nullptr, type)) continue;
         if (ServesKeyAlgorithm(provider.Get(), keyOid)) return 0;
     }
-    // The closing line alone shows this code; its text belongs to no command.
-    if (GetLastError() == ERROR_NO_MORE_ITEMS) return kNoProvider;
+    // Its text belongs to no command.
+    if (GetLastError() == ERROR_NO_MORE_ITEMS) return LeaveToClosingLine(Unreported(kNoProvider));
     return ReportError(kLastError);
 }
 
@@ -97,11 +97,11 @@ int EnumDefaultProviderTypes(DWORD index, DWORD& type) {
     return status == ERROR_SUCCESS;
 }
 
-DWORD FindAlgorithmForCertificate(PCCERT_CONTEXT certificate, DWORD group,
-                                  CRYPT_ALGORITHM_IDENTIFIER& algorithm) {
+Reported FindAlgorithmForCertificate(PCCERT_CONTEXT certificate, DWORD group,
+                                     CRYPT_ALGORITHM_IDENTIFIER& algorithm) {
     ProviderHolder provider;
     const char* keyOid = certificate->pCertInfo->SubjectPublicKeyInfo.Algorithm.pszObjId;
-    if (const DWORD code = FindProviderForKey(keyOid, provider)) return code;
+    if (const Reported failure = FindProviderForKey(keyOid, provider)) return failure;
 
     PCCRYPT_OID_INFO info = nullptr;
     PROV_ENUMALGS record{};
@@ -109,7 +109,7 @@ DWORD FindAlgorithmForCertificate(PCCERT_CONTEXT certificate, DWORD group,
             info = OidOf(id, group);
             return info != nullptr;
         })) {
-        return kNoProvider;
+        return LeaveToClosingLine(Unreported(kNoProvider));
     }
     algorithm = {};
     algorithm.pszObjId = const_cast<char*>(info->pszOID);

@@ -6,6 +6,8 @@
 
 #include <memory>
 
+#include "front/core/result.h"
+
 namespace kestrel {
 
 // Frees with zeroing; the text of a password.
@@ -34,8 +36,8 @@ HCRYPTPROV FindProviderForAlgorithm(ALG_ID algorithm);
 
 // The first algorithm of `group` that the provider of the certificate's key type lists.
 // 0, kNoProvider without a report, or a reported platform error.
-DWORD FindAlgorithmForCertificate(PCCERT_CONTEXT certificate, DWORD group,
-                                  CRYPT_ALGORITHM_IDENTIFIER& algorithm);
+Reported FindAlgorithmForCertificate(PCCERT_CONTEXT certificate, DWORD group,
+                                     CRYPT_ALGORITHM_IDENTIFIER& algorithm);
 
 // 1 with `type` filled, or 0 with the last error set.
 int EnumDefaultProviderTypes(DWORD index, DWORD& type);
@@ -46,13 +48,13 @@ int ProviderHasHashAlgorithm();
 extern PROV_ENUMALGS hashAlgorithm;
 
 // Lets the user pick a container by number. `name` is allocated. 0 or a reported code.
-DWORD ChooseContainer(DWORD type, const char* providerName, DWORD flags,
-                      std::unique_ptr<char[]>& name);
+Reported ChooseContainer(DWORD type, const char* providerName, DWORD flags,
+                         std::unique_ptr<char[]>& name);
 
 // True if -askpin or -pin was given; takes nothing.
 bool PinRequested();
 bool GetContainerPin(const char* containerName, SecureText& pin);
 // 0 or a reported code.
-DWORD SetContainerPin(HCRYPTPROV provider, DWORD keySpec);
+Reported SetContainerPin(HCRYPTPROV provider, DWORD keySpec);
 
 }  // namespace kestrel

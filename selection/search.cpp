@@ -15,21 +15,13 @@ namespace kestrel {
 
 namespace {
 
-constexpr MessageId kChooseCertificate = 102;
-constexpr MessageId kNumberPrompt = 106;
-constexpr MessageId kChainsChecked = 145;
-constexpr MessageId kCertificatesFound = 146;
-constexpr MessageId kStoreNotOpened = 153;
-constexpr MessageId kChainNotChecked = 161;
-constexpr MessageId kCertificateToBeUsed = 168;
-
 // ---- stores --------------------------------------------------------------------
 
 HCERTSTORE OpenForSearch(const StoreSpec& spec) {
     std::wstring name;
     if (!WideName(spec.name, name)) return nullptr;
     if (spec.kind == kFileStore) {
-        return CertOpenStore(CERT_STORE_PROV_FILENAME_W, kNameEncoding, 0,
+        return CertOpenStore(CERT_STORE_PROV_FILENAME_W, kMessageEncodingType, 0,
                              CERT_STORE_OPEN_EXISTING_FLAG, name.c_str());
     }
     const DWORD side = spec.kind == kMachineStore ? CERT_SYSTEM_STORE_LOCAL_MACHINE
@@ -42,9 +34,9 @@ HCERTSTORE OpenForSearch(const StoreSpec& spec) {
 // machine that has none.
 void WarnAboutStore(const char* name) {
     if (std::strcmp(name, "Addressbook") == 0) return;
-    PrintMessage(kStoreNotOpened, 0);
-    PrintPair(name, nullptr, 0);
-    PrintPair("'.", nullptr, 1);
+    PrintMessage(say::kStoreNotOpened, 0);
+    PrintText(name, 0);
+    PrintText("'.", 1);
 }
 
 // ---- one pass over the stores --------------------------------------------------
@@ -93,9 +85,9 @@ bool Matches(PCCERT_CONTEXT certificate, const FilterParts* filter, bool& matche
     return true;
 }
 
-DWORD CollectFrom(HCERTSTORE store, const FilterParts* filter) {
+Reported CollectFrom(HCERTSTORE store, const FilterParts* filter) {
     PCCERT_CONTEXT certificate = nullptr;
-    while ((certificate = CertFindCertificateInStore(store, kNameEncoding, 0, CERT_FIND_ANY,
+    while ((certificate = CertFindCertificateInStore(store, kMessageEncodingType, 0, CERT_FIND_ANY,
                                                      nullptr, certificate))) {
         bool matches = false;
         if (!Matches(certificate, filter, matches)) {
@@ -109,16 +101,15 @@ DWORD CollectFrom(HCERTSTORE store, const FilterParts* filter) {
 }
 
 // The filter string is split anew for each store, and the first split has cut it: in later
-// stores of the same pass only its first part is left to be tested. Users rely on it; an
-// address book is matched on the first part alone.
-DWORD SearchStore(HCERTSTORE store, char* filterString) {
+// stores of the same pass only its first part is left to be tested (select-1).
+Reported SearchStore(HCERTSTORE store, char* filterString) {
     if (!filterString) return CollectFrom(store, nullptr);
     FilterParts filter;
     if (!SplitInPlace(filterString, filter)) return ReportError(kNoMemory);
     return CollectFrom(store, &filter);
 }
 
-DWORD SearchOpenStores(StoreVector& openStores, char* filterString) {
+Reported SearchOpenStores(StoreVector& openStores, char* filterString) {
     for (const StoreSpec& spec : *state.storeSpecs) {
         const HCERTSTORE store = OpenForSearch(spec);
         if (!store) {
@@ -126,15 +117,16 @@ DWORD SearchOpenStores(StoreVector& openStores, char* filterString) {
             continue;
         }
         openStores.push_back(store);
-        if (const DWORD code = SearchStore(store, filterString)) return code;
+        if (const Reported failure = SearchStore(store, filterString)) return failure;
     }
     return 0;
 }
 
-DWORD RunPasses(StoreVector& openStores) {
+Reported RunPasses(StoreVector& openStores) {
     if (state.dnStrings->empty()) return SearchOpenStores(openStores, nullptr);
     while (!state.dnStrings->empty()) {
-        if (const DWORD code = SearchOpenStores(openStores, state.dnStrings->front())) return code;
+        if (const Reported failure = SearchOpenStores(openStores, state.dnStrings->front()))
+            return failure;
         state.dnStrings->pop_front();
     }
     return 0;
@@ -151,57 +143,57 @@ void KeepOnly(DWORD number) {
     });
 }
 
-DWORD LetUserChoose() {
-    PrintMessage(kChooseCertificate, 2);
+Reported LetUserChoose() {
+    PrintMessage(say::kChooseCertificate, 2);
     int position = 0;
     for (const PCCERT_CONTEXT certificate : *state.foundCertificates) {
         std::printf("#%d: ", ++position);
-        if (const DWORD code = PrintCertificateSummary(certificate)) return code;
+        if (const Reported failure = PrintCertificateSummary(certificate)) return failure;
     }
-    PrintMessage(kNumberPrompt, 0);
+    PrintMessage(say::kNumberPrompt, 0);
     DWORD number = 0;
-    if (const DWORD code = ReadCertificateNumber(position, number)) return code;
+    if (const Reported failure = ReadCertificateNumber(position, number)) return failure;
     KeepOnly(number);
     return 0;
 }
 
-DWORD KeepSeveral(long count, bool needOne) {
+Reported KeepSeveral(long count, bool needOne) {
     if (state.countPolicy < 0) return ReportError(kManyCertificates);
     if (state.countPolicy > count) return LetUserChoose();
     if (needOne) return ReportError(kOneCertificateOnly);
     if (state.countPolicy == 0) {
-        PrintMessage(kCertificatesFound, 0);
+        PrintMessage(say::kCertificatesFound, 0);
         std::printf("%ld\n", count);
         std::fflush(stdout);
     }
     return 0;
 }
 
-DWORD DecideByCount(bool needOne) {
+Reported DecideByCount(bool needOne) {
     const auto count = static_cast<long>(state.foundCertificates->size());
     if (count == 0) return ReportError(kNoCertificate);
     if (count > 1) return KeepSeveral(count, needOne);
-    PrintMessage(kCertificateToBeUsed, 1);
+    PrintMessage(say::kCertificateToBeUsed, 1);
     return PrintCertificateSummary(state.foundCertificates->front());
 }
 
 // ---- chains ----------------------------------------------------------------------
 
-DWORD JudgeChain(PCCERT_CONTEXT certificate, Purpose purpose, bool& keep) {
+Reported JudgeChain(PCCERT_CONTEXT certificate, Purpose purpose, bool& keep) {
     keep = true;
     DWORD status = 0;
-    if (const DWORD code = CheckChain(certificate, purpose, status)) return code;
+    if (const Reported failure = CheckChain(certificate, purpose, status)) return failure;
     if (status == 0) return 0;
-    PrintMessage(kChainNotChecked, 1);
-    if (const DWORD code = PrintCertificateSummary(certificate)) return code;
+    PrintMessage(say::kChainNotChecked, 1);
+    if (const Reported failure = PrintCertificateSummary(certificate)) return failure;
     return AskAboutBadChain(status, keep);
 }
 
-DWORD KeepGoodChains(Purpose purpose) {
+Reported KeepGoodChains(Purpose purpose) {
     FoundCertificates& found = *state.foundCertificates;
     for (auto position = found.begin(); position != found.end();) {
         bool keep = false;
-        if (const DWORD code = JudgeChain(*position, purpose, keep)) return code;
+        if (const Reported failure = JudgeChain(*position, purpose, keep)) return failure;
         if (keep) {
             ++position;
             continue;
@@ -209,17 +201,26 @@ DWORD KeepGoodChains(Purpose purpose) {
         CertFreeCertificateContext(*position);
         position = found.erase(position);
     }
-    PrintMessage(kChainsChecked, 1);
-    return found.empty() ? ReportError(kNoCertificateToUse) : 0;
+    PrintMessage(say::kChainsChecked, 1);
+    if (found.empty()) return ReportError(kNoCertificateToUse);
+    return 0;
 }
 
 }  // namespace
 
-DWORD SelectCertificates(StoreVector& openStores, bool needOne, Purpose purpose) {
+Reported SelectCertificates(StoreVector& openStores, bool needOne, Purpose purpose) {
     state.foundCertificates = std::make_unique<FoundCertificates>();
-    if (const DWORD code = RunPasses(openStores)) return code;
-    if (const DWORD code = DecideByCount(needOne)) return code;
-    return state.chainChecking ? KeepGoodChains(purpose) : 0;
+    if (const Reported failure = RunPasses(openStores)) return failure;
+    if (const Reported failure = DecideByCount(needOne)) return failure;
+    if (!state.chainChecking) return 0;
+    return KeepGoodChains(purpose);
+}
+
+void ForgetFoundCertificates() {
+    for (const PCCERT_CONTEXT certificate : *state.foundCertificates) {
+        CertFreeCertificateContext(certificate);
+    }
+    state.foundCertificates->clear();
 }
 
 void CloseStoreVector(StoreVector& stores) {

@@ -5,6 +5,7 @@
 
 #include <vector>
 
+#include "front/core/result.h"
 #include "front/core/state.h"
 
 namespace kestrel {
@@ -13,7 +14,7 @@ using StoreVector = std::vector<HCERTSTORE>;
 
 // Takes the criterion's keys out of givenKeys. `broad` adds the address book to the
 // default stores and keeps all that is found. 0 or a reported code.
-DWORD ParseSearchCriterion(bool broad);
+Reported ParseSearchCriterion(bool broad);
 
 // True if any of dn, m, u, f, all, 1, q, nochain was given.
 bool HasSearchKeys();
@@ -23,14 +24,18 @@ enum class Purpose { Any, Signing };
 
 // Fills state.foundCertificates. Every store that it opens goes to `openStores` and
 // stays open, since the contexts refer to it; close with CloseStoreVector.
-DWORD SelectCertificates(StoreVector& openStores, bool needOne, Purpose purpose = Purpose::Any);
+Reported SelectCertificates(StoreVector& openStores, bool needOne,
+                            Purpose purpose = Purpose::Any);
 void CloseStoreVector(StoreVector& stores);
+
+// Leaves an empty list.
+void ForgetFoundCertificates();
 
 // 0 or a reported platform error; `status` gets the trust bits of the chain, with the one for
 // a wrong use where the certificate's key usage does not serve the purpose.
-DWORD CheckChain(PCCERT_CONTEXT certificate, Purpose purpose, DWORD& status);
+Reported CheckChain(PCCERT_CONTEXT certificate, Purpose purpose, DWORD& status);
 // Explains a bad chain and asks. 0, kBadChain (not reported) or kCancelled.
-DWORD AskAboutBadChain(DWORD status, bool& keep);
+Reported AskAboutBadChain(DWORD status, bool& keep);
 
 // A revocation list of the certificate's issuer from "CA" or "ROOT", or null with the
 // last error set. The stores stay open until the process ends.

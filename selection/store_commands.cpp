@@ -1,11 +1,14 @@
 #include "selection/store_commands.h"
 
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <numeric>
 #include <string>
 #include <vector>
 
+#include "front/core/ask_size.h"
 #include "front/core/catalogue.h"
 #include "front/core/commands.h"
 #include "front/core/holders.h"
@@ -19,14 +22,6 @@
 namespace kestrel {
 
 namespace {
-
-constexpr MessageId kCopied = 108;
-constexpr MessageId kAlreadyThere = 109;
-constexpr MessageId kOpeningContainer = 110;
-constexpr MessageId kDeleteThis = 111;
-constexpr MessageId kDeleteQuestion = 112;
-constexpr MessageId kDeleted = 113;
-constexpr MessageId kNotDeleted = 114;
 
 constexpr DWORD kDefaultProviderType = 75;
 
@@ -58,31 +53,31 @@ Destination TakeDestination() {
     return destination;
 }
 
-DWORD WriteTo(const Destination& destination) {
+Reported WriteTo(const Destination& destination) {
     return WriteCertificates(destination.der, destination.toFile, destination.toUserStore,
                              destination.name);
 }
 
 // ---- WriteCertificates -------------------------------------------------------------
 
-DWORD CopyToStore(HCERTSTORE store) {
+Reported CopyToStore(HCERTSTORE store) {
     for (const PCCERT_CONTEXT certificate : *state.foundCertificates) {
         if (CertAddCertificateContextToStore(store, certificate, CERT_STORE_ADD_NEW, nullptr)) {
             continue;
         }
         if (GetLastError() != static_cast<DWORD>(CRYPT_E_EXISTS)) return ReportError(kLastError);
-        PrintMessage(kAlreadyThere, 1);
+        PrintMessage(say::kAlreadyThere, 1);
     }
     return 0;
 }
 
-DWORD WriteToStore(DWORD toUserStore, const char* name) {
+Reported WriteToStore(DWORD toUserStore, const char* name) {
     std::wstring wideName;
     StoreHolder store;
     // Created when it does not exist, unlike in a search.
     if (WideName(name, wideName)) {
         *store.Fill() = CertOpenStore(
-            CERT_STORE_PROV_SYSTEM_W, kNameEncoding, 0,
+            CERT_STORE_PROV_SYSTEM_W, kMessageEncodingType, 0,
             toUserStore ? CERT_SYSTEM_STORE_CURRENT_USER : CERT_SYSTEM_STORE_LOCAL_MACHINE,
             wideName.c_str());
     }
@@ -92,7 +87,7 @@ DWORD WriteToStore(DWORD toUserStore, const char* name) {
 
 BytesHolder AllocateBytes(DWORD size) { return BytesHolder(static_cast<BYTE*>(std::malloc(size))); }
 
-DWORD EncodeOne(PCCERT_CONTEXT certificate, BytesHolder& bytes, DWORD& size) {
+Reported EncodeOne(PCCERT_CONTEXT certificate, BytesHolder& bytes, DWORD& size) {
     size = certificate->cbCertEncoded;
     bytes = AllocateBytes(size);
     if (!bytes) return ReportError(kNoMemory);
@@ -100,18 +95,27 @@ DWORD EncodeOne(PCCERT_CONTEXT certificate, BytesHolder& bytes, DWORD& size) {
     return 0;
 }
 
+// The certificates, and more than enough for what stands around them.
+ULONGLONG BundleRoom(const std::vector<PCCERT_CONTEXT>& certificates) {
+    constexpr ULONGLONG kFrame = 1024;
+    return std::accumulate(
+        certificates.begin(), certificates.end(), kFrame,
+        [](ULONGLONG sum, PCCERT_CONTEXT certificate) { return sum + certificate->cbCertEncoded; });
+}
+
 // A message of certificates alone: no signer, no content.
-DWORD EncodeBundle(BytesHolder& bytes, DWORD& size) {
+Reported EncodeBundle(BytesHolder& bytes, DWORD& size) {
     std::vector<PCCERT_CONTEXT> certificates(state.foundCertificates->begin(),
                                              state.foundCertificates->end());
     CRYPT_SIGN_MESSAGE_PARA para{};
     para.cbSize = sizeof(para);
-    para.dwMsgEncodingType = kNameEncoding;
+    para.dwMsgEncodingType = kMessageEncodingType;
     para.cMsgCert = static_cast<DWORD>(certificates.size());
     para.rgpMsgCert = certificates.data();
-    if (!CryptSignMessage(&para, FALSE, 0, nullptr, nullptr, nullptr, &size)) {
-        return ReportError(kLastError);
-    }
+    // Asking for the length would put all of them in order once more.
+    const ULONGLONG room = BundleRoom(certificates);
+    if (room > INT32_MAX) return ReportError(kFileTooLarge);
+    size = static_cast<DWORD>(room);
     bytes = AllocateBytes(size);
     if (!bytes) return ReportError(kNoMemory);
     if (!CryptSignMessage(&para, FALSE, 0, nullptr, nullptr, bytes.get(), &size)) {
@@ -120,17 +124,18 @@ DWORD EncodeBundle(BytesHolder& bytes, DWORD& size) {
     return 0;
 }
 
-DWORD WriteToFile(DWORD der, const char* name) {
+Reported WriteToFile(DWORD der, const char* name) {
     BytesHolder bytes;
     DWORD size = 0;
-    const DWORD code = state.foundCertificates->size() == 1
-                           ? EncodeOne(state.foundCertificates->front(), bytes, size)
-                           : EncodeBundle(bytes, size);
-    if (code) return code;
+    if (const Reported failure = state.foundCertificates->size() == 1
+                                     ? EncodeOne(state.foundCertificates->front(), bytes, size)
+                                     : EncodeBundle(bytes, size)) {
+        return failure;
+    }
     if (!der) return WriteFileBase64(name, bytes.release(), size);
-    const DWORD written = WriteFileRaw(name, bytes.get(), size);
-    if (written) (void)bytes.release();  // freed there
-    return written;
+    const Reported failure = WriteFileRaw(name, bytes.get(), size);
+    if (failure) static_cast<void>(bytes.release());  // freed there
+    return failure;
 }
 
 // ---- key containers ------------------------------------------------------------------
@@ -152,23 +157,22 @@ void TakeContainerSide(KeyCertificateSource& source) {
     }
 }
 
-DWORD TakeKeyCertificateSource(KeyCertificateSource& source) {
+Reported TakeKeyCertificateSource(KeyCertificateSource& source) {
     const char* type = nullptr;
     if (TakeKey("provtype", &type)) source.type = static_cast<DWORD>(std::atoi(type));
     TakeKey("provname", &source.provider);
     if (!TakeKey("ex") && TakeKey("sg")) source.keySpec = AT_SIGNATURE;
     if (TakeKey("cont", &source.container)) return 0;
-    const DWORD code =
+    const Reported failure =
         ChooseContainer(source.type, source.provider, source.flags, source.chosenContainer);
     source.container = source.chosenContainer.get();
-    return code;
+    return failure;
 }
 
 bool ReadKeyCertificate(HCRYPTKEY key, std::vector<BYTE>& encoded) {
-    DWORD size = 0;
-    if (!CryptGetKeyParam(key, KP_CERTIFICATE, nullptr, &size, 0)) return false;
-    encoded.resize(size);
-    return CryptGetKeyParam(key, KP_CERTIFICATE, encoded.data(), &size, 0) != 0;
+    return FetchValue(encoded, [key](BYTE* buffer, DWORD* size) {
+        return CryptGetKeyParam(key, KP_CERTIFICATE, buffer, size, 0);
+    });
 }
 
 // The certificate that is kept with a key, or null with the last error set.
@@ -182,19 +186,18 @@ PCCERT_CONTEXT FetchKeyCertificate(const KeyCertificateSource& source) {
         !ReadKeyCertificate(key.Get(), encoded)) {
         return nullptr;
     }
-    return CertCreateCertificateContext(kNameEncoding, encoded.data(),
+    return CertCreateCertificateContext(kMessageEncodingType, encoded.data(),
                                         static_cast<DWORD>(encoded.size()));
 }
 
 // ---- deleting ----------------------------------------------------------------------------
 
-// The validity stands before the subject here, and five line ends follow it; scripts that
-// read this list count on both.
-DWORD ShowForDeletion(PCCERT_CONTEXT certificate) {
-    PrintMessage(kDeleteThis, 1);
+// The validity stands before the subject here, and five line ends follow it (select-2).
+Reported ShowForDeletion(PCCERT_CONTEXT certificate) {
+    PrintMessage(say::kDeleteThis, 1);
     PrintCertificateValidity(certificate);
-    if (const DWORD code = PrintCertificateSubject(certificate, 2)) return code;
-    PrintPair("\n", nullptr, 2);
+    if (const Reported failure = PrintCertificateSubject(certificate, 2)) return failure;
+    PrintText({}, 3);
     return 0;
 }
 
@@ -207,7 +210,7 @@ char ReadDeleteAnswer() {
 
 char AskAboutDeletion(bool& answerAll) {
     if (answerAll) return 'D';
-    PrintMessage(kDeleteQuestion, 1);
+    PrintMessage(say::kDeleteQuestion, 1);
     const char answer = ReadDeleteAnswer();
     if (answer != 'A') return answer;
     answerAll = true;
@@ -215,40 +218,41 @@ char AskAboutDeletion(bool& answerAll) {
 }
 
 // Takes the first found certificate out of the list; deleting consumes its context.
-DWORD DeleteFirstFound(bool& answerAll) {
+Reported DeleteFirstFound(bool& answerAll) {
     const PCCERT_CONTEXT certificate = state.foundCertificates->front();
-    if (const DWORD code = ShowForDeletion(certificate)) return code;
+    if (const Reported failure = ShowForDeletion(certificate)) return failure;
     const char answer = AskAboutDeletion(answerAll);
     if (answer == 'C') return ReportError(kCancelled);
 
     state.foundCertificates->pop_front();
     if (answer == 'S') {
         CertFreeCertificateContext(certificate);
-        PrintMessage(kNotDeleted, 1);
+        PrintMessage(say::kNotDeleted, 1);
         return 0;
     }
     if (!CertDeleteCertificateFromStore(certificate)) return ReportError(kLastError);
-    PrintMessage(kDeleted, 1);
+    PrintMessage(say::kDeleted, 1);
     return 0;
 }
 
 }  // namespace
 
-DWORD WriteCertificates(DWORD der, DWORD toFile, DWORD toUserStore, const char* destination) {
-    const DWORD code =
-        toFile ? WriteToFile(der, destination) : WriteToStore(toUserStore, destination);
-    if (code) return code;
-    PrintMessage(kCopied, 1);  // also when every certificate was there before
+Reported WriteCertificates(DWORD der, DWORD toFile, DWORD toUserStore, const char* destination) {
+    if (const Reported failure =
+            toFile ? WriteToFile(der, destination) : WriteToStore(toUserStore, destination)) {
+        return failure;
+    }
+    PrintMessage(say::kCopied, 1);  // also when every certificate was there before
     return 0;
 }
 
 DWORD RunCopyCert() {
     if (state.firstFile) return ReportError(kNoFileArgument);
     const Destination destination = TakeDestination();
-    if (const DWORD code = ParseSearchCriterion(true)) return code;
-    if (const DWORD code = RejectLeftoverKeys()) return code;
+    if (const Reported failure = ParseSearchCriterion(true)) return failure;
+    if (const Reported failure = RejectLeftoverKeys()) return failure;
     SearchStores stores;
-    if (const DWORD code = SelectCertificates(stores.open, false)) return code;
+    if (const Reported failure = SelectCertificates(stores.open, false)) return failure;
     return WriteTo(destination);
 }
 
@@ -257,10 +261,10 @@ DWORD RunCspCert() {
     KeyCertificateSource source;
     TakeContainerSide(source);
     const Destination destination = TakeDestination();
-    if (const DWORD code = TakeKeyCertificateSource(source)) return code;
-    if (const DWORD code = RejectLeftoverKeys()) return code;
+    if (const Reported failure = TakeKeyCertificateSource(source)) return failure;
+    if (const Reported failure = RejectLeftoverKeys()) return failure;
 
-    PrintMessage(kOpeningContainer, 1);
+    PrintMessage(say::kOpeningContainer, 1);
     const PCCERT_CONTEXT certificate = FetchKeyCertificate(source);
     if (!certificate) return ReportError(kLastError);
     state.foundCertificates = std::make_unique<FoundCertificates>(1, certificate);
@@ -269,13 +273,13 @@ DWORD RunCspCert() {
 
 DWORD RunDelCert() {
     bool answerAll = TakeKey("yes");
-    if (const DWORD code = ParseSearchCriterion(true)) return code;
-    if (const DWORD code = RejectLeftoverKeys()) return code;
+    if (const Reported failure = ParseSearchCriterion(true)) return failure;
+    if (const Reported failure = RejectLeftoverKeys()) return failure;
     SearchStores stores;
-    if (const DWORD code = SelectCertificates(stores.open, false)) return code;
+    if (const Reported failure = SelectCertificates(stores.open, false)) return failure;
     // No undo: what was deleted before a failure or a cancel stays deleted.
     while (!state.foundCertificates->empty()) {
-        if (const DWORD code = DeleteFirstFound(answerAll)) return code;
+        if (const Reported failure = DeleteFirstFound(answerAll)) return failure;
     }
     return 0;
 }

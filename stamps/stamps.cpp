@@ -26,9 +26,6 @@ using Ferroline::CDateTimeSpan;
 using Ferroline::PKI::CStamp;
 using Ferroline::PKI::CStampClient;
 
-constexpr MessageId kGettingStamp = 175;
-constexpr MessageId kVerifyingStamp = 176;
-constexpr MessageId kStampOk = 143;
 constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
 constexpr char kContentStampOid[] = "1.2.840.113549.1.9.16.2.20";
 constexpr char kSignatureStampOid[] = "1.2.840.113549.1.9.16.2.14";
@@ -160,7 +157,7 @@ void CheckWholeToken(CStamp& stamp) {
 bool VerifyStampToken(const CRYPT_ATTR_BLOB& token, const BYTE* data, DWORD size,
                       const char* hours) {
     return Guarded([&] {
-        PrintMessage(kVerifyingStamp, 0);
+        PrintMessage(say::kVerifyingTimeStamp, 0);
         CStamp stamp;
         DecodeResponse(stamp, CBlob(token.pbData, token.cbData), nullptr);
         if (!(Hash(stamp.GetHashAlg(), data, size) == stamp.GetHashValue())) {
@@ -168,7 +165,7 @@ bool VerifyStampToken(const CRYPT_ATTR_BLOB& token, const BYTE* data, DWORD size
         }
         if (*hours != '\0') CheckAge(stamp.GetTime(), hours);
         if (WholeTokensWanted()) CheckWholeToken(stamp);
-        PrintMessage(kStampOk, 1);
+        PrintMessage(say::kFileDone, 1);
     });
 }
 
@@ -188,7 +185,7 @@ DWORD CheckAttributes(const Ferroline::SignerAttributes& attributes, const Stamp
             continue;
         }
         result = GetLastError();
-        ReportError(kLastError);
+        static_cast<void>(ReportError(kLastError));
     }
     return result;
 }
@@ -208,7 +205,7 @@ bool CheckHttpLibrary() {
 
 bool RequestTimeStamp(const BYTE* data, DWORD size, const char* url, std::vector<BYTE>& token,
                       bool certReq) {
-    PrintMessage(kGettingStamp, 0);
+    PrintMessage(say::kGettingTimeStamp, 0);
     const bool obtained = Guarded([&] {
         const std::unique_ptr<CStampClient> client = CStampClient::Create();
         client->SetCertReq(certReq);
@@ -218,7 +215,7 @@ bool RequestTimeStamp(const BYTE* data, DWORD size, const char* url, std::vector
         token.assign(encoded.Bytes().begin(), encoded.Bytes().end());
     });
     if (obtained) {
-        PrintMessage(kStampOk, 1);
+        PrintMessage(say::kFileDone, 1);
     } else {
         std::putchar('\n');
     }
@@ -266,7 +263,8 @@ DWORD CheckMessageStamps(const BYTE* message, DWORD messageSize, const BYTE* con
                                                         signature.GetSize(), signatureHours});
         if (code != 0) result = code;
     });
-    return opened ? result : ReportError(kLastError);
+    if (opened) return result;
+    return ReportError(kLastError);
 }
 
 }  // namespace kestrel

@@ -1,8 +1,15 @@
-// All text for the user: two catalogues with a Russian and an English form of each
-// row, and the one place that prints. Everything goes to standard output.
+// All text for the user: two catalogues with a Russian and an English form of each row, and
+// the one place that prints. Everything goes to standard output.
 #pragma once
 
 #include <windows.h>
+
+#include <string>
+#include <string_view>
+
+#include "front/core/error_rows.h"
+#include "front/core/message_rows.h"
+#include "front/core/result.h"
 
 namespace kestrel {
 
@@ -11,56 +18,23 @@ struct TextPair {
     const char* english;
 };
 
-// Ids 100 to 192 of the message catalogue.
+// A row's number.
 using MessageId = int;
-inline constexpr MessageId kFirstMessage = 100;
-inline constexpr MessageId kLastMessage = 192;
-// "Unknown error.": also the text of an own code that has no row.
-inline constexpr MessageId kUnknownErrorMessage = 142;
+namespace say {
+#define NAME_MESSAGE(number, name, russian, english) inline constexpr MessageId name = number;
+KESTREL_MESSAGE_ROWS(NAME_MESSAGE)
+#undef NAME_MESSAGE
+}  // namespace say
+// The id must have a row.
 const TextPair& Message(MessageId id);
 
-// An own error code is an id of the error catalogue with this flag.
+// An own error code is a row's number with this flag.
 inline constexpr DWORD kOwnError = 0x20000000;
+#define NAME_ERROR(number, name, russian, english) inline constexpr DWORD name = kOwnError | number;
+KESTREL_ERROR_ROWS(NAME_ERROR)
+#undef NAME_ERROR
+// "Unknown error." for a code without a row.
 const TextPair& ErrorText(DWORD code);
-
-inline constexpr DWORD kNoMemory = 0x20000064;
-inline constexpr DWORD kCannotOpenFile = 0x20000065;
-inline constexpr DWORD kCancelled = 0x20000066;
-inline constexpr DWORD kBadBase64 = 0x20000067;
-inline constexpr DWORD kHelpNotAlone = 0x20000068;
-inline constexpr DWORD kFileTooLarge = 0x20000069;
-inline constexpr DWORD kTooManyFiles = 0x200000C8;
-inline constexpr DWORD kUnknownKey = 0x200000C9;
-inline constexpr DWORD kTooManyCommands = 0x200000CA;
-inline constexpr DWORD kNoKeyArgument = 0x200000CB;
-inline constexpr DWORD kNoCommand = 0x200000CC;
-inline constexpr DWORD kNoRequiredKey = 0x200000CD;
-inline constexpr DWORD kWrongKey = 0x200000CE;
-inline constexpr DWORD kIntegerRequired = 0x200000CF;
-inline constexpr DWORD kNoInputFile = 0x200000D0;
-inline constexpr DWORD kNoOutputFile = 0x200000D1;
-inline constexpr DWORD kNoFileArgument = 0x200000D2;
-inline constexpr DWORD kNoMessageFile = 0x200000D3;
-inline constexpr DWORD kCannotOpenStore = 0x2000012C;
-inline constexpr DWORD kNoCertificate = 0x2000012D;
-inline constexpr DWORD kManyCertificates = 0x2000012E;
-inline constexpr DWORD kOneCertificateOnly = 0x2000012F;
-inline constexpr DWORD kWrongNumber = 0x20000130;
-inline constexpr DWORD kNoCertificateToUse = 0x20000131;
-inline constexpr DWORD kUnfitCertificate = 0x20000132;
-inline constexpr DWORD kBadChain = 0x20000133;
-inline constexpr DWORD kNoProvider = 0x20000134;
-inline constexpr DWORD kPinFailed = 0x20000135;
-inline constexpr DWORD kNoFileMask = 0x20000190;
-inline constexpr DWORD kHashDiffers = 0x20000194;
-inline constexpr DWORD kStartWithoutOutput = 0x200001F4;
-inline constexpr DWORD kNotSignedMessage = 0x200001F5;
-inline constexpr DWORD kBadSignatureAlgorithm = 0x200001F6;
-inline constexpr DWORD kNoSignature = 0x200001F8;
-inline constexpr DWORD kBadSignatures = 0x200001F9;
-inline constexpr DWORD kBadTimeStamp = 0x200001FA;
-inline constexpr DWORD kNoRecipient = 0x2000025A;
-inline constexpr DWORD kNoContainers = 0x200002BD;
 
 // ReportError takes the platform's last error when it is given this code.
 inline constexpr DWORD kLastError = 0xFFFFFFFF;
@@ -68,18 +42,21 @@ inline constexpr DWORD kLastError = 0xFFFFFFFF;
 // Sets the runtime's locale and the language flag from the console.
 void ChooseLanguage();
 
-// Prints the form for the language and `newlines` line feeds, then flushes. English
-// goes out verbatim; Russian passes through the formatter, so a percent sign in it is
-// interpreted. A null English form prints the Russian one: scripts rely on both.
-void PrintPair(const char* russianText, const char* englishText, int newlines);
+// Prints the form for the language and `newlines` line feeds, then flushes.
+void PrintPair(const TextPair& text, int newlines);
 void PrintMessage(MessageId id, int newlines);
-// A text without a second language, and one line feed.
-void PrintRawLine(const char* text, const char* first = nullptr, const char* second = nullptr);
 
-// Prints the error line of an own code, or of the last error for kLastError, and
-// returns the code. Code 0 prints nothing.
-DWORD ReportError(DWORD code, const char* argument = nullptr);
+// The same for what others wrote: names of files and stores, subjects, answers of servers.
+// Nothing in it reaches a terminal that would act there.
+void PrintText(std::string_view text, int newlines);
+// As PrintText shows it: control characters and marks that turn the direction of writing
+// stand as \xHH and \uHHHH, every other byte as it is. Characters of `kept` pass.
+std::string Escaped(std::string_view text, std::string_view kept = {});
+
+// Prints the error line of an own code, or of the last error for kLastError. The argument
+// is escaped. Code 0 prints nothing and is success.
+Reported ReportError(DWORD code, const char* argument = nullptr);
 // The text of a code whose format takes a number, without prefix and code.
-DWORD PrintErrorText(DWORD code, DWORD value);
+void PrintErrorText(DWORD code, DWORD value);
 
 }  // namespace kestrel

@@ -1,3 +1,4 @@
+// All words that the parser knows.
 #include "front/core/command_rows.h"
 #include "front/core/keys.h"
 
@@ -8,7 +9,7 @@ namespace {
 // No two rows may compare equal, the attached ones by their beginning: a word that starts
 // like an attached row would be read as that key with a value.
 constexpr KeyDefinition kRows[] = {
-#define KEY_ROW(number, word, routine, usage) {word, -(number)},
+#define KEY_ROW(number, word, ...) {word, -(number)},
     KESTREL_COMMAND_ROWS(KEY_ROW)
 #undef KEY_ROW
         {"1", kFlag},
@@ -40,20 +41,20 @@ constexpr KeyDefinition kRows[] = {
     {"cont", kArgument},
     {"dir", kArgument},
     {"dn", kArgument},
-    {"f", kArgument},
+    {"f", kArgument, ValueKind::File},
     {"df", kArgument},
     {"provname", kArgument},
     {"provtype", kArgument},
     {"FileID", kArgument},
     {"CertUsage", kArgument},
-    {"attr", kArgument},
-    {"authattr", kArgument},
+    {"attr", kArgument, ValueKind::File},
+    {"authattr", kArgument, ValueKind::File},
     {"keysize", kArgument},
-    {"pin", kArgument},
-    {"ext", kArgument},
+    {"pin", kArgument, ValueKind::Secret},
+    {"ext", kArgument, ValueKind::File},
     {"FLCA", kArgument},
     {"token", kArgument},
-    {"tpassword", kArgument},
+    {"tpassword", kArgument, ValueKind::Secret},
     {"thumbprint", kArgument},
     {"field", kArgument},
     {"q", kAttached},

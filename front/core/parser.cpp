@@ -1,8 +1,8 @@
+// The command-line parser.
 #include <cstring>
 
 #include "front/core/catalogue.h"
 #include "front/core/keys.h"
-#include "front/core/masks.h"
 
 namespace kestrel {
 
@@ -21,19 +21,6 @@ void TakePositional(const char* argument) {
     state.positionals.push_back(argument);
 }
 
-const char* KeepText(const std::string& text) {
-    if (state.argumentCopies == nullptr) state.argumentCopies = std::make_unique<ArgumentCopies>();
-    auto copy = std::make_unique<char[]>(text.size() + 1);
-    std::memcpy(copy.get(), text.c_str(), text.size() + 1);
-    return state.argumentCopies->emplace_back(std::move(copy)).get();
-}
-
-void TakeFiles(const char* argument) {
-    const std::vector<std::string> names = ExpandMask(argument);
-    if (names.empty()) return TakePositional(argument);
-    for (const std::string& name : names) TakePositional(KeepText(name));
-}
-
 const KeyDefinition* FindDefinition(const char* word) {
     const auto found = state.keyTable->find({word, kFlag});
     if (found == state.keyTable->end()) return nullptr;
@@ -43,7 +30,7 @@ const KeyDefinition* FindDefinition(const char* word) {
     return beginningOnly ? nullptr : &*found;
 }
 
-DWORD TakeCommand(const char* argument, KeyClass keyClass) {
+Reported TakeCommand(const char* argument, KeyClass keyClass) {
     if (state.command != 0) return ReportError(kTooManyCommands, argument);
     state.command = static_cast<CommandNumber>(-keyClass);
     return 0;
@@ -55,7 +42,7 @@ void TakeAttached(const char* argument, const char* word) {
 }
 
 // Reads the word at `index`, and moves `index` on when the next argument is its value.
-DWORD TakeWord(int& index, int argumentCount, const char* const* arguments) {
+Reported TakeWord(int& index, int argumentCount, const char* const* arguments) {
     const char* argument = arguments[index];
     const KeyDefinition* definition = FindDefinition(argument + 1);
     if (definition == nullptr) return ReportError(kUnknownKey, argument);
@@ -66,7 +53,9 @@ DWORD TakeWord(int& index, int argumentCount, const char* const* arguments) {
             return 0;
         case kArgument:
             if (index + 1 >= argumentCount) return ReportError(kNoKeyArgument, argument);
-            state.givenKeys->insert({definition->word, arguments[++index]});
+            ++index;
+            if (definition->valueKind == ValueKind::Secret) state.secretPositions.push_back(index);
+            state.givenKeys->insert({definition->word, arguments[index], definition->valueKind});
             return 0;
         case kAttached:
             TakeAttached(argument, definition->word);
@@ -77,23 +66,23 @@ DWORD TakeWord(int& index, int argumentCount, const char* const* arguments) {
 }
 
 // Help stands alone beside its command.
-DWORD CheckHelp() {
+Reported CheckHelp() {
     if (!TakeKey(kHelpWord)) return 0;
     if (!state.givenKeys->empty() || state.firstFile != nullptr || state.secondFile != nullptr) {
         return ReportError(kHelpNotAlone);
     }
-    return kHelpAsked;
+    return LeaveToClosingLine(Unreported(kHelpAsked));
 }
 
 }  // namespace
 
-DWORD ParseCommandLine(int argumentCount, const char* const* arguments) {
+Reported ParseCommandLine(int argumentCount, const char* const* arguments) {
     BuildKeyTable();
     for (int index = 1; index < argumentCount; ++index) {
         if (IsPositional(arguments[index])) {
-            TakeFiles(arguments[index]);
-        } else if (const DWORD result = TakeWord(index, argumentCount, arguments)) {
-            return result;
+            TakePositional(arguments[index]);
+        } else if (const Reported failure = TakeWord(index, argumentCount, arguments)) {
+            return failure;
         }
     }
     if (state.command == 0) return ReportError(kNoCommand);
@@ -113,7 +102,7 @@ bool TakeKey(const char* word, const char** value) {
     return true;
 }
 
-DWORD RejectLeftoverKeys() {
+Reported RejectLeftoverKeys() {
     if (state.givenKeys->empty()) return 0;
     return ReportError(kWrongKey, state.givenKeys->begin()->word);
 }

@@ -1,3 +1,4 @@
+// The process-wide record, and the order of the sets in it.
 #include "front/core/state.h"
 
 #include <mbstring.h>
@@ -25,9 +26,13 @@ int CompareWords(const KeyDefinition& first, const KeyDefinition& second) {
     return _mbsnbicmp(Bytes(first.word), Bytes(second.word), shorter);
 }
 
-int CompareValues(const char* first, const char* second) {
-    if (IsWildcard(first) || IsWildcard(second)) return 0;
-    return _mbsicmp(Bytes(first != nullptr ? first : ""), Bytes(second != nullptr ? second : ""));
+// Folded first, so that the order does not depend on the kind.
+int CompareValues(const GivenKey& first, const GivenKey& second) {
+    if (IsWildcard(first.value) || IsWildcard(second.value)) return 0;
+    const char* const one = first.value != nullptr ? first.value : "";
+    const char* const other = second.value != nullptr ? second.value : "";
+    const int folded = _mbsicmp(Bytes(one), Bytes(other));
+    return folded != 0 || first.valueKind != ValueKind::File ? folded : std::strcmp(one, other);
 }
 
 }  // namespace
@@ -38,7 +43,7 @@ bool KeyDefinitionOrder::operator()(const KeyDefinition& first, const KeyDefinit
 
 bool GivenKeyOrder::operator()(const GivenKey& first, const GivenKey& second) const {
     const int words = _mbsicmp(Bytes(first.word), Bytes(second.word));
-    return words != 0 ? words < 0 : CompareValues(first.value, second.value) < 0;
+    return words != 0 ? words < 0 : CompareValues(first, second) < 0;
 }
 
 }  // namespace kestrel

@@ -20,9 +20,14 @@ inline constexpr KeyClass kAttached = -1;  // -word or -wordvalue
 inline constexpr KeyClass kFlag = 0;       // -word
 inline constexpr KeyClass kArgument = 1;   // -word value
 
+// Values that name files differ when any byte does (front-4); a secret one is overwritten
+// on the line as soon as it was read.
+enum class ValueKind { Text, File, Secret };
+
 struct KeyDefinition {
     const char* word;  // without the leading minus sign
     KeyClass keyClass;
+    ValueKind valueKind = ValueKind::Text;
 };
 
 // Whole words are compared with case folded, but only the length of the shorter one
@@ -35,6 +40,7 @@ using KeyTable = std::set<KeyDefinition, KeyDefinitionOrder>;
 struct GivenKey {
     const char* word;   // the table's own spelling
     const char* value;  // into argumentCopies; null when there is none
+    ValueKind valueKind = ValueKind::Text;
 };
 
 // A value that compares equal to every value: the look-up form of a key.
@@ -69,6 +75,7 @@ struct ProgramState {
     std::unique_ptr<KeyTable> keyTable;
     std::unique_ptr<GivenKeys> givenKeys;
     std::unique_ptr<ArgumentCopies> argumentCopies;
+    std::vector<int> secretPositions;  // of secret values among the arguments
     const char* firstFile = nullptr;
     const char* secondFile = nullptr;
     std::vector<const char*> positionals;

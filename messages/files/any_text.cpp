@@ -76,7 +76,7 @@ HRESULT CopyBinary(const BYTE* data, DWORD length, BYTE* destination, DWORD* des
     *destinationLength = length;
     if (destination == nullptr) return S_OK;
     if (capacity < length) return kTooShort;
-    if (length > 0) std::memcpy(destination, data, length);
+    if (length > 0) std::memmove(destination, data, length);
     return S_OK;
 }
 

@@ -193,7 +193,7 @@ void BlockDecoder::TakeByte(BYTE byte, bool last) {
 }
 
 // Pads stay counted for the rest of the call, and a dash on an empty block counts as
-// one: texts in use are read this way.
+// one (files-2).
 void BlockDecoder::Flush() {
     if (count_ == 0) {
         pads_ = 1;

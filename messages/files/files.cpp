@@ -1,8 +1,10 @@
+// Opening files, and the whole-file road.
 #include "messages/files/files.h"
 
 #include <io.h>
 #include <share.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <filesystem>
 
@@ -37,13 +39,13 @@ LONGLONG TakeLength(FILE* file) {
     return length;
 }
 
-DWORD ReadBytes(const char* name, BytesHolder& data, DWORD& length, bool emptyFails) {
+Reported ReadBytes(const char* name, BytesHolder& data, DWORD& length, bool emptyFails) {
     const FileHolder file = OpenPlainFile(name);
     if (!file) return ReportError(kCannotOpenFile, name);
     const LONGLONG size = TakeLength(file.get());
     if (size == 0) {
-        const bool fine = GetLastError() == NO_ERROR && !emptyFails;
-        return fine ? 0 : ReportError(kCannotOpenFile, name);
+        if (GetLastError() == NO_ERROR && !emptyFails) return 0;
+        return ReportError(kCannotOpenFile, name);
     }
     if (size > INT32_MAX) return ReportError(kFileTooLarge);
     data.reset(static_cast<BYTE*>(std::malloc(static_cast<size_t>(size))));
@@ -55,22 +57,20 @@ DWORD ReadBytes(const char* name, BytesHolder& data, DWORD& length, bool emptyFa
     return 0;
 }
 
-DWORD DecodeFile(BytesHolder& data, DWORD& length) {
-    BytesHolder decoded(static_cast<BYTE*>(std::malloc(length)));
-    if (!decoded) return ReportError(kNoMemory);
+// In place: a message may be half of what memory holds.
+Reported DecodeFile(const BytesHolder& data, DWORD& length) {
     DWORD decodedLength = length;
-    const HRESULT result = DecodeAnyText(data.get(), length, decoded.get(), &decodedLength);
+    const HRESULT result = DecodeAnyText(data.get(), length, data.get(), &decodedLength);
     if (result != S_OK) {
         SetLastError(static_cast<DWORD>(result));
         return ReportError(kLastError);
     }
-    data = std::move(decoded);
     length = decodedLength;
     return 0;
 }
 
 // Whoever changed the file meanwhile is another fault than a file that cannot be written.
-DWORD ReportUnwritten(const WholeFile& file) {
+Reported ReportUnwritten(const WholeFile& file) {
     const bool changed = file.held != nullptr && GetLastError() == ERROR_SHARING_VIOLATION;
     return changed ? ReportError(kLastError) : ReportError(kCannotOpenFile, file.name);
 }
@@ -78,7 +78,15 @@ DWORD ReportUnwritten(const WholeFile& file) {
 }  // namespace
 
 FileHolder OpenToRead(const char* name) { return Open(name, "rb"); }
-FileHolder OpenToWrite(const char* name) { return Open(name, "wb"); }
+// Appending is the one mode that makes a file and does not empty one.
+FileHolder OpenToWrite(const char* name) { return Open(name, "ab"); }
+
+bool EmptyFile(FILE* file) {
+    const int descriptor = _fileno(file);
+    if (_filelengthi64(descriptor) <= 0) return true;
+    const int error = _chsize_s(descriptor, 0);
+    return error == 0 || error == EINVAL;  // a disk has its length for good
+}
 
 // Opening a FIFO or some device would wait for its other end.
 FileHolder OpenPlainFile(const char* name) {
@@ -91,7 +99,7 @@ FileHolder OpenPlainFile(const char* name) {
     return OpenToRead(name);
 }
 
-DWORD OpenInput(const char* name, InputFile& input) {
+Reported OpenInput(const char* name, InputFile& input) {
     input.name = name;
     input.file = OpenToRead(name);
     if (!input.file) return ReportError(kCannotOpenFile, name);
@@ -103,36 +111,38 @@ FileHolder OpenOutput(const char* name, const InputFile& input) {
     return IsSameFile(name, input.name) ? nullptr : OpenToWrite(name);
 }
 
-DWORD OpenFilePair(InputFile& input, FileHolder& output) {
-    if (const DWORD code = OpenInput(state.firstFile, input); code != 0) return code;
+Reported OpenFilePair(InputFile& input, FileHolder& output) {
+    if (const Reported failure = OpenInput(state.firstFile, input)) return failure;
     output = OpenOutput(state.secondFile, input);
-    return output ? 0 : ReportError(kCannotOpenFile, input.name);
+    if (!output) return ReportError(kCannotOpenFile, input.name);
+    return 0;
 }
 
-DWORD ReadFileWhole(const char* name, BYTE*& data, DWORD& length, int* isDer) {
+Reported ReadFileWhole(const char* name, BYTE*& data, DWORD& length, int* isDer) {
     data = nullptr;
     length = 0;
     BytesHolder bytes;
     DWORD size = 0;
-    DWORD code = ReadBytes(name, bytes, size, isDer != nullptr);
-    if (code == 0 && isDer != nullptr) {
+    if (const Reported failure = ReadBytes(name, bytes, size, isDer != nullptr)) return failure;
+    if (isDer != nullptr) {
         *isDer = *bytes != 'M' && *bytes != '-' ? 1 : 0;
-        if (*isDer == 0) code = DecodeFile(bytes, size);
+        if (*isDer == 0) {
+            if (const Reported failure = DecodeFile(bytes, size)) return failure;
+        }
     }
-    if (code != 0) return code;
     data = bytes.release();
     length = size;
     return 0;
 }
 
-DWORD WriteFileRaw(const WholeFile& file, BYTE* data, DWORD length) {
+Reported WriteFileRaw(const WholeFile& file, BYTE* data, DWORD length) {
     BytesHolder bytes(data);
     if (!WriteWholeFile(file, data, length, true)) return ReportUnwritten(file);
     static_cast<void>(bytes.release());
     return 0;
 }
 
-DWORD WriteFileBase64(const WholeFile& file, BYTE* data, DWORD length) {
+Reported WriteFileBase64(const WholeFile& file, BYTE* data, DWORD length) {
     const BytesHolder bytes(data);
     const size_t capacity = size_t{length} * 2;
     const std::unique_ptr<char[]> text(new (std::nothrow) char[capacity]);
@@ -141,8 +151,8 @@ DWORD WriteFileBase64(const WholeFile& file, BYTE* data, DWORD length) {
     if (!EncodeBase64Lines64(data, length, text.get(), &textLength) || textLength >= capacity) {
         return ReportError(kBadBase64);
     }
-    const bool written = WriteWholeFile(file, text.get(), textLength, true);
-    return written ? 0 : ReportUnwritten(file);
+    if (!WriteWholeFile(file, text.get(), textLength, true)) return ReportUnwritten(file);
+    return 0;
 }
 
 }  // namespace kestrel

@@ -7,12 +7,17 @@
 #include <windows.h>
 
 #include "front/core/holders.h"
+#include "front/core/result.h"
 
 namespace kestrel {
 
 // Null on failure, unreported.
 FileHolder OpenToRead(const char* name);
+// A file that exists keeps what it holds until EmptyFile, which whoever has something to put
+// there calls: what fails before that costs nobody a file.
 FileHolder OpenToWrite(const char* name);
+// Pipes and devices count as empty. False when the content stays.
+bool EmptyFile(FILE* file);
 
 // The input of a streaming command. The name is borrowed.
 struct InputFile {
@@ -22,22 +27,22 @@ struct InputFile {
 };
 
 // 0 or kCannotOpenFile.
-DWORD OpenInput(const char* name, InputFile& input);
+Reported OpenInput(const char* name, InputFile& input);
 
-// For what is made of an open input. Null, unreported, also when the name is the
-// input's own file: opening it would empty what is about to be read.
+// For what is made of an open input, as OpenToWrite. Null, unreported, also when the name is
+// the input's own file: it would be emptied while it is read.
 FileHolder OpenOutput(const char* name, const InputFile& input);
 
 // The input and output of an encoding command, from the two file arguments. A report
-// shows the input's name whichever of the two did not open: scripts compare that line.
-DWORD OpenFilePair(InputFile& input, FileHolder& output);
+// shows the input's name whichever of the two did not open (files-1).
+Reported OpenFilePair(InputFile& input, FileHolder& output);
 
 // Reads the file; the caller frees `data`. With `isDer` the file is classified by its
 // first byte: "M" or "-" is text, which is decoded by DecodeAnyText (*isDer 0), anything
 // else is binary (*isDer 1). An empty file gives no data, and is a failure when it was
 // to be classified. kCannotOpenFile, kFileTooLarge (2 GiB and more), kNoMemory, or the
 // code of DecodeAnyText.
-DWORD ReadFileWhole(const char* name, BYTE*& data, DWORD& length, int* isDer);
+Reported ReadFileWhole(const char* name, BYTE*& data, DWORD& length, int* isDer);
 
 // A file that is written as a whole.
 struct WholeFile {
@@ -51,7 +56,7 @@ struct WholeFile {
 
 // 0 or kCannotOpenFile; the last error's report when another process has changed what the
 // caller holds. Frees `data` on failure only.
-DWORD WriteFileRaw(const WholeFile& file, BYTE* data, DWORD length);
+Reported WriteFileRaw(const WholeFile& file, BYTE* data, DWORD length);
 
 // Puts `data` into the file as a whole: a temporary file beside it takes its place when
 // everything is in it, so that a full disk or a killed process leaves the old file or the
@@ -65,6 +70,6 @@ FileHolder OpenPlainFile(const char* name);
 
 // In lines of 64 columns. Frees `data` in every case. As WriteFileRaw, kNoMemory, or
 // kBadBase64 for data shorter than any message.
-DWORD WriteFileBase64(const WholeFile& file, BYTE* data, DWORD length);
+Reported WriteFileBase64(const WholeFile& file, BYTE* data, DWORD length);
 
 }  // namespace kestrel

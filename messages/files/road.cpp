@@ -1,9 +1,11 @@
+// The input side of the streaming road.
 #include "messages/files/road.h"
 
 #include <algorithm>
 #include <array>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "front/core/catalogue.h"
 #include "messages/files/base64.h"
@@ -12,19 +14,16 @@
 namespace kestrel {
 namespace {
 
-DWORD FailLine(DWORD code, const char* argument = nullptr) {
-    Progress::End();
-    return ReportError(code, argument);
-}
-
 // A read that failed must not pass for the end of the file: the message would be
 // complete with less content.
-DWORD CheckRead(const InputFile& input) {
-    return std::ferror(input.file.get()) == 0 ? 0 : FailLine(kCannotOpenFile, input.name);
+Reported CheckRead(const InputFile& input) {
+    if (std::ferror(input.file.get()) != 0) return FailLine(kCannotOpenFile, input.name);
+    return 0;
 }
 
-DWORD Update(HCRYPTMSG message, const BYTE* data, DWORD length, bool isLast) {
-    return CryptMsgUpdate(message, data, length, isLast ? TRUE : FALSE) ? 0 : FailLine(kLastError);
+Reported Update(HCRYPTMSG message, const BYTE* data, DWORD length, bool isLast) {
+    if (!CryptMsgUpdate(message, data, length, isLast ? TRUE : FALSE)) return FailLine(kLastError);
+    return 0;
 }
 
 // The byte is put back and not sought back to, so that a pipe serves, too.
@@ -39,12 +38,13 @@ class DecodingRoad {
     DecodingRoad(HCRYPTMSG message, InputFile& input)
         : message_(message), input_(input), progress_(input.size) {}
 
-    DWORD Run(const AfterUpdate& afterUpdate);
+    Reported Run(const AfterUpdate& afterUpdate);
 
   private:
-    DWORD Prepare();
-    DWORD ReadChunk(bool& isLast);
-    DWORD FeedText(bool isLast);
+    Reported Prepare();
+    Reported ReadChunk(bool& isLast);
+    Reported FeedText(bool isLast);
+    Reported FeedBytes(bool isLast);
     [[nodiscard]] DWORD TextToDecode(bool isLast) const;
 
     HCRYPTMSG message_;
@@ -55,13 +55,14 @@ class DecodingRoad {
     std::unique_ptr<BYTE[]> decoded_;
 };
 
-DWORD DecodingRoad::Prepare() {
+Reported DecodingRoad::Prepare() {
     if (!StartsWithText(input_.file.get())) return 0;
     decoded_.reset(new (std::nothrow) BYTE[kChunkSize]);
-    return decoded_ ? 0 : ReportError(kNoMemory);
+    if (!decoded_) return ReportError(kNoMemory);
+    return 0;
 }
 
-DWORD DecodingRoad::ReadChunk(bool& isLast) {
+Reported DecodingRoad::ReadChunk(bool& isLast) {
     const DWORD wanted = kChunkSize - length_;
     const size_t read = std::fread(chunk_.data() + length_, 1, wanted, input_.file.get());
     progress_.Show();
@@ -78,54 +79,53 @@ DWORD DecodingRoad::TextToDecode(bool isLast) const {
     return lineFeed == end ? length_ : static_cast<DWORD>(end - lineFeed);
 }
 
-DWORD DecodingRoad::FeedText(bool isLast) {
+Reported DecodingRoad::FeedText(bool isLast) {
     const DWORD textLength = TextToDecode(isLast);
     DWORD size = kChunkSize;
     // A result that is no shorter than its text counts as bad, an empty one included.
     if (!DecodeBase64Blocks(chunk_.data(), textLength, decoded_.get(), &size) || size >= length_) {
         return ReportError(kBadBase64);
     }
-    if (const DWORD code = Update(message_, decoded_.get(), size, isLast); code != 0) return code;
+    if (const Reported failure = Update(message_, decoded_.get(), size, isLast)) return failure;
     length_ -= textLength;
     std::memmove(chunk_.data(), chunk_.data() + textLength, length_);
     return 0;
 }
 
-DWORD DecodingRoad::Run(const AfterUpdate& afterUpdate) {
-    DWORD code = Prepare();
-    for (bool isLast = false; code == 0 && !isLast;) {
-        code = ReadChunk(isLast);
-        if (code != 0) break;
-        if (decoded_) {
-            code = FeedText(isLast);
-        } else {
-            code = Update(message_, reinterpret_cast<const BYTE*>(chunk_.data()), length_, isLast);
-            length_ = 0;
+Reported DecodingRoad::FeedBytes(bool isLast) {
+    const DWORD length = std::exchange(length_, 0);
+    return Update(message_, reinterpret_cast<const BYTE*>(chunk_.data()), length, isLast);
+}
+
+Reported DecodingRoad::Run(const AfterUpdate& afterUpdate) {
+    if (const Reported failure = Prepare()) return failure;
+    for (bool isLast = false; !isLast;) {
+        if (const Reported failure = ReadChunk(isLast)) return failure;
+        if (const Reported failure = decoded_ ? FeedText(isLast) : FeedBytes(isLast)) {
+            return failure;
         }
-        if (code == 0) code = afterUpdate();
+        if (const Reported failure = afterUpdate()) return failure;
     }
-    return code;
+    return 0;
 }
 
 }  // namespace
 
-DWORD FeedEncoder(HCRYPTMSG message, InputFile& input) {
+Reported FeedEncoder(HCRYPTMSG message, InputFile& input) {
     std::array<BYTE, kChunkSize> chunk;
     Progress progress(input.size);
     for (bool isLast = false; !isLast;) {
         progress.Show();
         const size_t read = std::fread(chunk.data(), 1, kChunkSize, input.file.get());
         isLast = read < kChunkSize;
-        if (const DWORD code = CheckRead(input); code != 0) return code;
+        if (const Reported failure = CheckRead(input)) return failure;
         const DWORD length = static_cast<DWORD>(read);
-        if (const DWORD code = Update(message, chunk.data(), length, isLast); code != 0) {
-            return code;
-        }
+        if (const Reported failure = Update(message, chunk.data(), length, isLast)) return failure;
     }
     return 0;
 }
 
-DWORD FeedDecoder(HCRYPTMSG message, InputFile& input, const AfterUpdate& afterUpdate) {
+Reported FeedDecoder(HCRYPTMSG message, InputFile& input, const AfterUpdate& afterUpdate) {
     return DecodingRoad(message, input).Run(afterUpdate);
 }
 

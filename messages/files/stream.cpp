@@ -1,3 +1,4 @@
+// The output side of the streaming road.
 #include "messages/files/stream.h"
 
 #include <algorithm>
@@ -6,6 +7,7 @@
 #include <utility>
 
 #include "front/core/catalogue.h"
+#include "messages/files/files.h"
 
 namespace kestrel {
 namespace {
@@ -38,35 +40,41 @@ DWORD FillPending(StreamOutput& output, const BYTE* block, DWORD length) {
 
 // Whole lines go to the encoder straight from the block, and behind the line that was
 // pending to the file in one call; only what is left of a line is copied.
-DWORD EncodeBlock(StreamOutput& output, const BYTE* block, DWORD length, bool isFinal) {
+Unreported EncodeBlock(StreamOutput& output, const BYTE* block, DWORD length, bool isFinal) {
     if (!output.text) output.text.reset(new (std::nothrow) char[kPieceText]);
-    if (!output.text) return kNoMemory;
+    if (!output.text) return Unreported(kNoMemory);
     DWORD used = 0;
     if (output.pendingLength > 0) {
         const DWORD taken = FillPending(output, block, length);
         block += taken;
         length -= taken;
-        if (output.pendingLength < kBase64LineBytes && !isFinal) return 0;
+        if (output.pendingLength < kBase64LineBytes && !isFinal) return {};
         const DWORD line = std::exchange(output.pendingLength, 0);
-        if (!Encode(output, output.pending.data(), line, used)) return kBadBase64;
+        if (!Encode(output, output.pending.data(), line, used)) return Unreported(kBadBase64);
     }
     DWORD whole = isFinal ? length : length - length % kBase64LineBytes;
     const DWORD rest = length - whole;
     while (used > 0 || whole > 0) {
         const DWORD piece = std::min(whole, kPieceBytes);
-        if (!Encode(output, block, piece, used)) return kBadBase64;
+        if (!Encode(output, block, piece, used)) return Unreported(kBadBase64);
         Write(output, output.text.get(), std::exchange(used, 0));
         block += piece;
         whole -= piece;
     }
     FillPending(output, block, rest);
-    return 0;
+    return {};
+}
+
+// What stood in the file goes when there is something to put in its place, be it the end of
+// an empty content.
+bool Begin(StreamOutput& output) {
+    return std::exchange(output.begun, true) || EmptyFile(output.file.get());
 }
 
 bool CloseFile(StreamOutput& output) { return std::fclose(output.file.release()) == 0; }
 
 BOOL Fail(StreamOutput& output, DWORD code, HRESULT platformError) {
-    ReportError(code, code == kCannotOpenFile ? "" : nullptr);
+    static_cast<void>(ReportError(code, code == kCannotOpenFile ? "" : nullptr));
     output.file.reset();
     SetLastError(static_cast<DWORD>(platformError));
     return FALSE;
@@ -77,11 +85,15 @@ BOOL Fail(StreamOutput& output, DWORD code, HRESULT platformError) {
 BOOL WINAPI StreamOutputCallback(const void* argument, BYTE* block, DWORD blockLength,
                                  BOOL isFinal) {
     auto& output = *static_cast<StreamOutput*>(const_cast<void*>(argument));
-    if (!output.file) return TRUE;
+    if (!output.file || (blockLength == 0 && isFinal == FALSE)) return TRUE;
+    if (!Begin(output)) return Fail(output, kCannotOpenFile, ERROR_WRITE_FAULT);
     if (output.base64 != 0) {
-        const DWORD code = EncodeBlock(output, block, blockLength, isFinal != FALSE);
-        if (code == kNoMemory) return Fail(output, code, CRYPT_E_ASN1_MEMORY);
-        if (code != 0) return Fail(output, code, CRYPT_E_ASN1_INTERNAL);
+        const Unreported failure = EncodeBlock(output, block, blockLength, isFinal != FALSE);
+        if (failure) {
+            const bool memory = failure.Code() == kNoMemory;
+            return Fail(output, failure.Code(),
+                        memory ? CRYPT_E_ASN1_MEMORY : CRYPT_E_ASN1_INTERNAL);
+        }
     } else {
         Write(output, block, blockLength);
     }

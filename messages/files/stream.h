@@ -12,11 +12,13 @@
 
 namespace kestrel {
 
-// The argument of the callback. It must outlive the message object. The file is closed
-// with the last block or on a failure; without a file the output is dropped.
+// The argument of the callback. It must outlive the message object. The file is emptied
+// when the first block arrives and closed with the last one or on a failure; without a file
+// the output is dropped.
 struct StreamOutput {
     FileHolder file;
-    DWORD base64 = 0;  // not 0: encode before writing
+    DWORD base64 = 0;    // not 0: encode before writing
+    bool begun = false;  // the first block has emptied the file
     std::array<BYTE, kBase64LineBytes> pending{};
     DWORD pendingLength = 0;       // bytes received that do not fill a line yet
     std::unique_ptr<char[]> text;  // reused for every piece that is encoded

@@ -18,13 +18,11 @@ bool ActsOnTerminal(wchar_t character) {
 }
 
 // A detail comes from outside (a file's name), so nothing in it may act where it is shown.
-// In Russian a percent sign is written as the two that come out as one (base-2).
-std::string Harmless(std::string_view detail, bool russian) {
+std::string Harmless(std::string_view detail) {
     std::string text;
     while (!detail.empty()) {
         const wchar_t character = TakeCharacter(detail);
         AppendUtf8(text, ActsOnTerminal(character) ? L'?' : character);
-        if (character == L'%' && russian) text += '%';
     }
     return text;
 }
@@ -40,14 +38,13 @@ bool HasText(DWORD flags, DWORD code) {
 }
 
 std::string SystemMessage(DWORD code) {
-    const bool russian = RussianUser();
-    const char* known = SystemText(code, russian);
+    const char* known = SystemText(code, RussianUser());
     if (known == nullptr) throw Error(ERROR_MR_MID_NOT_FOUND);
     std::string text = known;
     const std::string& detail = LastErrorDetail(code);
     if (detail.empty()) return text;
     if (text.back() == '.') text.pop_back();
-    return text + ": " + Harmless(detail, russian);
+    return text + ": " + Harmless(detail);
 }
 
 // With an allocated buffer, `buffer` is the address of the caller's pointer.

@@ -90,6 +90,10 @@ int _fileno(FILE* file) {
 
 int64_t _filelengthi64(int descriptor) { return Checked(LengthOf(descriptor)); }
 
+int _chsize_s(int descriptor, int64_t length) {
+    return ftruncate(descriptor, length) == 0 ? 0 : errno;
+}
+
 int _fseeki64(FILE* file, int64_t offset, int origin) {
     return Checked(fseeko(file, offset, origin));
 }

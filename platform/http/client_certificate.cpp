@@ -6,7 +6,7 @@
 #include <algorithm>
 
 #include "platform/base/error.h"
-#include "platform/certs/key_provider_info.h"
+#include "platform/certs/private_key.h"
 #include "platform/http/ground.h"
 #include "platform/providers/provider.h"
 #include "platform/stores/store.h"
@@ -16,30 +16,19 @@ namespace {
 
 constexpr std::size_t kMostIssuers = 10;
 
-std::shared_ptr<EVP_PKEY> KeyByProperty(ByteView property) {
-    const KeyProviderInfo info = ParseKeyProviderInfo(property);
-    const Side side = (info.flags & CRYPT_MACHINE_KEYSET) != 0 ? Side::Machine : Side::User;
-    const ProviderRow* row = FindProvider(info.type);
-    if (row == nullptr) throw Error(NTE_PROV_TYPE_NOT_DEF);
-    EnsureAlgorithm(row->keyOid);
-    const bool silent = (info.flags & CRYPT_SILENT) != 0;
-    Provider provider(*row, side, silent, Container::Open(side, info.container));
-    return provider.Key(info.keySpec);
-}
-
 // An opened key stays open in the process for its certificate, so that the user is asked
 // once however many requests go out. Never destroyed: OpenSSL may have ended before.
 std::shared_ptr<EVP_PKEY> OpenKey(const Certificate& certificate) {
-    if (const KeyContext* context = certificate.keyContext.get()) {
-        return PrivateKeyOf(context->Provider(), context->KeySpec());
-    }
-    const auto property = certificate.properties.find(CERT_KEY_PROV_INFO_PROP_ID);
-    if (property == certificate.properties.end()) {
+    static auto* const opened = new std::map<Bytes, std::shared_ptr<EVP_PKEY>>;
+    std::shared_ptr<EVP_PKEY>& key = (*opened)[Copy(certificate.Der())];
+    if (key) return key;
+    try {
+        const AcquiredKey acquired = AcquireKey(certificate, /*silent=*/false);
+        key = acquired.provider->Key(acquired.keySpec);
+    } catch (const Error& error) {
+        if (error.Code() != static_cast<DWORD>(CRYPT_E_NO_KEY_PROPERTY)) throw;
         throw Error(ERROR_WINHTTP_CLIENT_CERT_NO_PRIVATE_KEY);
     }
-    static auto* const opened = new std::map<std::pair<Bytes, Bytes>, std::shared_ptr<EVP_PKEY>>;
-    std::shared_ptr<EVP_PKEY>& key = (*opened)[{Copy(certificate.Der()), property->second}];
-    if (!key) key = KeyByProperty(property->second);
     return key;
 }
 

@@ -5,8 +5,10 @@
 
 #include "platform/base/error.h"
 #include "platform/base/output.h"
+#include "platform/certs/private_key.h"
 #include "platform/certs/share.h"
 #include "platform/providers/crypto.h"
+#include "platform/providers/provider.h"
 #include "platform/simple/sign_message.h"
 #include "platform/simple/verify_message.h"
 #include "platform/stores/store.h"
@@ -42,20 +44,8 @@ void CheckArguments(const CRYPT_SIGN_MESSAGE_PARA* para, const ContentPieces& co
 // The key of a certificate; null for no certificate.
 std::shared_ptr<EVP_PKEY> KeyOf(PCCERT_CONTEXT certificate) {
     if (certificate == nullptr) return nullptr;
-    HCRYPTPROV provider = 0;
-    DWORD keySpec = 0;
-    BOOL callerFree = FALSE;
-    if (!CryptAcquireCertificatePrivateKey(certificate, 0, nullptr, &provider, &keySpec,
-                                           &callerFree)) {
-        const DWORD code = GetLastError();
-        throw Error(code, LastErrorDetail(code));
-    }
-    const auto release = [&](const void*) {
-        const LastErrorKeeper keeper;
-        if (callerFree) CryptReleaseContext(provider, 0);
-    };
-    const std::unique_ptr<const void, decltype(release)> holder(&provider, release);
-    return PrivateKeyOf(provider, keySpec);
+    const AcquiredKey key = AcquireKey(*Certificate::Of(certificate), /*silent=*/false);
+    return key.provider->Key(key.keySpec);
 }
 
 // ---- verifying ---------------------------------------------------------------

@@ -142,7 +142,8 @@ class Hash(BatchCase):
             status, body = self.raw(*self.hash(*names), env=env)
             self.assertEqual(status, 0, body)
             for name in names:
-                self.assertIn(name + b"... " + hashed(len(name), b""), body)
+                shown = name.replace(b"\n", b"\\x0A")
+                self.assertIn(shown + b"... " + hashed(len(name), b""), body)
                 with open(os.path.join(os.fsencode(self.folder), name + b".hsh"), "rb") as file:
                     self.assertEqual(file.read(), hashlib.sha256(name).digest())
 
@@ -158,6 +159,8 @@ class Hash(BatchCase):
         self.expect(self.vhash("-dir", "made", "x/a"), READ, self.begin(b"x/") + b"x/a... " +
                     rehashed(3, b"Hash file reading error.\n"))
         self.assertEqual(os.listdir(self.path("made")), [])
+        self.succeed(*self.hash("-dir", "", "x/b"))
+        self.assertEqual(self.read("b.hsh"), hashlib.sha256(b"x/b").digest())
 
     def test_refusals(self):
         self.write("a", b"")

@@ -5,7 +5,7 @@ import os
 import shutil
 import unittest
 
-from kestrel_case import TRANSPORT_KEYS, KestrelCase, error_line, progress
+from kestrel_case import TRANSPORT_KEYS, KestrelCase, closing, error_line, progress
 
 BAD_DATA = 0x80090005
 CREATED = b"Encrypted message is created.\n"
@@ -69,7 +69,6 @@ class Encrypt(KestrelCase):
             self.assertEqual(self.read("out"), self.read("in"))
         body = self.fail_with(0x2000025A, "-decr", "-dn", "eve", "msg", "out")
         self.assertIn(error_line(b"Recipient certificate not found.", 0x2000025A), body)
-        self.assertEqual(self.read("out"), b"")
 
     def test_recipients_of_other_kinds_are_passed_over(self):
         for name, kind in (("ann", "rsa"), ("ec", "ec"), ("keyid", "rsa")):
@@ -148,7 +147,39 @@ class Encrypt(KestrelCase):
         self.succeed("-encr", "-dn", "ann", "in", "msg")
         self.succeed("-decr", "-dn", "ann", "-pin", "right", "msg", "out")
         self.assertEqual(self.read("out"), b"content")
-        self.fail_with(0x8010006B, "-decr", "-dn", "ann", "-pin", "wrong", "msg", "out2")
+
+    def test_an_output_keeps_what_it_holds_until_something_replaces_it(self):
+        self.make_identity("rsa", "ann", pin="right")
+        self.make_identity("rsa", "bob")
+        self.openssl("req", "-x509", "-new", "-key", "bob.key", "-subj", "/CN=only", "-days", "30",
+                     "-out", "only.pem", "-addext", "keyUsage=digitalSignature")
+        self.write("in", b"content")
+        self.write("empty", b"")
+        self.write("oid", b"no DER")
+        self.succeed("-encr", "-dn", "ann", "in", "msg")
+        self.succeed("-encr", "-dn", "ann", "empty", "nothing")
+        decr, sign = ["-decr", "-dn", "ann"], ["-sign", "-dn", "ann"]
+        rows = [
+            ("wrong -pin", [*decr, "-pin", "wrong", "msg"], 0x8010006B),
+            ("cancelled prompt", [*decr, "msg"], 0x8010006E),
+            ("for somebody else", ["-decr", "-dn", "bob", "msg"], 0x2000025A),
+            ("no message", [*decr, "-pin", "right", "oid"], None),
+            ("unfit certificate", ["-encr", "-f", "only.pem", "-nochain", "in"], 0x20000132),
+            ("wrong -pin of a signer", [*sign, "-pin", "wrong", "in"], 0x8010006B),
+            ("cancelled prompt of a signer", [*sign, "in"], 0x8010006E),
+            ("bad attribute", [*sign, "-pin", "right", "-attr", "1.2.3,oid", "in"], None),
+            ("nothing to verify", ["-verify", "oid"], None),
+        ]
+        for name, words, code in rows:
+            with self.subTest(name):
+                self.write("out", b"what was there")
+                status, body = self.kestrel(*words, "out")
+                self.assertTrue(status != 0 if code is None else body.endswith(closing(code)), body)
+                self.assertEqual(self.read("out"), b"what was there")
+        for source, held in (("nothing", b""), ("msg", b"content")):
+            self.write("out", b"what was there")
+            self.succeed(*decr, "-pin", "right", source, "out")
+            self.assertEqual(self.read("out"), held)
 
     def test_unfit_certificate(self):
         self.make_identity("rsa", "ann")

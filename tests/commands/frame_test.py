@@ -1,9 +1,10 @@
 """The process as a calling script sees it: output bytes, exit status, language, start-up."""
 
 import os
+import subprocess
 import unittest
 
-from kestrel_case import VERSION_LINE_END, KestrelCase, closing, error_line, exit_status
+from kestrel_case import KESTREL, VERSION_LINE_END, KestrelCase, closing, error_line, exit_status
 
 HELP_NOT_ALONE = b"You cannot use '-help' argument along with the others."
 
@@ -72,9 +73,23 @@ class Frame(KestrelCase):
                 self.assertEqual("Не указан входной файл" in output.decode(), russian)
                 self.assertTrue(output.endswith(closing(0x200000D0)))
 
-    def test_percent_in_a_name(self):
-        _, body = self.kestrel("-verify", "100%d.msg")
-        self.assertIn(b"Can't open file '100%d.msg'.", body)
+    def test_strangers_names(self):
+        for env, text in (({}, "Can't open file"), ({"LC_ALL": "ru"}, "Не удалось открыть файл")):
+            _, body = self.raw("-sign", "-f", "\x1b[2J", "100%d\u202e.msg", "x", env=env)
+            self.assertIn(b": '\\x1B[2J'.\n", body)
+            _, body = self.raw("-verify", "100%d\u202e.msg", env=env)
+            self.assertIn(f"{text} '100%d\\u202E.msg'.".encode(), body)
+
+    def test_output_that_does_not_arrive_is_a_failure(self):
+        self.write("in", b"content")
+        words = [KESTREL, "-hash", "-provtype", "24", "in"]
+        for closed, target in ((False, "/dev/full"), (True, "/dev/null")):
+            os.path.exists(self.path("in.hsh")) and os.remove(self.path("in.hsh"))
+            with open(target, "wb") as output:
+                done = subprocess.run(words, cwd=self.folder, env=self.env, stdout=output, check=False,
+                                      preexec_fn=(lambda: os.close(1)) if closed else None)
+            self.assertNotEqual(done.returncode, 0, target)
+            self.assertEqual(len(self.read("in.hsh")), 32, "the work is done all the same")
 
     def test_backslashes_separate_folders(self):
         os.mkdir(self.path("folder"))

@@ -110,6 +110,8 @@ class SignVerify(KestrelCase):
             ("one in the list, all asked", ["-dn", "ann", "-verall"], NO_SIGNATURES_GOOD,
              [verified("ann"), missing], [skip]),
             ("default list", ["-verall"], 0, [verified("ann"), verified("bob")], []),
+            ("found, and none chosen", ["-dn", "CN", "-1"], NO_SIGNATURES_GOOD, [missing * 2],
+             [verified("ann")]),
         ]
         for name, keys, code, present, absent in rows:
             with self.subTest(name):
@@ -264,7 +266,7 @@ class SignVerify(KestrelCase):
             ("stamp on signature", ["-sshttp://x/", "-dn", "ann", "in", "msg"], 120, None),
             ("stray key", ["-dn", "ann", "-yes", "in", "msg"], 0x200000CE,
              found + b"Signing the data...    " + error_line(b"Wrong key: 'yes'.", 0x200000CE)),
-            ("no input", ["-dn", "ann", "absent", "msg"], 0x20000065, None),
+            ("a mask is a name", ["-dn", "ann", "i*", "msg"], 0x20000065, None),
             ("output folder missing", ["-dn", "ann", "in", "no/such/msg"], 0x20000065,
              found + b"Signing the data...    " + error_line(b"Can't open file 'in'.", 0x20000065)),
             ("not found", ["-dn", "Nobody", "in", "msg"], 0x2000012D,

@@ -12,7 +12,7 @@ namespace selection_tests {
 namespace {
 
 std::uint32_t ReadNumber(int limit) {
-    kestrel::PrintPair("Number:", nullptr, 0);
+    kestrel::PrintText("Number:", 0);
     DWORD number = 0;
     const DWORD code = kestrel::ReadCertificateNumber(limit, number);
     if (code == 0) std::printf("got %u\n", static_cast<unsigned>(number));

@@ -1,6 +1,4 @@
 // Command lines and what the parser makes of them.
-#include <filesystem>
-#include <fstream>
 
 #include "front/core/catalogue.h"
 #include "front/core/keys.h"
@@ -45,6 +43,11 @@ const AcceptedRow kAccepted[] = {
     {"an empty value", {"-sign", "-pin", ""}, 4, "pin="},
     {"equal values once", {"-encr", "-dn", "abc", "-dn", "ABC"}, 2, "dn=abc"},
     {"equal Cyrillic values once", {"-encr", "-dn", "Иван", "-dn", "ИВАН"}, 2, "dn=Иван"},
+    {"values that name files differ in case",
+     {"-sign", "-f", "b", "-F", "a", "-f", "A", "-attr", "1,x", "-attr", "1,X", "-attr", "1,x"},
+     4,
+     "attr=1,X attr=1,x f=A f=a f=b"},
+    {"masks are names", {"-hash", "*", "-dir", "*"}, 9, "dir=*"},
     {"other values in order", {"-encr", "-dn", "abd", "-dn", "abc"}, 2, "dn=abc dn=abd"},
     {"attached both ways", {"-encr", "-q5", "-q"}, 2, "q q=5"},
     {"attached names in order", {"-verify", "-mOther", "-mMy"}, 7, "m=My m=Other"},
@@ -108,47 +111,6 @@ TEST_F(ParserTest, TakesPositionalsInOrder) {
     EXPECT_STREQ(state.secondFile, "second");
     ASSERT_EQ(state.positionals.size(), 3u);
     EXPECT_STREQ(state.positionals[2], "third");
-}
-
-struct MaskRow {
-    const char* name;
-    std::vector<const char*> words;
-    std::vector<std::string> files;
-};
-
-const MaskRow kMasks[] = {
-    {"in order of bytes", {"-hash", "*.txt"}, {".d.txt", "B.txt", "a.txt", "\xD0\xB6.txt"}},
-    {"folder in front", {"-hash", "sub\\*"}, {"sub\\-all", "sub\\x.txt"}},
-    {"each mask in its place", {"-hash", "a*", "z", "./sub/x.?xt"}, {"a.txt", "z", "./sub/x.txt"}},
-    {"two files of one mask", {"-encr", "?.txt"}, {"B.txt", "a.txt", "\xD0\xB6.txt"}},
-    {"no match", {"-hash", "*.zip"}, {"*.zip"}},
-    {"no such folder", {"-hash", "none/*"}, {"none/*"}},
-    {"mask of folders", {"-hash", "s*/x.txt"}, {"s*/x.txt"}},
-    {"a file of that name", {"-hash", "what?"}, {"what?"}},
-    {"values are none", {"-hash", "-dir", "*.txt", "-dn", "*"}, {}},
-};
-
-TEST_F(ParserTest, MasksAreReplacedByFiles) {
-    namespace fs = std::filesystem;
-    const fs::path before = fs::current_path();
-    const fs::path folder = fs::path(testing::TempDir()) / "kestrel_masks";
-    fs::remove_all(folder);
-    fs::create_directories(folder / "sub");
-    fs::current_path(folder);
-    for (const char* name :
-         {"a.txt", "B.txt", ".d.txt", "\xD0\xB6.txt", "what?", "what1", "sub/x.txt", "sub/-all"}) {
-        std::ofstream(name) << "";
-    }
-    for (const MaskRow& row : kMasks) {
-        ASSERT_EQ(Parse(row.words), 0u) << row.name;
-        const std::vector<std::string> files(state.positionals.begin(), state.positionals.end());
-        EXPECT_EQ(files, row.files) << row.name;
-        EXPECT_EQ(state.firstFile, files.empty() ? nullptr : state.positionals[0]) << row.name;
-        EXPECT_EQ(state.secondFile, files.size() < 2 ? nullptr : state.positionals[1]) << row.name;
-    }
-    EXPECT_STREQ(FindKey("dir")->value, "*.txt");
-    fs::current_path(before);
-    fs::remove_all(folder);
 }
 
 TEST_F(ParserTest, ValuesReferToTheArguments) {

@@ -69,7 +69,7 @@ class Roads : public FolderTest {
         const MessageHolder message(
             CryptMsgOpenToDecode(kMessageEncodingType, 0, 0, 0, nullptr, &stream));
         EXPECT_TRUE(message);
-        const auto accept = [] { return DWORD{0}; };
+        const auto accept = [] { return Reported(); };
         reading.output = Printed([&] { reading.code = FeedDecoder(message.get(), input, accept); });
         return reading;
     }

@@ -130,7 +130,7 @@ TEST(FormatMessage, DetailFollowsItsOwnCodeOnly) {
     setenv("LC_ALL", "ru_RU.UTF-8", 1);
     EXPECT_EQ(Formatted(5), "На это действие нет прав.");
     Raise(2, "50%n");
-    EXPECT_EQ(Formatted(2), "Файл не существует: 50%n";
+    EXPECT_EQ(Formatted(2), "Файл не существует: 50%n");
     unsetenv("LC_ALL");
 }
 

@@ -243,12 +243,12 @@ TEST_F(AddressTest, TheRegistryTellsProxies) {
     const auto set = [](Side side, DWORD enabled, const char* server, const char* script) {
         const std::string key = std::string(side == Side::User ? kUserRoot : kMachineRoot) +
                                 "\\Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings";
-        RegistryDocument document;
-        document.Set(key, NumberValue("ProxyEnable", enabled));
-        document.Set(key, TextValue("ProxyServer", server));
-        document.Set(key, TextValue("ProxyOverride", "<local>"));
-        document.Set(key, TextValue("AutoConfigURL", script));
-        SaveOwnDocument(side, document);
+        ChangeOwnDocument(side, [&](RegistryDocument& document) {
+            document.Set(key, NumberValue("ProxyEnable", enabled));
+            document.Set(key, TextValue("ProxyServer", server));
+            document.Set(key, TextValue("ProxyOverride", "<local>"));
+            document.Set(key, TextValue("AutoConfigURL", script));
+        });
         ForgetRegistry();
     };
     set(Side::Machine, 1, "m:1", "");

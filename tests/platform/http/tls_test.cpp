@@ -227,7 +227,8 @@ TEST_F(ClientTest, KeysAndPasswords) {
             ASSERT_NE(CryptAcquireContextA(&provider, row.container, nullptr, 24, 0), FALSE);
             CryptSetProvParam(provider, PP_KEYEXCHANGE_PIN,
                               reinterpret_cast<const BYTE*>(row.given), 0);
-            certificate->keyContext = std::make_unique<KeyContext>(provider, AT_KEYEXCHANGE, true);
+            certificate->keyContext =
+                std::make_unique<KeyContext>(Resolve<Provider>(provider), AT_KEYEXCHANGE, true);
         }
         Exchange exchange(Own().wantsClient, "/", true);
         ASSERT_NE(Set(exchange, certificate), FALSE);

@@ -1,4 +1,4 @@
-#include "front/core/masks.h"
+#include "batch/masks.h"
 
 #include <windows.h>
 
