@@ -256,6 +256,8 @@ constexpr ErrorText kTexts[] = {
      "Центр сертификации не принял имя свойства."},
     {0x80094800, "The certification authority does not offer this template.",
      "Центр сертификации не предлагает такого шаблона."},
+    {0x80096004, "The signature of a certificate does not match.",
+     "Подпись сертификата не сходится."},
     {0x800B0100, "The object is not signed.", "Объект не подписан."},
     {0x800B0101, "The certificate is not valid at this time.", "Сертификат сейчас не действует."},
     {0x800B0102, "The validity of the certificate lies outside its issuer's.",

@@ -19,16 +19,18 @@ constexpr std::size_t kMostIssuers = 10;
 // An opened key stays open in the process for its certificate, so that the user is asked
 // once however many requests go out. Never destroyed: OpenSSL may have ended before.
 std::shared_ptr<EVP_PKEY> OpenKey(const Certificate& certificate) {
-    static auto* const opened = new std::map<Bytes, std::shared_ptr<EVP_PKEY>>;
-    std::shared_ptr<EVP_PKEY>& key = (*opened)[Copy(certificate.Der())];
-    if (key) return key;
-    try {
-        const AcquiredKey acquired = AcquireKey(certificate, /*silent=*/false);
-        key = acquired.provider->Key(acquired.keySpec);
-    } catch (const Error& error) {
-        if (error.Code() != static_cast<DWORD>(CRYPT_E_NO_KEY_PROPERTY)) throw;
+    const auto property = certificate.properties.find(CERT_KEY_PROV_INFO_PROP_ID);
+    if (property == certificate.properties.end() && !certificate.keyContext) {
         throw Error(ERROR_WINHTTP_CLIENT_CERT_NO_PRIVATE_KEY);
     }
+    const auto open = [&] {
+        const AcquiredKey acquired = AcquireKey(certificate, /*silent=*/false);
+        return acquired.provider->Key(acquired.keySpec);
+    };
+    if (certificate.keyContext) return open();
+    static auto* const opened = new std::map<std::pair<Bytes, Bytes>, std::shared_ptr<EVP_PKEY>>;
+    std::shared_ptr<EVP_PKEY>& key = (*opened)[{Copy(certificate.Der()), property->second}];
+    if (!key) key = open();
     return key;
 }
 

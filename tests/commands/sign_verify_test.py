@@ -262,8 +262,6 @@ class SignVerify(KestrelCase):
         self.write("in", b"content")
         found = self.chosen("ann")
         rows = [
-            ("stamp on content", ["-sd", "-dn", "ann", "in", "msg"], 120, None),
-            ("stamp on signature", ["-sshttp://x/", "-dn", "ann", "in", "msg"], 120, None),
             ("stray key", ["-dn", "ann", "-yes", "in", "msg"], 0x200000CE,
              found + b"Signing the data...    " + error_line(b"Wrong key: 'yes'.", 0x200000CE)),
             ("a mask is a name", ["-dn", "ann", "i*", "msg"], 0x20000065, None),

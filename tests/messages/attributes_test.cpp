@@ -134,21 +134,5 @@ TEST_F(Stamps, Addresses) {
     }
 }
 
-// Until the client exists a command that wants a stamp must not go on without it.
-TEST_F(Stamps, AreRefusedAndNotLeftOut) {
-    constexpr DWORD kRefused = ERROR_CALL_NOT_IMPLEMENTED;
-    StampKeys keys;
-    EXPECT_EQ(CheckStampTransport(keys), 0U);
-    keys.signatureUrl = "";
-    DWORD code = 0;
-    EXPECT_NE(Printed([&] { code = CheckStampTransport(keys); }), "");
-    EXPECT_EQ(code, kRefused);
-
-    EXPECT_EQ(CheckMessageStamps(nullptr, 0, nullptr, 0, nullptr, nullptr, 0), 0U);
-    EXPECT_NE(Printed([&] { code = CheckMessageStamps(nullptr, 0, nullptr, 0, nullptr, "", 0); }),
-              "");
-    EXPECT_EQ(code, kRefused);
-}
-
 }  // namespace
 }  // namespace messages_tests

@@ -144,7 +144,6 @@ std::string TraceOf(const char* setting) {
         dup2(ends[1], STDERR_FILENO);
         static_cast<void>(DeleteFileA("/nowhere/a"));
         static_cast<void>(GetFileAttributesA("/nowhere"));
-        static_cast<void>(GetModuleHandleA("wininet.dll"));
         HKEY key = nullptr;
         static_cast<void>(RegOpenKeyExA(nullptr, "", 0, KEY_READ, &key));
         _exit(0);
