@@ -1,3 +1,4 @@
+// Masks among the file arguments of the batch commands.
 #include "batch/masks.h"
 
 #include <windows.h>

@@ -1,3 +1,4 @@
+// Where the companion of a file lies.
 #include "batch/paths.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The usage of each command, word by word.
 #include "front/usage_texts.h"
 
 #include "front/core/endpoints.h"

@@ -161,8 +161,8 @@ ExportFile::ExportFile(std::string name, bool force) : name_(std::move(name)), f
 
 bool ExportFile::IsStream() const {
     std::error_code error;
-    return name_ == "-" ||
-           (std::filesystem::exists(name_, error) && !std::filesystem::is_regular_file(name_, error));
+    return name_ == "-" || (std::filesystem::exists(name_, error) &&
+                            !std::filesystem::is_regular_file(name_, error));
 }
 
 void ExportFile::Write(platform::ByteView content, unsigned mode) const {

@@ -1,3 +1,4 @@
+// The attributes that -attr and -authattr name.
 #include "messages/attributes.h"
 
 #include <cstring>

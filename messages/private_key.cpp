@@ -1,3 +1,4 @@
+// From the chosen certificate to its key.
 #include "messages/private_key.h"
 
 #include "front/core/catalogue.h"

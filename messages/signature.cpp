@@ -1,3 +1,4 @@
+// What the commands that sign have in common.
 #include "messages/signature.h"
 
 #include <utility>

@@ -1,3 +1,4 @@
+// Every signature of a message, one after the other.
 #include "messages/signer_checks.h"
 
 #include <vector>

@@ -1,3 +1,4 @@
+// The keys that ask for time stamps.
 #include "messages/stamp_keys.h"
 
 #include "front/core/catalogue.h"

@@ -1,3 +1,4 @@
+// Starts a file with the program for its kind.
 #include "messages/start_file.h"
 
 #include <process.h>

@@ -1,3 +1,4 @@
+// Starting a file with the program for its kind.
 #pragma once
 
 namespace kestrel {

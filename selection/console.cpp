@@ -1,3 +1,4 @@
+// Certificates shown, numbers and letters read.
 #include "selection/console.h"
 
 #include <conio.h>

@@ -1,3 +1,4 @@
+// The list of key containers.
 #include <cstdio>
 #include <cstring>
 #include <string>

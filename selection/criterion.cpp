@@ -1,3 +1,4 @@
+// The search criterion of the command line.
 #include <cstdint>
 
 #include "front/core/catalogue.h"

@@ -1,3 +1,4 @@
+// A revocation list of a certificate's issuer.
 #include "front/core/catalogue.h"
 #include "front/core/holders.h"
 #include "selection/names.h"

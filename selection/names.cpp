@@ -1,3 +1,4 @@
+// Names of certificates as text.
 #include "selection/names.h"
 
 #include <new>

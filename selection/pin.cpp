@@ -1,3 +1,4 @@
+// The password of a container on its way to the provider.
 #include <algorithm>
 #include <cstring>
 #include <string>

@@ -1,3 +1,4 @@
+// A provider that has an algorithm.
 #include "selection/provider_search.h"
 
 #include "selection/providers.h"

@@ -1,3 +1,4 @@
+// Provider types, algorithms and hashes as commands ask for them.
 #include "selection/providers.h"
 
 #include <cstdlib>

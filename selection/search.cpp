@@ -1,3 +1,4 @@
+// The search through stores, and the choice among what it finds.
 #include "selection/search.h"
 
 #include <algorithm>

@@ -24,8 +24,7 @@ enum class Purpose { Any, Signing };
 
 // Fills state.foundCertificates. Every store that it opens goes to `openStores` and
 // stays open, since the contexts refer to it; close with CloseStoreVector.
-Reported SelectCertificates(StoreVector& openStores, bool needOne,
-                            Purpose purpose = Purpose::Any);
+Reported SelectCertificates(StoreVector& openStores, bool needOne, Purpose purpose = Purpose::Any);
 void CloseStoreVector(StoreVector& stores);
 
 // Leaves an empty list.

@@ -1,3 +1,4 @@
+// -copycert, -delcert and -CSPcert.
 #include "selection/store_commands.h"
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// Text or binary, and text in any code page.
 #include "messages/files/any_text.h"
 
 #include <cstring>

@@ -1,3 +1,4 @@
+// The BASE64 forms.
 #include "messages/files/base64.h"
 
 #include <array>

@@ -17,7 +17,8 @@ std::basic_string_view<Char> InputOf(const Char* text, int length) {
 }
 
 void CheckCodePage(UINT codePage) {
-    if (codePage != CP_ACP && codePage != CP_THREAD_ACP && codePage != CP_UTF8) throw Error(ERROR_INVALID_PARAMETER);
+    if (codePage != CP_ACP && codePage != CP_THREAD_ACP && codePage != CP_UTF8)
+        throw Error(ERROR_INVALID_PARAMETER);
 }
 
 // Capacity 0 asks for the size.

@@ -1,3 +1,4 @@
+// The certificate that a client shows, its key and its issuers.
 #include "platform/http/client_certificate.h"
 
 #include <openssl/err.h>

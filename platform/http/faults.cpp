@@ -1,3 +1,4 @@
+// Outcomes of the HTTP library as documented errors.
 #include "platform/http/faults.h"
 
 namespace platform {

@@ -1,3 +1,4 @@
+// Header lines: parsed, found, replaced.
 #include "platform/http/headers.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Headers of an answer as a caller asks for them.
 #include "platform/http/headers_out.h"
 
 #include <charconv>

@@ -1,3 +1,4 @@
+// Options of sessions and requests.
 #include "platform/http/options.h"
 
 #include <cstring>

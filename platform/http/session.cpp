@@ -1,3 +1,4 @@
+// Sessions, connections and requests, redirects and challenges.
 #include "platform/http/session.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// One transfer, driven by the calls that wait for it.
 #include "platform/http/transfer.h"
 
 #include <openssl/err.h>

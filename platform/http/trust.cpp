@@ -1,3 +1,4 @@
+// Whether a server is trusted.
 #include "platform/http/trust.h"
 
 #include <openssl/err.h>

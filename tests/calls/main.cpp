@@ -1,6 +1,6 @@
 // Runs the cases; prints a line for each that came out otherwise than documented, and the
 // count at the end. check.py holds the lines against the known differences.
-#include "calls.h"
+#include "tests/calls/calls.h"
 
 #include <algorithm>
 #include <cstdio>

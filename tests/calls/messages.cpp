@@ -1,6 +1,6 @@
 // Messages: opening, feeding, asking, and their errors.
-#include "calls.h"
-#include "fixtures.h"
+#include "tests/calls/calls.h"
+#include "tests/calls/fixtures.h"
 
 namespace calls {
 namespace {

@@ -1,6 +1,6 @@
 // Encoding and decoding of single records, names, contexts.
-#include "calls.h"
-#include "fixtures.h"
+#include "tests/calls/calls.h"
+#include "tests/calls/fixtures.h"
 
 namespace calls {
 namespace {

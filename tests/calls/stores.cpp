@@ -1,6 +1,6 @@
 // Stores and collections.
-#include "calls.h"
-#include "fixtures.h"
+#include "tests/calls/calls.h"
+#include "tests/calls/fixtures.h"
 
 namespace calls {
 namespace {

@@ -1,3 +1,4 @@
+// Attributes of the command line, and the keys of time stamps.
 #include "messages/attributes.h"
 
 #include <cstring>

@@ -1,3 +1,4 @@
+// What is shown, and what is read.
 #include "selection/console.h"
 
 #include <unistd.h>

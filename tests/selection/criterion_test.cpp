@@ -1,3 +1,4 @@
+// The search criterion.
 #include <cstdio>
 
 #include "front/core/catalogue.h"

@@ -1,3 +1,4 @@
+// Providers and algorithms that are found.
 #include "selection/providers.h"
 
 #include <cstdio>

@@ -1,3 +1,4 @@
+// The search through stores.
 #include "selection/search.h"
 
 #include <cstdio>

@@ -1,3 +1,4 @@
+// Certificates copied and deleted.
 #include "selection/store_commands.h"
 
 #include <fstream>

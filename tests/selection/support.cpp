@@ -1,3 +1,4 @@
+// Stores and certificates for these tests.
 #include "tests/selection/support.h"
 
 #include <fcntl.h>

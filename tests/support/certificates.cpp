@@ -1,3 +1,4 @@
+// Certificates and revocation lists for tests.
 #include "tests/support/certificates.h"
 
 #include "platform/der/der.h"

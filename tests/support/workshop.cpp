@@ -1,3 +1,4 @@
+// A folder, the openssl command and its keys.
 #include "tests/support/workshop.h"
 
 #include <openssl/err.h>

@@ -1,3 +1,4 @@
+// The BASE64 forms against hand-made text.
 #include "messages/files/base64.h"
 
 #include <cstdio>

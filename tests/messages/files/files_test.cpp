@@ -1,3 +1,4 @@
+// Opening files, and the whole-file road.
 #include "messages/files/files.h"
 
 #include "front/core/catalogue.h"

@@ -1,3 +1,4 @@
+// The input side of the streaming road.
 #include "messages/files/road.h"
 
 #include "front/core/catalogue.h"

@@ -1,3 +1,4 @@
+// The output side of the streaming road.
 #include "messages/files/stream.h"
 
 #include "front/core/catalogue.h"

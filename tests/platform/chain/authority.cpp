@@ -1,3 +1,4 @@
+// Authorities that issue, revoke and sign lists.
 #include "tests/platform/chain/authority.h"
 
 #include <openssl/err.h>

@@ -1,3 +1,4 @@
+// Servers as children of the test.
 #include "tests/platform/http/servers.h"
 
 #include <unistd.h>
