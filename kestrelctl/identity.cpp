@@ -48,7 +48,7 @@ bool LeadsTo(const platform::Certificate& certificate, const std::string& contai
 }
 
 // The container's key, asking for its password when it has one and none was given.
-std::shared_ptr<EVP_PKEY> LoadKey(const Container& container, DWORD spec, Secret& pin) {
+platform::AnyKey LoadKey(const Container& container, DWORD spec, Secret& pin) {
     if (container.NeedsPassword(spec) && pin.Empty()) {
         pin = AskPassword("Password of container '" + container.Name() + "': ");
     }
@@ -60,13 +60,13 @@ std::shared_ptr<EVP_PKEY> LoadKey(const Container& container, DWORD spec, Secret
 void IdentityCreate(const Arguments& arguments) {
     const auto type = static_cast<DWORD>(arguments.Number("provtype", PROV_RSA_AES, 1));
     const auto bits = static_cast<DWORD>(arguments.Number("bits", 0, 1));
-    const platform::EvpKey key = platform::GenerateKey(type, bits);
+    const platform::AnyKey key = platform::GenerateKey(type, bits);
     const platform::Bytes der =
-        SelfSigned(key.get(), arguments.positionals[0], arguments.Number("days", 365, 1));
+        SelfSigned(key, arguments.positionals[0], arguments.Number("days", 365, 1));
     const auto parsed = platform::Certificate::Parse(der);
     const std::string container =
         ContainerName(arguments.Side(), arguments.Get("container"), *parsed);
-    SaveIdentity(arguments.Side(), container, key.get(), der, PinOf(arguments));
+    SaveIdentity(arguments.Side(), container, key, der, PinOf(arguments));
     if (arguments.Has("trust")) AddToStore(arguments.Side(), "Root", der);
     PrintCreated(container, der);
 }
@@ -77,8 +77,7 @@ void IdentityImport(const Arguments& arguments) {
     const auto parsed = platform::Certificate::Parse(content.certificate);
     const std::string container =
         ContainerName(arguments.Side(), arguments.Get("container"), *parsed);
-    SaveIdentity(arguments.Side(), container, content.key.get(), content.certificate,
-                 PinOf(arguments));
+    SaveIdentity(arguments.Side(), container, content.key, content.certificate, PinOf(arguments));
     const bool trust = arguments.Has("trust");
     if (trust && (content.others.empty() || SelfIssued(content.certificate))) {
         AddToStore(arguments.Side(), "Root", content.certificate);
@@ -119,7 +118,7 @@ void IdentityExport(const Arguments& arguments) {
     if (!der) throw Failure("container '" + container.Name() + "' holds no certificate");
     Secret pin = PinOf(arguments);
     const auto key = LoadKey(container, spec, pin);
-    WritePkcs12(arguments.positionals[1], key.get(), *der, container.Name(),
+    WritePkcs12(arguments.positionals[1], key, *der, container.Name(),
                 FilePassword(arguments, true));
 }
 
@@ -127,13 +126,13 @@ void IdentityPasswd(const Arguments& arguments) {
     Container container = Container::Open(arguments.Side(), arguments.positionals[0]);
     FilledKeySpec(container);
     Secret old = PinOf(arguments);
-    std::vector<std::pair<DWORD, std::shared_ptr<EVP_PKEY>>> keys;
+    std::vector<std::pair<DWORD, platform::AnyKey>> keys;
     for (const DWORD spec : kKeySpecs) {
         if (container.HasKey(spec)) keys.emplace_back(spec, LoadKey(container, spec, old));
     }
     const Secret fresh = arguments.Has("new-pin") ? PinOf(arguments, "new-pin")
                                                   : AskNewPassword("New password (empty: none): ");
-    for (const auto& [spec, key] : keys) container.SaveKey(spec, key.get(), fresh);
+    for (const auto& [spec, key] : keys) container.SaveKey(spec, key, fresh);
 }
 
 void IdentityDelete(const Arguments& arguments) {

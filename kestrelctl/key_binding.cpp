@@ -52,8 +52,9 @@ std::string ContainerName(platform::Side side, const std::string& wanted,
     return name;
 }
 
-void SaveIdentity(platform::Side side, const std::string& containerName, EVP_PKEY* key,
-                  platform::ByteView certificate, const platform::Secret& pin) {
+void SaveIdentity(platform::Side side, const std::string& containerName,
+                  const platform::AnyKey& key, platform::ByteView certificate,
+                  const platform::Secret& pin) {
     const DWORD type = platform::TypeForKey(key);
     Container container = Container::Create(side, containerName, type);
     try {

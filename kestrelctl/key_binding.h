@@ -16,7 +16,7 @@ std::string ContainerName(platform::Side side, const std::string& wanted,
 
 // Saves key and certificate as a new container and the certificate in "My" with the
 // property that leads to the key. On failure the container is taken away again.
-void SaveIdentity(platform::Side side, const std::string& container, EVP_PKEY* key,
+void SaveIdentity(platform::Side side, const std::string& container, const platform::AnyKey& key,
                   platform::ByteView certificate, const platform::Secret& pin);
 
 // Adds a certificate to a system store; one that is there already is fine.

@@ -7,11 +7,10 @@
 #include "kestrelctl/cli.h"
 #include "platform/base/home.h"
 #include "platform/certs/certificate.h"
+#include "platform/providers/pkcs12.h"
 
 namespace kestrelctl {
 namespace {
-
-constexpr const char* kGostKey = "1.2.643.7.1.1.1.1";
 
 struct Pkcs12Deleter {
     void operator()(PKCS12* file) const { PKCS12_free(file); }
@@ -53,11 +52,13 @@ bool TryParse(PKCS12* file, const platform::Secret& password, Pkcs12Content& con
     ERR_clear_error();
     const bool good =
         PKCS12_parse(file, Terminated(password).Text().data(), &key, &certificate, &others) == 1;
-    content.key.reset(key);
+    const platform::EvpKey ownedKey(key);
     const CertificatePointer owned(certificate);
     const Certificates list(others);
     content.others.clear();
     if (!good || key == nullptr) return false;
+    EVP_PKEY_up_ref(key);
+    content.key = platform::AnyKey(platform::EvpKey(key));
     content.certificate = certificate != nullptr ? DerOf(certificate) : platform::Bytes{};
     for (int i = 0; i < sk_X509_num(others); ++i) {
         content.others.push_back(DerOf(sk_X509_value(others, i)));
@@ -65,22 +66,32 @@ bool TryParse(PKCS12* file, const platform::Secret& password, Pkcs12Content& con
     return true;
 }
 
-bool TryWithGost(PKCS12* file, const platform::Secret& password, Pkcs12Content& content) {
-    try {
-        platform::EnsureAlgorithm(kGostKey);
-    } catch (const platform::Error&) {
-        return false;
-    }
-    return TryParse(file, password, content);
-}
-
 bool TryWithLegacyCiphers(PKCS12* file, const platform::Secret& password, Pkcs12Content& content) {
     const LegacyProvider legacy(OSSL_PROVIDER_try_load(nullptr, "legacy", 1));
     return legacy != nullptr && TryParse(file, password, content);
 }
 
-// GOST files use algorithms of the engine, old files ciphers of the legacy provider: each
-// is loaded only when a plain attempt fails.
+// OpenSSL knows no GOST keys, so such a file is walked here.
+bool TryWithGost(PKCS12* file, const platform::Secret& password, Pkcs12Content& content) {
+    platform::Pkcs12Bags bags;
+    if (!platform::ReadPkcs12Bags(file, password, bags)) return false;
+    content.key = bags.key;
+    for (platform::Bytes& der : bags.certificates) {
+        const auto parsed = platform::Certificate::Parse(der);
+        const bool own =
+            content.certificate.empty() &&
+            platform::PublicKeyFromInfo(parsed->Info().SubjectPublicKeyInfo).Matches(bags.key);
+        if (own) {
+            content.certificate = std::move(der);
+        } else {
+            content.others.push_back(std::move(der));
+        }
+    }
+    return true;
+}
+
+// Old files use ciphers of the legacy provider, which is loaded only when the other attempts
+// fail.
 bool ParseWithMoreAlgorithms(PKCS12* file, const platform::Secret& password,
                              Pkcs12Content& content) {
     return TryParse(file, password, content) || TryWithGost(file, password, content) ||
@@ -94,11 +105,7 @@ Pkcs12Content ReadPkcs12(const std::string& file, const platform::Secret& passwo
     const unsigned char* at = bytes.data();
     const Pkcs12 parsed(d2i_PKCS12(nullptr, &at, static_cast<long>(bytes.size())));
     if (parsed == nullptr) throw Failure("'" + file + "' is not a PKCS #12 file");
-    const std::string_view text = password.Text();
-    const bool macGood =
-        PKCS12_mac_present(parsed.get()) == 0 ||
-        PKCS12_verify_mac(parsed.get(), text.data(), static_cast<int>(text.size())) == 1 ||
-        (text.empty() && PKCS12_verify_mac(parsed.get(), nullptr, 0) == 1);
+    const bool macGood = platform::CheckPkcs12Mac(parsed.get(), password);
     Pkcs12Content content;
     if (!ParseWithMoreAlgorithms(parsed.get(), password, content)) {
         throw Failure(macGood ? "'" + file + "' holds no private key that can be used"
@@ -109,18 +116,10 @@ Pkcs12Content ReadPkcs12(const std::string& file, const platform::Secret& passwo
     return content;
 }
 
-void WritePkcs12(const std::string& file, EVP_PKEY* key, platform::ByteView certificate,
-                 const std::string& name, const platform::Secret& password) {
-    const unsigned char* at = certificate.data();
-    const CertificatePointer parsed(d2i_X509(nullptr, &at, static_cast<long>(certificate.size())));
-    const Pkcs12 made(PKCS12_create(Terminated(password).Text().data(), name.c_str(), key,
-                                    parsed.get(), nullptr, NID_aes_256_cbc, NID_aes_256_cbc, 0, 0,
-                                    0));
-    unsigned char* encoded = nullptr;
-    const int size = made != nullptr ? i2d_PKCS12(made.get(), &encoded) : 0;
-    if (size <= 0) throw Failure("the PKCS #12 file cannot be made");
-    const platform::Bytes bytes(encoded, encoded + size);
-    OPENSSL_free(encoded);
+void WritePkcs12(const std::string& file, const platform::AnyKey& key,
+                 platform::ByteView certificate, const std::string& name,
+                 const platform::Secret& password) {
+    const platform::Bytes bytes = platform::EncodePkcs12(key, certificate, name, password);
     platform::ReplaceFile(file, bytes, 0600);
 }
 

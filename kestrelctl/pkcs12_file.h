@@ -10,7 +10,7 @@
 namespace kestrelctl {
 
 struct Pkcs12Content {
-    platform::EvpKey key;
+    platform::AnyKey key;
     platform::Bytes certificate;          // DER, the key's
     std::vector<platform::Bytes> others;  // DER
 };
@@ -19,7 +19,8 @@ struct Pkcs12Content {
 Pkcs12Content ReadPkcs12(const std::string& file, const platform::Secret& password);
 
 // Writes with AES-256-CBC and a SHA-256 MAC, mode 0600.
-void WritePkcs12(const std::string& file, EVP_PKEY* key, platform::ByteView certificate,
-                 const std::string& name, const platform::Secret& password);
+void WritePkcs12(const std::string& file, const platform::AnyKey& key,
+                 platform::ByteView certificate, const std::string& name,
+                 const platform::Secret& password);
 
 }  // namespace kestrelctl

@@ -1,6 +1,4 @@
 // From a certificate to the provider handle of its private key.
-#include <openssl/evp.h>
-
 #include <utility>
 
 #include "platform/base/error.h"
@@ -64,9 +62,8 @@ bool OpensSilently(const KeyProviderInfo& info) {
 void CheckSameKey(const Certificate& certificate, const KeyProviderInfo& info,
                   HCRYPTPROV provider) {
     if (!OpensSilently(info)) return;
-    const EvpKey expected = PublicKeyFromInfo(certificate.Info().SubjectPublicKeyInfo);
-    const std::shared_ptr<EVP_PKEY> present = PrivateKeyOf(provider, info.keySpec);
-    if (EVP_PKEY_eq(expected.get(), present.get()) != 1) throw Error(NTE_BAD_PUBLIC_KEY);
+    const AnyKey expected = PublicKeyFromInfo(certificate.Info().SubjectPublicKeyInfo);
+    if (!expected.Matches(PrivateKeyOf(provider, info.keySpec))) throw Error(NTE_BAD_PUBLIC_KEY);
 }
 
 AcquiredKey AcquireKey(Certificate& certificate, DWORD flags) {

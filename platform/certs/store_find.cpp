@@ -78,10 +78,7 @@ PCCRL_CONTEXT NextCrlOf(HCERTSTORE handle, const Crl* previous, const Certificat
 
 bool SignedBy(const Crl& crl, const Certificate* issuer) {
     if (issuer == nullptr) return false;
-    const EvpKey key = PublicKeyFromInfo(issuer->Info().SubjectPublicKeyInfo);
-    const bool good = X509_CRL_verify(crl.Native(), key.get()) == 1;
-    ERR_clear_error();
-    return good;
+    return IsSignedBy(crl.Native(), PublicKeyFromInfo(issuer->Info().SubjectPublicKeyInfo));
 }
 
 bool IsCurrent(const CRL_INFO& info) {

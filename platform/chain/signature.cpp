@@ -1,8 +1,5 @@
 #include "platform/chain/signature.h"
 
-#include <openssl/err.h>
-#include <openssl/x509.h>
-
 #include "platform/base/error.h"
 #include "platform/chain/pool.h"
 #include "platform/providers/crypto.h"
@@ -10,16 +7,12 @@
 namespace platform {
 namespace {
 
-template <class Verify>
-bool Verified(const char* signatureOid, const Certificate& issuer, Verify verify) {
+// A key that cannot be read has signed nothing.
+template <class Object>
+bool Verified(Object* object, const Certificate& issuer) {
     try {
-        EnsureAlgorithm(signatureOid);
-        const EvpKey key = PublicKeyFromInfo(issuer.Info().SubjectPublicKeyInfo);
-        const bool good = verify(key.get()) == 1;
-        ERR_clear_error();
-        return good;
-    } catch (const Error& error) {
-        if (error.Code() == static_cast<DWORD>(NTE_PROV_DLL_NOT_FOUND)) throw;
+        return IsSignedBy(object, PublicKeyFromInfo(issuer.Info().SubjectPublicKeyInfo));
+    } catch (const Error&) {
         return false;
     }
 }
@@ -27,14 +20,10 @@ bool Verified(const char* signatureOid, const Certificate& issuer, Verify verify
 }  // namespace
 
 bool SignedBy(const Certificate& certificate, const Certificate& issuer) {
-    return Verified(certificate.Info().SignatureAlgorithm.pszObjId, issuer,
-                    [&](EVP_PKEY* key) { return X509_verify(certificate.Native(), key); });
+    return Verified(certificate.Native(), issuer);
 }
 
-bool SignedBy(const Crl& crl, const Certificate& issuer) {
-    return Verified(crl.Info().SignatureAlgorithm.pszObjId, issuer,
-                    [&](EVP_PKEY* key) { return X509_CRL_verify(crl.Native(), key); });
-}
+bool SignedBy(const Crl& crl, const Certificate& issuer) { return Verified(crl.Native(), issuer); }
 
 bool IsSelfIssued(const Certificate& certificate) {
     const CERT_INFO& info = certificate.Info();

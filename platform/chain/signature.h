@@ -6,8 +6,7 @@
 namespace platform {
 
 // True when `issuer`'s key made the signature. A key or signature that cannot be read
-// gives false. Throws NTE_PROV_DLL_NOT_FOUND when the algorithm needs a package that is
-// not installed.
+// gives false.
 bool SignedBy(const Certificate& certificate, const Certificate& issuer);
 bool SignedBy(const Crl& crl, const Certificate& issuer);
 

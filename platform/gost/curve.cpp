@@ -113,7 +113,7 @@ class CurveOf : public Curve {
         Hidden<n> key;
         LoadPrivate(privateKey, key.value);
         Point<n> point;
-        if (!LoadPoint(publicKey, point)) throw Error(NTE_BAD_KEY);
+        if (!LoadPoint(publicKey, point)) throw Error(NTE_BAD_DATA);
         if (ukm.size() > Size()) throw Error(NTE_BAD_LEN);
         Bytes material = Copy(ukm);
         material.resize(Size());
@@ -123,7 +123,7 @@ class CurveOf : public Curve {
         // First the cofactor: what is left lies in the subgroup of prime order.
         for (unsigned i = 0; i < cofactorBits_; ++i) point = points_.Double(point);
         Point<n> shared = TimesSecret(point, key.value);
-        if (IsZero(shared.z)) throw Error(NTE_BAD_KEY);
+        if (IsZero(shared.z)) throw Error(NTE_BAD_DATA);
         Bytes octets = StorePoint(shared);
         Wipe(&shared, sizeof shared);
         Secret secret{ByteView(octets)};

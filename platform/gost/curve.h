@@ -22,8 +22,7 @@ class Curve {
     // On the curve and not at infinity.
     [[nodiscard]] virtual bool IsPublic(ByteView key) const = 0;
 
-    // What takes a private key throws NTE_BAD_KEY for one out of range; what takes a public
-    // one, for one that is no point of the curve.
+    // What takes a private key throws NTE_BAD_KEY for one out of range.
     [[nodiscard]] virtual Secret NewPrivate() const = 0;
     [[nodiscard]] virtual Bytes PublicOf(ByteView privateKey) const = 0;
     // s and then r, highest octet first (RFC 4491, 2.2.2). The digest is as long as the curve.
@@ -31,7 +30,8 @@ class Curve {
     [[nodiscard]] virtual bool Verify(ByteView publicKey, ByteView digest,
                                       ByteView signature) const = 0;
     // The point of VKO before it is hashed (RFC 7836, 4.3): cofactor, keying material of up
-    // to the curve's size, and both keys. Throws NTE_BAD_KEY when it is at infinity.
+    // to the curve's size, and both keys. Throws NTE_BAD_DATA for a public key that is no point of
+    // the curve and when the result is at infinity.
     [[nodiscard]] virtual Secret Agree(ByteView privateKey, ByteView publicKey,
                                        ByteView ukm) const = 0;
     // The key in a masked form of several parts: the product of all (RFC 9548, 4). Each part is

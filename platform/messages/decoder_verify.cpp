@@ -42,7 +42,7 @@ Bytes DigestOfAttributes(const SignerInfo& signer) {
 }  // namespace
 
 void VerifySigner(const SignerInfo& signer, const std::string& contentType, ByteView contentDigest,
-                  EVP_PKEY* key) {
+                  const AnyKey& key) {
     if (!signer.signedAttributes) {
         // RFC 5652 5.3: without signed attributes nothing would protect the type.
         if (contentType != szOID_RSA_data) throw Error(NTE_BAD_SIGNATURE);

@@ -1,7 +1,5 @@
 #include "platform/messages/enveloped_decoder.h"
 
-#include <openssl/err.h>
-
 #include <algorithm>
 #include <utility>
 
@@ -92,23 +90,22 @@ void EnvelopedBody::StartDecrypting(const CMSG_CTRL_DECRYPT_PARA& para) {
     const DWORD keySpec = para.dwKeySpec != 0 ? para.dwKeySpec : AT_KEYEXCHANGE;
     const Algorithm& cipher = records_.contentEncryption;
     const std::size_t keyLength = CipherKeyLength(cipher);
-    const std::shared_ptr<EVP_PKEY> key = PrivateKeyOf(provider, keySpec);
+    const AnyKey key = PrivateKeyOf(provider, keySpec);
     // A value that does not unwrap becomes a random key: nothing shows before the end.
     const Secret contentKey =
-        UnwrapKey(key.get(), recipient.keyEncryption, recipient.encryptedKey, keyLength);
+        UnwrapKey(key, recipient.keyEncryption, recipient.encryptedKey, keyLength);
     cipher_ = StartDecryption(cipher, contentKey.View());
     recipient_ = para.dwRecipientIndex;
-    block_.resize(kBlockSize + EVP_MAX_BLOCK_LENGTH);
+    block_.resize(kBlockSize + Cipher::kSlack);
 }
 
 void EnvelopedBody::Decrypt(ByteView octets) {
     while (!octets.empty() && !damaged_) {
         if (filled_ >= kBlockSize / 2) Flush(false);
         const std::size_t piece = std::min(octets.size(), kBlockSize - filled_);
-        int written = 0;
-        damaged_ = EVP_DecryptUpdate(cipher_.get(), block_.data() + filled_, &written,
-                                     octets.data(), static_cast<int>(piece)) != 1;
-        filled_ += static_cast<std::size_t>(written);
+        std::size_t written = 0;
+        damaged_ = !cipher_->Update(octets.first(piece), block_.data() + filled_, written);
+        filled_ += written;
         octets = octets.subspan(piece);
     }
 }
@@ -120,14 +117,11 @@ void EnvelopedBody::Flush(bool isFinal) {
 }
 
 void EnvelopedBody::FinishDecrypting() {
-    int written = 0;
-    const bool good = contentSeen_ && !damaged_ &&
-                      EVP_DecryptFinal_ex(cipher_.get(), block_.data() + filled_, &written) == 1;
-    if (!good) {
-        ERR_clear_error();
-        throw Error(NTE_BAD_DATA);
-    }
-    filled_ += static_cast<std::size_t>(written);
+    std::size_t written = 0;
+    const bool good =
+        contentSeen_ && !damaged_ && cipher_->Finish(block_.data() + filled_, written);
+    if (!good) throw Error(NTE_BAD_DATA);
+    filled_ += written;
     Flush(true);
     decrypted_ = true;
 }

@@ -20,12 +20,11 @@ class PreparedSigner {
   public:
     // Throws ERROR_INVALID_PARAMETER for an incomplete record, CRYPT_E_OID_FORMAT and
     // CRYPT_E_BAD_ENCODE for attributes that do not hold one whole BER value each or
-    // that the message places itself, and what DigestByOid, SignatureAlgorithmFor and
+    // that the message places itself, and what DigestSize, SignatureAlgorithmFor and
     // PrivateKeyOf throw.
     PreparedSigner(const CMSG_SIGNER_ENCODE_INFO& info, const std::string& contentType);
     // The same with a key that is already at hand.
-    PreparedSigner(const CMSG_SIGNER_ENCODE_INFO& info, const std::string& contentType,
-                   std::shared_ptr<EVP_PKEY> key);
+    PreparedSigner(const CMSG_SIGNER_ENCODE_INFO& info, const std::string& contentType, AnyKey key);
 
     [[nodiscard]] const Algorithm& DigestAlgorithm() const { return record_.digest; }
     // With no signed attributes the signature covers the content itself; with any it covers
@@ -40,7 +39,7 @@ class PreparedSigner {
     [[nodiscard]] SignerInfo WithAttributes(ByteView contentDigest) const;
 
     std::string contentType_;
-    std::shared_ptr<EVP_PKEY> key_;
+    AnyKey key_;
     SignerInfo record_;  // without message digest and signature
 };
 

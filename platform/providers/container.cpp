@@ -196,18 +196,17 @@ bool Container::NeedsPassword(DWORD keySpec) const {
     return ReadKeyFile(FileOf(keySpec, ".key")).encrypted;
 }
 
-std::shared_ptr<EVP_PKEY> Container::LoadKey(DWORD keySpec, const Secret& password) const {
+AnyKey Container::LoadKey(DWORD keySpec, const Secret& password) const {
     const fs::path file = FileOf(keySpec, ".key");
     const KeyFile content = ReadKeyFile(file);
     const char* algorithm = FindProvider(type_)->keyOid;
-    EnsureAlgorithm(algorithm);
-    EvpKey key = OpenKeyFile(content, password);
-    if (!key || KeyOidOf(key.get()) != algorithm) ThrowDamaged(file);
+    AnyKey key = OpenKeyFile(content, password);
+    if (!key || key.Oid() != algorithm) ThrowDamaged(file);
     return key;
 }
 
-void Container::SaveKey(DWORD keySpec, EVP_PKEY* key, const Secret& password) {
-    if (KeyOidOf(key) != FindProvider(type_)->keyOid) throw Error(NTE_BAD_KEY);
+void Container::SaveKey(DWORD keySpec, const AnyKey& key, const Secret& password) {
+    if (key.Oid() != FindProvider(type_)->keyOid) throw Error(NTE_BAD_KEY);
     ReplaceFile(FileOf(keySpec, ".key"), EncodeKeyFile(key, password).View(), kFileMode);
 }
 

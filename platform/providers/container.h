@@ -39,10 +39,10 @@ class Container {
     [[nodiscard]] bool NeedsPassword(DWORD keySpec) const;
 
     // Throws NTE_NO_KEY, SCARD_W_WRONG_CHV for a wrong or missing password.
-    [[nodiscard]] std::shared_ptr<EVP_PKEY> LoadKey(DWORD keySpec, const Secret& password) const;
+    [[nodiscard]] AnyKey LoadKey(DWORD keySpec, const Secret& password) const;
     // An empty password stores the key in clear. Throws NTE_BAD_KEY for a key of another
     // provider type.
-    void SaveKey(DWORD keySpec, EVP_PKEY* key, const Secret& password);
+    void SaveKey(DWORD keySpec, const AnyKey& key, const Secret& password);
 
     [[nodiscard]] std::optional<Bytes> CertificateOf(DWORD keySpec) const;
     void SaveCertificate(DWORD keySpec, ByteView der);
@@ -59,8 +59,8 @@ class Container {
 
 // A fresh key pair for a provider type (see the provider table): RSA of `bits` (default
 // 2048) for 1 and 24, P-256 for 16, GOST for 75, 80 and 81. Throws NTE_PROV_TYPE_NOT_DEF.
-EvpKey GenerateKey(DWORD type, DWORD bits = 0);
+AnyKey GenerateKey(DWORD type, DWORD bits = 0);
 // The provider type that serves a key: by its algorithm. Throws NTE_BAD_ALGID.
-DWORD TypeForKey(EVP_PKEY* key);
+DWORD TypeForKey(const AnyKey& key);
 
 }  // namespace platform

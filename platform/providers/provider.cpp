@@ -25,7 +25,7 @@ Provider::Slot& Provider::SlotOf(DWORD keySpec) {
     return slots_[keySpec - AT_KEYEXCHANGE];
 }
 
-std::shared_ptr<EVP_PKEY> Provider::AskAndUnlock(DWORD keySpec) {
+AnyKey Provider::AskAndUnlock(DWORD keySpec) {
     const Container& container = OpenContainer();
     for (int left = kTries; left > 0; --left) {
         const auto password = AskPassword(container.Name(), left < kTries);
@@ -39,7 +39,7 @@ std::shared_ptr<EVP_PKEY> Provider::AskAndUnlock(DWORD keySpec) {
     throw Error(SCARD_W_WRONG_CHV);
 }
 
-std::shared_ptr<EVP_PKEY> Provider::Unlock(DWORD keySpec, const Slot& slot) {
+AnyKey Provider::Unlock(DWORD keySpec, const Slot& slot) {
     const Container& container = OpenContainer();
     if (slot.password) return container.LoadKey(keySpec, *slot.password);
     if (!container.NeedsPassword(keySpec)) return container.LoadKey(keySpec, Secret());
@@ -47,7 +47,7 @@ std::shared_ptr<EVP_PKEY> Provider::Unlock(DWORD keySpec, const Slot& slot) {
     return AskAndUnlock(keySpec);
 }
 
-std::shared_ptr<EVP_PKEY> Provider::Key(DWORD keySpec) {
+AnyKey Provider::Key(DWORD keySpec) {
     OpenContainer();
     Slot& slot = SlotOf(keySpec);
     if (!slot.key) slot.key = Unlock(keySpec, slot);
@@ -57,17 +57,17 @@ std::shared_ptr<EVP_PKEY> Provider::Key(DWORD keySpec) {
 void Provider::NewKey(DWORD keySpec, DWORD bits) {
     Container& container = OpenContainer();
     Slot& slot = SlotOf(keySpec);
-    std::shared_ptr<EVP_PKEY> key = GenerateKey(row_.type, bits);
+    AnyKey key = GenerateKey(row_.type, bits);
     // A certificate of the old key must not pass for one of the new.
     container.RemoveCertificate(keySpec);
-    container.SaveKey(keySpec, key.get(), slot.password.value_or(Secret()));
+    container.SaveKey(keySpec, key, slot.password.value_or(Secret()));
     slot.key = std::move(key);
 }
 
 void Provider::SetPassword(DWORD keySpec, std::optional<Secret> password) {
     Slot& slot = SlotOf(keySpec);
     slot.password = std::move(password);
-    slot.key.reset();
+    slot.key = AnyKey();
 }
 
 const AlgorithmRow& Provider::CurrentAlgorithm(bool restart) {
@@ -95,7 +95,7 @@ std::size_t Provider::LongestContainer(bool restart) {
     return longest;
 }
 
-std::shared_ptr<EVP_PKEY> PrivateKeyOf(HCRYPTPROV provider, DWORD keySpec) {
+AnyKey PrivateKeyOf(HCRYPTPROV provider, DWORD keySpec) {
     return Resolve<Provider>(provider, ERROR_INVALID_PARAMETER)->Key(keySpec);
 }
 

@@ -54,8 +54,6 @@ Container OpenFitting(Side side, const std::string& name, DWORD type) {
 }
 
 HCRYPTPROV Acquire(const ProviderRow& row, const char* containerName, DWORD flags) {
-    // A provider whose algorithms are missing is of no use even for a listing.
-    EnsureAlgorithm(row.keyOid);
     const Side side = (flags & CRYPT_MACHINE_KEYSET) != 0 ? Side::Machine : Side::User;
     std::optional<Container> container;
     if ((flags & CRYPT_DELETEKEYSET) != 0) {

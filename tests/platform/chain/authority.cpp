@@ -45,23 +45,18 @@ void AddName(X509_NAME* name, const char* field, const std::string& text) {
 }
 
 std::shared_ptr<EVP_PKEY> KeyFor(const Recipe& recipe) {
-    if (recipe.key == nullptr) return GenerateKey(static_cast<DWORD>(recipe.type));
-    EVP_PKEY_up_ref(recipe.key);
-    return EvpKey(recipe.key);
-}
-
-// The digest that goes with a key, where the recipe does not say.
-const EVP_MD* DigestFor(const char* name, EVP_PKEY* key) {
-    if (name != nullptr) return EVP_get_digestbyname(name);
-    int nid = 0;
-    Check(EVP_PKEY_get_default_digest_nid(key, &nid) > 0, "default digest");
-    return EVP_get_digestbynid(nid);
+    EVP_PKEY* key = recipe.key;
+    const AnyKey fresh = key == nullptr ? GenerateKey(static_cast<DWORD>(recipe.type)) : AnyKey();
+    if (key == nullptr) key = fresh.Native();
+    EVP_PKEY_up_ref(key);
+    return EvpKey(key);
 }
 
 void Sign(X509* certificate, EVP_PKEY* key, const Recipe& recipe) {
     const std::unique_ptr<EVP_MD_CTX, Freer<EVP_MD_CTX_free>> context(EVP_MD_CTX_new());
     EVP_PKEY_CTX* parameters = nullptr;
-    EVP_DigestSignInit(context.get(), &parameters, DigestFor(recipe.digest, key), nullptr, key);
+    EVP_DigestSignInit(context.get(), &parameters, EVP_get_digestbyname(recipe.digest), nullptr,
+                       key);
     if (recipe.pss) EVP_PKEY_CTX_set_rsa_padding(parameters, RSA_PKCS1_PSS_PADDING);
     Check(X509_sign_ctx(certificate, context.get()) > 0, "signing");
 }
@@ -153,8 +148,7 @@ std::shared_ptr<Crl> MakeCrl(const Identity& issuer, const CrlRecipe& recipe) {
     X509V3_set_ctx(&context, issuer.Cert()->Native(), nullptr, nullptr, crl, 0);
     AddExtensions(recipe.extensions, &context, crl, &X509_CRL_add_ext);
     EVP_PKEY* key = recipe.signer == nullptr ? issuer.Key() : recipe.signer->Key();
-    const bool gost = !EVP_PKEY_is_a(key, "EC") && !EVP_PKEY_is_a(key, "RSA");
-    Check(X509_CRL_sign(crl, key, DigestFor(gost ? nullptr : "SHA256", key)) > 0, "CRL");
+    Check(X509_CRL_sign(crl, key, EVP_sha256()) > 0, "CRL");
     return Crl::Parse(EncodeWhole<X509_CRL>(&i2d_X509_CRL, crl));
 }
 
