@@ -172,7 +172,7 @@ void TimesX(Bytes& block) {
     const unsigned fold = (block[0] & 0x80) == 0 ? 0 : block.size() == 16 ? 0x87 : 0x1B;
     for (std::size_t i = 0; i < block.size(); ++i) {
         const unsigned next = i + 1 < block.size() ? block[i + 1] >> 7 : 0;
-        block[i] = static_cast<std::uint8_t>(block[i] << 1 | next);
+        block[i] = static_cast<std::uint8_t>(unsigned{block[i]} << 1 | next);
     }
     block.back() = static_cast<std::uint8_t>(block.back() ^ fold);
 }

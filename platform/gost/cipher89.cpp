@@ -82,20 +82,16 @@ std::uint64_t Key89::MacRounds(std::uint64_t block) const {
 }
 
 void Key89::EncryptBlocks(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks) const {
-    const auto pass = [&](std::size_t count) {
-        in += count * kBlock;
-        out += count * kBlock;
-        blocks -= count;
-    };
+    std::size_t done = 0;
     if (HasLanes()) {
-        for (; blocks >= kLaneBlocks; pass(kLaneBlocks)) {
-            EncryptLanes(*substitution_, words_, in, out);
+        for (; blocks - done >= kLaneBlocks; done += kLaneBlocks) {
+            EncryptLanes(*substitution_, words_, in + kBlock * done, out + kBlock * done);
         }
     }
-    for (; blocks >= kTogether; pass(kTogether)) {
-        EncryptTogether(*substitution_, words_, in, out);
+    for (; blocks - done >= kTogether; done += kTogether) {
+        EncryptTogether(*substitution_, words_, in + kBlock * done, out + kBlock * done);
     }
-    for (; blocks > 0; pass(1)) Store64(out, Encrypt(Load64(in)));
+    for (; done < blocks; ++done) Store64(out + kBlock * done, Encrypt(Load64(in + kBlock * done)));
 }
 
 void Key89::Mesh() {

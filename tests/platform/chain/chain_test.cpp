@@ -5,6 +5,7 @@
 #include "platform/base/handle.h"
 #include "platform/base/ticks.h"
 #include "tests/platform/chain/authority.h"
+#include "tests/platform/support/engine.h"
 
 namespace platform::testing {
 namespace {
@@ -210,6 +211,7 @@ std::shared_ptr<Crl> GostCrl(const std::string& digest, const std::string& revok
 }
 
 TEST_F(ChainTest, GostChains) {
+    SKIP_WITHOUT_ENGINE();
     const struct {
         const char* name;
         const char* key;

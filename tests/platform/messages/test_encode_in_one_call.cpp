@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "tests/platform/messages/encode_support.h"
+#include "tests/platform/support/engine.h"
 
 namespace platform::testing {
 namespace {
@@ -50,6 +51,7 @@ struct Request {
 };
 
 TEST(SignMessage, OpenSslAcceptsAttachedAndDetached) {
+    SKIP_WITHOUT_ENGINE();
     const Bytes first = Noise(100000);
     const Bytes second = Noise(3);
     Bytes both = first;

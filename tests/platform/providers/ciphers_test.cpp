@@ -5,6 +5,7 @@
 #include "platform/messages/der.h"
 #include "platform/messages/model.h"
 #include "platform/providers/container.h"
+#include "tests/platform/support/engine.h"
 #include "tests/platform/support/workshop.h"
 
 namespace platform::testing {
@@ -110,6 +111,7 @@ Bytes EnvelopedData(const Sealed& sealed) {
 }
 
 TEST(Ciphers, OpensslOpensOurs) {
+    SKIP_WITHOUT_ENGINE();
     const Bytes payload = Pattern(kPayload);
     for (const CipherRow& row : kCiphers) {
         SCOPED_TRACE(row.name);
@@ -129,6 +131,7 @@ TEST(Ciphers, OpensslOpensOurs) {
 }
 
 TEST(Ciphers, OursOpenOpenssl) {
+    SKIP_WITHOUT_ENGINE();
     const Bytes payload = Pattern(kPayload);
     WriteFile("payload", payload);
     for (const CipherRow& row : kCiphers) {
@@ -187,6 +190,7 @@ TEST(Ciphers, RefuseBadParametersAndKeys) {
 // ---- transport ---------------------------------------------------------------
 
 TEST(Transport, OpensslOpensOurs) {
+    SKIP_WITHOUT_ENGINE();
     const Bytes payload = Pattern(kPayload);
     for (const KeyRow& row : KeyRows()) {
         if (row.type == kTypeEcdsa) continue;
@@ -243,6 +247,7 @@ Sealed SealWithOpenssl(const SealedRow& row, ByteView payload) {
 }
 
 TEST(Transport, OursOpenOpenssl) {
+    SKIP_WITHOUT_ENGINE();
     const Bytes payload = Pattern(kPayload);
     for (const SealedRow& row : kSealed) {
         SCOPED_TRACE(row.name);
@@ -286,6 +291,7 @@ TEST(Transport, DamageNeverShowsWithRsa) {
 // A check value protects the key; bits around it (the form of an encoding) may change
 // without effect.
 TEST(Transport, DamageWithGostIsAnErrorOrNoDamage) {
+    SKIP_WITHOUT_ENGINE();
     for (const SealedRow& row : kSealed) {
         if (std::string_view(row.key) == "rsa") continue;
         SCOPED_TRACE(row.name);
@@ -347,6 +353,7 @@ TEST(Transport, RsaBlockIsReadAsTheStandardSays) {
 }
 
 TEST(Transport, AlgorithmGoesWithTheKey) {
+    SKIP_WITHOUT_ENGINE();
     const struct {
         const char* key;
         const char* transport;

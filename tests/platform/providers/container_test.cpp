@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include "tests/platform/support/engine.h"
 #include "tests/platform/support/workshop.h"
 
 namespace platform::testing {
@@ -34,6 +35,7 @@ constexpr TypeRow kTypes[] = {
 };
 
 TEST_F(Containers, KeepKeysOfEveryTypeAsOpensslReadsThem) {
+    SKIP_WITHOUT_ENGINE();
     for (const TypeRow& row : kTypes) {
         const std::string name = std::to_string(row.type) + "-" + row.password;
         SCOPED_TRACE(name);
@@ -57,6 +59,7 @@ TEST_F(Containers, KeepKeysOfEveryTypeAsOpensslReadsThem) {
 }
 
 TEST_F(Containers, OpenWhatOpensslWrote) {
+    SKIP_WITHOUT_ENGINE();
     for (const KeyRow& row : KeyRows()) {
         SCOPED_TRACE(row.name);
         CertificateOf(row.name);

@@ -1,6 +1,7 @@
 // Signatures and digests against the openssl command and the standards' own examples.
 #include "platform/messages/der.h"
 #include "platform/messages/model.h"
+#include "tests/platform/support/engine.h"
 #include "tests/platform/support/workshop.h"
 
 namespace platform::testing {
@@ -63,6 +64,7 @@ std::string PkeyutlOptions(const KeyRow& row) {
 }
 
 TEST(Signatures, OpensslAcceptsOurs) {
+    SKIP_WITHOUT_ENGINE();
     for (const KeyRow& row : KeyRows()) {
         const AnyKey key = PrivateKey(row.name);
         const Bytes digest = DigestOfPattern(row.digestOid);
@@ -76,6 +78,7 @@ TEST(Signatures, OpensslAcceptsOurs) {
 }
 
 TEST(Signatures, OursAcceptOpensslAndNothingElse) {
+    SKIP_WITHOUT_ENGINE();
     for (const KeyRow& row : KeyRows()) {
         SCOPED_TRACE(row.name);
         const AnyKey key = PublicKey(row.name);
@@ -129,6 +132,7 @@ constexpr FitRow kFits[] = {
 };
 
 TEST(Signatures, AlgorithmGoesWithKeyAndDigest) {
+    SKIP_WITHOUT_ENGINE();
     for (const FitRow& row : kFits) {
         const AnyKey key = PublicKey(row.key);
         const Bytes digest = DigestOfPattern(row.digest);
@@ -192,6 +196,7 @@ TEST(Signatures, RsaPssFollowsItsParameters) {
 }
 
 TEST(PublicKeys, RefuseDamage) {
+    SKIP_WITHOUT_ENGINE();
     for (const KeyRow& row : KeyRows()) {
         CertificateOf(row.name);
         Bytes der = ReadFile(std::string(row.name) + ".pub");
