@@ -52,8 +52,6 @@ inline constexpr const char* kGostR3411_2012_512 = "1.2.643.7.1.1.2.3";
 inline constexpr const char* kGost28147_89 = "1.2.643.2.2.21";
 inline constexpr const char* kMagmaCtrAcpkm = "1.2.643.7.1.1.5.1.1";
 inline constexpr const char* kKuznyechikCtrAcpkm = "1.2.643.7.1.1.5.2.1";
-inline constexpr const char* kMagmaCtrAcpkmOmac = "1.2.643.7.1.1.5.1.2";
-inline constexpr const char* kKuznyechikCtrAcpkmOmac = "1.2.643.7.1.1.5.2.2";
 inline constexpr const char* kMagmaWrap = "1.2.643.7.1.1.7.1.1";
 inline constexpr const char* kKuznyechikWrap = "1.2.643.7.1.1.7.2.1";
 }  // namespace oid

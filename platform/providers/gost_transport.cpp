@@ -153,13 +153,11 @@ Secret Unwrap89(const GostKey& key, ByteView der) {
 struct Wrap15 {
     const char* oid;
     const char* cipherOid;
-    const char* checkedOid;  // the same cipher with an authentication code
     std::unique_ptr<gost::BlockCipher> (*cipher)(ByteView key);
 };
 constexpr Wrap15 kWraps[] = {
-    {oid::kMagmaWrap, oid::kMagmaCtrAcpkm, oid::kMagmaCtrAcpkmOmac, &gost::NewMagma},
-    {oid::kKuznyechikWrap, oid::kKuznyechikCtrAcpkm, oid::kKuznyechikCtrAcpkmOmac,
-     &gost::NewKuznyechik},
+    {oid::kMagmaWrap, oid::kMagmaCtrAcpkm, &gost::NewMagma},
+    {oid::kKuznyechikWrap, oid::kKuznyechikCtrAcpkm, &gost::NewKuznyechik},
 };
 
 const Wrap15* FindWrap(std::string_view oid) {
@@ -171,7 +169,7 @@ const Wrap15* FindWrap(std::string_view oid) {
 
 const Wrap15* WrapForCipher(std::string_view cipherOid) {
     for (const Wrap15& wrap : kWraps) {
-        if (wrap.cipherOid == cipherOid || wrap.checkedOid == cipherOid) return &wrap;
+        if (wrap.cipherOid == cipherOid) return &wrap;
     }
     return nullptr;
 }

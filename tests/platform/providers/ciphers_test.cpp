@@ -194,13 +194,19 @@ TEST(Transport, OpensslOpensOurs) {
     const Bytes payload = Pattern(kPayload);
     for (const KeyRow& row : KeyRows()) {
         if (row.type == kTypeEcdsa) continue;
-        for (const char* cipher : {"1.2.643.2.2.21", "2.16.840.1.101.3.4.1.42"}) {
+        for (const char* cipher : {"1.2.643.2.2.21", "2.16.840.1.101.3.4.1.42", oid::kMagmaCtrAcpkm,
+                                   oid::kKuznyechikCtrAcpkm}) {
+            // The key wraps of GOST R 34.12 go with keys of 2012 alone.
+            const bool newer = std::string_view(cipher).starts_with("1.2.643.7.");
+            if (newer && row.type < kTypeGost2012_256) continue;
             SCOPED_TRACE(std::string(row.name) + " " + cipher);
             const AnyKey recipient = PublicKey(row.name);
+            // The engine changes keys after 1 KiB when it opens a message, wherever CMS says to.
+            const ByteView content = ByteView(payload).first(newer ? 1000 : payload.size());
             Sealed sealed;
             Secret key;
             const CipherContext context = StartEncryption(cipher, sealed.cipher, key);
-            sealed.content = Transform(*context, payload);
+            sealed.content = Transform(*context, content);
             sealed.transport = KeyTransportAlgorithmFor(recipient, cipher);
             sealed.wrapped = WrapKey(recipient, cipher, key.View());
             WriteFile("message", EnvelopedData(sealed));
@@ -208,7 +214,7 @@ TEST(Transport, OpensslOpensOurs) {
                 "cms -decrypt -engine gost -inform DER -binary -in message"
                 " -out plain -inkey " +
                 std::string(row.name) + ".key");
-            EXPECT_TRUE(ReadFile("plain") == payload);
+            EXPECT_TRUE(Equal(ReadFile("plain"), content));
         }
     }
 }
