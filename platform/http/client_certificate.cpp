@@ -1,13 +1,12 @@
 #include "platform/http/client_certificate.h"
 
-#include <openssl/err.h>
-#include <openssl/x509v3.h>
-
 #include <algorithm>
 
 #include "platform/base/error.h"
 #include "platform/certs/private_key.h"
+#include "platform/certs/signature.h"
 #include "platform/http/ground.h"
+#include "platform/providers/algorithms.h"
 #include "platform/providers/provider.h"
 #include "platform/stores/store.h"
 
@@ -18,9 +17,9 @@ constexpr std::size_t kMostIssuers = 10;
 
 // An opened key stays open in the process for its certificate, so that the user is asked
 // once however many requests go out. Never destroyed: OpenSSL may have ended before.
-std::shared_ptr<EVP_PKEY> OpenKey(const Certificate& certificate) {
-    static auto* const opened = new std::map<Bytes, std::shared_ptr<EVP_PKEY>>;
-    std::shared_ptr<EVP_PKEY>& key = (*opened)[Copy(certificate.Der())];
+AnyKey OpenKey(const Certificate& certificate) {
+    static auto* const opened = new std::map<Bytes, AnyKey>;
+    AnyKey& key = (*opened)[Copy(certificate.Der())];
     if (key) return key;
     try {
         const AcquiredKey acquired = AcquireKey(certificate, /*silent=*/false);
@@ -34,8 +33,7 @@ std::shared_ptr<EVP_PKEY> OpenKey(const Certificate& certificate) {
 
 bool Issued(const Certificate& issuer, const Certificate& subject) {
     try {
-        return X509_check_issued(issuer.Native(), subject.Native()) == X509_V_OK &&
-               X509_verify(subject.Native(), X509_get0_pubkey(issuer.Native())) == 1;
+        return HasIssued(issuer, subject);
     } catch (const Error&) {
         return false;  // OpenSSL cannot read one of them
     }
@@ -57,7 +55,6 @@ std::vector<std::shared_ptr<Certificate>> IssuersOf(
         if (found == candidates.end() || Issued(**found, **found)) break;
         issuers.push_back(last = *found);
     }
-    ERR_clear_error();
     return issuers;
 }
 
@@ -79,6 +76,9 @@ std::vector<std::shared_ptr<Certificate>> CertificatesOfBothSides(const char* st
 
 std::shared_ptr<const ClientIdentity> OpenClientIdentity(
     const std::shared_ptr<Certificate>& certificate) {
+    // TLS is OpenSSL's, which knows no key of GOST.
+    const std::string algorithm = certificate->Info().SubjectPublicKeyInfo.Algorithm.pszObjId;
+    if (IsGost(algorithm)) throw Error(NTE_BAD_ALGID, algorithm);
     auto identity = std::make_shared<ClientIdentity>();
     identity->certificate = certificate;
     identity->key = OpenKey(*certificate);

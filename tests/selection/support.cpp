@@ -1,5 +1,7 @@
 #include "tests/selection/support.h"
 
+#include "tests/support/engine.h"
+
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
@@ -283,6 +285,8 @@ std::string NamesInStore(DWORD side, const wchar_t* store) {
 }
 
 void SelectionTest::SetUp() {
+    // Some of the certificates have GOST keys.
+    SKIP_WITHOUT_ENGINE();
     FixtureFile("");  // made here, and not in a run
     char name[] = "/tmp/kestrel-selection-XXXXXX";
     folder = mkdtemp(name);

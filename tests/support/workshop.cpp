@@ -1,7 +1,6 @@
 #include "tests/support/workshop.h"
 
 #include <openssl/err.h>
-#include <openssl/pem.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -9,6 +8,8 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+
+#include "platform/providers/key_file.h"
 
 namespace platform::testing {
 namespace {
@@ -156,18 +157,14 @@ const Bytes& CertificateOf(const std::string& name) {
     return entry->second;
 }
 
-EvpKey PublicKey(const std::string& name) {
+AnyKey PublicKey(const std::string& name) {
     CertificateOf(name);
     return PublicKeyFromDer(ReadFile(name + ".pub"));
 }
 
-EvpKey PrivateKey(const std::string& name) {
+AnyKey PrivateKey(const std::string& name) {
     CertificateOf(name);
-    EnsureAlgorithm(KeyNamed(name).digestOid);
-    std::FILE* file = std::fopen((Folder() / (name + ".key")).c_str(), "r");
-    EvpKey key(PEM_read_PrivateKey(file, nullptr, nullptr, nullptr));
-    std::fclose(file);
-    return key;
+    return OpenKeyFile(ParseKeyFile(ReadFile(name + ".key")).value(), Secret());
 }
 
 HomesTest::HomesTest() : handles_(LiveHandles()) {
