@@ -139,9 +139,9 @@ extern "C" int LLVMFuzzerInitialize(int* /*count*/, char*** /*arguments*/) {
     Demand(mkdtemp(home.data()) != nullptr, "a temporary folder");
     setenv("KESTREL_HOME", home.c_str(), 1);
     setenv("KESTREL_MACHINE_HOME", (home + "/machine").c_str(), 1);
-    const platform::EvpKey key = platform::GenerateKey(PROV_RSA_AES);
+    const platform::AnyKey key = platform::GenerateKey(PROV_RSA_AES);
     platform::Container::Create(platform::Side::User, kContainer, PROV_RSA_AES)
-        .SaveKey(AT_KEYEXCHANGE, key.get(), platform::Secret());
+        .SaveKey(AT_KEYEXCHANGE, key, platform::Secret());
     Demand(
         CryptAcquireContextA(&provider, kContainer, nullptr, PROV_RSA_AES, CRYPT_SILENT) != FALSE,
         "a provider");

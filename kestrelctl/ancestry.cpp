@@ -1,10 +1,8 @@
 // Walking from a certificate to its issuers by name and signature.
 #include "kestrelctl/ancestry.h"
 
-#include <openssl/err.h>
-#include <openssl/x509v3.h>
-
 #include "platform/base/error.h"
+#include "platform/certs/signature.h"
 #include "platform/stores/store.h"
 
 namespace kestrelctl {
@@ -15,18 +13,6 @@ using platform::Side;
 
 // Longer ones are no chains that anybody uses; a circle ends here, too.
 constexpr std::size_t kLongest = 16;
-
-bool Signed(const Certificate& issuer, const Certificate& subject) {
-    const platform::EvpKey key = PublicKeyOf(issuer);
-    const bool good = key && X509_verify(subject.Native(), key.get()) == 1;
-    ERR_clear_error();
-    return good;
-}
-
-bool Issued(const Certificate& issuer, const Certificate& subject) {
-    return X509_check_issued(issuer.Native(), subject.Native()) == X509_V_OK &&
-           Signed(issuer, subject);
-}
 
 std::vector<Side> SidesFor(Side side) {
     if (side == Side::Machine) return {Side::Machine};
@@ -56,7 +42,7 @@ bool Holds(const Certificates& list, const Certificate& wanted) {
 std::shared_ptr<Certificate> IssuerAmong(const Certificates& pool, const Certificate& subject) {
     for (const auto& one : pool) {
         try {
-            if (Issued(*one, subject)) return one;
+            if (platform::HasIssued(*one, subject)) return one;
         } catch (const platform::Error&) {
             continue;  // a stranger's certificate that cannot be read issued nothing
         }
@@ -66,11 +52,11 @@ std::shared_ptr<Certificate> IssuerAmong(const Certificates& pool, const Certifi
 
 }  // namespace
 
-platform::EvpKey PublicKeyOf(const Certificate& certificate) {
+platform::AnyKey PublicKeyOf(const Certificate& certificate) {
     try {
         return platform::PublicKeyFromInfo(certificate.Info().SubjectPublicKeyInfo);
     } catch (const platform::Error&) {
-        return nullptr;
+        return {};
     }
 }
 
@@ -79,7 +65,8 @@ bool IsSelfSigned(const Certificate& certificate) {
     const CERT_INFO& info = certificate.Info();
     return platform::Equal(platform::ViewOf(info.Subject.pbData, info.Subject.cbData),
                            platform::ViewOf(info.Issuer.pbData, info.Issuer.cbData)) &&
-           Signed(certificate, certificate);
+           platform::CheckSignature(certificate.Der(), info.SubjectPublicKeyInfo).state ==
+               platform::SignatureState::Good;
 }
 
 Ancestry AncestryOf(Side side, const std::shared_ptr<Certificate>& certificate,

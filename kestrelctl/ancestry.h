@@ -25,6 +25,6 @@ Ancestry AncestryOf(platform::Side side, const std::shared_ptr<platform::Certifi
 bool IsSelfSigned(const platform::Certificate& certificate);
 
 // The public key of a certificate; null when it is of a kind that nobody here knows.
-platform::EvpKey PublicKeyOf(const platform::Certificate& certificate);
+platform::AnyKey PublicKeyOf(const platform::Certificate& certificate);
 
 }  // namespace kestrelctl

@@ -104,20 +104,17 @@ void Undo(const NewIdentity& identity, const std::string& container) {
 }
 
 // The public key that a container tells without a password; null when it tells none.
-platform::EvpKey KnownKey(const Container& container, DWORD spec) {
+platform::AnyKey KnownKey(const Container& container, DWORD spec) {
     if (const auto der = container.CertificateOf(spec)) {
         return PublicKeyOf(*Certificate::Parse(*der));
     }
-    if (!container.HasKey(spec) || container.NeedsPassword(spec)) return nullptr;
-    const auto key = container.LoadKey(spec, {});
-    EVP_PKEY_up_ref(key.get());
-    return platform::EvpKey(key.get());
+    if (!container.HasKey(spec) || container.NeedsPassword(spec)) return {};
+    return container.LoadKey(spec, {});
 }
 
-std::optional<DWORD> SpecOfKey(const Container& container, EVP_PKEY* wanted) {
+std::optional<DWORD> SpecOfKey(const Container& container, const platform::AnyKey& wanted) {
     for (const DWORD spec : kKeySpecs) {
-        const platform::EvpKey key = container.HasKey(spec) ? KnownKey(container, spec) : nullptr;
-        if (key && EVP_PKEY_eq(key.get(), wanted) == 1) return spec;
+        if (container.HasKey(spec) && KnownKey(container, spec).Matches(wanted)) return spec;
     }
     return std::nullopt;
 }
@@ -176,7 +173,8 @@ std::string SaveIdentity(const NewIdentity& identity) {
     return container.Name();
 }
 
-std::optional<KeyPlace> FindKey(Side side, EVP_PKEY* publicKey, const std::string& except) {
+std::optional<KeyPlace> FindKey(Side side, const platform::AnyKey& publicKey,
+                                const std::string& except) {
     for (const std::string& name : Container::List(side, 0)) {
         if (name == except) continue;
         try {
@@ -214,8 +212,8 @@ Released Release(Side side, const char* storeName, const std::string& container)
     for (const auto& certificate : store->Certificates()) {
         const auto place = PlaceOf(*certificate);
         if (!place || place->side != side || place->container != container) continue;
-        const platform::EvpKey key = PublicKeyOf(*certificate);
-        const auto other = key ? FindKey(side, key.get(), container) : std::nullopt;
+        const platform::AnyKey key = PublicKeyOf(*certificate);
+        const auto other = key ? FindKey(side, key, container) : std::nullopt;
         if (other) {
             AddLeading(*store, *certificate, *other);
             released.rebound.push_back(other->container);

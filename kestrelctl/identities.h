@@ -47,7 +47,7 @@ struct NewIdentity {
     platform::Side side;
     std::string container;  // empty: the certificate's common name, with a number if taken
     DWORD type;
-    EVP_PKEY* key;
+    platform::AnyKey key;
     CertificatePointer certificate;
     platform::Secret pin;
     bool trusted;  // the certificate goes into "Root" as well
@@ -59,7 +59,7 @@ std::string SaveIdentity(const NewIdentity& identity);
 
 // The container that holds the key of this public one, other than `except`. Containers
 // that cannot be read, or tell nothing without a password, are passed over.
-std::optional<KeyPlace> FindKey(platform::Side side, EVP_PKEY* publicKey,
+std::optional<KeyPlace> FindKey(platform::Side side, const platform::AnyKey& publicKey,
                                 const std::string& except = {});
 
 // Makes a certificate the one of a key, in the container and in "My". Those that led to the

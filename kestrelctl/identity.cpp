@@ -12,12 +12,11 @@
 namespace kestrelctl {
 namespace {
 
+using platform::AnyKey;
 using platform::Certificate;
 using platform::Container;
 using platform::Secret;
 using platform::Side;
-
-using KeyHolder = std::shared_ptr<EVP_PKEY>;
 
 Secret PinOf(const Arguments& arguments, std::string_view option = "pin") {
     const std::string* given = arguments.Find(option);
@@ -39,7 +38,7 @@ DWORD FilledKeySpec(const Container& container) {
 }
 
 // The container's key, asking for its password when it has one and none was given.
-KeyHolder LoadKey(const Container& container, DWORD spec, Secret& pin) {
+AnyKey LoadKey(const Container& container, DWORD spec, Secret& pin) {
     if (container.NeedsPassword(spec) && pin.Empty()) {
         pin = AskPassword("Password of container '" + Visible(container.Name()) + "': ");
     }
@@ -105,7 +104,7 @@ void AdviseOnTrust(Side side, const CertificatePointer& certificate, const Certi
 
 // ---- passwords -----------------------------------------------------------------------
 
-using Keys = std::vector<std::pair<DWORD, KeyHolder>>;
+using Keys = std::vector<std::pair<DWORD, AnyKey>>;
 
 Keys LoadKeys(const Container& container, Secret& pin) {
     Keys keys;
@@ -120,7 +119,7 @@ void ChangePasswords(Container& container, Secret& old, const Secret& fresh) {
     const platform::ContainerLock lock(container.GetSide());
     platform::ContainerChange change(container.Type());
     for (const auto& [spec, key] : LoadKeys(container, old)) {
-        change.SetKey(spec, key.get(), fresh);
+        change.SetKey(spec, key, fresh);
     }
     container.Apply(change);
 }
@@ -138,9 +137,8 @@ CertificatePointer OnlyCertificate(const std::string& file) {
     throw Failure("'" + file + "' must hold one certificate");
 }
 
-bool Fits(const Certificate& certificate, EVP_PKEY* key) {
-    const platform::EvpKey own = PublicKeyOf(certificate);
-    return own && EVP_PKEY_eq(own.get(), key) == 1;
+bool Fits(const Certificate& certificate, const AnyKey& key) {
+    return PublicKeyOf(certificate).Matches(key);
 }
 
 // The key of the container that is the certificate's. A certificate that the key has
@@ -149,10 +147,8 @@ DWORD SpecFor(const Container& container, const Certificate& certificate, Secret
     for (const DWORD spec : kKeySpecs) {
         if (!container.HasKey(spec)) continue;
         const auto der = container.CertificateOf(spec);
-        const platform::EvpKey known = der ? PublicKeyOf(*Certificate::Parse(*der)) : nullptr;
-        if (Fits(certificate, known ? known.get() : LoadKey(container, spec, pin).get())) {
-            return spec;
-        }
+        const AnyKey known = der ? PublicKeyOf(*Certificate::Parse(*der)) : AnyKey();
+        if (Fits(certificate, known ? known : LoadKey(container, spec, pin))) return spec;
     }
     throw Failure("the certificate is not one of a key in container " + Quoted(container.Name()));
 }
@@ -203,13 +199,13 @@ Released DeleteContainer(Side side, const std::string& name) {
 void IdentityCreate(const Arguments& arguments) {
     const auto type = static_cast<DWORD>(arguments.Number("provtype", PROV_RSA_AES, 1));
     const auto bits = static_cast<DWORD>(arguments.Number("bits", 0, 1));
-    const platform::EvpKey key = platform::GenerateKey(type, bits);
+    const AnyKey key = platform::GenerateKey(type, bits);
     const auto certificate = Certificate::Parse(
-        SelfSigned(key.get(), arguments.positionals[0], arguments.Number("days", 365, 1)));
+        SelfSigned(key, arguments.positionals[0], arguments.Number("days", 365, 1)));
     const bool trust = arguments.Has("trust");
     const IdentityLock lock(arguments.Side());
-    const std::string name = SaveIdentity({arguments.Side(), arguments.Get("container"), type,
-                                           key.get(), certificate, PinOf(arguments), trust});
+    const std::string name = SaveIdentity({arguments.Side(), arguments.Get("container"), type, key,
+                                           certificate, PinOf(arguments), trust});
     Say("Made container " + Quoted(name) + " with a new key of type " + std::to_string(type) +
         ", and its certificate " + Thumbprint(certificate->Der()) + " in \"My\"" +
         (trust ? " and \"Root\"." : "."));
@@ -224,15 +220,15 @@ void IdentityImport(const Arguments& arguments) {
     const bool trust = arguments.Has("trust");
     const NewIdentity identity{side,
                                arguments.Get("container"),
-                               platform::TypeForKey(content.key.get()),
-                               content.key.get(),
+                               platform::TypeForKey(content.key),
+                               content.key,
                                certificate,
                                PinOf(arguments),
                                trust && (others.empty() || IsSelfSigned(*certificate))};
     const IdentityLock lock(side);
     // The key comes last: whoever was stopped before it does the same again.
     AddOthers(side, others, trust);
-    const auto known = FindKey(side, content.key.get());
+    const auto known = FindKey(side, content.key);
     const bool another =
         !identity.container.empty() && known && known->container != identity.container;
     if (another) Say("Container " + Quoted(known->container) + " holds this key, too.");
@@ -248,8 +244,8 @@ void IdentityExport(const Arguments& arguments) {
     const auto der = container.CertificateOf(spec);
     if (!der) throw Failure("container " + Quoted(container.Name()) + " holds no certificate");
     Secret pin = PinOf(arguments);
-    const KeyHolder key = LoadKey(container, spec, pin);
-    Pkcs12Source source{key.get(), *der, {}, container.Name(), arguments.Has("legacy")};
+    const AnyKey key = LoadKey(container, spec, pin);
+    Pkcs12Source source{key, *der, {}, container.Name(), arguments.Has("legacy")};
     for (const auto& issuer : AncestryOf(side, Certificate::Parse(*der)).issuers) {
         source.issuers.push_back(platform::Copy(issuer->Der()));
     }

@@ -10,7 +10,7 @@
 namespace kestrelctl {
 
 struct Pkcs12Content {
-    platform::EvpKey key;
+    platform::AnyKey key;
     platform::Bytes certificate;          // DER, the key's
     std::vector<platform::Bytes> others;  // DER
 };
@@ -20,7 +20,7 @@ struct Pkcs12Content {
 Pkcs12Content ReadPkcs12(const std::string& file, const platform::Secret& password);
 
 struct Pkcs12Source {
-    EVP_PKEY* key;
+    platform::AnyKey key;
     platform::ByteView certificate;
     std::vector<platform::Bytes> issuers;  // DER
     std::string name;

@@ -12,6 +12,12 @@
 namespace kestrelctl {
 
 using Pkcs12 = std::unique_ptr<PKCS12, platform::Freer<PKCS12_free>>;
+inline void FreeContents(STACK_OF(PKCS7) * list) { sk_PKCS7_pop_free(list, PKCS7_free); }
+inline void FreeBags(STACK_OF(PKCS12_SAFEBAG) * list) {
+    sk_PKCS12_SAFEBAG_pop_free(list, PKCS12_SAFEBAG_free);
+}
+using Contents = std::unique_ptr<STACK_OF(PKCS7), platform::Freer<FreeContents>>;
+using Bags = std::unique_ptr<STACK_OF(PKCS12_SAFEBAG), platform::Freer<FreeBags>>;
 using NativeCertificate = std::unique_ptr<X509, platform::X509Deleter>;
 
 // The text with a terminator, wiped with its holder.

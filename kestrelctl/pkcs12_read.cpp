@@ -10,23 +10,24 @@
 #include "kestrelctl/pkcs12_file.h"
 #include "kestrelctl/pkcs12_parts.h"
 #include "platform/base/home.h"
+#include "platform/providers/algorithms.h"
+#include "platform/providers/key_file.h"
+#include "platform/providers/pkcs12.h"
 #include "platform/providers/round_budget.h"
 
 namespace kestrelctl {
 namespace {
 
-constexpr const char* kGostKey = "1.2.643.7.1.1.1.1";
-
 // A bag may hold bags (RFC 7292 4.2.6).
 constexpr int kDeepestBag = 8;
 
 using LegacyProvider = std::unique_ptr<OSSL_PROVIDER, platform::Freer<OSSL_PROVIDER_unload>>;
-void FreeContents(STACK_OF(PKCS7) * list) { sk_PKCS7_pop_free(list, PKCS7_free); }
-void FreeBags(STACK_OF(PKCS12_SAFEBAG) * list) {
-    sk_PKCS12_SAFEBAG_pop_free(list, PKCS12_SAFEBAG_free);
+
+STACK_OF(PKCS12_SAFEBAG) *
+    DecodeBags(STACK_OF(PKCS12_SAFEBAG) * *into, const unsigned char** at, long size) {
+    return reinterpret_cast<STACK_OF(PKCS12_SAFEBAG)*>(ASN1_item_d2i(
+        reinterpret_cast<ASN1_VALUE**>(into), at, size, ASN1_ITEM_rptr(PKCS12_SAFEBAGS)));
 }
-using Contents = std::unique_ptr<STACK_OF(PKCS7), platform::Freer<FreeContents>>;
-using Bags = std::unique_ptr<STACK_OF(PKCS12_SAFEBAG), platform::Freer<FreeBags>>;
 
 // An empty password and none at all derive different keys (RFC 7292 B.1).
 using Password = std::optional<platform::Secret>;
@@ -46,7 +47,7 @@ class Walk {
         }
         ERR_clear_error();
     }
-    std::vector<platform::EvpKey> keys;
+    std::vector<platform::AnyKey> keys;
     std::vector<platform::Bytes> certificates;
 
   private:
@@ -56,9 +57,18 @@ class Walk {
             bags.reset(PKCS12_unpack_p7data(content));
         } else if (PKCS7_type_is_encrypted(content) && content->d.encrypted != nullptr) {
             budget_.Spend(content->d.encrypted->enc_data->algorithm);
-            bags.reset(PKCS12_unpack_p7encdata(content, Text(), Length()));
+            bags = Decrypted(content);
         }
         Take(bags.get(), 0);
+    }
+    [[nodiscard]] Bags Decrypted(PKCS7* content) const {
+        const PKCS7_ENC_CONTENT* sealed = content->d.encrypted->enc_data;
+        if (sealed->enc_data == nullptr || !platform::UsesGost(sealed->algorithm)) {
+            return Bags(PKCS12_unpack_p7encdata(content, Text(), Length()));
+        }
+        const platform::Secret plain = platform::DecryptGostPbes2(
+            sealed->algorithm, platform::ViewOf(sealed->enc_data), Plain());
+        return platform::DecodeWhole<Bags>(&DecodeBags, plain.View());
     }
     void Take(const STACK_OF(PKCS12_SAFEBAG) * bags, int depth) {
         for (int i = 0; i < sk_PKCS12_SAFEBAG_num(bags); ++i) {
@@ -81,15 +91,23 @@ class Walk {
         }
     }
     void TakeKey(const PKCS8_PRIV_KEY_INFO* info) {
-        platform::EvpKey key(info != nullptr ? EVP_PKCS82PKEY(info) : nullptr);
+        platform::AnyKey key = info != nullptr ? platform::KeyFromInfo(info) : platform::AnyKey();
         if (key) keys.push_back(std::move(key));
     }
     void TakeSealedKey(const PKCS12_SAFEBAG* bag) {
         const X509_ALGOR* algorithm = nullptr;
-        X509_SIG_get0(PKCS12_SAFEBAG_get0_pkcs8(bag), &algorithm, nullptr);
+        const ASN1_OCTET_STRING* sealed = nullptr;
+        X509_SIG_get0(PKCS12_SAFEBAG_get0_pkcs8(bag), &algorithm, &sealed);
         budget_.Spend(algorithm);
-        const platform::PrivateKeyInfo info(PKCS12_decrypt_skey(bag, Text(), Length()));
-        TakeKey(info.get());
+        if (!platform::UsesGost(algorithm)) {
+            const platform::PrivateKeyInfo info(PKCS12_decrypt_skey(bag, Text(), Length()));
+            return TakeKey(info.get());
+        }
+        const platform::Secret plain =
+            platform::DecryptGostPbes2(algorithm, platform::ViewOf(sealed), Plain());
+        TakeKey(
+            platform::DecodeWhole<platform::PrivateKeyInfo>(&d2i_PKCS8_PRIV_KEY_INFO, plain.View())
+                .get());
     }
     void TakeCertificate(const PKCS12_SAFEBAG* bag) {
         if (PKCS12_SAFEBAG_get_bag_nid(bag) != NID_x509Certificate) return;
@@ -105,16 +123,20 @@ class Walk {
         return password_ ? static_cast<int>(password_->View().size()) - 1 : 0;
     }
 
+    // Without the terminator.
+    [[nodiscard]] platform::Secret Plain() const {
+        return password_ ? platform::Secret(password_->View().first(password_->View().size() - 1))
+                         : platform::Secret();
+    }
+
     Password password_;
     platform::RoundBudget budget_;
 };
 
-bool BelongsTo(EVP_PKEY* key, const platform::Bytes& der) {
+bool BelongsTo(const platform::AnyKey& key, const platform::Bytes& der) {
     try {
         const auto certificate = platform::Certificate::Parse(der);
-        const platform::EvpKey publicKey =
-            platform::PublicKeyFromInfo(certificate->Info().SubjectPublicKeyInfo);
-        return EVP_PKEY_eq(publicKey.get(), key) == 1;
+        return platform::PublicKeyFromInfo(certificate->Info().SubjectPublicKeyInfo).Matches(key);
     } catch (const platform::Error&) {
         return false;
     }
@@ -129,7 +151,7 @@ Pkcs12Content Chosen(Walk walk) {
     for (auto at = walk.keys.begin(); at != walk.keys.end() && own == walk.certificates.end();
          ++at) {
         own = std::ranges::find_if(walk.certificates,
-                                   [&](const auto& der) { return BelongsTo(at->get(), der); });
+                                   [&](const auto& der) { return BelongsTo(*at, der); });
         if (own != walk.certificates.end()) key = at;
     }
     content.key = std::move(*key);
@@ -144,23 +166,12 @@ bool Try(const PKCS12* file, const Password& password, Pkcs12Content& content) {
     Walk walk(password);
     walk.Take(file);
     content = Chosen(std::move(walk));
-    return content.key != nullptr && !content.certificate.empty();
+    return content.key && !content.certificate.empty();
 }
 
-bool Load(const std::string& algorithm) {
-    try {
-        platform::EnsureAlgorithm(algorithm);
-        return true;
-    } catch (const platform::Error&) {
-        return false;
-    }
-}
-
-// GOST files use algorithms of the engine, old files ciphers of the legacy provider: each
-// is loaded only when a plain attempt fails.
+// Old files use ciphers of the legacy provider: it is loaded only when a plain attempt fails.
 bool TryAll(const PKCS12* file, const Password& password, Pkcs12Content& content) {
     if (Try(file, password, content)) return true;
-    if (Load(kGostKey) && Try(file, password, content)) return true;
     const LegacyProvider legacy(OSSL_PROVIDER_try_load(nullptr, "legacy", 1));
     return legacy != nullptr && Try(file, password, content);
 }
@@ -175,7 +186,9 @@ bool OpensMac(PKCS12* file, Password& password) {
     platform::RoundBudget().Spend(rounds, digest);
     const ASN1_OBJECT* object = nullptr;
     X509_ALGOR_get0(&object, nullptr, nullptr, digest);
-    Load(platform::DottedOf(object));
+    if (platform::IsGost(platform::DottedOf(object))) {
+        return platform::GostMacFits(file, *password);
+    }
     const platform::Secret text = Terminated(*password);
     const int length = static_cast<int>(text.View().size()) - 1;
     if (PKCS12_verify_mac(file, text.Text().data(), length) == 1) return true;
@@ -188,7 +201,7 @@ Pkcs12Content Open(PKCS12* file, Password password, const std::string& name) {
     Pkcs12Content content;
     if (!OpensMac(file, password)) throw Failure("wrong password for '" + name + "'");
     if (TryAll(file, password, content)) return content;
-    if (content.key != nullptr) throw Failure("'" + name + "' holds no certificate for its key");
+    if (content.key) throw Failure("'" + name + "' holds no certificate for its key");
     if (PKCS12_mac_present(file) == 0) {
         throw Failure("wrong password for '" + name + "', or no private key in it");
     }

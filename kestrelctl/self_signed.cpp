@@ -63,15 +63,10 @@ void AddExtension(X509* certificate, int nid, const char* value) {
     Require(good, "an extension");
 }
 
-const EVP_MD* SigningDigest(EVP_PKEY* key) {
-    int nid = NID_undef;
-    if (EVP_PKEY_get_default_digest_nid(key, &nid) <= 0) nid = NID_sha256;
-    return EVP_get_digestbynid(nid);
-}
-
 }  // namespace
 
-platform::Bytes SelfSigned(EVP_PKEY* key, const std::string& subject, unsigned long days) {
+platform::Bytes SelfSigned(const platform::AnyKey& key, const std::string& subject,
+                           unsigned long days) {
     const Certificate certificate(X509_new());
     Require(certificate != nullptr && X509_set_version(certificate.get(), X509_VERSION_3) == 1,
             "no memory");
@@ -79,19 +74,12 @@ platform::Bytes SelfSigned(EVP_PKEY* key, const std::string& subject, unsigned l
     SetNames(certificate.get(), subject);
     X509_gmtime_adj(X509_getm_notBefore(certificate.get()), 0);
     X509_time_adj_ex(X509_getm_notAfter(certificate.get()), static_cast<int>(days), 0, nullptr);
-    Require(X509_set_pubkey(certificate.get(), key) == 1, "the key");
+    platform::SetPublicKey(certificate.get(), key);
     AddExtension(certificate.get(), NID_basic_constraints, "critical,CA:FALSE");
     AddExtension(certificate.get(), NID_key_usage,
                  "critical,digitalSignature,nonRepudiation,keyEncipherment,dataEncipherment");
     AddExtension(certificate.get(), NID_subject_key_identifier, "hash");
-    Require(X509_sign(certificate.get(), key, SigningDigest(key)) > 0, "the signature");
-
-    unsigned char* encoded = nullptr;
-    const int size = i2d_X509(certificate.get(), &encoded);
-    Require(size > 0, "no memory");
-    platform::Bytes der(encoded, encoded + size);
-    OPENSSL_free(encoded);
-    return der;
+    return platform::SignCertificate(certificate.get(), key);
 }
 
 }  // namespace kestrelctl

@@ -5,11 +5,12 @@ set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 build_packages=(g++ cmake ninja-build pkg-config libssl-dev libcurl4-openssl-dev libsqlite3-dev libboost-dev
-  libengine-gost-openssl openssl ca-certificates)
-test_packages=(libgtest-dev python3 gpgsm gpg-agent gpgconf git strace apache2-bin squid)
+  openssl ca-certificates)
+# The engine is the other side of the GOST tests.
+test_packages=(libengine-gost-openssl libgtest-dev python3 gpgsm gpg-agent gpgconf git strace apache2-bin squid)
 check_packages=(clang-format clang-tidy)
 windows_packages=(g++-mingw-w64-x86-64-posix wine64)
-bench_packages=(libbenchmark-dev python3 time)
+bench_packages=(libbenchmark-dev nettle-dev libgcrypt20-dev libengine-gost-openssl python3 time)
 fuzz_packages=(clang libclang-rt-14-dev)
 
 # Installs the packages that are missing, and says nothing when none is.

@@ -37,16 +37,6 @@ std::vector<ExtensionView> ReadExplicitExtensions(ByteView contents) {
     return views;
 }
 
-// OpenSSL looks at the key when it reads the certificate and never again, so an
-// algorithm that comes from the engine has to be there by then.
-void TryAlgorithm(const char* oid) {
-    try {
-        EnsureAlgorithm(oid);
-    } catch (const Error&) {
-        // Everything but the key can be read without it.
-    }
-}
-
 }  // namespace
 
 CertificateFields ReadToBeSigned(der::Cursor cursor) {
@@ -119,7 +109,6 @@ PCCERT_CONTEXT Certificate::Share(const std::shared_ptr<Certificate>& certificat
 
 X509* Certificate::Native() const {
     if (native_) return native_.get();
-    TryAlgorithm(Info().SubjectPublicKeyInfo.Algorithm.pszObjId);
     const unsigned char* at = der_.data();
     native_.reset(d2i_X509(nullptr, &at, static_cast<long>(der_.size())));
     ERR_clear_error();

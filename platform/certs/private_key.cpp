@@ -1,8 +1,6 @@
 // From a certificate to its private key.
 #include "platform/certs/private_key.h"
 
-#include <openssl/evp.h>
-
 #include "platform/base/error.h"
 #include "platform/certs/key_provider_info.h"
 #include "platform/providers/crypto.h"
@@ -27,9 +25,8 @@ bool OpensSilently(const KeyProviderInfo& info) {
 // name without fitting it, so that is found here.
 void CheckSameKey(const Certificate& certificate, const KeyProviderInfo& info, Provider& provider) {
     if (!OpensSilently(info)) return;
-    const EvpKey expected = PublicKeyFromInfo(certificate.Info().SubjectPublicKeyInfo);
-    const std::shared_ptr<EVP_PKEY> present = provider.Key(info.keySpec);
-    if (EVP_PKEY_eq(expected.get(), present.get()) != 1) throw Error(NTE_BAD_PUBLIC_KEY);
+    const AnyKey expected = PublicKeyFromInfo(certificate.Info().SubjectPublicKeyInfo);
+    if (!expected.Matches(provider.Key(info.keySpec))) throw Error(NTE_BAD_PUBLIC_KEY);
 }
 
 }  // namespace

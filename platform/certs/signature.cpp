@@ -1,6 +1,9 @@
 // The signature of a certificate or CRL against a public key.
 #include "platform/certs/signature.h"
 
+#include <openssl/err.h>
+#include <openssl/x509v3.h>
+
 #include <algorithm>
 #include <array>
 #include <string_view>
@@ -9,6 +12,7 @@
 #include "platform/der/records.h"
 #include "platform/providers/algorithms.h"
 #include "platform/providers/crypto.h"
+#include "platform/providers/openssl.h"
 #include "platform/providers/rsa_parameters.h"
 
 namespace platform {
@@ -72,10 +76,9 @@ Fit FitOf(const Algorithm& algorithm, std::string_view keyOid, std::string& dige
 
 void Verify(const SignedParts& parts, const std::string& digestOid,
             const CERT_PUBLIC_KEY_INFO& key) {
-    EnsureAlgorithm(digestOid);
     Digest digest(digestOid);
     digest.Update(parts.toBeSigned);
-    VerifyDigest(PublicKeyFromInfo(key).get(), parts.algorithm, digestOid, digest.Value(),
+    VerifyDigest(PublicKeyFromInfo(key), parts.algorithm, digestOid, digest.Value(),
                  parts.signature.octets);
 }
 
@@ -102,10 +105,24 @@ SignatureVerdict Check(const SignedParts& parts, const CERT_PUBLIC_KEY_INFO& key
 SignatureVerdict CheckSignature(ByteView der, const CERT_PUBLIC_KEY_INFO& key) {
     try {
         return Check(Split(der), key);
-    } catch (const Error& error) {
-        if (error.Code() == static_cast<DWORD>(NTE_PROV_DLL_NOT_FOUND)) throw;
+    } catch (const Error&) {
         return {};  // a key or signature that cannot be read has signed nothing
     }
+}
+
+// X509_check_issued would want a key that OpenSSL can read.
+bool HasIssued(const Certificate& issuer, const Certificate& subject) {
+    X509* above = issuer.Native();
+    X509* below = subject.Native();
+    if (X509_NAME_cmp(X509_get_subject_name(above), X509_get_issuer_name(below)) != 0) return false;
+    if ((X509_get_key_usage(above) & X509v3_KU_KEY_CERT_SIGN) == 0) return false;
+    const std::unique_ptr<AUTHORITY_KEYID, Freer<AUTHORITY_KEYID_free>> named(
+        static_cast<AUTHORITY_KEYID*>(
+            X509_get_ext_d2i(below, NID_authority_key_identifier, nullptr, nullptr)));
+    ERR_clear_error();
+    return X509_check_akid(above, named.get()) == X509_V_OK &&
+           CheckSignature(subject.Der(), issuer.Info().SubjectPublicKeyInfo).state ==
+               SignatureState::Good;
 }
 
 bool IsWeakKey(const CERT_PUBLIC_KEY_INFO& key) {
@@ -113,8 +130,7 @@ bool IsWeakKey(const CERT_PUBLIC_KEY_INFO& key) {
     if (algorithm != oid::kRsa && algorithm != oid::kRsaPss) return false;
     try {
         const AlgorithmRow& row = *FindAlgorithm(oid::kRsa, CRYPT_PUBKEY_ALG_OID_GROUP_ID);
-        const int bits = EVP_PKEY_get_bits(PublicKeyFromInfo(key).get());
-        return bits < static_cast<int>(row.leastBits);
+        return PublicKeyFromInfo(key).Bits() < row.leastBits;
     } catch (const Error&) {
         return true;
     }

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "platform/base/bytes.h"
+#include "platform/certs/certificate.h"
 
 namespace platform {
 
@@ -21,9 +22,13 @@ struct SignatureVerdict {
 };
 
 // Whether `key` made the signature of a certificate or CRL (RFC 5280 4.1.1 and 5.1.1: the
-// algorithm beside the signature and the one under it are the same). Throws
-// NTE_PROV_DLL_NOT_FOUND when the algorithm needs a package that is not installed.
+// algorithm beside the signature and the one under it are the same).
 SignatureVerdict CheckSignature(ByteView der, const CERT_PUBLIC_KEY_INFO& key);
+
+// Whether the one certificate was issued with the other: by name and key identifier, by what the
+// issuer's key is for (RFC 5280 4.2.1.1, 4.2.1.3), and by the signature. Throws as
+// Certificate::Native does.
+bool HasIssued(const Certificate& issuer, const Certificate& subject);
 
 // An RSA key too short for any signature of it to prove anything.
 bool IsWeakKey(const CERT_PUBLIC_KEY_INFO& key);

@@ -59,7 +59,7 @@ void CheckUnsigned(const std::vector<Bytes>& attributes) {
 }
 
 // An algorithm that is not known is told by its identifier.
-void VerifyValue(const SignerInfo& signer, ByteView digest, EVP_PKEY* key) {
+void VerifyValue(const SignerInfo& signer, ByteView digest, const AnyKey& key) {
     try {
         VerifyDigest(key, signer.signatureAlgorithm, signer.digest.oid, digest, signer.signature);
     } catch (const Error& error) {
@@ -72,7 +72,7 @@ void VerifyValue(const SignerInfo& signer, ByteView digest, EVP_PKEY* key) {
 }  // namespace
 
 void VerifySigner(const SignerInfo& signer, const std::string& contentType, ByteView contentDigest,
-                  EVP_PKEY* key) {
+                  const AnyKey& key) {
     CheckParameters(signer.digest);
     CheckParameters(signer.signatureAlgorithm);
     CheckUnsigned(signer.unsignedAttributes);

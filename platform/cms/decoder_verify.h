@@ -12,6 +12,6 @@ namespace platform {
 // Throws NTE_BAD_SIGNATURE when content, signed attributes and signature do not belong
 // together, NTE_BAD_ALGID when an algorithm is not known or does not go with the key.
 void VerifySigner(const SignerInfo& signer, const std::string& contentType, ByteView contentDigest,
-                  EVP_PKEY* key);
+                  const AnyKey& key);
 
 }  // namespace platform

@@ -1,8 +1,6 @@
 // EnvelopedData as it arrives.
 #include "platform/cms/enveloped_decoder.h"
 
-#include <openssl/err.h>
-
 #include <algorithm>
 #include <utility>
 
@@ -92,24 +90,23 @@ void EnvelopedBody::StartDecrypting(const CMSG_CTRL_DECRYPT_PARA& para) {
     const Algorithm& cipher = records_.contentEncryption;
     const std::size_t keyLength = CipherKeyLength(cipher);
     const bool early = para.hCryptProv == 0 && settings_.provider;
-    const std::shared_ptr<EVP_PKEY> key =
+    const AnyKey key =
         early ? settings_.provider->Key(keySpec) : PrivateKeyOf(para.hCryptProv, keySpec);
     // A value that does not unwrap becomes a random key: nothing shows before the end.
     const Secret contentKey =
-        UnwrapKey(key.get(), recipient.keyEncryption, recipient.encryptedKey, keyLength);
+        UnwrapKey(key, recipient.keyEncryption, recipient.encryptedKey, keyLength);
     cipher_ = StartDecryption(cipher, contentKey.View());
     recipient_ = para.dwRecipientIndex;
-    block_.resize(kBlockSize + EVP_MAX_BLOCK_LENGTH);
+    block_.resize(kBlockSize + Cipher::kSlack);
 }
 
 void EnvelopedBody::Decrypt(ByteView octets) {
     while (!octets.empty() && !damaged_) {
         if (filled_ >= kBlockSize / 2) Flush(false);
         const std::size_t piece = std::min(octets.size(), kBlockSize - filled_);
-        int written = 0;
-        damaged_ = EVP_DecryptUpdate(cipher_.get(), block_.data() + filled_, &written,
-                                     octets.data(), static_cast<int>(piece)) != 1;
-        filled_ += static_cast<std::size_t>(written);
+        std::size_t written = 0;
+        damaged_ = !cipher_->Update(octets.first(piece), block_.data() + filled_, written);
+        filled_ += written;
         octets = octets.subspan(piece);
     }
 }
@@ -121,14 +118,11 @@ void EnvelopedBody::Flush(bool isFinal) {
 }
 
 void EnvelopedBody::FinishDecrypting() {
-    int written = 0;
-    const bool good = contentSeen_ && !damaged_ &&
-                      EVP_DecryptFinal_ex(cipher_.get(), block_.data() + filled_, &written) == 1;
-    if (!good) {
-        ERR_clear_error();
-        throw Error(NTE_BAD_DATA);
-    }
-    filled_ += static_cast<std::size_t>(written);
+    std::size_t written = 0;
+    const bool good =
+        contentSeen_ && !damaged_ && cipher_->Finish(block_.data() + filled_, written);
+    if (!good) throw Error(NTE_BAD_DATA);
+    filled_ += written;
     Flush(true);
     decrypted_ = true;
 }

@@ -21,12 +21,12 @@ constexpr std::size_t kSliceSize = 0x10000;
 
 RecipientInfo WrapFor(const CERT_INFO& certificate, std::string_view cipherOid,
                       const Secret& contentKey) {
-    const EvpKey key = PublicKeyFromInfo(certificate.SubjectPublicKeyInfo);
+    const AnyKey key = PublicKeyFromInfo(certificate.SubjectPublicKeyInfo);
     RecipientInfo recipient;
     recipient.kind = RecipientInfo::Kind::KeyTransport;
     recipient.recipient = HolderOf(certificate);
-    recipient.keyEncryption = KeyTransportAlgorithmFor(key.get(), certificate.SubjectPublicKeyInfo);
-    recipient.encryptedKey = WrapKey(key.get(), cipherOid, contentKey.View());
+    recipient.keyEncryption = KeyTransportAlgorithmFor(key, cipherOid);
+    recipient.encryptedKey = WrapKey(key, cipherOid, contentKey.View());
     return recipient;
 }
 
@@ -61,23 +61,22 @@ class ContentCipher {
     // `take` gets each piece of cipher text; the view dies with the next piece.
     template <class Take>
     void Encrypt(ByteView plain, bool isFinal, Take&& take) {
-        buffer_.resize(kSliceSize + EVP_MAX_BLOCK_LENGTH);
+        buffer_.resize(kSliceSize + Cipher::kSlack);
         for (; !plain.empty(); plain = plain.subspan(std::min(plain.size(), kSliceSize))) {
             const ByteView slice = plain.first(std::min(plain.size(), kSliceSize));
-            int written = 0;
-            Check(EVP_EncryptUpdate(context_.get(), buffer_.data(), &written, slice.data(),
-                                    static_cast<int>(slice.size())));
-            take(ByteView(buffer_).first(static_cast<std::size_t>(written)));
+            std::size_t written = 0;
+            Check(context_->Update(slice, buffer_.data(), written));
+            take(ByteView(buffer_).first(written));
         }
         if (!isFinal) return;
-        int written = 0;
-        Check(EVP_EncryptFinal_ex(context_.get(), buffer_.data(), &written));
-        take(ByteView(buffer_).first(static_cast<std::size_t>(written)));
+        std::size_t written = 0;
+        Check(context_->Finish(buffer_.data(), written));
+        take(ByteView(buffer_).first(written));
     }
 
   private:
-    static void Check(int done) {
-        if (done != 1) throw Error(NTE_FAIL);
+    static void Check(bool done) {
+        if (!done) throw Error(NTE_FAIL);
     }
 
     CipherContext context_;

@@ -124,7 +124,7 @@ Bytes SignedBody::ContentDigest(const std::string& oid) {
     for (const Digest& digest : digests_) {
         if (digest.Oid() == oid) return digest.Value();
     }
-    (void)DigestByOid(oid);  // may know a better reason
+    (void)DigestSize(oid);  // may know a better reason
     if (!Held()) throw Error(NTE_BAD_ALGID);
     Digest digest(oid);
     digest.Update(content_);
@@ -182,8 +182,8 @@ void SignedBody::VerifyByIndex(const CMSG_CTRL_VERIFY_SIGNATURE_EX_PARA& para) {
 void SignedBody::VerifyWith(const SignerInfo& signer, const CERT_PUBLIC_KEY_INFO& info) {
     const Bytes digest = AnnouncedDigest(signer.digest.oid);
     if (!signer.signedAttributes) RequireOrdinaryContent();
-    const EvpKey key = PublicKeyFromInfo(info);
-    VerifySigner(signer, records_.contentType, digest, key.get());
+    const AnyKey key = PublicKeyFromInfo(info);
+    VerifySigner(signer, records_.contentType, digest, key);
 }
 
 }  // namespace platform

@@ -91,12 +91,12 @@ PreparedSigner::PreparedSigner(const CMSG_SIGNER_ENCODE_INFO& info, const std::s
     : PreparedSigner(info, contentType, PrivateKeyOf(Checked(info).hCryptProv, KeySpecOf(info))) {}
 
 PreparedSigner::PreparedSigner(const CMSG_SIGNER_ENCODE_INFO& info, const std::string& contentType,
-                               std::shared_ptr<EVP_PKEY> key)
+                               AnyKey key)
     : contentType_(contentType), key_(std::move(key)) {
     record_.signer = HolderOf(*Checked(info).pCertInfo);
     record_.digest = DigestAlgorithmOf(info.HashAlgorithm);
-    (void)DigestByOid(record_.digest.oid);
-    record_.signatureAlgorithm = SignatureAlgorithmFor(key_.get(), record_.digest.oid);
+    (void)DigestSize(record_.digest.oid);
+    record_.signatureAlgorithm = SignatureAlgorithmFor(key_, record_.digest.oid);
     AddSignedAttributes(info);
     record_.unsignedAttributes =
         CheckedAttributes(info.rgUnauthAttr, info.cUnauthAttr, Values::AsGiven);
@@ -128,18 +128,18 @@ SignerInfo PreparedSigner::WithAttributes(ByteView contentDigest) const {
 SignerInfo PreparedSigner::Sign(ByteView contentDigest) const {
     SignerInfo signer = WithAttributes(contentDigest);
     if (!signer.signedAttributes) {
-        signer.signature = SignDigest(key_.get(), signer.digest.oid, contentDigest);
+        signer.signature = SignDigest(key_, signer.digest.oid, contentDigest);
         return signer;
     }
     Digest digest(signer.digest.oid);
     digest.Update(SignedAttributesForDigest(*signer.signedAttributes));
-    signer.signature = SignDigest(key_.get(), signer.digest.oid, digest.Value());
+    signer.signature = SignDigest(key_, signer.digest.oid, digest.Value());
     return signer;
 }
 
 SignerInfo PreparedSigner::Dummy() const {
     SignerInfo signer = WithAttributes(Digest(record_.digest.oid).Value());
-    signer.signature.resize(static_cast<std::size_t>(EVP_PKEY_get_size(key_.get())));
+    signer.signature.resize(key_.SignatureSize());
     return signer;
 }
 

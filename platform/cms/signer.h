@@ -22,12 +22,11 @@ class PreparedSigner {
     // Throws ERROR_INVALID_PARAMETER for an incomplete record, CRYPT_E_OID_FORMAT and
     // CRYPT_E_BAD_ENCODE for attributes that do not hold one whole BER value each or that
     // the message places itself, CRYPT_E_ASN1_CONSTRAINT for values nested so deep that
-    // nobody could read them in a message, and what DigestByOid, SignatureAlgorithmFor and
+    // nobody could read them in a message, and what DigestSize, SignatureAlgorithmFor and
     // PrivateKeyOf throw.
     PreparedSigner(const CMSG_SIGNER_ENCODE_INFO& info, const std::string& contentType);
     // The same with a key that is already at hand.
-    PreparedSigner(const CMSG_SIGNER_ENCODE_INFO& info, const std::string& contentType,
-                   std::shared_ptr<EVP_PKEY> key);
+    PreparedSigner(const CMSG_SIGNER_ENCODE_INFO& info, const std::string& contentType, AnyKey key);
 
     [[nodiscard]] const Algorithm& DigestAlgorithm() const { return record_.digest; }
     // True without signed attributes.
@@ -44,7 +43,7 @@ class PreparedSigner {
     [[nodiscard]] SignerInfo WithAttributes(ByteView contentDigest) const;
 
     std::string contentType_;
-    std::shared_ptr<EVP_PKEY> key_;
+    AnyKey key_;
     SignerInfo record_;  // without message digest and signature
 };
 

@@ -1,14 +1,13 @@
 // The certificate that a client shows, its key and its issuers.
 #include "platform/http/client_certificate.h"
 
-#include <openssl/err.h>
-#include <openssl/x509v3.h>
-
 #include <algorithm>
 
 #include "platform/base/error.h"
 #include "platform/certs/private_key.h"
+#include "platform/certs/signature.h"
 #include "platform/http/ground.h"
+#include "platform/providers/algorithms.h"
 #include "platform/providers/provider.h"
 #include "platform/stores/store.h"
 
@@ -19,7 +18,7 @@ constexpr std::size_t kMostIssuers = 10;
 
 // An opened key stays open in the process for its certificate, so that the user is asked
 // once however many requests go out. Never destroyed: OpenSSL may have ended before.
-std::shared_ptr<EVP_PKEY> OpenKey(const Certificate& certificate) {
+AnyKey OpenKey(const Certificate& certificate) {
     const auto property = certificate.properties.find(CERT_KEY_PROV_INFO_PROP_ID);
     if (property == certificate.properties.end() && !certificate.keyContext) {
         throw Error(ERROR_WINHTTP_CLIENT_CERT_NO_PRIVATE_KEY);
@@ -29,16 +28,15 @@ std::shared_ptr<EVP_PKEY> OpenKey(const Certificate& certificate) {
         return acquired.provider->Key(acquired.keySpec);
     };
     if (certificate.keyContext) return open();
-    static auto* const opened = new std::map<std::pair<Bytes, Bytes>, std::shared_ptr<EVP_PKEY>>;
-    std::shared_ptr<EVP_PKEY>& key = (*opened)[{Copy(certificate.Der()), property->second}];
+    static auto* const opened = new std::map<std::pair<Bytes, Bytes>, AnyKey>;
+    AnyKey& key = (*opened)[{Copy(certificate.Der()), property->second}];
     if (!key) key = open();
     return key;
 }
 
 bool Issued(const Certificate& issuer, const Certificate& subject) {
     try {
-        return X509_check_issued(issuer.Native(), subject.Native()) == X509_V_OK &&
-               X509_verify(subject.Native(), X509_get0_pubkey(issuer.Native())) == 1;
+        return HasIssued(issuer, subject);
     } catch (const Error&) {
         return false;  // OpenSSL cannot read one of them
     }
@@ -60,7 +58,6 @@ std::vector<std::shared_ptr<Certificate>> IssuersOf(
         if (found == candidates.end() || Issued(**found, **found)) break;
         issuers.push_back(last = *found);
     }
-    ERR_clear_error();
     return issuers;
 }
 
@@ -82,6 +79,9 @@ std::vector<std::shared_ptr<Certificate>> CertificatesOfBothSides(const char* st
 
 std::shared_ptr<const ClientIdentity> OpenClientIdentity(
     const std::shared_ptr<Certificate>& certificate) {
+    // TLS is OpenSSL's, which knows no key of GOST.
+    const std::string algorithm = certificate->Info().SubjectPublicKeyInfo.Algorithm.pszObjId;
+    if (IsGost(algorithm)) throw Error(NTE_BAD_ALGID, algorithm);
     auto identity = std::make_shared<ClientIdentity>();
     identity->certificate = certificate;
     identity->key = OpenKey(*certificate);

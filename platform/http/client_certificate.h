@@ -12,12 +12,12 @@ namespace platform {
 struct ClientIdentity {
     std::shared_ptr<Certificate> certificate;
     std::vector<std::shared_ptr<Certificate>> issuers;  // nearest first, without the root
-    std::shared_ptr<EVP_PKEY> key;
+    AnyKey key;
 };
 
 // The user is asked for a password where the key needs one. Throws
-// ERROR_WINHTTP_CLIENT_CERT_NO_PRIVATE_KEY when nothing leads to a key, and what opening
-// the key throws.
+// ERROR_WINHTTP_CLIENT_CERT_NO_PRIVATE_KEY when nothing leads to a key,
+// NTE_BAD_ALGID for a key of GOST, which TLS has no use for here, and what opening the key throws.
 std::shared_ptr<const ClientIdentity> OpenClientIdentity(
     const std::shared_ptr<Certificate>& certificate);
 

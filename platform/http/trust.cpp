@@ -105,7 +105,7 @@ bool TlsGuard::ApplyIdentity(SSL_CTX* context) const {
     const CurlLibrary& curl = Curl();
     const ClientIdentity& identity = *rules_.identity;
     if (curl.SSL_CTX_use_certificate(context, identity.certificate->Native()) != 1 ||
-        curl.SSL_CTX_use_PrivateKey(context, identity.key.get()) != 1) {
+        curl.SSL_CTX_use_PrivateKey(context, identity.key.Native()) != 1) {
         return false;
     }
     for (const auto& issuer : identity.issuers) {

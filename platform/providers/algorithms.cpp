@@ -1,3 +1,4 @@
+// The tables of algorithms, providers and signatures.
 #include "platform/providers/algorithms.h"
 
 #include <algorithm>

@@ -104,8 +104,8 @@ ContainerChange::ContainerChange(DWORD type) : type_(type) {
     if (FindProvider(type) == nullptr) throw Error(NTE_PROV_TYPE_NOT_DEF);
 }
 
-void ContainerChange::SetKey(DWORD keySpec, EVP_PKEY* key, const Secret& password) {
-    if (KeyOidOf(key) != FindProvider(type_)->keyOid) throw Error(NTE_BAD_KEY);
+void ContainerChange::SetKey(DWORD keySpec, const AnyKey& key, const Secret& password) {
+    if (key.Oid() != FindProvider(type_)->keyOid) throw Error(NTE_BAD_KEY);
     files_[FileName(keySpec, kKey)] = EncodeKeyFile(key, password);
 }
 
@@ -193,17 +193,16 @@ bool Container::NeedsPassword(DWORD keySpec) const {
     return ReadKeyFile(FileOf(FileName(keySpec, kKey))).encrypted;
 }
 
-std::shared_ptr<EVP_PKEY> Container::LoadKey(DWORD keySpec, const Secret& password) const {
+AnyKey Container::LoadKey(DWORD keySpec, const Secret& password) const {
     const fs::path file = FileOf(FileName(keySpec, kKey));
     const KeyFile content = ReadKeyFile(file);
     const char* algorithm = FindProvider(type_)->keyOid;
-    EnsureAlgorithm(algorithm);
-    EvpKey key = OpenKeyFile(content, password);
-    if (!key || KeyOidOf(key.get()) != algorithm) ThrowDamaged(file);
+    AnyKey key = OpenKeyFile(content, password);
+    if (!key || key.Oid() != algorithm) ThrowDamaged(file);
     return key;
 }
 
-void Container::SaveKey(DWORD keySpec, EVP_PKEY* key, const Secret& password) {
+void Container::SaveKey(DWORD keySpec, const AnyKey& key, const Secret& password) {
     ContainerChange change(type_);
     change.SetKey(keySpec, key, password);
     Apply(change);

@@ -27,7 +27,7 @@ class ContainerChange {
     explicit ContainerChange(DWORD type);
     // An empty password stores the key in clear. Throws NTE_BAD_KEY for a key of another
     // provider type, NTE_NO_KEY for a key specification that there is not, as all do.
-    void SetKey(DWORD keySpec, EVP_PKEY* key, const Secret& password);
+    void SetKey(DWORD keySpec, const AnyKey& key, const Secret& password);
     void SetCertificate(DWORD keySpec, ByteView der);
     void RemoveCertificate(DWORD keySpec);
     // See Container::Pending.
@@ -62,11 +62,11 @@ class Container {
     [[nodiscard]] bool NeedsPassword(DWORD keySpec) const;
 
     // Throws NTE_NO_KEY, SCARD_W_WRONG_CHV for a wrong or missing password.
-    [[nodiscard]] std::shared_ptr<EVP_PKEY> LoadKey(DWORD keySpec, const Secret& password) const;
+    [[nodiscard]] AnyKey LoadKey(DWORD keySpec, const Secret& password) const;
     // All of the change or, when it throws, nothing. The change is for this type.
     void Apply(const ContainerChange& change);
     // Changes of one file.
-    void SaveKey(DWORD keySpec, EVP_PKEY* key, const Secret& password);
+    void SaveKey(DWORD keySpec, const AnyKey& key, const Secret& password);
     void SaveCertificate(DWORD keySpec, ByteView der);
 
     [[nodiscard]] std::optional<Bytes> CertificateOf(DWORD keySpec) const;
@@ -88,8 +88,8 @@ class Container {
 
 // A fresh key pair for a provider type (see the provider table): RSA of `bits` (default
 // 2048) for 1 and 24, P-256 for 16, GOST for 75, 80 and 81. Throws NTE_PROV_TYPE_NOT_DEF.
-EvpKey GenerateKey(DWORD type, DWORD bits = 0);
+AnyKey GenerateKey(DWORD type, DWORD bits = 0);
 // The provider type that serves a key: by its algorithm. Throws NTE_BAD_ALGID.
-DWORD TypeForKey(EVP_PKEY* key);
+DWORD TypeForKey(const AnyKey& key);
 
 }  // namespace platform

@@ -1,6 +1,6 @@
 // What the other facilities ask of the providers: algorithms by identifier, keys,
-// digests, signatures and key transport. OpenSSL's engine interface and the loading
-// of the GOST algorithms stay behind this header.
+// digests, signatures and key transport. Which of them are OpenSSL's and which, GOST's, are
+// our own stays behind this header.
 #pragma once
 
 #include <openssl/evp.h>
@@ -23,10 +23,32 @@ struct EvpKeyDeleter {
 };
 using EvpKey = std::unique_ptr<EVP_PKEY, EvpKeyDeleter>;
 
-struct CipherContextDeleter {
-    void operator()(EVP_CIPHER_CTX* context) const { EVP_CIPHER_CTX_free(context); }
+struct GostKey;
+
+// A key pair or a public key, of OpenSSL or of GOST. Copies share it.
+class AnyKey {
+  public:
+    AnyKey() = default;  // no key
+    explicit AnyKey(EvpKey key) : native_(std::move(key)) {}
+    explicit AnyKey(std::shared_ptr<const GostKey> key) : gost_(std::move(key)) {}
+
+    explicit operator bool() const { return native_ || gost_; }
+    // One of them is null.
+    [[nodiscard]] EVP_PKEY* Native() const { return native_.get(); }
+    [[nodiscard]] const GostKey* Gost() const { return gost_.get(); }
+
+    // The algorithm identifier that a key of this kind has in a certificate.
+    [[nodiscard]] std::string Oid() const;
+    [[nodiscard]] DWORD Bits() const;
+    // Of the longest signature that it makes.
+    [[nodiscard]] std::size_t SignatureSize() const;
+    // Whether the public keys are the same.
+    [[nodiscard]] bool Matches(const AnyKey& other) const;
+
+  private:
+    std::shared_ptr<EVP_PKEY> native_;
+    std::shared_ptr<const GostKey> gost_;
 };
-using CipherContext = std::unique_ptr<EVP_CIPHER_CTX, CipherContextDeleter>;
 
 // An AlgorithmIdentifier: dotted identifier and the DER of its parameters, empty when
 // they are absent.
@@ -51,13 +73,9 @@ std::span<const AlgorithmRow> AlgorithmTable();
 const AlgorithmRow* FindAlgorithm(ALG_ID id, DWORD group);  // group 0: any; null when unknown
 const AlgorithmRow* FindAlgorithm(std::string_view oid, DWORD group);
 
-// Loads the GOST engine when `oid` names a GOST algorithm and it is not loaded yet.
-// Throws NTE_PROV_DLL_NOT_FOUND with the missing package as detail.
-void EnsureAlgorithm(std::string_view oid);
-
-// Every digest that a signer may name (SHA-1, SHA-2, GOST), by its own identifier.
-// Throws NTE_BAD_ALGID for others.
-const EVP_MD* DigestByOid(std::string_view oid);
+// Every digest that a signer may name (SHA-1, SHA-2, GOST), by its own identifier: its size in
+// octets. Throws NTE_BAD_ALGID for others.
+std::size_t DigestSize(std::string_view oid);
 
 // A running digest. One Update for each piece of the content.
 class Digest {
@@ -68,56 +86,83 @@ class Digest {
     [[nodiscard]] Bytes Value() const;
     [[nodiscard]] const std::string& Oid() const { return oid_; }
 
-  private:
-    struct Deleter {
-        void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
+    // What computes it; see digests.cpp.
+    class Running {
+      public:
+        virtual ~Running() = default;
+        virtual void Update(ByteView data) = 0;
+        [[nodiscard]] virtual Bytes Value() const = 0;
     };
+
+  private:
     std::string oid_;
-    std::unique_ptr<EVP_MD_CTX, Deleter> context_;
+    std::unique_ptr<Running> running_;
 };
 
 // Public key of a SubjectPublicKeyInfo, from its DER or its decoded record. Throws
 // NTE_BAD_ALGID when no algorithm fits and CRYPT_E_ASN1_BADTAG when it is malformed.
-EvpKey PublicKeyFromDer(ByteView subjectPublicKeyInfo);
-EvpKey PublicKeyFromInfo(const CERT_PUBLIC_KEY_INFO& info);
+AnyKey PublicKeyFromDer(ByteView subjectPublicKeyInfo);
+AnyKey PublicKeyFromInfo(const CERT_PUBLIC_KEY_INFO& info);
+Bytes PublicKeyToDer(const AnyKey& key);
 
 // The private key that a provider handle holds for a key specification. The handle
 // keeps the opened key, so that later calls derive nothing. Throws NTE_BAD_KEYSET or
 // NTE_NO_KEY, 0x8010006B for a wrong password, NTE_SILENT_CONTEXT when it would have
 // to ask and may not.
-std::shared_ptr<EVP_PKEY> PrivateKeyOf(HCRYPTPROV provider, DWORD keySpec);
+AnyKey PrivateKeyOf(HCRYPTPROV provider, DWORD keySpec);
 
 // signatureAlgorithm that SignDigest's value goes with in a SignerInfo: rsaEncryption
 // with NULL, ecdsa-with-SHAn without parameters, the GOST key algorithm.
-Algorithm SignatureAlgorithmFor(EVP_PKEY* key, std::string_view digestOid);
+Algorithm SignatureAlgorithmFor(const AnyKey& key, std::string_view digestOid);
 // Signs a digest value. Throws NTE_FAIL.
-Bytes SignDigest(EVP_PKEY* key, std::string_view digestOid, ByteView digest);
+Bytes SignDigest(const AnyKey& key, std::string_view digestOid, ByteView digest);
 // Throws NTE_BAD_SIGNATURE when the signature does not match, NTE_BAD_ALGID when the
 // signature algorithm does not go with the key. RSA: PKCS #1 v1.5 and PSS.
-void VerifyDigest(EVP_PKEY* key, const Algorithm& signatureAlgorithm, std::string_view digestOid,
-                  ByteView digest, ByteView signature);
+void VerifyDigest(const AnyKey& key, const Algorithm& signatureAlgorithm,
+                  std::string_view digestOid, ByteView digest, ByteView signature);
 
-// keyEncryptionAlgorithm of a KeyTransRecipientInfo for this recipient key.
-Algorithm KeyTransportAlgorithmFor(EVP_PKEY* recipient, const CERT_PUBLIC_KEY_INFO& info);
+// Puts the public key into a certificate that is being made.
+void SetPublicKey(X509* certificate, const AnyKey& key);
+// Signs a certificate that is complete but for this, with the digest that goes with the key
+// first; the result is its DER. Throws NTE_FAIL.
+Bytes SignCertificate(X509* certificate, const AnyKey& key);
+
+// keyEncryptionAlgorithm of a KeyTransRecipientInfo for this recipient key and content cipher.
+Algorithm KeyTransportAlgorithmFor(const AnyKey& recipient, std::string_view cipherOid);
 // encryptedKey for the recipient: RSA PKCS #1 v1.5, or GostR3410-KeyTransport
 // (RFC 4490, RFC 9189) for GOST keys. `cipherOid` is the content cipher.
-Bytes WrapKey(EVP_PKEY* recipient, std::string_view cipherOid, ByteView contentKey);
+Bytes WrapKey(const AnyKey& recipient, std::string_view cipherOid, ByteView contentKey);
 // The content key, always of `keyLength` bytes. With RSA a wrong key or damaged value
 // never shows: it yields a random key of that length (RFC 3218), so that the failure
 // looks like bad padding. GOST transports carry a check value of their own, so there a
 // failure says nothing new and throws NTE_BAD_DATA; their content ciphers have no padding
 // that could fail later. Throws NTE_BAD_ALGID for an algorithm that is unknown or does not
 // go with the key.
-Secret UnwrapKey(EVP_PKEY* key, const Algorithm& keyEncryption, ByteView encryptedKey,
+Secret UnwrapKey(const AnyKey& key, const Algorithm& keyEncryption, ByteView encryptedKey,
                  std::size_t keyLength);
 
-// Content ciphers. Every CBC cipher of OpenSSL by identifier, GOST 28147-89 and the
-// block ciphers of GOST R 34.12 as the engine has them. Throws NTE_BAD_ALGID.
-const EVP_CIPHER* CipherByOid(std::string_view oid);
-// A context ready to encrypt with a fresh random key and IV; stores both the
-// AlgorithmIdentifier (parameters included) and the key.
+// A content cipher at work.
+class Cipher {
+  public:
+    // What a call may write beyond what it takes.
+    static constexpr std::size_t kSlack = EVP_MAX_BLOCK_LENGTH;
+
+    virtual ~Cipher() = default;
+    // Both are false when the text cannot be what this cipher made; `written` tells how much
+    // of `out` was filled.
+    virtual bool Update(ByteView in, std::uint8_t* out, std::size_t& written) = 0;
+    virtual bool Finish(std::uint8_t* out, std::size_t& written) = 0;
+};
+using CipherContext = std::unique_ptr<Cipher>;
+
+// Content ciphers: every CBC cipher of OpenSSL by identifier, GOST 28147-89 and the block
+// ciphers of GOST R 34.12. All throw NTE_BAD_ALGID for others.
+
+// Ready to encrypt with a fresh random key and IV; stores both the AlgorithmIdentifier
+// (parameters included) and the key.
 CipherContext StartEncryption(std::string_view oid, Algorithm& algorithm, Secret& key);
-// A context ready to decrypt. Throws CRYPT_E_ASN1_CORRUPT for bad parameters.
+// Ready to decrypt. Throws CRYPT_E_ASN1_CORRUPT for bad parameters, NTE_BAD_LEN for a key of
+// another length.
 CipherContext StartDecryption(const Algorithm& algorithm, ByteView key);
 std::size_t CipherKeyLength(std::string_view oid);
 // The same for a received message, whose parameters may set it (RC2, RFC 2268).

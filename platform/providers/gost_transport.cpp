@@ -1,22 +1,25 @@
+// Key transports of GOST keys.
 #include "platform/providers/gost_transport.h"
 
-#include <openssl/asn1t.h>
-#include <openssl/err.h>
-#include <openssl/x509.h>
+#include <openssl/rand.h>
 
-#include <memory>
+#include <array>
+
+#include "platform/gost/block.h"
+#include "platform/gost/cipher89.h"
+#include "platform/gost/derivation.h"
+#include "platform/providers/algorithms.h"
 
 namespace platform {
 namespace {
 
-// The engine decodes with the same templates, so what passes here is what it will see.
 struct KeyInfo {
     ASN1_OCTET_STRING* encryptedKey;
     ASN1_OCTET_STRING* checkValue;
 };
 struct AgreementInfo {
     ASN1_OBJECT* parameterSet;
-    X509_PUBKEY* ephemeralKey;
+    GostPublicInfo* ephemeralKey;
     ASN1_OCTET_STRING* keyMaterial;
 };
 struct KeyTransport {
@@ -25,7 +28,7 @@ struct KeyTransport {
 };
 struct ExportedKey {
     ASN1_OCTET_STRING* exported;
-    X509_PUBKEY* ephemeralKey;
+    GostPublicInfo* ephemeralKey;
     ASN1_OCTET_STRING* keyMaterial;
 };
 
@@ -37,7 +40,7 @@ ASN1_SEQUENCE(KeyInfo) = {
 
 ASN1_SEQUENCE(AgreementInfo) = {
     ASN1_SIMPLE(AgreementInfo, parameterSet, ASN1_OBJECT),
-    ASN1_IMP_OPT(AgreementInfo, ephemeralKey, X509_PUBKEY, 0),
+    ASN1_IMP_OPT(AgreementInfo, ephemeralKey, GostPublicInfo, 0),
     ASN1_SIMPLE(AgreementInfo, keyMaterial, ASN1_OCTET_STRING),
 } static_ASN1_SEQUENCE_END(AgreementInfo)
 
@@ -48,44 +51,197 @@ ASN1_SEQUENCE(KeyTransport) = {
 
 ASN1_SEQUENCE(ExportedKey) = {
     ASN1_SIMPLE(ExportedKey, exported, ASN1_OCTET_STRING),
-    ASN1_SIMPLE(ExportedKey, ephemeralKey, X509_PUBKEY),
+    ASN1_SIMPLE(ExportedKey, ephemeralKey, GostPublicInfo),
     ASN1_OPT(ExportedKey, keyMaterial, ASN1_OCTET_STRING),
 } static_ASN1_SEQUENCE_END(ExportedKey)
     // clang-format on
 
-    struct ValueDeleter {
-    const ASN1_ITEM* item;
-    void operator()(ASN1_VALUE* value) const { ASN1_item_free(value, item); }
-};
-using Value = std::unique_ptr<ASN1_VALUE, ValueDeleter>;
+    template <std::size_t size>
+    std::array<std::uint8_t, size> RandomOctets() {
+    std::array<std::uint8_t, size> octets;
+    if (RAND_bytes(octets.data(), static_cast<int>(size)) != 1) ThrowCrypto(NTE_FAIL);
+    return octets;
+}
 
-Value Decode(ByteView der, const ASN1_ITEM* item) {
-    const unsigned char* at = der.data();
-    Value value(ASN1_item_d2i(nullptr, &at, static_cast<long>(der.size()), item), {item});
-    if (!value) ERR_clear_error();
+template <class T>
+Item<T> NewItem(const ASN1_ITEM* item) {
+    Item<T> value(reinterpret_cast<T*>(ASN1_item_new(item)), {item});
+    if (!value) ThrowCrypto(NTE_NO_MEMORY);
     return value;
 }
 
+void Set(ASN1_OCTET_STRING* text, ByteView octets) {
+    if (ASN1_OCTET_STRING_set(text, octets.data(), static_cast<int>(octets.size())) != 1) {
+        ThrowCrypto(NTE_NO_MEMORY);
+    }
+}
+
+// A fresh pair on the recipient's curve.
+GostKey EphemeralFor(const GostKey& recipient) {
+    GostKey key = recipient;
+    key.privateKey = key.curve->NewPrivate();
+    key.publicKey = key.curve->PublicOf(key.privateKey.View());
+    return key;
+}
+
+// The other side's key: of the same algorithm, on the same curve. Throws NTE_BAD_DATA.
+SharedGostKey PeerOf(const GostKey& key, const GostPublicInfo* info) {
+    SharedGostKey peer;
+    try {
+        if (info != nullptr) peer = ReadGostPublicKey(*info);
+    } catch (const Error&) {
+        peer = nullptr;
+    }
+    if (!peer || peer->curve != key.curve) throw Error(NTE_BAD_DATA);
+    return peer;
+}
+
+// ---- GOST 28147-89 ----------------------------------------------------------------
+
+gost::VkoDigest DigestFor(const GostKey& key) {
+    return key.oid == oid::kGostR3410_2001 ? gost::VkoDigest::Gost94 : gost::VkoDigest::Streebog256;
+}
+
+// Receivers of 2001 keys may know none of the later parameter sets.
+std::string_view CipherSetFor(const GostKey& key) {
+    return key.oid == oid::kGostR3410_2001 ? gost::kCipherSetA : gost::kCipherSetZ;
+}
+
+Bytes Wrap89(const GostKey& recipient, ByteView contentKey) {
+    const GostKey ephemeral = EphemeralFor(recipient);
+    const auto ukm = RandomOctets<8>();
+    const Secret kek = gost::Vko(*recipient.curve, DigestFor(recipient),
+                                 ephemeral.privateKey.View(), recipient.publicKey, ukm);
+    const std::string_view set = CipherSetFor(recipient);
+    const gost::WrappedKey wrapped = gost::WrapKey89(
+        gost::Wrap89::Diversified, *gost::FindSubstitution(set), kek.View(), ukm, contentKey);
+    const auto transport = NewItem<KeyTransport>(ASN1_ITEM_rptr(KeyTransport));
+    Set(transport->keyInfo->encryptedKey, wrapped.encrypted);
+    Set(transport->keyInfo->checkValue, wrapped.mac);
+    transport->agreement->parameterSet = ObjectOf(set).release();
+    transport->agreement->ephemeralKey = GostPublicInfoOf(ephemeral).release();
+    Set(transport->agreement->keyMaterial, ukm);
+    return EncodeItem(ASN1_ITEM_rptr(KeyTransport), transport.get());
+}
+
 bool HasLength(const ASN1_OCTET_STRING* text, std::size_t length) {
-    return ASN1_STRING_length(text) == static_cast<int>(length);
+    return ViewOf(text).size() == length;
+}
+
+Secret Unwrap89(const GostKey& key, ByteView der) {
+    const auto transport = DecodeItem<KeyTransport>(ASN1_ITEM_rptr(KeyTransport), der);
+    if (!transport) throw Error(NTE_BAD_DATA);
+    const KeyInfo& info = *transport->keyInfo;
+    const AgreementInfo& agreement = *transport->agreement;
+    const gost::Substitution* set = gost::FindSubstitution(DottedOf(agreement.parameterSet));
+    if (set == nullptr || !HasLength(info.encryptedKey, 32) || !HasLength(info.checkValue, 4) ||
+        !HasLength(agreement.keyMaterial, 8)) {
+        throw Error(NTE_BAD_DATA);
+    }
+    const SharedGostKey peer = PeerOf(key, agreement.ephemeralKey);
+    const ByteView ukm = ViewOf(agreement.keyMaterial);
+    const Secret kek =
+        gost::Vko(*key.curve, DigestFor(key), key.privateKey.View(), peer->publicKey, ukm);
+    auto contentKey = gost::UnwrapKey89(gost::Wrap89::Diversified, *set, kek.View(), ukm,
+                                        ViewOf(info.encryptedKey), ViewOf(info.checkValue));
+    if (!contentKey) throw Error(NTE_BAD_DATA);
+    return *std::move(contentKey);
+}
+
+// ---- GOST R 34.12 -----------------------------------------------------------------
+
+struct Wrap15 {
+    const char* oid;
+    const char* cipherOid;
+    std::unique_ptr<gost::BlockCipher> (*cipher)(ByteView key);
+};
+constexpr Wrap15 kWraps[] = {
+    {oid::kMagmaWrap, oid::kMagmaCtrAcpkm, &gost::NewMagma},
+    {oid::kKuznyechikWrap, oid::kKuznyechikCtrAcpkm, &gost::NewKuznyechik},
+};
+
+const Wrap15* FindWrap(std::string_view oid) {
+    for (const Wrap15& wrap : kWraps) {
+        if (wrap.oid == oid) return &wrap;
+    }
+    return nullptr;
+}
+
+const Wrap15* WrapForCipher(std::string_view cipherOid) {
+    for (const Wrap15& wrap : kWraps) {
+        if (wrap.cipherOid == cipherOid) return &wrap;
+    }
+    return nullptr;
+}
+
+// The two keys of KExp15 and its IV, from one agreement (RFC 9189, 8.2.1).
+struct Export {
+    Secret keys;
+    Bytes iv;
+    std::unique_ptr<gost::BlockCipher> cipher;
+
+    Export(const Wrap15& wrap, const gost::Curve& curve, ByteView privateKey, ByteView publicKey,
+           ByteView ukm)
+        : keys(gost::Keg(curve, privateKey, publicKey, ukm)), cipher(wrap.cipher(CipherKey())) {
+        iv = Copy(ukm.subspan(24, cipher->Size() / 2));
+    }
+    [[nodiscard]] ByteView MacKey() const { return keys.View().first(32); }
+    [[nodiscard]] ByteView CipherKey() const { return keys.View().last(32); }
+};
+
+Bytes WrapWith(const Wrap15& wrap, const GostKey& recipient, ByteView contentKey) {
+    const GostKey ephemeral = EphemeralFor(recipient);
+    const auto ukm = RandomOctets<32>();
+    const Export keys(wrap, *recipient.curve, ephemeral.privateKey.View(), recipient.publicKey,
+                      ukm);
+    const auto exported = NewItem<ExportedKey>(ASN1_ITEM_rptr(ExportedKey));
+    Set(exported->exported,
+        gost::WrapKey15(*keys.cipher, keys.MacKey(), keys.CipherKey(), keys.iv, contentKey));
+    ASN1_item_free(reinterpret_cast<ASN1_VALUE*>(exported->ephemeralKey),
+                   ASN1_ITEM_rptr(GostPublicInfo));
+    exported->ephemeralKey = GostPublicInfoOf(ephemeral).release();
+    exported->keyMaterial = ASN1_OCTET_STRING_new();
+    if (exported->keyMaterial == nullptr) ThrowCrypto(NTE_NO_MEMORY);
+    Set(exported->keyMaterial, ukm);
+    return EncodeItem(ASN1_ITEM_rptr(ExportedKey), exported.get());
+}
+
+Secret UnwrapWith(const Wrap15& wrap, const GostKey& key, ByteView der) {
+    const auto exported = DecodeItem<ExportedKey>(ASN1_ITEM_rptr(ExportedKey), der);
+    if (!exported || exported->keyMaterial == nullptr || !HasLength(exported->keyMaterial, 32)) {
+        throw Error(NTE_BAD_DATA);
+    }
+    const SharedGostKey peer = PeerOf(key, exported->ephemeralKey);
+    const Export keys(wrap, *key.curve, key.privateKey.View(), peer->publicKey,
+                      ViewOf(exported->keyMaterial));
+    if (!HasLength(exported->exported, 32 + keys.cipher->Size())) throw Error(NTE_BAD_DATA);
+    auto contentKey = gost::UnwrapKey15(*keys.cipher, keys.MacKey(), keys.CipherKey(), keys.iv,
+                                        ViewOf(exported->exported));
+    if (!contentKey) throw Error(NTE_BAD_DATA);
+    return *std::move(contentKey);
 }
 
 }  // namespace
 
-bool IsGostKeyTransport(ByteView der) {
-    const Value value = Decode(der, ASN1_ITEM_rptr(KeyTransport));
-    if (!value) return false;
-    const auto* const transport = reinterpret_cast<const KeyTransport*>(value.get());
-    return HasLength(transport->keyInfo->encryptedKey, 32) &&
-           HasLength(transport->keyInfo->checkValue, 4) &&
-           HasLength(transport->agreement->keyMaterial, 8);
+Algorithm GostTransportFor(const GostKey& recipient, std::string_view cipherOid) {
+    const Wrap15* wrap = WrapForCipher(cipherOid);
+    if (wrap == nullptr) return {recipient.oid, recipient.parameters};
+    if (recipient.oid == oid::kGostR3410_2001) throw Error(NTE_BAD_ALGID);
+    // SEQUENCE { the agreement that goes with the key }: 1.2.643.7.1.1.6.1 or .2.
+    const std::uint8_t last = recipient.oid == oid::kGostR3410_2012_256 ? 1 : 2;
+    return {wrap->oid, {0x30, 0x0A, 0x06, 0x08, 0x2A, 0x85, 0x03, 0x07, 0x01, 0x01, 0x06, last}};
 }
 
-bool IsGostExportedKey(ByteView der, std::size_t macLength) {
-    const Value value = Decode(der, ASN1_ITEM_rptr(ExportedKey));
-    if (!value) return false;
-    const auto* const key = reinterpret_cast<const ExportedKey*>(value.get());
-    return HasLength(key->exported, 32 + macLength);
+Bytes WrapGostKey(const GostKey& recipient, std::string_view cipherOid, ByteView contentKey) {
+    const Wrap15* wrap = WrapForCipher(cipherOid);
+    if (contentKey.size() != 32) throw Error(NTE_BAD_LEN);
+    return wrap != nullptr ? WrapWith(*wrap, recipient, contentKey) : Wrap89(recipient, contentKey);
+}
+
+Secret UnwrapGostKey(const GostKey& key, const Algorithm& keyEncryption, ByteView wrapped) {
+    const Wrap15* wrap = FindWrap(keyEncryption.oid);
+    if (wrap == nullptr && keyEncryption.oid != key.oid) throw Error(NTE_BAD_ALGID);
+    return wrap != nullptr ? UnwrapWith(*wrap, key, wrapped) : Unwrap89(key, wrapped);
 }
 
 }  // namespace platform

@@ -22,9 +22,7 @@ class UserKey : public Object {
         const ProviderRow& row = provider_->Row();
         return keySpec_ == AT_SIGNATURE ? row.signatureKey : row.exchangeKey;
     }
-    [[nodiscard]] DWORD Bits() const {
-        return static_cast<DWORD>(EVP_PKEY_get_bits(provider_->Key(keySpec_).get()));
-    }
+    [[nodiscard]] DWORD Bits() const { return provider_->Key(keySpec_).Bits(); }
     [[nodiscard]] Bytes Certificate() const {
         std::optional<Bytes> der = provider_->OpenContainer().CertificateOf(keySpec_);
         if (!der) throw Error(NTE_NOT_FOUND);

@@ -5,6 +5,7 @@
 #include <openssl/pem.h>
 #include <openssl/pkcs12.h>
 
+#include "platform/providers/gost_key.h"
 #include "platform/providers/openssl.h"
 
 namespace platform {
@@ -66,24 +67,35 @@ std::optional<KeyFile> ParseKeyFile(ByteView pem) {
     return file;
 }
 
-EvpKey OpenKeyFile(const KeyFile& file, const Secret& password) {
+AnyKey KeyFromInfo(const PKCS8_PRIV_KEY_INFO* info) {
+    if (SharedGostKey gost = ReadGostPrivateKey(info)) return AnyKey(std::move(gost));
+    EvpKey key(EVP_PKCS82PKEY(info));
+    ERR_clear_error();
+    return key ? AnyKey(std::move(key)) : AnyKey();
+}
+
+PrivateKeyInfo InfoFromKey(const AnyKey& key) {
+    if (key.Gost() != nullptr) return EncodeGostPrivateKey(*key.Gost());
+    PrivateKeyInfo info(EVP_PKEY2PKCS8(key.Native()));
+    if (!info) ThrowCrypto(NTE_FAIL);
+    return info;
+}
+
+AnyKey OpenKeyFile(const KeyFile& file, const Secret& password) {
     const ByteView der = file.der.View();
     const PrivateKeyInfo info = file.encrypted
                                     ? Decrypt(der, password)
                                     : DecodeWhole<PrivateKeyInfo>(&d2i_PKCS8_PRIV_KEY_INFO, der);
-    EvpKey key(info ? EVP_PKCS82PKEY(info.get()) : nullptr);
-    ERR_clear_error();
-    return key;
+    return info ? KeyFromInfo(info.get()) : AnyKey();
 }
 
-Secret EncodeKeyFile(EVP_PKEY* key, const Secret& password) {
-    const PrivateKeyInfo info(EVP_PKEY2PKCS8(key));
+Secret EncodeKeyFile(const AnyKey& key, const Secret& password) {
+    const PrivateKeyInfo info = InfoFromKey(key);
     // A memory BIO wipes what it held.
     const Bio bio(BIO_new(BIO_s_mem()));
     const bool written =
-        info && bio &&
-        (password.Empty() ? PEM_write_bio_PKCS8_PRIV_KEY_INFO(bio.get(), info.get()) == 1
-                          : WriteEncrypted(bio.get(), info.get(), password.Text()));
+        bio && (password.Empty() ? PEM_write_bio_PKCS8_PRIV_KEY_INFO(bio.get(), info.get()) == 1
+                                 : WriteEncrypted(bio.get(), info.get(), password.Text()));
     if (!written) ThrowCrypto(NTE_FAIL);
     return Contents(bio.get());
 }

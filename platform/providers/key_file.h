@@ -2,12 +2,13 @@
 // by PBES2 (RFC 8018) with PBKDF2, HMAC-SHA-256 and AES-256-CBC.
 #pragma once
 
-#include <openssl/evp.h>
+#include <openssl/x509.h>
 
 #include <optional>
 
 #include "platform/base/bytes.h"
 #include "platform/providers/crypto.h"
+#include "platform/providers/openssl.h"
 
 namespace platform {
 
@@ -19,11 +20,17 @@ struct KeyFile {
 // Empty when the text is no private key.
 std::optional<KeyFile> ParseKeyFile(ByteView pem);
 
-// Null for a file that is damaged inside. Throws SCARD_W_WRONG_CHV when the password does
-// not open an encrypted one. The engine of a GOST key must be loaded before.
-EvpKey OpenKeyFile(const KeyFile& file, const Secret& password);
+// The key of a decoded PrivateKeyInfo; none when it is damaged or of an unknown algorithm.
+AnyKey KeyFromInfo(const PKCS8_PRIV_KEY_INFO* info);
+
+// Throws NTE_FAIL.
+PrivateKeyInfo InfoFromKey(const AnyKey& key);
+
+// No key for a file that is damaged inside. Throws SCARD_W_WRONG_CHV when the password does
+// not open an encrypted one.
+AnyKey OpenKeyFile(const KeyFile& file, const Secret& password);
 
 // An empty password stores the key in clear. Throws NTE_FAIL.
-Secret EncodeKeyFile(EVP_PKEY* key, const Secret& password);
+Secret EncodeKeyFile(const AnyKey& key, const Secret& password);
 
 }  // namespace platform

@@ -1,6 +1,7 @@
+// Keys made, read and compared.
 #include "platform/providers/algorithms.h"
 #include "platform/providers/container.h"
-#include "platform/providers/engine.h"
+#include "platform/providers/gost_key.h"
 #include "platform/providers/openssl.h"
 
 namespace platform {
@@ -84,50 +85,75 @@ EvpKeyContext EcContext(DWORD bits) {
     return context;
 }
 
-EvpKeyContext GostContext(std::string_view keyOid, DWORD bits) {
-    const AlgorithmRow* row = FindAlgorithm(keyOid, CRYPT_PUBKEY_ALG_OID_GROUP_ID);
-    if (bits != 0 && bits != row->bits) throw Error(NTE_BAD_LEN);
-    return EvpKeyContext(NewGostKeyContext(keyOid));
+AnyKey GenerateNative(const EvpKeyContext& context) {
+    EVP_PKEY* key = nullptr;
+    if (EVP_PKEY_keygen(context.get(), &key) <= 0) ThrowCrypto(NTE_FAIL);
+    return AnyKey(EvpKey(key));
 }
 
-EvpKeyContext GenerationContext(std::string_view keyOid, DWORD bits) {
-    if (keyOid == oid::kRsa) return RsaContext(bits);
-    if (keyOid == oid::kEc) return EcContext(bits);
-    return GostContext(keyOid, bits);
+AnyKey GenerateGost(std::string_view keyOid, DWORD bits) {
+    const AlgorithmRow* row = FindAlgorithm(keyOid, CRYPT_PUBKEY_ALG_OID_GROUP_ID);
+    if (bits != 0 && bits != row->bits) throw Error(NTE_BAD_LEN);
+    return AnyKey(NewGostKey(keyOid));
 }
 
 }  // namespace
 
-EvpKey PublicKeyFromDer(ByteView subjectPublicKeyInfo) {
-    const auto info = DecodeWhole<PublicKeyInfo>(&d2i_X509_PUBKEY, subjectPublicKeyInfo);
-    if (!info) ThrowCrypto(CRYPT_E_ASN1_BADTAG);
-    const std::string algorithm = AlgorithmOf(*info);
-    if (!KnownKey(algorithm)) ThrowCrypto(NTE_BAD_ALGID);
-    EnsureAlgorithm(algorithm);
-    // A first parse before the engine came found no way to read the key.
-    EvpKey key(X509_PUBKEY_get(info.get()));
-    if (!key) key = DecodeWhole<EvpKey>(&d2i_PUBKEY, subjectPublicKeyInfo);
-    if (!key) ThrowCrypto(CRYPT_E_ASN1_BADTAG);
-    return key;
+std::string AnyKey::Oid() const {
+    if (gost_) return gost_->oid;
+    const ASN1_OBJECT* object = OBJ_nid2obj(EVP_PKEY_get_base_id(native_.get()));
+    return object == nullptr ? std::string() : DottedOf(object);
 }
 
-EvpKey PublicKeyFromInfo(const CERT_PUBLIC_KEY_INFO& info) {
+DWORD AnyKey::Bits() const {
+    return gost_ ? static_cast<DWORD>(gost_->curve->Size() * 8)
+                 : static_cast<DWORD>(EVP_PKEY_get_bits(native_.get()));
+}
+
+std::size_t AnyKey::SignatureSize() const {
+    return gost_ ? gost_->curve->Size() * 2
+                 : static_cast<std::size_t>(EVP_PKEY_get_size(native_.get()));
+}
+
+bool AnyKey::Matches(const AnyKey& other) const {
+    if (native_ && other.native_) return EVP_PKEY_eq(native_.get(), other.native_.get()) == 1;
+    return gost_ && other.gost_ && gost_->oid == other.gost_->oid &&
+           gost_->curve == other.gost_->curve && gost_->publicKey == other.gost_->publicKey;
+}
+
+AnyKey PublicKeyFromDer(ByteView subjectPublicKeyInfo) {
+    if (SharedGostKey gost = ReadGostPublicKey(subjectPublicKeyInfo)) {
+        return AnyKey(std::move(gost));
+    }
+    const auto info = DecodeWhole<PublicKeyInfo>(&d2i_X509_PUBKEY, subjectPublicKeyInfo);
+    if (!info) ThrowCrypto(CRYPT_E_ASN1_BADTAG);
+    if (!KnownKey(AlgorithmOf(*info))) ThrowCrypto(NTE_BAD_ALGID);
+    EvpKey key(X509_PUBKEY_get(info.get()));
+    if (!key) ThrowCrypto(CRYPT_E_ASN1_BADTAG);
+    return AnyKey(std::move(key));
+}
+
+AnyKey PublicKeyFromInfo(const CERT_PUBLIC_KEY_INFO& info) {
     if (info.Algorithm.pszObjId == nullptr) throw Error(ERROR_INVALID_PARAMETER);
     const PublicKeyInfo native = NativeOf(info);
     return PublicKeyFromDer(EncodeWhole(&i2d_X509_PUBKEY, native.get()));
 }
 
-EvpKey GenerateKey(DWORD type, DWORD bits) {
-    const ProviderRow* provider = FindProvider(type);
-    if (provider == nullptr) throw Error(NTE_PROV_TYPE_NOT_DEF);
-    const EvpKeyContext context = GenerationContext(provider->keyOid, bits);
-    EVP_PKEY* key = nullptr;
-    if (!context || EVP_PKEY_keygen(context.get(), &key) <= 0) ThrowCrypto(NTE_FAIL);
-    return EvpKey(key);
+Bytes PublicKeyToDer(const AnyKey& key) {
+    return key.Gost() != nullptr ? EncodeGostPublicKey(*key.Gost())
+                                 : EncodeWhole<EVP_PKEY>(&i2d_PUBKEY, key.Native());
 }
 
-DWORD TypeForKey(EVP_PKEY* key) {
-    const std::string algorithm = KeyOidOf(key);
+AnyKey GenerateKey(DWORD type, DWORD bits) {
+    const ProviderRow* provider = FindProvider(type);
+    if (provider == nullptr) throw Error(NTE_PROV_TYPE_NOT_DEF);
+    const std::string_view keyOid = provider->keyOid;
+    if (IsGost(keyOid)) return GenerateGost(keyOid, bits);
+    return GenerateNative(keyOid == oid::kRsa ? RsaContext(bits) : EcContext(bits));
+}
+
+DWORD TypeForKey(const AnyKey& key) {
+    const std::string algorithm = key.Oid();
     // Both RSA types serve the key; the one whose name promises the ciphers in use is told.
     if (algorithm == oid::kRsa) return kTypeRsaAes;
     for (const ProviderRow& row : ProviderTable()) {

@@ -1,8 +1,5 @@
+// What OpenSSL objects have in common here.
 #include "platform/providers/openssl.h"
-
-#include <openssl/err.h>
-
-#include "platform/providers/algorithms.h"
 
 namespace platform {
 
@@ -11,16 +8,17 @@ void ThrowCrypto(LONG code) {
     throw Error(code);
 }
 
+void SetBits(ASN1_BIT_STRING* bits, ByteView octets) {
+    if (ASN1_STRING_set(bits, octets.data(), static_cast<int>(octets.size())) != 1) {
+        ThrowCrypto(NTE_NO_MEMORY);
+    }
+    bits->flags = (bits->flags & ~7L) | ASN1_STRING_FLAG_BITS_LEFT;
+}
+
 Asn1Object ObjectOf(std::string_view oid) {
     Asn1Object object(OBJ_txt2obj(std::string(oid).c_str(), 1));
     if (!object) ThrowCrypto(CRYPT_E_OID_FORMAT);
     return object;
-}
-
-int NidOf(std::string_view oid) {
-    const Asn1Object object(OBJ_txt2obj(std::string(oid).c_str(), 1));
-    if (!object) ERR_clear_error();
-    return object ? OBJ_obj2nid(object.get()) : NID_undef;
 }
 
 std::string DottedOf(const ASN1_OBJECT* object) {
@@ -30,11 +28,6 @@ std::string DottedOf(const ASN1_OBJECT* object) {
     OBJ_obj2txt(text.data(), static_cast<int>(text.size()), object, 1);
     text.pop_back();
     return text;
-}
-
-std::string KeyOidOf(const EVP_PKEY* key) {
-    const ASN1_OBJECT* object = OBJ_nid2obj(EVP_PKEY_get_base_id(key));
-    return object == nullptr ? std::string() : DottedOf(object);
 }
 
 }  // namespace platform

@@ -1,3 +1,4 @@
+// A provider with its container and its opened keys.
 #include "platform/providers/provider.h"
 
 #include <pwd.h>
@@ -31,7 +32,7 @@ Provider::Slot& Provider::SlotOf(DWORD keySpec) {
     return slots_[keySpec - AT_KEYEXCHANGE];
 }
 
-std::shared_ptr<EVP_PKEY> Provider::AskAndUnlock(DWORD keySpec) {
+AnyKey Provider::AskAndUnlock(DWORD keySpec) {
     const Container& container = OpenContainer();
     for (int left = kTries; left > 0; --left) {
         const auto password = AskPassword(container.Name(), left < kTries);
@@ -46,7 +47,7 @@ std::shared_ptr<EVP_PKEY> Provider::AskAndUnlock(DWORD keySpec) {
     throw Error(SCARD_W_WRONG_CHV);
 }
 
-std::shared_ptr<EVP_PKEY> Provider::Unlock(DWORD keySpec, const Slot& slot) {
+AnyKey Provider::Unlock(DWORD keySpec, const Slot& slot) {
     const Container& container = OpenContainer();
     if (slot.password) return container.LoadKey(keySpec, *slot.password);
     if (!container.NeedsPassword(keySpec)) return container.LoadKey(keySpec, Secret());
@@ -54,7 +55,7 @@ std::shared_ptr<EVP_PKEY> Provider::Unlock(DWORD keySpec, const Slot& slot) {
     return AskAndUnlock(keySpec);
 }
 
-std::shared_ptr<EVP_PKEY> Provider::Key(DWORD keySpec) {
+AnyKey Provider::Key(DWORD keySpec) {
     OpenContainer();
     Slot& slot = SlotOf(keySpec);
     if (!slot.key) slot.key = Unlock(keySpec, slot);
@@ -64,11 +65,11 @@ std::shared_ptr<EVP_PKEY> Provider::Key(DWORD keySpec) {
 void Provider::NewKey(DWORD keySpec, DWORD bits) {
     Container& container = OpenContainer();
     Slot& slot = SlotOf(keySpec);
-    std::shared_ptr<EVP_PKEY> key = GenerateKey(row_.type, bits);
+    AnyKey key = GenerateKey(row_.type, bits);
     // A certificate of the old key must not pass for one of the new.
     ContainerChange change(container.Type());
     change.RemoveCertificate(keySpec);
-    change.SetKey(keySpec, key.get(), slot.password.value_or(Secret()));
+    change.SetKey(keySpec, key, slot.password.value_or(Secret()));
     container.Apply(change);
     slot.key = std::move(key);
 }
@@ -76,7 +77,7 @@ void Provider::NewKey(DWORD keySpec, DWORD bits) {
 void Provider::SetPassword(DWORD keySpec, std::optional<Secret> password) {
     Slot& slot = SlotOf(keySpec);
     slot.password = std::move(password);
-    slot.key.reset();
+    slot.key = AnyKey();
 }
 
 const AlgorithmRow& Provider::CurrentAlgorithm(bool restart) {
@@ -104,7 +105,7 @@ std::size_t Provider::LongestContainer(bool restart) {
     return longest;
 }
 
-std::shared_ptr<EVP_PKEY> PrivateKeyOf(HCRYPTPROV provider, DWORD keySpec) {
+AnyKey PrivateKeyOf(HCRYPTPROV provider, DWORD keySpec) {
     return Resolve<Provider>(provider, ERROR_INVALID_PARAMETER)->Key(keySpec);
 }
 
@@ -138,7 +139,6 @@ Container OpenFittingContainer(Side side, const std::string& name, DWORD type) {
 std::shared_ptr<Provider> OpenProvider(DWORD type, const char* name, Side side, bool silent,
                                        const char* container) {
     const ProviderRow& row = ProviderRowFor(type, name);
-    EnsureAlgorithm(row.keyOid);
     return std::make_shared<Provider>(row, side, silent,
                                       OpenFittingContainer(side, ContainerNameOr(container), type));
 }

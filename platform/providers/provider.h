@@ -31,7 +31,7 @@ class Provider : public Object {
     }
 
     // See PrivateKeyOf in crypto.h. The key stays open with this object.
-    std::shared_ptr<EVP_PKEY> Key(DWORD keySpec);
+    AnyKey Key(DWORD keySpec);
     // Replaces the key and forgets its certificate. The password set for this key
     // protects it; none leaves it in clear.
     void NewKey(DWORD keySpec, DWORD bits);
@@ -50,11 +50,11 @@ class Provider : public Object {
   private:
     struct Slot {
         std::optional<Secret> password;
-        std::shared_ptr<EVP_PKEY> key;
+        AnyKey key;
     };
     Slot& SlotOf(DWORD keySpec);
-    std::shared_ptr<EVP_PKEY> Unlock(DWORD keySpec, const Slot& slot);
-    std::shared_ptr<EVP_PKEY> AskAndUnlock(DWORD keySpec);
+    AnyKey Unlock(DWORD keySpec, const Slot& slot);
+    AnyKey AskAndUnlock(DWORD keySpec);
     void ListContainers(bool restart);
 
     const ProviderRow& row_;

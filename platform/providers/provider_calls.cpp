@@ -23,8 +23,6 @@ void CheckFlags(DWORD flags, const char* container) {
 }
 
 HCRYPTPROV Acquire(const ProviderRow& row, const char* containerName, DWORD flags) {
-    // A provider whose algorithms are missing is of no use even for a listing.
-    EnsureAlgorithm(row.keyOid);
     const Side side = (flags & CRYPT_MACHINE_KEYSET) != 0 ? Side::Machine : Side::User;
     std::optional<Container> container;
     if ((flags & CRYPT_DELETEKEYSET) != 0) {

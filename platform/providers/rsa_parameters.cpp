@@ -1,3 +1,4 @@
+// Parameters of RSA-PSS and RSA-OAEP.
 #include "platform/providers/rsa_parameters.h"
 
 #include "platform/providers/algorithms.h"
@@ -54,7 +55,7 @@ void ApplyPss(EVP_PKEY_CTX* context, ByteView der, std::string_view digestOid) {
     const bool usualTrailer =
         parameters->trailerField == nullptr || ASN1_INTEGER_get(parameters->trailerField) == 1;
     if (salt < 0 || salt > 4096 || !usualTrailer) ThrowCrypto(NTE_BAD_ALGID);
-    const EVP_MD* mask = DigestByOid(MaskDigestOf(parameters->maskGenAlgorithm));
+    const EVP_MD* mask = NativeDigest(MaskDigestOf(parameters->maskGenAlgorithm));
     if (EVP_PKEY_CTX_set_rsa_padding(context, RSA_PKCS1_PSS_PADDING) <= 0 ||
         EVP_PKEY_CTX_set_rsa_pss_saltlen(context, static_cast<int>(salt)) <= 0 ||
         EVP_PKEY_CTX_set_rsa_mgf1_md(context, mask) <= 0) {
@@ -73,8 +74,8 @@ void ApplyOaep(EVP_PKEY_CTX* context, ByteView der) {
     const auto parameters =
         DecodeWhole<OaepParameters>(&d2i_RSA_OAEP_PARAMS, der.empty() ? ByteView(empty) : der);
     if (!parameters) ThrowCrypto(NTE_BAD_ALGID);
-    const EVP_MD* digest = DigestByOid(DigestOf(parameters->hashFunc));
-    const EVP_MD* mask = DigestByOid(MaskDigestOf(parameters->maskGenFunc));
+    const EVP_MD* digest = NativeDigest(DigestOf(parameters->hashFunc));
+    const EVP_MD* mask = NativeDigest(MaskDigestOf(parameters->maskGenFunc));
     if (EVP_PKEY_CTX_set_rsa_padding(context, RSA_PKCS1_OAEP_PADDING) <= 0 ||
         EVP_PKEY_CTX_set_rsa_oaep_md(context, digest) <= 0 ||
         EVP_PKEY_CTX_set_rsa_mgf1_md(context, mask) <= 0) {

@@ -1,17 +1,15 @@
+// Signing and verifying of digest values.
 #include <openssl/err.h>
 
 #include <algorithm>
 
 #include "platform/providers/algorithms.h"
+#include "platform/providers/gost_key.h"
 #include "platform/providers/openssl.h"
 #include "platform/providers/rsa_parameters.h"
 
 namespace platform {
 namespace {
-
-std::size_t DigestSize(std::string_view oid) {
-    return static_cast<std::size_t>(EVP_MD_get_size(DigestByOid(oid)));
-}
 
 const SignatureRow* FindSignature(std::string_view algorithm, std::string_view keyOid) {
     const auto rows = SignatureTable();
@@ -28,7 +26,7 @@ EvpKeyContext VerifyContext(EVP_PKEY* key, Scheme scheme, std::string_view diges
         EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) <= 0) {
         ThrowCrypto(NTE_BAD_SIGNATURE);
     }
-    if (EVP_PKEY_CTX_set_signature_md(context.get(), DigestByOid(digestOid)) <= 0) {
+    if (EVP_PKEY_CTX_set_signature_md(context.get(), NativeDigest(digestOid)) <= 0) {
         ThrowCrypto(NTE_BAD_SIGNATURE);
     }
     return context;
@@ -37,28 +35,13 @@ EvpKeyContext VerifyContext(EVP_PKEY* key, Scheme scheme, std::string_view diges
 EvpKeyContext SignContext(EVP_PKEY* key, std::string_view digestOid) {
     EvpKeyContext context(EVP_PKEY_CTX_new(key, nullptr));
     if (!context || EVP_PKEY_sign_init(context.get()) <= 0 ||
-        EVP_PKEY_CTX_set_signature_md(context.get(), DigestByOid(digestOid)) <= 0) {
+        EVP_PKEY_CTX_set_signature_md(context.get(), NativeDigest(digestOid)) <= 0) {
         ThrowCrypto(NTE_FAIL);
     }
     return context;
 }
 
-}  // namespace
-
-Algorithm SignatureAlgorithmFor(EVP_PKEY* key, std::string_view digestOid) {
-    const std::string keyOid = KeyOidOf(key);
-    if (keyOid == oid::kRsa) return {keyOid, {0x05, 0x00}};
-    if (IsGost(keyOid)) return {keyOid, {}};
-    for (const SignatureRow& row : SignatureTable()) {
-        if (row.keyOid == keyOid && row.digestOid != nullptr && row.digestOid == digestOid) {
-            return {row.oid, {}};
-        }
-    }
-    throw Error(NTE_BAD_ALGID);
-}
-
-Bytes SignDigest(EVP_PKEY* key, std::string_view digestOid, ByteView digest) {
-    if (digest.size() != DigestSize(digestOid)) throw Error(NTE_FAIL);
+Bytes SignNatively(EVP_PKEY* key, std::string_view digestOid, ByteView digest) {
     const EvpKeyContext context = SignContext(key, digestOid);
     std::size_t size = 0;
     if (EVP_PKEY_sign(context.get(), nullptr, &size, digest.data(), digest.size()) <= 0) {
@@ -72,26 +55,55 @@ Bytes SignDigest(EVP_PKEY* key, std::string_view digestOid, ByteView digest) {
     return signature;
 }
 
-void VerifyDigest(EVP_PKEY* key, const Algorithm& signatureAlgorithm, std::string_view digestOid,
-                  ByteView digest, ByteView signature) {
-    const SignatureRow* row = FindSignature(signatureAlgorithm.oid, KeyOidOf(key));
-    const bool broken = digestOid == oid::kMd5 || digestOid == oid::kRipemd160;
-    if (row == nullptr || broken || (row->digestOid != nullptr && row->digestOid != digestOid)) {
-        throw Error(NTE_BAD_ALGID);
-    }
-    // The engine would overlook a byte too many behind a GOST signature.
-    const bool sized = !IsGost(row->keyOid) ||
-                       signature.size() == static_cast<std::size_t>(EVP_PKEY_get_size(key));
-    if (!sized || digest.size() != DigestSize(digestOid)) throw Error(NTE_BAD_SIGNATURE);
-    const EvpKeyContext context = VerifyContext(key, row->scheme, digestOid);
-    if (row->scheme == Scheme::Pss)
-        ApplyPss(context.get(), signatureAlgorithm.parameters, digestOid);
+void VerifyNatively(EVP_PKEY* key, Scheme scheme, ByteView parameters, std::string_view digestOid,
+                    ByteView digest, ByteView signature) {
+    const EvpKeyContext context = VerifyContext(key, scheme, digestOid);
+    if (scheme == Scheme::Pss) ApplyPss(context.get(), parameters, digestOid);
     if (EVP_PKEY_verify(context.get(), signature.data(), signature.size(), digest.data(),
                         digest.size()) != 1) {
         ThrowCrypto(NTE_BAD_SIGNATURE);
     }
     // A success may leave notes of the algorithms tried on the way.
     ERR_clear_error();
+}
+
+}  // namespace
+
+Algorithm SignatureAlgorithmFor(const AnyKey& key, std::string_view digestOid) {
+    const std::string keyOid = key.Oid();
+    if (keyOid == oid::kRsa) return {keyOid, {0x05, 0x00}};
+    if (IsGost(keyOid)) return {keyOid, {}};
+    for (const SignatureRow& row : SignatureTable()) {
+        if (row.keyOid == keyOid && row.digestOid != nullptr && row.digestOid == digestOid) {
+            return {row.oid, {}};
+        }
+    }
+    throw Error(NTE_BAD_ALGID);
+}
+
+Bytes SignDigest(const AnyKey& key, std::string_view digestOid, ByteView digest) {
+    if (digest.size() != DigestSize(digestOid)) throw Error(NTE_FAIL);
+    if (key.Gost() == nullptr) return SignNatively(key.Native(), digestOid, digest);
+    const GostKey& gost = *key.Gost();
+    if (FindSignature(gost.oid, gost.oid)->digestOid != digestOid) throw Error(NTE_FAIL);
+    return gost.curve->Sign(gost.privateKey.View(), digest);
+}
+
+void VerifyDigest(const AnyKey& key, const Algorithm& signatureAlgorithm,
+                  std::string_view digestOid, ByteView digest, ByteView signature) {
+    const SignatureRow* row = FindSignature(signatureAlgorithm.oid, key.Oid());
+    const bool broken = digestOid == oid::kMd5 || digestOid == oid::kRipemd160;
+    if (row == nullptr || broken || (row->digestOid != nullptr && row->digestOid != digestOid)) {
+        throw Error(NTE_BAD_ALGID);
+    }
+    if (digest.size() != DigestSize(digestOid)) throw Error(NTE_BAD_SIGNATURE);
+    if (key.Gost() == nullptr) {
+        return VerifyNatively(key.Native(), row->scheme, signatureAlgorithm.parameters, digestOid,
+                              digest, signature);
+    }
+    if (!key.Gost()->curve->Verify(key.Gost()->publicKey, digest, signature)) {
+        throw Error(NTE_BAD_SIGNATURE);
+    }
 }
 
 }  // namespace platform

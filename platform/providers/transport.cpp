@@ -1,8 +1,8 @@
+// Content keys wrapped for a recipient, and unwrapped.
 #include <openssl/err.h>
 #include <openssl/rand.h>
 
 #include "platform/providers/algorithms.h"
-#include "platform/providers/engine.h"
 #include "platform/providers/gost_transport.h"
 #include "platform/providers/openssl.h"
 #include "platform/providers/rsa_parameters.h"
@@ -85,55 +85,7 @@ Secret UnwrapOaep(EVP_PKEY* key, const Algorithm& algorithm, ByteView encryptedK
     return SecretOf(random, keyLength);
 }
 
-// The key wraps of GOST R 34.12 (RFC 9189) name the block cipher; all else is a
-// GostR3410-KeyTransport under the key's own identifier.
-struct GostWrap {
-    const char* oid;
-    const char* cipherOid;
-    std::size_t macLength;
-};
-constexpr GostWrap kGostWraps[] = {
-    {oid::kMagmaWrap, oid::kMagmaCtrAcpkm, 8},
-    {oid::kKuznyechikWrap, oid::kKuznyechikCtrAcpkm, 16},
-};
-
-const GostWrap* FindGostWrap(std::string_view oid) {
-    for (const GostWrap& wrap : kGostWraps) {
-        if (wrap.oid == oid) return &wrap;
-    }
-    return nullptr;
-}
-
-Secret UnwrapGost(EVP_PKEY* key, const GostWrap* wrap, ByteView encryptedKey,
-                  std::size_t keyLength) {
-    const bool shaped = wrap != nullptr ? IsGostExportedKey(encryptedKey, wrap->macLength)
-                                        : IsGostKeyTransport(encryptedKey);
-    if (!shaped) throw Error(NTE_BAD_DATA);
-    const EvpKeyContext context = DecryptContext(key);
-    if (wrap != nullptr && !SelectGostWrap(context.get(), wrap->cipherOid)) {
-        ThrowCrypto(NTE_BAD_ALGID);
-    }
-    Bytes contentKey = Decrypt(context.get(), encryptedKey);
-    const bool fits = contentKey.size() == keyLength;
-    Secret secret = SecretOf(contentKey, fits ? keyLength : 0);
-    if (!fits) throw Error(NTE_BAD_DATA);
-    return secret;
-}
-
-}  // namespace
-
-Algorithm KeyTransportAlgorithmFor(EVP_PKEY* recipient, const CERT_PUBLIC_KEY_INFO& info) {
-    const std::string keyOid = KeyOidOf(recipient);
-    if (keyOid == oid::kRsa) return {keyOid, {0x05, 0x00}};
-    if (!IsGost(keyOid)) throw Error(NTE_BAD_ALGID);
-    const CRYPT_OBJID_BLOB& parameters = info.Algorithm.Parameters;
-    return {keyOid, Copy(ViewOf(parameters.pbData, parameters.cbData))};
-}
-
-Bytes WrapKey(EVP_PKEY* recipient, std::string_view cipherOid, ByteView contentKey) {
-    const std::string keyOid = KeyOidOf(recipient);
-    if (keyOid != oid::kRsa && !IsGost(keyOid)) throw Error(NTE_BAD_ALGID);
-    if (contentKey.size() != CipherKeyLength(cipherOid)) throw Error(NTE_BAD_LEN);
+Bytes WrapNatively(EVP_PKEY* recipient, ByteView contentKey) {
     const EvpKeyContext context = EncryptContext(recipient);
     std::size_t size = 0;
     if (EVP_PKEY_encrypt(context.get(), nullptr, &size, contentKey.data(), contentKey.size()) <=
@@ -149,18 +101,36 @@ Bytes WrapKey(EVP_PKEY* recipient, std::string_view cipherOid, ByteView contentK
     return wrapped;
 }
 
-Secret UnwrapKey(EVP_PKEY* key, const Algorithm& keyEncryption, ByteView encryptedKey,
+}  // namespace
+
+Algorithm KeyTransportAlgorithmFor(const AnyKey& recipient, std::string_view cipherOid) {
+    if (recipient.Gost() != nullptr) return GostTransportFor(*recipient.Gost(), cipherOid);
+    const std::string keyOid = recipient.Oid();
+    if (keyOid != oid::kRsa) throw Error(NTE_BAD_ALGID);
+    return {keyOid, {0x05, 0x00}};
+}
+
+Bytes WrapKey(const AnyKey& recipient, std::string_view cipherOid, ByteView contentKey) {
+    const bool usable = recipient.Gost() != nullptr || recipient.Oid() == oid::kRsa;
+    if (!usable) throw Error(NTE_BAD_ALGID);
+    if (contentKey.size() != CipherKeyLength(cipherOid)) throw Error(NTE_BAD_LEN);
+    return recipient.Gost() != nullptr ? WrapGostKey(*recipient.Gost(), cipherOid, contentKey)
+                                       : WrapNatively(recipient.Native(), contentKey);
+}
+
+Secret UnwrapKey(const AnyKey& key, const Algorithm& keyEncryption, ByteView encryptedKey,
                  std::size_t keyLength) {
-    const std::string keyOid = KeyOidOf(key);
+    if (key.Gost() != nullptr) {
+        Secret secret = UnwrapGostKey(*key.Gost(), keyEncryption, encryptedKey);
+        if (secret.View().size() != keyLength) throw Error(NTE_BAD_DATA);
+        return secret;
+    }
+    const std::string keyOid = key.Oid();
     if (keyOid == oid::kRsa && keyEncryption.oid == oid::kRsa) {
-        return UnwrapPkcs1(key, encryptedKey, keyLength);
+        return UnwrapPkcs1(key.Native(), encryptedKey, keyLength);
     }
     if (keyOid == oid::kRsa && keyEncryption.oid == oid::kRsaOaep) {
-        return UnwrapOaep(key, keyEncryption, encryptedKey, keyLength);
-    }
-    const GostWrap* wrap = FindGostWrap(keyEncryption.oid);
-    if (IsGost(keyOid) && (wrap != nullptr || keyEncryption.oid == keyOid)) {
-        return UnwrapGost(key, wrap, encryptedKey, keyLength);
+        return UnwrapOaep(key.Native(), keyEncryption, encryptedKey, keyLength);
     }
     throw Error(NTE_BAD_ALGID);
 }

@@ -8,7 +8,6 @@
 #include "platform/cms/attribute_set.h"
 #include "platform/cms/signer.h"
 #include "platform/der/der.h"
-#include "platform/providers/crypto.h"
 
 namespace platform {
 namespace {
@@ -59,11 +58,11 @@ Bytes Joined(const ContentPieces& content) {
 
 }  // namespace
 
-Bytes SignMessage(const CRYPT_SIGN_MESSAGE_PARA& para, std::shared_ptr<EVP_PKEY> key, bool detached,
+Bytes SignMessage(const CRYPT_SIGN_MESSAGE_PARA& para, const AnyKey& key, bool detached,
                   const ContentPieces& content, bool sizeOnly) {
     SignedRecords records = Embedded(para);
     if (key) {
-        const PreparedSigner signer(SignerRecord(para), szOID_RSA_data, std::move(key));
+        const PreparedSigner signer(SignerRecord(para), szOID_RSA_data, key);
         records.signers.push_back(sizeOnly ? signer.Dummy() : SignContent(signer, content));
         records.digests.push_back(signer.DigestAlgorithm());
     }

@@ -41,9 +41,9 @@ void CheckArguments(const CRYPT_SIGN_MESSAGE_PARA* para, const ContentPieces& co
     content.Check();
 }
 
-// The key of a certificate; null for no certificate.
-std::shared_ptr<EVP_PKEY> KeyOf(PCCERT_CONTEXT certificate) {
-    if (certificate == nullptr) return nullptr;
+// The key of a certificate; none for no certificate.
+AnyKey KeyOf(PCCERT_CONTEXT certificate) {
+    if (certificate == nullptr) return {};
     const AcquiredKey key = AcquireKey(*Certificate::Of(certificate), /*silent=*/false);
     return key.provider->Key(key.keySpec);
 }

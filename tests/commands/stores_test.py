@@ -173,6 +173,7 @@ class Administration(KestrelCase):
         self.assertEqual(len(self.listing("identity", "list")), 6)
 
     def test_export_comes_back(self):
+        self.need_engine()
         self.ctl("identity", "create", "CN=ann", "--provtype", "80", "--pin", "p", "--trust")
         self.ctl("identity", "export", "ann", "ann.p12", "--pin", "p", "--password", "transfer")
         self.openssl("pkcs12", "-in", "ann.p12", "-passin", "pass:transfer", "-nodes", "-out", "x")

@@ -14,7 +14,7 @@ ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)
 # Each stands on those before it in its row.
 HOUSES = [
     ["platform/" + floor for floor in
-     "base console providers registry der certs cms stores simple http chain".split()],
+     "base console gost providers registry der certs cms stores simple http chain".split()],
     ["front/core", "messages/files", "selection", "stamps", "messages", "batch", "front"],
 ]
 

@@ -1,6 +1,8 @@
 // Stores and certificates for these tests.
 #include "tests/selection/support.h"
 
+#include "tests/support/engine.h"
+
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
@@ -284,6 +286,8 @@ std::string NamesInStore(DWORD side, const wchar_t* store) {
 }
 
 void SelectionTest::SetUp() {
+    // Some of the certificates have GOST keys.
+    SKIP_WITHOUT_ENGINE();
     FixtureFile("");  // made here, and not in a run
     char name[] = "/tmp/kestrel-selection-XXXXXX";
     folder = mkdtemp(name);

@@ -123,8 +123,8 @@ std::string Decoding::Text(DWORD param) {
 HCRYPTPROV StrangerProvider(const Identity& identity) {
     static int count = 0;
     const std::string name = "stranger-" + std::to_string(count++);
-    const EvpKey key = GenerateKey(identity.type);
-    Container::Create(Side::User, name, identity.type).SaveKey(AT_KEYEXCHANGE, key.get(), Secret());
+    const AnyKey key = GenerateKey(identity.type);
+    Container::Create(Side::User, name, identity.type).SaveKey(AT_KEYEXCHANGE, key, Secret());
     HCRYPTPROV provider = 0;
     EXPECT_NE(CryptAcquireContextA(&provider, name.c_str(), nullptr, identity.type, CRYPT_SILENT),
               FALSE);

@@ -2,7 +2,6 @@
 #include "tests/support/encode_support.h"
 
 #include <gtest/gtest.h>
-#include <openssl/pem.h>
 
 #include <array>
 #include <cstdio>
@@ -12,6 +11,7 @@
 
 #include "platform/providers/container.h"
 #include "platform/providers/crypto.h"
+#include "platform/providers/key_file.h"
 
 namespace platform::testing {
 namespace {
@@ -28,12 +28,10 @@ std::array<Identity, 5> identities = {{
      "1.2.643.2.2.21"},
 }};
 
-EvpKey ReadKey(const fs::path& file) {
-    std::FILE* stream = std::fopen(file.c_str(), "rb");
-    if (stream == nullptr) throw std::runtime_error("no key file " + file.string());
-    EvpKey key(PEM_read_PrivateKey(stream, nullptr, nullptr, nullptr));
-    std::fclose(stream);
-    if (key == nullptr) throw std::runtime_error("unreadable key " + file.string());
+AnyKey ReadKey(const fs::path& file) {
+    const auto content = ParseKeyFile(ReadWholeFile(file));
+    AnyKey key = content ? OpenKeyFile(*content, Secret()) : AnyKey();
+    if (!key) throw std::runtime_error("unreadable key " + file.string());
     return key;
 }
 
@@ -48,9 +46,8 @@ void Make(Identity& identity) {
     OpenSsl(std::string("req -engine gost -x509 -nodes -days 30 ") + identity.newKey + " -keyout " +
             name + ".key -out " + name + ".pem -subj /CN=" + name);
     OpenSsl("x509 -engine gost -in " + name + ".pem -outform DER -out " + name + ".der");
-    EnsureAlgorithm(identity.digest);
-    const EvpKey key = ReadKey(Folder() / (name + ".key"));
-    Container::Create(Side::User, name, identity.type).SaveKey(AT_KEYEXCHANGE, key.get(), Secret());
+    const AnyKey key = ReadKey(Folder() / (name + ".key"));
+    Container::Create(Side::User, name, identity.type).SaveKey(AT_KEYEXCHANGE, key, Secret());
     Check(CryptAcquireContextA(&identity.provider, identity.name, nullptr, identity.type,
                                CRYPT_SILENT) != FALSE,
           "acquiring");

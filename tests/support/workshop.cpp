@@ -2,7 +2,6 @@
 #include "tests/support/workshop.h"
 
 #include <openssl/err.h>
-#include <openssl/pem.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -10,6 +9,8 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+
+#include "platform/providers/key_file.h"
 
 namespace platform::testing {
 namespace {
@@ -157,18 +158,14 @@ const Bytes& CertificateOf(const std::string& name) {
     return entry->second;
 }
 
-EvpKey PublicKey(const std::string& name) {
+AnyKey PublicKey(const std::string& name) {
     CertificateOf(name);
     return PublicKeyFromDer(ReadFile(name + ".pub"));
 }
 
-EvpKey PrivateKey(const std::string& name) {
+AnyKey PrivateKey(const std::string& name) {
     CertificateOf(name);
-    EnsureAlgorithm(KeyNamed(name).digestOid);
-    std::FILE* file = std::fopen((Folder() / (name + ".key")).c_str(), "r");
-    EvpKey key(PEM_read_PrivateKey(file, nullptr, nullptr, nullptr));
-    std::fclose(file);
-    return key;
+    return OpenKeyFile(ParseKeyFile(ReadFile(name + ".key")).value(), Secret());
 }
 
 HomesTest::HomesTest() : handles_(LiveHandles()) {

@@ -56,8 +56,8 @@ const std::vector<KeyRow>& KeyRows();
 // The key of a row and its self-signed certificate, made on first use. They lie in Folder()
 // as NAME.key, NAME.pub (SubjectPublicKeyInfo, DER), NAME.pem and NAME.cer (DER).
 const Bytes& CertificateOf(const std::string& name);
-EvpKey PublicKey(const std::string& name);
-EvpKey PrivateKey(const std::string& name);
+AnyKey PublicKey(const std::string& name);
+AnyKey PrivateKey(const std::string& name);
 
 // A test with empty homes and no handle left at its end.
 class HomesTest : public ::testing::Test {

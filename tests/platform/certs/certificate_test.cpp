@@ -6,6 +6,7 @@
 #include "platform/der/der.h"
 #include "platform/providers/crypto.h"
 #include "tests/support/certificates.h"
+#include "tests/support/engine.h"
 
 namespace platform::testing {
 namespace {
@@ -27,6 +28,7 @@ std::string Upper(std::string text) {
 }
 
 TEST_F(CertificateTest, ReadsWhatTheCommandShows) {
+    SKIP_WITHOUT_ENGINE();
     struct Row {
         const char* kind;
         const char* keyOid;
@@ -56,10 +58,8 @@ TEST_F(CertificateTest, ReadsWhatTheCommandShows) {
         EXPECT_NE(show.find("notAfter=" + Moment(info.NotAfter)), std::string::npos) << show;
 
         // The public key, with the bits and parameters as they stand in the certificate.
-        const EvpKey fromRecord = PublicKeyFromInfo(info.SubjectPublicKeyInfo);
-        const EVP_PKEY* native = X509_get0_pubkey(Certificate::Of(context.get())->Native());
-        ASSERT_NE(native, nullptr);
-        EXPECT_EQ(EVP_PKEY_eq(fromRecord.get(), native), 1);
+        const AnyKey fromRecord = PublicKeyFromInfo(info.SubjectPublicKeyInfo);
+        EXPECT_TRUE(PublicKeyToDer(fromRecord) == ReadFile(std::string(row.kind) + ".pub"));
     }
 }
 

@@ -15,9 +15,9 @@ constexpr DWORD kSomeProperty = 40000;
 class PropertiesTest : public CertsTest {
   protected:
     // A container with the key of a certificate made by the command.
-    static void MakeContainer(const char* name, const EvpKey& key, std::string_view password = {}) {
+    static void MakeContainer(const char* name, const AnyKey& key, std::string_view password = {}) {
         Container container = Container::Create(Side::User, name, 16);
-        container.SaveKey(AT_KEYEXCHANGE, key.get(), Secret(ViewOf(password)));
+        container.SaveKey(AT_KEYEXCHANGE, key, Secret(ViewOf(password)));
     }
     static void Bind(PCCERT_CONTEXT certificate, const wchar_t* container) {
         std::wstring name = container;

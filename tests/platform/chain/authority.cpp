@@ -48,24 +48,24 @@ void AddName(X509_NAME* name, const char* field, const std::string& text) {
 }
 
 std::shared_ptr<EVP_PKEY> KeyFor(const Recipe& recipe) {
-    if (recipe.key == nullptr) return GenerateKey(static_cast<DWORD>(recipe.type));
+    if (recipe.key == nullptr) {
+        const AnyKey fresh = GenerateKey(static_cast<DWORD>(recipe.type));
+        EVP_PKEY_up_ref(fresh.Native());
+        return EvpKey(fresh.Native());
+    }
     EVP_PKEY_up_ref(recipe.key);
     return EvpKey(recipe.key);
 }
 
-// The digest that goes with a key, where the recipe does not say; null for Ed25519.
-const EVP_MD* DigestFor(const char* name, EVP_PKEY* key) {
-    if (name != nullptr) return EVP_get_digestbyname(name);
-    if (EVP_PKEY_is_a(key, "ED25519")) return nullptr;
-    int nid = 0;
-    Check(EVP_PKEY_get_default_digest_nid(key, &nid) > 0, "default digest");
-    return EVP_get_digestbynid(nid);
+// Null for Ed25519, which names none.
+const EVP_MD* DigestFor(const char* name) {
+    return name == nullptr ? nullptr : EVP_get_digestbyname(name);
 }
 
 void Sign(X509* certificate, EVP_PKEY* key, const Recipe& recipe) {
     const std::unique_ptr<EVP_MD_CTX, Freer<EVP_MD_CTX_free>> context(EVP_MD_CTX_new());
     EVP_PKEY_CTX* parameters = nullptr;
-    EVP_DigestSignInit(context.get(), &parameters, DigestFor(recipe.digest, key), nullptr, key);
+    EVP_DigestSignInit(context.get(), &parameters, DigestFor(recipe.digest), nullptr, key);
     if (recipe.pss) EVP_PKEY_CTX_set_rsa_padding(parameters, RSA_PKCS1_PSS_PADDING);
     Check(X509_sign_ctx(certificate, context.get()) > 0, "signing");
 }
@@ -178,8 +178,7 @@ std::shared_ptr<Crl> MakeCrl(const Identity& issuer, const CrlRecipe& recipe) {
     X509V3_set_ctx(&context, signer.Cert()->Native(), nullptr, nullptr, crl, 0);
     AddExtensions(recipe.extensions, &context, crl, &X509_CRL_add_ext);
     EVP_PKEY* key = signer.Key();
-    const bool gost = !EVP_PKEY_is_a(key, "EC") && !EVP_PKEY_is_a(key, "RSA");
-    Check(X509_CRL_sign(crl, key, DigestFor(gost ? nullptr : recipe.digest, key)) > 0, "CRL");
+    Check(X509_CRL_sign(crl, key, DigestFor(recipe.digest)) > 0, "CRL");
     const Bytes der = EncodeWhole<X509_CRL>(&i2d_X509_CRL, crl);
     return Crl::Parse(recipe.otherInner ? WithOtherInner(der, key) : der);
 }

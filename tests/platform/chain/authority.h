@@ -28,8 +28,8 @@ struct Recipe {
     std::vector<Extension> extensions = {};
     long from = -kDay;  // seconds from now
     long to = 30 * kDay;
-    long type = 16;                 // provider type of the key
-    const char* digest = "SHA256";  // null: what the key prescribes
+    long type = 16;  // provider type of the key
+    const char* digest = "SHA256";
     bool pss = false;
     EVP_PKEY* key = nullptr;  // a key that is there already
 };

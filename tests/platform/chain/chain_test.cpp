@@ -10,6 +10,7 @@
 #include "platform/providers/container.h"
 #include "platform/providers/openssl.h"
 #include "tests/platform/chain/authority.h"
+#include "tests/support/engine.h"
 
 namespace platform::testing {
 namespace {
@@ -343,32 +344,54 @@ TEST_F(ChainTest, KeysAndSignaturesThatCount) {
     }
 }
 
+// A root, a leaf and lists of the openssl command with the engine: `revoked` is a line of its
+// database.
+std::shared_ptr<Crl> GostCrl(const std::string& digest, const std::string& revoked) {
+    WriteFile("index.txt", ViewOf(revoked));
+    WriteFile("ca.cnf", ViewOf("[ca]\ndefault_ca=d\n[d]\ndatabase=index.txt\n"));
+    OpenSsl("ca -engine gost -gencrl -config ca.cnf -crldays 5 -md " + digest +
+            " -keyfile root.key -cert root.pem -out crl.pem");
+    OpenSsl("crl -in crl.pem -outform DER -out crl.der");
+    return Crl::Parse(ReadFile("crl.der"));
+}
+
 TEST_F(ChainTest, GostChains) {
+    SKIP_WITHOUT_ENGINE();
     const struct {
         const char* name;
-        long type;
-    } rows[] = {{"GOST R 34.10-2001", 75},
-                {"GOST R 34.10-2012, 256 bit", 80},
-                {"GOST R 34.10-2012, 512 bit", 81}};
+        const char* key;
+        const char* digest;
+    } rows[] = {
+        {"GOST R 34.10-2001", "gost2001 -pkeyopt paramset:A", "md_gost94"},
+        {"GOST R 34.10-2012, 256 bit", "gost2012_256 -pkeyopt paramset:B", "md_gost12_256"},
+        {"GOST R 34.10-2012, 256 bit, twisted", "gost2012_256 -pkeyopt paramset:TCA",
+         "md_gost12_256"},
+        {"GOST R 34.10-2012, 512 bit", "gost2012_512 -pkeyopt paramset:B", "md_gost12_512"},
+    };
     for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
         Clear();
-        const auto of = [&](Recipe recipe) {
-            recipe.type = row.type;
-            recipe.digest = nullptr;
-            return recipe;
-        };
-        const Identity root(of(AuthorityNamed(row.name)));
-        const Identity middle(of(AuthorityNamed("Middle")), &root);
-        const Identity leaf(of(LeafNamed("Leaf")), &middle);
-        Put("Root", root.Cert());
-        Put("CA", middle.Cert());
-        Put("CA", MakeCrl(root));
-        EXPECT_EQ(StatusOf(leaf.Cert(), kCheck), 0x40U) << row.name;
-        Put("CA", MakeCrl(middle));
-        EXPECT_EQ(StatusOf(leaf.Cert(), kCheck), 0U) << row.name;
-        EXPECT_EQ(StatusOf(leaf.Forged(), kCheck), 0x8U) << row.name;
-        Put("AddressBook", MakeCrl(middle, {.revoked = {{&leaf}}, .from = -60}));
-        EXPECT_EQ(StatusOf(leaf.Cert(), kCheck), 0x4U) << row.name;
+        const std::string made = std::string(" -engine gost -") + row.digest;
+        const std::string fresh = made + " -nodes -newkey " + row.key;
+        OpenSsl("req -x509 -subj /CN=Root -keyout root.key -out root.pem" + fresh);
+        OpenSsl("req -new -subj /CN=Leaf -keyout leaf.key -out leaf.csr" + fresh);
+        OpenSsl(
+            "x509 -req -CA root.pem -CAkey root.key -set_serial 77 -days 5 -in leaf.csr"
+            " -outform DER -out leaf.der" +
+            made);
+        OpenSsl("x509 -in root.pem -outform DER -out root.der");
+        const auto leaf = Certificate::Parse(ReadFile("leaf.der"));
+        Put("Root", Certificate::Parse(ReadFile("root.der")));
+        EXPECT_EQ(StatusOf(leaf, kCheck), 0x40U);
+        Put("CA", GostCrl(row.digest, ""));
+        EXPECT_EQ(StatusOf(leaf, kCheck), 0U);
+        Bytes forged = Copy(leaf->Der());
+        forged.back() ^= 1;
+        EXPECT_EQ(StatusOf(Certificate::Parse(forged), kCheck), 0x8U);
+        Clear();
+        Put("Root", Certificate::Parse(ReadFile("root.der")));
+        Put("CA", GostCrl(row.digest, "R\t351231235959Z\t250101000000Z\t4D\tunknown\t/CN=Leaf\n"));
+        EXPECT_EQ(StatusOf(leaf, kCheck), 0x4U);
     }
 }
 
@@ -468,9 +491,9 @@ TEST_F(ChainTest, LayersOfCrossCertificates) {
         for (int layer = 0; layer < 12; ++layer) {
             std::vector<std::unique_ptr<Identity>> below;
             for (std::size_t i = 0; i < kWidth; ++i) {
-                const EvpKey key = GenerateKey(kTypeEcdsa);
+                const AnyKey key = GenerateKey(kTypeEcdsa);
                 Recipe recipe = AuthorityNamed("Layer " + std::to_string(layer));
-                recipe.key = key.get();
+                recipe.key = key.Native();
                 for (const auto& issuer : above) {
                     auto made = std::make_unique<Identity>(recipe, issuer.get());
                     keep(*made);

@@ -4,6 +4,7 @@
 
 #include "platform/der/der.h"
 #include "tests/support/decode_support.h"
+#include "tests/support/engine.h"
 
 using namespace platform;
 using namespace platform::testing;
@@ -50,6 +51,7 @@ constexpr const char* kVerify =
 constexpr const char* kPrint = "-cmsout -print -inform DER";
 
 TEST(SpreadOut, SignedMessagesReadAsBefore) {
+    SKIP_WITHOUT_ENGINE();
     const Bytes content = Noise(3000);
     const struct {
         const char* signer;
@@ -80,6 +82,7 @@ TEST(SpreadOut, SignedMessagesReadAsBefore) {
 }
 
 TEST(SpreadOut, EnvelopedMessagesReadAsBefore) {
+    SKIP_WITHOUT_ENGINE();
     const Bytes content = Noise(3000);
     const struct {
         const char* recipient;

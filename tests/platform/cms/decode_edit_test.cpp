@@ -6,6 +6,7 @@
 
 #include "platform/der/der.h"
 #include "tests/support/decode_support.h"
+#include "tests/support/engine.h"
 
 using namespace platform;
 using namespace platform::testing;
@@ -42,6 +43,7 @@ std::size_t Count(const std::string& text, std::string_view word) {
 }
 
 TEST(EditSigned, AddsSigners) {
+    SKIP_WITHOUT_ENGINE();
     const Bytes content = Noise(1000);
     for (const char* added : kSigningIdentities) {
         for (const char* options : {"-nodetach", "-nodetach -stream -noattr", "-nodetach -keyid"}) {
@@ -111,6 +113,7 @@ TEST(EditSigned, AddsAndRemovesUnsignedAttributes) {
 }
 
 TEST(EditSigned, KeepsADetachedMessageDetached) {
+    SKIP_WITHOUT_ENGINE();
     const Bytes content = Noise(100);
     const Bytes encoded = SignWith({"rsa"}, "", content);
     const CMSG_SIGNER_ENCODE_INFO ec = IdentityOf("ec").Signer();
@@ -252,6 +255,7 @@ class Kept : public ::testing::Test {
 };
 
 TEST_F(Kept, EveryPartThatASignerMoreDoesNotTouch) {
+    SKIP_WITHOUT_ENGINE();
     const Identity& added = IdentityOf("gost2012-256");
     const CMSG_SIGNER_ENCODE_INFO info = added.Signer();
     const CRYPT_DATA_BLOB certificate = BlobOf(added.certificate);
@@ -293,6 +297,7 @@ TEST_F(Kept, EveryPartThatASignerMoreDoesNotTouch) {
 }
 
 TEST_F(Kept, EveryPartThatAnAttributeMoreDoesNotTouch) {
+    SKIP_WITHOUT_ENGINE();
     const Bytes attribute = FromHex("300A 0603 2A0305 3103 0201 07");
     for (const auto& row : kReceived) {
         SCOPED_TRACE(row.name);
@@ -352,6 +357,7 @@ TEST_F(Kept, SignersAreTakenByTheLetter) {
 }
 
 TEST_F(Kept, UnsortedSignedAttributesStillVerifyForOpenSsl) {
+    SKIP_WITHOUT_ENGINE();
     ChangeSigner(made, SignUnsorted);
     const CMSG_SIGNER_ENCODE_INFO info = IdentityOf("gost2012-512").Signer();
     Decoding message(nullptr);

@@ -3,6 +3,7 @@
 
 #include "platform/base/handle.h"
 #include "tests/support/decode_support.h"
+#include "tests/support/engine.h"
 
 using namespace platform;
 using namespace platform::testing;
@@ -74,6 +75,7 @@ void CheckSigners(Decoding& message, const Row& row) {
 }
 
 TEST(DecodeSigned, ReadsInAnyPiecesAndWhole) {
+    SKIP_WITHOUT_ENGINE();
     CertificateOf("rsa"), CertificateOf("ec");
     for (const Row& row : kRows) {
         SCOPED_TRACE(row.name);
@@ -109,6 +111,7 @@ TEST(DecodeSigned, ReadsInAnyPiecesAndWhole) {
 }
 
 TEST(DecodeSigned, TakesDetachedContentBehindTheMessage) {
+    SKIP_WITHOUT_ENGINE();
     const Bytes content = Noise(100000);
     for (const char* options : {"", "-noattr", "-keyid"}) {
         for (const char* signer : {"rsa", "gost2012-256"}) {

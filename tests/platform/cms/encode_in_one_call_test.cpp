@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tests/support/encode_support.h"
+#include "tests/support/engine.h"
 
 namespace platform::testing {
 namespace {
@@ -52,6 +53,7 @@ struct Request {
 };
 
 TEST(SignMessage, OpenSslAcceptsAttachedAndDetached) {
+    SKIP_WITHOUT_ENGINE();
     const Bytes first = Noise(100000);
     const Bytes second = Noise(3);
     Bytes both = first;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tests/support/encode_support.h"
+#include "tests/support/engine.h"
 
 namespace platform::testing {
 namespace {
@@ -68,6 +69,7 @@ void ExpectVerified(const Bytes& message, const Bytes& content) {
 }
 
 TEST(SignedEncoder, OpenSslAcceptsEveryKeyStreamedAndWhole) {
+    SKIP_WITHOUT_ENGINE();
     const Bytes content = Noise(kChunk + 100);
     for (const char* name : kSigningIdentities) {
         for (const bool withAttributes : {false, true}) {
@@ -97,6 +99,7 @@ TEST(SignedEncoder, EverySizeOfContentAndPiece) {
 // openssl writes DER with every SET OF sorted, so what it makes of a message that is DER
 // already is the same octets.
 TEST(SignedEncoder, WholeMessageIsDer) {
+    SKIP_WITHOUT_ENGINE();
     for (const char* name : kSigningIdentities) {
         Attributes attributes;
         Request request({name, "ec"});

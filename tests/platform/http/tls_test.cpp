@@ -5,7 +5,9 @@
 #include "platform/base/text.h"
 #include "platform/certs/certificate.h"
 #include "platform/certs/key_provider_info.h"
+#include "platform/providers/algorithms.h"
 #include "platform/providers/container.h"
+#include "platform/providers/openssl.h"
 #include "platform/stores/store.h"
 #include "tests/platform/http/servers.h"
 
@@ -94,16 +96,6 @@ TEST_F(TlsTest, RootOfBothSidesIsTrusted) {
     EXPECT_EQ(Exchange(Own().good, "/", true).Run(), static_cast<DWORD>(ERROR_FILE_CORRUPT));
 }
 
-// The engine of other algorithms, once loaded, serves the whole process.
-TEST_F(TlsTest, StandsBesideTheGostEngine) {
-    Trust(Side::User);
-    EXPECT_EQ(Exchange(Own().good, "/", true).Run(), 0U);
-    EnsureAlgorithm(oid::kGostR3410_2012_256);
-    const Bytes before = Digest(oid::kGostR3411_2012_256).Value();
-    EXPECT_EQ(Exchange(Own().good, "/", true).Run(), 0U);
-    EXPECT_EQ(Digest(oid::kGostR3411_2012_256).Value(), before);
-}
-
 // Refused once, sent again with more trust on the same handle.
 TEST_F(TlsTest, RulesMayChangeBetweenSends) {
     Exchange exchange(Own().strange, "/", true);
@@ -142,9 +134,9 @@ class ClientTest : public TlsTest {
                                                 const std::string& password = {}) {
         Container container = Container::Create(Side::User, name, 24);
         std::FILE* file = std::fopen((Folder() / "client.key").c_str(), "r");
-        const EvpKey key(PEM_read_PrivateKey(file, nullptr, nullptr, nullptr));
+        const AnyKey key(EvpKey(PEM_read_PrivateKey(file, nullptr, nullptr, nullptr)));
         std::fclose(file);
-        container.SaveKey(AT_KEYEXCHANGE, key.get(), Secret(ViewOf(password)));
+        container.SaveKey(AT_KEYEXCHANGE, key, Secret(ViewOf(password)));
         auto certificate = Read("client");
         KeyProviderInfo info;
         info.container = name;
@@ -237,6 +229,22 @@ TEST_F(ClientTest, KeysAndPasswords) {
     Exchange exchange(Own().wantsClient, "/", true);
     ASSERT_NE(Set(exchange, Read("client")), FALSE);
     EXPECT_EQ(exchange.Run(), static_cast<DWORD>(ERROR_WINHTTP_CLIENT_CERT_NO_PRIVATE_KEY));
+}
+
+// TLS here has no use for it: nothing goes out, whatever the server asks for.
+TEST_F(ClientTest, GostKeysAreRefused) {
+    const std::unique_ptr<X509, Freer<X509_free>> made(X509_new());
+    const AnyKey key = GenerateKey(kTypeGost2012_256);
+    ASN1_INTEGER_set(X509_get_serialNumber(made.get()), 1);
+    X509_gmtime_adj(X509_getm_notBefore(made.get()), 0);
+    X509_gmtime_adj(X509_getm_notAfter(made.get()), 1000);
+    SetPublicKey(made.get(), key);
+    const auto certificate = Certificate::Parse(SignCertificate(made.get(), key));
+    for (const WORD port : {Own().wantsClient, Own().good}) {
+        Exchange exchange(port, "/", true);
+        ASSERT_NE(Set(exchange, certificate), FALSE);
+        EXPECT_EQ(exchange.Run(), Code(NTE_BAD_ALGID));
+    }
 }
 
 }  // namespace

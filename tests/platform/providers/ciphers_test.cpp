@@ -5,6 +5,7 @@
 #include "platform/cms/model.h"
 #include "platform/der/der.h"
 #include "platform/providers/container.h"
+#include "tests/support/engine.h"
 #include "tests/support/workshop.h"
 
 namespace platform::testing {
@@ -40,20 +41,17 @@ std::string Modules(std::string_view cipher) {
     return cipher == "gost89" ? " -engine gost " : " -provider default -provider legacy ";
 }
 
-Bytes Transform(EVP_CIPHER_CTX* context, ByteView input) {
+Bytes Transform(Cipher& cipher, ByteView input) {
     Bytes output;
-    Bytes block(kChunk + EVP_MAX_BLOCK_LENGTH);
-    int size = 0;
+    Bytes block(kChunk + Cipher::kSlack);
+    std::size_t size = 0;
     for (std::size_t at = 0; at < input.size(); at += kChunk) {
         const ByteView chunk = input.subspan(at, std::min(kChunk, input.size() - at));
-        if (EVP_CipherUpdate(context, block.data(), &size, chunk.data(),
-                             static_cast<int>(chunk.size())) != 1) {
-            throw Error(NTE_BAD_DATA);
-        }
-        output.insert(output.end(), block.begin(), block.begin() + size);
+        if (!cipher.Update(chunk, block.data(), size)) throw Error(NTE_BAD_DATA);
+        output.insert(output.end(), block.data(), block.data() + size);
     }
-    if (EVP_CipherFinal_ex(context, block.data(), &size) != 1) throw Error(NTE_BAD_DATA);
-    output.insert(output.end(), block.begin(), block.begin() + size);
+    if (!cipher.Finish(block.data(), size)) throw Error(NTE_BAD_DATA);
+    output.insert(output.end(), block.data(), block.data() + size);
     return output;
 }
 
@@ -113,6 +111,7 @@ Bytes EnvelopedData(const Sealed& sealed) {
 }
 
 TEST(Ciphers, OpensslOpensOurs) {
+    SKIP_WITHOUT_ENGINE();
     const Bytes payload = Pattern(kPayload);
     for (const CipherRow& row : kCiphers) {
         SCOPED_TRACE(row.name);
@@ -121,7 +120,7 @@ TEST(Ciphers, OpensslOpensOurs) {
         const CipherContext context = StartEncryption(row.oid, sealed.cipher, key);
         ASSERT_EQ(key.View().size(), row.keyLength);
         EXPECT_EQ(CipherKeyLength(row.oid), row.keyLength);
-        sealed.content = Transform(context.get(), payload);
+        sealed.content = Transform(*context, payload);
         WriteFile("message", EncryptedData(sealed));
         OpenSsl(
             "cms -EncryptedData_decrypt -inform DER -binary -in message"
@@ -132,6 +131,7 @@ TEST(Ciphers, OpensslOpensOurs) {
 }
 
 TEST(Ciphers, OursOpenOpenssl) {
+    SKIP_WITHOUT_ENGINE();
     const Bytes payload = Pattern(kPayload);
     WriteFile("payload", payload);
     for (const CipherRow& row : kCiphers) {
@@ -145,7 +145,7 @@ TEST(Ciphers, OursOpenOpenssl) {
         EXPECT_EQ(sealed.cipher.oid, row.oid);
         EXPECT_EQ(CipherKeyLength(sealed.cipher), row.keyLength);
         const CipherContext context = StartDecryption(sealed.cipher, key);
-        EXPECT_TRUE(Transform(context.get(), sealed.content) == payload);
+        EXPECT_TRUE(Transform(*context, sealed.content) == payload);
     }
 }
 
@@ -190,31 +190,31 @@ TEST(Ciphers, RefuseBadParametersAndKeys) {
 // ---- transport ---------------------------------------------------------------
 
 TEST(Transport, OpensslOpensOurs) {
+    SKIP_WITHOUT_ENGINE();
     const Bytes payload = Pattern(kPayload);
     for (const KeyRow& row : KeyRows()) {
         if (row.type == kTypeEcdsa) continue;
-        for (const char* cipher : {"1.2.643.2.2.21", "2.16.840.1.101.3.4.1.42"}) {
+        for (const char* cipher : {"1.2.643.2.2.21", "2.16.840.1.101.3.4.1.42", oid::kMagmaCtrAcpkm,
+                                   oid::kKuznyechikCtrAcpkm}) {
+            // The key wraps of GOST R 34.12 go with keys of 2012 alone.
+            const bool newer = std::string_view(cipher).starts_with("1.2.643.7.");
+            if (newer && row.type < kTypeGost2012_256) continue;
             SCOPED_TRACE(std::string(row.name) + " " + cipher);
-            const EvpKey recipient = PublicKey(row.name);
-            const Bytes spki = ReadFile(std::string(row.name) + ".pub");
-            der::Cursor inside(der::Cursor(spki).Next().contents);
-            Algorithm algorithm = ParseAlgorithm(inside.Next().whole);
-            CERT_PUBLIC_KEY_INFO info{};
-            info.Algorithm.pszObjId = algorithm.oid.data();
-            info.Algorithm.Parameters = {static_cast<DWORD>(algorithm.parameters.size()),
-                                         algorithm.parameters.data()};
+            const AnyKey recipient = PublicKey(row.name);
+            // The engine changes keys after 1 KiB when it opens a message, wherever CMS says to.
+            const ByteView content = ByteView(payload).first(newer ? 1000 : payload.size());
             Sealed sealed;
             Secret key;
             const CipherContext context = StartEncryption(cipher, sealed.cipher, key);
-            sealed.content = Transform(context.get(), payload);
-            sealed.transport = KeyTransportAlgorithmFor(recipient.get(), info);
-            sealed.wrapped = WrapKey(recipient.get(), cipher, key.View());
+            sealed.content = Transform(*context, content);
+            sealed.transport = KeyTransportAlgorithmFor(recipient, cipher);
+            sealed.wrapped = WrapKey(recipient, cipher, key.View());
             WriteFile("message", EnvelopedData(sealed));
             OpenSsl(
                 "cms -decrypt -engine gost -inform DER -binary -in message"
                 " -out plain -inkey " +
                 std::string(row.name) + ".key");
-            EXPECT_TRUE(ReadFile("plain") == payload);
+            EXPECT_TRUE(Equal(ReadFile("plain"), content));
         }
     }
 }
@@ -253,20 +253,21 @@ Sealed SealWithOpenssl(const SealedRow& row, ByteView payload) {
 }
 
 TEST(Transport, OursOpenOpenssl) {
+    SKIP_WITHOUT_ENGINE();
     const Bytes payload = Pattern(kPayload);
     for (const SealedRow& row : kSealed) {
         SCOPED_TRACE(row.name);
         const Sealed sealed = SealWithOpenssl(row, payload);
-        const EvpKey key = PrivateKey(row.key);
+        const AnyKey key = PrivateKey(row.key);
         const Secret content =
-            UnwrapKey(key.get(), sealed.transport, sealed.wrapped, CipherKeyLength(sealed.cipher));
+            UnwrapKey(key, sealed.transport, sealed.wrapped, CipherKeyLength(sealed.cipher));
         const CipherContext context = StartDecryption(sealed.cipher, content.View());
-        EXPECT_TRUE(Transform(context.get(), sealed.content) == payload);
+        EXPECT_TRUE(Transform(*context, sealed.content) == payload);
     }
 }
 
 // A random key, different each time and of the length asked for.
-void ExpectRandomKey(EVP_PKEY* key, const Algorithm& transport, ByteView wrapped) {
+void ExpectRandomKey(const AnyKey& key, const Algorithm& transport, ByteView wrapped) {
     const Secret first = UnwrapKey(key, transport, wrapped, 32);
     const Secret second = UnwrapKey(key, transport, wrapped, 32);
     EXPECT_EQ(first.View().size(), 32U);
@@ -279,30 +280,31 @@ TEST(Transport, DamageNeverShowsWithRsa) {
         if (std::string_view(row.key) != "rsa") continue;
         SCOPED_TRACE(row.name);
         const Sealed sealed = SealWithOpenssl(row, Pattern(100));
-        const EvpKey key = PrivateKey(row.key);
+        const AnyKey key = PrivateKey(row.key);
         for (std::size_t at = 0; at < sealed.wrapped.size(); at += 9) {
             SCOPED_TRACE("byte " + std::to_string(at));
             Bytes damaged = sealed.wrapped;
             damaged[at] ^= 0x04;
-            ExpectRandomKey(key.get(), sealed.transport, damaged);
+            ExpectRandomKey(key, sealed.transport, damaged);
             damaged.resize(at);
-            ExpectRandomKey(key.get(), sealed.transport, damaged);
+            ExpectRandomKey(key, sealed.transport, damaged);
         }
-        const EvpKey other = GenerateKey(TypeForKey(key.get()));
-        ExpectRandomKey(other.get(), sealed.transport, sealed.wrapped);
+        const AnyKey other = GenerateKey(TypeForKey(key));
+        ExpectRandomKey(other, sealed.transport, sealed.wrapped);
     }
 }
 
 // A check value protects the key; bits around it (the form of an encoding) may change
 // without effect.
 TEST(Transport, DamageWithGostIsAnErrorOrNoDamage) {
+    SKIP_WITHOUT_ENGINE();
     for (const SealedRow& row : kSealed) {
         if (std::string_view(row.key) == "rsa") continue;
         SCOPED_TRACE(row.name);
         const Sealed sealed = SealWithOpenssl(row, Pattern(100));
-        const EvpKey key = PrivateKey(row.key);
-        const auto unwrap = [&](const EvpKey& with, ByteView wrapped) {
-            return UnwrapKey(with.get(), sealed.transport, wrapped, 32);
+        const AnyKey key = PrivateKey(row.key);
+        const auto unwrap = [&](const AnyKey& with, ByteView wrapped) {
+            return UnwrapKey(with, sealed.transport, wrapped, 32);
         };
         const Secret good = unwrap(key, sealed.wrapped);
         for (std::size_t at = 0; at < sealed.wrapped.size(); ++at) {
@@ -315,7 +317,7 @@ TEST(Transport, DamageWithGostIsAnErrorOrNoDamage) {
             damaged.resize(at);
             EXPECT_EQ(CodeOf([&] { unwrap(key, damaged); }), Code(NTE_BAD_DATA));
         }
-        const EvpKey other = GenerateKey(TypeForKey(key.get()));
+        const AnyKey other = GenerateKey(TypeForKey(key));
         EXPECT_EQ(CodeOf([&] { unwrap(other, sealed.wrapped); }), Code(NTE_BAD_DATA));
     }
 }
@@ -337,7 +339,7 @@ TEST(Transport, RsaBlockIsReadAsTheStandardSays) {
         {"0xFF everywhere else", [](Bytes& block) { std::fill_n(block.begin() + 2, 221, 255); },
          true},
     };
-    const EvpKey key = PrivateKey("rsa");
+    const AnyKey key = PrivateKey("rsa");
     const Bytes content = Pattern(32);
     for (const BlockRow& row : rows) {
         Bytes block(256, 0x5A);
@@ -351,12 +353,13 @@ TEST(Transport, RsaBlockIsReadAsTheStandardSays) {
         OpenSsl(
             "pkeyutl -encrypt -pubin -keyform DER -inkey rsa.pub -in block"
             " -out wrapped -pkeyopt rsa_padding_mode:none");
-        const Secret got = UnwrapKey(key.get(), {oid::kRsa, {5, 0}}, ReadFile("wrapped"), 32);
+        const Secret got = UnwrapKey(key, {oid::kRsa, {5, 0}}, ReadFile("wrapped"), 32);
         EXPECT_EQ(Equal(got.View(), content), row.taken) << row.name;
     }
 }
 
 TEST(Transport, AlgorithmGoesWithTheKey) {
+    SKIP_WITHOUT_ENGINE();
     const struct {
         const char* key;
         const char* transport;
@@ -365,18 +368,18 @@ TEST(Transport, AlgorithmGoesWithTheKey) {
         {"gost256", oid::kGostR3410_2012_512}, {"p256", oid::kRsa},
     };
     for (const auto& row : rows) {
-        const EvpKey key = PrivateKey(row.key);
+        const AnyKey key = PrivateKey(row.key);
         EXPECT_EQ(CodeOf([&] {
-                      UnwrapKey(key.get(), {row.transport, {}}, Bytes(256), 32);
+                      UnwrapKey(key, {row.transport, {}}, Bytes(256), 32);
                   }),
                   Code(NTE_BAD_ALGID))
             << row.key << " " << row.transport;
     }
-    const EvpKey ec = PublicKey("p256");
-    EXPECT_EQ(CodeOf([&] { WrapKey(ec.get(), "2.16.840.1.101.3.4.1.42", Bytes(32)); }),
+    const AnyKey ec = PublicKey("p256");
+    EXPECT_EQ(CodeOf([&] { WrapKey(ec, "2.16.840.1.101.3.4.1.42", Bytes(32)); }),
               Code(NTE_BAD_ALGID));
-    const EvpKey rsa = PublicKey("rsa");
-    EXPECT_EQ(CodeOf([&] { WrapKey(rsa.get(), "2.16.840.1.101.3.4.1.42", Bytes(16)); }),
+    const AnyKey rsa = PublicKey("rsa");
+    EXPECT_EQ(CodeOf([&] { WrapKey(rsa, "2.16.840.1.101.3.4.1.42", Bytes(16)); }),
               Code(NTE_BAD_LEN));
 }
 

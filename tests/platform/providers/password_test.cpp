@@ -16,9 +16,9 @@ class Passwords : public HomesTest {
   protected:
     void SetUp() override {
         Container container = Container::Create(Side::User, "box", 16);
-        const EvpKey key = GenerateKey(16);
-        container.SaveKey(AT_KEYEXCHANGE, key.get(), Secret(ViewOf("secret")));
-        container.SaveKey(AT_SIGNATURE, key.get(), Secret());
+        const AnyKey key = GenerateKey(16);
+        container.SaveKey(AT_KEYEXCHANGE, key, Secret(ViewOf("secret")));
+        container.SaveKey(AT_SIGNATURE, key, Secret());
         unsetenv("LC_ALL");
         unsetenv("LC_MESSAGES");
         setenv("LANG", "C", 1);
@@ -76,7 +76,7 @@ TEST_F(Passwords, NewKeyTakesTheOneThatIsSet) {
     CryptReleaseContext(provider, 0);
     const Container container = Container::Open(Side::User, "box");
     EXPECT_TRUE(container.NeedsPassword(AT_SIGNATURE));
-    EXPECT_NE(container.LoadKey(AT_SIGNATURE, Secret(ViewOf("new"))), nullptr);
+    EXPECT_TRUE(container.LoadKey(AT_SIGNATURE, Secret(ViewOf("new"))));
 }
 
 // Runs in a child whose terminal or input is the test's. Its exit tells the low byte of

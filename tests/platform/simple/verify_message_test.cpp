@@ -5,6 +5,7 @@
 
 #include "platform/base/handle.h"
 #include "tests/support/decode_support.h"
+#include "tests/support/engine.h"
 
 using namespace platform;
 using namespace platform::testing;
@@ -93,6 +94,7 @@ Bytes Replaced(Bytes message, const Bytes& from, const Bytes& to) {
 }
 
 TEST(VerifyMessage, AnswersByMessageIndexAndCallback) {
+    SKIP_WITHOUT_ENGINE();
     const Bytes content = Noise(300);
     Bytes changed = content;
     changed[7] ^= 1;
@@ -197,6 +199,7 @@ TEST(VerifyMessage, ChecksItsArguments) {
 }
 
 TEST(VerifyDetached, AnswersByMessageAndContent) {
+    SKIP_WITHOUT_ENGINE();
     const Bytes content = Noise(300);
     const Bytes front(content.begin(), content.begin() + 100);
     const Bytes back(content.begin() + 100, content.end());

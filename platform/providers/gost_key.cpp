@@ -1,0 +1,211 @@
+// Encodings of GOST R 34.10 keys.
+#include "platform/providers/gost_key.h"
+
+#include "platform/providers/algorithms.h"
+
+namespace platform {
+namespace {
+
+struct KeyParameters {
+    ASN1_OBJECT* set;
+    ASN1_OBJECT* digestSet;
+    ASN1_OBJECT* cipherSet;
+};
+// A masked key with its public one beside it.
+struct KeyPair {
+    ASN1_OCTET_STRING* masked;
+    ASN1_OCTET_STRING* publicKey;
+};
+
+// clang-format off
+ASN1_SEQUENCE(KeyParameters) = {
+    ASN1_SIMPLE(KeyParameters, set, ASN1_OBJECT),
+    ASN1_OPT(KeyParameters, digestSet, ASN1_OBJECT),
+    ASN1_OPT(KeyParameters, cipherSet, ASN1_OBJECT),
+} static_ASN1_SEQUENCE_END(KeyParameters)
+
+ASN1_SEQUENCE(KeyPair) = {
+    ASN1_SIMPLE(KeyPair, masked, ASN1_OCTET_STRING),
+    ASN1_SIMPLE(KeyPair, publicKey, ASN1_OCTET_STRING),
+} static_ASN1_SEQUENCE_END(KeyPair)
+    // clang-format on
+
+    using Integer = std::unique_ptr<ASN1_INTEGER, Freer<ASN1_INTEGER_free>>;
+using BigNumber = std::unique_ptr<BIGNUM, Freer<BN_clear_free>>;
+
+struct KeyRow {
+    const char* oid;
+    std::size_t size;
+    const char* set;        // of fresh keys
+    const char* digestSet;  // beside it
+};
+constexpr KeyRow kKeys[] = {
+    {oid::kGostR3410_2001, 32, "1.2.643.2.2.35.1", "1.2.643.2.2.30.1"},
+    {oid::kGostR3410_2012_256, 32, "1.2.643.2.2.35.1", oid::kGostR3411_2012_256},
+    {oid::kGostR3410_2012_512, 64, "1.2.643.7.1.2.1.2.1", oid::kGostR3411_2012_512},
+};
+
+const KeyRow* FindKey(std::string_view oid) {
+    for (const KeyRow& row : kKeys) {
+        if (row.oid == oid) return &row;
+    }
+    return nullptr;
+}
+
+// An AlgorithmIdentifier's parameters; empty when it has none.
+Bytes ParametersOf(const X509_ALGOR* algorithm) {
+    if (algorithm->parameter == nullptr) return {};
+    return EncodeWhole<ASN1_TYPE>(&i2d_ASN1_TYPE, algorithm->parameter);
+}
+
+// Null when the parameters name no set that goes with the algorithm.
+const gost::Curve* CurveOf(const KeyRow& row, ByteView parameters) {
+    const auto value = DecodeItem<KeyParameters>(ASN1_ITEM_rptr(KeyParameters), parameters);
+    if (!value) return nullptr;
+    const gost::Curve* curve = gost::Curve::Find(DottedOf(value->set));
+    return curve != nullptr && curve->Size() == row.size ? curve : nullptr;
+}
+
+std::shared_ptr<GostKey> WithParameters(const X509_ALGOR* algorithm) {
+    const KeyRow* row = FindKey(DottedOf(algorithm->algorithm));
+    if (row == nullptr) return nullptr;
+    auto key = std::make_shared<GostKey>();
+    key->oid = row->oid;
+    key->parameters = ParametersOf(algorithm);
+    key->curve = CurveOf(*row, key->parameters);
+    return key;
+}
+
+Asn1Type TypeOf(ByteView der) { return DecodeWhole<Asn1Type>(&d2i_ASN1_TYPE, der); }
+
+// The number in an INTEGER, lowest octet first; empty when it is longer than `size`.
+Secret FromInteger(const ASN1_INTEGER* integer, std::size_t size) {
+    const BigNumber number(ASN1_INTEGER_to_BN(integer, nullptr));
+    Bytes octets(size);
+    const bool fits = number && BN_is_negative(number.get()) == 0 &&
+                      BN_bn2lebinpad(number.get(), octets.data(), static_cast<int>(size)) > 0;
+    Secret secret(ByteView(octets).first(fits ? size : 0));
+    Wipe(octets);
+    return secret;
+}
+
+// The octets of the key, parts of a masked one in a row; empty when the form is unknown.
+Secret KeyOctets(ByteView content, std::size_t size) {
+    if (const auto string = DecodeWhole<OctetString>(&d2i_ASN1_OCTET_STRING, content)) {
+        return Secret(ViewOf(string.get()));
+    }
+    if (const auto integer = DecodeWhole<Integer>(&d2i_ASN1_INTEGER, content)) {
+        return FromInteger(integer.get(), size);
+    }
+    if (const auto pair = DecodeItem<KeyPair>(ASN1_ITEM_rptr(KeyPair), content)) {
+        return Secret(ViewOf(pair->masked));
+    }
+    return Secret(content);
+}
+
+Bytes EncodeParameters(const KeyRow& row) {
+    KeyParameters parameters{};
+    const Asn1Object set = ObjectOf(row.set);
+    const Asn1Object digestSet = ObjectOf(row.digestSet);
+    parameters.set = set.get();
+    parameters.digestSet = digestSet.get();
+    return EncodeItem(ASN1_ITEM_rptr(KeyParameters), &parameters);
+}
+
+}  // namespace
+
+bool IsGostKey(std::string_view oid) { return FindKey(oid) != nullptr; }
+
+// clang-format off
+ASN1_SEQUENCE(GostPublicInfo) = {
+    ASN1_SIMPLE(GostPublicInfo, algorithm, X509_ALGOR),
+    ASN1_SIMPLE(GostPublicInfo, key, ASN1_BIT_STRING),
+} ASN1_SEQUENCE_END(GostPublicInfo)
+    // clang-format on
+
+    SharedGostKey ReadGostPublicKey(ByteView der) {
+    const auto info = DecodeItem<GostPublicInfo>(ASN1_ITEM_rptr(GostPublicInfo), der);
+    return info ? ReadGostPublicKey(*info) : nullptr;
+}
+
+SharedGostKey ReadGostPublicKey(const GostPublicInfo& info) {
+    const std::shared_ptr<GostKey> key = WithParameters(info.algorithm);
+    if (!key) return nullptr;
+    if (key->curve == nullptr) ThrowCrypto(NTE_BAD_ALGID);
+    const auto point = DecodeWhole<OctetString>(&d2i_ASN1_OCTET_STRING, ViewOf(info.key));
+    if (!point || !key->curve->IsPublic(ViewOf(point.get()))) ThrowCrypto(CRYPT_E_ASN1_BADTAG);
+    key->publicKey = Copy(ViewOf(point.get()));
+    return key;
+}
+
+GostPublicInfoHolder GostPublicInfoOf(const GostKey& key) {
+    const ASN1_ITEM* item = ASN1_ITEM_rptr(GostPublicInfo);
+    GostPublicInfoHolder info(reinterpret_cast<GostPublicInfo*>(ASN1_item_new(item)), {item});
+    const OctetString point(ASN1_OCTET_STRING_new());
+    if (!info || !point ||
+        ASN1_OCTET_STRING_set(point.get(), key.publicKey.data(),
+                              static_cast<int>(key.publicKey.size())) != 1) {
+        ThrowCrypto(NTE_NO_MEMORY);
+    }
+    const Bytes inner = EncodeWhole<ASN1_OCTET_STRING>(&i2d_ASN1_OCTET_STRING, point.get());
+    SetBits(info->key, inner);
+    ASN1_OBJECT_free(info->algorithm->algorithm);
+    info->algorithm->algorithm = ObjectOf(key.oid).release();
+    info->algorithm->parameter = TypeOf(key.parameters).release();
+    return info;
+}
+
+Bytes EncodeGostPublicKey(const GostKey& key) {
+    return EncodeItem(ASN1_ITEM_rptr(GostPublicInfo), GostPublicInfoOf(key).get());
+}
+
+SharedGostKey ReadGostPrivateKey(const PKCS8_PRIV_KEY_INFO* info) {
+    const X509_ALGOR* algorithm = nullptr;
+    const unsigned char* content = nullptr;
+    int length = 0;
+    if (PKCS8_pkey_get0(nullptr, &content, &length, &algorithm, info) != 1) return nullptr;
+    const std::shared_ptr<GostKey> key = WithParameters(algorithm);
+    if (!key || key->curve == nullptr) return nullptr;
+    try {
+        const Secret octets =
+            KeyOctets(ViewOf(content, static_cast<std::size_t>(length)), key->curve->Size());
+        ERR_clear_error();
+        key->privateKey = key->curve->Unmask(octets.View());
+        key->publicKey = key->curve->PublicOf(key->privateKey.View());
+    } catch (const Error&) {
+        return nullptr;
+    }
+    return key;
+}
+
+PrivateKeyInfo EncodeGostPrivateKey(const GostKey& key) {
+    PrivateKeyInfo info(PKCS8_PRIV_KEY_INFO_new());
+    const ByteView octets = key.privateKey.View();
+    std::unique_ptr<void, Freer<FreeMemory>> copy(OPENSSL_memdup(octets.data(), octets.size()));
+    const unsigned char* at = key.parameters.data();
+    std::unique_ptr<ASN1_STRING, Freer<ASN1_STRING_free>> parameters(ASN1_STRING_new());
+    if (!info || !copy || !parameters ||
+        ASN1_STRING_set(parameters.get(), at, static_cast<int>(key.parameters.size())) != 1 ||
+        PKCS8_pkey_set0(info.get(), ObjectOf(key.oid).release(), 0, V_ASN1_SEQUENCE,
+                        parameters.get(), static_cast<unsigned char*>(copy.get()),
+                        static_cast<int>(octets.size())) != 1) {
+        ThrowCrypto(NTE_NO_MEMORY);
+    }
+    (void)parameters.release();
+    (void)copy.release();
+    return info;
+}
+
+SharedGostKey NewGostKey(std::string_view oid) {
+    const KeyRow* row = FindKey(oid);
+    if (row == nullptr) throw Error(NTE_BAD_ALGID);
+    auto key = std::make_shared<GostKey>();
+    key->oid = row->oid;
+    key->parameters = EncodeParameters(*row);
+    key->curve = gost::Curve::Find(row->set);
+    key->privateKey = key->curve->NewPrivate();
+    key->publicKey = key->curve->PublicOf(key->privateKey.View());
+    return key;
+}
+
+}  // namespace platform
