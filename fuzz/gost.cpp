@@ -1,5 +1,5 @@
-// GOST key transports of both forms, public keys, key files and PKCS #12 files. The first byte
-// chooses among them.
+// GOST key transports of both forms, public keys, key files and the codes of PKCS #12 files. The
+// first byte chooses among them.
 #include <openssl/pkcs12.h>
 
 #include <memory>

@@ -139,10 +139,8 @@ class SignersUnder : public OtherSigners {
             return own.trusted && own.Error() == 0 && !Revoked(own) &&
                    Equal(own.links.back().certificate->Der(),
                          path_.links.back().certificate->Der());
-        } catch (const Error& error) {
-            // It cannot be read, or its own signature cannot be checked.
-            if (error.Code() == static_cast<DWORD>(NTE_PROV_DLL_NOT_FOUND)) throw;
-            return false;
+        } catch (const Error&) {
+            return false;  // it cannot be read, or its own signature cannot be checked
         }
     }
 

@@ -162,6 +162,31 @@ class Identities(KestrelCase):
         self.export("ann", "fine.p12", "-iter", "600000")
         self.ctl("identity", "import", "fine.p12", "--password", "p")
 
+    def test_gost_files_of_other_programs(self):
+        rows = [
+            ("gost2001", "md_gost94"),
+            ("gost256", "md_gost12_256"),
+            ("gost512", "md_gost12_512"),
+        ]
+        for kind, mac in rows:
+            with self.subTest(kind):
+                options = ["-keypbe", "gost89", "-certpbe", "gost89", "-macalg", mac]
+                self.make_certificate(kind, kind)
+                self.export(kind, "ann.p12", *options)
+                words = self.ctl("identity", "import", "ann.p12", "--password", "q", status=1)
+                self.assertIn(b"wrong password", words)
+                self.ctl("identity", "import", "ann.p12", "--password", "p")
+                self.assertIn(kind, str(self.rows("container")))
+                # 32,768 rounds to begin with: of the certificates' cipher, and of the MAC.
+                for more, place in ((["-nomac"], 0), ([], -1)):
+                    self.export(kind, "slow.p12", "-iter", "32768", *options, *more)
+                    good = self.read("slow.p12")
+                    number = b"\x02\x03\x00\x80\x00"
+                    places = [at for at in range(len(good)) if good.startswith(number, at)]
+                    at = places[place]
+                    self.write("bad.p12", good[:at + 2] + b"\x04\x00\x00" + good[at + 5:])
+                    self.assertIn(b"absurd number of rounds", self.import_at_once("bad.p12"))
+
     def import_at_once(self, file):
         begun = time.monotonic()
         words = self.ctl("identity", "import", file, "--password", "p", status=1)
