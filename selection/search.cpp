@@ -114,6 +114,10 @@ Reported SearchOpenStores(StoreVector& openStores, char* filterString) {
     for (const StoreSpec& spec : *state.storeSpecs) {
         const HCERTSTORE store = OpenForSearch(spec);
         if (!store) {
+            // A store that is not there may be passed over, one that cannot be read may not:
+            // what is in it would count as not found.
+            const bool damaged = spec.kind != kFileStore && GetLastError() != ERROR_FILE_NOT_FOUND;
+            if (damaged) return ReportError(kLastError);
             WarnAboutStore(spec.name);
             continue;
         }

@@ -2,6 +2,7 @@
 #include "stamps/connection.h"
 
 #include <string_view>
+#include <vector>
 
 #include "stamps/failure.h"
 
@@ -141,13 +142,14 @@ class Exchange {
     }
 
     CBlob ReadBody() {
-        CBlob body;
-        CBlob piece(kReadSize);
+        std::vector<std::uint8_t> body;  // grows by more than a piece at a time
+        std::vector<std::uint8_t> piece(kReadSize);
         for (;;) {
             DWORD size = 0;
-            Require(Http().ReadData(request_, piece.GetData(), kReadSize, &size));
-            if (size == 0) return body;
-            body.Append(CBlob(piece.GetData(), size));
+            Require(Http().ReadData(request_, piece.data(), kReadSize, &size));
+            if (size == 0) return CBlob(body);
+            if (body.size() > UINT32_MAX - size) Fail(E_OUTOFMEMORY);
+            body.insert(body.end(), piece.begin(), piece.begin() + size);
         }
     }
 

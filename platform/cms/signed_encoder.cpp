@@ -88,8 +88,9 @@ std::vector<Bytes> CopyElements(const CRYPT_DATA_BLOB* blobs, DWORD count) {
         der::Cursor cursor(element);
         cursor.Next();
         cursor.ExpectEnd();
-        InsertInOrder(elements, Copy(element));
+        elements.push_back(Copy(element));
     }
+    std::sort(elements.begin(), elements.end());  // as DER asks (X.690 11.6)
     return elements;
 }
 

@@ -63,7 +63,8 @@ void Transfer::Start(TransferRequest request) {
     SetOptions();
     Curl().curl_multi_add_handle(multi_.get(), easy_.get());
     Drive([this] { return connected_ && Unsent() == 0; });
-    if (fault_) throw Error(*fault_);
+    // A quick answer that was cut short is still one to be looked at.
+    if (fault_ && !HeadFinal()) throw Error(*fault_);
 }
 
 void Transfer::Write(ByteView piece) {
@@ -78,7 +79,7 @@ void Transfer::Write(ByteView piece) {
     Resume();
     // An answer may come before the whole request was sent; it is the caller's to look at.
     Drive([this] { return Unsent() == 0 || HeadFinal(); });
-    if (fault_) throw Error(*fault_);
+    if (fault_ && !HeadFinal()) throw Error(*fault_);
 }
 
 std::optional<Bytes> Transfer::TakeBody() {
