@@ -159,6 +159,11 @@ make gost512 "/CN=gost512" $later -algorithm gost2012_512 -pkeyopt paramset:A
 make ed "/CN=ed" $later -algorithm ED25519
 )";
 
+std::string ReadBytes(const fs::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+}
+
 class FixtureFolder {
   public:
     FixtureFolder() {
@@ -182,6 +187,8 @@ class FixtureFolder {
   private:
     pid_t owner_ = getpid();
 };
+
+std::string FixtureDer(const std::string& name) { return ReadBytes(FixtureFile(name + ".cer")); }
 
 std::string NameOf(PCCERT_CONTEXT certificate) {
     const std::string der(reinterpret_cast<const char*>(certificate->pbCertEncoded),
@@ -247,13 +254,6 @@ fs::path FixtureFile(const std::string& name) {
     return fixtures.path / name;
 }
 
-std::string ReadBytes(const fs::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
-
-std::string FixtureDer(const std::string& name) { return ReadBytes(FixtureFile(name + ".cer")); }
-
 PCCERT_CONTEXT FixtureContext(const std::string& name) {
     const std::string der = FixtureDer(name);
     return CertCreateCertificateContext(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING,
@@ -265,22 +265,6 @@ std::string NamesOf(const kestrel::FoundCertificates& certificates) {
     std::string names;
     for (const PCCERT_CONTEXT certificate : certificates) names += " " + NameOf(certificate);
     return names;
-}
-
-std::string NamesInStore(DWORD side, const wchar_t* store) {
-    return RunPiped("",
-                    [&]() -> std::uint32_t {
-                        const HCERTSTORE handle =
-                            CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0,
-                                          side | CERT_STORE_OPEN_EXISTING_FLAG, store);
-                        if (!handle) return std::printf("no such store") < 0;
-                        PCCERT_CONTEXT certificate = nullptr;
-                        while ((certificate = CertEnumCertificatesInStore(handle, certificate))) {
-                            std::printf(" %s", NameOf(certificate).c_str());
-                        }
-                        return 0;
-                    })
-        .output;
 }
 
 void SelectionTest::SetUp() {

@@ -60,14 +60,6 @@ TEST_F(Streams, LinesDoNotDependOnTheBlocks) {
     }
 }
 
-TEST_F(Streams, WithoutAFileTheBlocksAreDropped) {
-    StreamOutput output;
-    output.base64 = 1;
-    EXPECT_TRUE(Give(output, "ABC", false));
-    EXPECT_TRUE(Give(output, "", true));
-    EXPECT_EQ(output.pendingLength, 0U);
-}
-
 struct FullRow {
     const char* name;
     DWORD base64;
