@@ -13,13 +13,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <iterator>
 #include <list>
 
 #include "front/core/atl_exception.h"
 #include "front/core/catalogue.h"
 #include "front/core/keys.h"
 #include "selection/search.h"
+#include "tests/support/folder.h"
 
 namespace selection_tests {
 
@@ -159,11 +159,6 @@ make gost512 "/CN=gost512" $later -algorithm gost2012_512 -pkeyopt paramset:A
 make ed "/CN=ed" $later -algorithm ED25519
 )";
 
-std::string ReadBytes(const fs::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
-
 class FixtureFolder {
   public:
     FixtureFolder() {
@@ -172,7 +167,7 @@ class FixtureFolder {
         std::ofstream(path / "make") << kMakeFixtures;
         const std::string command = "cd " + path.string() + " && sh make >log 2>&1";
         if (std::system(command.c_str()) != 0) {
-            std::printf("%s\n", ReadBytes(path / "log").c_str());
+            std::printf("%s\n", test_support::ReadAll(path / "log").c_str());
             std::abort();
         }
     }
@@ -188,13 +183,15 @@ class FixtureFolder {
     pid_t owner_ = getpid();
 };
 
-std::string FixtureDer(const std::string& name) { return ReadBytes(FixtureFile(name + ".cer")); }
+std::string FixtureDer(const std::string& name) {
+    return test_support::ReadAll(FixtureFile(name + ".cer"));
+}
 
 std::string NameOf(PCCERT_CONTEXT certificate) {
     const std::string der(reinterpret_cast<const char*>(certificate->pbCertEncoded),
                           certificate->cbCertEncoded);
     for (const auto& entry : fs::directory_iterator(FixtureFile(""))) {
-        if (entry.path().extension() == ".cer" && ReadBytes(entry.path()) == der) {
+        if (entry.path().extension() == ".cer" && test_support::ReadAll(entry.path()) == der) {
             return entry.path().stem();
         }
     }

@@ -114,7 +114,7 @@ TEST_F(WholeFiles, TheInputIsNoOutput) {
     EXPECT_FALSE(OpenOutput(path.c_str(), input));
     EXPECT_FALSE(OpenOutput(PathOf("link").c_str(), input));
     EXPECT_TRUE(OpenOutput(PathOf("other").c_str(), input));
-    EXPECT_EQ(BytesOf(path), "precious");
+    EXPECT_EQ(ReadAll(path), "precious");
 }
 
 // ---- writing -----------------------------------------------------------------
@@ -137,12 +137,12 @@ TEST_F(WholeFiles, WriteBase64ByLength) {
         });
         EXPECT_EQ(code, good ? 0 : kBadBase64) << size;
         const size_t groups = (size + 2) / 3;
-        const std::string written = BytesOf(PathOf("text"));
+        const std::string written = ReadAll(PathOf("text"));
         EXPECT_EQ(written.size(), good ? groups * 4 + 2 : 0) << size;
         EXPECT_EQ(std::filesystem::exists(PathOf("text")), good) << size;
     }
     EXPECT_EQ(WriteFileBase64(PathOf("text").c_str(), Allocated("ABCDEFGH"), 8), 0U);
-    EXPECT_EQ(BytesOf(PathOf("text")), "QUJDREVGR0g=\r\n");
+    EXPECT_EQ(ReadAll(PathOf("text")), "QUJDREVGR0g=\r\n");
 }
 
 // The holders free twice what a writer wrongly kept or freed: the sanitizer tells.

@@ -33,7 +33,7 @@ class Streams : public FolderTest {
             EXPECT_TRUE(Give(output, "", true));
         }
         EXPECT_FALSE(output.file) << "closed with the last block";
-        return BytesOf(PathOf("out"));
+        return ReadAll(PathOf("out"));
     }
 
     static BOOL Give(StreamOutput& output, std::string block, bool last) {

@@ -43,7 +43,7 @@ TEST_F(WholeWrite, NewAndOldFiles) {
     for (const bool durable : {false, true}) {
         for (const char* bytes : {"longer than before", "", "x"}) {
             EXPECT_TRUE(Write("new", bytes, durable));
-            EXPECT_EQ(BytesOf(PathOf("new")), bytes);
+            EXPECT_EQ(ReadAll(PathOf("new")), bytes);
         }
         EXPECT_EQ(ModeOf(PathOf("new")), 0640U) << "by the mask";
         fs::remove(PathOf("new"));
@@ -51,7 +51,7 @@ TEST_F(WholeWrite, NewAndOldFiles) {
     EXPECT_TRUE(Write("link", "through"));
     umask(before);
     EXPECT_TRUE(fs::is_symlink(PathOf("link")));
-    EXPECT_EQ(BytesOf(PathOf("made")), "through") << "the link led nowhere";
+    EXPECT_EQ(ReadAll(PathOf("made")), "through") << "the link led nowhere";
     EXPECT_EQ(ModeOf(PathOf("made")), 0640U);
 
     Store("private", "old");
@@ -86,7 +86,7 @@ int StatusOf(pid_t child) {
 
 // True when all of the file is one letter and it has its full size.
 bool IsWhole(const std::string& path, size_t size) {
-    const std::string bytes = BytesOf(path);
+    const std::string bytes = ReadAll(path);
     return bytes.size() == size && bytes.find_first_not_of(bytes[0]) == std::string::npos;
 }
 

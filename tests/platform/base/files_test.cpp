@@ -16,22 +16,24 @@
 
 #include "platform/base/file_mask.h"
 #include "platform/base/handle.h"
-#include "tests/platform/base/folder.h"
+#include "tests/support/folder.h"
 
 namespace platform {
 namespace {
 
-class FilesTest : public InFolderTest {
+namespace fs = std::filesystem;
+
+class FilesTest : public test_support::InFolderTest {
   protected:
     void SetUp() override {
-        InFolderTest::SetUp();
+        test_support::InFolderTest::SetUp();
         other_ = MakeFolder(access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp");
         liveBefore_ = LiveHandles();
     }
     void TearDown() override {
         EXPECT_EQ(LiveHandles(), liveBefore_);
         fs::remove_all(other_);
-        InFolderTest::TearDown();
+        test_support::InFolderTest::TearDown();
     }
 
     fs::path other_;  // on another file system where there is one

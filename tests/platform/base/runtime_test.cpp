@@ -18,15 +18,17 @@
 
 #include "platform/base/error.h"
 #include "platform/base/home.h"
-#include "tests/platform/base/folder.h"
+#include "tests/support/folder.h"
 
 namespace platform {
 namespace {
 
-class RuntimeTest : public InFolderTest {
+namespace fs = std::filesystem;
+
+class RuntimeTest : public test_support::InFolderTest {
   protected:
     void TearDown() override {
-        InFolderTest::TearDown();
+        test_support::InFolderTest::TearDown();
         unsetenv("KESTREL_HOME");
     }
 };
