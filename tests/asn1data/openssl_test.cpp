@@ -355,39 +355,5 @@ TEST_F(OpenSsl, TimeStamps) {
     ExpectSame("refusal", ASN1_TYPE_PASS(TimeStampResp), EncodedBy<i2d_TS_RESP>(refused.get()));
 }
 
-void SetOid(asn1rt::ASN1OBJID& oid, std::initializer_list<std::uint32_t> arcs) {
-    for (const std::uint32_t arc : arcs) oid.subid[oid.numids++] = arc;
-}
-
-TEST(Records, RequestOfTheSameValues) {
-    static const std::uint8_t hash[32] = {1, 2, 3};
-    static const std::uint8_t null[] = {5, 0};
-    asn1data::TimeStampReq record;
-    record.version.text = "1";
-    SetOid(record.messageImprint.hashAlgorithm.algorithm, {2, 16, 840, 1, 101, 3, 4, 2, 1});
-    record.messageImprint.hashAlgorithm.m.parametersPresent = true;
-    record.messageImprint.hashAlgorithm.parameters = {sizeof(null), null};
-    record.messageImprint.hashedMessage = {sizeof(hash), hash};
-    record.m.reqPolicyPresent = true;
-    SetOid(record.reqPolicy, {1, 2, 3, 4});
-    record.m.noncePresent = true;
-    record.nonce.text = "18364758544493064720";  // 0xFEDCBA9876543210
-    record.m.certReqPresent = true;
-    record.certReq = 1;
-    EXPECT_EQ(Hex(Encode<asn1data::ASN1C_TimeStampReq>(record)),
-              Hex(EncodedBy<i2d_TS_REQ>(NewRequest().get())));
-}
-
-TEST(Records, SetsAreSorted) {
-    // OpenSSL sorts the two values of this attribute too.
-    const Owned<X509_ATTRIBUTE, X509_ATTRIBUTE_free> attribute(X509_ATTRIBUTE_create_by_txt(
-        nullptr, "1.2.3", V_ASN1_OCTET_STRING, reinterpret_cast<const unsigned char*>("zz"), 2));
-    X509_ATTRIBUTE_set1_data(attribute.get(), V_ASN1_OCTET_STRING, "a", 1);
-    const std::string expected = EncodedBy<i2d_X509_ATTRIBUTE>(attribute.get());
-    const Outcome outcome = ASN1_TYPE_PASS(Attribute)(Der("30{06{2A03} 31{04{7A7A} 04{61}}}"));
-    EXPECT_EQ(Hex(outcome.encoded), Hex(expected));
-    EXPECT_EQ(Hex(expected), Hex(Der("30{06{2A03} 31{04{61} 04{7A7A}}}")));
-}
-
 }  // namespace
 }  // namespace asn1data_tests

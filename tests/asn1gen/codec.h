@@ -3,24 +3,12 @@
 
 #include <cstdio>
 #include <string>
-#include <vector>
 
-#include "asn1/rtbersrc/ber_buffer.h"
 #include "asn1data/Samples.h"
+#include "tests/asn1rt/support.h"
 
-using Bytes = std::vector<std::uint8_t>;
-
-inline Bytes FromHex(const std::string& text) {
-    Bytes bytes;
-    std::string digits;
-    for (const char c : text) {
-        if (c != ' ') digits += c;
-    }
-    for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
-        bytes.push_back(static_cast<std::uint8_t>(std::stoul(digits.substr(i, 2), nullptr, 16)));
-    }
-    return bytes;
-}
+using asn1rt::Bytes;
+using asn1rt::FromHex;
 
 // In capitals, without blanks.
 inline std::string ToHex(const std::uint8_t* data, int size) {

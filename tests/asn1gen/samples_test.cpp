@@ -232,15 +232,6 @@ TEST(Samples, EncodersCheck) {
     EXPECT_EQ(asn1Copy_Tree(heap, endless, copy), ASN_E_TOODEEP);
 }
 
-TEST(Samples, BufferOfTheOtherKind) {
-    Tagged record;
-    ASN1BEREncodeBuffer out;
-    EXPECT_EQ(ASN1C_Tagged(out, record).Decode(), ASN_E_NOTSUPP);
-    const Bytes input = FromHex("3003800105");
-    ASN1BERDecodeBuffer in(input.data(), input.size());
-    EXPECT_EQ(ASN1C_Tagged(in, record).Encode(), ASN_E_NOTSUPP);
-}
-
 // The way to the fault, the innermost level first, and what the status's text tells.
 TEST(Samples, ErrorStack) {
     const Bytes input = FromHex("3008 800105 A103020165");

@@ -202,14 +202,6 @@ TEST(Errors, FirstStatusStays) {
     EXPECT_EQ(FormatError(*context, text, sizeof(text)), 0U);
 }
 
-TEST(Errors, EveryStatusHasItsText) {
-    for (int status = -1; status >= -46; --status) EXPECT_NE(StatusText(status), nullptr);
-    for (const int status : {0, 1, -47, ASN_E_NOTSUPP}) EXPECT_EQ(StatusText(status), nullptr);
-    EXPECT_STREQ(StatusText(ASN_E_INVXMLLIB), "Invalid XML interface library");
-    EXPECT_STREQ(StatusText(ASN_E_NOTINIT), "Context is not initialized");
-    EXPECT_STREQ(ASN1MessageBuffer::RTLError(ASN_E_NOTSUPP).what(), "Unknown status");
-}
-
 TEST(Copies, OntoThemselvesAndBeyondTheLimit) {
     const ASN1ContextRef context(NewContext());
     const std::uint8_t octets[] = {1, 2, 0xF8};

@@ -232,18 +232,12 @@ class Signatures(BatchCase):
             self.write(name, b"content")
         body = self.fail_with(0x80092004, "-signf", "-dn", "rsa", "-crl", "a", "b")
         self.assertEqual(body.count(b"(0x80092004)\n"), 2)
-        self.write("index", b"")
-        self.openssl("ca", "-gencrl", "-config", self.write_ca(), "-cert", "rsa.pem", "-keyfile",
-                     "rsa.key", "-out", "rsa.crl", "-crldays", "30")
+        self.make_crl("rsa")
         self.ctl("store", "add", "CA", "rsa.crl")
         self.succeed("-signf", "-nochain", "-dn", "rsa", "-crl", "-der", "a", "b")
         _, text = self.openssl("cms", "-cmsout", "-print", "-inform", "DER", "-in", "b.sgn")
         self.assertIn(b"crls:\n", text)
         self.assertNotIn(b"crls:\n      <ABSENT>", text)
-
-    def write_ca(self):
-        return self.write("ca.cnf", b"[ca]\ndefault_ca = it\n[it]\ndatabase = index\n"
-                          b"default_md = sha256\n")
 
     def test_signer_comes_from_the_message_or_the_criterion(self):
         for name in ("ann", "bob"):

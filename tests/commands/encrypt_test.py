@@ -141,13 +141,6 @@ class Encrypt(KestrelCase):
         self.assertNotEqual(self.read("out") if os.path.exists(self.path("out")) else b"",
                             self.read("in"))
 
-    def test_passwords(self):
-        self.make_identity("gost256", "ann", pin="right")
-        self.write("in", b"content")
-        self.succeed("-encr", "-dn", "ann", "in", "msg")
-        self.succeed("-decr", "-dn", "ann", "-pin", "right", "msg", "out")
-        self.assertEqual(self.read("out"), b"content")
-
     def test_an_output_keeps_what_it_holds_until_something_replaces_it(self):
         self.make_identity("rsa", "ann", pin="right")
         self.make_identity("rsa", "bob")

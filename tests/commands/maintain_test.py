@@ -201,13 +201,6 @@ class Maintain(KestrelCase):
         _, crl = self.openssl("crl", "-in", "ec.crl", "-outform", "DER")
         self.assertEqual(new.crls, [crl])
 
-    def make_crl(self, name):
-        self.write("index", b"")
-        self.write("ca.cnf", b"[ca]\ndefault_ca=d\n[d]\ndatabase=index\ndefault_md=sha256\n"
-                             b"default_crl_days=10\n")
-        self.openssl("ca", "-config", "ca.cnf", "-gencrl", "-cert", f"{name}.pem", "-keyfile",
-                     f"{name}.key", "-out", f"{name}.crl")
-
     # ---- one of several signatures -----------------------------------------------
 
     def test_removing_one_leaves_the_others(self):

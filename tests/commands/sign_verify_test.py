@@ -223,9 +223,9 @@ class SignVerify(KestrelCase):
         self.make_identity("rsa", "ann")
         self.write("in", b"content")
         self.write("a.bin", bytes.fromhex("0c056c6f63616c"))
-        self.write("b.bin", bytes.fromhex("020107"))
+        self.write("b,c.bin", bytes.fromhex("020107"))
         self.succeed("-sign", "-dn", "ann", "-der", "-authattr", "1.2.3.4,a.bin", "-attr",
-                     "1.2.3.5,b.bin", "in", "msg")
+                     "1.2.3.5,b,c.bin", "in", "msg")
         _, text = self.openssl("cms", "-cmsout", "-print", "-noout", "-inform", "DER", "-in", "msg")
         signed, _, unsigned = text.partition(b"unsignedAttrs:")
         for part, wanted in ((signed, b"1.2.3.4"), (signed, b"contentType"),
@@ -249,13 +249,6 @@ class SignVerify(KestrelCase):
         _, text = self.openssl("cms", "-cmsout", "-print", "-noout", "-inform", "DER", "-in", "msg")
         self.assertIn(b"crls:\n", text)
         self.assertIn(b"lastUpdate:", text)
-
-    def make_crl(self, name):
-        self.write("index", b"")
-        self.write("ca.cnf", b"[ca]\ndefault_ca=d\n[d]\ndatabase=index\ndefault_md=sha256\n"
-                             b"default_crl_days=10\n")
-        self.openssl("ca", "-config", "ca.cnf", "-gencrl", "-cert", f"{name}.pem", "-keyfile",
-                     f"{name}.key", "-out", f"{name}.crl")
 
     def test_refusals_before_anything_is_written(self):
         self.make_identity("rsa", "ann")

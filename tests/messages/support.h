@@ -5,44 +5,27 @@
 #include <windows.h>
 
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <string>
 
 #include "messages/files/base64.h"
+#include "tests/support/folder.h"
 
 namespace messages_tests {
 
 // A folder of the test's own, removed with it.
-class FolderTest : public testing::Test {
+class FolderTest : public test_support::InFolderTest {
   protected:
-    void SetUp() override {
-        const auto* info = testing::UnitTest::GetInstance()->current_test_info();
-        folder_ = std::filesystem::path(testing::TempDir()) /
-                  (std::string("messages_") + info->test_suite_name() + "_" + info->name());
-        std::filesystem::remove_all(folder_);
-        std::filesystem::create_directories(folder_);
-    }
-    void TearDown() override { std::filesystem::remove_all(folder_); }
-
     [[nodiscard]] std::string PathOf(const std::string& name) const {
         return (folder_ / name).string();
     }
     std::string Store(const std::string& name, const std::string& bytes) const {
-        std::ofstream(PathOf(name), std::ios::binary) << bytes;
+        Write(PathOf(name), bytes);
         return PathOf(name);
     }
-
-  private:
-    std::filesystem::path folder_;
 };
 
-inline std::string BytesOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
+using test_support::ReadAll;
 
 // What the routine printed.
 inline std::string Printed(const std::function<void()>& routine) {

@@ -139,13 +139,9 @@ TEST_F(Selection, ChainsAreChecked) {
     const std::string asked = bad + question + "\n";
     const std::string old = "RDN:Old\nValid from 02.01.2009 03:04:05 to 02.01.2010 03:04:05\n\n";
     const std::string checked = "Certificate chains are checked.\n";
-    const std::string cancelled = "Error: Canceled by user. (0x20000066)\n{ beta}";
     const Key beta = {"dn", "CN=Beta"};
     Check({
         {"yes", {beta}, kOne, asked + checked + "{ beta}", 0, "\n?y\n"},
-        {"no", {beta}, kOne, asked + checked + "Error: No certificate to use. (0x20000131)\n{}",
-         0x20000131, "N\n"},
-        {"end of input cancels", {beta}, kOne, asked + cancelled, 0x20000066, "x"},
         {"several bits are told by number", {{"dn", "Old"}, {"norev"}}, kOne,
          kChoice + old + notChecked + old +
              "Certificate chain is not checked for this certificate (error code 21):\n" +

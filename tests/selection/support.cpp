@@ -15,13 +15,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <iterator>
 #include <list>
 
 #include "front/core/atl_exception.h"
 #include "front/core/catalogue.h"
 #include "front/core/keys.h"
 #include "selection/search.h"
+#include "tests/support/folder.h"
 
 namespace selection_tests {
 
@@ -169,7 +169,7 @@ class FixtureFolder {
         std::ofstream(path / "make") << kMakeFixtures;
         const std::string command = "cd " + path.string() + " && sh make >log 2>&1";
         if (std::system(command.c_str()) != 0) {
-            std::printf("%s\n", ReadBytes(path / "log").c_str());
+            std::printf("%s\n", test_support::ReadAll(path / "log").c_str());
             std::abort();
         }
     }
@@ -185,11 +185,15 @@ class FixtureFolder {
     pid_t owner_ = getpid();
 };
 
+std::string FixtureDer(const std::string& name) {
+    return test_support::ReadAll(FixtureFile(name + ".cer"));
+}
+
 std::string NameOf(PCCERT_CONTEXT certificate) {
     const std::string der(reinterpret_cast<const char*>(certificate->pbCertEncoded),
                           certificate->cbCertEncoded);
     for (const auto& entry : fs::directory_iterator(FixtureFile(""))) {
-        if (entry.path().extension() == ".cer" && ReadBytes(entry.path()) == der) {
+        if (entry.path().extension() == ".cer" && test_support::ReadAll(entry.path()) == der) {
             return entry.path().stem();
         }
     }
@@ -249,13 +253,6 @@ fs::path FixtureFile(const std::string& name) {
     return fixtures.path / name;
 }
 
-std::string ReadBytes(const fs::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
-
-std::string FixtureDer(const std::string& name) { return ReadBytes(FixtureFile(name + ".cer")); }
-
 PCCERT_CONTEXT FixtureContext(const std::string& name) {
     const std::string der = FixtureDer(name);
     return CertCreateCertificateContext(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING,
@@ -267,22 +264,6 @@ std::string NamesOf(const kestrel::FoundCertificates& certificates) {
     std::string names;
     for (const PCCERT_CONTEXT certificate : certificates) names += " " + NameOf(certificate);
     return names;
-}
-
-std::string NamesInStore(DWORD side, const wchar_t* store) {
-    return RunPiped("",
-                    [&]() -> std::uint32_t {
-                        const HCERTSTORE handle =
-                            CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0,
-                                          side | CERT_STORE_OPEN_EXISTING_FLAG, store);
-                        if (!handle) return std::printf("no such store") < 0;
-                        PCCERT_CONTEXT certificate = nullptr;
-                        while ((certificate = CertEnumCertificatesInStore(handle, certificate))) {
-                            std::printf(" %s", NameOf(certificate).c_str());
-                        }
-                        return 0;
-                    })
-        .output;
 }
 
 void SelectionTest::SetUp() {

@@ -45,13 +45,10 @@ std::string LeftKeys();
 //   alpha O=Works,CN=Alpha   beta O=Works,CN=Beta   both O=Alpha Beta,CN=Both
 //   lonely CN=Alpha Lonely   old CN=Old (to 2010)   rsa, gost2001, gost256, gost512, ed
 std::filesystem::path FixtureFile(const std::string& name);
-std::string ReadBytes(const std::filesystem::path& file);
-std::string FixtureDer(const std::string& name);
 PCCERT_CONTEXT FixtureContext(const std::string& name);
 
 // Names of the fixtures in a list of contexts, each behind a blank.
 std::string NamesOf(const kestrel::FoundCertificates& certificates);
-std::string NamesInStore(DWORD side, const wchar_t* store);
 
 class SelectionTest : public testing::Test {
   protected:

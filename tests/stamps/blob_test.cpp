@@ -8,62 +8,6 @@ namespace {
 
 using Ferroline::ASN1::CBigInteger;
 
-TEST(Blob, ShrinksInPlaceAndGrowsByCopy) {
-    CBlob blob("abcdef", 6);
-    const auto* const buffer = blob.GetData();
-    blob.Resize(3);
-    EXPECT_EQ(blob.GetData(), buffer);
-    blob.Resize(5);
-    EXPECT_EQ(CBlob(blob.GetData(), 3), CBlob("abc", 3));
-    blob.Clear();
-    EXPECT_NE(blob.GetData(), nullptr);
-    EXPECT_EQ(blob, CBlob());
-    EXPECT_EQ(blob, CBlob(std::uint32_t{0}));
-    EXPECT_EQ(CBlob(std::uint32_t{3}), Bytes("000000"));
-}
-
-TEST(Blob, OwnsItsBytes) {
-    CBlob first("abc", 3);
-    CBlob second(first);
-    second.GetData()[0] = 'x';
-    EXPECT_EQ(first, CBlob("abc", 3));
-    first.Append(first);
-    EXPECT_EQ(first, CBlob("abcabc", 6));
-    first.Append(CBlob());
-    first.Swap(second);
-    EXPECT_EQ(first, CBlob("xbc", 3));
-    CBlob& alias = first;
-    first = alias;
-    EXPECT_EQ(first, CBlob("xbc", 3));
-    const CBlob moved(std::move(first));
-    EXPECT_EQ(moved, CBlob("xbc", 3));
-    EXPECT_EQ(first, CBlob());
-    EXPECT_FALSE(CBlob("abc", 3) == CBlob("abd", 3));
-    EXPECT_FALSE(CBlob("abc", 3) == CBlob("ab", 2));
-}
-
-struct HexRow {
-    const char* name;
-    const char* text;
-    const char* hex;
-};
-
-const HexRow kHex[] = {
-    {"either case", "aBCd09fF", "ABCD09FF"},
-    {"white space before and between", " \t01 02\r\n03", "010203"},
-    {"white space inside a pair", "01 2 3", "01"},
-    {"a digit alone at the end", "0102 3", "0102"},
-    {"no digit", "01zz02", "01"},
-};
-
-TEST(Blob, Hex) {
-    for (const HexRow& row : kHex) {
-        CBlob blob("old", 3);
-        blob.FromHex(row.text);
-        EXPECT_EQ(blob.ToHex(), row.hex) << row.name;
-    }
-}
-
 struct CompareRow {
     const char* name;
     const char* first;

@@ -27,16 +27,6 @@ void ExpectBothWays(const Value& value, const std::string& der) {
     EXPECT_EQ(back, value);
 }
 
-TEST(CertId, SigningCertificate) {
-    CSigningCertificate value;
-    value.certs.push_back({Bytes("AABB"), {}});
-    ExpectBothWays(value, "30{30{30{04{AABB}}}}");
-    value.certs.push_back({Bytes("CC"), IssuerSerialOfA()});
-    value.policies.emplace().push_back({"1.2.3", {{"1.2.4", Bytes("0500")}, {"1.2.5", {}}}});
-    ExpectBothWays(value, "30{30{30{04{AABB}} 30{04{CC}" + std::string(kIssuerSerial) +
-                              "}} 30{30{06{2A03} 30{30{06{2A04} 0500} 30{06{2A05}}}}}}");
-}
-
 TEST(CertId, SigningCertificateV2) {
     CSigningCertificateV2 value;
     value.certs.emplace_back().hash = Bytes("AABB");

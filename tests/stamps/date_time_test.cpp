@@ -69,13 +69,5 @@ TEST(DateTime, Arithmetic) {
     EXPECT_EQ(CDateTimeSpan(0xFFFFFFFF).GetTicks(), 42949672950000000ULL);
 }
 
-TEST(DateTime, Now) {
-    const auto before = static_cast<std::uint64_t>(std::time(nullptr));
-    const CDateTime now = CDateTime::Now();
-    EXPECT_EQ(now.GetTicks() % 10, 0U);
-    EXPECT_GE(now.GetTicks(), SinceEpoch(before));
-    EXPECT_LE(now.GetTicks(), SinceEpoch(before + 10));
-}
-
 }  // namespace
 }  // namespace stamps_tests

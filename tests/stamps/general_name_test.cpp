@@ -76,53 +76,6 @@ TEST(GeneralName, Refuses) {
     EXPECT_EQ(Thrown([&] { (void)name.Encode(); }), kAsn1Internal);
 }
 
-TEST(GeneralName, ChangesItsAlternative) {
-    CGeneralName name;
-    name.SetDNSName(L"one");
-    name.SetDNSName(*name.GetDNSName() + L" two");
-    EXPECT_EQ(*name.GetDNSName(), L"one two");
-    CGeneralName copy;
-    copy.SetIPAddress(Bytes("01"));
-    copy = name;
-    name.SetDirectoryName(Der(kCommonName));
-    EXPECT_EQ(*copy.GetDNSName(), L"one two");
-    EXPECT_EQ(name.ToString(), L"directoryName: CN=A");
-    copy = CGeneralName();
-    EXPECT_EQ(copy.GetSelector(), 0U);
-}
-
-TEST(Choice, SetChecks) {
-    CGeneralNameImpl name;
-    EXPECT_TRUE(name.GetTraits(5)->Is(5));
-    for (const std::uint32_t unknown : {0U, 1U, 4U, 6U, 10U}) {
-        EXPECT_TRUE(name.GetTraits(unknown)->Is(0)) << unknown;
-    }
-    EXPECT_EQ(Thrown([&] { name.Set(3, nullptr); }), kInvalidArgument);
-    const std::wstring text = L"text";
-    name.Set(3, &text);
-    EXPECT_EQ(*name.Get<std::wstring>(3), L"text");
-    EXPECT_EQ(name.Get<std::wstring>(2), nullptr);
-
-    struct NoTraits final : Choice {
-        const ChoiceValueTraits* GetTraits(std::uint32_t) const override { return nullptr; }
-    } none;
-    EXPECT_EQ(Thrown([&] { none.Set(1, &text); }), kInvalidArgument);
-}
-
-TEST(OtherHash, Alternatives) {
-    COtherHash hash;
-    EXPECT_EQ(hash.GetSha1Hash(), nullptr);
-    hash.SetSha1Hash(Bytes("0102"));
-    COtherHash other(hash);
-    EXPECT_EQ(other, hash);
-    other.SetOtherHash({CAlgorithmIdentifier("1.2.3"), Bytes("0102")});
-    EXPECT_EQ(other.GetSha1Hash(), nullptr);
-    EXPECT_FALSE(other == hash);
-    hash = other;
-    EXPECT_EQ(hash, other);
-    EXPECT_EQ(hash.GetOtherHash()->algorithm.GetOID(), "1.2.3");
-}
-
 struct OidRow {
     const char* oid;
     bool accepted;

@@ -41,26 +41,6 @@ class StoreSet : public testing::Test {
     CBlob certificate;
 };
 
-TEST_F(StoreSet, CopiesShareTheStore) {
-    auto first = std::make_unique<CStoreSet>();
-    EXPECT_EQ(first->GetHandle(), nullptr);
-    ASSERT_EQ(first->OpenMemory(), S_OK);
-    Put(first->GetHandle());
-    const CStoreSet copy(*first);
-    first.reset();
-    EXPECT_EQ(Count(copy.GetHandle()), 1);
-}
-
-TEST_F(StoreSet, OpensOnce) {
-    CStoreSet set;
-    ASSERT_EQ(set.OpenMemory(), S_OK);
-    const HCERTSTORE handle = set.GetHandle();
-    EXPECT_EQ(static_cast<unsigned>(set.OpenMemory()), kFail);
-    EXPECT_EQ(static_cast<unsigned>(set.OpenCollection()), kFail);
-    EXPECT_EQ(static_cast<unsigned>(set.OpenSystem(L"My")), kFail);
-    EXPECT_EQ(set.GetHandle(), handle);
-}
-
 TEST_F(StoreSet, CollectionKeepsItsMembers) {
     CStoreSet collection;
     ASSERT_EQ(collection.OpenCollection(), S_OK);
@@ -81,18 +61,6 @@ TEST_F(StoreSet, CollectionKeepsItsMembers) {
     EXPECT_EQ(Count(copy.GetHandle()), 1);
     copy = CStoreSet();
     EXPECT_FALSE(CertCloseStore(handle, 0));
-}
-
-TEST_F(StoreSet, AddRefuses) {
-    CStoreSet empty;
-    CStoreSet memory;
-    ASSERT_EQ(memory.OpenMemory(), S_OK);
-    EXPECT_EQ(static_cast<unsigned>(empty.Add(memory)), kFail);
-    EXPECT_EQ(static_cast<unsigned>(memory.Add(memory)), kInvalidArgument);
-    CStoreSet collection;
-    ASSERT_EQ(collection.OpenCollection(), S_OK);
-    EXPECT_NE(collection.Add(empty), S_OK);
-    EXPECT_EQ(Count(collection.GetHandle()), 0);
 }
 
 TEST_F(StoreSet, SystemStoreIsReadOnly) {

@@ -141,6 +141,14 @@ class KestrelCase(unittest.TestCase):
                      "-days", "30", "-out", f"{name}.pem", "-addext", "basicConstraints=CA:FALSE",
                      "-addext", "keyUsage=digitalSignature,keyEncipherment,dataEncipherment")
 
+    def make_crl(self, name):
+        """An empty list NAME.crl of the authority NAME."""
+        self.write("index", b"")
+        self.write("ca.cnf", b"[ca]\ndefault_ca=d\n[d]\ndatabase=index\ndefault_md=sha256\n"
+                             b"default_crl_days=10\n")
+        self.openssl("ca", "-config", "ca.cnf", "-gencrl", "-cert", f"{name}.pem", "-keyfile",
+                     f"{name}.key", "-out", f"{name}.crl")
+
     def make_identity(self, kind, name, pin=None, trust=True):
         """An identity made by openssl and taken in from its PKCS #12 file."""
         self.make_certificate(kind, name)

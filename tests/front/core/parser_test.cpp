@@ -66,45 +66,6 @@ TEST_F(ParserTest, AcceptsLines) {
     }
 }
 
-struct RefusedRow {
-    const char* name;
-    std::vector<const char*> words;
-    DWORD code;
-    const char* printed;  // behind "Error: "
-};
-
-const RefusedRow kRefused[] = {
-    {"two minus signs", {"--encr"}, kUnknownKey, "Unknown key: '--encr'. (0x200000C9)\n"},
-    {"beginning of sd and ss", {"-s"}, kUnknownKey, "Unknown key: '-s'. (0x200000C9)\n"},
-    {"beginning of dm and du", {"-d"}, kUnknownKey, "Unknown key: '-d'. (0x200000C9)\n"},
-    {"a value", {"-encr", "-derx"}, kUnknownKey, "Unknown key: '-derx'. (0x200000C9)\n"},
-    {"first bad word only", {"-zzz", "-y"}, kUnknownKey, "Unknown key: '-zzz'. (0x200000C9)\n"},
-    {"in usages only",
-     {"-instcert", "-enable-install-root"},
-     kUnknownKey,
-     "Unknown key: '-enable-install-root'. (0x200000C9)\n"},
-    {"same command twice",
-     {"-encr", "-ENCR"},
-     kTooManyCommands,
-     "Too many commands: '-ENCR' (0x200000CA)\n"},
-    {"no value", {"-encr", "-DN"}, kNoKeyArgument, "No argument for '-DN' key. (0x200000CB)\n"},
-    {"no words", {}, kNoCommand, "No command. (0x200000CC)\n"},
-    {"files only", {"a", "b"}, kNoCommand, "No command. (0x200000CC)\n"},
-    {"command as a value", {"-dir", "-hash"}, kNoCommand, "No command. (0x200000CC)\n"},
-    {"help and an empty file",
-     {"-encr", "-help", ""},
-     kHelpNotAlone,
-     "You cannot use '-help' argument along with the others. (0x20000068)\n"},
-};
-
-TEST_F(ParserTest, RefusesLines) {
-    for (const RefusedRow& row : kRefused) {
-        const std::string printed =
-            Printed([&] { EXPECT_EQ(Parse(row.words), row.code) << row.name; });
-        EXPECT_EQ(printed, std::string("Error: ") + row.printed) << row.name;
-    }
-}
-
 TEST_F(ParserTest, TakesPositionalsInOrder) {
     EXPECT_EQ(Parse({"-encr", "", "second", "third"}), 0u);
     EXPECT_STREQ(state.firstFile, "");

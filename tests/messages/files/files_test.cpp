@@ -105,30 +105,6 @@ TEST_F(WholeFiles, Read) {
     }
 }
 
-DWORD ReadCode(const std::string& path, std::string& report) {
-    BYTE* data = nullptr;
-    DWORD length = 0;
-    DWORD code = 0;
-    report = Printed([&] { code = ReadFileWhole(path.c_str(), data, length, nullptr); });
-    const BytesHolder holder(data);
-    return code;
-}
-
-TEST_F(WholeFiles, Unreadable) {
-    std::string report;
-    EXPECT_EQ(ReadCode(PathOf("missing"), report), kCannotOpenFile);
-    EXPECT_EQ(report, "Error: Can't open file '" + PathOf("missing") + "'. (0x20000065)\n");
-
-    const std::string large = Store("large", "");
-    std::filesystem::resize_file(large, 0x80000000);
-    EXPECT_EQ(ReadCode(large, report), kFileTooLarge);
-    EXPECT_EQ(report, "Error: File is too large. (0x20000069)\n");
-    std::filesystem::resize_file(large, 0x100000001);
-    EXPECT_EQ(ReadCode(large, report), kFileTooLarge) << "4 GiB and a byte";
-
-    EXPECT_NE(ReadCode(PathOf(""), report), 0U) << "a folder";
-}
-
 // A command that is given one name twice must not empty the file before it is read.
 TEST_F(WholeFiles, TheInputIsNoOutput) {
     const std::string path = Store("input", "precious");
@@ -138,7 +114,7 @@ TEST_F(WholeFiles, TheInputIsNoOutput) {
     EXPECT_FALSE(OpenOutput(path.c_str(), input));
     EXPECT_FALSE(OpenOutput(PathOf("link").c_str(), input));
     EXPECT_TRUE(OpenOutput(PathOf("other").c_str(), input));
-    EXPECT_EQ(BytesOf(path), "precious");
+    EXPECT_EQ(ReadAll(path), "precious");
 }
 
 // ---- writing -----------------------------------------------------------------
@@ -161,12 +137,12 @@ TEST_F(WholeFiles, WriteBase64ByLength) {
         });
         EXPECT_EQ(code, good ? 0 : kBadBase64) << size;
         const size_t groups = (size + 2) / 3;
-        const std::string written = BytesOf(PathOf("text"));
+        const std::string written = ReadAll(PathOf("text"));
         EXPECT_EQ(written.size(), good ? groups * 4 + 2 : 0) << size;
         EXPECT_EQ(std::filesystem::exists(PathOf("text")), good) << size;
     }
     EXPECT_EQ(WriteFileBase64(PathOf("text").c_str(), Allocated("ABCDEFGH"), 8), 0U);
-    EXPECT_EQ(BytesOf(PathOf("text")), "QUJDREVGR0g=\r\n");
+    EXPECT_EQ(ReadAll(PathOf("text")), "QUJDREVGR0g=\r\n");
 }
 
 // The holders free twice what a writer wrongly kept or freed: the sanitizer tells.

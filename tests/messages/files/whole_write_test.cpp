@@ -43,7 +43,7 @@ TEST_F(WholeWrite, NewAndOldFiles) {
     for (const bool durable : {false, true}) {
         for (const char* bytes : {"longer than before", "", "x"}) {
             EXPECT_TRUE(Write("new", bytes, durable));
-            EXPECT_EQ(BytesOf(PathOf("new")), bytes);
+            EXPECT_EQ(ReadAll(PathOf("new")), bytes);
         }
         EXPECT_EQ(ModeOf(PathOf("new")), 0640U) << "by the mask";
         fs::remove(PathOf("new"));
@@ -51,7 +51,7 @@ TEST_F(WholeWrite, NewAndOldFiles) {
     EXPECT_TRUE(Write("link", "through"));
     umask(before);
     EXPECT_TRUE(fs::is_symlink(PathOf("link")));
-    EXPECT_EQ(BytesOf(PathOf("made")), "through") << "the link led nowhere";
+    EXPECT_EQ(ReadAll(PathOf("made")), "through") << "the link led nowhere";
     EXPECT_EQ(ModeOf(PathOf("made")), 0640U);
 
     Store("private", "old");
@@ -78,72 +78,15 @@ TEST_F(WholeWrite, LeftoversGoAndNothingElse) {
                                      "kestrel-1-1.tmp2", "kestrel-1.tmp", "Kestrel-1-1.tmp"}));
 }
 
-TEST_F(WholeWrite, Refusals) {
-    Store("file", "");
-    const struct {
-        std::string name;
-        DWORD error;
-    } rows[] = {
-        {PathOf(""), ERROR_ACCESS_DENIED},        {PathOf("none/a"), ERROR_PATH_NOT_FOUND},
-        {PathOf("file/a"), ERROR_PATH_NOT_FOUND}, {"", ERROR_FILE_NOT_FOUND},
-        {"/dev/full", ERROR_DISK_FULL},
-    };
-    for (const auto& row : rows) {
-        EXPECT_FALSE(WriteWholeFile(row.name.c_str(), "x", 1, true)) << row.name;
-        EXPECT_EQ(GetLastError(), row.error) << row.name;
-    }
-    EXPECT_TRUE(WriteWholeFile("/dev/null", "x", 1, true));
-    EXPECT_TRUE(fs::is_character_file("/dev/null"));
-    EXPECT_EQ(Names(), (std::set<std::string>{"file"}));
-}
-
 int StatusOf(pid_t child) {
     int status = 0;
     waitpid(child, &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-// The limit on the size of files ends a write in its midst, as a full disk does.
-TEST_F(WholeWrite, NoRoomLeavesTheOldFile) {
-    Store("old", "precious");
-    Store("linked", "precious");
-    fs::create_hard_link(PathOf("linked"), PathOf("second"));
-    const auto before = Names();
-    const std::string large = Noise(300'000, 1);
-    for (const std::string name : {"old", "linked", "new"}) {
-        const pid_t child = fork();
-        if (child == 0) {
-            const rlimit limit = {100'000, 100'000};
-            static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
-            setrlimit(RLIMIT_FSIZE, &limit);
-            const bool written = Write(name, large);
-            _exit(written || GetLastError() != ERROR_FILE_TOO_LARGE ? 1 : 0);
-        }
-        EXPECT_EQ(StatusOf(child), 0) << name;
-        EXPECT_EQ(Names(), before) << name;
-    }
-    for (const char* name : {"old", "second"}) {
-        EXPECT_TRUE(BytesOf(PathOf(name)) == "precious") << name;
-    }
-}
-
-// Only the file itself may be written, not its folder.
-TEST_F(WholeWrite, FolderOfAnother) {
-    if (geteuid() != 0) GTEST_SKIP() << "the test needs two users";
-    Store("shared", "a longer text before");
-    fs::permissions(PathOf("shared"), fs::perms::all);
-    const pid_t child = fork();
-    if (child == 0) {
-        if (setuid(54321) != 0) _exit(9);
-        _exit((Write("shared", "short", true) ? 0 : 1) + (Write("new", "x") ? 2 : 0));
-    }
-    EXPECT_EQ(StatusOf(child), 0);
-    EXPECT_EQ(BytesOf(PathOf("shared")), "short");
-}
-
 // True when all of the file is one letter and it has its full size.
 bool IsWhole(const std::string& path, size_t size) {
-    const std::string bytes = BytesOf(path);
+    const std::string bytes = ReadAll(path);
     return bytes.size() == size && bytes.find_first_not_of(bytes[0]) == std::string::npos;
 }
 
@@ -176,30 +119,6 @@ TEST_F(WholeWrite, KilledAtAnyMoment) {
 }
 
 // ---- reading -----------------------------------------------------------------
-
-// Nobody opens the other end: waiting for one would take this process down.
-TEST_F(WholeWrite, OnlyPlainFilesAreRead) {
-    mkfifo(PathOf("fifo").c_str(), 0600);
-    fs::create_symlink("fifo", PathOf("link"));
-    alarm(2);
-    for (const std::string& path :
-         {PathOf("fifo"), PathOf("link"), PathOf(""), std::string("/dev/zero")}) {
-        EXPECT_FALSE(OpenPlainFile(path.c_str())) << path;
-        EXPECT_EQ(GetLastError(), DWORD{ERROR_ACCESS_DENIED}) << path;
-    }
-    BYTE* data = nullptr;
-    DWORD length = 0;
-    DWORD code = 0;
-    const std::string report =
-        Printed([&] { code = ReadFileWhole(PathOf("fifo").c_str(), data, length, nullptr); });
-    alarm(0);
-    EXPECT_EQ(report, "Error: Can't open file '" + PathOf("fifo") + "'. (0x20000065)\n");
-    EXPECT_EQ(code, 0x20000065U);
-
-    EXPECT_FALSE(OpenPlainFile(PathOf("missing").c_str()));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_FILE_NOT_FOUND});
-    EXPECT_TRUE(OpenPlainFile(Store("file", "").c_str()));
-}
 
 }  // namespace
 }  // namespace messages_tests

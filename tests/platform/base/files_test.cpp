@@ -11,53 +11,32 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <set>
 
 #include "platform/base/file_mask.h"
 #include "platform/base/handle.h"
+#include "tests/support/folder.h"
 
 namespace platform {
 namespace {
 
 namespace fs = std::filesystem;
 
-// An empty folder, open to all, that is the current one while the test runs.
-class FilesTest : public testing::Test {
+class FilesTest : public test_support::InFolderTest {
   protected:
     void SetUp() override {
-        folder_ = MakeFolder("/tmp");
+        test_support::InFolderTest::SetUp();
         other_ = MakeFolder(access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp");
-        before_ = fs::current_path();
-        fs::current_path(folder_);
         liveBefore_ = LiveHandles();
     }
     void TearDown() override {
         EXPECT_EQ(LiveHandles(), liveBefore_);
-        fs::current_path(before_);
-        fs::remove_all(folder_);
         fs::remove_all(other_);
+        test_support::InFolderTest::TearDown();
     }
 
-    static fs::path MakeFolder(const std::string& parent) {
-        std::string name = parent + "/kestrel-files-XXXXXX";
-        EXPECT_NE(mkdtemp(name.data()), nullptr);
-        chmod(name.c_str(), 0777);
-        return name;
-    }
-    static void Write(const fs::path& file, std::string_view text) {
-        std::ofstream(file, std::ios::binary) << text;
-    }
-    static std::string Read(const fs::path& file) {
-        std::ifstream stream(file, std::ios::binary);
-        return {std::istreambuf_iterator<char>(stream), {}};
-    }
-
-    fs::path folder_;
     fs::path other_;  // on another file system where there is one
-    fs::path before_;
     std::size_t liveBefore_ = 0;
 };
 

@@ -18,38 +18,19 @@
 
 #include "platform/base/error.h"
 #include "platform/base/home.h"
+#include "tests/support/folder.h"
 
 namespace platform {
 namespace {
 
 namespace fs = std::filesystem;
 
-// An empty folder that is the current one while the test runs.
-class RuntimeTest : public testing::Test {
+class RuntimeTest : public test_support::InFolderTest {
   protected:
-    void SetUp() override {
-        char name[] = "/tmp/kestrel-base-XXXXXX";
-        ASSERT_NE(mkdtemp(name), nullptr);
-        folder_ = name;
-        before_ = fs::current_path();
-        fs::current_path(folder_);
-    }
     void TearDown() override {
-        fs::current_path(before_);
-        fs::remove_all(folder_);
+        test_support::InFolderTest::TearDown();
         unsetenv("KESTREL_HOME");
     }
-
-    static void Write(const fs::path& file, std::string_view text) {
-        std::ofstream(file, std::ios::binary) << text;
-    }
-    static std::string Read(const fs::path& file) {
-        std::ifstream stream(file, std::ios::binary);
-        return {std::istreambuf_iterator<char>(stream), {}};
-    }
-
-    fs::path folder_;
-    fs::path before_;
 };
 
 std::string ContentOf(const char* name, const char* mode) {
@@ -279,24 +260,6 @@ TEST_F(RuntimeTest, WhatIsThereDecidesHowItIsReplaced) {
     EXPECT_TRUE(fs::is_fifo("fifo") && fs::is_character_file("/dev/null"));
     EXPECT_TRUE(fs::is_symlink("link") && fs::is_symlink("dangling"));
     EXPECT_EQ(std::distance(fs::directory_iterator("."), fs::directory_iterator()), 8);
-}
-
-// Nothing else can say it any more.
-TEST_F(RuntimeTest, LostOutputIsAFailure) {
-    const struct {
-        const char* output;  // null: closed
-        int status;
-    } rows[] = {{"/dev/null", 0}, {"/dev/full", ERROR_WRITE_FAULT}, {nullptr, ERROR_WRITE_FAULT}};
-    for (const auto& row : rows) {
-        const auto printAndExit = [&] {
-            if (row.output == nullptr) close(STDOUT_FILENO);
-            if (row.output != nullptr) dup2(open(row.output, O_WRONLY), STDOUT_FILENO);
-            std::printf("text");
-            ExitProcess(0);
-        };
-        EXPECT_EXIT(printAndExit(), testing::ExitedWithCode(row.status), "")
-            << (row.output == nullptr ? "closed" : row.output);
-    }
 }
 
 }  // namespace

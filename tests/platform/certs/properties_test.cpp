@@ -72,27 +72,6 @@ TEST_F(PropertiesTest, AnswersFromTheCertificate) {
               "b548088adf2a75b0a1c44854555c077bf760ae93");
 }
 
-TEST_F(PropertiesTest, AbsentOnesAreNotFound) {
-    const CertHolder ec = ContextOf("p256");
-    for (const DWORD id : {DWORD{CERT_KEY_PROV_INFO_PROP_ID}, DWORD{CERT_KEY_CONTEXT_PROP_ID},
-                           DWORD{CERT_KEY_PROV_HANDLE_PROP_ID}, DWORD{CERT_KEY_SPEC_PROP_ID},
-                           DWORD{CERT_FRIENDLY_NAME_PROP_ID}, kSomeProperty}) {
-        EXPECT_EQ(ErrorOf(ec.get(), id), Code(CRYPT_E_NOT_FOUND)) << id;
-    }
-    const CRYPT_DATA_BLOB blob{};
-    EXPECT_FALSE(CertSetCertificateContextProperty(ec.get(), CERT_SHA1_HASH_PROP_ID, 0, &blob));
-    EXPECT_FALSE(CertSetCertificateContextProperty(nullptr, kSomeProperty, 0, &blob));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
-}
-
-TEST_F(PropertiesTest, FlatOnesComeAndGo) {
-    const CertHolder ec = ContextOf("p256");
-    SetFlat(ec.get(), kSomeProperty, {});
-    EXPECT_TRUE(Property(ec.get(), kSomeProperty).empty());
-    EXPECT_TRUE(CertSetCertificateContextProperty(ec.get(), kSomeProperty, 0, nullptr));
-    EXPECT_EQ(ErrorOf(ec.get(), kSomeProperty), Code(CRYPT_E_NOT_FOUND));
-}
-
 TEST_F(PropertiesTest, LaysOutTheProviderRecord) {
     const CertHolder ec = ContextOf("p256");
     wchar_t container[] = L"Ключ 1";

@@ -361,30 +361,5 @@ TEST(Console, OutputKeepsTheOrderOfStreamsAndHandles) {
     close(ends[0]);
 }
 
-TEST(Language, FirstVariableThatIsSetDecides) {
-    const struct {
-        const char* name;
-        const char* all;
-        const char* messages;
-        const char* language;
-        UINT codePage;
-    } rows[] = {
-        {"none", "", "", "", 65001},
-        {"LANG", "", "", "ru_RU.UTF-8", 1251},
-        {"LC_MESSAGES before LANG", "", "ru", "en_US.UTF-8", 1251},
-        {"LC_ALL before all", "C", "ru_RU", "ru_RU", 65001},
-        {"other language", "", "", "uk_UA.UTF-8", 65001},
-        {"capitals are another name", "", "", "RU", 65001},
-    };
-    for (const auto& row : rows) {
-        setenv("LC_ALL", row.all, 1);
-        setenv("LC_MESSAGES", row.messages, 1);
-        setenv("LANG", row.language, 1);
-        EXPECT_EQ(GetConsoleOutputCP(), row.codePage) << row.name;
-        EXPECT_EQ(RussianUser(), row.codePage == 1251) << row.name;
-    }
-    for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"}) unsetenv(variable);
-}
-
 }  // namespace
 }  // namespace platform

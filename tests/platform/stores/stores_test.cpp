@@ -62,8 +62,6 @@ TEST_F(StoresTest, OpensByKindAndName) {
          ERROR_FILE_NOT_FOUND},
         {"read-only does not create", CERT_STORE_PROV_SYSTEM_A, kUser | CERT_STORE_READONLY_FLAG,
          "Addressbook", ERROR_FILE_NOT_FOUND},
-        {"no side", CERT_STORE_PROV_SYSTEM_A, kExisting, "My", ERROR_FILE_NOT_FOUND},
-        {"no name", CERT_STORE_PROV_SYSTEM_A, kUser, nullptr, ERROR_FILE_NOT_FOUND},
         {"empty name", CERT_STORE_PROV_SYSTEM_A, kUser, "", Code(E_INVALIDARG)},
         {"deletion of a file", CERT_STORE_PROV_FILENAME_A, CERT_STORE_DELETE_FLAG, file.c_str(),
          ERROR_NOT_SUPPORTED},
