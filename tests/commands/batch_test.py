@@ -283,9 +283,10 @@ class Signatures(BatchCase):
                 self.assertIn(end, body)
         os.remove(self.path("a.sgn"))
         self.expect_lines(READ, [*self.verify("rsa"), "a"], b"a... " + cannot)
-        self.sparse("a.sgn", 2 * GIB)
-        self.expect_lines(READ, [*self.verify("rsa"), "a"],
-                          b"a... " + error_line(b"File is too large.", LARGE))
+        for size in (2 * GIB, 4 * GIB + 1):
+            self.sparse("a.sgn", size)
+            self.expect_lines(READ, [*self.verify("rsa"), "a"],
+                              b"a... " + error_line(b"File is too large.", LARGE))
         os.remove(self.path("a.sgn"))
         os.mkfifo(self.path("a.sgn"))
         self.expect_lines(READ, [*self.verify("rsa"), "a"], b"a... " + cannot)

@@ -1,11 +1,9 @@
 // Stores and certificates for these tests.
 #include "tests/selection/support.h"
 
-#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
