@@ -30,8 +30,8 @@ void AttributeSetWatch::Feed(ByteView piece) {
 }
 
 void AttributeSetWatch::RequireOrdinary() const {
-    if (Found()) throw Error(CRYPT_E_AUTH_ATTR_MISSING,
-                             "the content is itself a set of signed attributes");
+    if (Found())
+        throw Error(CRYPT_E_AUTH_ATTR_MISSING, "the content is itself a set of signed attributes");
 }
 
 bool AttributeSetWatch::Fits(const BerHeader& header) const {

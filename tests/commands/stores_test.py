@@ -92,6 +92,9 @@ class Stores(KestrelCase):
                     prompt + b"#1: ann\n#2: bob\nNumber:2\n" + b"Openning container...\n" + COPIED,
                     stdin=b"2\r")
         self.assertEqual(self.subjects("Out"), ["CN=bob"])
+        body = self.on_terminal(b"Number:", b"1\r", "-CSPcert", "-provtype", "24", "-duNew", ahead=b"2")
+        self.assertIn(b"Number:1\r\n", body)
+        self.assertEqual(self.subjects("New"), ["CN=ann"])
         self.expect(["-CSPcert", "-provtype", "24", "-duOut"], 0x20000130,
                     prompt + b"#1: ann\n#2: bob\nNumber:3\n" + error_line(b"Wrong number.", 0x20000130),
                     stdin=b"3\r")

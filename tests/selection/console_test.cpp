@@ -1,7 +1,6 @@
 // What is shown, and what is read.
 #include "selection/console.h"
 
-#include <unistd.h>
 #include <cstdio>
 
 #include "front/core/catalogue.h"
@@ -39,43 +38,6 @@ TEST(Console, NumbersAreTypedKeyByKey) {
         const Outcome run = RunPiped(row.keys, [] { return ReadNumber(20); });
         EXPECT_EQ(run.output, "Number:" + row.output) << row.name;
         EXPECT_EQ(run.code, row.code) << row.name;
-    }
-}
-
-TEST(Console, KeysTypedAheadAreDiscarded) {
-    const Outcome run = RunOnTerminal({{"wait", "9"}, {"Number:", "4\r"}}, [] {
-        std::printf("wait\n");
-        std::fflush(stdout);
-        // The key has arrived when it is echoed, or at the latest after the pause.
-        usleep(300'000);
-        return ReadNumber(20);
-    });
-    EXPECT_EQ(run.code, 0U);
-    EXPECT_NE(run.output.find("got 4"), std::string::npos) << run.output;
-}
-
-TEST(Console, HiddenLine) {
-    const auto read = []() -> std::uint32_t {
-        char buffer[16];
-        const char* line = kestrel::ReadHiddenLine("box: ", buffer, sizeof(buffer));
-        std::printf("%s\n", line ? (std::string("<") + line + ">").c_str() : "null");
-        return 0;
-    };
-    EXPECT_EQ(RunPiped("secret\n", read).output, "null\n");
-    const struct {
-        const char* name;
-        const char* typed;
-        const char* line;
-    } rows[] = {{"a line", "secret\n", "<secret>"},
-                {"an empty line", "\n", "<>"},
-                {"just fitting with its line end", "1234567890123\n", "<1234567890123>"},
-                {"too long, losing two bytes", "12345678901234567890\n", "<1234567890123>"}};
-    for (const auto& row : rows) {
-        const Outcome run = RunOnTerminal({{"box: ", row.typed}}, read);
-        // The terminal shows each line feed as CR LF, and never the typed text itself.
-        const std::string shown = run.output.substr(0, run.output.find('<'));
-        EXPECT_EQ(shown.find_first_of("123s"), std::string::npos) << row.name << run.output;
-        EXPECT_NE(run.output.find(row.line), std::string::npos) << row.name << run.output;
     }
 }
 

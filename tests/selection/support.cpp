@@ -3,14 +3,9 @@
 
 #include "tests/support/engine.h"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <pty.h>
-#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -45,7 +40,7 @@ struct Run {
     int result;  // where the routine's code is read from
 };
 
-// Starts the routine in a session of its own, with the terminal, if any, as its console.
+// Starts the routine in a session of its own, without a terminal.
 Run Start(int input, int output, const std::function<std::uint32_t()>& routine) {
     int result[2];
     EXPECT_EQ(pipe(result), 0);
@@ -53,7 +48,6 @@ Run Start(int input, int output, const std::function<std::uint32_t()>& routine) 
     const pid_t child = fork();
     if (child == 0) {
         setsid();
-        ioctl(input, TIOCSCTTY, 0);
         dup2(input, STDIN_FILENO);
         dup2(output, STDOUT_FILENO);
         const std::uint32_t code = Guarded(routine);
@@ -73,38 +67,6 @@ std::uint32_t Reap(const Run& run) {
     waitpid(run.child, &status, 0);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the run died: " << status;
     return code;
-}
-
-bool Send(int terminal, const std::string& text) {
-    return write(terminal, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-}
-
-// Types each text once its cue was printed. A run may throw away what was typed before it
-// waits for keys, so the last text is typed again after each silent half second; one that
-// stays silent for good is killed.
-std::string Converse(int terminal, pid_t child, const Typing& typed) {
-    std::string output;
-    std::size_t sent = 0;
-    for (int silence = 0; silence < 20;) {
-        pollfd ready{terminal, POLLIN, 0};
-        if (poll(&ready, 1, 500) <= 0) {
-            ++silence;
-            if (sent != 0) Send(terminal, typed[sent - 1].second);
-            continue;
-        }
-        char piece[512];
-        const ssize_t count = read(terminal, piece, sizeof(piece));
-        if (count <= 0) {
-            EXPECT_EQ(sent, typed.size()) << "never asked: " << output;
-            return output;
-        }
-        output.append(piece, static_cast<std::size_t>(count));
-        while (sent < typed.size() && output.find(typed[sent].first) != std::string::npos) {
-            EXPECT_TRUE(Send(terminal, typed[sent++].second));
-        }
-    }
-    kill(child, SIGKILL);
-    return output;
 }
 
 // ---- fixtures --------------------------------------------------------------------
@@ -214,19 +176,6 @@ Outcome RunPiped(const std::string& input, const std::function<std::uint32_t()>&
     }
     std::fclose(in);
     std::fclose(out);
-    return outcome;
-}
-
-Outcome RunOnTerminal(const Typing& typed, const std::function<std::uint32_t()>& routine) {
-    int terminal = -1;
-    int slave = -1;
-    EXPECT_EQ(openpty(&terminal, &slave, nullptr, nullptr, nullptr), 0);
-    const Run run = Start(slave, slave, routine);
-    close(slave);
-    Outcome outcome;
-    outcome.output = Converse(terminal, run.child, typed);
-    outcome.code = Reap(run);
-    close(terminal);
     return outcome;
 }
 

@@ -9,7 +9,6 @@
 #include <filesystem>
 #include <functional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "front/core/state.h"
@@ -24,11 +23,6 @@ struct Outcome {
 // Runs without any terminal; `input` is the standard input. The program's text and what
 // the routine prints itself come back together. A run that dies fails the test.
 Outcome RunPiped(const std::string& input, const std::function<std::uint32_t()>& routine);
-
-// Runs on a terminal of its own. The second part of each entry is typed once the output
-// holds the first.
-using Typing = std::vector<std::pair<std::string, std::string>>;
-Outcome RunOnTerminal(const Typing& typed, const std::function<std::uint32_t()>& routine);
 
 // A key as it stands on the command line; values are copied, as the frame does.
 struct Key {

@@ -4,7 +4,6 @@
 #include "asn1data/CertificateExtensions.h"
 #include "stamps/generated.h"
 #include "stamps/name_text.h"
-#include "stamps/other_hash.h"
 #include "tests/stamps/support.h"
 
 namespace stamps_tests {
@@ -18,9 +17,6 @@ struct Row {
     std::uint32_t selector;
     const wchar_t* text;
 };
-
-// CN=A with a UTF8String.
-constexpr const char* kCommonName = "30{31{30{06{550403} 0C{41}}}}";
 
 const Row kRows[] = {
     {"rfc822Name", "8103614062", 2, L"rfc822Name: a@b"},

@@ -1,9 +1,12 @@
 """Runs the built programs as a user does: a temporary home, exact output bytes."""
 
 import os
+import pty
+import select
 import shutil
 import subprocess
 import tempfile
+import time
 import unittest
 
 KESTREL = os.environ.get("KESTREL", "kestrel")
@@ -129,6 +132,32 @@ class KestrelCase(unittest.TestCase):
         if status is not None:
             self.assertEqual(done.returncode, status, f"openssl {args}: {done.stderr!r}")
         return done.returncode, done.stdout
+
+    def on_terminal(self, cue, typed, *args, ahead=b""):
+        """What a terminal shows when this is typed at the first question that ends in the cue."""
+        child, terminal = pty.fork()
+        if child == 0:
+            os.chdir(self.folder)
+            os.execve(KESTREL, [KESTREL, *args], self.env)
+        os.write(terminal, ahead)
+        shown, answered = b"", False
+        while piece := self.piece_of(terminal):
+            shown += piece
+            if not answered and shown.endswith(cue):
+                time.sleep(0.2)  # what is typed before the program waits may be thrown away
+                os.write(terminal, typed)
+                answered = True
+        os.close(terminal)
+        os.waitpid(child, 0)
+        return shown
+
+    def piece_of(self, terminal):
+        if not select.select([terminal], [], [], 60)[0]:
+            return b""
+        try:
+            return os.read(terminal, 4096)
+        except OSError:  # the child has ended
+            return b""
 
     def make_certificate(self, kind, name):
         """NAME.key and NAME.pem, self-signed, by openssl alone."""

@@ -1,7 +1,6 @@
 // Files written as a whole: what is left when writing fails or is cut off.
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -82,6 +81,21 @@ int StatusOf(pid_t child) {
     int status = 0;
     waitpid(child, &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// Only the file itself may be written, not its folder.
+TEST_F(WholeWrite, FolderOfAnother) {
+    if (geteuid() != 0) GTEST_SKIP() << "the test needs two users";
+    fs::permissions(PathOf(""), static_cast<fs::perms>(0755));
+    Store("shared", "a longer text before");
+    fs::permissions(PathOf("shared"), fs::perms::all);
+    const pid_t child = fork();
+    if (child == 0) {
+        if (setuid(54321) != 0) _exit(9);
+        _exit((Write("shared", "short", true) ? 0 : 1) + (Write("new", "x") ? 2 : 0));
+    }
+    EXPECT_EQ(StatusOf(child), 0);
+    EXPECT_EQ(ReadAll(PathOf("shared")), "short");
 }
 
 // True when all of the file is one letter and it has its full size.

@@ -20,7 +20,6 @@
 
 #include "platform/base/bytes.h"
 #include "platform/base/error.h"
-#include "platform/base/language.h"
 #include "platform/console/hidden_line.h"
 
 namespace platform {
