@@ -1,6 +1,6 @@
 // The ground on Linux: certificates, stores, chains, messages and providers, under
 // their documented names. Declarations only; what stands behind them is in
-// platform/providers, platform/certs, platform/chain and platform/messages.
+// platform/providers, certs, cms, stores, simple and chain.
 //
 // Unless a comment says otherwise a call that returns BOOL or a pointer fails with
 // FALSE or null and sets the last error. Calls that fill a caller's buffer take a
