@@ -182,7 +182,8 @@ TEST_F(AddressTest, ListsOfProxies) {
         {"", "", "http://h", ""},
     };
     for (const auto& row : rows) {
-        const UrlPieces pieces = CrackUrl(Widen(row.url));
+        const std::wstring text = Widen(row.url);  // the pieces point into it
+        const UrlPieces pieces = CrackUrl(text);
         const HttpUrl url{pieces.secure, Narrow(pieces.host), pieces.port, "/"};
         std::string got;
         const DWORD error = CodeOf([&] {
