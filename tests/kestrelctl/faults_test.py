@@ -23,8 +23,6 @@ ERRORS = {"fsync": "EIO", "fdatasync": "EIO", "flock": "ENOLCK", "unlink": "EIO"
 class Faults(KestrelCase):
     def setUp(self):
         super().setUp()
-        # The leak checker of sanitizer builds cannot work beside strace.
-        self.env["ASAN_OPTIONS"] = "detect_leaks=0"
         self.template = self.home
 
     def fresh_home(self):
