@@ -28,6 +28,9 @@ struct BatchCommand {
     FileOperation operation;
 };
 
+// What -signf writes beside a file and -vsignf looks for.
+inline constexpr char kSignatureExtension[] = ".sgn";
+
 // Settings of -signf.
 struct SignatureSettings {
     bool cert = false;

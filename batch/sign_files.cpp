@@ -19,8 +19,6 @@
 namespace kestrel {
 namespace {
 
-constexpr char kSignatureExtension[] = ".sgn";
-
 // What all files have in common, found at the first of them.
 struct CommonFinds {
     CRYPT_ALGORITHM_IDENTIFIER hash{};

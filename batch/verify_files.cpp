@@ -11,8 +11,6 @@
 namespace kestrel {
 namespace {
 
-constexpr char kSignatureExtension[] = ".sgn";
-
 bool IsSigner(PCERT_INFO signerInfo, PCCERT_CONTEXT certificate) {
     return CertCompareCertificate(kMessageEncodingType, signerInfo, certificate->pCertInfo) !=
            FALSE;

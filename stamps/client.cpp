@@ -14,14 +14,6 @@ namespace {
 constexpr ALG_ID kPreferredHash = 0x801E;  // GOST R 34.11-94
 constexpr DWORD kHttpOk = 200;
 
-void Require(BOOL done) {
-    if (!done) ATL::ThrowLastError();
-}
-
-void Require(HRESULT result, std::nullptr_t) {
-    if (result < 0) Fail(result);
-}
-
 PCCRYPT_OID_INFO FindHash(DWORD keyType, void* key) {
     SetLastError(0);
     return CryptFindOIDInfo(keyType, key, CRYPT_HASH_ALG_OID_GROUP_ID);
@@ -103,27 +95,27 @@ void CStampClient::HashData(const BYTE* data, DWORD size) {
         provider_.Reset();
         *provider_.Fill() = kestrel::FindProviderForAlgorithm(hashAlg);
         if (provider_.Get() == 0) ATL::ThrowLastError();
-        Require(CryptCreateHash(provider_.Get(), hashAlg, 0, 0, hash_.Fill()));
+        RequireDone(CryptCreateHash(provider_.Get(), hashAlg, 0, 0, hash_.Fill()));
     }
-    Require(CryptHashData(hash_.Get(), data, size, 0));
+    RequireDone(CryptHashData(hash_.Get(), data, size, 0));
 }
 
 CBlob GenerateNonce(std::uint32_t size) {
     kestrel::ProviderHolder provider;
-    Require(CryptAcquireContextA(provider.Fill(), nullptr, nullptr, PROV_RSA_FULL,
-                                 CRYPT_VERIFYCONTEXT));
+    RequireDone(CryptAcquireContextA(provider.Fill(), nullptr, nullptr, PROV_RSA_FULL,
+                                     CRYPT_VERIFYCONTEXT));
     CBlob nonce(size);
-    Require(CryptGenRandom(provider.Get(), size, nonce.GetData()));
+    RequireDone(CryptGenRandom(provider.Get(), size, nonce.GetData()));
     return nonce;
 }
 
 void BuildRequest(CStampClient& client) {
     if (client.hash_.Get() != 0) {
         DWORD size = 0;
-        Require(CryptGetHashParam(client.hash_.Get(), HP_HASHVAL, nullptr, &size, 0));
+        RequireDone(CryptGetHashParam(client.hash_.Get(), HP_HASHVAL, nullptr, &size, 0));
         client.hashValue.Resize(size);
-        Require(CryptGetHashParam(client.hash_.Get(), HP_HASHVAL, client.hashValue.GetData(), &size,
-                                  0));
+        RequireDone(CryptGetHashParam(client.hash_.Get(), HP_HASHVAL, client.hashValue.GetData(),
+                                      &size, 0));
         client.hash_.Reset();
     }
     if (client.hashValue.IsEmpty()) Fail(static_cast<HRESULT>(kNothingHashed));
@@ -161,8 +153,8 @@ CStamp& CStampClient::ObtainStamp() {
     DecodeResponse(stamp, answer, this);
     if (stamp.GetStatus() >= kRejection) Fail(static_cast<HRESULT>(kNotGranted));
     CheckFreshness(asked);
-    Require(VerifyStampSignature(stamp), nullptr);
-    Require(VerifyStampChain(stamp), nullptr);
+    RequireResult(VerifyStampSignature(stamp));
+    RequireResult(VerifyStampChain(stamp));
     return stamp;
 }
 

@@ -19,12 +19,8 @@ constexpr DWORD kReadSize = 65536;
 constexpr DWORD kUnauthorized = 401;
 constexpr DWORD kProxyUnauthorized = 407;
 
-void Require(BOOL done) {
-    if (!done) ATL::ThrowLastError();
-}
-
 void SetNumber(HINTERNET handle, DWORD option, DWORD number) {
-    Require(Http().SetOption(handle, option, &number, sizeof(number)));
+    RequireDone(Http().SetOption(handle, option, &number, sizeof(number)));
 }
 
 // ---- addresses -----------------------------------------------------------------
@@ -51,7 +47,7 @@ URL_COMPONENTS Crack(const std::wstring& url, bool all) {
     parts.dwUrlPathLength = 1;
     parts.dwSchemeLength = all ? 1 : 0;
     parts.dwExtraInfoLength = all ? 1 : 0;
-    Require(Http().CrackUrl(url.c_str(), 0, 0, &parts));
+    RequireDone(Http().CrackUrl(url.c_str(), 0, 0, &parts));
     return parts;
 }
 
@@ -94,7 +90,8 @@ void ApplyProxy(CStampConnection& connection, StampSettings& settings) {
     if (settings.proxy.empty()) return;
     WINHTTP_PROXY_INFO info{WINHTTP_ACCESS_TYPE_NAMED_PROXY, settings.proxy.data(),
                             settings.proxyBypass.data()};
-    Require(Http().SetOption(connection.library.Get(), WINHTTP_OPTION_PROXY, &info, sizeof(info)));
+    RequireDone(
+        Http().SetOption(connection.library.Get(), WINHTTP_OPTION_PROXY, &info, sizeof(info)));
 }
 
 // Without one of ours, no certificate is looked for either; over plain HTTP there is nothing
@@ -102,8 +99,8 @@ void ApplyProxy(CStampConnection& connection, StampSettings& settings) {
 void ApplyClientCertificate(HINTERNET request, const StampSettings& settings, bool secure) {
     if (settings.clientCertificate != nullptr) {
         auto* const context = const_cast<CERT_CONTEXT*>(settings.clientCertificate);
-        Require(Http().SetOption(request, WINHTTP_OPTION_CLIENT_CERT_CONTEXT, context,
-                                 sizeof(*context)));
+        RequireDone(Http().SetOption(request, WINHTTP_OPTION_CLIENT_CERT_CONTEXT, context,
+                                     sizeof(*context)));
     } else if (secure) {
         Http().SetOption(request, WINHTTP_OPTION_CLIENT_CERT_CONTEXT,
                          WINHTTP_NO_CLIENT_CERT_CONTEXT, 0);
@@ -146,7 +143,7 @@ class Exchange {
         std::vector<std::uint8_t> piece(kReadSize);
         for (;;) {
             DWORD size = 0;
-            Require(Http().ReadData(request_, piece.data(), kReadSize, &size));
+            RequireDone(Http().ReadData(request_, piece.data(), kReadSize, &size));
             if (size == 0) return CBlob(body);
             if (body.size() > UINT32_MAX - size) Fail(E_OUTOFMEMORY);
             body.insert(body.end(), piece.begin(), piece.begin() + size);
@@ -177,9 +174,9 @@ class Exchange {
     void ReadStatus() {
         DWORD status = 0;
         DWORD size = sizeof(status);
-        Require(Http().QueryHeaders(request_, WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER,
-                                    WINHTTP_HEADER_NAME_BY_INDEX, &status, &size,
-                                    WINHTTP_NO_HEADER_INDEX));
+        RequireDone(Http().QueryHeaders(
+            request_, WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER,
+            WINHTTP_HEADER_NAME_BY_INDEX, &status, &size, WINHTTP_NO_HEADER_INDEX));
         connection_.status = status;
     }
 
@@ -190,7 +187,8 @@ class Exchange {
 
     void SetCredentials(DWORD target, DWORD scheme, const std::wstring& user,
                         const wchar_t* password) {
-        Require(Http().SetCredentials(request_, target, scheme, user.c_str(), password, nullptr));
+        RequireDone(
+            Http().SetCredentials(request_, target, scheme, user.c_str(), password, nullptr));
     }
 
     // False when the scheme that is set was not offered. Basic and Digest go out with an empty

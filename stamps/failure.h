@@ -15,4 +15,12 @@ namespace Ferroline {
     Fail(error == 0 ? otherwise : ATL::ResultOfError(error));
 }
 
+// A call must have succeeded: by its last error, by its result.
+inline void RequireDone(BOOL done) {
+    if (!done) ATL::ThrowLastError();
+}
+inline void RequireResult(HRESULT result) {
+    if (result < 0) Fail(result);
+}
+
 }  // namespace Ferroline

@@ -1,14 +1,11 @@
 // A message's parameters as bytes.
 #include "stamps/message_param.h"
+#include "front/core/encoding.h"
 
 #include "stamps/failure.h"
 
 namespace Ferroline {
-namespace {
-
-constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
-
-}  // namespace
+namespace {}  // namespace
 
 CBlob MessageParam(HCRYPTMSG message, DWORD param, DWORD index) {
     DWORD size = 0;
@@ -42,7 +39,7 @@ std::span<const CRYPT_ATTRIBUTE> SignerAttributes::List() const {
 }
 
 void OpenMessage(const void* data, DWORD size, kestrel::MessageHolder& message) {
-    message.reset(CryptMsgOpenToDecode(kEncoding, 0, 0, 0, nullptr, nullptr));
+    message.reset(CryptMsgOpenToDecode(kestrel::kMessageEncodingType, 0, 0, 0, nullptr, nullptr));
     if (!message) ATL::ThrowLastError();
     if (!CryptMsgUpdate(message.get(), static_cast<const BYTE*>(data), size, TRUE)) {
         const DWORD error = GetLastError();

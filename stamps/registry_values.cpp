@@ -9,7 +9,7 @@
 namespace ATL2 {
 namespace {
 
-void Require(LSTATUS status) {
+void RequireStatus(LSTATUS status) {
     if (status == ERROR_SUCCESS) return;
     throw ATL::CAtlException(ATL::ResultOfError(static_cast<DWORD>(status)));
 }
@@ -25,7 +25,7 @@ CRegistryKey CRegistryKey::Open(HKEY parent, const wchar_t* path, REGSAM access)
     HKEY key = nullptr;
     const LSTATUS status = RegOpenKeyExW(parent, path, 0, access, &key);
     if (status == ERROR_FILE_NOT_FOUND) return CRegistryKey();
-    Require(status);
+    RequireStatus(status);
     return CRegistryKey(key, true);
 }
 
@@ -33,8 +33,8 @@ void CRegistryValuesEnum::Enumerate(HKEY key) {
     DWORD count = 0;
     DWORD longestName = 0;
     DWORD largestData = 0;
-    Require(RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &count,
-                             &longestName, &largestData, nullptr, nullptr));
+    RequireStatus(RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                   &count, &longestName, &largestData, nullptr, nullptr));
     CTextBufferT<wchar_t, 2048> name;
     CTextBufferT<BYTE, 4096> data;
     MakeRoom(name, static_cast<DWORD>((longestName + 1) * sizeof(wchar_t)));
@@ -44,8 +44,8 @@ void CRegistryValuesEnum::Enumerate(HKEY key) {
         auto nameLength = static_cast<DWORD>(name.Size() / sizeof(wchar_t));
         DWORD dataSize = data.Size();
         DWORD type = REG_NONE;
-        Require(RegEnumValueW(key, index, name.Text(), &nameLength, nullptr, &type, data.Text(),
-                              &dataSize));
+        RequireStatus(RegEnumValueW(key, index, name.Text(), &nameLength, nullptr, &type,
+                                    data.Text(), &dataSize));
         if (!OnValue(index, name.Text(), nameLength, type, data.Text(), dataSize)) break;
     }
     OnEnd();

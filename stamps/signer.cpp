@@ -1,5 +1,6 @@
 // The search for a token's signer, and the certificates that a token brings.
 #include "stamps/signer.h"
+#include "front/core/encoding.h"
 
 #include <algorithm>
 #include <array>
@@ -12,7 +13,6 @@ namespace {
 
 using kestrel::CertificateHolder;
 
-constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
 constexpr wchar_t kAddressBook[] = L"AddressBook";
 constexpr std::string_view kContentTypeOid = "1.2.840.113549.1.9.3";
 constexpr std::string_view kTstInfoOid = "1.2.840.113549.1.9.16.1.4";
@@ -38,8 +38,8 @@ void CopyProperty(PCCERT_CONTEXT from, PCCERT_CONTEXT to, DWORD property) {
 
 // A context of its own, so that no store stays tied to the stamp's certificate.
 CertificateHolder CopyOf(PCCERT_CONTEXT source) {
-    CertificateHolder copy(
-        CertCreateCertificateContext(kEncoding, source->pbCertEncoded, source->cbCertEncoded));
+    CertificateHolder copy(CertCreateCertificateContext(
+        kestrel::kMessageEncodingType, source->pbCertEncoded, source->cbCertEncoded));
     if (!copy) ATL::ThrowLastError();
     DWORD property = 0;
     while ((property = CertEnumCertificateContextProperties(source, property)) != 0) {
@@ -98,7 +98,7 @@ HRESULT FindStampSignerById(CStamp& stamp) {
         const CBlob id = MessageParam(stamp.GetMessage(), CMSG_SIGNER_CERT_ID_PARAM);
         return FindAndKeep(stamp, [&](HCERTSTORE store) {
             return CertificateHolder(CertFindCertificateInStore(
-                store, kEncoding, 0, CERT_FIND_CERT_ID, id.GetData(), nullptr));
+                store, kestrel::kMessageEncodingType, 0, CERT_FIND_CERT_ID, id.GetData(), nullptr));
         });
     });
 }
@@ -115,8 +115,8 @@ bool CheckContentType(HCRYPTMSG message) {
 
 HRESULT AddCertificate(const ATL2::CStoreSet& store, const CBlob& encoded) {
     if (store.GetHandle() == nullptr) return E_FAIL;
-    const CertificateHolder certificate(
-        CertCreateCertificateContext(kEncoding, encoded.GetData(), encoded.GetSize()));
+    const CertificateHolder certificate(CertCreateCertificateContext(
+        kestrel::kMessageEncodingType, encoded.GetData(), encoded.GetSize()));
     if (certificate && CertAddCertificateContextToStore(store.GetHandle(), certificate.get(),
                                                         CERT_STORE_ADD_ALWAYS, nullptr)) {
         return S_OK;

@@ -10,12 +10,7 @@
 namespace Ferroline::PKI {
 namespace {
 
-constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
 constexpr std::uint32_t kLastStatus = 6;
-
-void Require(HRESULT result) {
-    if (result < 0) Fail(result);
-}
 
 // A response with its token, or the bytes as a bare token.
 struct Answer {
@@ -49,7 +44,7 @@ ALG_ID HashAlgOf(const std::string& oid) {
 
 void AddCertificates(const ATL2::CStoreSet& store, const CTokenInfo& token) {
     if (!token.certificates) return;
-    for (const CBlob& encoded : *token.certificates) Require(AddCertificate(store, encoded));
+    for (const CBlob& encoded : *token.certificates) RequireResult(AddCertificate(store, encoded));
 }
 
 std::uint32_t Microseconds(const std::optional<CAccuracy>& accuracy) {
@@ -65,13 +60,13 @@ void Compare(const CStampFields& stamp, const CStampClient& client) {
 
 }  // namespace
 
-CStamp::CStamp() { Require(fields_.store.OpenMemory()); }
+CStamp::CStamp() { RequireResult(fields_.store.OpenMemory()); }
 
 void CStamp::Reset() {
     message_.reset();
     signer_.reset();
     fields_ = {};
-    Require(fields_.store.OpenMemory());
+    RequireResult(fields_.store.OpenMemory());
     fields_.genTime = CDateTime::Now();
 }
 
@@ -174,7 +169,7 @@ void DecodeResponse(CStamp& stamp, const CBlob& bytes, const CStampClient* clien
     stamp.TakeToken(*answer.token);
     if (client != nullptr) Compare(fields, *client);
     fields.token = answer.token->encoded;
-    Require(CollectCertValues(stamp));
+    RequireResult(CollectCertValues(stamp));
 }
 
 }  // namespace Ferroline::PKI

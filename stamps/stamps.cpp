@@ -1,5 +1,6 @@
 // The entry points of the time-stamp client.
 #include "stamps/stamps.h"
+#include "front/core/encoding.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -26,7 +27,6 @@ using Ferroline::CDateTimeSpan;
 using Ferroline::PKI::CStamp;
 using Ferroline::PKI::CStampClient;
 
-constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
 constexpr char kContentStampOid[] = "1.2.840.113549.1.9.16.2.20";
 constexpr char kSignatureStampOid[] = "1.2.840.113549.1.9.16.2.14";
 constexpr std::uint32_t kGraceSeconds = 600;
@@ -64,11 +64,12 @@ CBlob EncodeStampAttribute(std::vector<BYTE>& token) {
     CRYPT_ATTR_BLOB value{static_cast<DWORD>(token.size()), token.data()};
     CRYPT_ATTRIBUTE attribute{const_cast<char*>(kSignatureStampOid), 1, &value};
     DWORD size = 0;
-    if (!CryptEncodeObject(kEncoding, PKCS_ATTRIBUTE, &attribute, nullptr, &size)) {
+    if (!CryptEncodeObject(kMessageEncodingType, PKCS_ATTRIBUTE, &attribute, nullptr, &size)) {
         ATL::ThrowLastError();
     }
     CBlob encoded(size);
-    if (!CryptEncodeObject(kEncoding, PKCS_ATTRIBUTE, &attribute, encoded.GetData(), &size)) {
+    if (!CryptEncodeObject(kMessageEncodingType, PKCS_ATTRIBUTE, &attribute, encoded.GetData(),
+                           &size)) {
         ATL::ThrowLastError();
     }
     return encoded;

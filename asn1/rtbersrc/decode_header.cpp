@@ -2,12 +2,11 @@
 #include <cstdio>
 
 #include "asn1/rtbersrc/contents.h"
+#include "asn1/rtbersrc/tags.h"
 
 namespace asn1rt {
 namespace {
 
-constexpr ASN1TAG kNumberMask = 0x1FFFFFFF;
-constexpr ASN1TAG kFormBit = 0x20000000;
 constexpr unsigned kLengthOctets = 4;
 
 bool AtEndOfBuffer(const ASN1Context& context) { return context.byteIndex >= context.size; }
@@ -121,7 +120,6 @@ int DecodeMatch1(ASN1Context& context, std::uint8_t tag, int& length) {
 
 // A header and nothing else: both of its bytes are as X.690 8.8 has them.
 int xd_null(ASN1Context& context, int tagging) {
-    constexpr std::uint8_t kNull = 5;
     if (tagging != kExplicit) return ASN_OK;
     if (AtEndOfBuffer(context)) return Fail(context, ASN_E_ENDOFBUF);
     const std::uint8_t seen = context.buffer[context.byteIndex];

@@ -2,15 +2,11 @@
 #include <limits>
 
 #include "asn1/rtbersrc/contents.h"
+#include "asn1/rtbersrc/tags.h"
 #include "asn1/rtsrc/big_integer.h"
 
 namespace asn1rt {
 namespace {
-
-constexpr std::uint8_t kBoolean = 1;
-constexpr std::uint8_t kInteger = 2;
-constexpr std::uint8_t kObjectIdentifier = 6;
-constexpr std::uint8_t kEnumerated = 10;
 
 // A number of up to `most` bytes, sign-extended from the first.
 int ReadNumber(ASN1Context& context, std::int64_t& value, int tagging, std::uint8_t tag, int length,

@@ -3,12 +3,10 @@
 
 #include "asn1/rtbersrc/contents.h"
 #include "asn1/rtbersrc/segments.h"
+#include "asn1/rtbersrc/tags.h"
 
 namespace asn1rt {
 namespace {
-
-constexpr std::uint8_t kBitString = 3;
-constexpr std::uint8_t kOctetString = 4;
 
 int OpenString(ASN1Context& context, ASN1StringReader& reader, int tagging, std::uint8_t tag,
                int length) {

@@ -10,13 +10,6 @@
 namespace asn1rt {
 namespace {
 
-constexpr ASN1TAG kBoolean = 1;
-constexpr ASN1TAG kInteger = 2;
-constexpr ASN1TAG kNull = 5;
-constexpr ASN1TAG kObjectIdentifier = 6;
-constexpr ASN1TAG kEnumerated = 10;
-constexpr ASN1TAG kNumberMask = 0x1FFFFFFF;
-
 // A few bytes filled from their end, as the message is.
 template <std::size_t kSize>
 class Backwards {
@@ -36,10 +29,6 @@ class Backwards {
     std::uint8_t bytes_[kSize];
     std::uint8_t* at_ = bytes_ + kSize;
 };
-
-int Finish(ASN1Context& context, ASN1TAG tag, int length, int tagging) {
-    return tagging == kExplicit ? xe_tag_len(context, tag, length) : length;
-}
 
 // The fewest bytes with the value's sign in the top bit (X.690 8.3.2).
 int EncodeNumber(ASN1Context& context, std::int64_t value, ASN1TAG tag, int tagging) {

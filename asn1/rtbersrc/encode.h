@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "asn1/rtbersrc/decode.h"
+#include "asn1/rtbersrc/tags.h"
 #include "asn1/rtsrc/context.h"
 
 namespace asn1rt {
@@ -71,7 +72,7 @@ inline int xe_memcpy(ASN1Context& context, const void* bytes, std::uint32_t leng
 }
 
 inline int xe_tag_len(ASN1Context& context, ASN1TAG tag, int length) {
-    if ((tag & 0x1FFFFFFF) < 0x1F && length >= 0 && length < 0x80) {
+    if ((tag & kNumberMask) < 0x1F && length >= 0 && length < 0x80) {
         const std::uint8_t header[] = {
             static_cast<std::uint8_t>((tag >> 24 & 0xE0U) | (tag & 0x1FU)),
             static_cast<std::uint8_t>(length)};
@@ -79,6 +80,11 @@ inline int xe_tag_len(ASN1Context& context, ASN1TAG tag, int length) {
         return status < 0 ? status : length + status;
     }
     return EncodeTagLen(context, tag, length);
+}
+
+// The universal header in front of `length` bytes of contents where `tagging` asks for it.
+inline int Finish(ASN1Context& context, ASN1TAG tag, int length, int tagging) {
+    return tagging == kExplicit ? xe_tag_len(context, tag, length) : length;
 }
 
 }  // namespace asn1rt

@@ -6,13 +6,7 @@
 namespace asn1rt {
 namespace {
 
-constexpr ASN1TAG kBitString = 3;
-constexpr ASN1TAG kOctetString = 4;
 constexpr std::uint32_t kLongest = INT32_MAX / 2;  // room for headers in a sum of lengths
-
-int Finish(ASN1Context& context, ASN1TAG tag, int length, int tagging) {
-    return tagging == kExplicit ? xe_tag_len(context, tag, length) : length;
-}
 
 // Nothing is written of nothing, wherever it points.
 int WriteBytes(ASN1Context& context, const void* bytes, std::size_t length) {

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "asn1/rtbersrc/tags.h"
 #include "asn1/rtsrc/big_integer.h"
 
 namespace asn1rt {
@@ -132,9 +133,8 @@ int FailTag(ASN1Context& context, int status, ASN1TAG tag, const char* module, i
 // ---- headers -----------------------------------------------------------------
 
 bool NextIsTag(ASN1Context& context, const ASN1Contents& contents, ASN1TAG tag) {
-    constexpr ASN1TAG kForm = 0x20000000;
     ASN1TAG seen = 0;
-    return !contents.AtEnd() && NextTag(context, seen) == ASN_OK && seen == (tag & ~kForm);
+    return !contents.AtEnd() && NextTag(context, seen) == ASN_OK && seen == (tag & ~kFormBit);
 }
 
 // ---- lists -------------------------------------------------------------------

@@ -8,6 +8,7 @@
 
 #include "asn1/rtbersrc/decode.h"
 #include "asn1/rtbersrc/encode.h"
+#include "asn1/rtbersrc/tags.h"
 #include "asn1/rtsrc/copy.h"
 
 namespace asn1rt {
@@ -58,7 +59,6 @@ class ASN1Level {
 
 // The tag at the position without its form; mostly it is one byte.
 inline int NextTag(ASN1Context& context, ASN1TAG& tag) {
-    constexpr ASN1TAG kForm = 0x20000000;
     const std::uint8_t byte =
         context.byteIndex < context.size ? context.buffer[context.byteIndex] : 0x1F;
     int status = ASN_OK;
@@ -67,7 +67,7 @@ inline int NextTag(ASN1Context& context, ASN1TAG& tag) {
     } else {
         status = xd_peek_tag(context, tag);
     }
-    tag &= ~kForm;
+    tag &= ~kFormBit;
     return status;
 }
 // As ASN1Contents::NextIs and xd_match1, for a tag of several bytes.

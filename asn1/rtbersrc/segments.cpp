@@ -4,14 +4,10 @@
 #include <cstring>
 
 #include "asn1/rtbersrc/contents.h"
+#include "asn1/rtbersrc/tags.h"
 
 namespace asn1rt {
-namespace {
-
-constexpr std::uint8_t kBitString = 3;
-constexpr std::uint8_t kOctetString = 4;
-
-}  // namespace
+namespace {}  // namespace
 
 template <class Visit>
 int ASN1StringReader::VisitPiece(int length, const Visit& visit) {

@@ -107,11 +107,11 @@ Bytes KeyIdentifierOf(const CERT_INFO& info) {
 }
 
 std::optional<Bytes> KeyUsageOf(const CERT_INFO& info) {
-    constexpr std::uint8_t kBitString = 0x03;
     const CERT_EXTENSION* extension =
         FindExtension(szOID_KEY_USAGE, info.cExtension, info.rgExtension);
     if (extension == nullptr) return std::nullopt;
-    return UsedBits(ReadBits(der::Cursor(ViewOf(extension->Value)).Expect(kBitString).contents));
+    return UsedBits(
+        ReadBits(der::Cursor(ViewOf(extension->Value)).Expect(der::kBitString).contents));
 }
 
 bool SameCertificate(const CERT_INFO& first, const CERT_INFO& second) {

@@ -11,6 +11,7 @@ namespace platform {
 
 // A record's blob as a view; null and empty are the same.
 template <class Blob>
+requires requires(Blob blob) { blob.pbData; }
 ByteView ViewOf(const Blob& blob) {
     return {blob.pbData, blob.pbData == nullptr ? 0 : blob.cbData};
 }

@@ -15,8 +15,6 @@
 namespace platform {
 namespace {
 
-constexpr std::uint8_t kBitString = 0x03;
-
 // ---- encoding ------------------------------------------------------------------
 
 Bytes EncodeBits(const void* value) {
@@ -93,7 +91,7 @@ void DecodeOctets(ByteView encoded, DWORD, void* value, DWORD* size) {
 }
 
 void DecodeBits(ByteView encoded, DWORD, void* value, DWORD* size) {
-    const BitsView bits = ReadBits(Only(encoded, kBitString).contents);
+    const BitsView bits = ReadBits(Only(encoded, der::kBitString).contents);
     PackOut([&](Packer& packer) { Lay(packer, bits, *packer.One<CRYPT_BIT_BLOB>()); }, value, size);
 }
 
@@ -181,7 +179,7 @@ Bytes EncodeBitString(ByteView octets, DWORD unusedBits) {
     if (unusedBits > 7 || (octets.empty() && unusedBits != 0)) throw Error(CRYPT_E_BAD_ENCODE);
     const auto unused = static_cast<std::uint8_t>(unusedBits);
     // X.690 11.2.1: unused bits are zero.
-    return der::Element(kBitString, {ByteView(&unused, 1), UsedBits({octets, unusedBits})});
+    return der::Element(der::kBitString, {ByteView(&unused, 1), UsedBits({octets, unusedBits})});
 }
 
 Bytes EncodeLittleEndian(ByteView number) {

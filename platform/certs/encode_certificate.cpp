@@ -13,8 +13,6 @@
 namespace platform {
 namespace {
 
-constexpr std::uint8_t kBoolean = 0x01;
-constexpr std::uint8_t kBitString = 0x03;
 constexpr std::uint8_t kUtcTime = 0x17;
 constexpr std::uint8_t kGeneralizedTime = 0x18;
 constexpr std::uint8_t kTrue = 0xFF;
@@ -40,7 +38,7 @@ Bytes EncodeTime(const FILETIME& time) {
 Bytes EncodeExtension(const CERT_EXTENSION& extension) {
     if (extension.pszObjId == nullptr) throw Error(CRYPT_E_BAD_ENCODE);
     const Bytes critical =
-        extension.fCritical != FALSE ? der::Element(kBoolean, ViewOf(&kTrue, 1)) : Bytes();
+        extension.fCritical != FALSE ? der::Element(der::kBoolean, ViewOf(&kTrue, 1)) : Bytes();
     return der::Element(der::kSequence, {der::Oid(extension.pszObjId), critical,
                                          der::Element(der::kOctetString, Whole(extension.Value))});
 }
@@ -115,7 +113,7 @@ void DecodeSignedContent(ByteView encoded, DWORD flags, void* value, DWORD* size
     der::Cursor parts = der::Inside(encoded, der::kSequence);
     const der::Item toBeSigned = parts.Next();
     const AlgorithmView algorithm = ReadAlgorithm(parts);
-    BitsView signature = ReadBits(parts.Expect(kBitString).contents);
+    BitsView signature = ReadBits(parts.Expect(der::kBitString).contents);
     parts.ExpectEnd();
     const bool keep = (flags & CRYPT_DECODE_NO_SIGNATURE_BYTE_REVERSAL_FLAG) != 0;
     const Bytes octets = keep ? UsedBits(signature) : Reversed(UsedBits(signature));

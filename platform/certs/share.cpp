@@ -11,13 +11,12 @@ void RequireEncoded(DWORD encoding, const BYTE* data) {
 }
 
 der::Cursor SignedPart(ByteView der) {
-    constexpr std::uint8_t kBitString = 0x03;
     der::Cursor whole(der);
     der::Cursor parts(whole.Expect(der::kSequence).contents);
     whole.ExpectEnd();
     const der::Item toBeSigned = parts.Expect(der::kSequence);
     ReadAlgorithm(parts);
-    ReadBits(parts.Expect(kBitString).contents);
+    ReadBits(parts.Expect(der::kBitString).contents);
     parts.ExpectEnd();
     return der::Cursor(toBeSigned.contents);
 }

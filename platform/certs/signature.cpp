@@ -42,13 +42,12 @@ ByteView InnerAlgorithm(ByteView contents) {
 }
 
 SignedParts Split(ByteView der) {
-    constexpr std::uint8_t kBitString = 0x03;
     der::Cursor parts = der::Inside(der, der::kSequence);
     const der::Item toBeSigned = parts.Expect(der::kSequence);
     const der::Item algorithm = parts.Expect(der::kSequence);
     der::Cursor inAlgorithm(algorithm.whole);
     const AlgorithmView view = ReadAlgorithm(inAlgorithm);
-    const BitsView signature = ReadBits(parts.Expect(kBitString).contents);
+    const BitsView signature = ReadBits(parts.Expect(der::kBitString).contents);
     return {toBeSigned.whole,
             {view.oid, Copy(view.parameters)},
             signature,

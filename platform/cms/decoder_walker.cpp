@@ -9,14 +9,13 @@
 namespace platform {
 namespace {
 
-constexpr std::uint8_t kConstructed = 0x20;
 // What a kept element costs beside its octets, so that millions of tiny ones are
 // bounded as well.
 constexpr std::size_t kElementCost = 64;
 
 bool Fits(const Field& field, std::uint8_t first) {
     if (field.tag == kAnyTag) return true;
-    if (field.shape == Shape::Content) return (first & ~kConstructed) == field.tag;
+    if (field.shape == Shape::Content) return (first & ~der::kConstructed) == field.tag;
     return first == field.tag;
 }
 
@@ -96,7 +95,8 @@ void Walker::NestedContent(const BerHeader& header) {
     ++contentDepth_;
     if (form_ == ContentForm::Raw) return host_.Content(header.Octets());
     // X.690 8.7.3.2: the pieces of an octet string are octet strings.
-    if ((header.First() & ~kConstructed) != der::kOctetString) throw Error(CRYPT_E_ASN1_BADTAG);
+    if ((header.First() & ~der::kConstructed) != der::kOctetString)
+        throw Error(CRYPT_E_ASN1_BADTAG);
 }
 
 void Walker::OnContents(ByteView piece) {

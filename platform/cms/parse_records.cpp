@@ -10,7 +10,6 @@
 namespace platform {
 namespace {
 
-constexpr std::uint8_t kConstructed = 0x20;
 constexpr std::uint8_t kContextConstructed = 0xA0;
 constexpr std::uint8_t kClassAndForm = 0xE0;
 
@@ -20,7 +19,7 @@ Algorithm ReadAlgorithm(der::Cursor& cursor) {
 
 // [0] IMPLICIT OCTET STRING in one piece, or in pieces that are octet strings.
 Bytes KeyIdentifier(const der::Item& item) {
-    if ((item.tag & kConstructed) == 0) return Copy(item.contents);
+    if ((item.tag & der::kConstructed) == 0) return Copy(item.contents);
     Bytes joined;
     for (der::Cursor pieces(item.contents); !pieces.AtEnd();) {
         der::Append(joined, pieces.Expect(der::kOctetString).contents);

@@ -13,8 +13,6 @@
 namespace platform {
 namespace {
 
-constexpr std::uint8_t kConstructed = 0x20;
-
 bool Names(const KeyHolder& holder, const CERT_INFO& info) {
     const auto record = HolderRecord(holder);
     return SameCertificate(*reinterpret_cast<const CERT_INFO*>(record.get()), info);
@@ -81,7 +79,7 @@ ContentForm SignedBody::BeginContent(const BerHeader& header) {
     if (settings_.detached) throw Error(CRYPT_E_BAD_MSG);
     // Content of a message that is held grows once, however many pieces it lies in.
     if (Held()) content_.reserve(settings_.heldInput);
-    if ((header.First() & ~kConstructed) == der::kOctetString) return ContentForm::OctetString;
+    if ((header.First() & ~der::kConstructed) == der::kOctetString) return ContentForm::OctetString;
     // PKCS #7 v1.5 allows any element for a type other than data (RFC 5652 5.2.1). Messages
     // of the later versions do not, and a tag changed on the way shall not pass for one.
     const bool anyElement = records_.version == 1 && records_.contentType != szOID_RSA_data;

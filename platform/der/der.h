@@ -10,12 +10,15 @@
 namespace platform::der {
 
 // Tags, with class and constructed bits.
+inline constexpr std::uint8_t kBoolean = 0x01;
 inline constexpr std::uint8_t kInteger = 0x02;
+inline constexpr std::uint8_t kBitString = 0x03;
 inline constexpr std::uint8_t kOctetString = 0x04;
 inline constexpr std::uint8_t kNull = 0x05;
 inline constexpr std::uint8_t kOid = 0x06;
 inline constexpr std::uint8_t kSequence = 0x30;
 inline constexpr std::uint8_t kSet = 0x31;
+inline constexpr std::uint8_t kConstructed = 0x20;  // the bit of a first octet (X.690 8.1.2.5)
 constexpr std::uint8_t Context(unsigned number) { return static_cast<std::uint8_t>(0x80 | number); }
 constexpr std::uint8_t ContextConstructed(unsigned number) {
     return static_cast<std::uint8_t>(0xA0 | number);

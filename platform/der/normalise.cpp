@@ -7,14 +7,11 @@
 namespace platform {
 namespace {
 
-constexpr std::uint8_t kBitString = 0x03;
-constexpr std::uint8_t kConstructed = 0x20;
-
 // Universal types whose contents may come in pieces (X.690 8.6.4, 8.7.3, 8.23, 8.25).
 bool IsString(std::uint8_t number) {
     const bool time = number == 23 || number == 24;
     const bool text = number == 12 || (number >= 18 && number <= 30 && !time);
-    return number == kBitString || number == der::kOctetString || text || time;
+    return number == der::kBitString || number == der::kOctetString || text || time;
 }
 
 bool IsSplitString(const BerHeader& header) {
@@ -37,16 +34,16 @@ void DerBuilder::Header(const BerHeader& header) {
                        .role = split ? Role::String : Role::Plain,
                        .primitive = !header.Constructed(),
                        .rewrite = header.indefinite || split,
-                       .bits = split && (header.First() & 0x1F) == kBitString,
+                       .bits = split && (header.First() & 0x1F) == der::kBitString,
                        .countTaken = false,
-                       .first = static_cast<std::uint8_t>(header.First() & ~kConstructed)});
+                       .first = static_cast<std::uint8_t>(header.First() & ~der::kConstructed)});
     der::Append(out_, header.Octets());
 }
 
 // Segments carry the string's own tag, or the one of OCTET STRING that restricted
 // character strings are built on (X.690 8.6.4.1, 8.7.3.2, 8.23.6).
 void DerBuilder::OpenSegment(const BerHeader& header, const Frame& parent) {
-    const std::uint8_t tag = header.First() & static_cast<std::uint8_t>(~kConstructed);
+    const std::uint8_t tag = header.First() & static_cast<std::uint8_t>(~der::kConstructed);
     if (tag != parent.first && (parent.bits || tag != der::kOctetString)) {
         throw Error(CRYPT_E_ASN1_CORRUPT);
     }

@@ -9,8 +9,6 @@
 namespace platform {
 namespace {
 
-constexpr std::uint8_t kBoolean = 0x01;
-constexpr std::uint8_t kBitString = 0x03;
 constexpr std::uint8_t kUtcTime = 0x17;
 constexpr std::uint8_t kGeneralizedTime = 0x18;
 
@@ -77,7 +75,7 @@ FILETIME ToFileTime(std::chrono::sys_seconds time) {
 ExtensionView ReadExtension(der::Cursor fields) {
     ExtensionView view;
     view.oid = fields.OidText();
-    if (fields.NextIs(kBoolean)) {
+    if (fields.NextIs(der::kBoolean)) {
         const der::Item critical = fields.Next();
         if (critical.contents.size() != 1) Corrupt();
         view.critical = critical.contents[0] != 0;
@@ -102,7 +100,7 @@ PublicKeyView ReadPublicKey(der::Cursor& cursor) {
     der::Cursor fields(cursor.Expect(der::kSequence).contents);
     PublicKeyView view;
     view.algorithm = ReadAlgorithm(fields);
-    view.key = ReadBits(fields.Expect(kBitString).contents);
+    view.key = ReadBits(fields.Expect(der::kBitString).contents);
     fields.ExpectEnd();
     return view;
 }

@@ -39,7 +39,7 @@ Connection::Connection(std::shared_ptr<Session> session, std::string_view server
 }
 
 HttpUrl Connection::UrlOf(bool secure, std::string_view object) const {
-    return {secure, host_, port_.value_or(DefaultPort(secure)), ObjectOf(object)};
+    return {secure, host_, port_.value_or(DefaultPort(secure)), TargetOf(object)};
 }
 
 Request::Request(const Connection& connection, std::string verb, std::string_view object,

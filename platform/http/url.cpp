@@ -121,7 +121,7 @@ ServerName ParseServerName(std::string_view text) {
     return name;
 }
 
-std::string ObjectOf(std::string_view name) {
+std::string TargetOf(std::string_view name) {
     constexpr char kDigits[] = "0123456789ABCDEF";
     std::string object;
     if (!name.starts_with('/')) object += '/';
@@ -159,7 +159,7 @@ std::optional<HttpUrl> ResolveLocation(const HttpUrl& base, const std::string& l
         return std::nullopt;
     }
     const std::string query = PartOf(url, CURLUPART_QUERY);
-    result.object = ObjectOf(PartOf(url, CURLUPART_PATH) + (query.empty() ? "" : "?" + query));
+    result.object = TargetOf(PartOf(url, CURLUPART_PATH) + (query.empty() ? "" : "?" + query));
     return result;
 }
 

@@ -35,7 +35,7 @@ ServerName ParseServerName(std::string_view text);
 
 // The object of a request as it is sent: with its slash, blanks and bytes that no address
 // may hold escaped.
-std::string ObjectOf(std::string_view name);
+std::string TargetOf(std::string_view name);
 
 // Where a Location leads from `base` (RFC 3986 5.2). Credentials in it are left out. No
 // value for an address that is malformed or of another scheme than http and https.

@@ -33,12 +33,8 @@ const AlgorithmRow& HashOf(const ProviderRow& provider, ALG_ID algorithm) {
     return *row;
 }
 
-std::shared_ptr<Hash> ObjectOf(HCRYPTHASH handle) {
+std::shared_ptr<Hash> HashAt(HCRYPTHASH handle) {
     return Resolve<Hash>(handle, ERROR_INVALID_PARAMETER);
-}
-
-void CopyNumber(DWORD number, BYTE* data, DWORD* size) {
-    CopyOut(ViewOf(&number, sizeof(number)), data, size);
 }
 
 void GetParam(const Hash& hash, DWORD param, BYTE* data, DWORD* size) {
@@ -74,7 +70,7 @@ BOOL WINAPI CryptCreateHash(HCRYPTPROV provider, ALG_ID algorithm, HCRYPTKEY key
 
 BOOL WINAPI CryptHashData(HCRYPTHASH hash, const BYTE* data, DWORD size, DWORD flags) {
     return GuardedBool([&] {
-        const auto object = ObjectOf(hash);
+        const auto object = HashAt(hash);
         if (flags != 0) throw Error(NTE_BAD_FLAGS);
         if (data == nullptr && size != 0) throw Error(ERROR_INVALID_PARAMETER);
         object->Update(ViewOf(data, size));
@@ -83,7 +79,7 @@ BOOL WINAPI CryptHashData(HCRYPTHASH hash, const BYTE* data, DWORD size, DWORD f
 
 BOOL WINAPI CryptGetHashParam(HCRYPTHASH hash, DWORD param, BYTE* data, DWORD* size, DWORD flags) {
     return GuardedBool([&] {
-        const auto object = ObjectOf(hash);
+        const auto object = HashAt(hash);
         if (flags != 0) throw Error(NTE_BAD_FLAGS);
         GetParam(*object, param, data, size);
     });

@@ -48,10 +48,6 @@ std::shared_ptr<Provider> ProviderOf(HCRYPTPROV handle) {
     return Resolve<Provider>(handle, ERROR_INVALID_PARAMETER);
 }
 
-void CopyNumber(DWORD number, BYTE* data, DWORD* size) {
-    CopyOut(ViewOf(&number, sizeof(number)), data, size);
-}
-
 void GetParam(const UserKey& key, DWORD param, BYTE* data, DWORD* size) {
     switch (param) {
         case KP_ALGID:

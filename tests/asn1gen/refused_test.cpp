@@ -4,16 +4,12 @@
 #include <string>
 
 #include "asn1/asn1data/generator/generate.h"
+#include "tests/asn1rt/support.h"
 
 namespace {
 
 using asn1gen::Generate;
-
-std::string Repeat(const std::string& text, int count) {
-    std::string all;
-    for (int i = 0; i < count; ++i) all += text;
-    return all;
-}
+using asn1rt::Repeat;
 
 // What is reported for lines within a module; they are 2 and on.
 std::string Errors(const std::string& body) {

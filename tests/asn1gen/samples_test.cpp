@@ -7,6 +7,7 @@
 namespace {
 
 using namespace asn1data;
+using asn1rt::Repeat;
 
 // Decodes, copies, and encodes the copy: its bytes, or the status that ended this.
 template <class Record, class Control, int (*copy)(ASN1Context&, const Record&, Record&)>
@@ -29,20 +30,14 @@ std::string Travel(const Bytes& input) {
 
 #define TRAVEL(T) Travel<T, ASN1C_##T, asn1Copy_##T>
 
-struct Row {
+struct Sample {
     const char* name;
     std::string (*travel)(const Bytes&);
     std::string input;
     std::string expected;  // empty: as the input
 };
 
-std::string Repeat(const std::string& text, int count) {
-    std::string all;
-    for (int i = 0; i < count; ++i) all += text;
-    return all;
-}
-
-const Row kRows[] = {
+const Sample kSamples[] = {
     // Tags.
     {"implicit", TRAVEL(Tagged), "3003 800105", ""},
     {"explicit", TRAVEL(Tagged), "3008 800105 A103020107", ""},
@@ -164,7 +159,7 @@ const Row kRows[] = {
 };
 
 TEST(Samples, Encodings) {
-    for (const Row& row : kRows) {
+    for (const Sample& row : kSamples) {
         const Bytes input = FromHex(row.input);
         const std::string found = row.travel(input);
         if (row.expected == "*") {
@@ -178,7 +173,7 @@ TEST(Samples, Encodings) {
 
 // No prefix of a whole message is one, and none leads astray.
 TEST(Samples, TruncatedAnywhere) {
-    for (const Row& row : kRows) {
+    for (const Sample& row : kSamples) {
         const Bytes input = FromHex(row.input);
         if (!row.expected.empty()) continue;
         for (std::size_t size = 0; size < input.size(); ++size) {

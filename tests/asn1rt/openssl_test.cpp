@@ -18,7 +18,7 @@ struct Freed {
         kFree(object);
     }
 };
-using Integer = std::unique_ptr<ASN1_INTEGER, Freed<ASN1_INTEGER_free>>;
+using TheirInteger = std::unique_ptr<ASN1_INTEGER, Freed<ASN1_INTEGER_free>>;
 using Object = std::unique_ptr<ASN1_OBJECT, Freed<ASN1_OBJECT_free>>;
 
 template <class T>
@@ -38,7 +38,7 @@ TEST(BesideOpenSsl, BigIntegers) {
         for (int j = 0; j < i; ++j) digits += static_cast<char>('0' + random() % 10);
         BIGNUM* number = nullptr;
         ASSERT_NE(BN_dec2bn(&number, digits.c_str()), 0);
-        const Integer theirs(BN_to_ASN1_INTEGER(number, nullptr));
+        const TheirInteger theirs(BN_to_ASN1_INTEGER(number, nullptr));
         BN_free(number);
         const Bytes expected = Theirs(i2d_ASN1_INTEGER, theirs.get());
         Output output;

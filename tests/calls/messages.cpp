@@ -74,7 +74,7 @@ std::string EncoderUpdates(std::initializer_list<BOOL> finals) {
     return told;
 }
 
-const Case kCases[] = {
+const Case kMessageCases[] = {
     {"message: no encoding",
      [] { return Opened(CryptMsgOpenToDecode(0, 0, 0, 0, nullptr, nullptr)); }, "80070057"},
     {"message: encode unknown type",
@@ -122,6 +122,6 @@ const Case kCases[] = {
 
 }  // namespace
 
-std::span<const Case> MessageCases() { return kCases; }
+std::span<const Case> MessageCases() { return kMessageCases; }
 
 }  // namespace calls

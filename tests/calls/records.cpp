@@ -218,7 +218,7 @@ std::string WithAnn(Use&& use) {
     return told;
 }
 
-const Case kCases[] = {
+const Case kRecordCases[] = {
     {"bits: unused ones are zero", [] { return DecodedBits(X509_BITS, "030207ff"); }, "80/7"},
     {"bits: of the last octet alone", [] { return DecodedBits(X509_BITS, "030304ffff"); },
      "fff0/4"},
@@ -385,6 +385,6 @@ const Case kCases[] = {
 
 }  // namespace
 
-std::span<const Case> RecordCases() { return kCases; }
+std::span<const Case> RecordCases() { return kRecordCases; }
 
 }  // namespace calls

@@ -144,7 +144,7 @@ std::string StandsIn() {
     return told;
 }
 
-const Case kCases[] = {
+const Case kStoreCases[] = {
     {"store: unknown kind",
      [] { return OpenedAndClosed(CertOpenStore(reinterpret_cast<LPCSTR>(77), 0, 0, 0, nullptr)); },
      "00000002"},
@@ -205,6 +205,6 @@ const Case kCases[] = {
 
 }  // namespace
 
-std::span<const Case> StoreCases() { return kCases; }
+std::span<const Case> StoreCases() { return kStoreCases; }
 
 }  // namespace calls

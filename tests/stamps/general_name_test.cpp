@@ -11,14 +11,14 @@ namespace {
 
 using namespace Ferroline::ASN1;
 
-struct Row {
+struct NameCase {
     const char* name;
     const char* der;
     std::uint32_t selector;
     const wchar_t* text;
 };
 
-const Row kRows[] = {
+const NameCase kNameCases[] = {
     {"rfc822Name", "8103614062", 2, L"rfc822Name: a@b"},
     {"dNSName", "82022E61", 3, L"dNSName: .a"},
     {"directoryName", "A4{30{31{30{06{550403} 0C{41}}}}}", 5, L"directoryName: CN=A"},
@@ -29,7 +29,7 @@ const Row kRows[] = {
 };
 
 TEST(GeneralName, DecodesAndEncodes) {
-    for (const Row& row : kRows) {
+    for (const NameCase& row : kNameCases) {
         CGeneralName name;
         name.Decode(Der(row.der));
         EXPECT_EQ(name.GetSelector(), row.selector) << row.name;

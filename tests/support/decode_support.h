@@ -12,6 +12,13 @@
 
 namespace platform::testing {
 
+// Refusals that many rows expect.
+inline constexpr DWORD kBadMessage = static_cast<DWORD>(CRYPT_E_BAD_MSG);
+inline constexpr DWORD kBadIndex = static_cast<DWORD>(CRYPT_E_INVALID_INDEX);
+inline constexpr DWORD kNotReady = static_cast<DWORD>(CRYPT_E_STREAM_MSG_NOT_READY);
+inline constexpr DWORD kShort = static_cast<DWORD>(CRYPT_E_STREAM_INSUFFICIENT_DATA);
+inline constexpr DWORD kLarge = static_cast<DWORD>(CRYPT_E_ASN1_LARGE);
+
 // `openssl cms -sign` and `-encrypt` for identities of encode_support.h, in DER. Without
 // "-nodetach" among the options a signed message is detached.
 Bytes SignWith(const std::vector<std::string>& signers, const std::string& options,

@@ -16,6 +16,8 @@
 
 namespace platform::testing {
 
+inline constexpr std::size_t kChunk = 65536;  // what the program hands on at once
+
 // One key and its self-signed certificate, and the open provider handle over it.
 struct Identity {
     const char* name;

@@ -6,7 +6,7 @@
 namespace asn1gen {
 namespace {
 
-void WriteComponents(Writer& out, const Definition& definition) {
+void WriteComponentsCopy(Writer& out, const Definition& definition) {
     bool flags = false;
     for (const Component& component : definition.type.components) {
         const std::string member = MemberName(component.name);
@@ -23,8 +23,8 @@ void WriteComponents(Writer& out, const Definition& definition) {
     out.Line("return ASN_OK;");
 }
 
-void WriteAlternative(Writer& out, const std::string& constant, const std::string& name,
-                      const Type& type) {
+void WriteAlternativeCopy(Writer& out, const std::string& constant, const std::string& name,
+                          const Type& type) {
     const std::string source = "source.u." + name;
     const std::string destination = "destination.u." + name;
     out.Open("case " + constant + ":");
@@ -38,18 +38,19 @@ void WriteAlternative(Writer& out, const std::string& constant, const std::strin
     out.Close({});
 }
 
-void WriteChoice(Writer& out, const Definition& definition) {
+void WriteChoiceCopy(Writer& out, const Definition& definition) {
     out.Line("destination.t = 0;");
     out.Open("switch (source.t) {");
     out.Line("case 0: break;");
     for (const Component& component : definition.type.components) {
-        WriteAlternative(out, definition.name + "::" + AlternativeName(component.name),
-                         MemberName(component.name), component.type);
+        WriteAlternativeCopy(out, definition.name + "::" + AlternativeName(component.name),
+                             MemberName(component.name), component.type);
     }
     if (definition.type.extensible) {
         Type any;
         any.kind = Kind::kAny;
-        WriteAlternative(out, definition.name + "::kUnknownAlternative", "unknownAlternative", any);
+        WriteAlternativeCopy(out, definition.name + "::kUnknownAlternative", "unknownAlternative",
+                             any);
     }
     out.Line("default: return Fail(owner, ASN_E_INVOPT, __LINE__);");
     out.Close();
@@ -57,7 +58,7 @@ void WriteChoice(Writer& out, const Definition& definition) {
     out.Line("return ASN_OK;");
 }
 
-void WriteList(Writer& out, const Definition& definition) {
+void WriteListCopy(Writer& out, const Definition& definition) {
     const Type& element = *definition.type.element;
     Writer copy(2);
     WriteCopy(copy, element, "from", "to");
@@ -88,14 +89,14 @@ void EmitCopy(Writer& out, const Definition& definition) {
     switch (definition.type.kind) {
         case Kind::kSequence:
         case Kind::kSet:
-            WriteComponents(inner, definition);
+            WriteComponentsCopy(inner, definition);
             break;
         case Kind::kChoice:
-            WriteChoice(inner, definition);
+            WriteChoiceCopy(inner, definition);
             break;
         case Kind::kSequenceOf:
         case Kind::kSetOf:
-            WriteList(inner, definition);
+            WriteListCopy(inner, definition);
             break;
         default:
             WriteCopy(inner, definition.type, "source", "destination");

@@ -42,7 +42,7 @@ std::string SetDefault(const Component& component) {
     return Member(component) + " = " + DefaultText(component) + ";";
 }
 
-void WriteComponent(Writer& out, const Component& component) {
+void WriteComponentDecoder(Writer& out, const Component& component) {
     if (!HasFlag(component)) {
         if (FirstTagsOf(component.type).anything) {
             out.Line("if (contents.AtEnd()) return Fail(context, ASN_E_SETMISRQ, __LINE__);");
@@ -71,7 +71,8 @@ void WriteSkip(Writer& out) {
 void WriteSequence(Writer& out, const Definition& definition) {
     WriteStart(out, definition);
     WriteContents(out, definition);
-    for (const Component& component : definition.type.components) WriteComponent(out, component);
+    for (const Component& component : definition.type.components)
+        WriteComponentDecoder(out, component);
     if (definition.type.extensible) WriteSkip(out);
     WriteFinish(out);
 }
@@ -140,7 +141,8 @@ void WriteAllocation(Writer& out, const std::string& member, const std::string& 
     out.Line("if (" + member + " == nullptr) return Fail(context, ASN_E_NOMEM, __LINE__);");
 }
 
-void WriteAlternative(Writer& out, const Definition& definition, const Component& component) {
+void WriteAlternativeDecoder(Writer& out, const Definition& definition,
+                             const Component& component) {
     const FirstTags first = FirstTagsOf(component.type);
     std::string cases = first.anything ? "default: {" : "";
     for (const std::uint32_t bits : first.tags) {
@@ -162,14 +164,14 @@ void WriteAlternative(Writer& out, const Definition& definition, const Component
     out.Close();
 }
 
-void WriteUnknownAlternative(Writer& out, const Definition& definition) {
+void WriteUnknownAlternativeDecoder(Writer& out, const Definition& definition) {
     WriteAllocation(out, "value.u.unknownAlternative", "ASN1OpenType");
     out.Line("status = xd_open_type(context, *value.u.unknownAlternative);");
     WriteFail(out, "status");
     out.Line("value.t = " + definition.name + "::kUnknownAlternative;");
 }
 
-void WriteChoice(Writer& out, const Definition& definition) {
+void WriteChoiceDecoder(Writer& out, const Definition& definition) {
     WriteLevel(out, definition);
     out.Line("value.t = 0;");
     out.Line("ASN1TAG tag = 0;");
@@ -177,12 +179,12 @@ void WriteChoice(Writer& out, const Definition& definition) {
     WriteFail(out, "status");
     out.Open("switch (tag) {");
     for (const Component& component : definition.type.components) {
-        WriteAlternative(out, definition, component);
+        WriteAlternativeDecoder(out, definition, component);
     }
     if (!definition.first.anything) {
         out.Open("default:");
         if (definition.type.extensible) {
-            WriteUnknownAlternative(out, definition);
+            WriteUnknownAlternativeDecoder(out, definition);
         } else {
             out.Line("return FailTag(context, ASN_E_INVOPT, tag, kModule, __LINE__);");
         }
@@ -207,7 +209,7 @@ std::string Maximum(const Type& type) {
     return most == 0xFFFFFFFF ? "kNoMaximum" : std::to_string(most);
 }
 
-void WriteList(Writer& out, const Definition& definition) {
+void WriteListDecoder(Writer& out, const Definition& definition) {
     const Type& element = *definition.type.element;
     WriteStart(out, definition);
     Writer body(2);
@@ -230,7 +232,7 @@ void WriteList(Writer& out, const Definition& definition) {
 }
 
 // Another name, a primitive type, or either within tags.
-void WriteAlias(Writer& out, const Definition& definition) {
+void WriteAliasDecoder(Writer& out, const Definition& definition) {
     out.Line("int status = ASN_OK;");
     WriteDecode(out, definition.type, "value", true);
     WriteChecks(out, definition.type, "value", definition.name);
@@ -249,14 +251,14 @@ void EmitDecoder(Writer& out, const Definition& definition) {
             WriteSet(body, definition);
             break;
         case Kind::kChoice:
-            WriteChoice(body, definition);
+            WriteChoiceDecoder(body, definition);
             break;
         case Kind::kSequenceOf:
         case Kind::kSetOf:
-            WriteList(body, definition);
+            WriteListDecoder(body, definition);
             break;
         default:
-            WriteAlias(body, definition);
+            WriteAliasDecoder(body, definition);
     }
     EmitFunction(out, "asn1D_" + definition.name,
                  {{"ASN1Context&", "context"},

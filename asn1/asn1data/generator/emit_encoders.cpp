@@ -21,7 +21,7 @@ std::string Condition(const Component& component, const std::string& value) {
     return condition + " && " + (big ? "ClampedNumber(" + value + ")" : value) + " != " + number;
 }
 
-void WriteComponent(Writer& out, const Component& component) {
+void WriteComponentEncoder(Writer& out, const Component& component) {
     const std::string value = "value." + MemberName(component.name);
     if (HasFlag(component)) out.Open("if (" + Condition(component, value) + ") {");
     WriteChecks(out, component.type, value, component.name);
@@ -42,7 +42,7 @@ void WriteEnd(Writer& out, const Definition& definition) {
 
 // Components from the last to the first, as the buffer fills backwards; those of a SET by
 // their tags (X.690 10.3).
-void WriteComponents(Writer& out, const Definition& definition) {
+void WriteComponentsEncoder(Writer& out, const Definition& definition) {
     std::vector<const Component*> components;
     for (const Component& component : definition.type.components) {
         components.push_back(&component);
@@ -57,12 +57,13 @@ void WriteComponents(Writer& out, const Definition& definition) {
     out.Line("int total = 0;");
     out.Line("int length = 0;");
     for (auto component = components.rbegin(); component != components.rend(); ++component) {
-        WriteComponent(out, **component);
+        WriteComponentEncoder(out, **component);
     }
     WriteEnd(out, definition);
 }
 
-void WriteAlternative(Writer& out, const Definition& definition, const Component& component) {
+void WriteAlternativeEncoder(Writer& out, const Definition& definition,
+                             const Component& component) {
     const std::string name = MemberName(component.name);
     const bool null = BaseOf(component.type).kind == Kind::kNull;
     const std::string value = null ? "ASN1NULL{}" : "*value.u." + name;
@@ -77,7 +78,7 @@ void WriteAlternative(Writer& out, const Definition& definition, const Component
     out.Close({});
 }
 
-void WriteUnknownAlternative(Writer& out, const Definition& definition) {
+void WriteUnknownAlternativeEncoder(Writer& out, const Definition& definition) {
     out.Open("case " + definition.name + "::kUnknownAlternative:");
     out.Line(
         "if (value.u.unknownAlternative == nullptr) return Fail(context, ASN_E_BADVALUE, "
@@ -87,21 +88,21 @@ void WriteUnknownAlternative(Writer& out, const Definition& definition) {
     out.Close({});
 }
 
-void WriteChoice(Writer& out, const Definition& definition) {
+void WriteChoiceEncoder(Writer& out, const Definition& definition) {
     WriteLevel(out, definition);
     out.Line("int length = 0;");
     out.Open("switch (value.t) {");
     for (const Component& component : definition.type.components) {
-        WriteAlternative(out, definition, component);
+        WriteAlternativeEncoder(out, definition, component);
     }
-    if (definition.type.extensible) WriteUnknownAlternative(out, definition);
+    if (definition.type.extensible) WriteUnknownAlternativeEncoder(out, definition);
     out.Line("default: return Fail(context, ASN_E_INVOPT, __LINE__);");
     out.Close();
     WriteFail(out, "length");
     out.Line("return length;");
 }
 
-void WriteList(Writer& out, const Definition& definition) {
+void WriteListEncoder(Writer& out, const Definition& definition) {
     const Type& element = *definition.type.element;
     WriteLevel(out, definition);
     WriteChecks(out, definition.type, "value", definition.name);
@@ -120,7 +121,7 @@ void WriteList(Writer& out, const Definition& definition) {
 }
 
 // Another name, a primitive type, or either within tags.
-void WriteAlias(Writer& out, const Definition& definition) {
+void WriteAliasEncoder(Writer& out, const Definition& definition) {
     const Headers headers = HeadersOf(definition.type);
     WriteChecks(out, definition.type, "value", definition.name);
     if (headers.wrappers.empty() && !headers.implicit) {
@@ -141,17 +142,17 @@ void EmitEncoder(Writer& out, const Definition& definition) {
     switch (definition.type.kind) {
         case Kind::kSequence:
         case Kind::kSet:
-            WriteComponents(body, definition);
+            WriteComponentsEncoder(body, definition);
             break;
         case Kind::kChoice:
-            WriteChoice(body, definition);
+            WriteChoiceEncoder(body, definition);
             break;
         case Kind::kSequenceOf:
         case Kind::kSetOf:
-            WriteList(body, definition);
+            WriteListEncoder(body, definition);
             break;
         default:
-            WriteAlias(body, definition);
+            WriteAliasEncoder(body, definition);
     }
     EmitFunction(out, "asn1E_" + definition.name,
                  {{"ASN1Context&", "context"},

@@ -14,6 +14,9 @@
 
 namespace platform::testing {
 
+// Flags of a chain whose revocation is asked for.
+inline constexpr DWORD kCheck = CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT;
+
 inline constexpr long kDay = 86400;
 
 // An extension in the words of OpenSSL's configuration, or as hexadecimal DER when the

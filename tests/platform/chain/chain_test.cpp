@@ -15,7 +15,6 @@
 namespace platform::testing {
 namespace {
 
-constexpr DWORD kCheck = CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT;
 constexpr DWORD kNone = 0;
 
 using Leaf = std::shared_ptr<Certificate>;

@@ -9,7 +9,6 @@ using namespace platform::testing;
 
 namespace {
 
-constexpr DWORD kLarge = static_cast<DWORD>(CRYPT_E_ASN1_LARGE);
 constexpr DWORD kDeep = static_cast<DWORD>(CRYPT_E_ASN1_CONSTRAINT);
 constexpr std::size_t kMegabyte = std::size_t{1} << 20;
 

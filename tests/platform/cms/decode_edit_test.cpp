@@ -13,8 +13,6 @@ using namespace platform::testing;
 
 namespace {
 
-constexpr DWORD kBadIndex = static_cast<DWORD>(CRYPT_E_INVALID_INDEX);
-
 CRYPT_DATA_BLOB BlobOf(const Bytes& bytes) {
     return {static_cast<DWORD>(bytes.size()), const_cast<BYTE*>(bytes.data())};
 }

@@ -11,10 +11,9 @@ using namespace platform::testing;
 namespace {
 
 constexpr DWORD kBadData = static_cast<DWORD>(NTE_BAD_DATA);
-constexpr DWORD kNotReady = static_cast<DWORD>(CRYPT_E_STREAM_MSG_NOT_READY);
 constexpr DWORD kNotDecrypted = static_cast<DWORD>(CRYPT_E_NOT_DECRYPTED);
 
-struct Row {
+struct EnvelopedCase {
     const char* name;
     std::vector<std::string> recipients;
     const char* options;
@@ -24,7 +23,7 @@ struct Row {
 
 constexpr const char* kGost = "1.2.643.2.2.21";
 
-const Row kRows[] = {
+const EnvelopedCase kEnvelopedCases[] = {
     {"no octets", {"rsa"}, "-aes256", 0},
     {"no octets, indefinite", {"rsa"}, "-aes256 -stream", 0},
     {"one octet less than a block", {"rsa"}, "-aes256", 15},
@@ -59,7 +58,7 @@ DWORD RecipientIndex(Decoding& message, const std::string& name) {
 
 TEST(DecodeEnveloped, ReadsInAnyPiecesAndWhole) {
     SKIP_WITHOUT_ENGINE();
-    for (const Row& row : kRows) {
+    for (const EnvelopedCase& row : kEnvelopedCases) {
         const Bytes content = Noise(row.size);
         const std::string options = row.options;
         const bool named = options.find("-recip") != std::string::npos;

@@ -13,24 +13,21 @@ namespace {
 constexpr DWORD kBadTag = static_cast<DWORD>(CRYPT_E_ASN1_BADTAG);
 constexpr DWORD kCorrupt = static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT);
 constexpr DWORD kMissing = static_cast<DWORD>(CRYPT_E_ASN1_EOD);
-constexpr DWORD kShort = static_cast<DWORD>(CRYPT_E_STREAM_INSUFFICIENT_DATA);
 constexpr DWORD kOtherType = static_cast<DWORD>(CRYPT_E_INVALID_MSG_TYPE);
-constexpr DWORD kBadMessage = static_cast<DWORD>(CRYPT_E_BAD_MSG);
-constexpr DWORD kLarge = static_cast<DWORD>(CRYPT_E_ASN1_LARGE);
 
 #define SIGNED "3080 06092A864886F70D010702 A080 "
 #define ENVELOPED "3080 06092A864886F70D010703 A080 "
 #define DATA "06092A864886F70D010701 "
 #define END "0000 "
 
-struct Row {
+struct MalformedCase {
     const char* name;
     const char* octets;
     DWORD whole;
     DWORD stream;
 };
 
-const Row kRows[] = {
+const MalformedCase kMalformedCases[] = {
     {"nothing", "", kMissing, kShort},
     {"text", "68656C6C6F2C20776F726C64", kBadTag, kBadTag},
     {"zeros", "0000", kBadTag, kBadTag},
@@ -88,7 +85,7 @@ const Row kRows[] = {
 
 TEST(Malformed, GivesADefinedError) {
     const std::size_t handles = LiveHandles();
-    for (const Row& row : kRows) {
+    for (const MalformedCase& row : kMalformedCases) {
         SCOPED_TRACE(row.name);
         const Bytes octets = FromHex(row.octets);
         Decoding whole(nullptr);

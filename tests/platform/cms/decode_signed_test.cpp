@@ -11,11 +11,8 @@ using namespace platform::testing;
 namespace {
 
 constexpr DWORD kBadSignature = static_cast<DWORD>(NTE_BAD_SIGNATURE);
-constexpr DWORD kBadMessage = static_cast<DWORD>(CRYPT_E_BAD_MSG);
-constexpr DWORD kNotReady = static_cast<DWORD>(CRYPT_E_STREAM_MSG_NOT_READY);
-constexpr DWORD kBadIndex = static_cast<DWORD>(CRYPT_E_INVALID_INDEX);
 
-struct Row {
+struct SignedCase {
     const char* name;
     std::vector<std::string> signers;
     const char* options;
@@ -24,7 +21,7 @@ struct Row {
     const char* type = szOID_RSA_data;
 };
 
-const Row kRows[] = {
+const SignedCase kSignedCases[] = {
     {"RSA, no content octets", {"rsa"}, "-nodetach", 0, 1},
     {"RSA, indefinite, no attributes", {"rsa"}, "-nodetach -noattr -stream", 5000, 1},
     {"RSA, no certificate, SHA-512", {"rsa"}, "-nodetach -nocerts -md sha512", 100, 0},
@@ -59,7 +56,7 @@ DWORD SignerNamedBy(Decoding& message, PCCERT_CONTEXT certificate, DWORD from) {
     return ~DWORD{0};
 }
 
-void CheckSigners(Decoding& message, const Row& row) {
+void CheckSigners(Decoding& message, const SignedCase& row) {
     ASSERT_EQ(message.Number(CMSG_SIGNER_COUNT_PARAM), row.signers.size());
     for (std::size_t i = 0; i < row.signers.size(); ++i) {
         const std::string& name = row.signers[i];
@@ -77,7 +74,7 @@ void CheckSigners(Decoding& message, const Row& row) {
 TEST(DecodeSigned, ReadsInAnyPiecesAndWhole) {
     SKIP_WITHOUT_ENGINE();
     CertificateOf("rsa"), CertificateOf("ec");
-    for (const Row& row : kRows) {
+    for (const SignedCase& row : kSignedCases) {
         SCOPED_TRACE(row.name);
         const Bytes content = Noise(row.size);
         const Bytes encoded = SignWith(row.signers, row.options, content);

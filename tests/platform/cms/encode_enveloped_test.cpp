@@ -10,15 +10,15 @@
 namespace platform::testing {
 namespace {
 
-constexpr std::size_t kChunk = 65536;
 constexpr const char* kAes256 = "2.16.840.1.101.3.4.1.42";
 
-struct Request {
+struct EnvelopeRequest {
     std::vector<PCERT_INFO> recipients;
     std::string cipher;
     CMSG_ENVELOPED_ENCODE_INFO info{};
 
-    Request(const std::vector<const char*>& names, const char* cipherOid) : cipher(cipherOid) {
+    EnvelopeRequest(const std::vector<const char*>& names, const char* cipherOid)
+        : cipher(cipherOid) {
         for (const char* name : names) {
             recipients.push_back(IdentityOf(name).certificate->pCertInfo);
         }
@@ -27,8 +27,8 @@ struct Request {
         info.cRecipients = static_cast<DWORD>(recipients.size());
         info.rgpRecipients = recipients.data();
     }
-    Request(const Request&) = delete;
-    Request& operator=(const Request&) = delete;
+    EnvelopeRequest(const EnvelopeRequest&) = delete;
+    EnvelopeRequest& operator=(const EnvelopeRequest&) = delete;
 
     [[nodiscard]] Opener Open() const {
         return [this](const CMSG_STREAM_INFO* stream) {
@@ -49,7 +49,7 @@ TEST(EnvelopedEncoder, OpenSslOpensEveryKeyInPiecesOfEverySize) {
     // Past the 1 KiB after which the GOST cipher meshes its key.
     const Bytes content = Noise(2 * kChunk + 3);
     for (const char* name : kEncryptingIdentities) {
-        const Request request({name}, IdentityOf(name).cipher);
+        const EnvelopeRequest request({name}, IdentityOf(name).cipher);
         ExpectOpened(name, WholeMessage(*request.Open()(nullptr), content), content);
         for (const std::size_t piece : {std::size_t{7777}, kChunk, kChunk + 1, content.size()}) {
             SCOPED_TRACE(piece);
@@ -61,7 +61,7 @@ TEST(EnvelopedEncoder, OpenSslOpensEveryKeyInPiecesOfEverySize) {
 TEST(EnvelopedEncoder, EveryCipherAndSize) {
     for (const char* cipher :
          {kAes256, "2.16.840.1.101.3.4.1.22", "2.16.840.1.101.3.4.1.2", "1.2.840.113549.3.7"}) {
-        const Request request({"rsa"}, cipher);
+        const EnvelopeRequest request({"rsa"}, cipher);
         for (const std::size_t size : {std::size_t{0}, std::size_t{1}, std::size_t{16}, kChunk - 1,
                                        kChunk, kChunk + 1, 2 * kChunk}) {
             SCOPED_TRACE(std::string(cipher) + ", " + std::to_string(size));
@@ -74,7 +74,7 @@ TEST(EnvelopedEncoder, EveryCipherAndSize) {
 TEST(EnvelopedEncoder, EveryRecipientOpens) {
     SKIP_WITHOUT_ENGINE();
     const std::vector<const char*> names = {"gost2012-512", "gost2001", "gost2012-256"};
-    const Request request(names, IdentityOf("gost2001").cipher);
+    const EnvelopeRequest request(names, IdentityOf("gost2001").cipher);
     const Bytes content = Noise(5000);
     const Bytes message = Streamed(request.Open(), content, 4096);
     const std::string hex = Hex(message);
@@ -89,7 +89,7 @@ TEST(EnvelopedEncoder, EveryRecipientOpens) {
 }
 
 TEST(EnvelopedEncoder, WholeMessageIsDerAndOfVersion0) {
-    const Request request({"rsa"}, kAes256);
+    const EnvelopeRequest request({"rsa"}, kAes256);
     const std::shared_ptr<Message> message = request.Open()(nullptr);
     WriteFile("message", WholeMessage(*message, Noise(300)));
     OpenSsl("cms -cmsout -inform DER -in message -outform DER -out again");
@@ -104,20 +104,20 @@ TEST(EnvelopedEncoder, RefusesBadRequestsBeforeAnyOutput) {
     const struct {
         const char* name;
         DWORD expected;  // 1: any
-        std::function<void(Request&)> spoil;
+        std::function<void(EnvelopeRequest&)> spoil;
     } rows[] = {
-        {"nothing wrong", 0, [](Request&) {}},
-        {"no recipients", invalid, [](Request& r) { r.info.cRecipients = 0; }},
-        {"null in the list", invalid, [](Request& r) { r.recipients[1] = nullptr; }},
-        {"small record", invalid, [](Request& r) { r.info.cbSize = 4; }},
+        {"nothing wrong", 0, [](EnvelopeRequest&) {}},
+        {"no recipients", invalid, [](EnvelopeRequest& r) { r.info.cRecipients = 0; }},
+        {"null in the list", invalid, [](EnvelopeRequest& r) { r.recipients[1] = nullptr; }},
+        {"small record", invalid, [](EnvelopeRequest& r) { r.info.cbSize = 4; }},
         {"unknown cipher", static_cast<DWORD>(NTE_BAD_ALGID),
-         [](Request& r) { r.cipher[0] = '1'; }},
+         [](EnvelopeRequest& r) { r.cipher[0] = '1'; }},
         {"key that cannot be wrapped for", 1,
-         [](Request& r) { r.recipients[1] = IdentityOf("ec").certificate->pCertInfo; }},
-        {"damaged key", 1, [&](Request& r) { r.recipients[1] = &damaged; }},
+         [](EnvelopeRequest& r) { r.recipients[1] = IdentityOf("ec").certificate->pCertInfo; }},
+        {"damaged key", 1, [&](EnvelopeRequest& r) { r.recipients[1] = &damaged; }},
     };
     for (const auto& row : rows) {
-        Request request({"rsa", "rsa"}, kAes256);
+        EnvelopeRequest request({"rsa", "rsa"}, kAes256);
         row.spoil(request);
         Sink sink;
         const CMSG_STREAM_INFO info = sink.Info();
@@ -132,7 +132,7 @@ TEST(EnvelopedEncoder, RefusesBadRequestsBeforeAnyOutput) {
 }
 
 TEST(EnvelopedEncoder, FailingSinkStopsEverything) {
-    const Request request({"rsa"}, kAes256);
+    const EnvelopeRequest request({"rsa"}, kAes256);
     ExpectFailingSinkStopsEverything(request.Open());
 }
 

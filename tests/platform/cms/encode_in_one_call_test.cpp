@@ -10,13 +10,13 @@
 namespace platform::testing {
 namespace {
 
-struct Request {
+struct OneCallRequest {
     PCCERT_CONTEXT certificate;
     CRYPT_SIGN_MESSAGE_PARA para{};
     std::vector<const BYTE*> pieces;
     std::vector<DWORD> sizes;
 
-    explicit Request(const Identity& identity) : certificate(identity.certificate) {
+    explicit OneCallRequest(const Identity& identity) : certificate(identity.certificate) {
         CERT_KEY_CONTEXT key{};
         key.cbSize = sizeof(key);
         key.hCryptProv = identity.provider;
@@ -30,8 +30,8 @@ struct Request {
         para.pSigningCert = certificate;
         para.HashAlgorithm.pszObjId = const_cast<char*>(identity.digest);
     }
-    Request(const Request&) = delete;
-    Request& operator=(const Request&) = delete;
+    OneCallRequest(const OneCallRequest&) = delete;
+    OneCallRequest& operator=(const OneCallRequest&) = delete;
 
     void Content(const Bytes& piece) {
         pieces.push_back(piece.data());
@@ -62,7 +62,7 @@ TEST(SignMessage, OpenSslAcceptsAttachedAndDetached) {
     for (const char* name : kSigningIdentities) {
         for (const BOOL detached : {FALSE, TRUE}) {
             SCOPED_TRACE(std::string(name) + (detached != FALSE ? ", detached" : ""));
-            Request request(IdentityOf(name));
+            OneCallRequest request(IdentityOf(name));
             request.Content(first);
             request.Content(second);
             WriteFile("message", request.Message(detached));
@@ -78,7 +78,7 @@ TEST(SignMessage, OpenSslAcceptsAttachedAndDetached) {
 TEST(SignMessage, SizeToldIsEnoughForEverySignature) {
     const Bytes content = Noise(100);
     for (int i = 0; i < 40; ++i) {
-        Request request(IdentityOf("ec"));
+        OneCallRequest request(IdentityOf("ec"));
         request.Content(content);
         ASSERT_FALSE(request.Message(FALSE).empty()) << i;
         ASSERT_FALSE(HasFailure()) << i;

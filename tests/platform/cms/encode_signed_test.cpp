@@ -10,16 +10,14 @@
 namespace platform::testing {
 namespace {
 
-constexpr std::size_t kChunk = 65536;
-
 // The records that a caller fills, kept together.
-struct Request {
+struct SignRequest {
     std::vector<CMSG_SIGNER_ENCODE_INFO> signers;
     std::vector<CERT_BLOB> certificates;
     DWORD flags = 0;
     const char* contentType = nullptr;
 
-    explicit Request(const std::vector<const char*>& names) {
+    explicit SignRequest(const std::vector<const char*>& names) {
         for (const char* name : names) {
             const Identity& identity = IdentityOf(name);
             signers.push_back(identity.Signer());
@@ -75,7 +73,7 @@ TEST(SignedEncoder, OpenSslAcceptsEveryKeyStreamedAndWhole) {
         for (const bool withAttributes : {false, true}) {
             SCOPED_TRACE(std::string(name) + (withAttributes ? " with attributes" : ""));
             Attributes attributes;
-            Request request({name});
+            SignRequest request({name});
             if (withAttributes) attributes.AddTo(request.signers[0]);
             ExpectVerified(Streamed(request.Open(), content, kChunk), content);
             ExpectVerified(WholeMessage(*request.Open()(nullptr), content), content);
@@ -84,7 +82,7 @@ TEST(SignedEncoder, OpenSslAcceptsEveryKeyStreamedAndWhole) {
 }
 
 TEST(SignedEncoder, EverySizeOfContentAndPiece) {
-    Request request({"rsa"});
+    SignRequest request({"rsa"});
     for (const std::size_t size :
          {std::size_t{0}, std::size_t{1}, std::size_t{127}, std::size_t{128}, kChunk, kChunk + 1}) {
         const Bytes content = Noise(size);
@@ -102,7 +100,7 @@ TEST(SignedEncoder, WholeMessageIsDer) {
     SKIP_WITHOUT_ENGINE();
     for (const char* name : kSigningIdentities) {
         Attributes attributes;
-        Request request({name, "ec"});
+        SignRequest request({name, "ec"});
         request.signers.pop_back();
         attributes.AddTo(request.signers[0]);
         WriteFile("message", WholeMessage(*request.Open()(nullptr), Noise(300)));
@@ -112,7 +110,7 @@ TEST(SignedEncoder, WholeMessageIsDer) {
 }
 
 TEST(SignedEncoder, StreamHasIndefiniteLengthsAndTheContentInPieces) {
-    WriteFile("message", Streamed(Request({"rsa"}).Open(), Noise(2500), 1000));
+    WriteFile("message", Streamed(SignRequest({"rsa"}).Open(), Noise(2500), 1000));
     const std::string printed = OpenSsl("asn1parse -inform DER -in message");
     for (const char* line :
          {"0:d=0  hl=2 l=inf  cons: SEQUENCE", "15:d=2  hl=2 l=inf  cons: SEQUENCE",
@@ -122,7 +120,7 @@ TEST(SignedEncoder, StreamHasIndefiniteLengthsAndTheContentInPieces) {
 }
 
 TEST(SignedEncoder, SeveralSignersAndAnotherContentType) {
-    Request request({"rsa", "ec", "rsa"});
+    SignRequest request({"rsa", "ec", "rsa"});
     request.contentType = "1.2.840.113549.1.9.16.1.4";
     std::string sha512 = "2.16.840.1.101.3.4.2.3";
     request.signers.back().HashAlgorithm.pszObjId = sha512.data();
@@ -166,7 +164,7 @@ TEST(SignedEncoder, RefusesBadAttributesBeforeAnyOutput) {
             std::string oid = row.oid;
             CRYPT_ATTR_BLOB blob{static_cast<DWORD>(value.size()), value.data()};
             CRYPT_ATTRIBUTE attribute{oid.data(), 1, &blob};
-            Request request({"rsa"});
+            SignRequest request({"rsa"});
             CMSG_SIGNER_ENCODE_INFO& signer = request.signers[0];
             (isSigned ? signer.cAuthAttr : signer.cUnauthAttr) = 1;
             (isSigned ? signer.rgAuthAttr : signer.rgUnauthAttr) = &attribute;
@@ -183,24 +181,27 @@ TEST(SignedEncoder, RefusesBadRequestsBeforeAnyOutput) {
     const struct {
         const char* name;
         DWORD expected;
-        std::function<void(Request&)> spoil;
+        std::function<void(SignRequest&)> spoil;
     } rows[] = {
-        {"small signer record", invalid, [](Request& r) { r.signers[0].cbSize = 8; }},
-        {"no certificate record", invalid, [](Request& r) { r.signers[0].pCertInfo = nullptr; }},
+        {"small signer record", invalid, [](SignRequest& r) { r.signers[0].cbSize = 8; }},
+        {"no certificate record", invalid,
+         [](SignRequest& r) { r.signers[0].pCertInfo = nullptr; }},
         {"unknown digest", static_cast<DWORD>(NTE_BAD_ALGID),
-         [](Request& r) { r.signers[0].HashAlgorithm.pszObjId = const_cast<char*>("1.2.3.4"); }},
+         [](SignRequest& r) {
+             r.signers[0].HashAlgorithm.pszObjId = const_cast<char*>("1.2.3.4");
+         }},
         {"no key of that kind", static_cast<DWORD>(NTE_NO_KEY),
-         [](Request& r) { r.signers[0].dwKeySpec = AT_SIGNATURE; }},
+         [](SignRequest& r) { r.signers[0].dwKeySpec = AT_SIGNATURE; }},
         {"no key of the default kind", static_cast<DWORD>(NTE_NO_KEY),
-         [](Request& r) { r.signers[0].dwKeySpec = 0; }},
+         [](SignRequest& r) { r.signers[0].dwKeySpec = 0; }},
         {"certificate cut", static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT),
-         [](Request& r) { --r.certificates[0].cbData; }},
-        {"unknown flag", invalid, [](Request& r) { r.flags = 0x40; }},
+         [](SignRequest& r) { --r.certificates[0].cbData; }},
+        {"unknown flag", invalid, [](SignRequest& r) { r.flags = 0x40; }},
         {"bad content type", static_cast<DWORD>(CRYPT_E_OID_FORMAT),
-         [](Request& r) { r.contentType = "data"; }},
+         [](SignRequest& r) { r.contentType = "data"; }},
     };
     for (const auto& row : rows) {
-        Request request({"rsa"});
+        SignRequest request({"rsa"});
         row.spoil(request);
         Sink sink;
         const CMSG_STREAM_INFO info = sink.Info();
@@ -210,7 +211,7 @@ TEST(SignedEncoder, RefusesBadRequestsBeforeAnyOutput) {
 }
 
 TEST(SignedEncoder, FailingSinkStopsEverything) {
-    Request request({"rsa"});
+    SignRequest request({"rsa"});
     ExpectFailingSinkStopsEverything(request.Open());
 }
 

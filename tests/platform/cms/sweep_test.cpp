@@ -11,8 +11,6 @@ using namespace platform::testing;
 
 namespace {
 
-constexpr DWORD kShort = static_cast<DWORD>(CRYPT_E_STREAM_INSUFFICIENT_DATA);
-
 // Codes of messages and algorithms. Others (internal, memory, access) would be faults.
 bool Defined(DWORD error) {
     const bool asn1 = error >= 0x80093100 && error <= 0x800931FF;
