@@ -31,7 +31,7 @@ int PercentDone(DWORD chunks, LONGLONG length) {
 Unreported FeedHash(HCRYPTHASH hash, FILE* source, LONGLONG shownLength) {
     std::array<BYTE, kChunkSize> chunk;
     Progress progress(shownLength, PercentDone);
-    for (size_t read = kChunkSize; read == kChunkSize;) {
+    for (std::size_t read = kChunkSize; read == kChunkSize;) {
         read = std::fread(chunk.data(), 1, kChunkSize, source);
         if (std::ferror(source) != 0) return Unreported(kCannotOpenFile);
         progress.Show();
@@ -89,7 +89,7 @@ Reported HashFile(const char* sourceName, const char* companionName, DWORD, cons
 
 bool HoldsExactly(FILE* file, const std::vector<BYTE>& value) {
     std::vector<BYTE> kept(value.size());
-    const size_t read = std::fread(kept.data(), 1, kept.size(), file);
+    const std::size_t read = std::fread(kept.data(), 1, kept.size(), file);
     return read == value.size() && _filelengthi64(_fileno(file)) == static_cast<LONGLONG>(read) &&
            kept == value;
 }
