@@ -20,6 +20,10 @@ void CopyOut(ByteView value, void* buffer, DWORD* size) {
     if (!value.empty()) std::memcpy(buffer, value.data(), value.size());
 }
 
+void CopyNumber(DWORD number, void* buffer, DWORD* size) {
+    CopyOut(ViewOf(&number, sizeof number), buffer, size);
+}
+
 void CopyTextOut(std::string_view text, char* buffer, DWORD* size) {
     const std::string terminated(text);
     CopyOut(ViewOf(terminated.c_str(), terminated.size() + 1), buffer, size);

@@ -16,6 +16,7 @@ namespace platform {
 // Copies `value` out. A null `size` throws ERROR_INVALID_PARAMETER, a short buffer
 // ERROR_MORE_DATA with the need stored.
 void CopyOut(ByteView value, void* buffer, DWORD* size);
+void CopyNumber(DWORD number, void* buffer, DWORD* size);
 // The same for text, its terminator included.
 void CopyTextOut(std::string_view text, char* buffer, DWORD* size);
 

@@ -74,10 +74,6 @@ CRYPT_ATTRIBUTES PackAttributes(Packer& packer, const std::vector<Bytes>& attrib
 
 }  // namespace
 
-void CopyNumber(DWORD value, void* data, DWORD* size) {
-    CopyOut(ViewOf(&value, sizeof value), data, size);
-}
-
 void CopyHolder(const KeyHolder& holder, void* data, DWORD* size) {
     PackOut([&](Packer& packer) { PackHolderInfo(packer, holder); }, data, size);
 }

@@ -37,10 +37,6 @@ std::shared_ptr<Hash> ObjectOf(HCRYPTHASH handle) {
     return Resolve<Hash>(handle, ERROR_INVALID_PARAMETER);
 }
 
-void CopyNumber(DWORD number, BYTE* data, DWORD* size) {
-    CopyOut(ViewOf(&number, sizeof(number)), data, size);
-}
-
 void GetParam(const Hash& hash, DWORD param, BYTE* data, DWORD* size) {
     switch (param) {
         case HP_ALGID:
