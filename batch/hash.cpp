@@ -17,8 +17,6 @@ namespace kestrel {
 namespace {
 
 constexpr char kHashExtension[] = ".hsh";
-constexpr char kBackOverPercent[] = "\b\b\b\b";
-constexpr char kWipePercent[] = "\b\b\b\b    \b\b\b\b";
 
 // What is no number, or none that fits, becomes INT32_MIN (batch-1): the length that -vhash
 // gives is 0, and a file may grow while it is read.
@@ -61,14 +59,14 @@ Reported HashSource(InputFile& source, LONGLONG shownLength, std::vector<BYTE>& 
     ProviderHolder provider;
     HashHolder hash;
     Unreported failure(StartHash(provider, hash) ? 0 : kLastError);
-    std::fputs(kProgressStart, stdout);
+    Progress::Start();
     if (!failure) failure = FeedHash(hash.Get(), source.file.get(), shownLength);
     source.file.reset();
     if (failure.Code() == kCannotOpenFile) {
-        std::fputs(kBackOverPercent, stdout);
+        Progress::Back();
         return EndLine(say::kReadingFailed, kCannotOpenFile);
     }
-    std::fputs(kWipePercent, stdout);
+    Progress::Wipe();
     if (failure) return ReportError(failure.Code());
     return ReadHashValue(hash.Get(), value);
 }
