@@ -6,7 +6,6 @@
 namespace platform::testing {
 namespace {
 
-constexpr DWORD kCheck = CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT;
 constexpr const char* kNumber = "2.5.29.20";
 constexpr const char* kBase = "2.5.29.27";  // of a delta list
 constexpr const char* kReason = "2.5.29.21";
