@@ -17,8 +17,6 @@ namespace kestrel {
 namespace {
 
 constexpr char kHashExtension[] = ".hsh";
-constexpr char kBackOverPercent[] = "\b\b\b\b";
-constexpr char kWipePercent[] = "\b\b\b\b    \b\b\b\b";
 
 // What is no number, or none that fits, becomes INT32_MIN (batch-1): the length that -vhash
 // gives is 0, and a file may grow while it is read.
@@ -31,7 +29,7 @@ int PercentDone(DWORD chunks, LONGLONG length) {
 Unreported FeedHash(HCRYPTHASH hash, FILE* source, LONGLONG shownLength) {
     std::array<BYTE, kChunkSize> chunk;
     Progress progress(shownLength, PercentDone);
-    for (size_t read = kChunkSize; read == kChunkSize;) {
+    for (std::size_t read = kChunkSize; read == kChunkSize;) {
         read = std::fread(chunk.data(), 1, kChunkSize, source);
         if (std::ferror(source) != 0) return Unreported(kCannotOpenFile);
         progress.Show();
@@ -61,14 +59,14 @@ Reported HashSource(InputFile& source, LONGLONG shownLength, std::vector<BYTE>& 
     ProviderHolder provider;
     HashHolder hash;
     Unreported failure(StartHash(provider, hash) ? 0 : kLastError);
-    std::fputs(kProgressStart, stdout);
+    Progress::Start();
     if (!failure) failure = FeedHash(hash.Get(), source.file.get(), shownLength);
     source.file.reset();
     if (failure.Code() == kCannotOpenFile) {
-        std::fputs(kBackOverPercent, stdout);
+        Progress::Back();
         return EndLine(say::kReadingFailed, kCannotOpenFile);
     }
-    std::fputs(kWipePercent, stdout);
+    Progress::Wipe();
     if (failure) return ReportError(failure.Code());
     return ReadHashValue(hash.Get(), value);
 }
@@ -89,7 +87,7 @@ Reported HashFile(const char* sourceName, const char* companionName, DWORD, cons
 
 bool HoldsExactly(FILE* file, const std::vector<BYTE>& value) {
     std::vector<BYTE> kept(value.size());
-    const size_t read = std::fread(kept.data(), 1, kept.size(), file);
+    const std::size_t read = std::fread(kept.data(), 1, kept.size(), file);
     return read == value.size() && _filelengthi64(_fileno(file)) == static_cast<LONGLONG>(read) &&
            kept == value;
 }

@@ -9,10 +9,10 @@ namespace {
 constexpr char kSeparators[] = "/\\";
 constexpr char kDefaultSeparator = '\\';
 
-size_t LastSeparator(std::string_view path) { return path.find_last_of(kSeparators); }
+std::size_t LastSeparator(std::string_view path) { return path.find_last_of(kSeparators); }
 
 char SeparatorOf(std::string_view path) {
-    const size_t last = LastSeparator(path);
+    const std::size_t last = LastSeparator(path);
     return last == std::string_view::npos ? kDefaultSeparator : path[last];
 }
 
@@ -28,7 +28,7 @@ std::string Normalised(std::string_view path) {
 }  // namespace
 
 std::string FolderPart(std::string_view path) {
-    const size_t last = LastSeparator(path);
+    const std::size_t last = LastSeparator(path);
     if (last == std::string_view::npos) return {'.', kDefaultSeparator};
     return Normalised(path).substr(0, last + 1);
 }
@@ -42,7 +42,7 @@ std::string CompanionFolder(std::string_view value) {
 
 std::string CompanionName(std::string_view folder, std::string_view source,
                           std::string_view extension) {
-    const size_t last = LastSeparator(source);
+    const std::size_t last = LastSeparator(source);
     std::string name(folder);
     name += last == std::string_view::npos ? source : source.substr(last);
     name += extension;

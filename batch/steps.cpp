@@ -35,8 +35,8 @@ Reported ReadSource(const char* name, Block& block) {
     InputFile source;
     if (const Reported failure = OpenSource(name, source)) return failure;
     if (IsTooLarge(source)) return ReportError(kFileTooLarge);
-    const auto size = static_cast<size_t>(source.size);
-    block.data.reset(static_cast<BYTE*>(std::malloc(std::max<size_t>(size, 1))));
+    const auto size = static_cast<std::size_t>(source.size);
+    block.data.reset(static_cast<BYTE*>(std::malloc(std::max<std::size_t>(size, 1))));
     if (!block.data) return ReportError(kNoMemory);
     const bool whole = size == 0 ? HoldsNothing(source.file.get())
                                  : std::fread(block.data.get(), 1, size, source.file.get()) == size;

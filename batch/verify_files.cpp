@@ -6,34 +6,27 @@
 #include "front/core/commands.h"
 #include "front/core/keys.h"
 #include "messages/files/road.h"
+#include "messages/find_signer.h"
 #include "stamps/stamps.h"
 
 namespace kestrel {
 namespace {
 
-bool IsSigner(PCERT_INFO signerInfo, PCCERT_CONTEXT certificate) {
-    return CertCompareCertificate(kMessageEncodingType, signerInfo, certificate->pCertInfo) !=
-           FALSE;
-}
-
-PCCERT_CONTEXT FindInMessage(PCERT_INFO signerInfo, HCERTSTORE store) {
+PCCERT_CONTEXT FindInStore(const CERT_INFO& signer, HCERTSTORE store) {
     PCCERT_CONTEXT candidate = nullptr;
     do {
         // The one before is freed by the call.
         candidate = CertFindCertificateInStore(store, kMessageEncodingType, 0, CERT_FIND_ANY,
                                                nullptr, candidate);
-    } while (candidate != nullptr && !IsSigner(signerInfo, candidate));
+    } while (candidate != nullptr && !IsSigner(signer, candidate));
     return candidate;
 }
 
 // The criterion filters nothing here: it supplies certificates that the message lacks.
 PCCERT_CONTEXT WINAPI FindSignerCertificate(void*, DWORD, PCERT_INFO signerInfo, HCERTSTORE store) {
     if (signerInfo == nullptr) return nullptr;
-    if (PCCERT_CONTEXT found = FindInMessage(signerInfo, store)) return found;
-    for (PCCERT_CONTEXT certificate : *state.foundCertificates) {
-        if (IsSigner(signerInfo, certificate)) return CertDuplicateCertificateContext(certificate);
-    }
-    return nullptr;
+    if (PCCERT_CONTEXT found = FindInStore(*signerInfo, store)) return found;
+    return CertDuplicateCertificateContext(FindInCriterion(*signerInfo));
 }
 
 // Whatever the reader met and reported, the file's result is that of a file that cannot be

@@ -92,7 +92,7 @@ const TextPair& Banner() {
 void CopyArguments(int argumentCount, const char* const* arguments) {
     state.argumentCopies = std::make_unique<ArgumentCopies>();
     for (int i = 0; i < argumentCount; ++i) {
-        const size_t size = std::strlen(arguments[i]) + 1;
+        const std::size_t size = std::strlen(arguments[i]) + 1;
         auto copy = std::make_unique<char[]>(size);
         std::memcpy(copy.get(), arguments[i], size);
         state.argumentCopies->push_back(std::move(copy));

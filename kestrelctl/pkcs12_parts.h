@@ -18,7 +18,7 @@ inline void FreeBags(STACK_OF(PKCS12_SAFEBAG) * list) {
 }
 using Contents = std::unique_ptr<STACK_OF(PKCS7), platform::Freer<FreeContents>>;
 using Bags = std::unique_ptr<STACK_OF(PKCS12_SAFEBAG), platform::Freer<FreeBags>>;
-using NativeCertificate = std::unique_ptr<X509, platform::X509Deleter>;
+using platform::NativeCertificate;
 
 // The text with a terminator, wiped with its holder.
 inline platform::Secret Terminated(const platform::Secret& secret) {

@@ -10,8 +10,6 @@
 namespace kestrelctl {
 namespace {
 
-using Certificate = std::unique_ptr<X509, platform::X509Deleter>;
-
 void Require(bool good, const char* what) {
     if (!good) throw Failure(std::string("cannot make the certificate: ") + what);
 }
@@ -67,7 +65,7 @@ void AddExtension(X509* certificate, int nid, const char* value) {
 
 platform::Bytes SelfSigned(const platform::AnyKey& key, const std::string& subject,
                            unsigned long days) {
-    const Certificate certificate(X509_new());
+    const platform::NativeCertificate certificate(X509_new());
     Require(certificate != nullptr && X509_set_version(certificate.get(), X509_VERSION_3) == 1,
             "no memory");
     SetSerial(certificate.get());

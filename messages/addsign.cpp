@@ -2,7 +2,6 @@
 #include "front/core/catalogue.h"
 #include "front/core/commands.h"
 #include "front/core/keys.h"
-#include "messages/attributes.h"
 #include "messages/files/road.h"
 #include "messages/maintain.h"
 #include "messages/message_params.h"
@@ -92,14 +91,8 @@ Reported AddSignatureWith(PCCERT_CONTEXT certificate, const SignatureKeys& keys)
 DWORD RunAddSign() {
     if (const Reported failure = CheckMessageArgument()) return failure;
     const SignatureKeys keys = TakeSignatureKeys();
-    if (const Reported failure = CheckStampTransport(keys.stamps)) return failure;
-    if (const Reported failure = ParseAttributes("attr", unsignedAttributes)) return failure;
-    if (const Reported failure = ParseAttributes("authattr", signedAttributes)) return failure;
-    if (const Reported failure = ParseSearchCriterion(false)) return failure;
     SearchStores stores;
-    if (const Reported failure = SelectCertificates(stores.open, true, Purpose::Signing)) {
-        return failure;
-    }
+    if (const Reported failure = SelectSigner(keys, stores)) return failure;
     return AddSignatureWith(state.foundCertificates->front(), keys);
 }
 

@@ -13,7 +13,7 @@ AttributeList signedAttributes;
 
 namespace {
 
-void MakeRoom(AttributeList& list, size_t room) {
+void MakeRoom(AttributeList& list, std::size_t room) {
     list = AttributeList{};
     list.attributes = std::make_unique<CRYPT_ATTRIBUTE[]>(room);
     list.blobs = std::make_unique<CRYPT_ATTR_BLOB[]>(room);

@@ -1,8 +1,9 @@
-// The search for the one signature that a command is to change.
+// Whose signature it is.
+#include "messages/find_signer.h"
+
 #include "front/core/catalogue.h"
 #include "front/core/encoding.h"
 #include "front/core/state.h"
-#include "messages/maintain.h"
 #include "messages/message_params.h"
 
 namespace kestrel {
@@ -14,9 +15,8 @@ Reported IsSelectedSigner(HCRYPTMSG message, DWORD index, bool& selected) {
     if (!ReadParam(message, CMSG_SIGNER_CERT_INFO_PARAM, index, block)) {
         return ReportError(kLastError);
     }
-    auto* const signer = reinterpret_cast<CERT_INFO*>(block.data());
-    selected = CertCompareCertificate(kMessageEncodingType, signer,
-                                      state.foundCertificates->front()->pCertInfo) != FALSE;
+    selected = IsSigner(*reinterpret_cast<const CERT_INFO*>(block.data()),
+                        state.foundCertificates->front());
     return 0;
 }
 
@@ -31,6 +31,19 @@ Reported VerifySelected(HCRYPTMSG message, DWORD index) {
 }
 
 }  // namespace
+
+bool IsSigner(const CERT_INFO& signer, PCCERT_CONTEXT certificate) {
+    CERT_INFO info = signer;  // the call takes it as one to change, and leaves it alone
+    return CertCompareCertificate(kMessageEncodingType, &info, certificate->pCertInfo) != FALSE;
+}
+
+PCCERT_CONTEXT FindInCriterion(const CERT_INFO& signer) {
+    if (!state.foundCertificates) return nullptr;
+    for (PCCERT_CONTEXT certificate : *state.foundCertificates) {
+        if (IsSigner(signer, certificate)) return certificate;
+    }
+    return nullptr;
+}
 
 Reported FindSelectedSigner(HCRYPTMSG message, DWORD& signer) {
     DWORD type = 0;

@@ -7,6 +7,7 @@
 #include "front/core/keys.h"
 #include "messages/attributes.h"
 #include "messages/files/road.h"
+#include "messages/find_signer.h"
 #include "selection/search.h"
 
 namespace kestrel {

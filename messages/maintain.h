@@ -20,8 +20,4 @@ bool OpenForChange(MessageFile& file, MessageHolder& message);
 // Puts the encoding of the changed message into `file`.
 Reported EncodeChanged(HCRYPTMSG message, MessageFile& file);
 
-// The index of the signer whose certificate is the first one selected. The signature must
-// verify; those of other signers in front of it are passed over.
-Reported FindSelectedSigner(HCRYPTMSG message, DWORD& signer);
-
 }  // namespace kestrel

@@ -2,7 +2,6 @@
 #include "front/core/catalogue.h"
 #include "front/core/commands.h"
 #include "front/core/keys.h"
-#include "messages/attributes.h"
 #include "messages/files/files.h"
 #include "messages/files/progress.h"
 #include "messages/files/road.h"
@@ -127,14 +126,8 @@ DWORD RunSign() {
     if (state.firstFile == nullptr) return ReportError(kNoInputFile);
     if (state.secondFile == nullptr) return ReportError(kNoMessageFile);
     const SignKeys keys{TakeSignatureKeys(), TakeKey("der")};
-    if (const Reported failure = CheckStampTransport(keys.stamps)) return failure;
-    if (const Reported failure = ParseAttributes("attr", unsignedAttributes)) return failure;
-    if (const Reported failure = ParseAttributes("authattr", signedAttributes)) return failure;
-    if (const Reported failure = ParseSearchCriterion(false)) return failure;
     SearchStores stores;
-    if (const Reported failure = SelectCertificates(stores.open, true, Purpose::Signing)) {
-        return failure;
-    }
+    if (const Reported failure = SelectSigner(keys, stores)) return failure;
     return SignWith(state.foundCertificates->front(), keys);
 }
 

@@ -19,6 +19,14 @@ SignatureKeys TakeSignatureKeys() {
     return keys;
 }
 
+Reported SelectSigner(const SignatureKeys& keys, SearchStores& stores) {
+    if (const Reported failure = CheckStampTransport(keys.stamps)) return failure;
+    if (const Reported failure = ParseAttributes("attr", unsignedAttributes)) return failure;
+    if (const Reported failure = ParseAttributes("authattr", signedAttributes)) return failure;
+    if (const Reported failure = ParseSearchCriterion(false)) return failure;
+    return SelectCertificates(stores.open, true, Purpose::Signing);
+}
+
 void FillSigner(CMSG_SIGNER_ENCODE_INFO& signer, PCCERT_CONTEXT certificate, const PrivateKey& key,
                 const CRYPT_ALGORITHM_IDENTIFIER& hash) {
     signer.cbSize = sizeof(signer);

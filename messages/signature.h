@@ -8,6 +8,7 @@
 #include "front/core/result.h"
 #include "messages/private_key.h"
 #include "messages/stamp_keys.h"
+#include "selection/search.h"
 
 namespace kestrel {
 
@@ -21,6 +22,10 @@ struct SignatureKeys {
     StampKeys stamps;
 };
 SignatureKeys TakeSignatureKeys();
+
+// The steps up to the certificate that signs, which stands first in the state then: -attr and
+// -authattr, the search and its stores. 0 or a reported code.
+Reported SelectSigner(const SignatureKeys& keys, SearchStores& stores);
 
 // Fills the record with the signer and the lists of -attr and -authattr. It refers to all
 // that is passed in.

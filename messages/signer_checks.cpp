@@ -6,6 +6,7 @@
 #include "front/core/catalogue.h"
 #include "messages/files/files.h"
 #include "messages/files/road.h"
+#include "messages/find_signer.h"
 #include "messages/message_params.h"
 #include "selection/names.h"
 #include "selection/search.h"
@@ -22,11 +23,6 @@ enum class Outcome {
     End        // the command ends with a code
 };
 
-bool IsSigner(const CERT_INFO& signer, PCCERT_CONTEXT certificate) {
-    CERT_INFO info = signer;
-    return CertCompareCertificate(kMessageEncodingType, &info, certificate->pCertInfo) != FALSE;
-}
-
 class SignerCheck {
   public:
     SignerCheck(HCRYPTMSG message, const SignerRules& rules, DWORD index)
@@ -39,12 +35,11 @@ class SignerCheck {
     Outcome End(Reported failure);
     Outcome EndWithLastError() { return End(ReportError(kLastError)); }
     Outcome FindCertificate();
-    Outcome FindInMessage();
+    Outcome TakeFirstOfMessage();
     Outcome VerifySignature();
     Outcome CheckCriterion();
     Outcome CheckTrust();
     Outcome PrintSigner();
-    [[nodiscard]] PCCERT_CONTEXT FindInCriterion() const;
     [[nodiscard]] const CERT_INFO& Signer() const;
 
     HCRYPTMSG message_;
@@ -66,7 +61,7 @@ const CERT_INFO& SignerCheck::Signer() const {
 }
 
 // Only the first certificate of a message is looked at (verify-2).
-Outcome SignerCheck::FindInMessage() {
+Outcome SignerCheck::TakeFirstOfMessage() {
     DWORD count = 0;
     if (!ReadCount(message_, CMSG_CERT_COUNT_PARAM, count)) return EndWithLastError();
     if (count == 0) return Outcome::Good;
@@ -78,21 +73,13 @@ Outcome SignerCheck::FindInMessage() {
     return Outcome::Good;
 }
 
-PCCERT_CONTEXT SignerCheck::FindInCriterion() const {
-    if (!state.foundCertificates) return nullptr;
-    for (PCCERT_CONTEXT certificate : *state.foundCertificates) {
-        if (IsSigner(Signer(), certificate)) return certificate;
-    }
-    return nullptr;
-}
-
 Outcome SignerCheck::FindCertificate() {
     if (!ReadParam(message_, CMSG_SIGNER_CERT_INFO_PARAM, index_, signer_)) {
         return EndWithLastError();
     }
-    if (FindInMessage() == Outcome::End) return Outcome::End;
+    if (TakeFirstOfMessage() == Outcome::End) return Outcome::End;
     if (certificate_) return Outcome::Good;
-    if (PCCERT_CONTEXT found = FindInCriterion()) {
+    if (PCCERT_CONTEXT found = FindInCriterion(Signer())) {
         certificate_.reset(CertDuplicateCertificateContext(found));
     }
     return Outcome::Good;
@@ -133,7 +120,7 @@ Outcome SignerCheck::PrintSigner() {
 }
 
 Outcome SignerCheck::CheckCriterion() {
-    if (rules_.verifyAll || FindInCriterion() != nullptr) return Outcome::Good;
+    if (rules_.verifyAll || FindInCriterion(Signer()) != nullptr) return Outcome::Good;
     PrintMessage(say::kSkipped, 1);
     return Outcome::Bad;
 }

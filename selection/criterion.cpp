@@ -33,7 +33,7 @@ void TakeFilterStrings() {
 void TakeSystemStores(const char* word, StoreKind kind, bool broad) {
     const char* name = nullptr;
     while (TakeKey(word, &name)) {
-        if (name) {
+        if (name != nullptr) {
             AddStore(kind, name);
         } else {
             AddDefaultStores(kind, broad);
@@ -80,7 +80,7 @@ Reported TakeCountPolicy(bool broad) {
         state.countPolicy = kExactlyOne;
     } else if (!TakeKey("q", &bound)) {
         state.countPolicy = broad ? kAll : kExactlyOne;
-    } else if (!bound) {
+    } else if (bound == nullptr) {
         state.countPolicy = kDefaultListBound;
     } else if (!ParseListBound(bound, state.countPolicy)) {
         return ReportError(kIntegerRequired);

@@ -23,17 +23,17 @@ PCCRL_CONTEXT FirstCrlOf(HCERTSTORE store, PCCERT_CONTEXT issuer) {
 PCCRL_CONTEXT FindCrlForCertificate(PCCERT_CONTEXT certificate, bool verbose) {
     if (verbose) PrintMessage(say::kAddingCrl, 1);
     const HCERTSTORE intermediates = CertOpenSystemStoreA(0, "CA");
-    if (!intermediates) return nullptr;
+    if (intermediates == nullptr) return nullptr;
     const HCERTSTORE roots = CertOpenSystemStoreA(0, "ROOT");
-    if (!roots) return nullptr;
+    if (roots == nullptr) return nullptr;
 
     const CERT_NAME_BLOB& name = certificate->pCertInfo->Issuer;
     PCCERT_CONTEXT issuer = FindBySubject(intermediates, name);
-    if (!issuer) issuer = FindBySubject(roots, name);
-    if (!issuer) return nullptr;
+    if (issuer == nullptr) issuer = FindBySubject(roots, name);
+    if (issuer == nullptr) return nullptr;
 
     PCCRL_CONTEXT crl = FirstCrlOf(intermediates, issuer);
-    if (!crl) crl = FirstCrlOf(roots, issuer);
+    if (crl == nullptr) crl = FirstCrlOf(roots, issuer);
     const DWORD error = GetLastError();
     CertFreeCertificateContext(issuer);
     SetLastError(error);

@@ -36,7 +36,7 @@ class CTextBufferT {
     // Throws E_OUTOFMEMORY.
     void Grow(DWORD size) {
         auto* memory = static_cast<Char*>(ATL::CCRTHeap::Allocate(size));
-        if (!memory) throw ATL::CAtlException(E_OUTOFMEMORY);
+        if (memory == nullptr) throw ATL::CAtlException(E_OUTOFMEMORY);
         ATL::CCRTHeap::Free(grown_);
         grown_ = memory;
         size_ = size;

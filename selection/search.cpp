@@ -79,7 +79,7 @@ bool HasAllParts(const char* subject, const FilterParts& filter) {
 // False when memory runs out.
 bool Matches(PCCERT_CONTEXT certificate, const FilterParts* filter, bool& matches) {
     matches = true;
-    if (!filter) return true;
+    if (filter == nullptr) return true;
     const auto subject = SubjectText(certificate, CERT_X500_NAME_STR);
     if (!subject) return false;
     matches = HasAllParts(subject.get(), *filter);
@@ -104,7 +104,7 @@ Reported CollectFrom(HCERTSTORE store, const FilterParts* filter) {
 // The filter string is split anew for each store, and the first split has cut it: in later
 // stores of the same pass only its first part is left to be tested (select-1).
 Reported SearchStore(HCERTSTORE store, char* filterString) {
-    if (!filterString) return CollectFrom(store, nullptr);
+    if (filterString == nullptr) return CollectFrom(store, nullptr);
     FilterParts filter;
     if (!SplitInPlace(filterString, filter)) return ReportError(kNoMemory);
     return CollectFrom(store, &filter);
@@ -113,7 +113,7 @@ Reported SearchStore(HCERTSTORE store, char* filterString) {
 Reported SearchOpenStores(StoreVector& openStores, char* filterString) {
     for (const StoreSpec& spec : *state.storeSpecs) {
         const HCERTSTORE store = OpenForSearch(spec);
-        if (!store) {
+        if (store == nullptr) {
             // A store that is not there may be passed over, one that cannot be read may not:
             // what is in it would count as not found.
             const bool damaged = spec.kind != kFileStore && GetLastError() != ERROR_FILE_NOT_FOUND;

@@ -4,6 +4,7 @@
 #include "stamps/generated.h"
 
 namespace Ferroline::ASN1 {
+
 const ChoiceValueTraits* COtherHashImpl::GetTraits(std::uint32_t selector) const {
     switch (selector) {
         case kSha1Hash:

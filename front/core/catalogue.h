@@ -20,11 +20,15 @@ struct TextPair {
 
 // A row's number.
 using MessageId = int;
+
 namespace say {
+
 #define NAME_MESSAGE(number, name, russian, english) inline constexpr MessageId name = number;
 KESTREL_MESSAGE_ROWS(NAME_MESSAGE)
 #undef NAME_MESSAGE
+
 }  // namespace say
+
 // The id must have a row.
 const TextPair& Message(MessageId id);
 

@@ -58,45 +58,24 @@ using KeyHolder = HandleHolder<HCRYPTKEY, ReleaseKey>;
 using HashHolder = HandleHolder<HCRYPTHASH, ReleaseHash>;
 using StoreHolder = HandleHolder<HCERTSTORE, ReleaseStore>;
 
-struct CertificateReleaser {
-    void operator()(PCCERT_CONTEXT certificate) const {
-        const LastErrorKeeper keeper;
-        CertFreeCertificateContext(certificate);
-    }
-};
-using CertificateHolder = std::unique_ptr<const CERT_CONTEXT, CertificateReleaser>;
-
-// Closing may call the stream callback: its argument must outlive this.
-struct MessageCloser {
-    void operator()(void* message) const {
-        const LastErrorKeeper keeper;
-        CryptMsgClose(message);
-    }
-};
-using MessageHolder = std::unique_ptr<void, MessageCloser>;
-
-struct FileCloser {
-    void operator()(FILE* file) const {
-        const LastErrorKeeper keeper;
-        static_cast<void>(std::fclose(file));
-    }
-};
-using FileHolder = std::unique_ptr<FILE, FileCloser>;
-
-// A buffer of the whole-file road, which is malloc'ed.
-struct BytesReleaser {
-    void operator()(BYTE* data) const { std::free(data); }
-};
-using BytesHolder = std::unique_ptr<BYTE, BytesReleaser>;
-
-struct CrlReleaser {
-    void operator()(PCCRL_CONTEXT crl) const {
-        const LastErrorKeeper keeper;
-        CertFreeCRLContext(crl);
-    }
-};
-using CrlHolder = std::unique_ptr<const CRL_CONTEXT, CrlReleaser>;
-
 using ChainHolder = HandleHolder<PCCERT_CHAIN_CONTEXT, CertFreeCertificateChain>;
+
+// The deleter of what a pointer owns.
+template <auto Release>
+struct Releaser {
+    template <typename Thing>
+    void operator()(Thing* thing) const {
+        const LastErrorKeeper keeper;
+        static_cast<void>(Release(thing));
+    }
+};
+
+using CertificateHolder = std::unique_ptr<const CERT_CONTEXT, Releaser<CertFreeCertificateContext>>;
+using CrlHolder = std::unique_ptr<const CRL_CONTEXT, Releaser<CertFreeCRLContext>>;
+// Closing may call the stream callback: its argument must outlive this.
+using MessageHolder = std::unique_ptr<void, Releaser<CryptMsgClose>>;
+using FileHolder = std::unique_ptr<FILE, Releaser<std::fclose>>;
+// A buffer of the whole-file road, which is malloc'ed.
+using BytesHolder = std::unique_ptr<BYTE, Releaser<std::free>>;
 
 }  // namespace kestrel

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "front/core/catalogue.h"
+#include "front/core/holders.h"
 #include "front/core/state.h"
 
 namespace kestrel {
@@ -15,10 +16,7 @@ constexpr DWORD kFirstInternetError = 12000;
 constexpr DWORD kLastInternetError = 12174;
 constexpr DWORD kUserLanguage = 0x400;
 
-struct LocalMemory {
-    void operator()(char* memory) const { LocalFree(memory); }
-};
-using SystemText = std::unique_ptr<char, LocalMemory>;
+using SystemText = std::unique_ptr<char, Releaser<LocalFree>>;
 
 const char* ForUser(const TextPair& text) { return state.russian ? text.russian : text.english; }
 

@@ -22,7 +22,7 @@ int CompareWords(const KeyDefinition& first, const KeyDefinition& second) {
     if (first.keyClass != kAttached && second.keyClass != kAttached) {
         return _mbsicmp(Bytes(first.word), Bytes(second.word));
     }
-    const size_t shorter = std::min(std::strlen(first.word), std::strlen(second.word));
+    const std::size_t shorter = std::min(std::strlen(first.word), std::strlen(second.word));
     return _mbsnbicmp(Bytes(first.word), Bytes(second.word), shorter);
 }
 

@@ -23,11 +23,11 @@ std::string_view AsText(const BYTE* data, DWORD length) {
 
 // The part between the second run of dashes and the third.
 bool FindArmourBody(std::string_view text, std::string_view& body) {
-    size_t at = text.find_first_not_of('-');
+    std::size_t at = text.find_first_not_of('-');
     if (at != std::string_view::npos) at = text.find('-', at);
     if (at != std::string_view::npos) at = text.find_first_not_of('-', at);
     if (at == std::string_view::npos) return false;
-    const size_t end = text.find('-', at);
+    const std::size_t end = text.find('-', at);
     if (end == std::string_view::npos) return false;
     body = text.substr(at, end - at);
     return true;
@@ -44,8 +44,8 @@ HRESULT DecodeNarrow(std::string_view text, BYTE* destination, DWORD* destinatio
 
 std::vector<WCHAR> ReadUnits(const BYTE* data, DWORD count, ByteOrder order) {
     std::vector<WCHAR> units(count);
-    const size_t low = order == ByteOrder::Little ? 0 : 1;
-    for (size_t i = 0; i < count; ++i) {
+    const std::size_t low = order == ByteOrder::Little ? 0 : 1;
+    for (std::size_t i = 0; i < count; ++i) {
         const unsigned unit = data[2 * i + low] | static_cast<unsigned>(data[2 * i + 1 - low]) << 8;
         units[i] = static_cast<WCHAR>(unit);
     }
@@ -63,7 +63,7 @@ HRESULT DecodeWide(const BYTE* data, DWORD length, ByteOrder order, BYTE* destin
         const std::vector<WCHAR> units = ReadUnits(data, length / 2, order);
         const int size =
             WideCharToMultiByte(CP_ACP, 0, units.data(), count, nullptr, 0, nullptr, nullptr);
-        text.resize(static_cast<size_t>(size));
+        text.resize(static_cast<std::size_t>(size));
         if (size == 0 || WideCharToMultiByte(CP_ACP, 0, units.data(), count, text.data(), size,
                                              nullptr, nullptr) == 0) {
             return LastErrorResult();

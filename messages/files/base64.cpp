@@ -21,7 +21,7 @@ struct CharacterPair {
 // Twelve bits at a time: this carries whole payloads.
 constexpr std::array<CharacterPair, 4096> kPairs = [] {
     std::array<CharacterPair, 4096> pairs{};
-    for (size_t bits = 0; bits < pairs.size(); ++bits) {
+    for (std::size_t bits = 0; bits < pairs.size(); ++bits) {
         pairs[bits] = {kAlphabet[bits >> 6], kAlphabet[bits & 0x3F]};
     }
     return pairs;

@@ -9,15 +9,8 @@
 
 namespace kestrel {
 
-struct FileHandleCloser {
-    void operator()(HANDLE file) const {
-        const LastErrorKeeper keeper;
-        CloseHandle(file);
-    }
-};
-
 // Null and not INVALID_HANDLE_VALUE where there is no file.
-using FileHandle = std::unique_ptr<void, FileHandleCloser>;
+using FileHandle = std::unique_ptr<void, Releaser<CloseHandle>>;
 
 inline FileHandle HoldFile(HANDLE file) {
     return FileHandle(file != INVALID_HANDLE_VALUE ? file : nullptr);

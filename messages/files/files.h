@@ -62,7 +62,7 @@ Reported WriteFileRaw(const WholeFile& file, BYTE* data, DWORD length);
 // everything is in it, so that a full disk or a killed process leaves the old file or the
 // new one. An existing file keeps its permissions, its owner and its links. `durable`
 // waits until the disk has it. False with the last error set, unreported.
-bool WriteWholeFile(const WholeFile& file, const void* data, size_t length, bool durable);
+bool WriteWholeFile(const WholeFile& file, const void* data, std::size_t length, bool durable);
 
 // A file to be read, which must be a file: what blocks or never ends (a FIFO, a socket, a
 // device) is refused unopened. Null with the last error set, unreported.

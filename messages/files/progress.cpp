@@ -9,6 +9,9 @@
 namespace kestrel {
 namespace {
 
+constexpr char kRoom[] = "    ";
+constexpr char kBack[] = "\b\b\b\b";
+
 bool IsTerminal() {
     DWORD mode = 0;
     return GetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), &mode) != 0;
@@ -27,11 +30,11 @@ void ShowOnTerminal() {
     if (terminal) std::fflush(stdout);
 }
 
-void Progress::Start() { std::printf(kProgressStart); }
+void Progress::Start() { std::fputs(kRoom, stdout); }
 
 void Progress::Show() {
     const int percent = rule_(chunks_++, fileSize_);
-    std::printf(kProgressFormat, percent);
+    std::printf("%s%3d%%", kBack, percent);
     if (percent == shown_) return;
     shown_ = percent;
     ShowOnTerminal();
@@ -39,9 +42,13 @@ void Progress::Show() {
 
 void Progress::End() {
     const LastErrorKeeper keeper;
-    std::printf(kProgressEnd);
+    std::printf("%s%s\n", kBack, kRoom);
     std::fflush(stdout);
 }
+
+void Progress::Back() { std::fputs(kBack, stdout); }
+
+void Progress::Wipe() { std::printf("%s%s%s", kBack, kRoom, kBack); }
 
 Reported FailLine(DWORD code, const char* argument) {
     Progress::End();

@@ -7,10 +7,6 @@
 
 namespace kestrel {
 
-inline constexpr char kProgressFormat[] = "\b\b\b\b%3d%%";
-inline constexpr char kProgressStart[] = "    ";
-inline constexpr char kProgressEnd[] = "\b\b\b\b    \n";
-
 // The part that `chunks` reads of 64 KiB are of a file.
 using PercentRule = int (*)(DWORD chunks, LONGLONG fileSize);
 
@@ -33,6 +29,9 @@ class Progress {
     void Show();
     // Wipes the percent and ends the line. Keeps the last error.
     static void End();
+    // Goes back to before the percent, whose line goes on; Wipe leaves nothing of it to see.
+    static void Back();
+    static void Wipe();
 
   private:
     LONGLONG fileSize_;

@@ -64,7 +64,7 @@ Reported DecodingRoad::Prepare() {
 
 Reported DecodingRoad::ReadChunk(bool& isLast) {
     const DWORD wanted = kChunkSize - length_;
-    const size_t read = std::fread(chunk_.data() + length_, 1, wanted, input_.file.get());
+    const std::size_t read = std::fread(chunk_.data() + length_, 1, wanted, input_.file.get());
     progress_.Show();
     length_ += static_cast<DWORD>(read);
     isLast = read < wanted;
@@ -116,7 +116,7 @@ Reported FeedEncoder(HCRYPTMSG message, InputFile& input) {
     Progress progress(input.size);
     for (bool isLast = false; !isLast;) {
         progress.Show();
-        const size_t read = std::fread(chunk.data(), 1, kChunkSize, input.file.get());
+        const std::size_t read = std::fread(chunk.data(), 1, kChunkSize, input.file.get());
         isLast = read < kChunkSize;
         if (const Reported failure = CheckRead(input)) return failure;
         const DWORD length = static_cast<DWORD>(read);

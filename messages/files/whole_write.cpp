@@ -14,8 +14,8 @@ FileHandle Create(const char* name, DWORD disposition, DWORD attributes) {
     return HoldFile(CreateFileA(name, GENERIC_WRITE, 0, nullptr, disposition, attributes, nullptr));
 }
 
-bool WriteAll(HANDLE file, const BYTE* data, size_t length) {
-    constexpr size_t kMost = 0x40000000;
+bool WriteAll(HANDLE file, const BYTE* data, std::size_t length) {
+    constexpr std::size_t kMost = 0x40000000;
     while (length > 0) {
         DWORD written = 0;
         const DWORD piece = static_cast<DWORD>(std::min(length, kMost));
@@ -32,19 +32,19 @@ bool Finish(FileHandle file, bool durable) {
     return CloseHandle(file.release());
 }
 
-bool WriteToDevice(const char* name, const BYTE* data, size_t length) {
+bool WriteToDevice(const char* name, const BYTE* data, std::size_t length) {
     FileHandle file = Create(name, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL);
     return file && WriteAll(file.get(), data, length) && Finish(std::move(file), false);
 }
 
-bool WriteAndCut(HANDLE file, const BYTE* data, size_t length, bool durable) {
+bool WriteAndCut(HANDLE file, const BYTE* data, std::size_t length, bool durable) {
     return WriteAll(file, data, length) && SetEndOfFile(file) &&
            (!durable || FlushFileBuffers(file));
 }
 
 // Where no file may be made beside it. There is no call that would reserve the room, so a
 // full disk leaves a part of the old content and a part of the new.
-bool WriteInPlace(const WholeFile& target, const BYTE* data, size_t length, bool durable) {
+bool WriteInPlace(const WholeFile& target, const BYTE* data, std::size_t length, bool durable) {
     if (target.held != nullptr) return WriteAndCut(target.held, data, length, durable);
     FileHandle file = Create(target.name, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL);
     return file && WriteAndCut(file.get(), data, length, durable) && Finish(std::move(file), false);
@@ -63,7 +63,7 @@ class TemporaryFile {
     TemporaryFile& operator=(const TemporaryFile&) = delete;
 
     bool IsMade() const { return made_; }
-    bool Fill(const BYTE* data, size_t length, bool durable) {
+    bool Fill(const BYTE* data, std::size_t length, bool durable) {
         return WriteAll(file_.get(), data, length) && Finish(std::move(file_), durable);
     }
     bool MoveTo(const char* target, bool durable);
@@ -112,7 +112,7 @@ bool MaySkipTemporaryFile() {
            error == ERROR_PATH_NOT_FOUND;
 }
 
-bool WriteExisting(const WholeFile& target, const BYTE* data, size_t length, bool durable) {
+bool WriteExisting(const WholeFile& target, const BYTE* data, std::size_t length, bool durable) {
     TemporaryFile temporary(target.name);
     if (!temporary.IsMade()) {
         return MaySkipTemporaryFile() && WriteInPlace(target, data, length, durable);
@@ -120,7 +120,7 @@ bool WriteExisting(const WholeFile& target, const BYTE* data, size_t length, boo
     return temporary.Fill(data, length, durable) && temporary.Replace(target.name, durable);
 }
 
-bool WriteNew(const char* name, const BYTE* data, size_t length, bool durable) {
+bool WriteNew(const char* name, const BYTE* data, std::size_t length, bool durable) {
     TemporaryFile temporary(name);
     return temporary.IsMade() && temporary.Fill(data, length, durable) &&
            temporary.MoveTo(name, durable);
@@ -128,7 +128,7 @@ bool WriteNew(const char* name, const BYTE* data, size_t length, bool durable) {
 
 }  // namespace
 
-bool WriteWholeFile(const WholeFile& target, const void* data, size_t length, bool durable) {
+bool WriteWholeFile(const WholeFile& target, const void* data, std::size_t length, bool durable) {
     const auto* const bytes = static_cast<const BYTE*>(data);
     const DWORD attributes = GetFileAttributesA(target.name);
     if (attributes == INVALID_FILE_ATTRIBUTES) {

@@ -135,7 +135,7 @@ bool RenameSource(const Source& source, const Target& target, bool durable) {
 
 bool RenameCopy(const Source& source, const Target& target, bool durable) {
     const std::unique_ptr<Draft> copy = DraftBeside(target);
-    if (copy == nullptr) return false;
+    if (!copy) return false;
     if (!CopyContent(source.file.Get(), copy->Get())) ThrowFileError(errno, target.name);
     if (!Dress(copy->Get(), source, target)) return false;
     SyncIf(durable, copy->Get(), target.name);

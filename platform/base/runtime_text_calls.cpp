@@ -30,9 +30,9 @@ int Compare(const unsigned char* first, const unsigned char* second, std::size_t
 using namespace platform;
 
 int _mbsicmp(const unsigned char* first, const unsigned char* second) {
-    return Compare(first, second, static_cast<size_t>(-1));
+    return Compare(first, second, static_cast<std::size_t>(-1));
 }
 
-int _mbsnbicmp(const unsigned char* first, const unsigned char* second, size_t bytes) {
+int _mbsnbicmp(const unsigned char* first, const unsigned char* second, std::size_t bytes) {
     return bytes == 0 ? 0 : Compare(first, second, bytes);
 }

@@ -1,13 +1,11 @@
 // Certificates: reading one, and its public record.
 #include "platform/certs/certificate.h"
 
-#include <openssl/err.h>
-
 #include "platform/base/error.h"
 #include "platform/certs/compare.h"
 #include "platform/certs/share.h"
 #include "platform/der/records.h"
-#include "platform/providers/crypto.h"
+#include "platform/providers/openssl.h"
 
 namespace platform {
 namespace {
@@ -109,8 +107,7 @@ PCCERT_CONTEXT Certificate::Share(const std::shared_ptr<Certificate>& certificat
 
 X509* Certificate::Native() const {
     if (native_) return native_.get();
-    const unsigned char* at = der_.data();
-    native_.reset(d2i_X509(nullptr, &at, static_cast<long>(der_.size())));
+    native_ = DecodeWhole<NativeCertificate>(&d2i_X509, der_);
     ERR_clear_error();
     if (!native_) throw Error(CRYPT_E_ASN1_CORRUPT);
     return native_.get();

@@ -15,12 +15,7 @@
 
 namespace platform {
 
-struct X509Deleter {
-    void operator()(X509* certificate) const { X509_free(certificate); }
-};
-struct X509CrlDeleter {
-    void operator()(X509_CRL* crl) const { X509_CRL_free(crl); }
-};
+using NativeCrl = std::unique_ptr<X509_CRL, Freer<X509_CRL_free>>;
 
 // The provider that a certificate's key was opened with. An owned one stands for a count of
 // the provider's handle, which is given back with it.
@@ -114,7 +109,7 @@ class Certificate : public Object, public std::enable_shared_from_this<Certifica
     CERT_CONTEXT context_{};
     Bytes der_;
     Bytes sha1_;
-    mutable std::unique_ptr<X509, X509Deleter> native_;
+    mutable NativeCertificate native_;
     std::unique_ptr<std::uint8_t[]> info_;
 };
 
@@ -143,7 +138,7 @@ class Crl : public Object, public std::enable_shared_from_this<Crl> {
     Crl();
     CRL_CONTEXT context_{};
     Bytes der_;
-    mutable std::unique_ptr<X509_CRL, X509CrlDeleter> native_;
+    mutable NativeCrl native_;
     std::unique_ptr<std::uint8_t[]> info_;
 };
 

@@ -47,7 +47,7 @@ BOOL WINAPI CertGetIntendedKeyUsage(DWORD, PCERT_INFO info, BYTE* usage, DWORD s
         std::fill_n(usage, size, BYTE{0});
         const auto bits = KeyUsageOf(Given(info));
         if (!bits) {
-            SetLastError(0);
+            PutLastError(0);
             return FALSE;
         }
         std::copy_n(bits->begin(), std::min<std::size_t>(size, bits->size()), usage);

@@ -1,10 +1,9 @@
 // CRLs: reading one, and its public record.
-#include <openssl/err.h>
-
 #include "platform/base/error.h"
 #include "platform/certs/certificate.h"
 #include "platform/certs/share.h"
 #include "platform/der/records.h"
+#include "platform/providers/openssl.h"
 
 namespace platform {
 namespace {
@@ -120,8 +119,7 @@ PCCRL_CONTEXT Crl::Share(const std::shared_ptr<Crl>& crl) {
 
 X509_CRL* Crl::Native() const {
     if (native_) return native_.get();
-    const unsigned char* at = der_.data();
-    native_.reset(d2i_X509_CRL(nullptr, &at, static_cast<long>(der_.size())));
+    native_ = DecodeWhole<NativeCrl>(&d2i_X509_CRL, der_);
     ERR_clear_error();
     if (!native_) throw Error(CRYPT_E_ASN1_CORRUPT);
     return native_.get();

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "platform/base/error.h"
+#include "platform/base/ticks.h"
 #include "platform/certs/certificate.h"
 #include "platform/certs/encode.h"
 #include "platform/certs/share.h"
@@ -21,10 +22,17 @@ Bytes Reversed(ByteView octets) { return {octets.rbegin(), octets.rend()}; }
 
 // ---- encoding ------------------------------------------------------------------
 
+SYSTEMTIME CalendarOf(const FILETIME& time) {
+    try {
+        return Split(TicksOf(time));
+    } catch (const Error&) {
+        throw Error(CRYPT_E_BAD_ENCODE);
+    }
+}
+
 // RFC 5280 4.1.2.5: two digits of the year from 1950 to 2049, four outside.
 Bytes EncodeTime(const FILETIME& time) {
-    SYSTEMTIME parts{};
-    if (FileTimeToSystemTime(&time, &parts) == FALSE) throw Error(CRYPT_E_BAD_ENCODE);
+    const SYSTEMTIME parts = CalendarOf(time);
     const bool twoDigits = parts.wYear >= 1950 && parts.wYear < 2050;
     char text[32];
     const int year = twoDigits ? parts.wYear % 100 : parts.wYear;

@@ -22,7 +22,7 @@ void RequireEncoded(DWORD encoding, const BYTE* data);
 template <class Body>
 BOOL GuardedOutput(DWORD* size, Body&& body) noexcept {
     const BOOL done = GuardedBool(std::forward<Body>(body));
-    if (done == FALSE && size != nullptr && GetLastError() != ERROR_MORE_DATA) *size = 0;
+    if (done == FALSE && size != nullptr && LastError() != ERROR_MORE_DATA) *size = 0;
     return done;
 }
 

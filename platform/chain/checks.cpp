@@ -20,14 +20,11 @@ constexpr const char* kAlternativeName = "2.5.29.17";
 using Usages = std::unique_ptr<EXTENDED_KEY_USAGE, Freer<EXTENDED_KEY_USAGE_free>>;
 using PolicyTree = std::unique_ptr<X509_POLICY_TREE, Freer<X509_policy_tree_free>>;
 
-struct StackDeleter {
-    void operator()(STACK_OF(X509) * stack) const { sk_X509_free(stack); }
-};
-using CertificateStack = std::unique_ptr<STACK_OF(X509), StackDeleter>;
-struct ObjectsDeleter {
-    void operator()(STACK_OF(ASN1_OBJECT) * stack) const { sk_ASN1_OBJECT_free(stack); }
-};
-using ObjectStack = std::unique_ptr<STACK_OF(ASN1_OBJECT), ObjectsDeleter>;
+// The functions of stacks are macros.
+void FreeStack(STACK_OF(X509) * stack) { sk_X509_free(stack); }
+using CertificateStack = std::unique_ptr<STACK_OF(X509), Freer<FreeStack>>;
+void FreeObjects(STACK_OF(ASN1_OBJECT) * stack) { sk_ASN1_OBJECT_free(stack); }
+using ObjectStack = std::unique_ptr<STACK_OF(ASN1_OBJECT), Freer<FreeObjects>>;
 
 bool Holds(const std::vector<std::string>& list, const std::string& text) {
     return std::find(list.begin(), list.end(), text) != list.end();

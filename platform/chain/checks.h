@@ -33,10 +33,7 @@ class NameChecker {
     void Check(Path& path);
 
   private:
-    struct Deleter {
-        void operator()(NAME_CONSTRAINTS* constraints) const { NAME_CONSTRAINTS_free(constraints); }
-    };
-    using Constraints = std::unique_ptr<NAME_CONSTRAINTS, Deleter>;
+    using Constraints = std::unique_ptr<NAME_CONSTRAINTS, Freer<NAME_CONSTRAINTS_free>>;
 
     NAME_CONSTRAINTS* ConstraintsOf(const Certificate& issuer);
     DWORD Violation(const Certificate& below, const Certificate& issuer,

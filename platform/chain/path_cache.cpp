@@ -27,7 +27,7 @@ class KeyMaker {
 
     // A store of the system is told by its name, since its side's generation is told too.
     void Add(const std::shared_ptr<Store>& store) {
-        if (store == nullptr) return Add(std::string_view("none"));
+        if (!store) return Add(std::string_view("none"));
         Add(store->SystemName());
         if (!store->SystemName().empty()) return;
         const auto certificates = store->Certificates();

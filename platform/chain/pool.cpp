@@ -111,7 +111,7 @@ void CertificatePool::ReadSystemStore(Side side, const char* name, bool trusted)
 }
 
 void CertificatePool::Read(const std::shared_ptr<Store>& store, bool trusted) {
-    if (store == nullptr) return;
+    if (!store) return;
     for (auto& certificate : store->Certificates()) {
         const auto [place, added] = positions_.try_emplace(certificate->Der(), entries_.size());
         if (added) {

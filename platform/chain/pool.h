@@ -22,11 +22,8 @@ class DistinguishedName {
 
   private:
     [[nodiscard]] X509_NAME* Parsed() const;
-    struct Deleter {
-        void operator()(X509_NAME* name) const { X509_NAME_free(name); }
-    };
     const CERT_NAME_BLOB* encoded_;
-    mutable std::unique_ptr<X509_NAME, Deleter> parsed_;  // made when first needed
+    mutable std::unique_ptr<X509_NAME, Freer<X509_NAME_free>> parsed_;  // made when first needed
 };
 
 bool ValidAt(const Certificate& certificate, const FILETIME& time);

@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/cms/params.h"
+#include "platform/base/output.h"
 #include "platform/der/der.h"
 
 namespace platform {

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/base/error.h"
+#include "platform/base/output.h"
 #include "platform/cms/encoded_message.h"
 #include "platform/cms/model.h"
 #include "platform/cms/params.h"
@@ -151,13 +152,8 @@ class StreamedEnvelopedEncoder : public EnvelopedEncoder {
 
   private:
     void WriteHead() {
-        writer_.Open(der::kSequence);
-        writer_.Append(der::Oid(szOID_RSA_envelopedData));
-        writer_.Open(der::ContextConstructed(0));
-        writer_.Open(der::kSequence);
-        writer_.Append(EncodeEnvelopedHead(Records()));
-        writer_.Open(der::kSequence);
-        writer_.Append(der::Oid(Records().contentType));
+        writer_.OpenMessage(szOID_RSA_envelopedData, EncodeEnvelopedHead(Records()),
+                            Records().contentType);
         writer_.Append(EncodeAlgorithm(Records().contentEncryption));
         writer_.Open(der::ContextConstructed(0));
     }

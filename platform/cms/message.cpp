@@ -13,8 +13,24 @@ void StreamSink::Write(ByteView block, bool isFinal) const {
     auto* data = const_cast<BYTE*>(block.data());
     const auto size = static_cast<DWORD>(block.size());
     if (info_.pfnStreamOutput(info_.pvArg, data, size, isFinal ? TRUE : FALSE) != FALSE) return;
-    const DWORD code = GetLastError();
+    const DWORD code = LastError();
     throw Error(code != 0 ? code : static_cast<DWORD>(E_FAIL));
+}
+
+Bytes Message::Param(DWORD param, DWORD index) {
+    DWORD size = 0;
+    GetParam(param, index, nullptr, &size);
+    Bytes value(size);
+    GetParam(param, index, value.data(), &size);
+    value.resize(size);
+    return value;
+}
+
+DWORD Message::NumberParam(DWORD param) {
+    DWORD number = 0;
+    DWORD size = sizeof number;
+    GetParam(param, 0, &number, &size);
+    return number;
 }
 
 void Message::ThrowIfFailed() const {

@@ -37,6 +37,9 @@ class Message : public Object {
     // Values as documented for CryptMsgGetParam. Throws CRYPT_E_INVALID_MSG_TYPE,
     // CRYPT_E_INVALID_INDEX, CRYPT_E_STREAM_MSG_NOT_READY.
     virtual void GetParam(DWORD param, DWORD index, void* data, DWORD* size) = 0;
+    // What GetParam lays into a buffer of the caller's, and a number of it.
+    Bytes Param(DWORD param, DWORD index = 0);
+    DWORD NumberParam(DWORD param);
     // Throws CRYPT_E_CONTROL_TYPE for what the message does not take.
     virtual void Control(DWORD type, DWORD flags, const void* para) = 0;
 

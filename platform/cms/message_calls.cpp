@@ -76,9 +76,9 @@ HCRYPTMSG WINAPI CryptMsgDuplicate(HCRYPTMSG message) {
 // A null handle is closed already. The last error stays as the caller's failure left it.
 BOOL WINAPI CryptMsgClose(HCRYPTMSG message) {
     if (message == nullptr) return TRUE;
-    const DWORD kept = GetLastError();
+    const DWORD kept = LastError();
     return GuardedBool([&] {
         ReleaseHandle(message, Message::kKind, ERROR_INVALID_HANDLE);
-        SetLastError(kept);
+        PutLastError(kept);
     });
 }

@@ -10,6 +10,7 @@
 
 namespace platform {
 
+// All throw as CopyOut does.
 // CERT_INFO with issuer and serial number alone. A key identifier appears as an issuer of
 // the one attribute szOID_KEYID_RDN with the serial number 0.
 void CopyHolder(const KeyHolder& holder, void* data, DWORD* size);

@@ -195,13 +195,8 @@ class StreamedSignedEncoder : public SignedEncoder {
 
   private:
     void WriteHead() {
-        writer_.Open(der::kSequence);
-        writer_.Append(der::Oid(szOID_RSA_signedData));
-        writer_.Open(der::ContextConstructed(0));
-        writer_.Open(der::kSequence);
-        writer_.Append(EncodeSignedHead(Records()));
-        writer_.Open(der::kSequence);
-        writer_.Append(der::Oid(Records().contentType));
+        writer_.OpenMessage(szOID_RSA_signedData, EncodeSignedHead(Records()),
+                            Records().contentType);
         if (Detached()) return;
         writer_.Open(der::ContextConstructed(0));
         writer_.Open(kConstructedOctetString);

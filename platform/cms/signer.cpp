@@ -78,7 +78,7 @@ Bytes Attribute(const char* oid, ByteView value) {
     return der::Element(der::kSequence, {der::Oid(oid), der::Element(der::kSet, value)});
 }
 
-const CMSG_SIGNER_ENCODE_INFO& Checked(const CMSG_SIGNER_ENCODE_INFO& info) {
+const CMSG_SIGNER_ENCODE_INFO& Complete(const CMSG_SIGNER_ENCODE_INFO& info) {
     if (info.cbSize < sizeof(info) || info.pCertInfo == nullptr) {
         throw Error(ERROR_INVALID_PARAMETER);
     }
@@ -88,12 +88,12 @@ const CMSG_SIGNER_ENCODE_INFO& Checked(const CMSG_SIGNER_ENCODE_INFO& info) {
 }  // namespace
 
 PreparedSigner::PreparedSigner(const CMSG_SIGNER_ENCODE_INFO& info, const std::string& contentType)
-    : PreparedSigner(info, contentType, PrivateKeyOf(Checked(info).hCryptProv, KeySpecOf(info))) {}
+    : PreparedSigner(info, contentType, PrivateKeyOf(Complete(info).hCryptProv, KeySpecOf(info))) {}
 
 PreparedSigner::PreparedSigner(const CMSG_SIGNER_ENCODE_INFO& info, const std::string& contentType,
                                AnyKey key)
     : contentType_(contentType), key_(std::move(key)) {
-    record_.signer = HolderOf(*Checked(info).pCertInfo);
+    record_.signer = HolderOf(*Complete(info).pCertInfo);
     record_.digest = DigestAlgorithmOf(info.HashAlgorithm);
     (void)DigestSize(record_.digest.oid);
     record_.signatureAlgorithm = SignatureAlgorithmFor(key_, record_.digest.oid);

@@ -27,6 +27,16 @@ void StreamWriter::Close(unsigned elements) {
     for (unsigned i = 0; i < elements; ++i) Append(kEndOfContents);
 }
 
+void StreamWriter::OpenMessage(const char* type, ByteView head, const std::string& innerType) {
+    Open(der::kSequence);
+    Append(der::Oid(type));
+    Open(der::ContextConstructed(0));
+    Open(der::kSequence);
+    Append(head);
+    Open(der::kSequence);
+    Append(der::Oid(innerType));
+}
+
 void StreamWriter::Piece(ByteView content) {
     if (content.empty()) return;
     der::AppendHeader(gathered_, der::kOctetString, content.size());

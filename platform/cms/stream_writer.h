@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 
 #include "platform/base/bytes.h"
 #include "platform/cms/message.h"
@@ -21,6 +22,9 @@ class StreamWriter {
     void Append(ByteView small);
     void Open(std::uint8_t tag);
     void Close(unsigned elements);
+    // ContentInfo and what it holds, up to the content type of the inner content (RFC 5652 3,
+    // 5.2, 6.1): four elements stay open. `head` is what stands before that content.
+    void OpenMessage(const char* type, ByteView head, const std::string& innerType);
     // One primitive OCTET STRING. An empty one writes nothing.
     void Piece(ByteView content);
     // Hands the last block out, with the mark of the end. Nothing may follow.

@@ -51,4 +51,13 @@ struct CurlLibrary {
 // Throws ERROR_DLL_NOT_FOUND with the name of the missing package.
 const CurlLibrary& Curl();
 
+// The deleter of libcurl's objects: what frees them is known once it is loaded.
+template <auto CurlLibrary::*free>
+struct CurlFreer {
+    template <class T>
+    void operator()(T* object) const {
+        static_cast<void>((Curl().*free)(object));
+    }
+};
+
 }  // namespace platform

@@ -78,15 +78,6 @@ class Transfer {
 
   private:
     using Clock = std::chrono::steady_clock;
-    struct EasyFreer {
-        void operator()(CURL* easy) const { Curl().curl_easy_cleanup(easy); }
-    };
-    struct MultiFreer {
-        void operator()(CURLM* multi) const { Curl().curl_multi_cleanup(multi); }
-    };
-    struct ListFreer {
-        void operator()(curl_slist* list) const { Curl().curl_slist_free_all(list); }
-    };
 
     void Stop();
     void PrepareTls();
@@ -121,9 +112,9 @@ class Transfer {
 
     TransferRequest request_;
     std::unique_ptr<TlsGuard> tls_;
-    std::unique_ptr<CURLM, MultiFreer> multi_;
-    std::unique_ptr<CURL, EasyFreer> easy_;
-    std::unique_ptr<curl_slist, ListFreer> headerLines_;
+    std::unique_ptr<CURLM, CurlFreer<&CurlLibrary::curl_multi_cleanup>> multi_;
+    std::unique_ptr<CURL, CurlFreer<&CurlLibrary::curl_easy_cleanup>> easy_;
+    std::unique_ptr<curl_slist, CurlFreer<&CurlLibrary::curl_slist_free_all>> headerLines_;
     char errorText_[CURL_ERROR_SIZE] = "";
 
     std::size_t bodyAt_ = 0;       // of request_.body, in what libcurl took

@@ -87,10 +87,7 @@ void TakeUserInfo(std::wstring_view& authority, UrlPieces& pieces) {
 
 // ---- libcurl's addresses -----------------------------------------------------------
 
-struct UrlFreer {
-    void operator()(CURLU* url) const { Curl().curl_url_cleanup(url); }
-};
-using UrlHolder = std::unique_ptr<CURLU, UrlFreer>;
+using UrlHolder = std::unique_ptr<CURLU, CurlFreer<&CurlLibrary::curl_url_cleanup>>;
 
 std::string PartOf(const UrlHolder& url, CURLUPart part, unsigned flags = 0) {
     char* text = nullptr;

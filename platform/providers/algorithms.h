@@ -35,6 +35,7 @@ inline constexpr DWORD kTypeGost2012_256 = 80;
 inline constexpr DWORD kTypeGost2012_512 = 81;
 
 namespace oid {
+
 inline constexpr const char* kRsa = "1.2.840.113549.1.1.1";
 inline constexpr const char* kRsaOaep = "1.2.840.113549.1.1.7";
 inline constexpr const char* kRsaPss = "1.2.840.113549.1.1.10";
@@ -57,6 +58,7 @@ inline constexpr const char* kMagmaCtrAcpkm = "1.2.643.7.1.1.5.1.1";
 inline constexpr const char* kKuznyechikCtrAcpkm = "1.2.643.7.1.1.5.2.1";
 inline constexpr const char* kMagmaWrap = "1.2.643.7.1.1.7.1.1";
 inline constexpr const char* kKuznyechikWrap = "1.2.643.7.1.1.7.2.1";
+
 }  // namespace oid
 
 // One provider: the default of its type.

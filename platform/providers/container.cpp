@@ -218,8 +218,7 @@ std::optional<Bytes> Container::CertificateOf(DWORD keySpec) const {
     const fs::path file = FileOf(FileName(keySpec, kCertificate));
     if (!FileIsThere(file)) return std::nullopt;
     Bytes der = ReadWholeFile(file);
-    using Certificate = std::unique_ptr<X509, Freer<X509_free>>;
-    if (!DecodeWhole<Certificate>(&d2i_X509, der)) ThrowDamaged(file);
+    if (!DecodeWhole<NativeCertificate>(&d2i_X509, der)) ThrowDamaged(file);
     return der;
 }
 

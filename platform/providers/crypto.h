@@ -15,13 +15,12 @@
 
 #include "platform/base/bytes.h"
 #include "platform/base/error.h"
+#include "platform/base/freer.h"
 
 namespace platform {
 
-struct EvpKeyDeleter {
-    void operator()(EVP_PKEY* key) const { EVP_PKEY_free(key); }
-};
-using EvpKey = std::unique_ptr<EVP_PKEY, EvpKeyDeleter>;
+using EvpKey = std::unique_ptr<EVP_PKEY, Freer<EVP_PKEY_free>>;
+using NativeCertificate = std::unique_ptr<X509, Freer<X509_free>>;
 
 struct GostKey;
 

@@ -75,8 +75,7 @@ Bytes CertificateAt(const BYTE* data) {
     }
     const ByteView der =
         ViewOf(data, static_cast<std::size_t>(contents - data) + static_cast<std::size_t>(length));
-    using Certificate = std::unique_ptr<X509, Freer<X509_free>>;
-    if (!DecodeWhole<Certificate>(&d2i_X509, der)) ThrowCrypto(CRYPT_E_ASN1_BADTAG);
+    if (!DecodeWhole<NativeCertificate>(&d2i_X509, der)) ThrowCrypto(CRYPT_E_ASN1_BADTAG);
     return Copy(der);
 }
 

@@ -14,16 +14,9 @@
 
 #include "platform/base/bytes.h"
 #include "platform/base/error.h"
+#include "platform/base/freer.h"
 
 namespace platform {
-
-template <auto free>
-struct Freer {
-    template <class T>
-    void operator()(T* object) const {
-        free(object);
-    }
-};
 
 // OPENSSL_free is a macro.
 inline void FreeMemory(void* memory) { OPENSSL_free(memory); }

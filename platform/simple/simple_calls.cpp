@@ -21,7 +21,7 @@ namespace {
 template <class Body>
 BOOL GuardedSize(DWORD* size, Body&& body) {
     const BOOL done = GuardedBool(std::forward<Body>(body));
-    const bool told = done != FALSE || GetLastError() == ERROR_MORE_DATA;
+    const bool told = done != FALSE || LastError() == ERROR_MORE_DATA;
     if (size != nullptr && !told) *size = 0;
     return done;
 }

@@ -7,32 +7,15 @@
 namespace platform {
 namespace {
 
-// What CryptMsgGetParam would lay into the caller's buffer.
-Bytes Param(Message& message, DWORD param, DWORD index = 0) {
-    DWORD size = 0;
-    message.GetParam(param, index, nullptr, &size);
-    Bytes value(size);
-    message.GetParam(param, index, value.data(), &size);
-    value.resize(size);
-    return value;
-}
-
-DWORD NumberParam(Message& message, DWORD param) {
-    DWORD number = 0;
-    DWORD size = sizeof number;
-    message.GetParam(param, 0, &number, &size);
-    return number;
-}
-
 // What cannot be read as a certificate or CRL cannot be this signer's, and says nothing
 // about the signature.
 template <class Item>
 std::vector<std::shared_ptr<Item>> ItemsOf(Message& message, DWORD countParam, DWORD param) {
     std::vector<std::shared_ptr<Item>> items;
-    const DWORD count = NumberParam(message, countParam);
+    const DWORD count = message.NumberParam(countParam);
     for (DWORD i = 0; i < count; ++i) {
         try {
-            items.push_back(Item::Parse(Param(message, param, i)));
+            items.push_back(Item::Parse(message.Param(param, i)));
         } catch (const Error&) {
             continue;
         }
@@ -51,7 +34,7 @@ std::shared_ptr<Message> DecodeSigned(ByteView encoded, const ContentPieces* det
         if (error.Code() != static_cast<DWORD>(CRYPT_E_INVALID_MSG_TYPE)) throw;
         throw Error(CRYPT_E_UNEXPECTED_MSG_TYPE);
     }
-    if (NumberParam(*message, CMSG_TYPE_PARAM) != CMSG_SIGNED) {
+    if (message->NumberParam(CMSG_TYPE_PARAM) != CMSG_SIGNED) {
         throw Error(CRYPT_E_UNEXPECTED_MSG_TYPE);
     }
     if (detached == nullptr) return message;
@@ -69,8 +52,8 @@ std::shared_ptr<Certificate> FindInMessage(CERT_INFO& signer, const MessageItems
 
 std::shared_ptr<Certificate> VerifyMessage(Message& message, DWORD index,
                                            const SignerFinder& find) {
-    if (index >= NumberParam(message, CMSG_SIGNER_COUNT_PARAM)) throw Error(CRYPT_E_NO_SIGNER);
-    Bytes signer = Param(message, CMSG_SIGNER_CERT_INFO_PARAM, index);
+    if (index >= message.NumberParam(CMSG_SIGNER_COUNT_PARAM)) throw Error(CRYPT_E_NO_SIGNER);
+    Bytes signer = message.Param(CMSG_SIGNER_CERT_INFO_PARAM, index);
     const MessageItems items{ItemsOf<Certificate>(message, CMSG_CERT_COUNT_PARAM, CMSG_CERT_PARAM),
                              ItemsOf<Crl>(message, CMSG_CRL_COUNT_PARAM, CMSG_CRL_PARAM)};
     std::shared_ptr<Certificate> found = find(*reinterpret_cast<CERT_INFO*>(signer.data()), items);

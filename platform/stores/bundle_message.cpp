@@ -13,31 +13,15 @@ constexpr std::size_t kLargestPiece = std::size_t{1} << 20;
 
 BOOL WINAPI DropContent(const void*, BYTE*, DWORD, BOOL) { return TRUE; }
 
-DWORD NumberParam(Message& message, DWORD param) {
-    DWORD value = 0;
-    DWORD size = sizeof value;
-    message.GetParam(param, 0, &value, &size);
-    return value;
-}
-
-Bytes BytesParam(Message& message, DWORD param, DWORD index) {
-    DWORD size = 0;
-    message.GetParam(param, index, nullptr, &size);
-    Bytes value(size);
-    message.GetParam(param, index, value.data(), &size);
-    value.resize(size);
-    return value;
-}
-
 // Choices other than certificates and CRLs of X.509 (RFC 5652 10.2) have other tags.
 bool IsX509(ByteView choice) { return !choice.empty() && choice[0] == der::kSequence; }
 
 template <class Item>
 void Collect(Message& message, DWORD countParam, DWORD param,
              std::vector<std::shared_ptr<Item>>& items) {
-    const DWORD count = NumberParam(message, countParam);
+    const DWORD count = message.NumberParam(countParam);
     for (DWORD i = 0; i < count; ++i) {
-        const Bytes choice = BytesParam(message, param, i);
+        const Bytes choice = message.Param(param, i);
         if (IsX509(choice)) items.push_back(Item::Parse(choice));
     }
 }
@@ -74,7 +58,7 @@ void MessageReader::Update(ByteView piece, bool last) {
 void MessageReader::CheckType() {
     DWORD type = 0;
     try {
-        type = NumberParam(*message_, CMSG_TYPE_PARAM);
+        type = message_->NumberParam(CMSG_TYPE_PARAM);
     } catch (const Error&) {
         return;  // not read that far
     }

@@ -1,9 +1,6 @@
 // Text around DER: armour and BASE64.
 #include "platform/stores/bundle_text.h"
 
-#include <openssl/bio.h>
-#include <openssl/err.h>
-#include <openssl/evp.h>
 #include <openssl/pem.h>
 #include "platform/base/ground.h"
 
@@ -12,6 +9,7 @@
 #include <memory>
 
 #include "platform/base/error.h"
+#include "platform/providers/openssl.h"
 
 namespace platform {
 namespace {
@@ -20,14 +18,8 @@ constexpr std::string_view kArmour = "-----BEGIN ";
 
 EVP_ENCODE_CTX* Context(void* context) { return static_cast<EVP_ENCODE_CTX*>(context); }
 
-struct BioDeleter {
-    void operator()(BIO* bio) const { BIO_free(bio); }
-};
-struct OpenSslDeleter {
-    void operator()(void* memory) const { OPENSSL_free(memory); }
-};
 template <class T>
-using OpenSslMemory = std::unique_ptr<T, OpenSslDeleter>;
+using OpenSslMemory = std::unique_ptr<T, Freer<FreeMemory>>;
 
 }  // namespace
 
@@ -73,8 +65,7 @@ bool HasArmour(ByteView content) {
 
 void ForEachBlock(ByteView content,
                   const std::function<void(std::string_view label, ByteView octets)>& take) {
-    const std::unique_ptr<BIO, BioDeleter> bio(
-        BIO_new_mem_buf(content.data(), static_cast<int>(content.size())));
+    const Bio bio(BIO_new_mem_buf(content.data(), static_cast<int>(content.size())));
     if (!bio) throw std::bad_alloc();
     for (;;) {
         char* label = nullptr;

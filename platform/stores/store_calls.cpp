@@ -33,7 +33,7 @@ HCERTSTORE Open(LPCSTR provider, DWORD flags, const void* parameter) {
     if ((flags & CERT_STORE_DELETE_FLAG) == 0)
         return Publish(OpenStore(provider, flags, parameter));
     DeleteStore(provider, flags, parameter);
-    SetLastError(0);  // tells that nothing went wrong, since null is the answer in any case
+    PutLastError(0);  // tells that nothing went wrong, since null is the answer in any case
     return nullptr;
 }
 

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "platform/base/error.h"
+#include "platform/base/freer.h"
 #include "platform/base/home.h"
 #include "platform/stores/bundle_message.h"
 #include "platform/stores/bundle_text.h"
@@ -35,11 +36,8 @@ class PieceReader {
     }
 
   private:
-    struct Closer {
-        void operator()(std::FILE* file) const { std::fclose(file); }
-    };
     const fs::path& path_;
-    std::unique_ptr<std::FILE, Closer> file_;
+    std::unique_ptr<std::FILE, Freer<std::fclose>> file_;
     Bytes buffer_;
 };
 

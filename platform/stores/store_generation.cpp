@@ -7,6 +7,7 @@
 #include <string>
 
 #include "platform/base/bytes.h"
+#include "platform/base/descriptor.h"
 #include "platform/stores/store.h"
 
 namespace platform {
@@ -16,13 +17,11 @@ namespace platform {
 std::string StoresGeneration(Side side) {
     constexpr off_t kChangeCounter = 24;
     const std::string file = HomeOf(side) / "stores.db";
-    const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) return file;
+    const Descriptor descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC));
     std::array<std::uint8_t, 4> counter{};
     struct stat status {};
-    const bool known = fstat(descriptor, &status) == 0 &&
-                       pread(descriptor, counter.data(), counter.size(), kChangeCounter) >= 0;
-    close(descriptor);
+    const bool known = fstat(descriptor.Get(), &status) == 0 &&
+                       pread(descriptor.Get(), counter.data(), counter.size(), kChangeCounter) >= 0;
     if (!known) return file;
     std::string text = file + '/' + Hex(counter);
     for (const auto number : {std::uint64_t{status.st_dev}, std::uint64_t{status.st_ino},

@@ -8,6 +8,7 @@
 
 #include "asn1/rtbersrc/ber_buffer.h"
 #include "tests/support/der_notation.h"
+#include "tests/support/hex.h"
 
 namespace asn1data_tests {
 
@@ -54,14 +55,9 @@ Outcome PassThrough(std::string_view message) {
 #define ASN1_TYPE_PASS(T) \
     asn1data_tests::PassThrough<asn1data::T, asn1data::ASN1C_##T, asn1data::asn1Copy_##T>
 
-// Upper-case hexadecimal, for readable failures.
+// For readable failures.
 inline std::string Hex(std::string_view bytes) {
-    std::string text;
-    for (const char byte : bytes) {
-        text += "0123456789ABCDEF"[static_cast<unsigned char>(byte) >> 4];
-        text += "0123456789ABCDEF"[byte & 0xF];
-    }
-    return text;
+    return support::ToHex(bytes.data(), bytes.size(), " ");
 }
 
 inline void ExpectSame(const char* name, Pass pass, std::string_view der) {

@@ -1,7 +1,6 @@
 // Bytes as hexadecimal text, and a record through its control class in both directions.
 #pragma once
 
-#include <cstdio>
 #include <string>
 
 #include "asn1data/Samples.h"
@@ -10,15 +9,9 @@
 using asn1rt::Bytes;
 using asn1rt::FromHex;
 
-// In capitals, without blanks.
+// Without blanks.
 inline std::string ToHex(const std::uint8_t* data, int size) {
-    std::string text;
-    for (int i = 0; i < size; ++i) {
-        char pair[3];
-        std::snprintf(pair, sizeof pair, "%02X", static_cast<unsigned>(data[i]));
-        text += pair;
-    }
-    return text;
+    return support::ToHex(data, static_cast<std::size_t>(size));
 }
 
 // The encoding, or the status in decimal.

@@ -9,33 +9,17 @@
 #include <vector>
 
 #include "asn1/rtbersrc/ber_buffer.h"
+#include "tests/support/hex.h"
 
 namespace asn1rt {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// "30 03 02 01 05", blanks as one likes.
-inline Bytes FromHex(std::string_view hex) {
-    Bytes bytes;
-    std::string digits;
-    for (const char character : hex) {
-        if (character != ' ') digits += character;
-    }
-    for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
-        bytes.push_back(static_cast<std::uint8_t>(std::stoi(digits.substr(i, 2), nullptr, 16)));
-    }
-    return bytes;
-}
+using support::FromHex;
 
+// With blanks between the octets.
 inline std::string ToHex(const std::uint8_t* data, std::size_t size) {
-    constexpr char kDigits[] = "0123456789ABCDEF";
-    std::string text;
-    for (std::size_t i = 0; i < size; ++i) {
-        if (i != 0) text += ' ';
-        text += kDigits[data[i] >> 4];
-        text += kDigits[data[i] & 15];
-    }
-    return text;
+    return support::ToHex(data, size, " ");
 }
 inline std::string ToHex(const Bytes& bytes) { return ToHex(bytes.data(), bytes.size()); }
 

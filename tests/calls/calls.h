@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/support/hex.h"
+
 namespace calls {
 
 constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
@@ -26,7 +28,8 @@ std::span<const Case> RecordCases();
 std::span<const Case> StoreCases();
 std::span<const Case> MessageCases();
 
-Octets FromHex(std::string_view digits);
+using support::FromHex;
+// In small letters.
 std::string Hex(const BYTE* data, std::size_t size);
 // "ok", or the last error as eight digits.
 std::string Told(BOOL result);

@@ -7,21 +7,9 @@
 
 namespace calls {
 
-Octets FromHex(std::string_view digits) {
-    Octets octets;
-    const auto value = [](char c) { return c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10; };
-    for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
-        octets.push_back(static_cast<BYTE>(value(digits[i]) << 4 | value(digits[i + 1])));
-    }
-    return octets;
-}
-
 std::string Hex(const BYTE* data, std::size_t size) {
-    std::string digits;
-    for (std::size_t i = 0; i < size; ++i) {
-        digits += "0123456789abcdef"[data[i] >> 4];
-        digits += "0123456789abcdef"[data[i] & 15];
-    }
+    std::string digits = support::ToHex(data, size);
+    for (char& digit : digits) digit = static_cast<char>(digit | 0x20);
     return digits;
 }
 

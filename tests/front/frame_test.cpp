@@ -76,7 +76,7 @@ TEST_F(FrameTest, ArgumentsAreCopiedAndPasswordsOverwritten) {
                                            "",        "-tpassword", "",     ""};
     EXPECT_EQ(line.Texts(), kept);
     ASSERT_EQ(state.argumentCopies->size(), kept.size());
-    for (size_t i = 0; i < kept.size(); ++i) {
+    for (std::size_t i = 0; i < kept.size(); ++i) {
         EXPECT_EQ((*state.argumentCopies)[i].get(), kept[i]) << i;
     }
     EXPECT_EQ(state.givenKeys, nullptr);

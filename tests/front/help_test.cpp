@@ -146,13 +146,13 @@ const UsageRow kUsages[] = {
 };
 
 // The explanatory lines: what stands between the synopsis and the closing blank line.
-std::string Explanation(const std::string& printed, size_t begin) {
+std::string Explanation(const std::string& printed, std::size_t begin) {
     return printed.substr(begin, printed.find("\n\n", begin) + 1 - begin);
 }
 
 std::string EntryOf(const std::string& word) {
     if (word.empty()) return "";
-    const size_t begin = kList.find("\n -" + word + " ") + 1;
+    const std::size_t begin = kList.find("\n -" + word + " ") + 1;
     return kList.substr(begin, kList.find("\n -", begin) + 1 - begin);
 }
 
@@ -169,7 +169,7 @@ TEST_F(HelpTest, EveryUsageHasItsFrame) {
 
 // Takes what stands before `end` off `text`, and `end` with it.
 std::string Take(std::string& text, char end) {
-    const size_t length = std::min(text.find(end), text.size());
+    const std::size_t length = std::min(text.find(end), text.size());
     std::string taken = text.substr(0, length);
     text.erase(0, length + 1);
     return taken;
@@ -189,7 +189,7 @@ std::vector<std::string> WordsOf(std::string synopsis) {
             std::string choices = Take(synopsis, '}').substr(1);
             while (!choices.empty()) words.push_back("-" + Take(choices, '|'));
         } else {
-            const size_t length = synopsis.find_first_of("[]|> ");
+            const std::size_t length = synopsis.find_first_of("[]|> ");
             words.push_back("-" + synopsis.substr(0, length));
             synopsis.erase(0, length);
         }
@@ -207,12 +207,12 @@ bool Explains(const std::string& lines, const std::string& word) {
 }
 
 TEST_F(HelpTest, EveryWordIsExplained) {
-    size_t words = 0;
+    std::size_t words = 0;
     for (const UsageRow& row : kUsages) {
         for (const bool russian : {false, true}) {
             const std::string printed = Usage(row.number, russian);
-            const size_t synopsis = printed.find("]kestrel ") + 8;
-            const size_t end = printed.find("\n\n", synopsis);
+            const std::size_t synopsis = printed.find("]kestrel ") + 8;
+            const std::size_t end = printed.find("\n\n", synopsis);
             const std::string lines = Explanation(printed, end + 2);
             for (std::string word : WordsOf(printed.substr(synopsis, end - synopsis))) {
                 // The English usage of this command has the Cyrillic word.

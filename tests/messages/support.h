@@ -36,7 +36,7 @@ inline std::string Printed(const std::function<void()>& routine) {
 }
 
 // Bytes that look like nothing in particular, the same in every run.
-inline std::string Noise(size_t size, std::uint32_t seed) {
+inline std::string Noise(std::size_t size, std::uint32_t seed) {
     std::string bytes(size, '\0');
     for (char& byte : bytes) {
         seed = seed * 1664525U + 1013904223U;

@@ -15,18 +15,10 @@ inline constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
 // the first element of its validity.
 Bytes NumberedCertificate(unsigned number, ByteView start = {});
 
-struct CertDeleter {
-    void operator()(PCCERT_CONTEXT c) const { CertFreeCertificateContext(c); }
-};
-using CertHolder = std::unique_ptr<const CERT_CONTEXT, CertDeleter>;
-struct CrlDeleter {
-    void operator()(PCCRL_CONTEXT c) const { CertFreeCRLContext(c); }
-};
-using CrlHolder = std::unique_ptr<const CRL_CONTEXT, CrlDeleter>;
-struct StoreDeleter {
-    void operator()(void* store) const { CertCloseStore(store, 0); }
-};
-using StoreHolder = std::unique_ptr<void, StoreDeleter>;
+using CertHolder = std::unique_ptr<const CERT_CONTEXT, Freer<CertFreeCertificateContext>>;
+using CrlHolder = std::unique_ptr<const CRL_CONTEXT, Freer<CertFreeCRLContext>>;
+inline void CloseStore(HCERTSTORE store) { CertCloseStore(store, 0); }
+using StoreHolder = std::unique_ptr<void, Freer<CloseStore>>;
 
 CertHolder Context(ByteView der);
 CertHolder ContextOf(const std::string& name);

@@ -86,19 +86,6 @@ std::string ReadText(const fs::path& name) {
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-Bytes FromHex(std::string_view digits) {
-    Bytes octets;
-    std::string pair;
-    for (const char c : digits) {
-        if (c == ' ') continue;
-        pair += c;
-        if (pair.size() < 2) continue;
-        octets.push_back(static_cast<std::uint8_t>(std::stoul(pair, nullptr, 16)));
-        pair.clear();
-    }
-    return octets;
-}
-
 Bytes Pattern(std::size_t size) {
     Bytes bytes(size);
     std::uint32_t state = 0x12345678;

@@ -17,6 +17,7 @@
 #include "platform/base/handle.h"
 #include "platform/providers/algorithms.h"
 #include "platform/providers/crypto.h"
+#include "tests/support/hex.h"
 
 namespace platform::testing {
 
@@ -32,8 +33,7 @@ std::filesystem::path WriteFile(const std::filesystem::path& name, ByteView cont
 Bytes ReadFile(const std::filesystem::path& name);
 std::string ReadText(const std::filesystem::path& name);
 
-// Octets of hexadecimal digits; blanks are passed over.
-Bytes FromHex(std::string_view digits);
+using support::FromHex;
 // Octets that do not repeat with any short period.
 Bytes Pattern(std::size_t size);
 

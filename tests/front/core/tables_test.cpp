@@ -61,7 +61,7 @@ Shape ShapeOf(const std::string& text) {
                 text.ends_with(' '),
                 std::count(text.begin(), text.end(), '\n'),
                 {}};
-    for (size_t at = text.find('%'); at != text.npos; at = text.find('%', at + 1)) {
+    for (std::size_t at = text.find('%'); at != text.npos; at = text.find('%', at + 1)) {
         shape.placeholders.push_back(text.substr(at, 2));
     }
     return shape;

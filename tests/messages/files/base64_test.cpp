@@ -20,9 +20,9 @@ using Decoder = bool (*)(const char*, DWORD, BYTE*, DWORD*);
 
 constexpr DWORD kBadEncode = 0x80092002;
 
-std::string Counting(size_t size) {
+std::string Counting(std::size_t size) {
     std::string bytes(size, '\0');
-    for (size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>(i);
+    for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>(i);
     return bytes;
 }
 
@@ -41,7 +41,7 @@ const std::string kLine76 = kLine64 + "MDEyMzQ1Njc4";
 // No tool at hand leaves the rest on the full line.
 TEST(Base64Encoding, KnownTexts76) {
     const struct {
-        size_t size;
+        std::size_t size;
         std::string text;
     } rows[] = {{0, ""},
                 {1, "AA=="},
@@ -58,7 +58,7 @@ TEST(Base64Encoding, KnownTexts76) {
 // The openssl command writes the same lines with bare line feeds.
 TEST(Base64Encoding, EqualsTheOpensslCommand) {
     const std::string path = testing::TempDir() + "base64_input";
-    for (const size_t size : {1UL, 2UL, 3UL, 47UL, 48UL, 49UL, 4096UL, 100003UL}) {
+    for (const std::size_t size : {1UL, 2UL, 3UL, 47UL, 48UL, 49UL, 4096UL, 100003UL}) {
         const std::string bytes = Noise(size, static_cast<std::uint32_t>(size));
         std::ofstream(path, std::ios::binary) << bytes;
         const std::unique_ptr<FILE, int (*)(FILE*)> pipe(
@@ -223,17 +223,17 @@ void ExpectPlainRules(const std::string& text, DWORD capacity) {
 
 TEST(Base64Decoding, FastWayEqualsThePlainRules) {
     std::mt19937 random(20240229);
-    const auto below = [&random](size_t limit) { return random() % limit; };
+    const auto below = [&random](std::size_t limit) { return random() % limit; };
     const std::string mischief = "=-\n\r \t*\xC1\x80\xBDQ"s + '\0';
     for (int round = 0; round < 3000; ++round) {
         std::string text;
-        const size_t width = below(2) != 0 ? 64 : 1 + below(130);
-        for (size_t line = below(6); line > 0; --line) {
-            for (size_t i = 0; i < width; ++i) text += kLine76[below(kLine76.size())];
+        const std::size_t width = below(2) != 0 ? 64 : 1 + below(130);
+        for (std::size_t line = below(6); line > 0; --line) {
+            for (std::size_t i = 0; i < width; ++i) text += kLine76[below(kLine76.size())];
             text += below(4) != 0 ? "\r\n" : "\n";
         }
-        for (size_t changes = below(4); changes > 0 && !text.empty(); --changes) {
-            const size_t at = below(3) != 0 ? below(text.size()) : text.size() - 1;
+        for (std::size_t changes = below(4); changes > 0 && !text.empty(); --changes) {
+            const std::size_t at = below(3) != 0 ? below(text.size()) : text.size() - 1;
             text.replace(at, below(2), 1, mischief[below(mischief.size())]);
         }
         const DWORD full = SizeOf(text) / 4 * 3 + 3;
@@ -246,14 +246,14 @@ TEST(Base64Decoding, FastWayEqualsThePlainRules) {
 // each cut.
 TEST(Base64Decoding, EveryByteAndCutOfPlainLines) {
     const std::string lines = kLine64 + "\r\n" + kLine64 + "\n" + kLine64 + "\r\nQUI=\r\n";
-    for (size_t at = 60; at < 140; ++at) {
+    for (std::size_t at = 60; at < 140; ++at) {
         for (int value = 0; value < 256; ++value) {
             std::string text = lines;
             text[at] = static_cast<char>(value);
             ASSERT_NO_FATAL_FAILURE(ExpectPlainRules(text, SizeOf(text)));
         }
     }
-    for (size_t size = 0; size <= lines.size(); ++size) {
+    for (std::size_t size = 0; size <= lines.size(); ++size) {
         ASSERT_NO_FATAL_FAILURE(ExpectPlainRules(lines.substr(0, size), SizeOf(lines)));
     }
 }

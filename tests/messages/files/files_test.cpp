@@ -136,7 +136,7 @@ TEST_F(WholeFiles, WriteBase64ByLength) {
                 WriteFileBase64(PathOf("text").c_str(), Allocated(std::string(size, '\0')), size);
         });
         EXPECT_EQ(code, good ? 0 : kBadBase64) << size;
-        const size_t groups = (size + 2) / 3;
+        const std::size_t groups = (size + 2) / 3;
         const std::string written = ReadAll(PathOf("text"));
         EXPECT_EQ(written.size(), good ? groups * 4 + 2 : 0) << size;
         EXPECT_EQ(std::filesystem::exists(PathOf("text")), good) << size;
@@ -149,7 +149,7 @@ TEST_F(WholeFiles, WriteBase64ByLength) {
 TEST_F(WholeFiles, WriteFailures) {
     for (const std::string& path : {"/dev/full"s, PathOf("missing/file")}) {
         const std::string line = "Error: Can't open file '" + path + "'. (0x20000065)\n";
-        for (const size_t size : {10UL, 100000UL}) {
+        for (const std::size_t size : {10UL, 100000UL}) {
             const std::string bytes = Noise(size, 2);
             for (const auto write : {WriteFileRaw, WriteFileBase64}) {
                 DWORD code = 0;

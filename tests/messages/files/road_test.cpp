@@ -31,17 +31,17 @@ std::string SignedMessage(const std::string& content) {
 }
 
 // A message of exactly this many bytes.
-std::string MessageOfSize(size_t size) {
-    const size_t frame = SignedMessage(std::string(size - 80, 'x')).size() - (size - 80);
+std::string MessageOfSize(std::size_t size) {
+    const std::size_t frame = SignedMessage(std::string(size - 80, 'x')).size() - (size - 80);
     return SignedMessage(Noise(size - frame, 5));
 }
 
-std::string InLines(const std::string& bytes, size_t width, const std::string& end) {
+std::string InLines(const std::string& bytes, std::size_t width, const std::string& end) {
     std::string line = Lines64(bytes);
     std::erase_if(line, [](char c) { return c == '\r' || c == '\n'; });
     if (width == 0) return line;
     std::string text;
-    for (size_t at = 0; at < line.size(); at += width) text += line.substr(at, width) + end;
+    for (std::size_t at = 0; at < line.size(); at += width) text += line.substr(at, width) + end;
     return text;
 }
 
@@ -78,12 +78,13 @@ class Roads : public FolderTest {
 
 TEST_F(Roads, FormsOfTextAroundTheChunk) {
     const struct {
-        size_t width;  // 0: one line without an end
+        std::size_t width;  // 0: one line without an end
         const char* end;
     } forms[] = {{64, "\r\n"}, {64, "\n"}, {76, "\r\n"}, {60, "\n"},
                  {4, "\r\n"},  {0, ""},    {65540, "\n"}};
     for (const auto& row : forms) {
-        for (const size_t size : {200UL, 47000UL, 49150UL, 49151UL, 49152UL, 49153UL, 150000UL}) {
+        for (const std::size_t size :
+             {200UL, 47000UL, 49150UL, 49151UL, 49152UL, 49153UL, 150000UL}) {
             const std::string message = SignedMessage(Noise(size, 6));
             const Reading reading = Read(InLines(message, row.width, row.end));
             EXPECT_EQ(reading.code, 0U) << row.width << " columns, " << size << reading.output;

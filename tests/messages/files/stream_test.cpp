@@ -16,14 +16,15 @@ class Streams : public FolderTest {
   protected:
     // Hands `bytes` over in blocks of these sizes, over and over, and ends the stream
     // with the last of them or, if `extraEnd`, with an empty block.
-    [[nodiscard]] std::string Streamed(const std::string& bytes, const std::vector<size_t>& cuts,
-                                       bool base64, bool extraEnd) const {
+    [[nodiscard]] std::string Streamed(const std::string& bytes,
+                                       const std::vector<std::size_t>& cuts, bool base64,
+                                       bool extraEnd) const {
         StreamOutput output;
         output.base64 = base64 ? 1 : 0;
         output.file = OpenToWrite(PathOf("out").c_str());
         std::string block;
-        size_t at = 0;
-        for (size_t turn = 0; at < bytes.size(); ++turn) {
+        std::size_t at = 0;
+        for (std::size_t turn = 0; at < bytes.size(); ++turn) {
             block = bytes.substr(at, cuts[turn % cuts.size()]);
             at += block.size();
             const bool last = at == bytes.size() && !extraEnd;
@@ -43,13 +44,13 @@ class Streams : public FolderTest {
 };
 
 TEST_F(Streams, LinesDoNotDependOnTheBlocks) {
-    const std::vector<std::vector<size_t>> allCuts = {
+    const std::vector<std::vector<std::size_t>> allCuts = {
         {1},     {47},    {48},    {49},         {0, 5, 43, 1},  {65536},
         {98303}, {98304}, {98305}, {47, 200000}, {30, 65536, 18}};
-    for (const size_t size : {0UL, 1UL, 47UL, 48UL, 49UL, 96UL, 1000UL, 131072UL, 200001UL}) {
+    for (const std::size_t size : {0UL, 1UL, 47UL, 48UL, 49UL, 96UL, 1000UL, 131072UL, 200001UL}) {
         const std::string bytes = Noise(size, 3);
         const std::string expected = Lines64(bytes);
-        for (const std::vector<size_t>& cuts : allCuts) {
+        for (const std::vector<std::size_t>& cuts : allCuts) {
             if (size > 100000 && cuts[0] < 40) continue;
             for (const bool extraEnd : {false, true}) {
                 EXPECT_EQ(Streamed(bytes, cuts, true, extraEnd), expected)
@@ -64,7 +65,7 @@ struct FullRow {
     const char* name;
     DWORD base64;
     bool last;
-    size_t size;
+    std::size_t size;
 };
 
 // The first two fail when the file is closed, the others when the stream's buffer is.

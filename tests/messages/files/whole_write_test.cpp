@@ -99,14 +99,14 @@ TEST_F(WholeWrite, FolderOfAnother) {
 }
 
 // True when all of the file is one letter and it has its full size.
-bool IsWhole(const std::string& path, size_t size) {
+bool IsWhole(const std::string& path, std::size_t size) {
     const std::string bytes = ReadAll(path);
     return bytes.size() == size && bytes.find_first_not_of(bytes[0]) == std::string::npos;
 }
 
 // A file that has a second name is overwritten; its new content then stands beside it.
 TEST_F(WholeWrite, KilledAtAnyMoment) {
-    constexpr size_t kSize = 8 * 1024 * 1024;
+    constexpr std::size_t kSize = 8 * 1024 * 1024;
     for (const bool linked : {false, true}) {
         Store("big", std::string(kSize, 'o'));
         if (linked) fs::create_hard_link(PathOf("big"), PathOf("second"));

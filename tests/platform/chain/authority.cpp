@@ -70,11 +70,8 @@ void Sign(X509* certificate, EVP_PKEY* key, const Recipe& recipe) {
     Check(X509_sign_ctx(certificate, context.get()) > 0, "signing");
 }
 
-using Certificates = std::unique_ptr<X509, Freer<X509_free>>;
-using Lists = std::unique_ptr<X509_CRL, Freer<X509_CRL_free>>;
-
-Certificates Unsigned(const Recipe& recipe, EVP_PKEY* key, const Identity* issuer) {
-    Certificates made(X509_new());
+NativeCertificate Unsigned(const Recipe& recipe, EVP_PKEY* key, const Identity* issuer) {
+    NativeCertificate made(X509_new());
     X509* certificate = made.get();
     X509_set_version(certificate, recipe.extensions.empty() ? X509_VERSION_1 : X509_VERSION_3);
     ASN1_INTEGER_set(X509_get_serialNumber(certificate), nextSerial++);
@@ -130,7 +127,7 @@ Bytes WithOtherInner(const Bytes& crl, EVP_PKEY* key) {
 }  // namespace
 
 Identity::Identity(const Recipe& recipe, const Identity* issuer) : key_(KeyFor(recipe)) {
-    const Certificates made = Unsigned(recipe, key_.get(), issuer);
+    const NativeCertificate made = Unsigned(recipe, key_.get(), issuer);
     Sign(made.get(), issuer == nullptr ? key_.get() : issuer->Key(), recipe);
     certificate_ = Certificate::Parse(EncodeWhole<X509>(&i2d_X509, made.get()));
 }
@@ -157,8 +154,31 @@ Recipe LeafNamed(const std::string& name) {
              {"authorityKeyIdentifier", "keyid"}}};
 }
 
+void SetExtension(Recipe& recipe, const std::string& name, const std::string& value) {
+    std::erase_if(recipe.extensions, [&](const Extension& e) { return e.name == name; });
+    if (!value.empty()) recipe.extensions.push_back({name, value});
+}
+
+const Identity& Root() {
+    static const Identity root(AuthorityNamed("Root"));
+    return root;
+}
+
+const Identity& Middle() {
+    static const Identity middle(AuthorityNamed("Middle"), &Root());
+    return middle;
+}
+
+Leaf LeafOf(const Identity& issuer, std::vector<Extension> more, long from, long to) {
+    Recipe recipe = LeafNamed("Leaf");
+    recipe.extensions.insert(recipe.extensions.end(), more.begin(), more.end());
+    recipe.from = from;
+    recipe.to = to;
+    return Identity(recipe, &issuer).Cert();
+}
+
 std::shared_ptr<Crl> MakeCrl(const Identity& issuer, const CrlRecipe& recipe) {
-    const Lists made(X509_CRL_new());
+    const NativeCrl made(X509_CRL_new());
     X509_CRL* crl = made.get();
     if (recipe.version >= 0) X509_CRL_set_version(crl, recipe.version);
     X509_CRL_set_issuer_name(crl, X509_get_subject_name(issuer.Cert()->Native()));

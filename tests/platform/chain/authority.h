@@ -14,10 +14,11 @@
 
 namespace platform::testing {
 
-// Flags of a chain whose revocation is asked for.
-inline constexpr DWORD kCheck = CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT;
-
 inline constexpr long kDay = 86400;
+inline constexpr DWORD kCheck = CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT;
+inline constexpr DWORD kNone = 0;
+
+using Leaf = std::shared_ptr<Certificate>;
 
 // An extension in the words of OpenSSL's configuration, or as hexadecimal DER when the
 // name is a dotted identifier ("critical," in front of either).
@@ -56,6 +57,15 @@ const std::vector<Extension>& AuthorityExtensions();
 Recipe AuthorityNamed(const std::string& name);
 Recipe LeafNamed(const std::string& name);
 
+// With an empty value the extension goes.
+void SetExtension(Recipe& recipe, const std::string& name, const std::string& value);
+
+// Authorities with a key each, made once.
+const Identity& Root();
+const Identity& Middle();  // below Root
+Leaf LeafOf(const Identity& issuer, std::vector<Extension> more = {}, long from = -kDay,
+            long to = kDay);
+
 struct RevokedEntry {
     const Identity* identity;
     long when = -3600;
@@ -85,6 +95,41 @@ void Put(const char* store, const std::shared_ptr<Crl>& crl, Side side = Side::U
 
 // What CertGetCertificateChain says with these flags, now or `when` seconds from now.
 DWORD StatusOf(const std::shared_ptr<Certificate>& leaf, DWORD flags, long when = 0);
+
+// A chain with everything that a caller can pass.
+class Call {
+  public:
+    Call(const Leaf& leaf, HCERTCHAINENGINE engine, HCERTSTORE additional,
+         std::vector<std::string> usages, DWORD match, DWORD flags) {
+        context_ = Certificate::Share(leaf);
+        std::vector<LPSTR> texts;
+        for (std::string& usage : usages) texts.push_back(usage.data());
+        CERT_CHAIN_PARA para{};
+        para.cbSize = sizeof para;
+        para.RequestedUsage = {match, {static_cast<DWORD>(texts.size()), texts.data()}};
+        if (!CertGetCertificateChain(engine, context_, nullptr, additional, &para, flags, nullptr,
+                                     &chain_)) {
+            error_ = GetLastError();
+        }
+    }
+    ~Call() {
+        CertFreeCertificateChain(chain_);
+        CertFreeCertificateContext(context_);
+    }
+    Call(const Call&) = delete;
+    Call& operator=(const Call&) = delete;
+
+    [[nodiscard]] PCCERT_CHAIN_CONTEXT Chain() const { return chain_; }
+    [[nodiscard]] PCCERT_CONTEXT Context() const { return context_; }
+    [[nodiscard]] DWORD Status() const {
+        return chain_ == nullptr ? error_ : chain_->TrustStatus.dwErrorStatus;
+    }
+
+  private:
+    PCCERT_CONTEXT context_ = nullptr;
+    PCCERT_CHAIN_CONTEXT chain_ = nullptr;
+    DWORD error_ = 0;
+};
 
 // Whether OpenSSL's own verifier finds a path without fault, with the stores as they are
 // and revocation left out.

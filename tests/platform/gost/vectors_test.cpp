@@ -9,18 +9,12 @@
 #include "platform/gost/cipher89.h"
 #include "platform/gost/curve.h"
 #include "platform/gost/derivation.h"
+#include "tests/support/hex.h"
 
 namespace platform::gost {
 namespace {
 
-Bytes FromHex(std::string_view digits) {
-    Bytes octets;
-    for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
-        octets.push_back(
-            static_cast<std::uint8_t>(std::stoul(std::string(digits.substr(i, 2)), nullptr, 16)));
-    }
-    return octets;
-}
+using support::FromHex;
 
 // Numbers in the standards stand with their highest octet first.
 Bytes Number(std::string_view digits) {

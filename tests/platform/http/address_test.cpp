@@ -130,7 +130,7 @@ TEST_F(AddressTest, ServerNames) {
     for (const auto& row : rows) {
         SetLastError(0);
         const InternetHolder connection(WinHttpConnect(session.get(), row.server, row.port, 0));
-        if (connection != nullptr) {
+        if (connection) {
             const InternetHolder request(
                 WinHttpOpenRequest(connection.get(), nullptr, L"/", nullptr, nullptr, nullptr, 0));
             WinHttpSendRequest(request.get(), nullptr, 0, nullptr, 0, 0, 0);

@@ -31,10 +31,7 @@ struct RealServers {
 };
 const RealServers& Real();
 
-struct InternetCloser {
-    void operator()(void* handle) const { WinHttpCloseHandle(handle); }
-};
-using InternetHolder = std::unique_ptr<void, InternetCloser>;
+using InternetHolder = std::unique_ptr<void, Freer<WinHttpCloseHandle>>;
 
 InternetHolder OpenSession(const std::string& proxy = {}, const std::string& bypass = {});
 

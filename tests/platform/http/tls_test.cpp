@@ -233,7 +233,7 @@ TEST_F(ClientTest, KeysAndPasswords) {
 
 // TLS here has no use for it: nothing goes out, whatever the server asks for.
 TEST_F(ClientTest, GostKeysAreRefused) {
-    const std::unique_ptr<X509, Freer<X509_free>> made(X509_new());
+    const NativeCertificate made(X509_new());
     const AnyKey key = GenerateKey(kTypeGost2012_256);
     ASN1_INTEGER_set(X509_get_serialNumber(made.get()), 1);
     X509_gmtime_adj(X509_getm_notBefore(made.get()), 0);
