@@ -1,11 +1,14 @@
 // Containers and stores together: what binds them, and in which order they change.
 #include "kestrelctl/identities.h"
 
+#include <algorithm>
+#include <cstdio>
 #include <sstream>
 
 #include "kestrelctl/ancestry.h"
 #include "kestrelctl/cli.h"
 #include "platform/base/error.h"
+#include "platform/certs/compare.h"
 
 namespace kestrelctl {
 namespace {
@@ -42,13 +45,19 @@ std::string Cleaned(const std::string& text) {
     return Container::ValidName(name) && Visible(name) == name ? name : "identity";
 }
 
+std::string BaseName(const NewIdentity& identity) {
+    return Cleaned(CommonName(*identity.certificate));
+}
+
 // Other processes wait at the lock, so that a free name stays free.
 Container CreateUnderFreeName(Side side, const std::string& base,
                               const platform::ContainerChange& content) {
     std::string name = base;
     for (int number = 2;; ++number) {
         try {
-            return Container::Create(side, name, content);
+            Container container = Container::Create(side, name, content);
+            if (name != base) Say("Container '" + base + "' is another one and stays as it is.");
+            return container;
         } catch (const platform::Error& error) {
             if (!Is(error, NTE_EXISTS)) throw;
         }
@@ -58,10 +67,7 @@ Container CreateUnderFreeName(Side side, const std::string& base,
 
 Container CreateContainer(const NewIdentity& identity, const platform::ContainerChange& content) {
     const std::string& wanted = identity.container;
-    if (wanted.empty()) {
-        return CreateUnderFreeName(identity.side, Cleaned(CommonName(*identity.certificate)),
-                                   content);
-    }
+    if (wanted.empty()) return CreateUnderFreeName(identity.side, BaseName(identity), content);
     if (!Container::ValidName(wanted)) throw Failure("'" + wanted + "' is no container name");
     return Container::Create(identity.side, wanted, content);
 }
@@ -88,8 +94,14 @@ void AddLeading(Store& store, const Certificate& certificate, const KeyPlace& pl
     store.Add(*leading, CERT_STORE_ADD_REPLACE_EXISTING);
 }
 
+// Writes nothing when there is nothing to remove, so that it works on a full disk.
 void RemoveFrom(Side side, const char* name, const Certificate& certificate) {
-    if (const auto store = OpenIfThere(side, name)) store->Remove(certificate);
+    const auto store = OpenIfThere(side, name);
+    if (!store) return;
+    const auto all = store->Certificates();
+    const bool there = std::ranges::any_of(
+        all, [&](const auto& one) { return platform::Equal(one->Der(), certificate.Der()); });
+    if (there) store->Remove(certificate);
 }
 
 // Best effort: the failure that led here is what the user has to know.
@@ -125,12 +137,77 @@ bool LeadsTo(const Certificate& certificate, const KeyPlace& place) {
            found->spec == place.spec;
 }
 
+// Before the note goes: a run that is killed between has told, or is finished by the next one.
+void SayNow(const std::string& line) {
+    Say(line);
+    std::fflush(stdout);
+}
+
+// The note that a container of a new identity begins with.
+constexpr const char* kNewNote = "My\n";
+
+bool StandsInMy(const Certificate& certificate, const KeyPlace& place) {
+    const auto all = OpenOrMake(place.side, "My")->Certificates();
+    return std::ranges::any_of(all, [&](const auto& one) {
+        return platform::Equal(one->Der(), certificate.Der()) && LeadsTo(*one, place);
+    });
+}
+
+// Writes nothing that is there already, so that it works on a full disk after a deletion failed.
+void PlaceCertificates(const Container& container, const std::string& note) {
+    const Side side = container.GetSide();
+    for (const DWORD spec : kKeySpecs) {
+        const auto der = container.CertificateOf(spec);
+        if (!der) continue;
+        const auto certificate = Certificate::Parse(*der);
+        const KeyPlace place{side, container.Name(), spec};
+        if (!StandsInMy(*certificate, place)) {
+            AddLeading(*OpenOrMake(side, "My"), *certificate, place);
+        }
+        std::istringstream stores(note);
+        for (std::string store; std::getline(stores, store);) {
+            AddToStore(side, store.c_str(), *certificate);
+        }
+    }
+}
+
+bool OpensWith(const Container& container, const platform::Secret& pin) {
+    try {
+        return container.NeedsPassword(AT_KEYEXCHANGE) != pin.Empty() &&
+               container.LoadKey(AT_KEYEXCHANGE, pin);
+    } catch (const platform::Error&) {
+        return false;
+    }
+}
+
+std::uint64_t Ticks(const FILETIME& time) {
+    return std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
+}
+
+// Two certificates that the same command line makes, at different times with different keys.
+bool MadeAlike(const CERT_INFO& one, const CERT_INFO& other) {
+    const auto length = [](const CERT_INFO& info) {
+        return Ticks(info.NotAfter) - Ticks(info.NotBefore);
+    };
+    return platform::Equal(platform::ViewOf(one.Subject), platform::ViewOf(other.Subject)) &&
+           length(one) == length(other) &&
+           platform::PublicKeyFromInfo(one.SubjectPublicKeyInfo).Bits() ==
+               platform::PublicKeyFromInfo(other.SubjectPublicKeyInfo).Bits();
+}
+
+bool IsLike(const Container& container, const NewIdentity& wanted) {
+    const auto der = container.CertificateOf(AT_KEYEXCHANGE);
+    return der && container.Type() == wanted.type &&
+           MadeAlike(Certificate::Parse(*der)->Info(), wanted.certificate->Info()) &&
+           OpensWith(container, wanted.pin);
+}
+
 }  // namespace
 
 IdentityLock::IdentityLock(Side side) : lock_(side) {
     for (const std::string& name : Container::List(side, 0)) {
         try {
-            FinishPending(side, name);
+            if (FinishPending(side, name)) finished_.push_back(name);
         } catch (const platform::Error& error) {
             // One that is damaged, or another user's, is no matter of this command.
             const bool elsewhere =
@@ -140,49 +217,62 @@ IdentityLock::IdentityLock(Side side) : lock_(side) {
     }
 }
 
-// ctl-3: the note of a new identity names the stores besides "My", a line each.
-void FinishPending(Side side, const std::string& name) {
-    const Container container = Container::Open(side, name);
-    const auto note = container.Pending();
-    if (!note) return;
-    for (const DWORD spec : kKeySpecs) {
-        const auto der = container.CertificateOf(spec);
-        if (!der) continue;
-        const auto certificate = Certificate::Parse(*der);
-        AddLeading(*OpenOrMake(side, "My"), *certificate, {side, name, spec});
-        std::istringstream stores(*note);
-        for (std::string store; std::getline(stores, store);) {
-            AddToStore(side, store.c_str(), *certificate);
-        }
+std::optional<std::string> IdentityLock::FinishedLike(const NewIdentity& wanted) const {
+    for (const std::string& name : finished_) {
+        const bool named = wanted.container.empty() ? name.starts_with(BaseName(wanted))
+                                                    : name == wanted.container;
+        if (named && IsLike(Container::Open(wanted.side, name), wanted)) return name;
     }
-    container.ClearPending();
+    return std::nullopt;
 }
 
-std::string SaveIdentity(const NewIdentity& identity) {
+// ctl-3: the note of a new identity names its stores, a line each.
+bool FinishPending(Side side, const std::string& name) {
+    const Container container = Container::Open(side, name);
+    const auto note = container.Pending();
+    if (!note) return false;
+    PlaceCertificates(container, *note);
+    const bool fresh = note->starts_with(kNewNote);
+    if (fresh) {
+        SayNow("Finished container '" + name + "', which a run that was stopped had begun.");
+    }
+    container.ClearPending();
+    return fresh;
+}
+
+void SaveIdentity(const NewIdentity& identity,
+                  const std::function<std::string(const std::string& container)>& report) {
     platform::ContainerChange content(identity.type);
     content.SetKey(AT_KEYEXCHANGE, identity.key, identity.pin);
     content.SetCertificate(AT_KEYEXCHANGE, identity.certificate->Der());
-    content.SetPending(identity.trusted ? "Root\n" : "");
+    const std::string note = std::string(kNewNote) + (identity.trusted ? "Root\n" : "");
+    content.SetPending(note);
     const Container container = CreateContainer(identity, content);
     try {
-        FinishPending(identity.side, container.Name());
+        PlaceCertificates(container, note);
     } catch (const platform::Error&) {
         Undo(identity, container.Name());
         throw;
     }
-    return container.Name();
+    SayNow(report(container.Name()));
+    container.ClearPending();
+}
+
+std::optional<KeyPlace> FindKeyIn(Side side, const std::string& name,
+                                  const platform::AnyKey& publicKey) {
+    try {
+        const auto spec = SpecOfKey(Container::Open(side, name), publicKey);
+        return spec ? std::optional<KeyPlace>({side, name, *spec}) : std::nullopt;
+    } catch (const platform::Error&) {
+        return std::nullopt;
+    }
 }
 
 std::optional<KeyPlace> FindKey(Side side, const platform::AnyKey& publicKey,
                                 const std::string& except) {
     for (const std::string& name : Container::List(side, 0)) {
         if (name == except) continue;
-        try {
-            const auto spec = SpecOfKey(Container::Open(side, name), publicKey);
-            if (spec) return KeyPlace{side, name, *spec};
-        } catch (const platform::Error&) {
-            continue;
-        }
+        if (auto place = FindKeyIn(side, name, publicKey)) return place;
     }
     return std::nullopt;
 }

@@ -2,6 +2,7 @@
 // certificate in a store to the key. Failures are thrown.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -23,19 +24,6 @@ inline constexpr DWORD kKeySpecs[] = {AT_KEYEXCHANGE, AT_SIGNATURE};
 // Certificates that a newer one of the same key took the place of.
 inline constexpr const char* kSuperseded = "Superseded";
 
-// Keeps others from changing the side's identities. Taking it finishes what a killed run
-// began: containers that are noted as pending get their certificate into "My".
-class IdentityLock {
-  public:
-    explicit IdentityLock(platform::Side side);
-
-  private:
-    platform::ContainerLock lock_;
-};
-
-// Puts the certificates of a container that is noted as pending where the note wants them.
-void FinishPending(platform::Side side, const std::string& container);
-
 // One key of a side's containers.
 struct KeyPlace {
     platform::Side side;
@@ -53,12 +41,35 @@ struct NewIdentity {
     bool trusted;  // the certificate goes into "Root" as well
 };
 
-// A new container and the certificate in "My"; answers the container's name. All of it or,
-// when it throws, nothing. Under the lock, as all that changes.
-std::string SaveIdentity(const NewIdentity& identity);
+// Keeps others from changing the side's identities. Taking it finishes what a killed run
+// began: containers that are noted as pending get their certificate into "My". It says so of
+// new ones.
+class IdentityLock {
+  public:
+    explicit IdentityLock(platform::Side side);
+    // The one of those just finished that was begun to be what `wanted` asks for, but for the key.
+    [[nodiscard]] std::optional<std::string> FinishedLike(const NewIdentity& wanted) const;
 
-// The container that holds the key of this public one, other than `except`. Containers
-// that cannot be read, or tell nothing without a password, are passed over.
+  private:
+    platform::ContainerLock lock_;
+    std::vector<std::string> finished_;
+};
+
+// Puts the certificates of a container that is noted as pending where the note wants them, and
+// says so of a new identity. True for such a one.
+bool FinishPending(platform::Side side, const std::string& container);
+
+// A new container and the certificate in "My". All of it or, when it throws, nothing. Under the
+// lock, as all that changes. Tells what `report` answers for the container's name, once all is in
+// its place.
+void SaveIdentity(const NewIdentity& identity,
+                  const std::function<std::string(const std::string& container)>& report);
+
+// Whether and where a container holds the key of this public one. One that cannot be read, or
+// tells nothing without a password, does not.
+std::optional<KeyPlace> FindKeyIn(platform::Side side, const std::string& container,
+                                  const platform::AnyKey& publicKey);
+// The first container that does, other than `except`.
 std::optional<KeyPlace> FindKey(platform::Side side, const platform::AnyKey& publicKey,
                                 const std::string& except = {});
 

@@ -45,6 +45,10 @@ AnyKey LoadKey(const Container& container, DWORD spec, Secret& pin) {
     return container.LoadKey(spec, pin);
 }
 
+CertificatePointer CertificateIn(Side side, const std::string& container) {
+    return Certificate::Parse(*Container::Open(side, container).CertificateOf(AT_KEYEXCHANGE));
+}
+
 // ---- import ------------------------------------------------------------------------
 
 Certificates ParseAll(const std::vector<platform::Bytes>& encodings) {
@@ -67,10 +71,11 @@ void AddOthers(Side side, const Certificates& others, bool trust) {
 }
 
 void TakeNewKey(const NewIdentity& identity) {
-    const std::string name = SaveIdentity(identity);
-    Say("Took the key into container " + Quoted(name) + " and its certificate " +
-        Thumbprint(identity.certificate->Der()) + " into \"My\"" +
-        (identity.trusted ? " and \"Root\"." : "."));
+    SaveIdentity(identity, [&](const std::string& name) {
+        return "Took the key into container " + Quoted(name) + " and its certificate " +
+               Thumbprint(identity.certificate->Der()) + " into \"My\"" +
+               (identity.trusted ? " and \"Root\"." : ".");
+    });
 }
 
 // ctl-1
@@ -204,11 +209,17 @@ void IdentityCreate(const Arguments& arguments) {
         SelfSigned(key, arguments.positionals[0], arguments.Number("days", 365, 1)));
     const bool trust = arguments.Has("trust");
     const IdentityLock lock(arguments.Side());
-    const std::string name = SaveIdentity({arguments.Side(), arguments.Get("container"), type, key,
-                                           certificate, PinOf(arguments), trust});
-    Say("Made container " + Quoted(name) + " with a new key of type " + std::to_string(type) +
-        ", and its certificate " + Thumbprint(certificate->Der()) + " in \"My\"" +
-        (trust ? " and \"Root\"." : "."));
+    const NewIdentity identity{arguments.Side(), arguments.Get("container"), type, key,
+                               certificate,      PinOf(arguments),           trust};
+    if (const auto name = lock.FinishedLike(identity)) {
+        if (trust) AddToStore(identity.side, "Root", *CertificateIn(identity.side, *name));
+        return Say("It is what this command makes; no other was made.");
+    }
+    SaveIdentity(identity, [&](const std::string& name) {
+        return "Made container " + Quoted(name) + " with a new key of type " +
+               std::to_string(type) + ", and its certificate " + Thumbprint(certificate->Der()) +
+               " in \"My\"" + (trust ? " and \"Root\"." : ".");
+    });
 }
 
 void IdentityImport(const Arguments& arguments) {
@@ -228,7 +239,8 @@ void IdentityImport(const Arguments& arguments) {
     const IdentityLock lock(side);
     // The key comes last: whoever was stopped before it does the same again.
     AddOthers(side, others, trust);
-    const auto known = FindKey(side, content.key);
+    auto known = FindKeyIn(side, identity.container, content.key);
+    if (!known) known = FindKey(side, content.key);
     const bool another =
         !identity.container.empty() && known && known->container != identity.container;
     if (another) Say("Container " + Quoted(known->container) + " holds this key, too.");

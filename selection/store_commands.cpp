@@ -61,6 +61,22 @@ Reported WriteTo(const Destination& destination) {
 
 // ---- WriteCertificates -------------------------------------------------------------
 
+// Changes may have waited until here, so that many are one. Stores that keep each at once may
+// say that they know nothing of it.
+Reported KeepChanges(HCERTSTORE store) {
+    if (CertControlStore(store, 0, CERT_STORE_CTRL_COMMIT, nullptr)) return 0;
+    const DWORD code = GetLastError();
+    if (code == ERROR_NOT_SUPPORTED || code == ERROR_CALL_NOT_IMPLEMENTED) return 0;
+    return ReportError(kLastError);
+}
+
+Reported KeepChanges(const StoreVector& stores) {
+    for (const HCERTSTORE store : stores) {
+        if (const Reported failure = KeepChanges(store)) return failure;
+    }
+    return 0;
+}
+
 Reported CopyToStore(HCERTSTORE store) {
     for (const PCCERT_CONTEXT certificate : *state.foundCertificates) {
         if (CertAddCertificateContextToStore(store, certificate, CERT_STORE_ADD_NEW, nullptr)) {
@@ -69,7 +85,7 @@ Reported CopyToStore(HCERTSTORE store) {
         if (GetLastError() != static_cast<DWORD>(CRYPT_E_EXISTS)) return ReportError(kLastError);
         PrintMessage(say::kAlreadyThere, 1);
     }
-    return 0;
+    return KeepChanges(store);
 }
 
 Reported WriteToStore(DWORD toUserStore, const char* name) {
@@ -218,8 +234,9 @@ char AskAboutDeletion(bool& answerAll) {
     return 'D';
 }
 
-// Takes the first found certificate out of the list; deleting consumes its context.
-Reported DeleteFirstFound(bool& answerAll) {
+// Takes the first found certificate out of the list; deleting consumes its context. While
+// there is more to ask, no change waits.
+Reported DeleteFirstFound(const StoreVector& stores, bool& answerAll) {
     const PCCERT_CONTEXT certificate = state.foundCertificates->front();
     if (const Reported failure = ShowForDeletion(certificate)) return failure;
     const char answer = AskAboutDeletion(answerAll);
@@ -232,8 +249,20 @@ Reported DeleteFirstFound(bool& answerAll) {
         return 0;
     }
     if (!CertDeleteCertificateFromStore(certificate)) return ReportError(kLastError);
+    if (!answerAll) {
+        if (const Reported failure = KeepChanges(stores)) return failure;
+    }
     PrintMessage(say::kDeleted, 1);
     return 0;
+}
+
+// No undo: what was deleted before a cancel stays deleted. What no question comes between is
+// deleted at the end, as one change (select-3).
+Reported DeleteFound(const StoreVector& stores, bool answerAll) {
+    while (!state.foundCertificates->empty()) {
+        if (const Reported failure = DeleteFirstFound(stores, answerAll)) return failure;
+    }
+    return KeepChanges(stores);
 }
 
 }  // namespace
@@ -273,16 +302,12 @@ DWORD RunCspCert() {
 }
 
 DWORD RunDelCert() {
-    bool answerAll = TakeKey("yes");
+    const bool answerAll = TakeKey("yes");
     if (const Reported failure = ParseSearchCriterion(true)) return failure;
     if (const Reported failure = RejectLeftoverKeys()) return failure;
     SearchStores stores;
     if (const Reported failure = SelectCertificates(stores.open, false)) return failure;
-    // No undo: what was deleted before a failure or a cancel stays deleted.
-    while (!state.foundCertificates->empty()) {
-        if (const Reported failure = DeleteFirstFound(answerAll)) return failure;
-    }
-    return 0;
+    return DeleteFound(stores.open, answerAll);
 }
 
 }  // namespace kestrel

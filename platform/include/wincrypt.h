@@ -395,6 +395,8 @@ typedef const CRL_CONTEXT* PCCRL_CONTEXT;
 #define CERT_CLOSE_STORE_FORCE_FLAG 1
 #define CERT_CLOSE_STORE_CHECK_FLAG 2
 
+#define CERT_STORE_CTRL_COMMIT 3
+
 #define CERT_STORE_ADD_NEW 1
 #define CERT_STORE_ADD_USE_EXISTING 2
 #define CERT_STORE_ADD_REPLACE_EXISTING 3
@@ -833,7 +835,10 @@ HCERTSTORE WINAPI CertOpenStore(LPCSTR provider, DWORD encoding, HCRYPTPROV_LEGA
                                 DWORD flags, const void* parameter);
 HCERTSTORE WINAPI CertOpenSystemStoreA(HCRYPTPROV_LEGACY legacy, LPCSTR name);
 HCERTSTORE WINAPI CertDuplicateStore(HCERTSTORE store);
+// Changes of a system store may wait until it is closed, which tells when they could not be kept.
 BOOL WINAPI CertCloseStore(HCERTSTORE store, DWORD flags);
+// CERT_STORE_CTRL_COMMIT alone: keeps the changes that wait.
+BOOL WINAPI CertControlStore(HCERTSTORE store, DWORD flags, DWORD type, const void* parameter);
 BOOL WINAPI CertAddStoreToCollection(HCERTSTORE collection, HCERTSTORE sibling, DWORD flags,
                                      DWORD priority);
 

@@ -55,6 +55,8 @@ constexpr AlgorithmRow kAlgorithms[] = {
      "RSA key exchange", 2048, 1024, 16384},
     {CALG_RSA_SIGN, kPublicKey, oid::kRsa, "RSA_SIGN",
      "RSA signature", 2048, 1024, 16384},
+    {kRsaPssSign, kPublicKey, oid::kRsaPss, "RSA_PSS",
+     "RSA signature, PSS", 2048, 1024, 16384},
     {CALG_ECDSA, kPublicKey, oid::kEc, "ECDSA",
      "ECDSA signature", 256, 256, 521},
     {kGostR3410_2001Exchange, kPublicKey, oid::kGostR3410_2001, "GOST 34.10-2001 DH",
@@ -74,7 +76,7 @@ constexpr AlgorithmRow kAlgorithms[] = {
 
 constexpr ALG_ID kRsaList[] = {CALG_SHA_256, CALG_AES_256, CALG_RSA_KEYX, CALG_RSA_SIGN, CALG_SHA1,
                                CALG_SHA_384, CALG_SHA_512, CALG_AES_128,  CALG_AES_192,  CALG_3DES,
-                               kSha224,      kRipemd160,   CALG_MD5};
+                               kSha224,      kRipemd160,   CALG_MD5,      kRsaPssSign};
 constexpr ALG_ID kEcdsaList[] = {CALG_SHA_256, CALG_ECDSA, CALG_SHA1, CALG_SHA_384, CALG_SHA_512};
 constexpr ALG_ID kGost2001List[] = {kGostR3411_94, kGost28147_89, kGostR3410_2001Exchange,
                                     kGostR3410_2001Sign};
@@ -149,6 +151,10 @@ std::span<const ProviderRow> ProviderTable() { return kProviders; }
 
 const ProviderRow* FindProvider(DWORD type) {
     return FindRow(kProviders, [&](const auto& row) { return row.type == type; });
+}
+
+bool Serves(const ProviderRow& provider, std::string_view keyOid) {
+    return provider.keyOid == (keyOid == oid::kRsaPss ? oid::kRsa : keyOid);
 }
 
 bool SameFamily(DWORD first, DWORD second) {

@@ -20,6 +20,7 @@ inline constexpr ALG_ID kSha224 = ALG_CLASS_HASH | 0x43;
 inline constexpr ALG_ID kGost28147_89 = ALG_CLASS_DATA_ENCRYPT | 0x641;
 inline constexpr ALG_ID kMagmaCtrAcpkm = ALG_CLASS_DATA_ENCRYPT | 0x642;
 inline constexpr ALG_ID kKuznyechikCtrAcpkm = ALG_CLASS_DATA_ENCRYPT | 0x643;
+inline constexpr ALG_ID kRsaPssSign = ALG_CLASS_SIGNATURE | 0x44;
 inline constexpr ALG_ID kGostR3410_2001Sign = ALG_CLASS_SIGNATURE | 0x41;
 inline constexpr ALG_ID kGostR3410_2012_256Sign = ALG_CLASS_SIGNATURE | 0x42;
 inline constexpr ALG_ID kGostR3410_2012_512Sign = ALG_CLASS_SIGNATURE | 0x43;
@@ -75,6 +76,9 @@ struct ProviderRow {
 };
 std::span<const ProviderRow> ProviderTable();
 const ProviderRow* FindProvider(DWORD type);  // null when unknown
+// Whether its containers take keys of this algorithm. Those that may sign by RSASSA-PSS alone
+// (RFC 4055, 1.2) are RSA keys, too.
+bool Serves(const ProviderRow& provider, std::string_view keyOid);
 // Types whose providers read one another's containers.
 bool SameFamily(DWORD first, DWORD second);
 

@@ -105,7 +105,7 @@ ContainerChange::ContainerChange(DWORD type) : type_(type) {
 }
 
 void ContainerChange::SetKey(DWORD keySpec, const AnyKey& key, const Secret& password) {
-    if (key.Oid() != FindProvider(type_)->keyOid) throw Error(NTE_BAD_KEY);
+    if (!Serves(*FindProvider(type_), key.Oid())) throw Error(NTE_BAD_KEY);
     files_[FileName(keySpec, kKey)] = EncodeKeyFile(key, password);
 }
 
@@ -196,9 +196,8 @@ bool Container::NeedsPassword(DWORD keySpec) const {
 AnyKey Container::LoadKey(DWORD keySpec, const Secret& password) const {
     const fs::path file = FileOf(FileName(keySpec, kKey));
     const KeyFile content = ReadKeyFile(file);
-    const char* algorithm = FindProvider(type_)->keyOid;
     AnyKey key = OpenKeyFile(content, password);
-    if (!key || key.Oid() != algorithm) ThrowDamaged(file);
+    if (!key || !Serves(*FindProvider(type_), key.Oid())) ThrowDamaged(file);
     return key;
 }
 

@@ -111,7 +111,8 @@ Bytes PublicKeyToDer(const AnyKey& key);
 AnyKey PrivateKeyOf(HCRYPTPROV provider, DWORD keySpec);
 
 // signatureAlgorithm that SignDigest's value goes with in a SignerInfo: rsaEncryption
-// with NULL, ecdsa-with-SHAn without parameters, the GOST key algorithm.
+// with NULL, RSASSA-PSS for keys of that alone, ecdsa-with-SHAn without parameters, the GOST key
+// algorithm.
 Algorithm SignatureAlgorithmFor(const AnyKey& key, std::string_view digestOid);
 // Signs a digest value. Throws NTE_FAIL.
 Bytes SignDigest(const AnyKey& key, std::string_view digestOid, ByteView digest);

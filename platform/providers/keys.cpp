@@ -16,7 +16,7 @@ std::string AlgorithmOf(const X509_PUBKEY& info) {
 }
 
 bool KnownKey(std::string_view oid) {
-    return oid == oid::kRsaPss || FindAlgorithm(oid, CRYPT_PUBKEY_ALG_OID_GROUP_ID) != nullptr;
+    return FindAlgorithm(oid, CRYPT_PUBKEY_ALG_OID_GROUP_ID) != nullptr;
 }
 
 // An AlgorithmIdentifier's parameters as OpenSSL's pair of type and value.
@@ -155,7 +155,7 @@ AnyKey GenerateKey(DWORD type, DWORD bits) {
 DWORD TypeForKey(const AnyKey& key) {
     const std::string algorithm = key.Oid();
     // Both RSA types serve the key; the one whose name promises the ciphers in use is told.
-    if (algorithm == oid::kRsa) return kTypeRsaAes;
+    if (algorithm == oid::kRsa || algorithm == oid::kRsaPss) return kTypeRsaAes;
     for (const ProviderRow& row : ProviderTable()) {
         if (row.keyOid == algorithm) return row.type;
     }

@@ -11,6 +11,29 @@ std::string DigestOf(const X509_ALGOR* algorithm) {
     return algorithm == nullptr ? oid::kSha1 : DottedOf(algorithm->algorithm);
 }
 
+using AlgorithmHolder = std::unique_ptr<X509_ALGOR, Freer<X509_ALGOR_free>>;
+
+AlgorithmHolder NewAlgorithm() {
+    AlgorithmHolder algorithm(X509_ALGOR_new());
+    if (!algorithm) ThrowCrypto(NTE_NO_MEMORY);
+    return algorithm;
+}
+
+AlgorithmHolder AlgorithmOf(const EVP_MD* digest) {
+    AlgorithmHolder algorithm = NewAlgorithm();
+    X509_ALGOR_set_md(algorithm.get(), digest);
+    return algorithm;
+}
+
+AlgorithmHolder MaskOf(const EVP_MD* digest) {
+    AlgorithmHolder mask = NewAlgorithm();
+    const AlgorithmHolder inner = AlgorithmOf(digest);
+    ASN1_STRING* packed = ASN1_item_pack(inner.get(), ASN1_ITEM_rptr(X509_ALGOR), nullptr);
+    if (packed == nullptr) ThrowCrypto(NTE_NO_MEMORY);
+    X509_ALGOR_set0(mask.get(), OBJ_nid2obj(NID_mgf1), V_ASN1_SEQUENCE, packed);
+    return mask;
+}
+
 std::string MaskDigestOf(const X509_ALGOR* mask) {
     if (mask == nullptr) return oid::kSha1;
     if (OBJ_obj2nid(mask->algorithm) != NID_mgf1 || mask->parameter == nullptr ||
@@ -18,7 +41,6 @@ std::string MaskDigestOf(const X509_ALGOR* mask) {
         ThrowCrypto(NTE_BAD_ALGID);
     }
     const ASN1_STRING* der = mask->parameter->value.sequence;
-    using AlgorithmHolder = std::unique_ptr<X509_ALGOR, Freer<X509_ALGOR_free>>;
     const auto digest = DecodeWhole<AlgorithmHolder>(
         &d2i_X509_ALGOR,
         ViewOf(ASN1_STRING_get0_data(der), static_cast<std::size_t>(ASN1_STRING_length(der))));
@@ -60,6 +82,31 @@ void ApplyPss(EVP_PKEY_CTX* context, ByteView der, std::string_view digestOid) {
         EVP_PKEY_CTX_set_rsa_pss_saltlen(context, static_cast<int>(salt)) <= 0 ||
         EVP_PKEY_CTX_set_rsa_mgf1_md(context, mask) <= 0) {
         ThrowCrypto(NTE_BAD_SIGNATURE);
+    }
+}
+
+Bytes PssParametersFor(std::string_view digestOid) {
+    // SHA-1 is the default of all three, which DER leaves out.
+    if (digestOid == oid::kSha1) return {0x30, 0x00};
+    const EVP_MD* digest = NativeDigest(digestOid);
+    const PssParameters parameters(RSA_PSS_PARAMS_new());
+    if (!parameters) ThrowCrypto(NTE_NO_MEMORY);
+    parameters->hashAlgorithm = AlgorithmOf(digest).release();
+    parameters->maskGenAlgorithm = MaskOf(digest).release();
+    parameters->saltLength = ASN1_INTEGER_new();
+    if (ASN1_INTEGER_set(parameters->saltLength, EVP_MD_get_size(digest)) != 1) {
+        ThrowCrypto(NTE_NO_MEMORY);
+    }
+    return EncodeWhole(&i2d_RSA_PSS_PARAMS, parameters.get());
+}
+
+void UsePss(EVP_PKEY_CTX* sign, std::string_view digestOid) {
+    const EVP_MD* digest = NativeDigest(digestOid);
+    if (EVP_PKEY_CTX_set_rsa_padding(sign, RSA_PKCS1_PSS_PADDING) <= 0 ||
+        EVP_PKEY_CTX_set_signature_md(sign, digest) <= 0 ||
+        EVP_PKEY_CTX_set_rsa_mgf1_md(sign, digest) <= 0 ||
+        EVP_PKEY_CTX_set_rsa_pss_saltlen(sign, EVP_MD_get_size(digest)) <= 0) {
+        ThrowCrypto(NTE_BAD_ALGID);
     }
 }
 

@@ -34,8 +34,10 @@ EvpKeyContext VerifyContext(EVP_PKEY* key, Scheme scheme, std::string_view diges
 
 EvpKeyContext SignContext(EVP_PKEY* key, std::string_view digestOid) {
     EvpKeyContext context(EVP_PKEY_CTX_new(key, nullptr));
-    if (!context || EVP_PKEY_sign_init(context.get()) <= 0 ||
-        EVP_PKEY_CTX_set_signature_md(context.get(), NativeDigest(digestOid)) <= 0) {
+    if (!context || EVP_PKEY_sign_init(context.get()) <= 0) ThrowCrypto(NTE_FAIL);
+    if (EVP_PKEY_is_a(key, "RSA-PSS") == 1) {
+        UsePss(context.get(), digestOid);
+    } else if (EVP_PKEY_CTX_set_signature_md(context.get(), NativeDigest(digestOid)) <= 0) {
         ThrowCrypto(NTE_FAIL);
     }
     return context;
@@ -72,6 +74,7 @@ void VerifyNatively(EVP_PKEY* key, Scheme scheme, ByteView parameters, std::stri
 Algorithm SignatureAlgorithmFor(const AnyKey& key, std::string_view digestOid) {
     const std::string keyOid = key.Oid();
     if (keyOid == oid::kRsa) return {keyOid, {0x05, 0x00}};
+    if (keyOid == oid::kRsaPss) return {keyOid, PssParametersFor(digestOid)};
     if (IsGost(keyOid)) return {keyOid, {}};
     for (const SignatureRow& row : SignatureTable()) {
         if (row.keyOid == keyOid && row.digestOid != nullptr && row.digestOid == digestOid) {

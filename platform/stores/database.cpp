@@ -13,6 +13,12 @@ namespace {
 
 constexpr int kBusyTimeoutMs = 10'000;
 
+// The journal's end reaches the disk, too, so that what was kept outlives a loss of power. A
+// change that does not fit into the cache stays in memory, so that readers wait for its end
+// alone.
+constexpr const char* kSettings =
+    "PRAGMA foreign_keys = ON; PRAGMA synchronous = EXTRA; PRAGMA cache_spill = OFF";
+
 // A writer died within a change; whoever may not write cannot take back what it began
 // (store-1).
 constexpr const char* kUnfinishedEnglish =
@@ -51,7 +57,7 @@ Database::Database(const std::filesystem::path& file) : path_(file.string()) {
     try {
         Check(code);
         Check(sqlite3_busy_timeout(handle_, kBusyTimeoutMs));
-        Run("PRAGMA foreign_keys = ON");
+        Run(kSettings);
     } catch (...) {
         sqlite3_close(handle_);
         throw;
@@ -81,21 +87,77 @@ void Database::Run(const char* sql) {
 }
 
 void Database::InTransaction(const std::function<void()>& body) {
+    Keep();
     Enclose("BEGIN IMMEDIATE", body);
 }
 
-void Database::InSnapshot(const std::function<void()>& body) { Enclose("BEGIN", body); }
+void Database::InSnapshot(const std::function<void()>& body) {
+    gathering_ ? body() : Enclose("BEGIN", body);
+}
 
 void Database::Enclose(const char* begin, const std::function<void()>& body) {
     Run(begin);
+    const std::int64_t before = Changes();
     try {
         body();
         Run("COMMIT");
     } catch (...) {
-        // Some failures have rolled back already, and then there is nothing to do.
-        sqlite3_exec(handle_, "ROLLBACK", nullptr, nullptr, nullptr);
+        TakeBack(before);
         throw;
     }
+}
+
+void Database::TakeBack(std::int64_t changesBefore) {
+    // Some failures have rolled back already, and then there is nothing to do.
+    sqlite3_exec(handle_, "ROLLBACK", nullptr, nullptr, nullptr);
+    gathering_ = false;
+    if (Changes() != changesBefore) ++takenBack_;
+}
+
+void Database::Gather(const std::function<void()>& body) {
+    if (lost_) std::rethrow_exception(lost_);
+    if (!gathering_) {
+        Run("BEGIN IMMEDIATE");
+        gathering_ = true;
+        gatheredFrom_ = Changes();
+    }
+    const std::int64_t before = Changes();
+    try {
+        body();
+    } catch (...) {
+        const bool whole = Changes() == before && sqlite3_get_autocommit(handle_) == 0;
+        if (whole && before != gatheredFrom_) throw;
+        if (before != gatheredFrom_) lost_ = std::current_exception();
+        TakeBack(gatheredFrom_);
+        throw;
+    }
+}
+
+void Database::Keep() {
+    if (lost_) std::rethrow_exception(std::exchange(lost_, nullptr));
+    if (!gathering_) return;
+    try {
+        Run("COMMIT");
+        gathering_ = false;
+    } catch (...) {
+        TakeBack(gatheredFrom_);
+        throw;
+    }
+}
+
+void Database::KeepForOthers() {
+    try {
+        Keep();
+    } catch (...) {
+        lost_ = std::current_exception();
+        throw;
+    }
+}
+
+std::int64_t Database::Changes() const { return sqlite3_total_changes64(handle_); }
+
+std::pair<std::int64_t, std::int64_t> Database::Version() {
+    return {Number("PRAGMA data_version"), takenBack_};
 }
 
 std::int64_t Database::Number(const char* sql) {

@@ -5,9 +5,11 @@
 #include "platform/base/ground.h"
 
 #include <cstdint>
+#include <exception>
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <utility>
 
 #include "platform/base/bytes.h"
 
@@ -31,6 +33,16 @@ class Database {
     // other writers from its start.
     void InTransaction(const std::function<void()>& body);
     void InSnapshot(const std::function<void()>& body);
+    // Runs `body` and leaves what it changed open, barring other writers, for further ones to
+    // join; Keep ends that, as every other change does. When `body` throws having changed
+    // something, all that was gathered is lost: later ones and the next Keep fail alike.
+    void Gather(const std::function<void()>& body);
+    void Keep();
+    // The same for who did not gather: what was lost is told to the one who did as well.
+    void KeepForOthers();
+    [[nodiscard]] bool Gathering() const { return gathering_; }
+    // Another one when somebody else has kept a change, or one was taken back here.
+    std::pair<std::int64_t, std::int64_t> Version();
     // The one number that a query yields; 0 when it yields none.
     std::int64_t Number(const char* sql);
     [[nodiscard]] std::int64_t LastRow() const;
@@ -39,11 +51,17 @@ class Database {
   private:
     friend class Statement;
     void Enclose(const char* begin, const std::function<void()>& body);
+    void TakeBack(std::int64_t changesBefore);
+    [[nodiscard]] std::int64_t Changes() const;
     [[noreturn]] void Fail(int code) const;
     void Check(int code) const;
 
     sqlite3* handle_ = nullptr;
     std::string path_;
+    bool gathering_ = false;
+    std::int64_t gatheredFrom_ = 0;  // Changes at its start
+    std::exception_ptr lost_;
+    std::int64_t takenBack_ = 0;
 };
 
 // One statement, bound and stepped through. Blobs and texts that are bound must live

@@ -226,6 +226,7 @@ void ListStore::SaveProperties(const Certificate& certificate) {
         if (!own) throw Error(CRYPT_E_NOT_FOUND);
         SetProperties(*own, wanted);
     });
+    Keep();
 }
 
 void ListStore::SaveProperty(const Certificate& certificate, DWORD property) {
@@ -242,6 +243,7 @@ void ListStore::SaveProperty(const Certificate& certificate, DWORD property) {
         }
         SetProperties(*own, std::move(wanted));
     });
+    Keep();
 }
 
 }  // namespace platform

@@ -46,8 +46,14 @@ class Store : public CertificateOwner, public std::enable_shared_from_this<Store
     [[nodiscard]] virtual bool IsCollection() const { return false; }
     // Side and folded name of a store in a side's database; empty for the others.
     [[nodiscard]] virtual std::string SystemName() const { return {}; }
+    // Keeps the changes that wait; throws what they were lost by, since they began to wait.
+    virtual void Keep() {}
     // Changes of a read-only store throw ERROR_ACCESS_DENIED.
     bool readOnly = false;
+    // Items added to and removed from a system store that gathers wait, seen by itself, until Keep
+    // or until anything else of its side is looked at or changed in this process: many are one
+    // change of the database then. What waits when the store goes is lost.
+    bool gathers = false;
 };
 
 // The store that an item stands in, null for none.

@@ -1,4 +1,6 @@
 // The exported calls on stores, and those that make contexts which stand in none.
+#include <utility>
+
 #include "platform/base/error.h"
 #include "platform/certs/share.h"
 #include "platform/stores/store.h"
@@ -30,16 +32,23 @@ std::shared_ptr<Store> CollectionOrNull(const std::shared_ptr<Store>& store) {
 }
 
 HCERTSTORE Open(LPCSTR provider, DWORD flags, const void* parameter) {
-    if ((flags & CERT_STORE_DELETE_FLAG) == 0)
-        return Publish(OpenStore(provider, flags, parameter));
+    if ((flags & CERT_STORE_DELETE_FLAG) == 0) {
+        auto store = OpenStore(provider, flags, parameter);
+        store->gathers = true;
+        return Publish(std::move(store));
+    }
     DeleteStore(provider, flags, parameter);
     PutLastError(0);  // tells that nothing went wrong, since null is the answer in any case
     return nullptr;
 }
 
 void Close(HCERTSTORE handle, DWORD flags) {
-    const std::weak_ptr<Store> store = StoreOf(handle);
+    std::shared_ptr<Store> closed = StoreOf(handle);
     ReleaseHandle(handle, Kind::Store, ERROR_INVALID_HANDLE);
+    // Nobody may come back to keep what is changed through duplicates and contexts.
+    closed->gathers = false;
+    closed->Keep();
+    const std::weak_ptr<Store> store = std::exchange(closed, nullptr);
     // Contexts and duplicates that are still out keep the store alive, whatever is asked.
     const bool check = (flags & CERT_CLOSE_STORE_CHECK_FLAG) != 0;
     if (check && !store.expired()) throw Error(CRYPT_E_PENDING_CLOSE);
@@ -108,6 +117,14 @@ HCERTSTORE WINAPI CertDuplicateStore(HCERTSTORE store) {
 BOOL WINAPI CertCloseStore(HCERTSTORE store, DWORD flags) {
     if (store == nullptr) return TRUE;
     return GuardedBool([&] { Close(store, flags); });
+}
+
+BOOL WINAPI CertControlStore(HCERTSTORE store, DWORD, DWORD type, const void*) {
+    return GuardedBool([&] {
+        const auto controlled = StoreOf(store);
+        if (type != CERT_STORE_CTRL_COMMIT) throw Error(ERROR_NOT_SUPPORTED);
+        controlled->Keep();
+    });
 }
 
 BOOL WINAPI CertAddStoreToCollection(HCERTSTORE collection, HCERTSTORE sibling, DWORD flags,

@@ -49,6 +49,9 @@ class CollectionStore : public Store {
     }
     // Each store's changes are its own.
     void Together(const std::function<void()>& body) override { body(); }
+    void Keep() override {
+        for (Store* source : Sources()) source->Keep();
+    }
     [[nodiscard]] bool IsCollection() const override { return true; }
     void Remove(const Certificate& certificate) override { Home(certificate).Remove(certificate); }
     void Remove(const Crl& crl) override { Home(crl).Remove(crl); }

@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "platform/base/descriptor.h"
 #include "platform/base/error.h"
@@ -125,12 +126,29 @@ std::unique_ptr<Database> OpenForWriting(Side side) {
     return database;
 }
 
+// ---- changes that wait -------------------------------------------------------------
+
+// The database of a side in which changes wait, if any: a second one could not write beside it.
+Database*& Waiting(Side side) {
+    static Database* waiting[2] = {};
+    return waiting[side == Side::User ? 0 : 1];
+}
+
+void KeepWaiting(Side side, const Database* own) {
+    Database*& waiting = Waiting(side);
+    if (waiting == nullptr || waiting == own) return;
+    std::exchange(waiting, nullptr)->KeepForOthers();
+}
+
 // ---- one store -------------------------------------------------------------------
 
 class SystemStore : public ListStore {
   public:
     SystemStore(Side side, std::string name)
         : side_(side), name_(std::move(name)), folded_(Folded(name_)) {}
+    ~SystemStore() override { StopWaiting(); }
+    SystemStore(const SystemStore&) = delete;
+    SystemStore& operator=(const SystemStore&) = delete;
 
     // Reads the store. False when it does not exist.
     bool Load() {
@@ -150,6 +168,10 @@ class SystemStore : public ListStore {
         });
         readVersion_.reset();
     }
+    void Keep() override {
+        StopWaiting();
+        if (database_) database_->Keep();
+    }
     [[nodiscard]] std::string SystemName() const override {
         return (side_ == Side::User ? "user/" : "machine/") + folded_;
     }
@@ -166,6 +188,7 @@ class SystemStore : public ListStore {
 
   private:
     void ChangeKnown(const std::function<void(bool present)>& body);
+    void StopWaiting();
     void ReadIfChanged();
     void FindStoreRow();
     void InsertStoreRow();
@@ -179,21 +202,23 @@ class SystemStore : public ListStore {
     std::string folded_;
     std::unique_ptr<Database> database_;
     std::int64_t storeRow_ = 0;
-    std::optional<std::int64_t> readVersion_;  // none: the lists must be read
+    // That of the database when the lists were read; none: they must be.
+    std::optional<std::pair<std::int64_t, std::int64_t>> readVersion_;
 };
 
 void SystemStore::Refresh() {
+    KeepWaiting(side_, database_.get());
     if (!database_) database_ = OpenPresent(side_);
     if (!database_) return;
     // Unchanged is the common case, and then no transaction is worth its while.
-    if (readVersion_ && database_->Number("PRAGMA data_version") == *readVersion_) return;
+    if (readVersion_ && database_->Version() == *readVersion_) return;
     database_->InSnapshot([&] { ReadIfChanged(); });
 }
 
 void SystemStore::ReadIfChanged() {
     // A lock on the snapshot first: the version belongs to what is read after it.
     FindStoreRow();
-    const std::int64_t version = database_->Number("PRAGMA data_version");
+    const auto version = database_->Version();
     if (readVersion_ == version) return;
     readVersion_.reset();
     ReadItems("SELECT id, der FROM certificates WHERE store = ? ORDER BY id", certificates_);
@@ -249,19 +274,22 @@ void SystemStore::Change(const std::function<void()>& body) {
 
 // Tells the body whether the store was there before.
 void SystemStore::ChangeKnown(const std::function<void(bool present)>& body) {
+    KeepWaiting(side_, database_.get());
     if (!database_) database_ = OpenForWriting(side_);
-    try {
-        database_->InTransaction([&] {
-            ReadIfChanged();
-            const bool present = storeRow_ != 0 || PredefinedName(name_) != nullptr;
-            if (storeRow_ == 0) InsertStoreRow();
-            body(present);
-        });
-    } catch (...) {
-        // The lists may be ahead of what was kept.
-        readVersion_.reset();
-        throw;
-    }
+    const auto change = [&] {
+        ReadIfChanged();
+        const bool present = storeRow_ != 0 || PredefinedName(name_) != nullptr;
+        if (storeRow_ == 0) InsertStoreRow();
+        body(present);
+    };
+    if (!gathers) return database_->InTransaction(change);
+    database_->Gather(change);
+    Waiting(side_) = database_.get();
+}
+
+void SystemStore::StopWaiting() {
+    Database*& waiting = Waiting(side_);
+    if (waiting != nullptr && waiting == database_.get()) waiting = nullptr;
 }
 
 void SystemStore::InsertStoreRow() {
@@ -335,6 +363,7 @@ void DeleteSystemStore(Side side, std::string_view name) {
 
 std::vector<std::string> SystemStoreNames(Side side) {
     std::vector<std::string> names(kPredefined.begin(), kPredefined.end());
+    KeepWaiting(side, nullptr);
     const std::unique_ptr<Database> database = OpenPresent(side);
     if (!database) return names;
     Statement query(*database, "SELECT name FROM stores ORDER BY id");

@@ -83,6 +83,15 @@ std::string CreatedAndDeleted() {
     return told + " " + Told(FALSE);
 }
 
+std::string Committed(HCERTSTORE store, HCERTSTORE (*again)()) {
+    const std::string added = Add(store);
+    const std::string told = Told(CertControlStore(store, 0, CERT_STORE_CTRL_COMMIT, nullptr));
+    const HCERTSTORE other = again();
+    const std::string count = Count(other);
+    for (const HCERTSTORE one : {store, other}) CertCloseStore(one, 0);
+    return Joined({added, told, count});
+}
+
 std::string FoundThroughACollection() {
     const HCERTSTORE collection = Collection();
     const HCERTSTORE store = Memory();
@@ -173,6 +182,15 @@ const Case kStoreCases[] = {
      "80092004"},
     {"store: delete null", [] { return Told(CertDeleteCertificateFromStore(nullptr)); },
      "00000057"},
+    {"store: changes committed", [] { return Committed(Memory(), Memory); }, "ok ok 0 80092004"},
+    {"store: changes of a system store committed",
+     [] {
+         const auto existing = [] { return System(CERT_STORE_OPEN_EXISTING_FLAG); };
+         const std::string told = Committed(System(0), existing);
+         System(CERT_STORE_DELETE_FLAG);
+         return told;
+     },
+     "ok ok 1 80092004"},
     {"collection: what is found stands in it", FoundThroughACollection, "collection"},
     {"collection: nobody may add",
      [] { return AddedThroughACollection(0, false, CERT_STORE_ADD_NEW); }, "80070005 0 80092004"},

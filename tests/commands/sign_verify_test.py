@@ -20,7 +20,7 @@ def verified(name):
 class SignVerify(KestrelCase):
     def test_every_key_and_form_round_trips_and_openssl_agrees(self):
         self.write("in", bytes(range(256)) * 300)
-        for kind in ALL_KEYS:
+        for kind in (*ALL_KEYS, "pss"):
             self.make_identity(kind, kind)
             for form in ("-der", None):
                 with self.subTest(f"{kind} {form}"):

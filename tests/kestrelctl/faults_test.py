@@ -1,16 +1,18 @@
-"""Identities stay whole when a run is killed, or fails, at any call that changes files."""
+"""Identities and stores stay whole when a run is killed, or fails, at any call that changes files."""
 
 import contextlib
+import functools
 import json
 import os
 import re
+import resource
 import shutil
 import sqlite3
 import subprocess
 import tempfile
 import unittest
 
-from kestrel_case import KESTRELCTL, KestrelCase
+from kestrel_case import KESTREL, KESTRELCTL, KestrelCase
 
 # Calls that change files. Of openat only those count that may make one.
 CALLS = ("openat,write,pwrite64,fsync,fdatasync,rename,renameat,renameat2,link,unlink,unlinkat,"
@@ -35,7 +37,7 @@ class Faults(KestrelCase):
 
     def strace(self, *options, command):
         log = self.path("trace")
-        words = ["strace", "-f", "-o", log, "-e", "trace=" + CALLS, *options, KESTRELCTL, *command]
+        words = ["strace", "-f", "-o", log, "-e", "trace=" + CALLS, *options, *command]
         done = subprocess.run(words, cwd=self.folder, env=self.env, capture_output=True,
                               timeout=60, check=False)
         with open(log, encoding="utf-8", errors="replace") as file:
@@ -79,16 +81,19 @@ class Faults(KestrelCase):
                         clear.append(os.path.basename(folder) + "/" + name)
         return hidden, sorted(clear)
 
+    def run_plainly(self, command, **options):
+        return subprocess.run(command, cwd=self.folder, env=self.env, capture_output=True,
+                              timeout=60, check=False, **options)
+
     def run_again(self, command, new, stores, clear):
         """The same command ends in the new state, or says that it is so already."""
-        done = subprocess.run([KESTRELCTL, *command], cwd=self.folder, env=self.env,
-                              capture_output=True, timeout=60, check=False)
+        done = self.run_plainly(command)
         self.assertIn(done.returncode, (0, 1), done.stderr)
         self.assertEqual((self.state(), self.stores()), (new, stores))
         self.assertEqual(self.leftovers(), ([], clear))
 
-    def sweep(self, command, old, new, stores, clear, between=None):
-        """`between`: how an identity looks whose certificate is not in its store yet."""
+    def with_faults(self, command, check):
+        """Runs the command with each fault at each call and checks its end."""
         for name, number in self.points(command):
             faults = ["signal=KILL", "error=" + ERRORS.get(name, "ENOSPC")]
             # These come once a file or page, and fail alike.
@@ -100,18 +105,76 @@ class Faults(KestrelCase):
                                               command=command)
                     killed = fault.startswith("signal")
                     self.assertTrue(("killed by SIGKILL" if killed else "INJECTED") in trace)
-                    state = self.state()
-                    self.assertIn(state, (old, new, between) if killed else (old, new))
-                    if not killed:
-                        self.assertIn(done.returncode, (0, 1), done.stderr)
-                        self.assertEqual(bool(done.stderr), done.returncode == 1)
-                        self.assertTrue(done.returncode == 1 or state == new, done.stdout)
-                    self.run_again(command, new, stores, clear)
+                    check(killed, done)
+
+    def sweep(self, words, old, new, stores, clear, between=None):
+        """`between`: how an identity looks whose certificate is not in its store yet."""
+        command = [KESTRELCTL, *words]
+
+        def check(killed, done):
+            state = self.state()
+            self.assertIn(state, (old, new, between) if killed else (old, new))
+            if not killed:
+                self.assertIn(done.returncode, (0, 1), done.stderr)
+                self.assertEqual(bool(done.stderr), done.returncode == 1)
+                self.assertTrue(done.returncode == 1 or state == new, done.stdout)
+            # A run that has told of its work is not typed again.
+            if b"Made container 'x'" not in done.stdout:
+                self.run_again(command, new, stores, clear)
+
+        self.with_faults(command, check)
 
     def test_create(self):
-        self.sweep(["identity", "create", "CN=x", "--provtype", "16", "--container", "x", "--trust"],
+        self.sweep(["identity", "create", "CN=x", "--provtype", "16", "--trust"],
                    [], [("x", "no", "")], {"My": 1, "Root": 1}, ["x/exchange.key"],
                    [("x", "no", 'not in "My"')])
+
+    def test_files_that_cannot_grow(self):
+        """What is undone after a failure must need no room, either."""
+        self.make_certificate("ec", "x")
+        self.openssl("pkcs12", "-export", "-inkey", "x.key", "-in", "x.pem", "-out", "x.p12",
+                     "-passout", "pass:p", "-iter", "1")
+        whole = [("x", "no", "")]
+        rows = [
+            (["create", "CN=x", "--provtype", "16", "--trust"], [], whole),
+            (["import", "x.p12", "--password", "p", "--trust"], [], whole),
+            (["delete", "x"], whole, []),
+        ]
+        for words, old, new in rows:
+            self.env["KESTREL_HOME"] = self.template
+            if old:
+                self.ctl("identity", "create", "CN=x", "--provtype", "16")
+            for limit in range(0, 1 << 20, 4096):
+                with self.subTest(words[0], limit=limit):
+                    self.fresh_home()
+                    bound = functools.partial(resource.setrlimit, resource.RLIMIT_FSIZE,
+                                              (limit, resource.RLIM_INFINITY))
+                    done = self.run_plainly([KESTRELCTL, "identity", *words], preexec_fn=bound)
+                    self.assertEqual(self.state(), old if done.returncode else new)
+                    self.assertEqual(self.leftovers()[0], [])
+                if done.returncode == 0:
+                    break
+
+    def test_many_in_a_store(self):
+        for name in ("a", "b", "c"):
+            self.make_certificate("ec", name)
+        files = [self.path(name + ".pem") for name in ("a", "b", "c")]
+        self.ctl("store", "add", "From", *files)
+        rows = [
+            ("add", [KESTRELCTL, "store", "add", "To", *files], {"From": 3, "To": 3}),
+            ("copy", [KESTREL, "-copycert", "-nochain", "-uFrom", "-duTo"], {"From": 3, "To": 3}),
+            ("delete", [KESTREL, "-delcert", "-nochain", "-uFrom", "-yes"], {}),
+        ]
+        for name, command, new in rows:
+            def check(killed, done, command=command, new=new):
+                stores = self.stores()
+                self.assertIn(stores, ({"From": 3}, new))
+                self.assertTrue(killed or done.returncode or stores == new, done.stdout)
+                self.run_plainly(command)
+                self.assertEqual(self.stores(), new)
+
+            with self.subTest(name):
+                self.with_faults(command, check)
 
     def test_import(self):
         self.make_certificate("ec", "x")
@@ -137,7 +200,7 @@ class Faults(KestrelCase):
     def test_where_names_cannot_be_exchanged(self):
         """File systems without RENAME_EXCHANGE: what stood aside comes back."""
         self.ctl("identity", "create", "CN=x", "--provtype", "16")
-        command = ["identity", "passwd", "x", "--pin", "a", "--new-pin", "a"]
+        command = [KESTRELCTL, "identity", "passwd", "x", "--pin", "a", "--new-pin", "a"]
         for number in (None, 1, 2, 3):
             with self.subTest(rename=number):
                 self.fresh_home()

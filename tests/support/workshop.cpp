@@ -119,6 +119,7 @@ std::string DetailOf(const std::function<void()>& body) {
 const std::vector<KeyRow>& KeyRows() {
     static const std::vector<KeyRow> rows = {
         {"rsa", "-algorithm RSA -pkeyopt rsa_keygen_bits:2048", "sha256", oid::kSha256, 24},
+        {"pss", "-algorithm RSA-PSS -pkeyopt rsa_keygen_bits:2048", "sha256", oid::kSha256, 24},
         {"p256", "-algorithm EC -pkeyopt ec_paramgen_curve:P-256", "sha256", oid::kSha256, 16},
         {"p384", "-algorithm EC -pkeyopt ec_paramgen_curve:P-384", "sha384", oid::kSha384, 16},
         {"p521", "-algorithm EC -pkeyopt ec_paramgen_curve:P-521", "sha512", oid::kSha512, 16},

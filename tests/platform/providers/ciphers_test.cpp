@@ -193,7 +193,7 @@ TEST(Transport, OpensslOpensOurs) {
     SKIP_WITHOUT_ENGINE();
     const Bytes payload = Pattern(kPayload);
     for (const KeyRow& row : KeyRows()) {
-        if (row.type == kTypeEcdsa) continue;
+        if (row.type == kTypeEcdsa || row.name == std::string_view("pss")) continue;
         for (const char* cipher : {"1.2.643.2.2.21", "2.16.840.1.101.3.4.1.42", oid::kMagmaCtrAcpkm,
                                    oid::kKuznyechikCtrAcpkm}) {
             // The key wraps of GOST R 34.12 go with keys of 2012 alone.

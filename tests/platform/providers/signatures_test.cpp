@@ -60,7 +60,10 @@ Bytes DigestOfPattern(const char* oid) {
 }
 
 std::string PkeyutlOptions(const KeyRow& row) {
-    return IsGost(row.digestOid) ? "" : std::string(" -pkeyopt digest:") + row.digest;
+    if (IsGost(row.digestOid)) return "";
+    const bool pss = row.name == std::string_view("pss");
+    return std::string(" -pkeyopt digest:") + row.digest +
+           (pss ? " -pkeyopt rsa_pss_saltlen:32" : "");
 }
 
 TEST(Signatures, OpensslAcceptsOurs) {

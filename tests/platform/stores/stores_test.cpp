@@ -1,9 +1,14 @@
 // Stores through the exported calls.
+#include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <csignal>
+#include <functional>
+#include <optional>
 #include <vector>
 
 #include "platform/base/error.h"
+#include "platform/stores/database.h"
 #include "platform/stores/store.h"
 #include "tests/support/certificates.h"
 
@@ -156,6 +161,69 @@ TEST_F(StoresTest, TakesDispositions) {
     };
     check(OpenMemory());
     check(OpenSystem("My"));
+}
+
+// Files cannot grow: changes reach the journal or the database no more.
+class FullDisk {
+  public:
+    FullDisk() {
+        getrlimit(RLIMIT_FSIZE, &before_);
+        const rlimit none{0, before_.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &none);
+        std::signal(SIGXFSZ, SIG_IGN);
+    }
+    ~FullDisk() { setrlimit(RLIMIT_FSIZE, &before_); }
+    FullDisk(const FullDisk&) = delete;
+    FullDisk& operator=(const FullDisk&) = delete;
+
+  private:
+    rlimit before_{};
+};
+
+TEST_F(StoresTest, ManyChangesAreOneAndTellOfTheirLoss) {
+    constexpr DWORD kCommit = CERT_STORE_CTRL_COMMIT;
+    struct Row {
+        const char* name;
+        std::function<BOOL(StoreHolder& store)> end;
+        bool toldOnce;  // the store itself tells no more
+    };
+    const Row rows[] = {
+        {"commit", [](auto& s) { return CertControlStore(s.get(), 0, kCommit, nullptr); }, true},
+        {"close", [](auto& s) { return CertCloseStore(s.release(), 0); }, true},
+        {"another store is opened", [](auto&) { return OpenSystem("CA") != nullptr; }, false},
+        {"its stores are asked for by a second handle",
+         [](auto&) { return OpenSystem("My") != nullptr; }, false},
+    };
+    const auto kept = [] {  // as other processes see it
+        return platform::Database(Database()).Number("SELECT count(*) FROM certificates");
+    };
+    for (const bool full : {true, false}) {
+        for (const Row& row : rows) {
+            SCOPED_TRACE(std::string(row.name) + (full ? ", full" : ""));
+            Clear();
+            StoreHolder store = OpenSystem("My");
+            Add(store, NumberedCertificate(1));
+            ASSERT_TRUE(CertControlStore(store.get(), 0, kCommit, nullptr));
+            Add(store, NumberedCertificate(2));
+            Add(store, NumberedCertificate(3));
+            EXPECT_EQ(Walk(store), "1 2 3");
+            EXPECT_EQ(kept(), 1);
+            {
+                std::optional<FullDisk> disk;
+                if (full) disk.emplace();
+                const BOOL ended = row.end(store);
+                EXPECT_EQ(ended == FALSE ? GetLastError() : 0, full ? ERROR_WRITE_FAULT : 0);
+            }
+            EXPECT_EQ(kept(), full ? 1 : 3);
+            if (!store) continue;
+            const BOOL again = CertControlStore(store.get(), 0, kCommit, nullptr);
+            EXPECT_EQ(again, !full || row.toldOnce);
+            EXPECT_EQ(Walk(store), full ? "1" : "1 2 3");
+            Add(store, NumberedCertificate(4));
+            EXPECT_TRUE(CertCloseStore(store.release(), 0));
+            EXPECT_EQ(kept(), full ? 2 : 4);
+        }
+    }
 }
 
 TEST_F(StoresTest, DeletesWhileWalking) {
