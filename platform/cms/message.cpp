@@ -13,8 +13,8 @@ void StreamSink::Write(ByteView block, bool isFinal) const {
     auto* data = const_cast<BYTE*>(block.data());
     const auto size = static_cast<DWORD>(block.size());
     if (info_.pfnStreamOutput(info_.pvArg, data, size, isFinal ? TRUE : FALSE) != FALSE) return;
-    const DWORD code = GetLastError();
-    throw Error(code != 0 ? code : static_cast<DWORD>(E_FAIL));
+    const DWORD code = LastError();
+    throw Error(code != 0 ? code : static_cast<DWORD>(E_FAIL), LastErrorDetail(code));
 }
 
 void Message::ThrowIfFailed() const {
