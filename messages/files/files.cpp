@@ -77,9 +77,7 @@ Reported ReportUnwritten(const WholeFile& file) {
 
 }  // namespace
 
-FileHolder OpenToRead(const char* name) {
-    return FileHolder(_fsopen(name, "rb", _SH_DENYNO));
-}
+FileHolder OpenToRead(const char* name) { return FileHolder(_fsopen(name, "rb", _SH_DENYNO)); }
 
 // Opening a FIFO or some device would wait for its other end.
 FileHolder OpenPlainFile(const char* name) {

@@ -93,7 +93,8 @@ BOOL WINAPI StreamOutputCallback(const void* argument, BYTE* block, DWORD blockL
     auto& output = *static_cast<StreamOutput*>(const_cast<void*>(argument));
     if (!output.file || (blockLength == 0 && isFinal == FALSE)) return TRUE;
     Unreported failure = WriteBlock(output, block, blockLength, isFinal != FALSE);
-    if (!failure && isFinal != FALSE && !output.file->Close()) failure = Unreported(kCannotOpenFile);
+    if (!failure && isFinal != FALSE && !output.file->Close())
+        failure = Unreported(kCannotOpenFile);
     if (failure) return Fail(output, failure.Code());
     if (isFinal != FALSE) output.file.reset();
     return TRUE;

@@ -264,7 +264,8 @@ typedef struct _WIN32_FIND_DATAA {
 // FILE_ATTRIBUTE_DIRECTORY, FILE_ATTRIBUTE_DEVICE for what is neither file nor folder (a
 // FIFO, a socket, a device), FILE_ATTRIBUTE_READONLY without any write permission, else
 // FILE_ATTRIBUTE_NORMAL. Links are followed; FILE_ATTRIBUTE_REPARSE_POINT for one that leads
-// to a plain file as a process has it open (/dev/stdout). INVALID_FILE_ATTRIBUTES with the last error.
+// to a plain file as a process has it open (/dev/stdout). INVALID_FILE_ATTRIBUTES with the last
+// error.
 DWORD WINAPI GetFileAttributesA(LPCSTR name);
 // FILE_ATTRIBUTE_READONLY takes every write permission; without that bit a file that has none
 // gets its owner's back. Other bits say nothing here.
