@@ -96,6 +96,7 @@ Reported RunOnFile(const BatchCommand& command, const std::string& folder, const
     std::fputs(Escaped(source).c_str(), stdout);
     std::fputs("... ", stdout);
     ShowOnTerminal();
+    // Files of one name share it (batch-8).
     const std::string companion = CompanionName(folder, source, command.companionExtension);
     return command.operation(source, companion.c_str(), 0, stamps.contentUrl, stamps.signatureUrl,
                              stamps.noStampCert ? 1 : 0);
@@ -106,7 +107,7 @@ Reported RunOnFiles(const BatchCommand& command, const std::string& folder,
     Reported firstFailure;
     bool folderMade = false;
     for (const std::string& source : files) {
-        if (IsFolder(source.c_str())) continue;
+        if (IsFolder(source.c_str())) continue;  // batch-7
         if (!folderMade) folderMade = MakeFolder(folder);
         const Reported failure = RunOnFile(command, folder, source.c_str(), stamps);
         if (!firstFailure) firstFailure = failure;

@@ -9,24 +9,14 @@
 #include "kestrelctl/cli.h"
 #include "platform/base/process.h"
 #include "platform/base/replace_file.h"
+#include "platform/base/text.h"
 
 namespace kestrelctl {
 namespace {
 
 constexpr char32_t kNoCharacter = 0xFFFFFFFF;
 
-struct Range {
-    char32_t first;
-    char32_t last;
-};
-// C0, DEL and C1; the marks of Unicode's Bidi_Control property; line and paragraph ends.
-constexpr Range kHidden[] = {{0x00, 0x1F},     {0x7F, 0x9F},     {0x61C, 0x61C},
-                             {0x200E, 0x200F}, {0x2028, 0x202E}, {0x2066, 0x2069}};
-
-bool IsHidden(char32_t character) {
-    return std::ranges::any_of(
-        kHidden, [&](const Range& r) { return r.first <= character && character <= r.last; });
-}
+bool IsHidden(char32_t character) { return platform::IsHidden(static_cast<wchar_t>(character)); }
 
 // How many bytes the character that begins with `lead` has, 0 for none (RFC 3629 3).
 std::size_t LengthOf(unsigned char lead) {
@@ -73,6 +63,7 @@ std::string VisibleForm(const Character& character) {
         return Escape("\\x%02x", static_cast<unsigned char>(character.bytes[0]));
     }
     if (!IsHidden(character.value)) return std::string(character.bytes);
+    if (character.value >= 0x10000) return Escape("\\U%08x", character.value);
     return Escape(character.value < 0x80 ? "\\x%02x" : "\\u%04x", character.value);
 }
 
@@ -81,8 +72,11 @@ std::string JsonForm(const Character& character) {
     if (character.value == '"' || character.value == '\\') {
         return "\\" + std::string(character.bytes);
     }
-    return IsHidden(character.value) ? Escape("\\u%04x", character.value)
-                                     : std::string(character.bytes);
+    if (!IsHidden(character.value)) return std::string(character.bytes);
+    if (character.value < 0x10000) return Escape("\\u%04x", character.value);
+    const char32_t beyond = character.value - 0x10000;  // two surrogates (RFC 8259, 7)
+    return Escape("\\u%04x", 0xD800 + (beyond >> 10)) +
+           Escape("\\u%04x", 0xDC00 + (beyond & 0x3FF));
 }
 
 template <class Form>

@@ -18,16 +18,20 @@ struct Range {
     unsigned last;
 };
 
-// C0 and C1 controls, and the marks that turn the direction of writing (Unicode UAX #9, 2).
-constexpr Range kActing[] = {
-    {0x00, 0x1F},     {0x7F, 0x9F},     {0x061C, 0x061C},
-    {0x200E, 0x200F}, {0x202A, 0x202E}, {0x2066, 0x2069},
+// C0 and C1 controls; marks of direction (Unicode UAX #9, 2); ends of lines and paragraphs; what
+// is ignored where it cannot be shown (Default_Ignorable_Code_Point of UAX #44), with the blank
+// and the annotation marks among it.
+constexpr Range kHidden[] = {
+    {0x0000, 0x001F}, {0x007F, 0x009F},   {0x00AD, 0x00AD},   {0x034F, 0x034F},   {0x061C, 0x061C},
+    {0x115F, 0x1160}, {0x17B4, 0x17B5},   {0x180B, 0x180F},   {0x200B, 0x200F},   {0x2028, 0x202F},
+    {0x2060, 0x206F}, {0x3164, 0x3164},   {0xFE00, 0xFE0F},   {0xFEFF, 0xFEFF},   {0xFFA0, 0xFFA0},
+    {0xFFF0, 0xFFFB}, {0x1BCA0, 0x1BCA3}, {0x1D173, 0x1D17A}, {0xE0000, 0xE0FFF},
 };
 
 // In other narrow code pages the bytes from 0x80 on are letters and punctuation.
-bool ActsOnTerminal(unsigned character) {
+bool IsHidden(unsigned character) {
     if (character >= 0x80 && !NarrowIsUtf8()) return false;
-    return std::ranges::any_of(kActing, [character](const Range& range) {
+    return std::ranges::any_of(kHidden, [character](const Range& range) {
         return character >= range.first && character <= range.last;
     });
 }
@@ -37,12 +41,9 @@ struct Character {
     std::size_t length = 1;
 };
 
-constexpr unsigned kBeyond = 0x10000;
-
 unsigned LowBits(char byte) { return static_cast<unsigned char>(byte) & 0x3FU; }
 
-// Two or three bytes of UTF-8; what acts on a terminal is never longer. Of four bytes the
-// value does not matter; a byte that belongs to nothing stands alone.
+// A byte that belongs to nothing stands alone.
 Character FirstOf(std::string_view text) {
     const unsigned first = static_cast<unsigned char>(text[0]);
     if (first < 0x80 || !NarrowIsUtf8()) return {first, 1};
@@ -53,7 +54,11 @@ Character FirstOf(std::string_view text) {
     if ((first & 0xF0U) == 0xE0U && goesOn(1) && goesOn(2)) {
         return {(first & 0xFU) << 12 | LowBits(text[1]) << 6 | LowBits(text[2]), 3};
     }
-    if ((first & 0xF8U) == 0xF0U && goesOn(1) && goesOn(2) && goesOn(3)) return {kBeyond, 4};
+    if ((first & 0xF8U) == 0xF0U && goesOn(1) && goesOn(2) && goesOn(3)) {
+        return {(first & 0x7U) << 18 | LowBits(text[1]) << 12 | LowBits(text[2]) << 6 |
+                    LowBits(text[3]),
+                4};
+    }
     return {first, 1};
 }
 
@@ -72,10 +77,12 @@ std::string Escaped(std::string_view text, std::string_view kept) {
         const Character character = FirstOf(text);
         const std::string_view bytes = text.substr(0, character.length);
         text.remove_prefix(character.length);
-        if (!ActsOnTerminal(character.value) || kept.find(bytes) != kept.npos) {
+        if (!IsHidden(character.value) || kept.find(bytes) != kept.npos) {
             shown += bytes;
         } else if (character.length == 1) {
             shown += Hex("\\x", character.value, 2);
+        } else if (character.length == 4) {
+            shown += Hex("\\U", character.value, 8);
         } else {
             shown += Hex("\\u", character.value, 4);
         }

@@ -4,7 +4,6 @@
 #include <io.h>
 #include <share.h>
 
-#include <cerrno>
 #include <cstdint>
 #include <filesystem>
 
@@ -15,10 +14,6 @@
 
 namespace kestrel {
 namespace {
-
-FileHolder Open(const char* name, const char* mode) {
-    return FileHolder(_fsopen(name, mode, _SH_DENYNO));
-}
 
 bool IsSameFile(const char* first, const char* second) {
     std::error_code ignored;
@@ -48,7 +43,7 @@ Reported ReadBytes(const char* name, BytesHolder& data, DWORD& length, bool empt
         return ReportError(kCannotOpenFile, name);
     }
     if (size > INT32_MAX) return ReportError(kFileTooLarge);
-    data.reset(static_cast<BYTE*>(std::malloc(static_cast<size_t>(size))));
+    data.reset(static_cast<BYTE*>(std::malloc(static_cast<std::size_t>(size))));
     if (!data) return ReportError(kNoMemory);
     length = static_cast<DWORD>(size);
     if (std::fread(data.get(), 1, length, file.get()) != length) {
@@ -69,24 +64,20 @@ Reported DecodeFile(const BytesHolder& data, DWORD& length) {
     return 0;
 }
 
-// Whoever changed the file meanwhile is another fault than a file that cannot be written.
+// What is no fault of opening or writing has a name of its own.
+bool HasOwnName(DWORD error, bool held) {
+    return error == ERROR_DISK_FULL || error == ERROR_IO_DEVICE ||
+           error == ERROR_UNABLE_TO_MOVE_REPLACEMENT || (held && error == ERROR_SHARING_VIOLATION);
+}
+
 Reported ReportUnwritten(const WholeFile& file) {
-    const bool changed = file.held != nullptr && GetLastError() == ERROR_SHARING_VIOLATION;
-    return changed ? ReportError(kLastError) : ReportError(kCannotOpenFile, file.name);
+    const bool named = HasOwnName(GetLastError(), file.held != nullptr);
+    return named ? ReportError(kLastError) : ReportError(kCannotOpenFile, file.name);
 }
 
 }  // namespace
 
-FileHolder OpenToRead(const char* name) { return Open(name, "rb"); }
-// Appending is the one mode that makes a file and does not empty one.
-FileHolder OpenToWrite(const char* name) { return Open(name, "ab"); }
-
-bool EmptyFile(FILE* file) {
-    const int descriptor = _fileno(file);
-    if (_filelengthi64(descriptor) <= 0) return true;
-    const int error = _chsize_s(descriptor, 0);
-    return error == 0 || error == EINVAL;  // a disk has its length for good
-}
+FileHolder OpenToRead(const char* name) { return FileHolder(_fsopen(name, "rb", _SH_DENYNO)); }
 
 // Opening a FIFO or some device would wait for its other end.
 FileHolder OpenPlainFile(const char* name) {
@@ -107,11 +98,11 @@ Reported OpenInput(const char* name, InputFile& input) {
     return 0;
 }
 
-FileHolder OpenOutput(const char* name, const InputFile& input) {
-    return IsSameFile(name, input.name) ? nullptr : OpenToWrite(name);
+OutputHolder OpenOutput(const char* name, const InputFile& input) {
+    return IsSameFile(name, input.name) ? nullptr : OutputFile::Open(name);
 }
 
-Reported OpenFilePair(InputFile& input, FileHolder& output) {
+Reported OpenFilePair(InputFile& input, OutputHolder& output) {
     if (const Reported failure = OpenInput(state.firstFile, input)) return failure;
     output = OpenOutput(state.secondFile, input);
     if (!output) return ReportError(kCannotOpenFile, input.name);
@@ -144,7 +135,7 @@ Reported WriteFileRaw(const WholeFile& file, BYTE* data, DWORD length) {
 
 Reported WriteFileBase64(const WholeFile& file, BYTE* data, DWORD length) {
     const BytesHolder bytes(data);
-    const size_t capacity = size_t{length} * 2;
+    const std::size_t capacity = std::size_t{length} * 2;
     const std::unique_ptr<char[]> text(new (std::nothrow) char[capacity]);
     if (!text || capacity > UINT32_MAX) return ReportError(kNoMemory);
     DWORD textLength = static_cast<DWORD>(capacity);

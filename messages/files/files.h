@@ -8,16 +8,12 @@
 
 #include "front/core/holders.h"
 #include "front/core/result.h"
+#include "messages/files/output_file.h"
 
 namespace kestrel {
 
 // Null on failure, unreported.
 FileHolder OpenToRead(const char* name);
-// A file that exists keeps what it holds until EmptyFile, which whoever has something to put
-// there calls: what fails before that costs nobody a file.
-FileHolder OpenToWrite(const char* name);
-// Pipes and devices count as empty. False when the content stays.
-bool EmptyFile(FILE* file);
 
 // The input of a streaming command. The name is borrowed.
 struct InputFile {
@@ -29,13 +25,13 @@ struct InputFile {
 // 0 or kCannotOpenFile.
 Reported OpenInput(const char* name, InputFile& input);
 
-// For what is made of an open input, as OpenToWrite. Null, unreported, also when the name is
+// For what is made of an open input. Null, unreported, also when the name is
 // the input's own file: it would be emptied while it is read.
-FileHolder OpenOutput(const char* name, const InputFile& input);
+OutputHolder OpenOutput(const char* name, const InputFile& input);
 
 // The input and output of an encoding command, from the two file arguments. A report
 // shows the input's name whichever of the two did not open (files-1).
-Reported OpenFilePair(InputFile& input, FileHolder& output);
+Reported OpenFilePair(InputFile& input, OutputHolder& output);
 
 // Reads the file; the caller frees `data`. With `isDer` the file is classified by its
 // first byte: "M" or "-" is text, which is decoded by DecodeAnyText (*isDer 0), anything
@@ -54,8 +50,9 @@ struct WholeFile {
     WholeFile(const char* fileName, HANDLE file = nullptr) : name(fileName), held(file) {}
 };
 
-// 0 or kCannotOpenFile; the last error's report when another process has changed what the
-// caller holds. Frees `data` on failure only.
+// 0 or kCannotOpenFile, a write that fell short included; the last error's report when another
+// process has changed what the caller holds, and for a disk that was full or faulty, or a whole
+// copy that stays beside the file, once everything was written. Frees `data` on failure only.
 Reported WriteFileRaw(const WholeFile& file, BYTE* data, DWORD length);
 
 // Puts `data` into the file as a whole: a temporary file beside it takes its place when

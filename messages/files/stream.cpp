@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "front/core/catalogue.h"
-#include "messages/files/files.h"
 
 namespace kestrel {
 namespace {
@@ -16,11 +15,6 @@ namespace {
 constexpr DWORD kPieceLines = 2048;
 constexpr DWORD kPieceBytes = kPieceLines * kBase64LineBytes;
 constexpr DWORD kPieceText = (kPieceLines + 1) * 66;  // and a line that was pending
-
-// A failure shows in the error flag of the file.
-void Write(StreamOutput& output, const void* data, DWORD length) {
-    if (length > 0) std::fwrite(data, 1, length, output.file.get());
-}
 
 // Encodes behind the text that is there already, of which `used` tells the length.
 bool Encode(StreamOutput& output, const BYTE* data, DWORD length, DWORD& used) {
@@ -57,7 +51,9 @@ Unreported EncodeBlock(StreamOutput& output, const BYTE* block, DWORD length, bo
     while (used > 0 || whole > 0) {
         const DWORD piece = std::min(whole, kPieceBytes);
         if (!Encode(output, block, piece, used)) return Unreported(kBadBase64);
-        Write(output, output.text.get(), std::exchange(used, 0));
+        if (!output.file->Write(output.text.get(), std::exchange(used, 0))) {
+            return Unreported(kCannotOpenFile);
+        }
         block += piece;
         whole -= piece;
     }
@@ -65,18 +61,28 @@ Unreported EncodeBlock(StreamOutput& output, const BYTE* block, DWORD length, bo
     return {};
 }
 
-// What stood in the file goes when there is something to put in its place, be it the end of
-// an empty content.
-bool Begin(StreamOutput& output) {
-    return std::exchange(output.begun, true) || EmptyFile(output.file.get());
+// A block of no bytes is the first or the last of its stream: it begins the file, too.
+Unreported WriteBlock(StreamOutput& output, const BYTE* block, DWORD length, bool isFinal) {
+    if (output.base64 == 0 || (length == 0 && output.pendingLength == 0)) {
+        return Unreported(output.file->Write(block, length) ? 0 : kCannotOpenFile);
+    }
+    return EncodeBlock(output, block, length, isFinal);
 }
 
-bool CloseFile(StreamOutput& output) { return std::fclose(output.file.release()) == 0; }
+DWORD PlatformErrorFor(DWORD code) {
+    if (code == kNoMemory) return static_cast<DWORD>(CRYPT_E_ASN1_MEMORY);
+    return code == kCannotOpenFile ? ERROR_WRITE_FAULT : static_cast<DWORD>(CRYPT_E_ASN1_INTERNAL);
+}
 
-BOOL Fail(StreamOutput& output, DWORD code, HRESULT platformError) {
+// That another process has the file is the caller's to tell: the last error says it.
+BOOL Fail(StreamOutput& output, DWORD code) {
+    if (code == kCannotOpenFile && GetLastError() == ERROR_SHARING_VIOLATION) {
+        output.file.reset();
+        return FALSE;
+    }
     static_cast<void>(ReportError(code, code == kCannotOpenFile ? "" : nullptr));
     output.file.reset();
-    SetLastError(static_cast<DWORD>(platformError));
+    SetLastError(PlatformErrorFor(code));
     return FALSE;
 }
 
@@ -86,27 +92,15 @@ BOOL WINAPI StreamOutputCallback(const void* argument, BYTE* block, DWORD blockL
                                  BOOL isFinal) {
     auto& output = *static_cast<StreamOutput*>(const_cast<void*>(argument));
     if (!output.file || (blockLength == 0 && isFinal == FALSE)) return TRUE;
-    if (!Begin(output)) return Fail(output, kCannotOpenFile, ERROR_WRITE_FAULT);
-    if (output.base64 != 0) {
-        const Unreported failure = EncodeBlock(output, block, blockLength, isFinal != FALSE);
-        if (failure) {
-            const bool memory = failure.Code() == kNoMemory;
-            return Fail(output, failure.Code(),
-                        memory ? CRYPT_E_ASN1_MEMORY : CRYPT_E_ASN1_INTERNAL);
-        }
-    } else {
-        Write(output, block, blockLength);
-    }
-    bool good = std::ferror(output.file.get()) == 0;
-    if (isFinal != FALSE) good = CloseFile(output) && good;
-    return good ? TRUE : Fail(output, kCannotOpenFile, ERROR_WRITE_FAULT);
+    Unreported failure = WriteBlock(output, block, blockLength, isFinal != FALSE);
+    if (!failure && isFinal != FALSE && !output.file->Close())
+        failure = Unreported(kCannotOpenFile);
+    if (failure) return Fail(output, failure.Code());
+    if (isFinal != FALSE) output.file.reset();
+    return TRUE;
 }
 
 CMSG_STREAM_INFO MakeStreamInfo(StreamOutput& output, DWORD contentLength) {
-    // Text leaves in large pieces; a buffer of the stream would only cut them.
-    if (output.file && output.base64 != 0) {
-        static_cast<void>(std::setvbuf(output.file.get(), nullptr, _IONBF, 0));
-    }
     CMSG_STREAM_INFO info{};
     info.cbContent = contentLength;
     info.pfnStreamOutput = StreamOutputCallback;

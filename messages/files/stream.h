@@ -7,18 +7,16 @@
 #include <array>
 #include <memory>
 
-#include "front/core/holders.h"
 #include "messages/files/base64.h"
+#include "messages/files/output_file.h"
 
 namespace kestrel {
 
-// The argument of the callback. It must outlive the message object. The file is emptied
-// when the first block arrives and closed with the last one or on a failure; without a file
-// the output is dropped.
+// The argument of the callback. It must outlive the message object. The file is closed
+// with the last block or on a failure; without a file the output is dropped.
 struct StreamOutput {
-    FileHolder file;
-    DWORD base64 = 0;    // not 0: encode before writing
-    bool begun = false;  // the first block has emptied the file
+    OutputHolder file;
+    DWORD base64 = 0;  // not 0: encode before writing
     std::array<BYTE, kBase64LineBytes> pending{};
     DWORD pendingLength = 0;       // bytes received that do not fill a line yet
     std::unique_ptr<char[]> text;  // reused for every piece that is encoded
@@ -29,6 +27,7 @@ struct StreamOutput {
 //   CRYPT_E_ASN1_MEMORY    no memory
 //   CRYPT_E_ASN1_INTERNAL  the encoder refused
 //   ERROR_WRITE_FAULT      writing or closing failed
+// Only ERROR_SHARING_VIOLATION is left to the caller's report: another process writes the file.
 BOOL WINAPI StreamOutputCallback(const void* output, BYTE* block, DWORD blockLength, BOOL isFinal);
 
 // The record that ties `output` to a message object. Called before anything is written.

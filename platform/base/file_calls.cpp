@@ -18,6 +18,12 @@ void CheckDone(bool done) {
 
 int DescriptorOf(HANDLE file) { return Resolve<OpenFile>(file)->Get(); }
 
+DWORD AttributesBehind(const std::string& name, const struct stat& status) {
+    const DWORD attributes = AttributesOf(status);
+    if (!S_ISREG(status.st_mode) || !LeadsToOpenFile(name)) return attributes;
+    return (attributes & ~DWORD{FILE_ATTRIBUTE_NORMAL}) | FILE_ATTRIBUTE_REPARSE_POINT;
+}
+
 void Replace(LPCSTR replaced, LPCSTR replacement, DWORD flags) {
     if ((flags & ~DWORD{REPLACEFILE_WRITE_THROUGH}) != 0) throw Error(ERROR_INVALID_PARAMETER);
     const std::string target = FileArgument(replaced);
@@ -37,7 +43,7 @@ DWORD WINAPI GetFileAttributesA(LPCSTR name) {
     return Guarded<DWORD>(INVALID_FILE_ATTRIBUTES, [&] {
         const std::string file = FileArgument(name);
         struct stat status {};
-        if (stat(file.c_str(), &status) == 0) return AttributesOf(status);
+        if (stat(file.c_str(), &status) == 0) return AttributesBehind(file, status);
         SetFailure(FileErrorCode(errno, file));
         return INVALID_FILE_ATTRIBUTES;
     });

@@ -9,20 +9,12 @@
 namespace platform {
 namespace {
 
-// C0, DEL and C1, and the marks that turn the direction of text around.
-bool ActsOnTerminal(wchar_t character) {
-    return character < L' ' || (character >= 0x7F && character <= 0x9F) || character == 0x61C ||
-           character == 0x200E || character == 0x200F ||
-           (character >= 0x202A && character <= 0x202E) ||
-           (character >= 0x2066 && character <= 0x2069);
-}
-
 // A detail comes from outside (a file's name), so nothing in it may act where it is shown.
 std::string Harmless(std::string_view detail) {
     std::string text;
     while (!detail.empty()) {
         const wchar_t character = TakeCharacter(detail);
-        AppendUtf8(text, ActsOnTerminal(character) ? L'?' : character);
+        AppendUtf8(text, IsHidden(character) ? L'?' : character);
     }
     return text;
 }

@@ -36,19 +36,21 @@ void ForbidDumps() {
     prctl(PR_SET_DUMPABLE, 0, 0, 0, 0);
 }
 
-// A write past the limit on file sizes then fails, and is told and cleaned up behind as any
-// other failed write.
-void OutliveFileLimit() {
-    struct sigaction present {};
-    if (sigaction(SIGXFSZ, nullptr, &present) != 0 || present.sa_handler != SIG_DFL) return;
-    present.sa_handler = SIG_IGN;
-    sigaction(SIGXFSZ, &present, nullptr);
+// A write past the limit on file sizes, or to a pipe that nobody reads, then fails, and is told
+// and cleaned up behind as any other failed write.
+void OutliveFailedWrites() {
+    for (const int signal : {SIGXFSZ, SIGPIPE}) {
+        struct sigaction present {};
+        if (sigaction(signal, nullptr, &present) != 0 || present.sa_handler != SIG_DFL) continue;
+        present.sa_handler = SIG_IGN;
+        sigaction(signal, &present, nullptr);
+    }
 }
 
 [[maybe_unused]] const bool started = [] {
     OccupyStandardFiles();
     ForbidDumps();
-    OutliveFileLimit();
+    OutliveFailedWrites();
     return true;
 }();
 

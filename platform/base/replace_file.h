@@ -22,4 +22,7 @@ void ReplaceFile(const std::filesystem::path& file, ByteView content, unsigned m
 // the replacement alone is whole.
 void ReplaceByFile(const std::string& replaced, const std::string& replacement, bool durable);
 
+// True for a link that stands for a file as a process has it open, and not for a name.
+bool LeadsToOpenFile(const std::string& name);
+
 }  // namespace platform

@@ -66,6 +66,7 @@ class SpawnAttributes {
         sigset_t defaults{};
         sigemptyset(&defaults);
         sigaddset(&defaults, SIGXFSZ);
+        sigaddset(&defaults, SIGPIPE);
         posix_spawnattr_init(&attributes_);
         posix_spawnattr_setsigdefault(&attributes_, &defaults);
         posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF);

@@ -45,6 +45,23 @@ bool FollowsForm(std::string_view text, const LeadForm& form) {
     return true;
 }
 
+// ---- characters that do not show -------------------------------------------------
+
+struct Range {
+    wchar_t first;
+    wchar_t last;
+};
+
+// C0, DEL and C1; marks of direction (UAX #9, 2); ends of lines and paragraphs; what is ignored
+// where it cannot be shown (Default_Ignorable_Code_Point of UAX #44), with the blank and the
+// annotation marks among it. The program's own list in front/core/escape.cpp is the same.
+constexpr Range kHidden[] = {
+    {0x0000, 0x001F}, {0x007F, 0x009F},   {0x00AD, 0x00AD},   {0x034F, 0x034F},   {0x061C, 0x061C},
+    {0x115F, 0x1160}, {0x17B4, 0x17B5},   {0x180B, 0x180F},   {0x200B, 0x200F},   {0x2028, 0x202F},
+    {0x2060, 0x206F}, {0x3164, 0x3164},   {0xFE00, 0xFE0F},   {0xFEFF, 0xFEFF},   {0xFFA0, 0xFFA0},
+    {0xFFF0, 0xFFFB}, {0x1BCA0, 0x1BCA3}, {0x1D173, 0x1D17A}, {0xE0000, 0xE0FFF},
+};
+
 // ---- folding -------------------------------------------------------------------
 
 // Capitals and the way to their small letters. With `pairs`, capitals and small letters
@@ -71,6 +88,12 @@ constexpr FoldRange kFoldRanges[] = {
 };
 
 }  // namespace
+
+bool IsHidden(wchar_t character) noexcept {
+    return std::ranges::any_of(kHidden, [character](const Range& range) {
+        return range.first <= character && character <= range.last;
+    });
+}
 
 wchar_t TakeCharacter(std::string_view& text) noexcept {
     const auto lead = static_cast<unsigned char>(text.front());

@@ -23,6 +23,10 @@ wchar_t TakeCharacter(std::string_view& text) noexcept;
 // Appends a code point; one that UTF-8 has no form for becomes kReplacement.
 void AppendUtf8(std::string& text, wchar_t character);
 
+// True for what acts on a terminal in place of being shown, turns the direction of writing, or
+// is not seen at all: names with it could pass for others.
+bool IsHidden(wchar_t character) noexcept;
+
 // Case folded for comparison of names: simple one-to-one folding of the Latin, Greek,
 // Cyrillic and Armenian letters, whatever the C library's locale is.
 wchar_t FoldCase(wchar_t character) noexcept;

@@ -60,18 +60,10 @@ std::optional<std::wstring> ReadCharacters(const der::Item& value) {
     }
 }
 
-// Characters that act on a terminal in place of being shown, or turn the reading direction
-// of what stands behind them (cert-1).
-bool IsControl(wchar_t c) {
-    const bool control = c < 0x20 || (c >= 0x7F && c <= 0x9F);
-    const bool direction = c == 0x061C || c == 0x200E || c == 0x200F ||
-                           (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
-    return control || direction;
-}
-
+// Text that would not show as it is has none (cert-1).
 std::optional<std::string> ReadText(const der::Item& value) {
     const auto characters = ReadNameCharacters(value);
-    if (!characters || std::any_of(characters->begin(), characters->end(), IsControl)) {
+    if (!characters || std::ranges::any_of(*characters, IsHidden)) {
         return std::nullopt;
     }
     try {

@@ -14,7 +14,7 @@ void StreamSink::Write(ByteView block, bool isFinal) const {
     const auto size = static_cast<DWORD>(block.size());
     if (info_.pfnStreamOutput(info_.pvArg, data, size, isFinal ? TRUE : FALSE) != FALSE) return;
     const DWORD code = LastError();
-    throw Error(code != 0 ? code : static_cast<DWORD>(E_FAIL));
+    throw Error(code != 0 ? code : static_cast<DWORD>(E_FAIL), LastErrorDetail(code));
 }
 
 Bytes Message::Param(DWORD param, DWORD index) {

@@ -18,15 +18,25 @@ Bytes ElementOf(const CRYPT_DATA_BLOB& blob) {
     return Normalise(ViewOf(blob.pbData, blob.cbData));
 }
 
+// Empty where not even that can be read.
+std::string IdentifierOf(ByteView attribute) {
+    try {
+        return ParseAttribute(attribute).oid;
+    } catch (const Error&) {
+        return {};
+    }
+}
+
 // An attribute that fits among the unsigned ones, nested no deeper than a reader follows.
 Bytes AttributeOf(const CRYPT_DATA_BLOB& blob) {
-    const Bytes attribute = ElementOf(blob);
-    const std::string oid = ParseAttribute(attribute).oid;
-    RefuseAsUnsigned(oid);
+    if (blob.pbData == nullptr) throw Error(ERROR_INVALID_PARAMETER);
+    const ByteView given = ViewOf(blob.pbData, blob.cbData);
     try {
-        return Normalise(attribute, BerReader::kDefaultDepth - kLevelsAroundAttribute);
+        Bytes attribute = Normalise(given, BerReader::kDefaultDepth - kLevelsAroundAttribute);
+        RefuseAsUnsigned(ParseAttribute(attribute).oid);
+        return attribute;
     } catch (const Error& error) {
-        throw Error(error.Code(), oid);
+        throw Error(error.Code(), error.Detail().empty() ? IdentifierOf(given) : error.Detail());
     }
 }
 

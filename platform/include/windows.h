@@ -242,6 +242,7 @@ BOOL WINAPI WriteFile(HANDLE file, LPCVOID data, DWORD size, DWORD* written,
 #define FILE_ATTRIBUTE_DEVICE 0x00000040
 #define FILE_ATTRIBUTE_NORMAL 0x00000080
 #define FILE_ATTRIBUTE_TEMPORARY 0x00000100
+#define FILE_ATTRIBUTE_REPARSE_POINT 0x00000400
 #define INVALID_FILE_ATTRIBUTES ((DWORD)-1)
 #define REPLACEFILE_WRITE_THROUGH 0x00000001
 #define MOVEFILE_REPLACE_EXISTING 0x00000001
@@ -262,7 +263,9 @@ typedef struct _WIN32_FIND_DATAA {
 
 // FILE_ATTRIBUTE_DIRECTORY, FILE_ATTRIBUTE_DEVICE for what is neither file nor folder (a
 // FIFO, a socket, a device), FILE_ATTRIBUTE_READONLY without any write permission, else
-// FILE_ATTRIBUTE_NORMAL. Links are followed. INVALID_FILE_ATTRIBUTES with the last error.
+// FILE_ATTRIBUTE_NORMAL. Links are followed; FILE_ATTRIBUTE_REPARSE_POINT for one that leads
+// to a plain file as a process has it open (/dev/stdout). INVALID_FILE_ATTRIBUTES with the last
+// error.
 DWORD WINAPI GetFileAttributesA(LPCSTR name);
 // FILE_ATTRIBUTE_READONLY takes every write permission; without that bit a file that has none
 // gets its owner's back. Other bits say nothing here.

@@ -94,8 +94,10 @@ bool IsControl(char character) {
 
 }  // namespace
 
+// A blank at either end would not show where names are listed.
 bool Container::ValidName(std::string_view name) {
     return !name.empty() && name.size() <= kLongestName && name != "." && name != ".." &&
+           name.front() != ' ' && name.back() != ' ' &&
            name.find_first_of("/\\") == std::string_view::npos &&
            std::ranges::none_of(name, IsControl);
 }

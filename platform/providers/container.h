@@ -41,7 +41,8 @@ class ContainerChange {
 
 class Container {
   public:
-    // Names are any text without "/", "\" and control characters, not "." or "..".
+    // Names are any text without "/", "\" and control characters and without a blank at either
+    // end, not "." or "..".
     static bool ValidName(std::string_view name);
     // Sorted; `type` 0: all, else those that its provider reads. Containers of other users
     // are left out; a damaged one throws NTE_KEYSET_ENTRY_BAD with its file's name.

@@ -97,6 +97,18 @@ AnyKey GenerateGost(std::string_view keyOid, DWORD bits) {
     return AnyKey(NewGostKey(keyOid));
 }
 
+AnyKey ReadPublicKey(ByteView subjectPublicKeyInfo) {
+    if (SharedGostKey gost = ReadGostPublicKey(subjectPublicKeyInfo)) {
+        return AnyKey(std::move(gost));
+    }
+    const auto info = DecodeWhole<PublicKeyInfo>(&d2i_X509_PUBKEY, subjectPublicKeyInfo);
+    if (!info) ThrowCrypto(CRYPT_E_ASN1_BADTAG);
+    if (!KnownKey(AlgorithmOf(*info))) ThrowCrypto(NTE_BAD_ALGID);
+    EvpKey key(X509_PUBKEY_get(info.get()));
+    if (!key) ThrowCrypto(CRYPT_E_ASN1_BADTAG);
+    return AnyKey(std::move(key));
+}
+
 }  // namespace
 
 std::string AnyKey::Oid() const {
@@ -121,16 +133,18 @@ bool AnyKey::Matches(const AnyKey& other) const {
            gost_->curve == other.gost_->curve && gost_->publicKey == other.gost_->publicKey;
 }
 
+// Signer after signer of a message has the key of the one before, and reading it costs more than
+// its signature.
 AnyKey PublicKeyFromDer(ByteView subjectPublicKeyInfo) {
-    if (SharedGostKey gost = ReadGostPublicKey(subjectPublicKeyInfo)) {
-        return AnyKey(std::move(gost));
+    struct LastKey {
+        Bytes der;
+        AnyKey key;
+    };
+    static thread_local LastKey last;
+    if (!last.key || !Equal(last.der, subjectPublicKeyInfo)) {
+        last = {Copy(subjectPublicKeyInfo), ReadPublicKey(subjectPublicKeyInfo)};
     }
-    const auto info = DecodeWhole<PublicKeyInfo>(&d2i_X509_PUBKEY, subjectPublicKeyInfo);
-    if (!info) ThrowCrypto(CRYPT_E_ASN1_BADTAG);
-    if (!KnownKey(AlgorithmOf(*info))) ThrowCrypto(NTE_BAD_ALGID);
-    EvpKey key(X509_PUBKEY_get(info.get()));
-    if (!key) ThrowCrypto(CRYPT_E_ASN1_BADTAG);
-    return AnyKey(std::move(key));
+    return last.key;
 }
 
 AnyKey PublicKeyFromInfo(const CERT_PUBLIC_KEY_INFO& info) {

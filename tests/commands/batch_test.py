@@ -107,6 +107,14 @@ class Hash(BatchCase):
                     rehashed(1, b"Hash file reading error.\n"))
         self.expect(self.vhash("folder/"), 0, self.begin(b"folder/"))
 
+    def test_files_of_one_name_share_a_companion(self):
+        os.mkdir(self.path("folder"))
+        self.write("a", b"first")
+        self.write("folder/a", b"second")
+        self.succeed(*self.hash("a", "folder/a"))
+        self.assertEqual(self.read("a.hsh"),
+                         self.openssl("dgst", "-sha256", "-binary", "folder/a")[1])
+
     def test_what_cannot_be_read(self):
         names = self.make_unreadable_things()
         lines = b"".join(name.encode() + b"... " + UNREADABLE for name in names)

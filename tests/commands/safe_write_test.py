@@ -107,16 +107,91 @@ class SafeWrite(KestrelCase):
         self.assertEqual(self.read("msg"), self.before)
         self.assertEqual(self.leftovers(), [])
 
+    # ---- outputs of streams --------------------------------------------------------
+
+    def half_way(self, *command):
+        """A command whose input "fifo" has given so much that its output has begun."""
+        if not os.path.exists(self.path("fifo")):
+            os.mkfifo(self.path("fifo"))
+        process = self.start(KESTREL, *command)
+        fifo = open(self.path("fifo"), "wb", buffering=0)
+        fifo.write(bytes(300000))
+        return process, fifo
+
+    def test_two_writers_never_mix(self):
+        sign = ("-sign", "-dn", "ec", "-der")
+        for name, old in (("new", None), ("old", b"precious")):
+            for other in ((*sign, "in", "out"), ("-verify", "msg", "out")):
+                with self.subTest(f"{name}: {other[0]}"):
+                    if old is not None:
+                        self.write("out", old)
+                    elif os.path.exists(self.path("out")):
+                        os.unlink(self.path("out"))
+                    first, fifo = self.half_way(*sign, "fifo", "out")
+                    self.assertIn(b"Another process is using the file: out (0x20)",
+                                  self.fail_with(SHARING, *other))
+                    fifo.close()
+                    self.assertEqual(first.communicate(timeout=300)[1], b"")
+                    self.assertEqual(first.returncode, 0)
+                    self.openssl("cms", "-verify", "-inform", "DER", "-in", "out", "-CAfile",
+                                 "ec.pem", "-purpose", "any", "-binary", "-out", "content")
+                    self.assertEqual(self.read("content"), bytes(300000))
+                    self.assertEqual(self.leftovers(), [])
+
+    def test_an_old_output_goes_at_the_end(self):
+        for how in (signal.SIGKILL, signal.SIGTERM):
+            with self.subTest(how.name):
+                self.write("out", b"precious")
+                process, fifo = self.half_way("-sign", "-dn", "ec", "fifo", "out")
+                process.send_signal(how)
+                process.communicate(timeout=300)
+                fifo.close()
+                self.assertEqual(self.read("out"), b"precious")
+                self.assertEqual(self.leftovers(), [])
+        done = subprocess.run(["sh", "-c", 'ulimit -f 1; exec "$0" -verify msg out', KESTREL],
+                              cwd=self.folder, env=self.env, capture_output=True, check=False)
+        self.assertEqual(done.returncode, 0, done.stdout)
+        self.assertEqual(self.read("out"), b"content")
+
+    def test_what_a_failed_stream_leaves(self):
+        self.write("in", bytes(300000))
+        self.succeed("-sign", "-dn", "ec", "-der", "in", "large")
+        self.write("cut", self.read("large")[:200000])
+        rows = (("a cut message", "-verify cut out", None, False),
+                ("no room", "-verify large out", "ulimit -f 8", True))
+        for name, command, limit, stays in rows:
+            with self.subTest(name):
+                self.write("out", b"precious")
+                os.link(self.path("out"), self.path("second"))
+                script = f'{limit or ":"}; exec "$0" {command}'
+                done = subprocess.run(["sh", "-c", script, KESTREL], cwd=self.folder,
+                                      env=self.env, capture_output=True, check=False)
+                self.assertNotEqual(done.returncode, 0, done.stdout)
+                left = self.read("out")
+                if stays:
+                    self.assertEqual(left, b"precious")
+                else:
+                    self.assertGreater(len(left), 65536)
+                    self.assertEqual(left, bytes(len(left)))
+                self.assertEqual(self.read("second"), left, "one file under two names")
+                self.assertEqual(self.leftovers(), [])
+                os.unlink(self.path("second"))
+
     # ---- where output does not arrive ----------------------------------------------
 
     def test_lost_output_is_a_failure(self):
-        for program, status, *arguments in ((KESTREL, 29, "-hash", "in"),
+        digest = self.openssl("dgst", "-sha256", "-binary", "in")[1]
+        for program, status, *arguments in ((KESTREL, 29, "-hash", "-provtype", "24", "in"),
                                             (KESTRELCTL, 1, "store", "list")):
-            for target in (">/dev/full", ">&-"):
-                done = subprocess.run(["sh", "-c", f'exec "$0" "$@" {target}', program, *arguments],
+            for script in ('exec "$0" "$@" >/dev/full', 'exec "$0" "$@" >&-',
+                           '(sleep 1; "$0" "$@"; echo $? >status) | true; exit $(cat status)'):
+                done = subprocess.run(["sh", "-c", script, program, *arguments],
                                       cwd=self.folder, env=self.env, capture_output=True,
                                       check=False)
-                self.assertEqual(done.returncode, status, (program, target, done.stderr))
+                self.assertEqual(done.returncode, status, (program, script, done.stderr))
+                if program == KESTREL:
+                    self.assertEqual(self.read("in.hsh"), digest, "the work is done")
+                    os.unlink(self.path("in.hsh"))
 
 
 if __name__ == "__main__":

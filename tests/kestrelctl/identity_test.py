@@ -198,6 +198,7 @@ class Identities(KestrelCase):
             ("escape", "CN=a\x1b[31mb", b"a\\x1b[31mb", b"a\\u001b[31mb"),
             ("c1", "CN=a\u009bb", b"a\\u009bb", b"a\\u009bb"),
             ("bidi", "CN=a\u202eb", b"a\\u202eb", b"a\\u202eb"),
+            ("tag", "CN=a\U000e0041b", b"a\\U000e0041b", b"a\\udb40\\udc41b"),
             ("delete", "CN=a\x7fb", b"a\\x7fb", b"a\\u007fb"),
             ("letters", "CN=Анна", "Анна".encode(), "Анна".encode()),
         ]

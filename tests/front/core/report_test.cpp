@@ -85,8 +85,10 @@ const TextRow kTexts[] = {
      "a\\x9B31m"},
     {"marks of direction", "\xD8\x9C\xE2\x80\x8F\xE2\x80\xAA\xE2\x81\xA9",
      "\\u061C\\u200F\\u202A\\u2069"},
-    {"their neighbours", "\xD8\x9B\xE2\x80\x90\xE2\x80\xA9\xE2\x81\xAA",
-     "\xD8\x9B\xE2\x80\x90\xE2\x80\xA9\xE2\x81\xAA"},
+    {"what does not show", "a\u00AD\u200B\u2028\u202F\u2060\uFEFF\U000E0041b",
+     "a\\u00AD\\u200B\\u2028\\u202F\\u2060\\uFEFF\\U000E0041b"},
+    {"their neighbours", "\u00AC\u061B\u200A\u2010\u2027\u2030\u205F\u2070\uFFFD\U000E1000",
+     "\u00AC\u061B\u200A\u2010\u2027\u2030\u205F\u2070\uFFFD\U000E1000"},
     {"cut and stray bytes", "\xE2\x80 \xFF\xFE", "\xE2\\x80 \xFF\xFE"},
 };
 

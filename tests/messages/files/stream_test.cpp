@@ -21,7 +21,7 @@ class Streams : public FolderTest {
                                        bool extraEnd) const {
         StreamOutput output;
         output.base64 = base64 ? 1 : 0;
-        output.file = OpenToWrite(PathOf("out").c_str());
+        output.file = OutputFile::Open(PathOf("out").c_str());
         std::string block;
         std::size_t at = 0;
         for (std::size_t turn = 0; at < bytes.size(); ++turn) {
@@ -78,7 +78,7 @@ TEST_F(Streams, AFullDevice) {
     for (const FullRow& row : kFull) {
         StreamOutput output;
         output.base64 = row.base64;
-        output.file = OpenToWrite("/dev/full");
+        output.file = OutputFile::Open("/dev/full");
         BOOL result = TRUE;
         SetLastError(0);
         EXPECT_EQ(Printed([&] { result = Give(output, Noise(row.size, 4), row.last); }),

@@ -100,6 +100,11 @@ TEST(Bounds, NestingCountsFromTheMessage) {
         value = der::Element(der::kSequence, value);
     }
     EXPECT_EQ(LastErrorDetail(kDeep), "1.2.3.4");
+    for (std::size_t levels = 58; levels <= 70; ++levels) {
+        value = der::Element(der::kSequence, value);
+    }
+    ExpectAdded(value, kDeep, 0);
+    EXPECT_EQ(LastErrorDetail(kDeep), "1.2.3.4") << "deeper than any reader goes";
 }
 
 // ---- content in the place of attributes ------------------------------------------

@@ -130,13 +130,23 @@ struct NameRow {
 
 TEST_F(Containers, Names) {
     const NameRow rows[] = {
-        {"a", true},     {"Иванов И.И.", true},
-        {"..a", true},   {std::string(255, 'x'), true},
-        {"", false},     {".", false},
-        {"..", false},   {"a/b", false},
-        {"../a", false}, {"a\\b", false},
-        {"a\n", false},  {std::string("a\0b", 3), false},
-        {"\x7F", false}, {std::string(256, 'x'), false},
+        {"a", true},
+        {"Иванов И.И.", true},
+        {"..a", true},
+        {std::string(255, 'x'), true},
+        {"", false},
+        {".", false},
+        {"..", false},
+        {" ", false},
+        {"a ", false},
+        {"a b", true},
+        {"a/b", false},
+        {"../a", false},
+        {"a\\b", false},
+        {"a\n", false},
+        {std::string("a\0b", 3), false},
+        {"\x7F", false},
+        {std::string(256, 'x'), false},
     };
     for (const NameRow& row : rows) {
         EXPECT_EQ(Container::ValidName(row.name), row.valid) << row.name;
