@@ -11,7 +11,7 @@ test_packages=(libengine-gost-openssl libgtest-dev python3 gpgsm gpg-agent gpgco
 check_packages=(clang-format clang-tidy)
 windows_packages=(g++-mingw-w64-x86-64-posix wine64)
 bench_packages=(libbenchmark-dev nettle-dev libgcrypt20-dev libengine-gost-openssl python3 time)
-fuzz_packages=(clang libclang-rt-14-dev)
+fuzz_packages=(clang libclang-rt-14-dev python3)
 
 # Installs the packages that are missing, and says nothing when none is.
 need() {
