@@ -10,7 +10,6 @@
 namespace Ferroline::PKI {
 namespace {
 
-constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
 constexpr std::uint32_t kLastStatus = 6;
 
 void Require(HRESULT result) {
