@@ -113,12 +113,13 @@ def parse_options(description):
     parser.add_argument("--size", type=parse_size, default=2**30, help="of the big file (1G)")
     parser.add_argument("--files", type=int, default=10_000, help="small files to hash (10000)")
     parser.add_argument("--signed", type=int, default=2_000, help="of them to sign (2000)")
+    parser.add_argument("--stamps", type=int, default=1_000, help="time stamps (1000)")
     parser.add_argument("--runs", type=int, default=3, help="of which the best counts (3)")
     parser.add_argument("--folder", help="where the files go; needs four times the size")
     parser.add_argument("--bin", required=True, help="folder of kestrel and kestrelctl")
     options = parser.parse_args()
     options.bin = os.path.abspath(options.bin)
-    if options.runs < 1 or options.size < 1 or not 0 < options.signed <= options.files:
+    if options.runs < 1 or options.size < 1 or options.stamps < 1 or not 0 < options.signed <= options.files:
         parser.error("at least one run of at least one byte; no more to sign than there are")
     return options
 

@@ -22,6 +22,9 @@ void Trust(const Arguments& arguments);
 
 void PolicyShow(const Arguments& arguments);
 void PolicySet(const Arguments& arguments);
+void PolicyUnset(const Arguments& arguments);
+void PolicyAdd(const Arguments& arguments);
+void PolicyRemove(const Arguments& arguments);
 void PolicyImport(const Arguments& arguments);
 void PolicyExport(const Arguments& arguments);
 

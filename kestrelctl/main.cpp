@@ -1,6 +1,7 @@
 // The table of kestrelctl's commands.
 #include "kestrelctl/cli.h"
 #include "kestrelctl/commands.h"
+#include "kestrelctl/policy_rules.h"
 
 namespace {
 
@@ -23,6 +24,13 @@ constexpr Option kForce{"force", nullptr, "overwrite a file that exists"};
 
 int main(int count, char** words) {
     using namespace kestrelctl;
+    const std::string setHelp =
+        "Sets one value of the time-stamp policy.\n\n" + SettingsHelp(false);
+    const std::string addHelp =
+        "Adds entries to a list of the time-stamp policy.\n\n"
+        "A list counts once its flag is set. One that is in force without entries forbids "
+        "all.\n\n" +
+        SettingsHelp(true);
     // clang-format off
     const std::vector<Command> commands = {
         {"identity", "create", "SUBJECT", 1, 1,
@@ -95,15 +103,23 @@ int main(int count, char** words) {
          "Adds the certificates of files to \"Root\".\n",
          {kMachine}, Trust},
         {"policy", "show", "", 0, 0,
-         "Shows the time-stamp policy that is in force.\n",
-         {kJson}, PolicyShow},
-        {"policy", "set", "KEY VALUE", 2, 2,
-         "Sets one value of the time-stamp policy.\n\n"
-         "KEY is a value's name, or LIST\\NAME for an entry of a list. A VALUE of digits is a\n"
-         "number, \"true\" and \"false\" are 1 and 0, anything else is text.",
-         {kMachine}, PolicySet},
+         "Shows what both sides set in the time-stamp policy.\n\n"
+         "With --all every value that there is: its kind, its default, what is in force (the\n"
+         "machine's wins over the user's) and what it does.",
+         {{"all", nullptr, "also what nobody set, with an explanation"}, kJson}, PolicyShow},
+        {"policy", "set", "NAME DATA", 2, 2, setHelp.c_str(), {kMachine}, PolicySet},
+        {"policy", "unset", "NAME", 1, 1,
+         "Takes a value, or a whole list, out of the time-stamp policy.\n\n"
+         "What the other side says about it counts from then on, or its default.",
+         {kMachine}, PolicyUnset},
+        {"policy", "add", "LIST ENTRY...", 2, kMany, addHelp.c_str(), {kMachine}, PolicyAdd},
+        {"policy", "remove", "LIST ENTRY...", 2, kMany,
+         "Removes entries from a list of the time-stamp policy.\n\n"
+         "ENTRY is what the list holds, in the same letters.",
+         {kMachine}, PolicyRemove},
         {"policy", "import", "FILE.reg", 1, 1,
-         "Merges a registry export into the settings of both sides.\n",
+         "Merges a registry export of the time-stamp policy into the settings of both sides.\n\n"
+         "A file that holds anything else, or a value that makes no sense, changes nothing.",
          {}, PolicyImport},
         {"policy", "export", "FILE.reg", 1, 1,
          "Writes the policy of both sides as a registry export.\n\n"

@@ -10,8 +10,9 @@ build_packages=(g++ cmake ninja-build pkg-config libssl-dev libcurl4-openssl-dev
 test_packages=(libengine-gost-openssl libgtest-dev python3 gpgsm gpg-agent gpgconf git strace apache2-bin squid)
 check_packages=(clang-format clang-tidy)
 windows_packages=(g++-mingw-w64-x86-64-posix wine64)
-bench_packages=(libbenchmark-dev nettle-dev libgcrypt20-dev libengine-gost-openssl python3 time)
-fuzz_packages=(clang libclang-rt-14-dev)
+bench_packages=(curl libbenchmark-dev nettle-dev libgcrypt20-dev libengine-gost-openssl python3 time)
+# Older ones lack std::source_location.
+fuzz_packages=(clang-16 libclang-rt-16-dev python3)
 
 # Installs the packages that are missing, and says nothing when none is.
 need() {

@@ -39,17 +39,18 @@ struct SchemeRules {
     [[nodiscard]] bool Denies(std::uint32_t scheme) const;
 };
 
+// What each means and is at first stands in settings/settings.h.
 struct CStampPolicy {
-    std::uint32_t stampAccuracy = 180000;  // milliseconds
+    std::uint32_t stampAccuracy = 0;  // milliseconds
     bool defaultCertReq = false;
-    std::uint32_t nonceLength = 8;  // bytes
+    std::uint32_t nonceLength = 0;  // bytes
     std::uint32_t authTypeDefault = 0;
     std::uint32_t authSslTypeDefault = 0;
     std::uint32_t proxyAuthTypeDefault = 0;
     std::uint32_t proxyAuthSslTypeDefault = 0;
     bool requireNonce = false;
     bool disableNonce = false;
-    bool useNonceByDefault = true;
+    bool useNonceByDefault = false;
     bool disablePolicyId = false;
     SchemeRules authSsl;
     SchemeRules auth;
@@ -78,6 +79,10 @@ inline constexpr long kPolicyIdDenied = static_cast<long>(0xC2100111);
 // opened says, ERROR_INVALID_DATA for a value of another type and ERROR_MORE_DATA for a number
 // that is none.
 void LoadPolicy(CStampClient& client);
+
+// Whether the administrator wants more of an old stamp than its imprint and its time. Another
+// type counts as no.
+[[nodiscard]] bool WholeTokensWanted();
 
 // Throws the code of the first rule that the client's request would break.
 void CheckPolicy(const CStampClient& client);

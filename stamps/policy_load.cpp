@@ -6,17 +6,23 @@
 #include "stamps/failure.h"
 #include "stamps/policy.h"
 #include "stamps/registry_values.h"
+#include "stamps/settings/settings.h"
 
 namespace Ferroline::PKI {
 namespace {
 
 using ATL2::CRegistryKey;
 
-constexpr wchar_t kPolicyKey[] = L"Software\\Policies\\Ferro-Line\\TSP";
+// Names of keys and settings are ASCII.
+std::wstring Wide(std::string_view name) { return {name.begin(), name.end()}; }
+
+CRegistryKey OpenSide(HKEY root) {
+    return CRegistryKey::Open(root, Wide(kPolicyKey).c_str(), KEY_QUERY_VALUE);
+}
 
 struct PolicyKeys {
-    CRegistryKey machine = CRegistryKey::Open(HKEY_LOCAL_MACHINE, kPolicyKey, KEY_QUERY_VALUE);
-    CRegistryKey user = CRegistryKey::Open(HKEY_CURRENT_USER, kPolicyKey, KEY_QUERY_VALUE);
+    CRegistryKey machine = OpenSide(HKEY_LOCAL_MACHINE);
+    CRegistryKey user = OpenSide(HKEY_CURRENT_USER);
 };
 
 [[noreturn]] void FailWith(LSTATUS status) { Fail(ATL::ResultOfError(static_cast<DWORD>(status))); }
@@ -33,25 +39,27 @@ bool ReadFirst(const PolicyKeys& keys, const Read& read) {
     return false;
 }
 
-bool ReadNumber(const PolicyKeys& keys, const wchar_t* name, DWORD& value) {
+std::uint32_t ReadNumber(const PolicyKeys& keys, const Setting& setting) {
+    const std::wstring name = Wide(setting.name);
+    DWORD value = 0;
     DWORD type = REG_NONE;
     DWORD size = 0;
     const bool found = ReadFirst(keys, [&](HKEY key) {
         size = sizeof(value);
-        return RegQueryValueExW(key, name, nullptr, &type, reinterpret_cast<BYTE*>(&value), &size);
+        return RegQueryValueExW(key, name.c_str(), nullptr, &type, reinterpret_cast<BYTE*>(&value),
+                                &size);
     });
-    if (found && (type != REG_DWORD || size != sizeof(value))) FailWith(ERROR_INVALID_DATA);
-    return found;
+    if (!found) return setting.initially;
+    if (type != REG_DWORD || size != sizeof(value)) FailWith(ERROR_INVALID_DATA);
+    return value;
 }
 
-void ReadPolicyDword(std::uint32_t& target, const PolicyKeys& keys, const wchar_t* name) {
-    DWORD value = 0;
-    if (ReadNumber(keys, name, value)) target = value;
+void ReadPolicyDword(std::uint32_t& target, const PolicyKeys& keys, const Setting& setting) {
+    target = ReadNumber(keys, setting);
 }
 
-void ReadPolicyBool(bool& target, const PolicyKeys& keys, const wchar_t* name) {
-    DWORD value = 0;
-    if (ReadNumber(keys, name, value)) target = value != 0;
+void ReadPolicyBool(bool& target, const PolicyKeys& keys, const Setting& setting) {
+    target = ReadNumber(keys, setting) != 0;
 }
 
 LSTATUS ReadBytes(HKEY key, const wchar_t* name, DWORD& type, CBlob& data) {
@@ -64,10 +72,13 @@ LSTATUS ReadBytes(HKEY key, const wchar_t* name, DWORD& type, CBlob& data) {
     return status;
 }
 
-void ReadPolicyString(std::wstring& target, const PolicyKeys& keys, const wchar_t* name) {
+void ReadPolicyString(std::wstring& target, const PolicyKeys& keys, const Setting& setting) {
+    const std::wstring name = Wide(setting.name);
     DWORD type = REG_NONE;
     CBlob data;
-    if (!ReadFirst(keys, [&](HKEY key) { return ReadBytes(key, name, type, data); })) return;
+    if (!ReadFirst(keys, [&](HKEY key) { return ReadBytes(key, name.c_str(), type, data); })) {
+        return;
+    }
     const std::size_t units = data.GetSize() / sizeof(wchar_t);
     const auto* const text = reinterpret_cast<const wchar_t*>(data.GetData());
     const bool isText = (type == REG_SZ || type == REG_EXPAND_SZ) &&
@@ -106,8 +117,9 @@ bool ReadFlag(const CRegistryKey& key, const std::wstring& name, bool& flag) {
 }
 
 // The side whose flag is found decides alone, also when it says no: lists are not merged.
-void ReadPolicyList(CGPStrings& list, const PolicyKeys& keys, const wchar_t* name) {
-    const std::wstring flagName = std::wstring(name) + L"Setted";
+void ReadPolicyList(CGPStrings& list, const PolicyKeys& keys, const Setting& setting) {
+    const std::wstring name = Wide(setting.name);
+    const std::wstring flagName = name + Wide(kListFlagEnd);
     list.SetInForce(false);
     for (const CRegistryKey* side : {&keys.machine, &keys.user}) {
         bool flag = false;
@@ -115,57 +127,62 @@ void ReadPolicyList(CGPStrings& list, const PolicyKeys& keys, const wchar_t* nam
         if (!flag) return;
         list.SetInForce(true);
         const auto entries =
-            CRegistryKey::Open(side->Get(), name, KEY_QUERY_VALUE | KEY_ENUMERATE_SUB_KEYS);
+            CRegistryKey::Open(side->Get(), name.c_str(), KEY_QUERY_VALUE | KEY_ENUMERATE_SUB_KEYS);
         if (entries.IsOpen()) CGPStringsEnum(list).Enumerate(entries.Get());
         return;
     }
 }
 
-void ReadSchemeRules(SchemeRules& rules, const PolicyKeys& keys, const std::wstring& prefix) {
-    const auto read = [&](bool& target, const wchar_t* scheme) {
-        ReadPolicyBool(target, keys, (prefix + L"Deny" + scheme).c_str());
-    };
-    read(rules.denyAnonym, L"Anonym");
-    read(rules.denyBasic, L"Basic");
-    read(rules.denyDigest, L"Digest");
-    read(rules.denyNtlm, L"NTLM");
-    read(rules.denyNegotiate, L"Negotiate");
-}
+// One row for each scheme of a way.
+#define READ_SCHEME_RULES(rules, way)                                       \
+    ReadPolicyBool(rules.denyAnonym, keys, SettingNamed(way "DenyAnonym")); \
+    ReadPolicyBool(rules.denyBasic, keys, SettingNamed(way "DenyBasic"));   \
+    ReadPolicyBool(rules.denyDigest, keys, SettingNamed(way "DenyDigest")); \
+    ReadPolicyBool(rules.denyNtlm, keys, SettingNamed(way "DenyNTLM"));     \
+    ReadPolicyBool(rules.denyNegotiate, keys, SettingNamed(way "DenyNegotiate"))
 
 void ReadNumbers(CStampPolicy& policy, const PolicyKeys& keys) {
-    ReadPolicyDword(policy.stampAccuracy, keys, L"StampAccuracy");
-    ReadPolicyBool(policy.defaultCertReq, keys, L"DefaultCertReq");
-    ReadPolicyDword(policy.nonceLength, keys, L"NonceLength");
-    ReadPolicyDword(policy.authTypeDefault, keys, L"AuthTypeDefault");
-    ReadPolicyDword(policy.authSslTypeDefault, keys, L"AuthSSLTypeDefault");
-    ReadPolicyDword(policy.proxyAuthTypeDefault, keys, L"ProxyAuthTypeDefault");
-    ReadPolicyDword(policy.proxyAuthSslTypeDefault, keys, L"ProxyAuthSSLTypeDefault");
-    ReadPolicyBool(policy.requireNonce, keys, L"RequireNonce");
-    ReadPolicyBool(policy.disableNonce, keys, L"DisableNonce");
-    ReadPolicyBool(policy.useNonceByDefault, keys, L"UseNonceByDefault");
-    ReadPolicyBool(policy.disablePolicyId, keys, L"DisablePolicyID");
-    ReadSchemeRules(policy.authSsl, keys, L"AuthSSL");
-    ReadSchemeRules(policy.auth, keys, L"Auth");
-    ReadSchemeRules(policy.proxyAuthSsl, keys, L"ProxyAuthSSL");
-    ReadSchemeRules(policy.proxyAuth, keys, L"ProxyAuth");
+    ReadPolicyDword(policy.stampAccuracy, keys, SettingNamed("StampAccuracy"));
+    ReadPolicyBool(policy.defaultCertReq, keys, SettingNamed("DefaultCertReq"));
+    ReadPolicyDword(policy.nonceLength, keys, SettingNamed("NonceLength"));
+    ReadPolicyDword(policy.authTypeDefault, keys, SettingNamed("AuthTypeDefault"));
+    ReadPolicyDword(policy.authSslTypeDefault, keys, SettingNamed("AuthSSLTypeDefault"));
+    ReadPolicyDword(policy.proxyAuthTypeDefault, keys, SettingNamed("ProxyAuthTypeDefault"));
+    ReadPolicyDword(policy.proxyAuthSslTypeDefault, keys, SettingNamed("ProxyAuthSSLTypeDefault"));
+    ReadPolicyBool(policy.requireNonce, keys, SettingNamed("RequireNonce"));
+    ReadPolicyBool(policy.disableNonce, keys, SettingNamed("DisableNonce"));
+    ReadPolicyBool(policy.useNonceByDefault, keys, SettingNamed("UseNonceByDefault"));
+    ReadPolicyBool(policy.disablePolicyId, keys, SettingNamed("DisablePolicyID"));
+    READ_SCHEME_RULES(policy.authSsl, "AuthSSL");
+    READ_SCHEME_RULES(policy.auth, "Auth");
+    READ_SCHEME_RULES(policy.proxyAuthSsl, "ProxyAuthSSL");
+    READ_SCHEME_RULES(policy.proxyAuth, "ProxyAuth");
 }
 
 void ReadTexts(CStampPolicy& policy, const PolicyKeys& keys) {
-    ReadPolicyString(policy.defaultHashAlg, keys, L"DefaultHashAlg");
-    ReadPolicyString(policy.defaultTspUrl, keys, L"DefaultTSPURL");
-    ReadPolicyString(policy.defaultProxy, keys, L"DefaultProxy");
-    ReadPolicyString(policy.defaultPolicyId, keys, L"DefaultPolicyID");
+    ReadPolicyString(policy.defaultHashAlg, keys, SettingNamed("DefaultHashAlg"));
+    ReadPolicyString(policy.defaultTspUrl, keys, SettingNamed("DefaultTSPURL"));
+    ReadPolicyString(policy.defaultProxy, keys, SettingNamed("DefaultProxy"));
+    ReadPolicyString(policy.defaultPolicyId, keys, SettingNamed("DefaultPolicyID"));
 }
 
 void ReadLists(CStampPolicy& policy, const PolicyKeys& keys) {
-    ReadPolicyList(policy.hashAlgsAllowed, keys, L"HashAlgsAllowed");
-    ReadPolicyList(policy.hashAlgsDenied, keys, L"HashAlgsDenied");
-    ReadPolicyList(policy.allowedTsps, keys, L"AllowedTSPs");
-    ReadPolicyList(policy.allowedProxies, keys, L"AllowedProxies");
-    ReadPolicyList(policy.allowedPolicyId, keys, L"AllowedPolicyID");
+    ReadPolicyList(policy.hashAlgsAllowed, keys, SettingNamed("HashAlgsAllowed"));
+    ReadPolicyList(policy.hashAlgsDenied, keys, SettingNamed("HashAlgsDenied"));
+    ReadPolicyList(policy.allowedTsps, keys, SettingNamed("AllowedTSPs"));
+    ReadPolicyList(policy.allowedProxies, keys, SettingNamed("AllowedProxies"));
+    ReadPolicyList(policy.allowedPolicyId, keys, SettingNamed("AllowedPolicyID"));
 }
 
 }  // namespace
+
+bool WholeTokensWanted() {
+    constexpr const Setting& kWanted = SettingNamed("VerifyTokens");
+    bool wanted = false;
+    const auto key =
+        CRegistryKey::Open(HKEY_LOCAL_MACHINE, Wide(kWanted.key).c_str(), KEY_QUERY_VALUE);
+    return ReadFlag(key, Wide(kWanted.name), wanted) && wanted;
+}
 
 void LoadPolicy(CStampClient& client) {
     const PolicyKeys keys;

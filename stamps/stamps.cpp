@@ -14,7 +14,7 @@
 #include "selection/providers.h"
 #include "stamps/client.h"
 #include "stamps/message_param.h"
-#include "stamps/registry_values.h"
+#include "stamps/policy.h"
 #include "stamps/stamp.h"
 #include "stamps/verify.h"
 
@@ -132,19 +132,6 @@ void CheckAge(const CDateTime& time, const char* hoursText) {
     }
 }
 
-// Whether the administrator wants more of an old stamp than its imprint and its time.
-bool WholeTokensWanted() {
-    const auto key = ATL2::CRegistryKey::Open(HKEY_LOCAL_MACHINE, L"Software\\Kestrel\\Platform",
-                                              KEY_QUERY_VALUE);
-    DWORD value = 0;
-    DWORD size = sizeof(value);
-    DWORD type = REG_NONE;
-    return key.IsOpen() &&
-           RegQueryValueExW(key.Get(), L"VerifyTokens", nullptr, &type,
-                            reinterpret_cast<BYTE*>(&value), &size) == ERROR_SUCCESS &&
-           type == REG_DWORD && value != 0;
-}
-
 void CheckWholeToken(CStamp& stamp) {
     for (const auto verify :
          {Ferroline::PKI::VerifyStampSignature, Ferroline::PKI::VerifyStampChain}) {
@@ -165,7 +152,7 @@ bool VerifyStampToken(const CRYPT_ATTR_BLOB& token, const BYTE* data, DWORD size
             throw ATL::CAtlException(static_cast<HRESULT>(CRYPT_E_HASH_VALUE));
         }
         if (*hours != '\0') CheckAge(stamp.GetTime(), hours);
-        if (WholeTokensWanted()) CheckWholeToken(stamp);
+        if (Ferroline::PKI::WholeTokensWanted()) CheckWholeToken(stamp);
         PrintMessage(say::kFileDone, 1);
     });
 }

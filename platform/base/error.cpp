@@ -25,7 +25,7 @@ thread_local Detail lastDetail;
 void KeepDetail(const Error& error) noexcept {
     try {
         lastDetail.text = error.Detail();
-        lastDetail.code = error.Code();
+        lastDetail.code = Win32CodeOf(error.Code());
     } catch (...) {
         lastDetail.code = 0;
     }
@@ -70,6 +70,11 @@ void Trace(const std::source_location& call, DWORD code,
 
 }  // namespace
 
+DWORD Win32CodeOf(DWORD code) noexcept {
+    constexpr DWORD kWin32Facility = 0x80070000;
+    return (code & 0xFFFF0000) == kWin32Facility ? code & 0xFFFF : code;
+}
+
 DWORD LastError() noexcept { return lastError; }
 void PutLastError(DWORD code) noexcept { lastError = code; }
 
@@ -96,7 +101,9 @@ void SetLastErrorFromException(const std::source_location& call) noexcept {
 
 const std::string& LastErrorDetail(DWORD code) {
     static const std::string none;
-    return lastDetail.code == code ? lastDetail.text : none;
+    return lastDetail.code == Win32CodeOf(code) ? lastDetail.text : none;
 }
+
+void NoteDetail(DWORD code, const std::string& detail) noexcept { KeepDetail(Error(code, detail)); }
 
 }  // namespace platform

@@ -48,8 +48,14 @@ void SetLastErrorFromException(
 void SetFailure(DWORD code,
                 const std::source_location& call = std::source_location::current()) noexcept;
 
-// The detail that belongs to the last error, empty when `code` is not the last one raised.
+// An HRESULT of the Win32 facility is the Win32 code in its low half; others are as they are.
+DWORD Win32CodeOf(DWORD code) noexcept;
+
+// The detail that belongs to the last error, empty when `code` is not the last one raised. A
+// Win32 code and the HRESULT that is made of it are one.
 const std::string& LastErrorDetail(DWORD code);
+// What the detail is to be if a caller finds by itself that what it was given is `code`.
+void NoteDetail(DWORD code, const std::string& detail) noexcept;
 
 // The system text of a code in the console's language, without a line end; null when
 // there is none. See error_texts.cpp.

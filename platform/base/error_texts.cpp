@@ -309,19 +309,14 @@ const ErrorText* Find(DWORD code) {
     return row != std::end(kTexts) && row->code == code ? row : nullptr;
 }
 
-// An HRESULT of the Win32 facility says what the Win32 code in its low half says.
-constexpr DWORD kWin32Facility = 0x80070000;
-
 constexpr DWORD kLastCLibraryCode = 200;
 
 }  // namespace
 
 const char* SystemText(DWORD code, bool russian) {
     const ErrorText* row = Find(code);
-    if ((code & 0xFFFF0000) == kWin32Facility) {
-        code &= 0xFFFF;
-        if (row == nullptr) row = Find(code);
-    }
+    code = Win32CodeOf(code);
+    if (row == nullptr) row = Find(code);
     if (row != nullptr) return russian ? row->russian : row->english;
     // What is left below may be an error number of the C library.
     return code < kLastCLibraryCode ? strerrordesc_np(static_cast<int>(code)) : nullptr;

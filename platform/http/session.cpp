@@ -11,6 +11,8 @@ namespace platform {
 namespace {
 
 constexpr int kMostRedirects = 10;
+// Longer ones no server takes, and libcurl calls them a lack of memory.
+constexpr std::size_t kMostObject = 64 * 1024;
 
 bool Redirects(DWORD status) {
     constexpr DWORD kStatuses[] = {301, 302, 303, 307, 308};
@@ -135,6 +137,7 @@ bool Request::FollowRedirect() {
     const HttpUrl& from = transfer_.Request().url;
     auto to = ResolveLocation(from, locations.front());
     if (!to || (from.secure && !to->secure)) return false;
+    if (to->object.size() > kMostObject) throw Error(ERROR_WINHTTP_REDIRECT_FAILED);
     std::string verb = transfer_.Request().verb;
     if (GoesOnAsGet(head_.Status(), verb)) {
         Start(*std::move(to), "GET", {}, 0);
@@ -148,6 +151,7 @@ bool Request::FollowRedirect() {
 }
 
 void Request::Start(HttpUrl url, std::string verb, Bytes body, std::uint64_t total) {
+    if (url.object.size() > kMostObject) throw Error(ERROR_WINHTTP_INVALID_URL);
     TransferRequest request;
     request.agent = agent_;
     request.version10 = version10_;

@@ -180,6 +180,10 @@ Error Transfer::FaultFrom(CURLcode outcome) const {
     if (callbackFault_) return *callbackFault_;
     DWORD fault = FaultOf(outcome);
     const bool answered = connected_ && head_.Complete();
+    // A header line past libcurl's bound of 100 KiB looks to it like a lack of memory.
+    if (outcome == CURLE_OUT_OF_MEMORY && connected_ && !answered) {
+        fault = ERROR_WINHTTP_INVALID_SERVER_RESPONSE;
+    }
     const bool closed = fault == ERROR_WINHTTP_CONNECTION_ERROR;
     if (tls_ && tls_->CertificateMissed() && !answered &&
         (closed || fault == ERROR_WINHTTP_SECURE_FAILURE)) {

@@ -1,6 +1,8 @@
 // The settings of both sides.
 #include "platform/registry/registry.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cstdio>
 
@@ -110,8 +112,23 @@ RegistryDocument ReadDocument(const fs::path& file) {
     return RegistryDocument::Parse(content, file.string());
 }
 
+// What tells one content of a file from another without reading it; zeros for none.
+struct FileStamp {
+    ino_t inode = 0;
+    off_t size = 0;
+    time_t seconds = 0;
+    long nanoseconds = 0;
+    friend bool operator==(const FileStamp&, const FileStamp&) = default;
+};
+
+FileStamp StampOf(const fs::path& file) {
+    struct stat status {};
+    if (stat(file.c_str(), &status) != 0) return {};
+    return {status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+}
+
 struct CachedSide {
-    std::vector<fs::path> files;
+    std::vector<std::pair<fs::path, FileStamp>> files;
     std::shared_ptr<const RegistryTree> tree;
 };
 
@@ -176,9 +193,11 @@ std::vector<fs::path> RegistryFiles(Side side) {
 
 std::shared_ptr<const RegistryTree> LoadSide(Side side) {
     CachedSide& cache = CacheOf(side);
-    std::vector<fs::path> files = RegistryFiles(side);
+    const std::vector<fs::path> names = RegistryFiles(side);
+    std::vector<std::pair<fs::path, FileStamp>> files;
+    for (const fs::path& name : names) files.emplace_back(name, StampOf(name));
     if (cache.tree == nullptr || cache.files != files) {
-        cache.tree = std::make_shared<const RegistryTree>(LoadTree(side, files));
+        cache.tree = std::make_shared<const RegistryTree>(LoadTree(side, names));
         cache.files = std::move(files);
     }
     return cache.tree;

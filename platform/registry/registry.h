@@ -57,8 +57,8 @@ RegistryTree LoadTree(Side side, std::span<const std::filesystem::path> files);
 // The files that make up one side, in the order in which they are laid.
 std::vector<std::filesystem::path> RegistryFiles(Side side);
 
-// One side as this process sees it: read once, and again when the home moved or
-// ForgetRegistry was called.
+// One side as this process sees it: read again when one of its files changed, when the home
+// moved or ForgetRegistry was called.
 std::shared_ptr<const RegistryTree> LoadSide(Side side);
 void ForgetRegistry();
 

@@ -18,12 +18,14 @@ constexpr REGSAM kWriteAccess = 0x0006;  // set values, create keys
 class OpenKey : public Object {
   public:
     static constexpr Kind kKind = Kind::RegistryKey;
-    explicit OpenKey(std::shared_ptr<const RegistryNode> node)
-        : Object(kKind), node_(std::move(node)) {}
+    OpenKey(std::shared_ptr<const RegistryNode> node, std::string path)
+        : Object(kKind), node_(std::move(node)), path_(std::move(path)) {}
     [[nodiscard]] const std::shared_ptr<const RegistryNode>& Node() const { return node_; }
+    [[nodiscard]] const std::string& Path() const { return path_; }
 
   private:
     std::shared_ptr<const RegistryNode> node_;
+    std::string path_;
 };
 
 bool IsRoot(HKEY key) {
@@ -36,6 +38,12 @@ std::shared_ptr<const RegistryNode> NodeOf(HKEY key) {
     // No file classes are registered here.
     if (key == HKEY_CLASSES_ROOT) return std::make_shared<RegistryNode>();
     return Resolve<OpenKey>(key)->Node();
+}
+
+std::string PathOf(HKEY key) {
+    if (key == HKEY_CURRENT_USER) return kUserRoot;
+    if (key == HKEY_LOCAL_MACHINE) return kMachineRoot;
+    return key == HKEY_CLASSES_ROOT ? "HKEY_CLASSES_ROOT" : Resolve<OpenKey>(key)->Path();
 }
 
 // ---- the two faces ---------------------------------------------------------------
@@ -108,7 +116,8 @@ void Open(HKEY key, const Char* subKey, REGSAM access, HKEY* result) {
     auto node = FindKey(NodeOf(key), path);
     if (node == nullptr) throw Error(ERROR_FILE_NOT_FOUND);
     if ((access & kWriteAccess) != 0) throw Error(ERROR_ACCESS_DENIED);
-    *result = reinterpret_cast<HKEY>(Publish(std::make_shared<OpenKey>(std::move(node))));
+    const std::string name = path.empty() ? PathOf(key) : PathOf(key) + "\\" + path;
+    *result = reinterpret_cast<HKEY>(Publish(std::make_shared<OpenKey>(std::move(node), name)));
 }
 
 template <class Char>
@@ -138,7 +147,14 @@ void Query(HKEY key, const Char* name, DWORD* reserved, DWORD* type, BYTE* data,
     const auto node = NodeOf(key);
     const RegistryValue* value = node->FindValue(NameFrom(name));
     if (value == nullptr) throw Error(ERROR_FILE_NOT_FOUND);
-    ValueOut<Char>(*value, type, data, dataSize);
+    // Whoever wanted another kind of data finds that out by the type, behind this call.
+    const std::string path = PathOf(key) + "\\" + value->name;
+    NoteDetail(ERROR_INVALID_DATA, path);
+    try {
+        ValueOut<Char>(*value, type, data, dataSize);
+    } catch (const Error& error) {
+        throw Error(error.Code(), path);
+    }
 }
 
 void Store(std::size_t number, DWORD* target) {

@@ -2,15 +2,14 @@
 
 import hashlib
 import os
+import subprocess
 import time
 import unittest
 
 import tokens
-from kestrel_case import KestrelCase, OK, closing
-from stamp_service import StampService
+from kestrel_case import KESTREL, OK, closing
+from stamp_case import HASH, POLICY, StampCase
 
-POLICY = r"HKEY_LOCAL_MACHINE\Software\Policies\Ferro-Line\TSP"
-HASH = "2.16.840.1.101.3.4.2.1"
 GETTING = b"Getting time stamp..."
 # How the codes of the client itself are told: no catalogue has a text for them.
 UNKNOWN = {code: b"Unknown error. (0x%X)\n" % code for code in
@@ -18,43 +17,7 @@ UNKNOWN = {code: b"Unknown error. (0x%X)\n" % code for code in
             0xC2100121, 0xC2100122, 0xC2100124)}
 
 
-class Stamps(KestrelCase):
-    @classmethod
-    def setUpClass(cls):
-        # One authority and one service for all tests of the class.
-        cls.shared = cls("runTest")
-        cls.shared.setUp()
-        cls.service = StampService(cls.shared.folder, cls.shared.openssl).__enter__()
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.service.__exit__()
-        cls.shared.doCleanups()
-
-    def runTest(self):
-        pass
-
-    def setUp(self):
-        super().setUp()
-        if not hasattr(type(self), "service"):
-            return
-        self.ctl("identity", "create", "CN=Signer", "--trust")
-        self.ctl("store", "add", "Root", f"{self.shared.folder}/ca.pem", "--machine")
-        self.policy(f'"DefaultHashAlg"="{HASH} SHA-256"')
-        self.write("in", b"what is stamped\n")
-
-    def policy(self, *lines, lists=()):
-        text = "Windows Registry Editor Version 5.00\n\n[" + POLICY + "]\n" + "\n".join(lines) + "\n"
-        for name, entries in lists:
-            text += f"\n[{POLICY}\\{name}]\n"
-            text += "".join(f'"{i}"="{entry}"\n' for i, entry in enumerate(entries))
-        os.makedirs(self.path("machine"), exist_ok=True)
-        with open(self.path("machine/registry.reg"), "w", encoding="utf-8") as file:
-            file.write(text)
-
-    def sign(self, *more, out="out"):
-        return self.kestrel("-sign", "-dn", "Signer", "-nochain", "-der", "in", out, *more)
-
+class Stamps(StampCase):
     def test_every_answer_that_is_good(self):
         for name in ("good", "plain", "explicit-hash", "first-form", "both-forms", "cert-values",
                      "ocsp-among-crls", "mods", "leading-zero", "harmless-extension"):
@@ -238,6 +201,47 @@ class Stamps(KestrelCase):
         # The content's stamp is in the second signature, the other one on the first.
         self.assertEqual(body.count(b"Verifying time stamp...OK.\n"), 2)
         self.assertTrue(body.endswith(OK))
+
+    def test_files_without_the_services_certificate(self):
+        words = ("-signf", "-dn", "Signer", "-nochain", "-cert", "-nostampcert", "in",
+                 "-sd" + self.service.url("good"), "-ss")
+        body = self.fail_with(0x80092004, *words)
+        self.assertIn(b"(0x80092004)", body)
+        self.assertFalse(os.path.exists(self.path("in.sgn")))
+        self.ctl("store", "add", "AddressBook", f"{self.shared.folder}/tsa.pem")
+        self.assertEqual(self.succeed(*words).count(GETTING + b"OK.\n"), 2)
+        self.assertEqual([tokens.Request(body).cert_req for _, _, body in self.service.seen[-2:]],
+                         [False, False])
+        self.succeed("-vsignf", "-nochain", "-dn", "Signer", "in")
+
+    def test_large_content_is_refused_before_memory_is_taken(self):
+        with open(self.path("large"), "wb") as file:
+            file.truncate(3 << 30)
+        for words in (("-sign", "large", "out"), ("-signf", "large"), ("-addsign", "large")):
+            with self.subTest(words):
+                before = len(self.service.seen)
+                child = subprocess.Popen(
+                    [KESTREL, *words, "-dn", "Signer", "-nochain", "-sd" + self.service.url("good")],
+                    cwd=self.folder, env=self.env, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
+                with child.stdout as output:
+                    text = output.read()
+                _, _, usage = os.wait4(child.pid, 0)
+                child.returncode = 0
+                self.assertIn(b"File is too large", text)
+                self.assertTrue(text.endswith(closing(0x20000069)), text)
+                self.assertLess(usage.ru_maxrss, 512 << 10)
+                self.assertEqual(len(self.service.seen), before)
+                self.assertFalse(os.path.exists(self.path("out")))
+
+    def test_values_of_another_kind_are_named(self):
+        for line, name, code in (('"StampAccuracy"="long"', b"StampAccuracy", 0x800700EA),
+                                 ('"NonceLength"=hex(2):00,00', b"NonceLength", 0x8007000D),
+                                 ('"DefaultProxy"=dword:00000001', b"DefaultProxy", 0x8007000D),
+                                 ('"DefaultTSPURL"=hex(1):41,00', b"DefaultTSPURL", 0x8007000D)):
+            with self.subTest(line):
+                self.policy(line)
+                _, body = self.sign("-sd" + self.service.url("good"))
+                self.assertIn(b": " + POLICY.encode() + b"\\" + name + b" (0x%X)\n" % code, body)
 
     def test_a_service_behind_a_dead_address(self):
         _, body = self.sign("-sd" + "http://127.0.0.1:1/")

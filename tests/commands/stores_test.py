@@ -228,21 +228,6 @@ class Administration(KestrelCase):
                 self.assertNotIn("Fresh", [row["store"] for row in self.listing("store", "list")])
         self.assertIn(b"absent.pem", self.ctl("store", "add", "Root", "absent.pem", status=1))
 
-    def test_policy(self):
-        self.ctl("policy", "set", "DefaultTSPURL", "http://tsa.example/tsp")
-        self.ctl("policy", "set", "NonceLength", "16")
-        self.ctl("policy", "set", "RequireNonce", "true", "--machine")
-        shown = {row["value"]: row["data"] for row in self.listing("policy", "show")}
-        self.assertEqual(shown, {"DefaultTSPURL": "http://tsa.example/tsp", "NonceLength": "16",
-                                 "RequireNonce": "1"})
-        self.ctl("policy", "export", "out.reg")
-        self.assertTrue(self.read("out.reg").startswith(b"Windows Registry Editor Version 5.00\r\n"))
-        self.env["KESTREL_HOME"] = self.path("other")
-        self.ctl("policy", "import", "out.reg")
-        self.assertEqual(len(self.listing("policy", "show")), 3)
-        self.write("bad.reg", b"nonsense")
-        self.assertIn(b"bad.reg", self.ctl("policy", "import", "bad.reg", status=1))
-
     def test_providers_and_help(self):
         rows = self.listing("providers")
         self.assertEqual(sorted({row["type"] for row in rows}), ["1", "16", "24", "75", "80", "81"])

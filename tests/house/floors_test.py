@@ -63,6 +63,11 @@ class Floors(unittest.TestCase):
         folders = {folder for folder in COMMANDS if folder.startswith("platform/")}
         self.assertEqual(folders, set(HOUSES[0]))
 
+    def test_the_administrators_tool_sees_one_table_of_the_program(self):
+        for header, seen in (("stamps/settings/settings.h", True), ("stamps/policy.h", False)):
+            with self.subTest(header):
+                self.assertEqual(sees(COMMANDS["kestrelctl"], header), seen)
+
     def test_the_program_sees_nothing_of_the_platform(self):
         for folder in HOUSES[1]:
             with self.subTest(folder=folder):

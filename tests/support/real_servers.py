@@ -1,8 +1,10 @@
 """apache2 and squid with a configuration of their own, on free ports of the loopback address.
 
-real_servers.py FOLDER CERT KEY CLIENT_CA writes what they need into FOLDER, starts both as
-children, prints "clear TLS TLS-with-client-certificate proxy" (ports) and ends them with its
-standard input. User "ann" has the password "right one" everywhere."""
+real_servers.py FOLDER CERT KEY CLIENT_CA [SERVICE] writes what they need into FOLDER, starts both
+as children, prints "clear TLS TLS-with-client-certificate proxy" (ports) and ends them with its
+standard input. User "ann" has the password "right one" everywhere, and "bob" one that can stand in
+an address, "secret". What lies under /open/service/, /basic/service/ and /digest/service/ is asked
+of SERVICE, an address that ends in a slash."""
 
 import hashlib
 import os
@@ -13,7 +15,7 @@ import sys
 import time
 
 MODULES = "/usr/lib/apache2/modules"
-USER, PASSWORD, REALM = "ann", "right one", "tests"
+USERS, REALM = {"ann": "right one", "bob": "secret"}, "tests"
 
 APACHE = """
 ServerRoot {folder}
@@ -43,6 +45,7 @@ SSLRandomSeed startup builtin
   AuthUserFile {folder}/digests
   Require valid-user
 </Directory>
+{service}
 <VirtualHost 127.0.0.1:{tls}>
   SSLEngine on
   SSLCertificateFile {cert}
@@ -56,6 +59,18 @@ SSLRandomSeed startup builtin
   SSLVerifyClient require
   SSLVerifyDepth 3
 </VirtualHost>
+"""
+
+LOGIN = """
+  AuthType {kind}
+  AuthName {realm}
+  AuthUserFile {folder}/{file}
+  Require valid-user"""
+
+SERVICE = """
+<Location /{place}/service/>
+  ProxyPass {address}{login}
+</Location>
 """
 
 SQUID = """
@@ -74,7 +89,7 @@ shutdown_lifetime 0 seconds
 """
 
 LOADED = ["mpm_event", "unixd", "authn_core", "authn_file", "authz_core", "authz_user", "auth_basic",
-          "auth_digest", "socache_shmcb", "ssl"]
+          "auth_digest", "socache_shmcb", "ssl", "proxy", "proxy_http"]
 
 
 def built_in():
@@ -99,6 +114,16 @@ def write(folder, name, text):
     return path
 
 
+def service(address, folder):
+    """The places under which apache asks the service, with and without a login."""
+    logins = {"open": "", "basic": ("Basic", "passwords"), "digest": ("Digest", "digests")}
+    text = ""
+    for place, login in logins.items():
+        words = LOGIN.format(kind=login[0], file=login[1], realm=REALM, folder=folder) if login else ""
+        text += SERVICE.format(place=place, address=address, login=words)
+    return text
+
+
 def wait_for(port, child):
     for _ in range(200):
         try:
@@ -112,7 +137,7 @@ def wait_for(port, child):
 
 
 def main():
-    folder, cert, key, client_ca = sys.argv[1:]
+    folder, cert, key, client_ca, *address = sys.argv[1:]
     os.makedirs(folder, exist_ok=True)
     # Both give up being root, and have to reach their files all the same.
     for path in (folder, os.path.dirname(folder)):
@@ -121,13 +146,17 @@ def main():
     clear, tls, client, proxy = free_ports(4)
     for place in ("open", "basic", "digest"):
         write(folder, f"pages/{place}/page", f"the {place} page")
-    hashed = subprocess.run(["openssl", "passwd", "-apr1", PASSWORD], capture_output=True,
-                            text=True, check=True).stdout
-    write(folder, "passwords", f"{USER}:{hashed}")
-    digest = hashlib.md5(f"{USER}:{REALM}:{PASSWORD}".encode()).hexdigest()
-    write(folder, "digests", f"{USER}:{REALM}:{digest}\n")
+    hashes, digests = "", ""
+    for user, password in USERS.items():
+        hashes += user + ":" + subprocess.run(["openssl", "passwd", "-apr1", password],
+                                              capture_output=True, text=True, check=True).stdout
+        digest = hashlib.md5(f"{user}:{REALM}:{password}".encode()).hexdigest()
+        digests += f"{user}:{REALM}:{digest}\n"
+    write(folder, "passwords", hashes)
+    write(folder, "digests", digests)
     names = dict(folder=folder, cert=cert, key=key, client_ca=client_ca, clear=clear, tls=tls,
                  client=client, proxy=proxy, realm=REALM,
+                 service=service(address[0], folder) if address else "",
                  run_as="User www-data\nGroup www-data" if os.geteuid() == 0 else "",
                  load="\n".join(f"LoadModule {each}_module {MODULES}/mod_{each}.so"
                                 for each in LOADED if each not in built_in()))

@@ -27,6 +27,13 @@ accuracy = secs:1
 """
 
 
+def write_config(folder):
+    """What `openssl ts -reply` reads in the authority's folder."""
+    for name, text in (("tsa.cnf", CONFIG), ("serial", "01")):
+        with open(f"{folder}/{name}", "w", encoding="ascii") as file:
+            file.write(text)
+
+
 class Answers:
     """One method for each path: from the request's bytes to status, body and headers."""
 
@@ -206,10 +213,7 @@ class StampService:
 
     def __init__(self, folder, openssl):
         tokens.make_authority(folder, openssl)
-        with open(f"{folder}/tsa.cnf", "w", encoding="ascii") as file:
-            file.write(CONFIG)
-        with open(f"{folder}/serial", "w", encoding="ascii") as file:
-            file.write("01")
+        write_config(folder)
         self.answers = Answers(folder)
         self.seen = []
 

@@ -69,6 +69,9 @@ class Handler(http.server.BaseHTTPRequestHandler):
         headers = [("Location", self.query["to"])] if "to" in self.query else []
         self.answer(int(self.query["code"]), headers, self.query.get("body", "told").encode())
 
+    def on_far(self, _):
+        self.answer(302, [("Location", "/" + "x" * int(self.query["size"]))])
+
     def on_chunked(self, _):
         self.send_response_only(200)
         self.send_header("Transfer-Encoding", "chunked")

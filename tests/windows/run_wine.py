@@ -13,8 +13,10 @@ import sys
 import tempfile
 import unittest
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "calls"))
+for folder in ("calls", "support"):
+    sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", folder))
 import check  # noqa: E402
+from stamp_service import StampService  # noqa: E402
 
 PROGRAM = os.path.abspath(sys.argv.pop(1)) if len(sys.argv) > 1 else "kestrel.exe"
 WINE = shutil.which("wine64") or shutil.which("wine") or "/usr/lib/wine/wine64"
@@ -150,6 +152,41 @@ class WineRuns(unittest.TestCase):
                 text = self.run_program([*words, "many/a.txt", "many/b.txt"])
                 for line, end in zip(text.splitlines()[-3:], ends):
                     self.assertTrue(line.endswith(end), text)
+
+    def openssl(self, *words):
+        done = subprocess.run(["openssl", *words], cwd=self.folder, capture_output=True, check=True)
+        return 0, done.stdout
+
+    def wine(self, *words):
+        return subprocess.run([WINE, *words], env=self.env, cwd=self.folder, timeout=120,
+                              stdin=subprocess.DEVNULL, capture_output=True, check=True)
+
+    def test_stamps_on_the_systems_own_calls(self):
+        with StampService(self.folder, self.openssl) as service:
+            self.wine(os.path.join(os.path.dirname(PROGRAM), "make_identity.exe"), "Stamper", "ca.cer")
+            with open(os.path.join(self.folder, "stamped"), "wb") as file:
+                file.write(b"content")
+            # Up to the chain's policy, which Wine does not have (docs/platform.md).
+            rows = [("good", "[ErrorCode: 0x80070002]"), ("rejected", "[ErrorCode: 0xc2100124]"),
+                    ("forged", "[ErrorCode: 0x80090006]"), ("broken", "[ErrorCode: 0xc2100100]"),
+                    ("wrong-nonce", "[ErrorCode: 0xc2100120]"),
+                    ("no-certificate", "[ErrorCode: 0x80092004]")]
+            for name, closing in rows:
+                with self.subTest(name):
+                    text = self.run_program(["-sign", "-dn", "Stamper", "-nochain",
+                                             "-sd" + service.url(name), "stamped", "out"])
+                    self.assertIn("Getting time stamp...\n", text)
+                    self.assertTrue(text.endswith(closing + "\n"), text)
+                    self.assertFalse(os.path.exists(os.path.join(self.folder, "out")))
+            path, headers, _ = service.seen[0]
+            self.assertEqual((path, headers["Content-type"], headers["User-Agent"]),
+                             ("/good", "application/timestamp-query", "Ferro-Line stamper.dll"))
+            self.wine("reg", "add", r"HKCU\Software\Policies\Ferro-Line\TSP", "/v", "NonceLength",
+                      "/d", "x", "/f")
+            text = self.run_program(["-sign", "-dn", "Stamper", "-nochain",
+                                     "-sd" + service.url("good"), "stamped", "out"])
+            self.assertTrue(text.endswith("[ErrorCode: 0x8007000d]\n"), text)
+            self.assertEqual(len(service.seen), len(rows))
 
     def test_calls_differ_as_known(self):
         suite = os.path.join(os.path.dirname(PROGRAM), "calls.exe")

@@ -93,6 +93,41 @@ TEST_F(RegistryTest, ProviderTypesAreListedAndMerged) {
     EXPECT_EQ(TextAt(HKEY_LOCAL_MACHINE, std::string(kTypes) + "\\Type 001", "Name"), "Mine");
 }
 
+TEST_F(RegistryTest, ValuesOfAnotherKindAreNamed) {
+    WriteSide("user", "[HKEY_CURRENT_USER\\P\\Q]\r\n\"short\"=\"\"\r\n\"long\"=\"text\"\r\n");
+    const Key outer(HKEY_CURRENT_USER, "p");
+    const Key inner(outer.Get(), "Q");
+    const struct {
+        const char* name;
+        LSTATUS status;
+        DWORD code;
+        const char* detail;
+    } rows[] = {
+        {"LONG", ERROR_MORE_DATA, ERROR_MORE_DATA, "HKEY_CURRENT_USER\\p\\Q\\long"},
+        // What its caller may say of it, as Win32 code and as the result made of that.
+        {"short", 0, ERROR_INVALID_DATA, "HKEY_CURRENT_USER\\p\\Q\\short"},
+        {"short", 0, 0x8007000D, "HKEY_CURRENT_USER\\p\\Q\\short"},
+        {"none", ERROR_FILE_NOT_FOUND, ERROR_INVALID_DATA, ""},
+    };
+    for (const auto& row : rows) {
+        DWORD number = 0;
+        DWORD size = sizeof number;
+        EXPECT_EQ(RegQueryValueExA(inner.Get(), row.name, nullptr, nullptr,
+                                   reinterpret_cast<BYTE*>(&number), &size),
+                  row.status)
+            << row.name;
+        EXPECT_EQ(LastErrorDetail(row.code), row.detail) << row.name;
+    }
+}
+
+TEST_F(RegistryTest, ChangesAreSeenAtOnce) {
+    for (const char* text : {"one", "three"}) {
+        Write(UserHome() / "registry.reg",
+              std::string("[HKEY_CURRENT_USER\\P]\r\n\"v\"=\"") + text + "\"\r\n");
+        EXPECT_EQ(TextAt(HKEY_CURRENT_USER, "P", "v"), text);
+    }
+}
+
 TEST_F(RegistryTest, LaterFilesWin) {
     Write("first",
           "[HKEY_LOCAL_MACHINE\\P]\r\n\"a\"=\"1\"\r\n\"b\"=\"1\"\r\n"

@@ -1,0 +1,254 @@
+// Names, kinds and data of the policy.
+#include "kestrelctl/policy_rules.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+#include <optional>
+
+#include "kestrelctl/cli.h"
+#include "platform/base/error.h"
+#include "platform/base/text.h"
+#include "platform/certs/oid_info.h"
+#include "platform/http/url.h"
+#include "platform/registry/registry.h"
+
+namespace kestrelctl {
+namespace {
+
+using Ferroline::PKI::kPlatformKey;
+using Ferroline::PKI::kPolicyKey;
+using Ferroline::PKI::kSettings;
+using Ferroline::PKI::SettingForm;
+using platform::RegistryEdit;
+using platform::RegistryValue;
+using platform::SameName;
+
+// Above this the client's product in 32 bits wraps.
+constexpr std::uint32_t kMostTolerance = UINT32_MAX / 1000;
+constexpr std::uint32_t kMostNonce = 1024;
+constexpr std::size_t kHelpColumn = 30;
+constexpr std::uint32_t kSchemes[] = {0, 1, 2, 8, 16};
+
+bool IsDotted(std::string_view text) {
+    const auto digit = [](char c) { return c >= '0' && c <= '9'; };
+    std::size_t arcs = 0;
+    while (true) {
+        const std::size_t end = std::min(text.find('.'), text.size());
+        const std::string_view arc = text.substr(0, end);
+        if (arc.empty() || !std::ranges::all_of(arc, digit)) return false;
+        if (arc.size() > 1 && arc[0] == '0') return false;
+        if (++arcs == 1 && (arc.size() > 1 || arc[0] > '2')) return false;
+        if (end == text.size()) return arcs > 1;
+        text.remove_prefix(end + 1);
+    }
+}
+
+// A name may stand behind the identifier.
+bool IsHash(std::string_view text) {
+    const std::string oid(text.substr(0, text.find(' ')));
+    try {
+        return platform::FindOidInfo(CRYPT_OID_INFO_OID_KEY, oid.c_str(),
+                                     CRYPT_HASH_ALG_OID_GROUP_ID) != nullptr;
+    } catch (const platform::Error&) {
+        return false;
+    }
+}
+
+bool IsAddress(const std::string& text, bool withPath) {
+    try {
+        const std::wstring wide = platform::Widen(text);
+        const platform::UrlPieces pieces = platform::CrackUrl(wide);
+        return withPath || (pieces.path.empty() && pieces.extra.empty());
+    } catch (const platform::Error&) {
+        return false;
+    }
+}
+
+// What text of this form has to be; null when it is.
+const char* TextProblem(SettingForm form, const std::string& text) {
+    switch (form) {
+        case SettingForm::Hash:
+            return IsHash(text) ? nullptr : "the identifier of a hash that kestrel knows";
+        case SettingForm::Identifier:
+            return IsDotted(text) ? nullptr : "an identifier such as 1.2.3.4";
+        case SettingForm::Service:
+            return IsAddress(text, true) ? nullptr : "an address of http or https";
+        case SettingForm::Proxy:
+            return IsAddress(text, false) ? nullptr
+                                          : "an address of http or https without a path behind it";
+        default:
+            return nullptr;
+    }
+}
+
+const char* NumberProblem(const Setting& setting, std::uint32_t number) {
+    switch (setting.form) {
+        case SettingForm::Tolerance:
+            return number <= kMostTolerance ? nullptr : "a number up to 4294967";
+        case SettingForm::NonceSize:
+            return number >= 1 && number <= kMostNonce ? nullptr : "a number from 1 to 1024";
+        case SettingForm::Scheme:
+            return std::ranges::find(kSchemes, number) != std::end(kSchemes)
+                       ? nullptr
+                       : "0 none, 1 Basic, 2 NTLM, 8 Digest or 16 Negotiate";
+        default:
+            return nullptr;
+    }
+}
+
+// The same for data of the setting's own kind. Empty text is as good as none.
+const char* DataProblem(const Setting& setting, const RegistryValue& value) {
+    if (setting.kind == SettingKind::Text) {
+        if (value.type != REG_SZ && value.type != REG_EXPAND_SZ) return "text";
+        const std::string text = platform::TextOf(value);
+        return text.empty() ? nullptr : TextProblem(setting.form, text);
+    }
+    const auto number = platform::NumberOf(value);
+    if (!number) return "a number (dword)";
+    return NumberProblem(setting, *number);
+}
+
+// Every proxy is allowed by name, the absence of one by an empty entry.
+const char* EntryProblem(const Setting& list, const std::string& text) {
+    if (text.empty())
+        return list.form == SettingForm::Proxy ? nullptr : "an entry that is not empty";
+    return TextProblem(list.form, text);
+}
+
+std::string Told(std::string_view name, const char* wanted, const std::string& got) {
+    std::string text = "'" + std::string(name) + "' has to be " + wanted;
+    return got.empty() ? text : text + ", not '" + got + "'";
+}
+
+std::optional<std::uint32_t> ParseNumber(const std::string& text) {
+    std::uint32_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc{} || end != text.data() + text.size()) return std::nullopt;
+    return number;
+}
+
+// What follows `root` in a path at or under it.
+std::string_view Rest(std::string_view key, std::string_view root) {
+    return key.size() == root.size() ? std::string_view() : key.substr(root.size() + 1);
+}
+
+std::string_view WithoutRoot(std::string_view key) {
+    const std::size_t end = key.find('\\');
+    return end == key.npos ? std::string_view() : key.substr(end + 1);
+}
+
+bool IsKnownRoot(std::string_view key) {
+    return StandsUnder(key, platform::kUserRoot) || StandsUnder(key, platform::kMachineRoot);
+}
+
+std::string ShownData(const RegistryValue& value) {
+    if (const auto number = platform::NumberOf(value)) return std::to_string(*number);
+    return value.type == REG_SZ || value.type == REG_EXPAND_SZ ? platform::TextOf(value) : "";
+}
+
+std::string SettingProblem(const RegistryEdit& edit, std::string_view key) {
+    const RegistryValue& value = edit.value;
+    const Setting* setting = FindSetting(value.name);
+    if (setting == nullptr || !SameName(setting->key, key) || setting->kind == SettingKind::List) {
+        return "'" + edit.key + "\\" + value.name + "' is no value of the policy";
+    }
+    if (edit.action == RegistryEdit::Action::DeleteValue) return {};
+    const char* const problem = DataProblem(*setting, value);
+    return problem == nullptr ? std::string()
+                              : Told(edit.key + "\\" + value.name, problem, ShownData(value));
+}
+
+std::string ListProblem(const RegistryEdit& edit, std::string_view name) {
+    const Setting* list = FindSetting(name);
+    if (list == nullptr || list->kind != SettingKind::List) {
+        return "'" + edit.key + "' is no list of the policy";
+    }
+    if (edit.action != RegistryEdit::Action::SetValue) return {};
+    const bool isText = edit.value.type == REG_SZ;
+    const std::string text = isText ? platform::TextOf(edit.value) : "";
+    const char* const problem = isText ? EntryProblem(*list, text) : "text";
+    return problem == nullptr ? std::string()
+                              : Told(edit.key + "\\" + edit.value.name, problem, text);
+}
+
+}  // namespace
+
+const char* RootOf(platform::Side side) {
+    return side == platform::Side::Machine ? platform::kMachineRoot : platform::kUserRoot;
+}
+
+bool StandsUnder(std::string_view key, std::string_view root) {
+    return SameName(key.substr(0, root.size()), root) &&
+           (key.size() == root.size() || key[root.size()] == '\\');
+}
+
+const Setting* FindSetting(std::string_view name) {
+    const auto* const found = std::ranges::find_if(
+        kSettings, [&](const Setting& setting) { return SameName(setting.name, name); });
+    return found == std::end(kSettings) ? nullptr : found;
+}
+
+const char* KindName(SettingKind kind) {
+    constexpr const char* kNames[] = {"number", "flag", "text", "list"};
+    return kNames[static_cast<std::size_t>(kind)];
+}
+
+std::string InitialText(const Setting& setting) {
+    const bool hasNumber = setting.kind == SettingKind::Number || setting.kind == SettingKind::Flag;
+    return hasNumber ? std::to_string(setting.initially) : "none";
+}
+
+std::string SettingsHelp(bool lists) {
+    std::string text;
+    for (const Setting& setting : kSettings) {
+        if ((setting.kind == SettingKind::List) != lists) continue;
+        std::string left = "  " + std::string(setting.name);
+        left.resize(std::max(left.size() + 1, kHelpColumn), ' ');
+        text += (text.empty() ? "" : "\n") + left + KindName(setting.kind) + ": " +
+                std::string(setting.effect);
+    }
+    return text;
+}
+
+RegistryValue ValueFrom(const Setting& setting, const std::string& text) {
+    const std::string name(setting.name);
+    if (setting.kind == SettingKind::Flag) {
+        const bool yes = text == "1" || text == "true";
+        if (!yes && text != "0" && text != "false") throw Failure(Told(name, "0 or 1", text));
+        return platform::NumberValue(name, yes ? 1 : 0);
+    }
+    const auto number =
+        setting.kind == SettingKind::Number ? ParseNumber(text) : std::optional<std::uint32_t>();
+    const RegistryValue value =
+        number ? platform::NumberValue(name, *number) : platform::TextValue(name, text);
+    const char* const problem = DataProblem(setting, value);
+    if (problem != nullptr) throw Failure(Told(name, problem, text));
+    return value;
+}
+
+void CheckEntry(const Setting& list, const std::string& text) {
+    const char* const problem = EntryProblem(list, text);
+    if (problem != nullptr) throw Failure(Told(list.name, problem, text));
+}
+
+std::string ProblemOf(const RegistryEdit& edit) {
+    using Action = RegistryEdit::Action;
+    if (edit.action == Action::CreateKey) return {};
+    const std::string_view key = WithoutRoot(edit.key);
+    const std::string outside = "'" + edit.key + "' is outside of the policy";
+    if (!IsKnownRoot(edit.key)) return outside;
+    if (StandsUnder(key, kPolicyKey)) {
+        const std::string_view below = Rest(key, kPolicyKey);
+        if (edit.action == Action::DeleteKey && below.empty()) return {};
+        return below.empty() ? SettingProblem(edit, key) : ListProblem(edit, below);
+    }
+    // One value of this key counts, and others are there that are no business of the policy.
+    if (SameName(key, kPlatformKey) && edit.action != Action::DeleteKey) {
+        if (!StandsUnder(edit.key, platform::kMachineRoot)) return outside;
+        return SettingProblem(edit, key);
+    }
+    return outside;
+}
+
+}  // namespace kestrelctl
