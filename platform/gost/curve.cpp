@@ -4,6 +4,7 @@
 #include <openssl/rand.h>
 
 #include <algorithm>
+#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -397,14 +398,19 @@ class CurveOf : public Curve {
     [[nodiscard]] AffinePoint<n> PickOdd(const OddTable& table, std::uint64_t digit) const {
         const std::uint64_t negative = (digit >> kBaseWindow & 1) - 1;
         const std::uint64_t entry = ((digit ^ negative) & (2 * kOddRow - 1)) >> 1;
-        AffinePoint<n> picked{};
+        // Two words at a time: this is a sixth of all the work of a signature.
+        using Pair = std::uint64_t __attribute__((vector_size(16)));
+        std::array<Pair, n> sum{};
         for (std::uint64_t i = 0; i < kOddRow; ++i) {
             const std::uint64_t mask = 0 - (((i ^ entry) - 1) >> 63);
-            for (std::size_t word = 0; word < n; ++word) {
-                picked.x[word] |= table[i].x[word] & mask;
-                picked.y[word] |= table[i].y[word] & mask;
-            }
+            const Pair both{mask, mask};
+            std::array<Pair, n> words;
+            std::memcpy(words.data(), &table[i], sizeof words);
+#pragma GCC unroll 8
+            for (std::size_t word = 0; word < n; ++word) sum[word] |= words[word] & both;
         }
+        AffinePoint<n> picked;
+        std::memcpy(&picked, sum.data(), sizeof picked);
         picked.y = Choose(negative, Field().Sub(Value{}, picked.y), picked.y);
         return picked;
     }

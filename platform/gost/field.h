@@ -9,6 +9,8 @@
 
 #if defined(__x86_64__)
 #include <immintrin.h>
+
+#include "platform/gost/field_x86.h"
 #endif
 
 namespace platform::gost {
@@ -67,6 +69,9 @@ class Modulus {
     explicit Modulus(const Value& modulus) : modulus_(modulus) {
         if (IsNearPower()) {
             fold_ = 0 - modulus[0];
+#if defined(__x86_64__)
+            twoCarries_ = HasTwoCarries();
+#endif
             one_ = square_ = {1};
             return;
         }
@@ -87,6 +92,9 @@ class Modulus {
     [[nodiscard]] Value Out(const Value& a) const { return Mul(a, Value{1}); }
 
     [[nodiscard]] Value Add(const Value& a, const Value& b) const {
+#if defined(__x86_64__)
+        if constexpr (n == 4) return AddModulo(a, b, modulus_);
+#endif
         Value sum;
         unsigned char carry = 0;
 #pragma GCC unroll 8
@@ -95,6 +103,9 @@ class Modulus {
     }
 
     [[nodiscard]] Value Sub(const Value& a, const Value& b) const {
+#if defined(__x86_64__)
+        if constexpr (n == 4) return SubModulo(a, b, modulus_);
+#endif
         Value difference;
         unsigned char borrow = 0;
 #pragma GCC unroll 8
@@ -110,6 +121,11 @@ class Modulus {
 
     // One factor may be any number of n words.
     [[nodiscard]] Value Mul(const Value& a, const Value& b) const {
+#if defined(__x86_64__)
+        if constexpr (n == 4) {
+            if (twoCarries_) return MultiplyFolding(a, b, fold_);
+        }
+#endif
         return Reduce([&](Column& column, std::size_t i) {
 #pragma GCC unroll 8
             for (std::size_t j = i < n ? 0 : i - n + 1; j <= (i < n ? i : n - 1); ++j) {
@@ -118,6 +134,11 @@ class Modulus {
         });
     }
     [[nodiscard]] Value Square(const Value& a) const {
+#if defined(__x86_64__)
+        if constexpr (n == 4) {
+            if (twoCarries_) return MultiplyFolding(a, a, fold_);
+        }
+#endif
         return Reduce([&](Column& column, std::size_t i) {
             Column half;
 #pragma GCC unroll 8
@@ -266,6 +287,7 @@ class Modulus {
     Value modulus_;
     std::uint64_t fold_ = 0;  // 0: Montgomery's form
     std::uint64_t inverse_ = 0;
+    [[maybe_unused]] bool twoCarries_ = false;
     Value one_;
     Value square_;
 };
