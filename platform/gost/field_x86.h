@@ -31,8 +31,8 @@ inline Number256 AddModulo(const Number256& a, const Number256& b, const Number2
         "cmovncq %[l2], %[s2]\n\tcmovncq %[l3], %[s3]"
         : [s0] "+r"(sum[0]), [s1] "+r"(sum[1]), [s2] "+r"(sum[2]), [s3] "+r"(sum[3]),
           [l0] "=&r"(less[0]), [l1] "=&r"(less[1]), [l2] "=&r"(less[2]), [l3] "=&r"(less[3])
-        : [b] "r"(b.data()), [p] "r"(p.data()), "m"(b), "m"(p)
-        : "rcx", "cc");
+        : [b] "r"(b.data()), [p] "r"(p.data())
+        : "rcx", "cc", "memory");
     return sum;
 }
 
@@ -50,8 +50,8 @@ inline Number256 SubModulo(const Number256& a, const Number256& b, const Number2
         : [d0] "+r"(difference[0]), [d1] "+r"(difference[1]), [d2] "+r"(difference[2]),
           [d3] "+r"(difference[3]), [m0] "=&r"(back[0]), [m1] "=&r"(back[1]), [m2] "=&r"(back[2]),
           [m3] "=&r"(back[3])
-        : [b] "r"(b.data()), [p] "r"(p.data()), "m"(b), "m"(p)
-        : "rcx", "cc");
+        : [b] "r"(b.data()), [p] "r"(p.data())
+        : "rcx", "cc", "memory");
     return difference;
 }
 
@@ -80,7 +80,7 @@ inline bool HasTwoCarries() {
 
 // Both factors any numbers of 256 bits; fold below 2^32. The result is below 2^256 - fold.
 inline Number256 MultiplyFolding(const Number256& a, const Number256& b, std::uint64_t fold) {
-    Number256 product;
+    std::uint64_t product[4];  // reached without a register in any build
     __asm__(
         "movq (%%rdi), %%rdx\n\t"
         "mulx (%%rsi), %%r8, %%r9\n\t"
@@ -113,9 +113,9 @@ inline Number256 MultiplyFolding(const Number256& a, const Number256& b, std::ui
         "movq %%r8, %[p0]\n\tmovq %%r9, %[p1]\n\tmovq %%r10, %[p2]\n\tmovq %%r11, %[p3]"
         : [p0] "=m"(product[0]), [p1] "=m"(product[1]), [p2] "=m"(product[2]),
           [p3] "=m"(product[3])
-        : "S"(a.data()), "D"(b.data()), [fold] "m"(fold), "m"(a), "m"(b)
-        : "rax", "rcx", "rdx", "r8", "r9", "r10", "r11", "r12", "r13", "r14", "r15", "cc");
-    return product;
+        : "S"(a.data()), "D"(b.data()), [fold] "m"(fold)
+        : "rax", "rcx", "rdx", "r8", "r9", "r10", "r11", "r12", "r13", "r14", "r15", "cc", "memory");
+    return {product[0], product[1], product[2], product[3]};
 }
 
 #undef KESTREL_ROW
