@@ -151,9 +151,12 @@ void ParseRecipientInfo(ByteView der, std::vector<RecipientInfo>& recipients) {
     Add(other ? RecipientInfo{} : ReadKeyTransport(der::Inside(der, der::kSequence)), recipients);
 }
 
+// Other attributes may be anything: nobody reads them.
 std::optional<Bytes> ParseContentCode(ByteView attribute) {
-    der::Cursor cursor = der::Inside(attribute, der::kSequence);
-    if (cursor.OidText() != kContentCodeOid) return std::nullopt;
+    der::Cursor whole(attribute);
+    if (!whole.NextIs(der::kSequence)) return std::nullopt;
+    der::Cursor cursor(whole.Next().contents);
+    if (!cursor.NextIs(der::kOid) || cursor.OidText() != kContentCodeOid) return std::nullopt;
     der::Cursor values(cursor.Expect(der::kSet).contents);
     const ByteView code = values.Expect(der::kOctetString).contents;
     values.ExpectEnd();
