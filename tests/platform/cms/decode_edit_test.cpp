@@ -248,7 +248,8 @@ const struct {
 class Kept : public ::testing::Test {
   protected:
     Bytes content = Noise(100);
-    Parts made{(IdentityOf("ec"), SignWith({"rsa", HasEngine() ? "gost2001" : "rsa"},
+    Parts made{(IdentityOf("ec"), SignWith(HasEngine() ? std::vector<std::string>{"rsa", "gost2001"}
+                                                       : std::vector<std::string>{"rsa"},
                                            "-nodetach -certfile ec.pem", content))};
 
     void SetUp() override {
