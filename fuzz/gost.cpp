@@ -1,11 +1,14 @@
-// GOST key transports of both forms, public keys, key files and the codes of PKCS #12 files. The
-// first byte chooses among them.
+// GOST key transports of both forms, key agreements, public keys, key files and the codes of
+// PKCS #12 files. The first byte chooses among them.
 #include <openssl/pkcs12.h>
 
+#include <algorithm>
 #include <memory>
+#include <vector>
 
 #include "fuzz/support.h"
 #include "platform/base/error.h"
+#include "platform/cms/model.h"
 #include "platform/providers/algorithms.h"
 #include "platform/providers/container.h"
 #include "platform/providers/key_file.h"
@@ -53,8 +56,25 @@ void ReadPkcs12(ByteView der) {
     (void)platform::GostMacFits(file.get(), platform::Secret(der.first(1)));
 }
 
+void ReadAgreement(ByteView der) {
+    std::vector<platform::RecipientInfo> recipients;
+    platform::ParseRecipientInfo(der, recipients);
+    for (std::size_t i = 0; i < std::min<std::size_t>(recipients.size(), 4); ++i) {
+        const platform::RecipientInfo& recipient = recipients[i];
+        if (recipient.kind != platform::RecipientInfo::Kind::KeyAgreement) continue;
+        for (const bool small : {true, false}) {
+            try {
+                const platform::Secret content = platform::UnwrapAgreedKey(
+                    KeyFor(small), *recipient.agreement, recipient.encryptedKey, 32);
+                Demand(content.View().size() == 32, "an agreed content key has its length");
+            } catch (const platform::Error&) {
+            }
+        }
+    }
+}
+
 void Read(unsigned choice, ByteView input) {
-    switch (choice % 6) {
+    switch (choice % 7) {
         case 0:
             return Unwrap(KeyFor(true), platform::oid::kGostR3410_2012_256, input);
         case 1:
@@ -65,8 +85,10 @@ void Read(unsigned choice, ByteView input) {
             return ReadPublic(input);
         case 4:
             return ReadPrivate(input);
-        default:
+        case 5:
             return ReadPkcs12(input);
+        default:
+            return ReadAgreement(input);
     }
 }
 

@@ -44,7 +44,7 @@ constexpr Field kEnveloped[] = {
     {ContextConstructed(0), Shape::Discard, Piece::None, true},  // originatorInfo
     {der::kSet, Shape::KeepEach, Piece::Recipient},
     {der::kSequence, Shape::Enter, Piece::None, false, kEncrypted},
-    {ContextConstructed(1), Shape::Discard, Piece::None, true},  // unprotectedAttrs
+    {ContextConstructed(1), Shape::KeepEach, Piece::UnprotectedAttribute, true},
 };
 
 // RFC 5652 4.

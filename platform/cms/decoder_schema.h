@@ -19,6 +19,7 @@ enum class Piece : std::uint8_t {
     Signer,
     Recipient,
     ContentEncryption,
+    UnprotectedAttribute,
 };
 
 enum class Shape : std::uint8_t {

@@ -218,13 +218,20 @@ Bytes EncodeEnvelopedHead(const EnvelopedRecords& records) {
     return out;
 }
 
+Bytes EncodeEnvelopedTail(const EnvelopedRecords& records) {
+    if (records.code.empty()) return {};
+    const Bytes values = der::Element(der::kSet, der::Element(der::kOctetString, records.code));
+    return der::Element(der::ContextConstructed(1),
+                        der::Element(der::kSequence, {der::Oid(kContentCodeOid), values}));
+}
+
 EncodedParts EncodeEnvelopedMessage(const EnvelopedRecords& records, ByteView encryptedContent) {
     Bytes head = der::Oid(records.contentType);
     der::Append(head, EncodeAlgorithm(records.contentEncryption));
     Nest nest(encryptedContent.size());
     nest.Wrap(der::Context(0), {});
     nest.Wrap(der::kSequence, head);
-    nest.Wrap(der::kSequence, EncodeEnvelopedHead(records));
+    nest.Wrap(der::kSequence, EncodeEnvelopedHead(records), EncodeEnvelopedTail(records));
     nest.Wrap(der::ContextConstructed(0), {});
     nest.Wrap(der::kSequence, der::Oid(szOID_RSA_envelopedData));
     EncodedParts parts = std::move(nest).Around(encryptedContent);

@@ -14,6 +14,15 @@ namespace {
 // Room for the output of one piece of input as callers give them, and more.
 constexpr std::size_t kBlockSize = std::size_t{128} << 10;
 
+// A transported value that does not unwrap may become a random key: nothing shows before the
+// end.
+Secret ContentKeyOf(const RecipientInfo& recipient, const AnyKey& key, std::size_t length) {
+    if (recipient.kind == RecipientInfo::Kind::KeyTransport) {
+        return UnwrapKey(key, recipient.keyEncryption, recipient.encryptedKey, length);
+    }
+    return UnwrapAgreedKey(key, *recipient.agreement, recipient.encryptedKey, length);
+}
+
 }  // namespace
 
 std::unique_ptr<DecoderBody> NewEnvelopedBody(const DecodeSettings& settings) {
@@ -26,14 +35,16 @@ void EnvelopedBody::Keep(Piece piece, Bytes der) {
             records_.version = der::Cursor(der).SmallInteger();
             return;
         case Piece::Recipient:
-            records_.recipients.push_back(ParseRecipientInfo(der));
-            return;
+            return ParseRecipientInfo(der, records_.recipients);
         case Piece::ContentType:
             records_.contentType = der::Cursor(der).OidText();
             return;
         case Piece::ContentEncryption:
             records_.contentEncryption = ParseAlgorithm(der);
             headerKnown_ = true;
+            return;
+        case Piece::UnprotectedAttribute:
+            if (auto code = ParseContentCode(der)) records_.code = *std::move(code);
             return;
         default:
             return;
@@ -83,18 +94,14 @@ void EnvelopedBody::Control(DWORD type, const void* para) {
 
 void EnvelopedBody::StartDecrypting(const CMSG_CTRL_DECRYPT_PARA& para) {
     const RecipientInfo& recipient = ItemAt(records_.recipients, para.dwRecipientIndex);
-    if (recipient.kind != RecipientInfo::Kind::KeyTransport) {
-        throw Error(CRYPT_E_RECIPIENT_NOT_FOUND);
-    }
+    if (recipient.kind == RecipientInfo::Kind::Other) throw Error(CRYPT_E_RECIPIENT_NOT_FOUND);
     const DWORD keySpec = para.dwKeySpec != 0 ? para.dwKeySpec : AT_KEYEXCHANGE;
     const Algorithm& cipher = records_.contentEncryption;
     const std::size_t keyLength = CipherKeyLength(cipher);
     const bool early = para.hCryptProv == 0 && settings_.provider;
     const AnyKey key =
         early ? settings_.provider->Key(keySpec) : PrivateKeyOf(para.hCryptProv, keySpec);
-    // A value that does not unwrap becomes a random key: nothing shows before the end.
-    const Secret contentKey =
-        UnwrapKey(key, recipient.keyEncryption, recipient.encryptedKey, keyLength);
+    const Secret contentKey = ContentKeyOf(recipient, key, keyLength);
     cipher_ = StartDecryption(cipher, contentKey.View());
     recipient_ = para.dwRecipientIndex;
     block_.resize(kBlockSize + Cipher::kSlack);
@@ -119,8 +126,9 @@ void EnvelopedBody::Flush(bool isFinal) {
 
 void EnvelopedBody::FinishDecrypting() {
     std::size_t written = 0;
-    const bool good =
-        contentSeen_ && !damaged_ && cipher_->Finish(block_.data() + filled_, written);
+    const bool good = contentSeen_ && !damaged_ &&
+                      cipher_->Finish(block_.data() + filled_, written) &&
+                      (cipher_->CodeSize() == 0 || Equal(cipher_->Code(), records_.code));
     if (!good) throw Error(NTE_BAD_DATA);
     filled_ += written;
     Flush(true);

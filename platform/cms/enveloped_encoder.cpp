@@ -55,10 +55,16 @@ class ContentCipher {
         const std::string oid = info.ContentEncryptionAlgorithm.pszObjId;
         Secret key;
         context_ = StartEncryption(oid, records.contentEncryption, key);
+        // Room for the code; with it the message has unprotected attributes (RFC 5652 6.1).
+        records.code.resize(context_->CodeSize());
+        if (!records.code.empty()) records.version = 2;
         for (DWORD i = 0; i < info.cRecipients; ++i) {
             records.recipients.push_back(WrapFor(*info.rgpRecipients[i], oid, key));
         }
     }
+
+    // After the final piece.
+    [[nodiscard]] Bytes Code() { return context_->Code(); }
 
     // `take` gets each piece of cipher text; the view dies with the next piece.
     template <class Take>
@@ -108,7 +114,11 @@ class EnvelopedEncoder : public EncodedMessage {
 
   protected:
     [[nodiscard]] const EnvelopedRecords& Records() const { return records_; }
-    [[nodiscard]] ContentCipher& Cipher() { return cipher_; }
+    template <class Take>
+    void Encrypt(ByteView plain, bool isFinal, Take&& take) {
+        cipher_.Encrypt(plain, isFinal, std::forward<Take>(take));
+        if (isFinal) records_.code = cipher_.Code();
+    }
 
   private:
     EnvelopedRecords records_;
@@ -122,7 +132,7 @@ class WholeEnvelopedEncoder : public EnvelopedEncoder {
 
   protected:
     void Feed(ByteView data, bool isFinal) override {
-        Cipher().Encrypt(data, isFinal, [this](ByteView piece) { der::Append(content_, piece); });
+        Encrypt(data, isFinal, [this](ByteView piece) { der::Append(content_, piece); });
         if (!isFinal) return;
         Finish(EncodeEnvelopedMessage(Records(), content_).Joined());
         content_ = Bytes();
@@ -143,9 +153,11 @@ class StreamedEnvelopedEncoder : public EnvelopedEncoder {
         length_.Count(data.size(), isFinal);
         if (!begun_) WriteHead();
         begun_ = true;
-        Cipher().Encrypt(data, isFinal, [this](ByteView piece) { writer_.Piece(piece); });
+        Encrypt(data, isFinal, [this](ByteView piece) { writer_.Piece(piece); });
         if (!isFinal) return;
-        writer_.Close(5);
+        writer_.Close(2);
+        writer_.Append(EncodeEnvelopedTail(Records()));
+        writer_.Close(3);
         writer_.Finish();
         Finish();
     }

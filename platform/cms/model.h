@@ -4,6 +4,7 @@
 
 #include "platform/base/ground.h"
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -51,22 +52,27 @@ struct SignedRecords {
     std::vector<SignerInfo> signers;
 };
 
-// One RecipientInfo. Kinds other than key transport are kept, so that indexes stay
-// true, and match nobody.
+// One recipient: a RecipientInfo, or one of the encrypted keys of a key agreement. Other kinds
+// are kept, so that indexes stay true, and match nobody.
 struct RecipientInfo {
-    enum class Kind { KeyTransport, Other };
+    enum class Kind { KeyTransport, KeyAgreement, Other };
     Kind kind = Kind::Other;
     long version = 0;
     KeyHolder recipient;
     Algorithm keyEncryption;
     Bytes encryptedKey;
+    std::shared_ptr<const KeyAgreement> agreement;  // with its algorithm; null for other kinds
 };
+
+// The unprotected attribute with the authentication code of a content cipher: one OCTET STRING.
+inline constexpr const char* kContentCodeOid = "1.2.643.7.1.0.6.1.1";
 
 struct EnvelopedRecords {
     long version = 0;
     std::vector<RecipientInfo> recipients;
     std::string contentType = szOID_RSA_data;
     Algorithm contentEncryption;
+    Bytes code;  // that the content cipher makes, if any
 };
 
 // ---- DER of single records (der_records.cpp) -----------------------------------
@@ -110,11 +116,18 @@ Bytes EncodeSignedHead(const SignedRecords& records);
 Bytes EncodeSignedTail(const SignedRecords& records);
 // The same for EnvelopedData; the recipients stay in their order as well.
 Bytes EncodeEnvelopedHead(const EnvelopedRecords& records);
+Bytes EncodeEnvelopedTail(const EnvelopedRecords& records);
 
 // ---- reading (parse_records.cpp). All throw CRYPT_E_ASN1_BADTAG, _CORRUPT or _EOD --
 
 SignerInfo ParseSignerInfo(ByteView der);
-RecipientInfo ParseRecipientInfo(ByteView der);
+// One, or of a key agreement as many as it has encrypted keys. Past kMostRecipients, which a
+// message of many tiny ones would reach, throws CRYPT_E_ASN1_LARGE.
+inline constexpr std::size_t kMostRecipients = std::size_t{1} << 18;
+void ParseRecipientInfo(ByteView der, std::vector<RecipientInfo>& recipients);
+
+// The authentication code, when the attribute holds one.
+std::optional<Bytes> ParseContentCode(ByteView attribute);
 
 // Attributes that stand among the signed ones or nowhere (RFC 5652 11.1 to 11.3).
 bool MustBeSigned(std::string_view attribute);

@@ -1,6 +1,7 @@
 // Reading of the records in model.h. What arrives here is normalised: definite lengths
 // and strings in one piece, except under implicit tags, which tell no type.
 #include <algorithm>
+#include <utility>
 
 #include "platform/base/error.h"
 #include "platform/cms/model.h"
@@ -12,6 +13,7 @@ namespace {
 
 constexpr std::uint8_t kContextConstructed = 0xA0;
 constexpr std::uint8_t kClassAndForm = 0xE0;
+constexpr std::uint8_t kKeyAgreement = 0xA1;
 
 Algorithm ReadAlgorithm(der::Cursor& cursor) {
     return ParseAlgorithm(cursor.Expect(der::kSequence).whole);
@@ -62,6 +64,58 @@ RecipientInfo ReadKeyTransport(der::Cursor cursor) {
     return recipient;
 }
 
+void Add(RecipientInfo recipient, std::vector<RecipientInfo>& recipients) {
+    if (recipients.size() >= kMostRecipients) throw Error(CRYPT_E_ASN1_LARGE);
+    recipients.push_back(std::move(recipient));
+}
+
+// KeyAgreeRecipientIdentifier; the date and other attributes of a key name nobody.
+KeyHolder ReadAgreementHolder(der::Cursor& cursor) {
+    if (cursor.NextIs(der::kSequence)) return ReadHolder(cursor);
+    der::Cursor inside(cursor.Expect(der::ContextConstructed(0)).contents);
+    KeyHolder holder;
+    holder.keyIdentifier = Copy(inside.Expect(der::kOctetString).contents);
+    return holder;
+}
+
+// OriginatorIdentifierOrKey: the key when it stands here.
+Bytes ReadOriginatorKey(der::Cursor cursor) {
+    if (!cursor.NextIs(der::ContextConstructed(1))) {
+        cursor.Next();
+        cursor.ExpectEnd();
+        return {};
+    }
+    const ByteView contents = cursor.Next().contents;
+    cursor.ExpectEnd();
+    return der::Element(der::kSequence, contents);
+}
+
+void ReadKeyAgreement(der::Cursor cursor, std::vector<RecipientInfo>& recipients) {
+    const long version = cursor.SmallInteger();
+    KeyAgreement agreement;
+    agreement.originatorKey =
+        ReadOriginatorKey(der::Cursor(cursor.Expect(der::ContextConstructed(0)).contents));
+    if (cursor.NextIs(der::ContextConstructed(1))) {
+        der::Cursor ukm(cursor.Next().contents);
+        agreement.ukm = Copy(ukm.Expect(der::kOctetString).contents);
+        ukm.ExpectEnd();
+    }
+    agreement.keyEncryption = ReadAlgorithm(cursor);
+    const auto shared = std::make_shared<const KeyAgreement>(std::move(agreement));
+    for (der::Cursor keys(cursor.Expect(der::kSequence).contents); !keys.AtEnd();) {
+        der::Cursor one(keys.Expect(der::kSequence).contents);
+        RecipientInfo recipient;
+        recipient.kind = RecipientInfo::Kind::KeyAgreement;
+        recipient.version = version;
+        recipient.agreement = shared;
+        recipient.recipient = ReadAgreementHolder(one);
+        recipient.encryptedKey = Copy(one.Expect(der::kOctetString).contents);
+        one.ExpectEnd();
+        Add(std::move(recipient), recipients);
+    }
+    cursor.ExpectEnd();
+}
+
 }  // namespace
 
 SignerInfo ParseSignerInfo(ByteView der) {
@@ -88,11 +142,25 @@ SignerInfo ParseSignerInfo(ByteView der) {
     return signer;
 }
 
-RecipientInfo ParseRecipientInfo(ByteView der) {
-    der::Cursor cursor(der);
-    // Key agreement, shared keys, passwords and others (RFC 5652 6.2) go by context tags.
-    const bool other = (cursor.Peek() & kClassAndForm) == kContextConstructed;
-    return other ? RecipientInfo{} : ReadKeyTransport(der::Inside(der, der::kSequence));
+void ParseRecipientInfo(ByteView der, std::vector<RecipientInfo>& recipients) {
+    const std::uint8_t tag = der::Cursor(der).Peek();
+    if (tag == kKeyAgreement) return ReadKeyAgreement(der::Inside(der, tag), recipients);
+    // Shared keys, passwords and others (RFC 5652 6.2) go by context tags.
+    const bool other = (tag & kClassAndForm) == kContextConstructed;
+    Add(other ? RecipientInfo{} : ReadKeyTransport(der::Inside(der, der::kSequence)), recipients);
+}
+
+// Other attributes may be anything: nobody reads them.
+std::optional<Bytes> ParseContentCode(ByteView attribute) {
+    der::Cursor whole(attribute);
+    if (!whole.NextIs(der::kSequence)) return std::nullopt;
+    der::Cursor cursor(whole.Next().contents);
+    if (!cursor.NextIs(der::kOid) || cursor.OidText() != kContentCodeOid) return std::nullopt;
+    der::Cursor values(cursor.Expect(der::kSet).contents);
+    const ByteView code = values.Expect(der::kOctetString).contents;
+    values.ExpectEnd();
+    cursor.ExpectEnd();
+    return Copy(code);
 }
 
 bool MustBeSigned(std::string_view attribute) {

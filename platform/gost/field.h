@@ -9,6 +9,8 @@
 
 #if defined(__x86_64__)
 #include <immintrin.h>
+
+#include "platform/gost/field_x86.h"
 #endif
 
 namespace platform::gost {
@@ -67,6 +69,9 @@ class Modulus {
     explicit Modulus(const Value& modulus) : modulus_(modulus) {
         if (IsNearPower()) {
             fold_ = 0 - modulus[0];
+#if defined(__x86_64__)
+            twoCarries_ = HasTwoCarries();
+#endif
             one_ = square_ = {1};
             return;
         }
@@ -87,6 +92,9 @@ class Modulus {
     [[nodiscard]] Value Out(const Value& a) const { return Mul(a, Value{1}); }
 
     [[nodiscard]] Value Add(const Value& a, const Value& b) const {
+#if defined(__x86_64__)
+        if constexpr (n == 4) return AddModulo(a, b, modulus_);
+#endif
         Value sum;
         unsigned char carry = 0;
 #pragma GCC unroll 8
@@ -95,6 +103,9 @@ class Modulus {
     }
 
     [[nodiscard]] Value Sub(const Value& a, const Value& b) const {
+#if defined(__x86_64__)
+        if constexpr (n == 4) return SubModulo(a, b, modulus_);
+#endif
         Value difference;
         unsigned char borrow = 0;
 #pragma GCC unroll 8
@@ -110,7 +121,31 @@ class Modulus {
 
     // One factor may be any number of n words.
     [[nodiscard]] Value Mul(const Value& a, const Value& b) const {
-        return fold_ != 0 ? MulFolding(a, b) : MulMontgomery(a, b);
+#if defined(__x86_64__)
+        if constexpr (n == 4) {
+            if (twoCarries_) return MultiplyFolding(a, b, fold_);
+        }
+#endif
+        return Reduce([&](Column& column, std::size_t i) {
+#pragma GCC unroll 8
+            for (std::size_t j = i < n ? 0 : i - n + 1; j <= (i < n ? i : n - 1); ++j) {
+                column.Add(a[j], b[i - j]);
+            }
+        });
+    }
+    [[nodiscard]] Value Square(const Value& a) const {
+#if defined(__x86_64__)
+        if constexpr (n == 4) {
+            if (twoCarries_) return MultiplyFolding(a, a, fold_);
+        }
+#endif
+        return Reduce([&](Column& column, std::size_t i) {
+            Column half;
+#pragma GCC unroll 8
+            for (std::size_t j = i < n ? 0 : i - n + 1; 2 * j < i; ++j) half.Add(a[j], a[i - j]);
+            column.AddTwice(half);
+            if (i % 2 == 0) column.Add(a[i / 2], a[i / 2]);
+        });
     }
 
     // For a prime modulus: the power of it less two. Zero stays zero.
@@ -122,7 +157,7 @@ class Modulus {
         for (std::size_t i = 1; i < powers.size(); ++i) powers[i] = Mul(powers[i - 1], a);
         Value result = one_;
         for (std::size_t i = 16 * n; i-- > 0;) {
-            for (int square = 0; square < 4; ++square) result = Mul(result, result);
+            for (int square = 0; square < 4; ++square) result = Square(result);
             result = Mul(result, powers[exponent[i / 16] >> (4 * (i % 16)) & 15]);
         }
         return result;
@@ -150,6 +185,14 @@ class Modulus {
             word[2] += carry;
 #endif
         }
+        void AddTwice(const Column& half) {
+            for (int time = 0; time < 2; ++time) {
+                unsigned char carry = 0;
+                word[0] = AddWord(word[0], half.word[0], carry);
+                word[1] = AddWord(word[1], half.word[1], carry);
+                word[2] = AddWord(word[2], half.word[2], carry);
+            }
+        }
         // The lowest word goes and the others move down.
         std::uint64_t Shift() {
             const std::uint64_t low = word[0];
@@ -160,29 +203,32 @@ class Modulus {
         }
     };
 
-    // a b / 2^(64 n): column by column, with a multiple of the modulus that makes the lower
-    // half vanish.
-    [[nodiscard]] Value MulMontgomery(const Value& a, const Value& b) const {
+    // A product whose columns `add` sums up, in the form that the modulus works in.
+    template <class Add>
+    [[nodiscard]] Value Reduce(Add&& add) const {
+        return fold_ != 0 ? ReduceFolding(add) : ReduceMontgomery(add);
+    }
+
+    // The product / 2^(64 n): with a multiple of the modulus that makes the lower half vanish.
+    template <class Add>
+    [[nodiscard]] Value ReduceMontgomery(Add& add) const {
         Column column;
         Value factors;
         Value product;
 #pragma GCC unroll 8
         for (std::size_t i = 0; i < n; ++i) {
+            add(column, i);
 #pragma GCC unroll 8
-            for (std::size_t j = 0; j < i; ++j) {
-                column.Add(a[j], b[i - j]);
-                column.Add(factors[j], modulus_[i - j]);
-            }
-            column.Add(a[i], b[0]);
+            for (std::size_t j = 0; j < i; ++j) column.Add(factors[j], modulus_[i - j]);
             factors[i] = column.word[0] * inverse_;
             column.Add(factors[i], modulus_[0]);
             (void)column.Shift();
         }
 #pragma GCC unroll 8
         for (std::size_t i = n; i < 2 * n - 1; ++i) {
+            add(column, i);
 #pragma GCC unroll 8
             for (std::size_t j = i - n + 1; j < n; ++j) {
-                column.Add(a[j], b[i - j]);
                 column.Add(factors[j], modulus_[i - j]);
             }
             product[i - n] = column.Shift();
@@ -191,16 +237,14 @@ class Modulus {
         return Reduced(product, static_cast<unsigned char>(column.word[1]));
     }
 
-    // a b modulo 2^(64 n) - fold: what stands above comes down by a product of one word.
-    [[nodiscard]] Value MulFolding(const Value& a, const Value& b) const {
+    // The product modulo 2^(64 n) - fold: what stands above comes down by a product of one word.
+    template <class Add>
+    [[nodiscard]] Value ReduceFolding(Add& add) const {
         Column column;
         std::array<std::uint64_t, 2 * n> product;
 #pragma GCC unroll 16
         for (std::size_t i = 0; i < 2 * n - 1; ++i) {
-#pragma GCC unroll 8
-            for (std::size_t j = i < n ? 0 : i - n + 1; j <= (i < n ? i : n - 1); ++j) {
-                column.Add(a[j], b[i - j]);
-            }
+            add(column, i);
             product[i] = column.Shift();
         }
         product[2 * n - 1] = column.word[0];
@@ -243,6 +287,7 @@ class Modulus {
     Value modulus_;
     std::uint64_t fold_ = 0;  // 0: Montgomery's form
     std::uint64_t inverse_ = 0;
+    [[maybe_unused]] bool twoCarries_ = false;
     Value one_;
     Value square_;
 };

@@ -26,6 +26,7 @@ class Points {
     }
 
     [[nodiscard]] const Modulus<n>& Field() const { return field_; }
+    [[nodiscard]] const Value& A() const { return a_; }
     [[nodiscard]] Point<n> Neutral() const { return {{}, field_.One(), {}}; }
     // Coordinates in Montgomery's form.
     [[nodiscard]] Point<n> Affine(const Value& x, const Value& y) const {

@@ -50,6 +50,10 @@ constexpr AlgorithmRow kAlgorithms[] = {
      "GOST R 34.12-2015 Magma, CTR-ACPKM", 256, 256, 256},
     {kKuznyechikCtrAcpkm, kCipher, oid::kKuznyechikCtrAcpkm, "Kuznyechik CTR",
      "GOST R 34.12-2015 Kuznyechik, CTR-ACPKM", 256, 256, 256},
+    {kMagmaCtrAcpkmOmac, kCipher, oid::kMagmaCtrAcpkmOmac, "Magma CTR OMAC",
+     "GOST 34.12-2015 Magma, CTR-ACPKM-OMAC", 256, 256, 256},
+    {kKuznyechikCtrAcpkmOmac, kCipher, oid::kKuznyechikCtrAcpkmOmac, "Kuznyechik OMAC",
+     "GOST 34.12 Kuznyechik, CTR-ACPKM-OMAC", 256, 256, 256},
 
     {CALG_RSA_KEYX, kPublicKey, oid::kRsa, "RSA_KEYX",
      "RSA key exchange", 2048, 1024, 16384},
@@ -80,10 +84,14 @@ constexpr ALG_ID kRsaList[] = {CALG_SHA_256, CALG_AES_256, CALG_RSA_KEYX, CALG_R
 constexpr ALG_ID kEcdsaList[] = {CALG_SHA_256, CALG_ECDSA, CALG_SHA1, CALG_SHA_384, CALG_SHA_512};
 constexpr ALG_ID kGost2001List[] = {kGostR3411_94, kGost28147_89, kGostR3410_2001Exchange,
                                     kGostR3410_2001Sign};
-constexpr ALG_ID kGost2012_256List[] = {kGostR3411_2012_256, kGost28147_89,
-                                        kGostR3410_2012_256Exchange, kGostR3410_2012_256Sign};
-constexpr ALG_ID kGost2012_512List[] = {kGostR3411_2012_512, kGost28147_89,
-                                        kGostR3410_2012_512Exchange, kGostR3410_2012_512Sign};
+constexpr ALG_ID kGost2012_256List[] = {
+    kGostR3411_2012_256,         kGost28147_89,          kMagmaCtrAcpkm,
+    kMagmaCtrAcpkmOmac,          kKuznyechikCtrAcpkm,    kKuznyechikCtrAcpkmOmac,
+    kGostR3410_2012_256Exchange, kGostR3410_2012_256Sign};
+constexpr ALG_ID kGost2012_512List[] = {
+    kGostR3411_2012_512,         kGost28147_89,          kMagmaCtrAcpkm,
+    kMagmaCtrAcpkmOmac,          kKuznyechikCtrAcpkm,    kKuznyechikCtrAcpkmOmac,
+    kGostR3410_2012_512Exchange, kGostR3410_2012_512Sign};
 
 constexpr ProviderRow kProviders[] = {
     {kTypeRsa, "Kestrel RSA Provider", "RSA (Signature and Key Exchange)", oid::kRsa, CALG_RSA_SIGN,
@@ -131,6 +139,8 @@ const Row* FindRow(const Row (&rows)[count], Fits fits) {
     return row == std::end(rows) ? nullptr : row;
 }
 
+CipherSetting cipherSetting = nullptr;
+
 bool InGroup(const AlgorithmRow& row, DWORD group) { return group == 0 || row.group == group; }
 
 }  // namespace
@@ -156,6 +166,19 @@ const ProviderRow* FindProvider(DWORD type) {
 bool Serves(const ProviderRow& provider, std::string_view keyOid) {
     return provider.keyOid == (keyOid == oid::kRsaPss ? oid::kRsa : keyOid);
 }
+
+std::vector<ALG_ID> AlgorithmsInOrder(const ProviderRow& row) {
+    std::vector<ALG_ID> order(row.algorithms.begin(), row.algorithms.end());
+    const std::string chosen = cipherSetting == nullptr ? "" : cipherSetting();
+    if (chosen.empty() || !IsGost(row.keyOid)) return order;
+    const AlgorithmRow* cipher = IsGost(chosen) ? FindAlgorithm(chosen, kCipher) : nullptr;
+    if (cipher == nullptr) throw Error(NTE_BAD_ALGID, chosen);
+    const auto at = std::find(order.begin(), order.end(), cipher->id);
+    if (at != order.end()) std::rotate(order.begin(), at, at + 1);
+    return order;
+}
+
+void SetCipherSetting(CipherSetting read) { cipherSetting = read; }
 
 bool SameFamily(DWORD first, DWORD second) {
     const ProviderRow* one = FindProvider(first);

@@ -3,7 +3,9 @@
 #pragma once
 
 #include <span>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/providers/crypto.h"
 
@@ -21,6 +23,8 @@ inline constexpr ALG_ID kGost28147_89 = ALG_CLASS_DATA_ENCRYPT | 0x641;
 inline constexpr ALG_ID kMagmaCtrAcpkm = ALG_CLASS_DATA_ENCRYPT | 0x642;
 inline constexpr ALG_ID kKuznyechikCtrAcpkm = ALG_CLASS_DATA_ENCRYPT | 0x643;
 inline constexpr ALG_ID kRsaPssSign = ALG_CLASS_SIGNATURE | 0x44;
+inline constexpr ALG_ID kMagmaCtrAcpkmOmac = ALG_CLASS_DATA_ENCRYPT | 0x644;
+inline constexpr ALG_ID kKuznyechikCtrAcpkmOmac = ALG_CLASS_DATA_ENCRYPT | 0x645;
 inline constexpr ALG_ID kGostR3410_2001Sign = ALG_CLASS_SIGNATURE | 0x41;
 inline constexpr ALG_ID kGostR3410_2012_256Sign = ALG_CLASS_SIGNATURE | 0x42;
 inline constexpr ALG_ID kGostR3410_2012_512Sign = ALG_CLASS_SIGNATURE | 0x43;
@@ -57,6 +61,15 @@ inline constexpr const char* kGostR3411_2012_512 = "1.2.643.7.1.1.2.3";
 inline constexpr const char* kGost28147_89 = "1.2.643.2.2.21";
 inline constexpr const char* kMagmaCtrAcpkm = "1.2.643.7.1.1.5.1.1";
 inline constexpr const char* kKuznyechikCtrAcpkm = "1.2.643.7.1.1.5.2.1";
+inline constexpr const char* kMagmaCtrAcpkmOmac = "1.2.643.7.1.1.5.1.2";
+inline constexpr const char* kKuznyechikCtrAcpkmOmac = "1.2.643.7.1.1.5.2.2";
+// Of two keys: an ephemeral one of 2001 (RFC 4490, 4.1.1), and those of 2012.
+inline constexpr const char* kAgreement2001 = "1.2.643.2.2.96";
+inline constexpr const char* kAgreement2012_256 = "1.2.643.7.1.1.6.1";
+inline constexpr const char* kAgreement2012_512 = "1.2.643.7.1.1.6.2";
+// The wraps of RFC 4357: 6.1 and 6.3.
+inline constexpr const char* kPlainWrap89 = "1.2.643.2.2.13.0";
+inline constexpr const char* kDiversifiedWrap89 = "1.2.643.2.2.13.1";
 inline constexpr const char* kMagmaWrap = "1.2.643.7.1.1.7.1.1";
 inline constexpr const char* kKuznyechikWrap = "1.2.643.7.1.1.7.2.1";
 
@@ -79,6 +92,13 @@ const ProviderRow* FindProvider(DWORD type);  // null when unknown
 // Whether its containers take keys of this algorithm. Those that may sign by RSASSA-PSS alone
 // (RFC 4055, 1.2) are RSA keys, too.
 bool Serves(const ProviderRow& provider, std::string_view keyOid);
+// The same list with the cipher first that the setting names, when the list has it. Throws
+// NTE_BAD_ALGID when the setting names no cipher of GOST.
+std::vector<ALG_ID> AlgorithmsInOrder(const ProviderRow& row);
+// The dotted identifier of the cipher that goes first for GOST keys; empty: no choice. Settings
+// are read above this floor, so what reads this one is brought from there.
+using CipherSetting = std::string (*)();
+void SetCipherSetting(CipherSetting read);
 // Types whose providers read one another's containers.
 bool SameFamily(DWORD first, DWORD second);
 

@@ -141,6 +141,18 @@ Bytes WrapKey(const AnyKey& recipient, std::string_view cipherOid, ByteView cont
 Secret UnwrapKey(const AnyKey& key, const Algorithm& keyEncryption, ByteView encryptedKey,
                  std::size_t keyLength);
 
+// What a KeyAgreeRecipientInfo says beside its encrypted keys.
+struct KeyAgreement {
+    Bytes originatorKey;  // SubjectPublicKeyInfo; empty when the sender is named otherwise
+    Bytes ukm;
+    Algorithm keyEncryption;
+};
+// The content key, of `keyLength` bytes, that stands under an agreed one: GOST keys alone.
+// Throws NTE_BAD_ALGID for an algorithm that does not go with the key, NTE_BAD_DATA for a
+// value that does not unwrap.
+Secret UnwrapAgreedKey(const AnyKey& key, const KeyAgreement& agreement, ByteView encryptedKey,
+                       std::size_t keyLength);
+
 // A content cipher at work.
 class Cipher {
   public:
@@ -152,6 +164,10 @@ class Cipher {
     // of `out` was filled.
     virtual bool Update(ByteView in, std::uint8_t* out, std::size_t& written) = 0;
     virtual bool Finish(std::uint8_t* out, std::size_t& written) = 0;
+    // The authentication code that goes beside the text: its length, 0 for ciphers without
+    // one, and after Finish its value.
+    [[nodiscard]] virtual std::size_t CodeSize() const { return 0; }
+    virtual Bytes Code() { return {}; }
 };
 using CipherContext = std::unique_ptr<Cipher>;
 

@@ -5,6 +5,7 @@
 
 #include "platform/gost/block.h"
 #include "platform/gost/cipher89.h"
+#include "platform/gost/derivation.h"
 #include "platform/providers/algorithms.h"
 #include "platform/providers/openssl.h"
 
@@ -29,12 +30,15 @@ ASN1_SEQUENCE(CipherParameters) = {
     std::size_t ivLength;  // in the parameters; the second part of a longer one is for keys
     std::size_t usedOfIv;  // by the cipher itself
     std::size_t section;   // after which the key changes
+    bool authenticates;    // with OMAC under a key of its own
     std::unique_ptr<gost::BlockCipher> (*cipher)(ByteView key);  // null: GOST 28147-89
 };
 constexpr CipherRow kCiphers[] = {
-    {oid::kGost28147_89, 8, 8, 0, nullptr},
-    {oid::kMagmaCtrAcpkm, 12, 4, 8 * 1024, &gost::NewMagma},
-    {oid::kKuznyechikCtrAcpkm, 16, 8, 256 * 1024, &gost::NewKuznyechik},
+    {oid::kGost28147_89, 8, 8, 0, false, nullptr},
+    {oid::kMagmaCtrAcpkm, 12, 4, 8 * 1024, false, &gost::NewMagma},
+    {oid::kMagmaCtrAcpkmOmac, 12, 4, 8 * 1024, true, &gost::NewMagma},
+    {oid::kKuznyechikCtrAcpkm, 16, 8, 256 * 1024, false, &gost::NewKuznyechik},
+    {oid::kKuznyechikCtrAcpkmOmac, 16, 8, 256 * 1024, true, &gost::NewKuznyechik},
 };
 
 const CipherRow* FindRow(std::string_view oid) {
@@ -62,12 +66,51 @@ class GostCipher : public Cipher {
     std::unique_ptr<gost::StreamCipher> cipher_;
 };
 
+// With a code over the plain text, which the cipher then encrypts, too.
+class OmacCipher : public GostCipher {
+  public:
+    OmacCipher(std::unique_ptr<gost::StreamCipher> cipher, std::unique_ptr<gost::BlockCipher> mac,
+               bool encrypts)
+        : GostCipher(std::move(cipher)),
+          codeSize_(mac->Size()),
+          mac_(std::move(mac)),
+          encrypts_(encrypts) {}
+    bool Update(ByteView in, std::uint8_t* out, std::size_t& written) override {
+        if (encrypts_) mac_.Update(in);
+        (void)GostCipher::Update(in, out, written);
+        if (!encrypts_) mac_.Update({out, written});
+        return true;
+    }
+    [[nodiscard]] std::size_t CodeSize() const override { return codeSize_; }
+    Bytes Code() override {
+        Bytes code = mac_.Value();
+        std::size_t written = 0;
+        (void)GostCipher::Update(code, code.data(), written);
+        return code;
+    }
+
+  private:
+    std::size_t codeSize_;
+    gost::Omac mac_;
+    bool encrypts_;
+};
+
+// A key for the cipher and one for the code, from the second part of the IV.
+CipherContext StartWithOmac(const CipherRow& row, ByteView key, ByteView iv, bool encrypts) {
+    const Secret keys = gost::KdfTree(key, "kdf tree", iv.subspan(row.usedOfIv), 64);
+    return std::make_unique<OmacCipher>(
+        std::make_unique<gost::CounterAcpkm>(row.cipher(keys.View().first(32)),
+                                             iv.first(row.usedOfIv), row.section),
+        row.cipher(keys.View().last(32)), encrypts);
+}
+
 // The set for tests alone is published without meshing (RFC 4357, 11.2).
 constexpr std::string_view kTestSet = "1.2.643.2.2.31.0";
 
 CipherContext Start(const CipherRow& row, ByteView key, ByteView iv, std::string_view set,
                     bool encrypts) {
     if (key.size() != kGostKeyLength) throw Error(NTE_BAD_LEN);
+    if (row.authenticates) return StartWithOmac(row, key, iv, encrypts);
     std::unique_ptr<gost::StreamCipher> cipher;
     if (row.cipher == nullptr) {
         cipher = std::make_unique<gost::Feedback89>(gost::Key89(*gost::FindSubstitution(set), key),

@@ -1,5 +1,6 @@
 // Content ciphers of GOST: 28147-89 in cipher feedback mode with key meshing (RFC 4490, 4.1),
-// Magma and Kuznyechik with CTR-ACPKM (RFC 9337; the sections that CMS fixes).
+// Magma and Kuznyechik with CTR-ACPKM, alone and with OMAC (RFC 9337; the sections that CMS
+// fixes).
 #pragma once
 
 #include <string_view>

@@ -84,18 +84,6 @@ GostKey EphemeralFor(const GostKey& recipient) {
     return key;
 }
 
-// The other side's key: of the same algorithm, on the same curve. Throws NTE_BAD_DATA.
-SharedGostKey PeerOf(const GostKey& key, const GostPublicInfo* info) {
-    SharedGostKey peer;
-    try {
-        if (info != nullptr) peer = ReadGostPublicKey(*info);
-    } catch (const Error&) {
-        peer = nullptr;
-    }
-    if (!peer || peer->curve != key.curve) throw Error(NTE_BAD_DATA);
-    return peer;
-}
-
 // ---- GOST 28147-89 ----------------------------------------------------------------
 
 gost::VkoDigest DigestFor(const GostKey& key) {
@@ -133,19 +121,9 @@ Secret Unwrap89(const GostKey& key, ByteView der) {
     if (!transport) throw Error(NTE_BAD_DATA);
     const KeyInfo& info = *transport->keyInfo;
     const AgreementInfo& agreement = *transport->agreement;
-    const gost::Substitution* set = gost::FindSubstitution(DottedOf(agreement.parameterSet));
-    if (set == nullptr || !HasLength(info.encryptedKey, 32) || !HasLength(info.checkValue, 4) ||
-        !HasLength(agreement.keyMaterial, 8)) {
-        throw Error(NTE_BAD_DATA);
-    }
-    const SharedGostKey peer = PeerOf(key, agreement.ephemeralKey);
-    const ByteView ukm = ViewOf(agreement.keyMaterial);
-    const Secret kek =
-        gost::Vko(*key.curve, DigestFor(key), key.privateKey.View(), peer->publicKey, ukm);
-    auto contentKey = gost::UnwrapKey89(gost::Wrap89::Diversified, *set, kek.View(), ukm,
-                                        ViewOf(info.encryptedKey), ViewOf(info.checkValue));
-    if (!contentKey) throw Error(NTE_BAD_DATA);
-    return *std::move(contentKey);
+    return Open89(gost::Wrap89::Diversified, DottedOf(agreement.parameterSet), key,
+                  *PeerOf(key, agreement.ephemeralKey), ViewOf(agreement.keyMaterial),
+                  {info.encryptedKey, info.checkValue});
 }
 
 // ---- GOST R 34.12 -----------------------------------------------------------------
@@ -153,11 +131,13 @@ Secret Unwrap89(const GostKey& key, ByteView der) {
 struct Wrap15 {
     const char* oid;
     const char* cipherOid;
+    const char* codedCipherOid;
     std::unique_ptr<gost::BlockCipher> (*cipher)(ByteView key);
 };
 constexpr Wrap15 kWraps[] = {
-    {oid::kMagmaWrap, oid::kMagmaCtrAcpkm, &gost::NewMagma},
-    {oid::kKuznyechikWrap, oid::kKuznyechikCtrAcpkm, &gost::NewKuznyechik},
+    {oid::kMagmaWrap, oid::kMagmaCtrAcpkm, oid::kMagmaCtrAcpkmOmac, &gost::NewMagma},
+    {oid::kKuznyechikWrap, oid::kKuznyechikCtrAcpkm, oid::kKuznyechikCtrAcpkmOmac,
+     &gost::NewKuznyechik},
 };
 
 const Wrap15* FindWrap(std::string_view oid) {
@@ -169,7 +149,7 @@ const Wrap15* FindWrap(std::string_view oid) {
 
 const Wrap15* WrapForCipher(std::string_view cipherOid) {
     for (const Wrap15& wrap : kWraps) {
-        if (wrap.cipherOid == cipherOid) return &wrap;
+        if (wrap.cipherOid == cipherOid || wrap.codedCipherOid == cipherOid) return &wrap;
     }
     return nullptr;
 }
@@ -208,17 +188,9 @@ Bytes WrapWith(const Wrap15& wrap, const GostKey& recipient, ByteView contentKey
 
 Secret UnwrapWith(const Wrap15& wrap, const GostKey& key, ByteView der) {
     const auto exported = DecodeItem<ExportedKey>(ASN1_ITEM_rptr(ExportedKey), der);
-    if (!exported || exported->keyMaterial == nullptr || !HasLength(exported->keyMaterial, 32)) {
-        throw Error(NTE_BAD_DATA);
-    }
-    const SharedGostKey peer = PeerOf(key, exported->ephemeralKey);
-    const Export keys(wrap, *key.curve, key.privateKey.View(), peer->publicKey,
-                      ViewOf(exported->keyMaterial));
-    if (!HasLength(exported->exported, 32 + keys.cipher->Size())) throw Error(NTE_BAD_DATA);
-    auto contentKey = gost::UnwrapKey15(*keys.cipher, keys.MacKey(), keys.CipherKey(), keys.iv,
-                                        ViewOf(exported->exported));
-    if (!contentKey) throw Error(NTE_BAD_DATA);
-    return *std::move(contentKey);
+    if (!exported || exported->keyMaterial == nullptr) throw Error(NTE_BAD_DATA);
+    return Open15(wrap.oid, key, *PeerOf(key, exported->ephemeralKey),
+                  ViewOf(exported->keyMaterial), ViewOf(exported->exported));
 }
 
 }  // namespace
@@ -242,6 +214,45 @@ Secret UnwrapGostKey(const GostKey& key, const Algorithm& keyEncryption, ByteVie
     const Wrap15* wrap = FindWrap(keyEncryption.oid);
     if (wrap == nullptr && keyEncryption.oid != key.oid) throw Error(NTE_BAD_ALGID);
     return wrap != nullptr ? UnwrapWith(*wrap, key, wrapped) : Unwrap89(key, wrapped);
+}
+
+SharedGostKey PeerOf(const GostKey& key, const GostPublicInfo* info) {
+    SharedGostKey peer;
+    try {
+        if (info != nullptr) peer = ReadGostPublicKey(*info);
+    } catch (const Error&) {
+        peer = nullptr;
+    }
+    if (!peer || peer->curve != key.curve) throw Error(NTE_BAD_DATA);
+    return peer;
+}
+
+Secret Open89(gost::Wrap89 form, std::string_view set, const GostKey& key, const GostKey& peer,
+              ByteView ukm, const Sealed89& sealed) {
+    const gost::Substitution* substitution = gost::FindSubstitution(set);
+    if (substitution == nullptr || !HasLength(sealed.encrypted, 32) || !HasLength(sealed.mac, 4) ||
+        ukm.size() != 8) {
+        throw Error(NTE_BAD_DATA);
+    }
+    const Secret kek =
+        gost::Vko(*key.curve, DigestFor(key), key.privateKey.View(), peer.publicKey, ukm);
+    auto contentKey = gost::UnwrapKey89(form, *substitution, kek.View(), ukm,
+                                        ViewOf(sealed.encrypted), ViewOf(sealed.mac));
+    if (!contentKey) throw Error(NTE_BAD_DATA);
+    return *std::move(contentKey);
+}
+
+bool IsWrap15(std::string_view oid) { return FindWrap(oid) != nullptr; }
+
+Secret Open15(std::string_view wrapOid, const GostKey& key, const GostKey& peer, ByteView ukm,
+              ByteView wrapped) {
+    if (ukm.size() != 32) throw Error(NTE_BAD_DATA);
+    const Export keys(*FindWrap(wrapOid), *key.curve, key.privateKey.View(), peer.publicKey, ukm);
+    if (wrapped.size() != 32 + keys.cipher->Size()) throw Error(NTE_BAD_DATA);
+    auto contentKey =
+        gost::UnwrapKey15(*keys.cipher, keys.MacKey(), keys.CipherKey(), keys.iv, wrapped);
+    if (!contentKey) throw Error(NTE_BAD_DATA);
+    return *std::move(contentKey);
 }
 
 }  // namespace platform

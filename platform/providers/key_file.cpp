@@ -7,6 +7,7 @@
 
 #include "platform/providers/gost_key.h"
 #include "platform/providers/openssl.h"
+#include "platform/providers/pkcs12.h"
 
 namespace platform {
 namespace {
@@ -23,9 +24,22 @@ Bio OpenMemory(ByteView view) {
     return bio;
 }
 
+// A wrong password shows in octets that are no key.
+PrivateKeyInfo DecryptGost(const X509_ALGOR* algorithm, ByteView encrypted,
+                           const Secret& password) {
+    const Secret plain = DecryptGostPbes2(algorithm, encrypted, password);
+    auto info = DecodeWhole<PrivateKeyInfo>(&d2i_PKCS8_PRIV_KEY_INFO, plain.View());
+    if (!info) ThrowCrypto(static_cast<LONG>(SCARD_W_WRONG_CHV));
+    return info;
+}
+
 PrivateKeyInfo Decrypt(ByteView der, const Secret& password) {
     const auto sealed = DecodeWhole<EncryptedKeyInfo>(&d2i_X509_SIG, der);
     if (!sealed) return nullptr;
+    const X509_ALGOR* algorithm = nullptr;
+    const ASN1_OCTET_STRING* encrypted = nullptr;
+    X509_SIG_get0(sealed.get(), &algorithm, &encrypted);
+    if (UsesGost(algorithm)) return DecryptGost(algorithm, ViewOf(encrypted), password);
     const std::string_view text = password.Text();
     PrivateKeyInfo info(PKCS8_decrypt(sealed.get(), text.data(), static_cast<int>(text.size())));
     if (!info) ThrowCrypto(static_cast<LONG>(SCARD_W_WRONG_CHV));

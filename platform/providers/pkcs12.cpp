@@ -68,13 +68,17 @@ Secret DeriveCipherKey(const PBE2PARAM& parameters, const Secret& password) {
                   ViewOf(derivation->salt->value.octet_string), iterations, kGostKeyLength);
 }
 
+// A code stands behind the text (RFC 9337, 5.1.2).
 Secret Decrypt(const Algorithm& cipher, ByteView key, ByteView encrypted) {
     const CipherContext context = StartDecryption(cipher, key);
+    if (encrypted.size() < context->CodeSize()) return Secret();
+    const ByteView code = encrypted.last(context->CodeSize());
+    encrypted = encrypted.first(encrypted.size() - code.size());
     Bytes plain(encrypted.size() + Cipher::kSlack);
     std::size_t first = 0;
     std::size_t last = 0;
     const bool good = context->Update(encrypted, plain.data(), first) &&
-                      context->Finish(plain.data() + first, last);
+                      context->Finish(plain.data() + first, last) && Equal(context->Code(), code);
     Secret secret(ByteView(plain).first(good ? first + last : 0));
     Wipe(plain);
     return secret;

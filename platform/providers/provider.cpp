@@ -82,8 +82,9 @@ void Provider::SetPassword(DWORD keySpec, std::optional<Secret> password) {
 
 const AlgorithmRow& Provider::CurrentAlgorithm(bool restart) {
     if (restart) algorithm_ = 0;
-    if (algorithm_ >= row_.algorithms.size()) throw Error(ERROR_NO_MORE_ITEMS);
-    return *FindAlgorithm(row_.algorithms[algorithm_], 0);
+    if (restart || algorithms_.empty()) algorithms_ = AlgorithmsInOrder(row_);
+    if (algorithm_ >= algorithms_.size()) throw Error(ERROR_NO_MORE_ITEMS);
+    return *FindAlgorithm(algorithms_[algorithm_], 0);
 }
 
 void Provider::ListContainers(bool restart) {

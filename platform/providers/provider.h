@@ -62,6 +62,7 @@ class Provider : public Object {
     bool silent_;
     std::optional<Container> container_;
     std::array<Slot, 2> slots_;
+    std::vector<ALG_ID> algorithms_;  // empty until the first walk
     std::size_t algorithm_ = 0;
     std::optional<std::vector<std::string>> containers_;
     std::size_t containerAt_ = 0;

@@ -3,6 +3,7 @@
 #include <openssl/rand.h>
 
 #include "platform/providers/algorithms.h"
+#include "platform/providers/gost_agreement.h"
 #include "platform/providers/gost_transport.h"
 #include "platform/providers/openssl.h"
 #include "platform/providers/rsa_parameters.h"
@@ -133,6 +134,14 @@ Secret UnwrapKey(const AnyKey& key, const Algorithm& keyEncryption, ByteView enc
         return UnwrapOaep(key.Native(), keyEncryption, encryptedKey, keyLength);
     }
     throw Error(NTE_BAD_ALGID);
+}
+
+Secret UnwrapAgreedKey(const AnyKey& key, const KeyAgreement& agreement, ByteView encryptedKey,
+                       std::size_t keyLength) {
+    if (key.Gost() == nullptr) throw Error(NTE_BAD_ALGID, agreement.keyEncryption.oid);
+    Secret secret = OpenGostAgreement(*key.Gost(), agreement, encryptedKey);
+    if (secret.View().size() != keyLength) throw Error(NTE_BAD_DATA);
+    return secret;
 }
 
 }  // namespace platform

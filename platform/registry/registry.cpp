@@ -213,6 +213,21 @@ std::optional<DWORD> ReadMachineDword(std::string_view path, std::string_view na
     return value == nullptr ? std::nullopt : NumberOf(*value);
 }
 
+std::string ReadMachineText(std::string_view path, std::string_view name) {
+    const auto key = FindKey(LoadSide(Side::Machine)->Root(), path);
+    const RegistryValue* value = key == nullptr ? nullptr : key->FindValue(name);
+    return value == nullptr ? "" : TextOf(*value);
+}
+
+namespace {
+
+std::string GostCipherSetting() {
+    return ReadMachineText("Software\\Kestrel\\Platform", "GostCipher");
+}
+[[maybe_unused]] const bool settingBrought = (SetCipherSetting(&GostCipherSetting), true);
+
+}  // namespace
+
 fs::path OwnRegistryFile(Side side) { return HomeOf(side) / kFileName; }
 
 RegistryDocument LoadOwnDocument(Side side) { return ReadDocument(OwnRegistryFile(side)); }

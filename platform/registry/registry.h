@@ -64,6 +64,8 @@ void ForgetRegistry();
 
 // A DWORD of the machine's side, by a path under the root.
 std::optional<DWORD> ReadMachineDword(std::string_view path, std::string_view name);
+// The same of a text; empty when there is none.
+std::string ReadMachineText(std::string_view path, std::string_view name);
 
 // One side's own file (that in its home), for changing it. An absent one is empty.
 std::filesystem::path OwnRegistryFile(Side side);

@@ -35,6 +35,50 @@ class Encrypt(KestrelCase):
                     self.succeed("-decr", "-dn", kind, "msg", "out")
                     self.assertEqual(self.read("out"), self.read("in"))
 
+    def set_cipher(self, identifier):
+        os.makedirs(self.path("machine"), exist_ok=True)
+        self.write("machine/registry.reg", (
+            "Windows Registry Editor Version 5.00\r\n\r\n"
+            "[HKEY_LOCAL_MACHINE\\Software\\Kestrel\\Platform]\r\n"
+            f'"GostCipher"="{identifier}"\r\n').encode())
+
+    def test_ciphers_that_the_settings_name(self):
+        self.need_engine()
+        rows = [
+            ("1.2.643.7.1.1.5.1.1", "magma-ctr-acpkm"),
+            ("1.2.643.7.1.1.5.1.2", "magma-ctr-acpkm-omac"),
+            ("1.2.643.7.1.1.5.2.1", "kuznyechik-ctr-acpkm"),
+            ("1.2.643.7.1.1.5.2.2", "kuznyechik-ctr-acpkm-omac"),
+        ]
+        for kind in ("gost2001", "gost256", "gost512"):
+            self.make_identity(kind, kind)
+        for identifier, cipher in rows:
+            self.set_cipher(identifier)
+            # The engine opens no more than 1 KiB of these: it changes keys then.
+            for kind, size in (("gost256", 1000), ("gost512", LARGE)):
+                with self.subTest(f"{kind} {cipher}"):
+                    self.write("in", os.urandom(size))
+                    self.succeed("-encr", "-dn", kind, "-dn", "gost256", "-der", "in", "msg")
+                    shape = self.openssl("asn1parse", "-inform", "DER", "-in", "msg")[1]
+                    self.assertIn(f":{cipher}\n".encode(), shape)
+                    for name in (kind, "gost256"):
+                        self.succeed("-decr", "-dn", name, "msg", "out")
+                        self.assertEqual(self.read("out"), self.read("in"))
+                    if size <= 1024:
+                        self.openssl("cms", "-decrypt", "-inform", "DER", "-binary", "-in", "msg",
+                                     "-recip", f"{kind}.pem", "-inkey", f"{kind}.key", "-out", "out2")
+                        self.assertEqual(self.read("out2"), self.read("in"))
+                    self.openssl("cms", "-encrypt", "-binary", "-in", "in", "-outform", "DER",
+                                 "-out", "msg", f"-{cipher}", f"{kind}.pem")
+                    self.succeed("-decr", "-dn", kind, "msg", "out")
+                    self.assertEqual(self.read("out"), self.read("in"))
+        # Keys of 2001 have no wrap for these ciphers, and keep their own.
+        self.succeed("-encr", "-dn", "gost2001", "-der", "in", "msg")
+        self.assertIn(b"GOST 28147-89",
+                      self.openssl("asn1parse", "-inform", "DER", "-in", "msg")[1])
+        self.set_cipher("2.16.840.1.101.3.4.1.42")
+        self.fail_with(0x20000134, "-encr", "-dn", "gost256", "in", "msg")
+
     def test_sizes_around_chunk_and_block(self):
         self.make_identity("rsa", "rsa")
         for size in (0, 1, 15, 16, 17, 65535, 65536, 65537, 200_000):

@@ -5,6 +5,7 @@ Usage: floors_test.py COMPILE_COMMANDS_JSON
 
 import json
 import os
+import re
 import shlex
 import subprocess
 import sys
@@ -27,11 +28,19 @@ def header_of(folder):
     return f"{folder}/{names[0]}" if names else None
 
 
+def unit_of(entry):
+    """The source file; of several compiled together the first."""
+    if "/Unity/" not in entry["file"]:
+        return entry["file"]
+    with open(entry["file"], encoding="utf-8") as together:
+        return re.search(r'#include "(.+)"', together.read()).group(1)
+
+
 def commands_by_folder(file):
     commands = {}
     with open(file, encoding="utf-8") as stream:
         for entry in json.load(stream):
-            folder = os.path.relpath(os.path.dirname(entry["file"]), ROOT)
+            folder = os.path.relpath(os.path.dirname(unit_of(entry)), ROOT)
             commands.setdefault(folder, entry)
     return commands
 

@@ -37,6 +37,18 @@ const EnvelopedCase kEnvelopedCases[] = {
     {"GOST 2001", {"gost2001"}, "-gost89", 100, kGost},
     {"GOST 2012, 512 bit", {"gost2012-512"}, "-gost89", 200000, kGost},
     {"GOST, no octets", {"gost2012-256"}, "-gost89", 0, kGost},
+    {"Magma", {"gost2012-256"}, "-magma-ctr-acpkm", 20000, "1.2.643.7.1.1.5.1.1"},
+    {"Magma with a code", {"gost2012-512"}, "-magma-ctr-acpkm-omac", 20000, "1.2.643.7.1.1.5.1.2"},
+    {"Kuznyechik with a code",
+     {"gost2012-256", "gost2012-512"},
+     "-kuznyechik-ctr-acpkm-omac -stream",
+     600000,
+     "1.2.643.7.1.1.5.2.2"},
+    {"a code over no octets",
+     {"gost2012-256"},
+     "-kuznyechik-ctr-acpkm-omac",
+     0,
+     "1.2.643.7.1.1.5.2.2"},
     {"recipients of two kinds", {"gost2012-256", "rsa"}, "-gost89 -stream", 5000, kGost},
 };
 
@@ -178,6 +190,39 @@ TEST(DecodeEnveloped, RefusesACutContent) {
     Decoding message(&sink);
     EXPECT_EQ(message.Feed(cut, 4096, ProviderOf("rsa")), kBadData);
     EXPECT_EQ(sink.finals, 0);
+}
+
+TEST(DecodeEnveloped, HoldsContentAgainstItsCode) {
+    SKIP_WITHOUT_ENGINE();
+    const Bytes content = Noise(100);
+    const Bytes good = EncryptFor({"gost2012-256"}, "-magma-ctr-acpkm-omac", content);
+    // At the end: [0] of 100 octets of content, then the attribute with 8 octets of code.
+    const std::size_t end = good.size();
+    const auto change = [&](std::size_t fromEnd) {
+        Bytes message = good;
+        message[end - fromEnd] ^= 1;
+        return message;
+    };
+    const struct {
+        const char* name;
+        Bytes message;
+        DWORD expected;
+    } rows[] = {
+        {"good", good, 0},
+        {"first octet of the code", change(8), kBadData},
+        {"last octet of the code", change(1), kBadData},
+        {"first octet of the content", change(27 + 100), kBadData},
+        {"last octet of the content", change(28), kBadData},
+        {"code under another name", change(8 + 2 + 2 + 1), kBadData},
+    };
+    ASSERT_EQ(good[end - 27], 0xA1) << Hex(good);
+    for (const auto& row : rows) {
+        Sink sink;
+        Decoding message(&sink);
+        EXPECT_EQ(message.Feed(row.message, 65536, ProviderOf("gost2012-256")), row.expected)
+            << row.name;
+        EXPECT_EQ(sink.finals, row.expected == 0 ? 1 : 0) << row.name;
+    }
 }
 
 TEST(DecodeEnveloped, TellsAWrongGostKeyAtOnce) {
