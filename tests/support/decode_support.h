@@ -14,6 +14,7 @@ namespace platform::testing {
 
 // Refusals that many rows expect.
 inline constexpr DWORD kBadMessage = static_cast<DWORD>(CRYPT_E_BAD_MSG);
+inline constexpr DWORD kBadData = static_cast<DWORD>(NTE_BAD_DATA);
 inline constexpr DWORD kBadIndex = static_cast<DWORD>(CRYPT_E_INVALID_INDEX);
 inline constexpr DWORD kNotReady = static_cast<DWORD>(CRYPT_E_STREAM_MSG_NOT_READY);
 inline constexpr DWORD kShort = static_cast<DWORD>(CRYPT_E_STREAM_INSUFFICIENT_DATA);

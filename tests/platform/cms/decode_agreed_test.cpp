@@ -24,7 +24,6 @@ using der::Element;
 using der::kOctetString;
 using der::kSequence;
 
-constexpr DWORD kBadData = static_cast<DWORD>(NTE_BAD_DATA);
 constexpr DWORD kBadAlgorithm = static_cast<DWORD>(NTE_BAD_ALGID);
 
 Bytes Octets(ByteView octets) { return Element(kOctetString, octets); }

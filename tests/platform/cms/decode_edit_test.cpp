@@ -148,7 +148,7 @@ Elements ElementsIn(ByteView contents) {
 }
 
 // A SignedData taken apart and put together in any order.
-struct Parts {
+struct EditedParts {
     Bytes version;
     Elements digests;
     Bytes content;
@@ -156,7 +156,7 @@ struct Parts {
     Elements crls;
     Elements signers;
 
-    explicit Parts(ByteView message) {
+    explicit EditedParts(ByteView message) {
         der::Cursor info(der::Cursor(message).Expect(der::kSequence).contents);
         info.Expect(der::kOid);
         der::Cursor body(info.Expect(der::ContextConstructed(0)).contents);
@@ -180,7 +180,7 @@ struct Parts {
 };
 
 // The first signer with its fields changed.
-void ChangeSigner(Parts& parts, const std::function<void(Elements&)>& change) {
+void ChangeSigner(EditedParts& parts, const std::function<void(Elements&)>& change) {
     Elements fields = ElementsIn(der::Cursor(parts.signers[0]).Next().contents);
     change(fields);
     parts.signers[0] = Joined(der::kSequence, fields);
@@ -212,43 +212,44 @@ void AddUnsorted(Elements& fields) {
 
 const struct {
     const char* name;
-    std::function<void(Parts&)> change;
+    std::function<void(EditedParts&)> change;
 } kReceived[] = {
-    {"as made", [](Parts&) {}},
-    {"digests unsorted", [](Parts& p) { std::reverse(p.digests.begin(), p.digests.end()); }},
+    {"as made", [](EditedParts&) {}},
+    {"digests unsorted", [](EditedParts& p) { std::reverse(p.digests.begin(), p.digests.end()); }},
     {"certificates unsorted",
-     [](Parts& p) { std::reverse(p.certificates.begin(), p.certificates.end()); }},
-    {"one certificate twice", [](Parts& p) { p.certificates.push_back(p.certificates[0]); }},
+     [](EditedParts& p) { std::reverse(p.certificates.begin(), p.certificates.end()); }},
+    {"one certificate twice", [](EditedParts& p) { p.certificates.push_back(p.certificates[0]); }},
     {"other choices of certificates and CRLs",
-     [](Parts& p) {
+     [](EditedParts& p) {
          p.version = der::Integer(5);
          p.certificates.insert(p.certificates.begin(), FromHex("A303 0201 09"));
          p.certificates.insert(p.certificates.begin() + 2, FromHex("A203 0201 08"));
          p.crls = {FromHex("A103 0201 07"), FromHex("3003 0201 06"), FromHex("3003 0201 05")};
      }},
-    {"a version that nothing asks for", [](Parts& p) { p.version = der::Integer(4); }},
+    {"a version that nothing asks for", [](EditedParts& p) { p.version = der::Integer(4); }},
     {"a signer version that nothing asks for",
-     [](Parts& p) { ChangeSigner(p, [](Elements& f) { f[0] = der::Integer(3); }); }},
-    {"signed attributes unsorted", [](Parts& p) { ChangeSigner(p, SignUnsorted); }},
-    {"unsigned attributes unsorted", [](Parts& p) { ChangeSigner(p, AddUnsorted); }},
+     [](EditedParts& p) { ChangeSigner(p, [](Elements& f) { f[0] = der::Integer(3); }); }},
+    {"signed attributes unsorted", [](EditedParts& p) { ChangeSigner(p, SignUnsorted); }},
+    {"unsigned attributes unsorted", [](EditedParts& p) { ChangeSigner(p, AddUnsorted); }},
     {"no unsigned attributes in their set",
-     [](Parts& p) { ChangeSigner(p, [](Elements& f) { f.push_back(FromHex("A100")); }); }},
+     [](EditedParts& p) { ChangeSigner(p, [](Elements& f) { f.push_back(FromHex("A100")); }); }},
     {"a length that is not the shortest",
-     [](Parts& p) { p.signers[0] = Lengthened(p.signers[0]); }},
+     [](EditedParts& p) { p.signers[0] = Lengthened(p.signers[0]); }},
     {"signers the other way round",
-     [](Parts& p) { std::reverse(p.signers.begin(), p.signers.end()); }},
+     [](EditedParts& p) { std::reverse(p.signers.begin(), p.signers.end()); }},
     // Content of PKCS #7 v1.5 that is no OCTET STRING, which the version tells.
     {"content of another kind",
-     [](Parts& p) { p.content = FromHex("300E 0603 2A0304 A007 3005 0C03 414243"); }},
+     [](EditedParts& p) { p.content = FromHex("300E 0603 2A0304 A007 3005 0C03 414243"); }},
 };
 
 // Two signers with a digest each, the one with the RSA key first, and a certificate more.
 class Kept : public ::testing::Test {
   protected:
     Bytes content = Noise(100);
-    Parts made{(IdentityOf("ec"), SignWith(HasEngine() ? std::vector<std::string>{"rsa", "gost2001"}
-                                                       : std::vector<std::string>{"rsa"},
-                                           "-nodetach -certfile ec.pem", content))};
+    EditedParts made{
+        (IdentityOf("ec"), SignWith(HasEngine() ? std::vector<std::string>{"rsa", "gost2001"}
+                                                : std::vector<std::string>{"rsa"},
+                                    "-nodetach -certfile ec.pem", content))};
 
     void SetUp() override {
         SKIP_WITHOUT_ENGINE();
@@ -263,7 +264,7 @@ TEST_F(Kept, EveryPartThatASignerMoreDoesNotTouch) {
     const CRYPT_DATA_BLOB certificate = BlobOf(added.certificate);
     for (const auto& row : kReceived) {
         SCOPED_TRACE(row.name);
-        Parts received = made;
+        EditedParts received = made;
         row.change(received);
         Decoding message(nullptr);
         ASSERT_EQ(message.Update(received.Message(), true), 0U);
@@ -273,7 +274,7 @@ TEST_F(Kept, EveryPartThatASignerMoreDoesNotTouch) {
         EXPECT_EQ(message.Control(CMSG_CTRL_ADD_SIGNER, &info), 0U);
         EXPECT_EQ(message.Control(CMSG_CTRL_ADD_CERT, &certificate), 0U);
         const Bytes encoded = message.Value(CMSG_ENCODED_MESSAGE);
-        const Parts now(encoded);
+        const EditedParts now(encoded);
         EXPECT_EQ(now.version, received.version);
         EXPECT_EQ(now.content, received.content);
         EXPECT_EQ(now.crls, received.crls);
@@ -303,14 +304,14 @@ TEST_F(Kept, EveryPartThatAnAttributeMoreDoesNotTouch) {
     const Bytes attribute = FromHex("300A 0603 2A0305 3103 0201 07");
     for (const auto& row : kReceived) {
         SCOPED_TRACE(row.name);
-        Parts received = made;
+        EditedParts received = made;
         row.change(received);
         Decoding message(nullptr);
         ASSERT_EQ(message.Update(received.Message(), true), 0U);
         const CMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR_PARA para{sizeof para, 0, BlobOf(attribute)};
         EXPECT_EQ(message.Control(CMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR, &para), 0U);
 
-        Parts wanted = received;
+        EditedParts wanted = received;
         ChangeSigner(wanted, [&](Elements& fields) {
             Elements attributes;
             if (fields.size() == 7) {
@@ -347,7 +348,7 @@ TEST_F(Kept, SignersAreTakenByTheLetter) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
-        Parts changed = made;
+        EditedParts changed = made;
         ChangeSigner(changed, [&](Elements& fields) {
             fields.resize(std::max(fields.size(), row.field + 1));
             fields[row.field] = FromHex(row.octets);

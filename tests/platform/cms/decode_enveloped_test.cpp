@@ -10,7 +10,6 @@ using namespace platform::testing;
 
 namespace {
 
-constexpr DWORD kBadData = static_cast<DWORD>(NTE_BAD_DATA);
 constexpr DWORD kNotDecrypted = static_cast<DWORD>(CRYPT_E_NOT_DECRYPTED);
 
 struct EnvelopedCase {

@@ -64,7 +64,7 @@ TEST(EnvelopedEncoder, OpenSslOpensTheCiphersOf2015) {
     const Bytes content = Noise(1000);
     for (const char* cipher : {"1.2.643.7.1.1.5.1.1", "1.2.643.7.1.1.5.1.2", "1.2.643.7.1.1.5.2.1",
                                "1.2.643.7.1.1.5.2.2"}) {
-        const Request request({"gost2012-256", "gost2012-512"}, cipher);
+        const EnvelopeRequest request({"gost2012-256", "gost2012-512"}, cipher);
         for (const char* name : {"gost2012-256", "gost2012-512"}) {
             SCOPED_TRACE(cipher);
             ExpectOpened(name, WholeMessage(*request.Open()(nullptr), content), content);
@@ -76,7 +76,7 @@ TEST(EnvelopedEncoder, OpenSslOpensTheCiphersOf2015) {
 TEST(EnvelopedEncoder, TheCiphersOf2015AreNotForOlderKeys) {
     SKIP_WITHOUT_ENGINE();
     for (const char* name : {"gost2012-256", "gost2001"}) {
-        const Request request({"gost2012-512", name}, "1.2.643.7.1.1.5.2.2");
+        const EnvelopeRequest request({"gost2012-512", name}, "1.2.643.7.1.1.5.2.2");
         EXPECT_EQ(CodeOf([&] { request.Open()(nullptr); }),
                   name == std::string("gost2001") ? static_cast<DWORD>(NTE_BAD_ALGID) : 0U);
     }

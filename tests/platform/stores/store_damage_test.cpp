@@ -268,7 +268,7 @@ TEST_F(StoreDamageTest, TellsReadersWhoMendsACutOffChange) {
     fs::permissions(UserHome(), fs::perms::owner_all);
     const pid_t writer = Spawn([] {
         platform::Database database(Folder() / "user/stores.db");
-        database.Run("PRAGMA cache_size = 1");
+        database.Run("PRAGMA cache_spill = ON; PRAGMA cache_size = 1");
         database.InTransaction([&] {
             database.Run("UPDATE certificates SET der = zeroblob(300000)");
             kill(getpid(), SIGKILL);
