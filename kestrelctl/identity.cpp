@@ -263,7 +263,7 @@ void IdentityExport(const Arguments& arguments) {
     }
     file.Write(MakePkcs12(source, FilePassword(arguments, true)), 0600);
     file.Report("Wrote the key and " + Count(source.issuers.size() + 1, "certificate") + " of " +
-                Quoted(container.Name()) + " to " + Quoted(arguments.positionals[1]) + ".");
+                Quoted(container.Name()) + " to " + file.Target() + ".");
 }
 
 void IdentityPasswd(const Arguments& arguments) {

@@ -169,6 +169,10 @@ void ExportFile::Write(platform::ByteView content, unsigned mode) const {
     FinishOutput();
 }
 
+std::string ExportFile::Target() const {
+    return name_ == "-" ? "standard output" : "'" + name_ + "'";
+}
+
 void ExportFile::Report(const std::string& line) const { IsStream() ? Complain(line) : Say(line); }
 
 }  // namespace kestrelctl

@@ -44,6 +44,8 @@ class ExportFile {
     // Throws Failure for a file that exists, unless `force`: before any work is done.
     ExportFile(std::string name, bool force);
     void Write(platform::ByteView content, unsigned mode) const;
+    // Where the content goes, for a sentence.
+    [[nodiscard]] std::string Target() const;
     // Says a line: on standard error when the content went to a stream.
     void Report(const std::string& line) const;
 

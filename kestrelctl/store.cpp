@@ -175,8 +175,7 @@ void StoreRemove(const Arguments& arguments) {
 }
 
 void StoreExport(const Arguments& arguments) {
-    const std::string& file = arguments.positionals[1];
-    const ExportFile output(file, arguments.Has("force"));
+    const ExportFile output(arguments.positionals[1], arguments.Has("force"));
     const auto store = OpenExisting(arguments);
     const auto certificates = store->Certificates();
     const auto crls = store->Crls();
@@ -186,8 +185,8 @@ void StoreExport(const Arguments& arguments) {
     output.Write(platform::ViewOf(text), 0644);
     output.Report("Wrote " + Counted(certificates.size(), "certificate") + " and " +
                   Counted(crls.size(), "CRL") + " of " +
-                  StoreText(arguments.Side(), arguments.positionals[0]) + " to " +
-                  (file == "-" ? "standard output" : file) + ".");
+                  StoreText(arguments.Side(), arguments.positionals[0]) + " to " + output.Target() +
+                  ".");
 }
 
 void Trust(const Arguments& arguments) {

@@ -46,6 +46,16 @@ void CheckRecord(const CMSG_ENVELOPED_ENCODE_INFO& info) {
     if (anyNull) throw Error(ERROR_INVALID_PARAMETER);
 }
 
+// With the code that is documented for a cipher that is not known.
+CipherContext Started(const std::string& oid, Algorithm& algorithm, Secret& key) {
+    try {
+        return StartEncryption(oid, algorithm, key);
+    } catch (const Error& error) {
+        if (error.Code() != static_cast<DWORD>(NTE_BAD_ALGID)) throw;
+        throw Error(CRYPT_E_UNKNOWN_ALGO, oid);
+    }
+}
+
 // The content cipher at work, into one buffer that is used again for each slice.
 class ContentCipher {
   public:
@@ -54,7 +64,7 @@ class ContentCipher {
         CheckRecord(info);
         const std::string oid = info.ContentEncryptionAlgorithm.pszObjId;
         Secret key;
-        context_ = StartEncryption(oid, records.contentEncryption, key);
+        context_ = Started(oid, records.contentEncryption, key);
         // Room for the code; with it the message has unprotected attributes (RFC 5652 6.1).
         records.code.resize(context_->CodeSize());
         if (!records.code.empty()) records.version = 2;

@@ -123,7 +123,7 @@ Bytes SignedBody::ContentDigest(const std::string& oid) {
         if (digest.Oid() == oid) return digest.Value();
     }
     (void)DigestSize(oid);  // may know a better reason
-    if (!Held()) throw Error(NTE_BAD_ALGID);
+    if (!Held()) throw Error(NTE_BAD_ALGID, oid);
     Digest digest(oid);
     digest.Update(content_);
     return digests_.emplace_back(std::move(digest)).Value();
@@ -134,7 +134,7 @@ Bytes SignedBody::ContentDigest(const std::string& oid) {
 Bytes SignedBody::AnnouncedDigest(const std::string& oid) {
     const auto same = [&](const Algorithm& listed) { return listed.oid == oid; };
     const bool announced = std::any_of(records_.digests.begin(), records_.digests.end(), same);
-    if (contentComplete_ && !announced) throw Error(NTE_BAD_ALGID);
+    if (contentComplete_ && !announced) throw Error(NTE_BAD_ALGID, oid);
     return ContentDigest(oid);
 }
 

@@ -95,7 +95,9 @@ PreparedSigner::PreparedSigner(const CMSG_SIGNER_ENCODE_INFO& info, const std::s
     : contentType_(contentType), key_(std::move(key)) {
     record_.signer = HolderOf(*Complete(info).pCertInfo);
     record_.digest = DigestAlgorithmOf(info.HashAlgorithm);
-    (void)DigestSize(record_.digest.oid);
+    if (FindAlgorithm(record_.digest.oid, CRYPT_HASH_ALG_OID_GROUP_ID) == nullptr) {
+        throw Error(CRYPT_E_UNKNOWN_ALGO, record_.digest.oid);
+    }
     record_.signatureAlgorithm = SignatureAlgorithmFor(key_, record_.digest.oid);
     AddSignedAttributes(info);
     record_.unsignedAttributes =

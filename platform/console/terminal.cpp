@@ -25,8 +25,13 @@ struct Modes {
 
 Modes modes;
 
+// In the background the terminal is another's, who got it as it was when this process stopped;
+// setting modes would stop this one again and keep it from ending.
 void Restore() {
-    if (modes.armed != 0) tcsetattr(modes.terminal, TCSANOW, &modes.original);
+    if (modes.armed == 0) return;
+    const pid_t front = tcgetpgrp(modes.terminal);
+    if (front > 0 && front != getpgrp()) return;
+    tcsetattr(modes.terminal, TCSANOW, &modes.original);
 }
 
 // The shell gets its terminal as it was. When the process goes on in front, it goes on as it

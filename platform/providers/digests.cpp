@@ -73,7 +73,7 @@ const EVP_MD* NativeDigest(std::string_view oid) {
 
 std::size_t DigestSize(std::string_view oid) {
     const AlgorithmRow* row = FindAlgorithm(oid, CRYPT_HASH_ALG_OID_GROUP_ID);
-    if (row == nullptr) throw Error(NTE_BAD_ALGID);
+    if (row == nullptr) throw Error(NTE_BAD_ALGID, std::string(oid));
     return row->bits / 8;
 }
 

@@ -94,6 +94,19 @@ class SignVerify(KestrelCase):
                     self.assertIn(b"(0x%X)" % BAD_SIGNATURE, body)
                     self.assertNotIn(b"verified", body.replace(VERIFYING, b""))
 
+    def test_unknown_algorithms_are_named(self):
+        self.make_identity("rsa", "rsa")
+        self.write("in", b"content")
+        self.openssl("cms", "-sign", "-noattr", "-binary", "-nodetach", "-in", "in", "-outform", "DER",
+                     "-out", "good", "-signer", "rsa.pem", "-inkey", "rsa.key")
+        for known, name in ((b"\x60\x86\x48\x01\x65\x03\x04\x02\x01", b"2.16.840.1.101.3.4.2.99"),
+                            (b"\x2a\x86\x48\x86\xf7\x0d\x01\x01\x01", b"1.2.840.113549.1.1.99")):
+            with self.subTest(name):
+                head, _, tail = self.read("good").rpartition(known)
+                self.write("msg", head + known[:-1] + b"\x63" + tail)
+                body = self.fail_with(NO_SIGNATURES_GOOD, "-verify", "msg")
+                self.assertIn(b": " + name + b" (0x80090008)\n", body)
+
     def test_two_signers_and_the_criterion(self):
         for name, kind in (("ann", "rsa"), ("bob", "ec")):
             self.make_identity(kind, name)

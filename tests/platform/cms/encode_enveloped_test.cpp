@@ -134,7 +134,7 @@ TEST(EnvelopedEncoder, RefusesBadRequestsBeforeAnyOutput) {
         {"no recipients", invalid, [](EnvelopeRequest& r) { r.info.cRecipients = 0; }},
         {"null in the list", invalid, [](EnvelopeRequest& r) { r.recipients[1] = nullptr; }},
         {"small record", invalid, [](EnvelopeRequest& r) { r.info.cbSize = 4; }},
-        {"unknown cipher", static_cast<DWORD>(NTE_BAD_ALGID),
+        {"unknown cipher", static_cast<DWORD>(CRYPT_E_UNKNOWN_ALGO),
          [](EnvelopeRequest& r) { r.cipher[0] = '1'; }},
         {"key that cannot be wrapped for", 1,
          [](EnvelopeRequest& r) { r.recipients[1] = IdentityOf("ec").certificate->pCertInfo; }},

@@ -186,7 +186,7 @@ TEST(SignedEncoder, RefusesBadRequestsBeforeAnyOutput) {
         {"small signer record", invalid, [](SignRequest& r) { r.signers[0].cbSize = 8; }},
         {"no certificate record", invalid,
          [](SignRequest& r) { r.signers[0].pCertInfo = nullptr; }},
-        {"unknown digest", static_cast<DWORD>(NTE_BAD_ALGID),
+        {"unknown digest", static_cast<DWORD>(CRYPT_E_UNKNOWN_ALGO),
          [](SignRequest& r) {
              r.signers[0].HashAlgorithm.pszObjId = const_cast<char*>("1.2.3.4");
          }},

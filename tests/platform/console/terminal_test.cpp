@@ -201,8 +201,8 @@ TEST(Getch, SignalsEndTheProcessAndRestoreTheTerminal) {
     }
 }
 
-// A shell's part: the job in front is stopped, and goes on in front.
-std::string StopAndContinue() {
+// A shell's part: the job in front is stopped, and goes on in front, or is ended where it is.
+std::string StopAndContinue(int ending) {
     static_cast<void>(std::signal(SIGTTOU, SIG_IGN));
     const pid_t job = fork();
     if (job == 0) {
@@ -217,19 +217,29 @@ std::string StopAndContinue() {
     termios modes{};
     tcgetattr(STDIN_FILENO, &modes);
     text += (modes.c_lflag & ECHO) != 0 ? "echo " : "silent ";
-    tcsetpgrp(STDIN_FILENO, job);
+    tcsetpgrp(STDIN_FILENO, ending == 0 ? job : getpgrp());
+    if (ending != 0) kill(job, ending);
     kill(job, SIGCONT);
-    waitpid(job, &status, 0);
+    waitpid(job, &status, WUNTRACED);
+    if (WIFSIGNALED(status)) return text + "signal " + std::to_string(WTERMSIG(status));
     return text + std::to_string(WIFEXITED(status) ? WEXITSTATUS(status) : -1);
 }
 
 TEST(Getch, StoppedItGivesTheTerminalBack) {
-    const Terminal terminal;
-    Child shell(terminal, Input::Terminal, "", StopAndContinue);
-    ASSERT_TRUE(terminal.WaitsForRawMode());
-    terminal.Type("\x1A");
-    terminal.Type("7");  // no Enter behind it: the mode for keys is back
-    EXPECT_EQ(shell.Answer(), "stopped echo 55");
+    const struct {
+        int ending;
+        std::string told;
+    } rows[] = {{0, "stopped echo 55"},
+                {SIGTERM, "stopped echo signal 15"},
+                {SIGHUP, "stopped echo signal 1"}};
+    for (const auto& row : rows) {
+        const Terminal terminal;
+        Child shell(terminal, Input::Terminal, "", [&] { return StopAndContinue(row.ending); });
+        ASSERT_TRUE(terminal.WaitsForRawMode());
+        terminal.Type("\x1A");
+        terminal.Type("7");  // no Enter behind it: the mode for keys is back
+        EXPECT_EQ(shell.Answer(), row.told);
+    }
 }
 
 // Letters, keys and passwords are asked for in turn; each takes its own line and no more.
