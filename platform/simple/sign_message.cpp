@@ -1,6 +1,7 @@
 // The records of a message from the record of one call.
 #include "platform/simple/sign_message.h"
 
+#include <algorithm>
 #include <optional>
 #include <utility>
 
@@ -17,13 +18,15 @@ SignedRecords Embedded(const CRYPT_SIGN_MESSAGE_PARA& para) {
     for (DWORD i = 0; i < para.cMsgCert; ++i) {
         const PCCERT_CONTEXT one = para.rgpMsgCert[i];
         if (one == nullptr) throw Error(ERROR_INVALID_PARAMETER);
-        InsertInOrder(records.certificates, Copy(ViewOf(one->pbCertEncoded, one->cbCertEncoded)));
+        records.certificates.push_back(Copy(ViewOf(one->pbCertEncoded, one->cbCertEncoded)));
     }
     for (DWORD i = 0; i < para.cMsgCrl; ++i) {
         const PCCRL_CONTEXT one = para.rgpMsgCrl[i];
         if (one == nullptr) throw Error(ERROR_INVALID_PARAMETER);
-        InsertInOrder(records.crls, Copy(ViewOf(one->pbCrlEncoded, one->cbCrlEncoded)));
+        records.crls.push_back(Copy(ViewOf(one->pbCrlEncoded, one->cbCrlEncoded)));
     }
+    std::sort(records.certificates.begin(), records.certificates.end());
+    std::sort(records.crls.begin(), records.crls.end());
     return records;
 }
 
