@@ -86,28 +86,6 @@ void RemoveEntry(RegistryDocument& document, const Setting& list, Side side,
     }
 }
 
-void Put(RegistryDocument& document, const RegistryEdit& edit) {
-    switch (edit.action) {
-        case RegistryEdit::Action::SetValue:
-            return document.Set(edit.key, edit.value);
-        case RegistryEdit::Action::DeleteValue:
-            return document.DeleteValue(edit.key, edit.value.name);
-        case RegistryEdit::Action::DeleteKey:
-            return document.DeleteKey(edit.key);
-        case RegistryEdit::Action::CreateKey:
-            return;
-    }
-}
-
-// The statements of `document` for one side.
-RegistryDocument PartOf(const RegistryDocument& document, Side side) {
-    RegistryDocument part;
-    for (const RegistryEdit& edit : document.Edits()) {
-        if (StandsUnder(edit.key, RootOf(side))) Put(part, edit);
-    }
-    return part;
-}
-
 // A list that nobody put in force is a list that nobody asks.
 void TellWhenIdle(const Setting& list, Side side) {
     const auto node = platform::FindKey(platform::LoadSide(side)->Root(), list.key);
@@ -175,7 +153,7 @@ void PolicyImport(const Arguments& arguments) {
         if (!problem.empty()) throw Failure(file + ": " + problem);
     }
     for (const Side side : {Side::Machine, Side::User}) {
-        const RegistryDocument part = PartOf(read, side);
+        const RegistryDocument part = read.Under(RootOf(side));
         if (part.Edits().empty()) continue;
         platform::ChangeOwnDocument(side,
                                     [&](RegistryDocument& document) { document.Append(part); });

@@ -74,9 +74,12 @@ DWORD PlatformErrorFor(DWORD code) {
     return code == kCannotOpenFile ? ERROR_WRITE_FAULT : static_cast<DWORD>(CRYPT_E_ASN1_INTERNAL);
 }
 
-// That another process has the file is the caller's to tell: the last error says it.
+// That another process has the file, and where the whole content is when it could not reach the
+// file, is the caller's to tell: the last error says it.
 BOOL Fail(StreamOutput& output, DWORD code) {
-    if (code == kCannotOpenFile && GetLastError() == ERROR_SHARING_VIOLATION) {
+    const DWORD error = GetLastError();
+    if (code == kCannotOpenFile &&
+        (error == ERROR_SHARING_VIOLATION || error == ERROR_UNABLE_TO_MOVE_REPLACEMENT)) {
         output.file.reset();
         return FALSE;
     }

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
+#include <map>
 
 #include "platform/base/text.h"
 #include "platform/registry/utf16.h"
@@ -24,6 +26,12 @@ bool LiesUnder(std::string_view key, std::string_view ancestor) {
     if (key.size() > ancestor.size() && key[ancestor.size()] != '\\') return false;
     return SameName(key.substr(0, ancestor.size()), ancestor);
 }
+
+struct NamesFolded {
+    bool operator()(std::string_view first, std::string_view second) const {
+        return CompareFolded(first, second) < 0;
+    }
+};
 
 // ---- writing -------------------------------------------------------------------
 
@@ -89,23 +97,37 @@ std::string RegistryDocument::Serialize() const {
     return text;
 }
 
-// A value's statement goes to the end of its key's block, or opens a new block when the
-// key has none or was deleted behind it.
-void RegistryDocument::Put(RegistryEdit edit) {
+RegistryDocument RegistryDocument::Under(std::string_view key) const {
+    RegistryDocument part;
+    std::copy_if(edits_.begin(), edits_.end(), std::back_inserter(part.edits_),
+                 [&](const RegistryEdit& edit) {
+                     return edit.action != Action::CreateKey && LiesUnder(edit.key, key);
+                 });
+    return part;
+}
+
+void RegistryDocument::Put(RegistryEdit edit) { PutBlock({&edit, 1}); }
+
+// Statements about values of one key go to the end of its block, or open a new block when the
+// key has none or was deleted behind it. What they replace goes, repeats among them too: one
+// pass for all, since lists come with many thousands of entries.
+void RegistryDocument::PutBlock(std::span<const RegistryEdit> block) {
+    const std::string& key = block.front().key;
+    std::map<std::string_view, const RegistryEdit*, NamesFolded> lastOfName;
+    for (const RegistryEdit& edit : block) lastOfName[edit.value.name] = &edit;
     std::erase_if(edits_, [&](const RegistryEdit& old) {
-        return ConcernsValue(old) && SameName(old.key, edit.key) &&
-               SameName(old.value.name, edit.value.name);
+        return ConcernsValue(old) && SameName(old.key, key) && lastOfName.contains(old.value.name);
     });
     const auto last = std::find_if(edits_.rbegin(), edits_.rend(), [&](const RegistryEdit& old) {
-        return old.action == Action::DeleteKey ? LiesUnder(edit.key, old.key)
-                                               : SameName(old.key, edit.key);
+        return old.action == Action::DeleteKey ? LiesUnder(key, old.key) : SameName(old.key, key);
     });
-    if (last != edits_.rend() && last->action != Action::DeleteKey) {
-        edits_.insert(last.base(), std::move(edit));
-        return;
-    }
-    edits_.push_back({Action::CreateKey, edit.key, {}});
-    edits_.push_back(std::move(edit));
+    const bool open = last != edits_.rend() && last->action != Action::DeleteKey;
+    if (!open) edits_.push_back({Action::CreateKey, key, {}});
+    std::vector<RegistryEdit> kept;
+    std::copy_if(block.begin(), block.end(), std::back_inserter(kept),
+                 [&](const auto& edit) { return lastOfName[edit.value.name] == &edit; });
+    edits_.insert(open ? last.base() : edits_.end(), std::make_move_iterator(kept.begin()),
+                  std::make_move_iterator(kept.end()));
 }
 
 void RegistryDocument::Set(const std::string& key, RegistryValue value) {
@@ -122,14 +144,21 @@ void RegistryDocument::DeleteKey(const std::string& key) {
 }
 
 void RegistryDocument::Append(const RegistryDocument& other) {
-    for (const RegistryEdit& edit : other.edits_) {
-        if (ConcernsValue(edit)) {
-            Put(edit);
-        } else if (edit.action == Action::DeleteKey) {
-            DeleteKey(edit.key);
-        } else {
-            edits_.push_back(edit);
+    for (auto edit = other.edits_.begin(); edit != other.edits_.end();) {
+        if (ConcernsValue(*edit)) {
+            const auto end = std::find_if(edit, other.edits_.end(), [&](const auto& next) {
+                return !ConcernsValue(next) || !SameName(next.key, edit->key);
+            });
+            PutBlock({edit, end});
+            edit = end;
+            continue;
         }
+        if (edit->action == Action::DeleteKey) {
+            DeleteKey(edit->key);
+        } else {
+            edits_.push_back(*edit);
+        }
+        ++edit;
     }
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -43,6 +44,9 @@ class RegistryDocument {
 
     [[nodiscard]] const std::vector<RegistryEdit>& Edits() const { return edits_; }
 
+    // What is said about values and deletions at `key` and below.
+    [[nodiscard]] RegistryDocument Under(std::string_view key) const;
+
     // Later statements win over earlier ones, so what these put down holds.
     void Set(const std::string& key, RegistryValue value);
     void DeleteValue(const std::string& key, const std::string& name);
@@ -52,6 +56,7 @@ class RegistryDocument {
 
   private:
     void Put(RegistryEdit edit);
+    void PutBlock(std::span<const RegistryEdit> block);
     std::vector<RegistryEdit> edits_;
 };
 

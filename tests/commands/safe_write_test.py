@@ -178,6 +178,25 @@ class SafeWrite(KestrelCase):
                 self.assertEqual(self.leftovers(), [])
                 os.unlink(self.path("second"))
 
+    def test_content_that_does_not_reach_a_second_name_is_whole_beside_it(self):
+        for command in (("-sign", "-dn", "ec", "in", "out"), ("-verify", "msg", "out"),
+                        ("-addsign", "-dn", "ec", "out")):
+            with self.subTest(command[0]):
+                self.write("out", self.before)
+                os.link(self.path("out"), self.path("second"))
+                done = subprocess.run(["strace", "-o", "/dev/null", "-e",
+                                       "inject=ftruncate:error=ENOSPC", KESTREL, *command],
+                                      cwd=self.folder, env=self.env, capture_output=True,
+                                      check=False)
+                beside = self.leftovers()
+                self.assertEqual(len(beside), 1, done.stdout)
+                line = (f"Error: The new content did not fully reach the file; it is whole in the"
+                        f" file beside it: {beside[0]} (0x498)\n")
+                self.assertEqual(done.stdout.count(b"Error"), 2, "one line and the closing one")
+                self.assertIn(line.encode(), done.stdout)
+                for name in (beside[0], "second"):
+                    os.unlink(self.path(name))
+
     # ---- where output does not arrive ----------------------------------------------
 
     def test_lost_output_is_a_failure(self):

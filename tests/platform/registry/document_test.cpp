@@ -200,6 +200,18 @@ TEST(Document, ChangesLandWhereTheyHold) {
          "[HKEY_CURRENT_USER\\AB]\r\n",
          [](auto& d) { d.DeleteKey("HKEY_CURRENT_USER\\a"); },
          "+HKEY_CURRENT_USER\\AB\n-HKEY_CURRENT_USER\\a"},
+        {"a document into its block, the last of its repeats",
+         "[HKEY_CURRENT_USER\\A]\r\n\"x\"=dword:1\r\n[HKEY_CURRENT_USER\\B]\r\n",
+         [](auto& d) {
+             d.Append(RegistryDocument::Parse(
+                 ViewOf(kHeader + "[HKEY_CURRENT_USER\\a]\r\n\"y\"=dword:2\r\n\"X\"=dword:3\r\n"
+                                  "\"Y\"=dword:4\r\n[HKEY_CURRENT_USER\\C]\r\n\"z\"=-\r\n"),
+                 "g.reg"));
+         },
+         "+" + a +
+             "\n+HKEY_CURRENT_USER\\B\n+HKEY_CURRENT_USER\\a\n"
+             "HKEY_CURRENT_USER\\a|X|4|03000000\nHKEY_CURRENT_USER\\a|Y|4|04000000\n"
+             "+HKEY_CURRENT_USER\\C\nHKEY_CURRENT_USER\\C|z|-"},
     };
     for (const auto& row : rows) {
         auto document = RegistryDocument::Parse(ViewOf(kHeader + row.before), "f.reg");
