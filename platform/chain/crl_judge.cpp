@@ -112,21 +112,27 @@ bool SignedByOther(const RevocationQuestion& question, const Crl& crl) {
     });
 }
 
+bool IsReadable(const RevocationQuestion& question, const Crl& crl) {
+    const CRL_INFO& info = crl.Info();
+    return (InForce(info, question.time) || InForce(info, question.now)) && ProperVersion(crl) &&
+           Understood(crl.Native());
+}
+
+bool ProperlySigned(const RevocationQuestion& question, const Crl& crl) {
+    return SignedBy(crl, question.issuer, question.budget) || SignedByOther(question, crl);
+}
+
 // A CRL that does not count gives none. The signature comes last, since it costs most.
 std::optional<UsableCrl> Examine(const RevocationQuestion& question,
                                  const std::shared_ptr<Crl>& crl) {
-    const CRL_INFO& info = crl->Info();
-    if (!InForce(info, question.time) && !InForce(info, question.now)) return std::nullopt;
+    if (!IsReadable(question, *crl)) return std::nullopt;
     X509_CRL* native = crl->Native();
-    if (!ProperVersion(*crl) || !Understood(native)) return std::nullopt;
     UsableCrl usable{crl, ExtensionOf<Integer>(native, NID_crl_number),
                      ExtensionOf<Integer>(native, NID_delta_crl),
                      ReasonsCovered(*crl, question.subject)};
     if (HasExtension(native, NID_delta_crl) && !usable.baseNumber) return std::nullopt;
     if (usable.reasons == 0) return std::nullopt;
-    const bool isSigned =
-        SignedBy(*crl, question.issuer, question.budget) || SignedByOther(question, *crl);
-    return isSigned ? std::optional(std::move(usable)) : std::nullopt;
+    return ProperlySigned(question, *crl) ? std::optional(std::move(usable)) : std::nullopt;
 }
 
 std::optional<UsableCrl> ExamineAny(const RevocationQuestion& question,
@@ -198,10 +204,19 @@ Revocation Judge(RevocationQuestion& question, const std::vector<std::shared_ptr
     for (const UsableCrl& base : lists) {
         const bool adds = (base.reasons & ~question.covered) != 0;
         if (base.baseNumber || !adds) continue;
+        question.evidence = {{}, base.crl->Info().ThisUpdate, base.crl->Info().NextUpdate};
         if (WithDeltas(base, lists, question) == Entry::Revoked) return Revocation::Revoked;
         question.covered |= base.reasons;
     }
     return question.covered == kAllReasons ? Revocation::Good : Revocation::Unknown;
+}
+
+bool IsSound(const RevocationQuestion& question, const Crl& crl) {
+    try {
+        return IsReadable(question, crl) && ProperlySigned(question, crl);
+    } catch (const Error&) {
+        return false;
+    }
 }
 
 }  // namespace platform

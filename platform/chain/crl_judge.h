@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "platform/base/ground.h"
@@ -23,6 +24,13 @@ class OtherSigners {
     virtual bool Trusted(const std::shared_ptr<Certificate>& signer) = 0;
 };
 
+// What an answer rests on.
+struct Evidence {
+    std::string source;  // where it was found
+    FILETIME thisUpdate{};
+    FILETIME nextUpdate{};  // zero when none is told
+};
+
 // The question: was `subject`, which `issuer` signed, revoked at `time`?
 struct RevocationQuestion {
     const Certificate& subject;
@@ -32,6 +40,7 @@ struct RevocationQuestion {
     OtherSigners& others;
     Budget& budget;
     Reasons covered = 0;  // for which "not revoked" was learned so far, from any source
+    Evidence evidence{};  // of the last list that counted
 };
 
 // Counts a CRL that the issuer signed (or another certificate of its name that is trusted as
@@ -40,5 +49,8 @@ struct RevocationQuestion {
 // the latest complete one decides; a delta CRL that builds on it comes on top. "Good" takes lists
 // that cover all reasons together. A revocation later than `time` is none.
 Revocation Judge(RevocationQuestion& question, const std::vector<std::shared_ptr<Crl>>& crls);
+
+// Whether Judge would count the list, were the certificate one that it covers.
+bool IsSound(const RevocationQuestion& question, const Crl& crl);
 
 }  // namespace platform

@@ -112,16 +112,22 @@ void CertificatePool::ReadSystemStore(Side side, const char* name, bool trusted)
 
 void CertificatePool::Read(const std::shared_ptr<Store>& store, bool trusted) {
     if (!store) return;
-    for (auto& certificate : store->Certificates()) {
-        const auto [place, added] = positions_.try_emplace(certificate->Der(), entries_.size());
-        if (added) {
-            DistinguishedName subject(certificate->Info().Subject);
-            names_.emplace(subject.Hash(), entries_.size());
-            entries_.push_back({std::move(certificate), false, std::move(subject)});
-        }
-        if (trusted) entries_[place->second].trusted = true;
-    }
+    for (auto& certificate : store->Certificates()) Add(std::move(certificate), trusted);
     stores_.push_back(store);
+}
+
+void CertificatePool::Add(std::shared_ptr<Certificate> certificate, bool trusted) {
+    const auto [place, added] = positions_.try_emplace(certificate->Der(), entries_.size());
+    if (added) {
+        DistinguishedName subject(certificate->Info().Subject);
+        names_.emplace(subject.Hash(), entries_.size());
+        entries_.push_back({std::move(certificate), false, std::move(subject)});
+    }
+    if (trusted) entries_[place->second].trusted = true;
+}
+
+void CertificatePool::Add(const Certificates& certificates) {
+    for (const auto& certificate : certificates) Add(certificate, false);
 }
 
 std::vector<const CertificatePool::Entry*> CertificatePool::EntriesNamed(

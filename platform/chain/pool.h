@@ -45,6 +45,9 @@ class CertificatePool {
     CertificatePool(const Certificate& leaf, const std::shared_ptr<Store>& additional,
                     const std::vector<Side>& sides);
 
+    // Untrusted ones, from somewhere else.
+    void Add(const Certificates& certificates);
+
     // Every certificate whose name is the issuer's, and whose key identifier is the one
     // that the subject tells, if both tell one. The likeliest first: trusted, then valid at
     // `time`, then the latest issued. Each certificate once, wherever it stands; none that
@@ -59,6 +62,7 @@ class CertificatePool {
 
   private:
     void Read(const std::shared_ptr<Store>& store, bool trusted);
+    void Add(std::shared_ptr<Certificate> certificate, bool trusted);
     void ReadSystemStore(Side side, const char* name, bool trusted);
 
     struct Entry {
