@@ -100,13 +100,6 @@ bool BeginsWith(platform::ByteView der, const std::string& thumbprint) {
     return Thumbprint(der).starts_with(thumbprint);
 }
 
-std::string Lower(std::string text) {
-    std::erase_if(text, [](char c) { return c == ':' || c == ' '; });
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-    return text;
-}
-
 }  // namespace
 
 void StoreList(const Arguments& arguments) {
@@ -157,7 +150,7 @@ void StoreAdd(const Arguments& arguments) {
 
 void StoreRemove(const Arguments& arguments) {
     const auto store = OpenExisting(arguments);
-    const std::string wanted = Lower(arguments.positionals[1]);
+    const std::string wanted = PlainHex(arguments.positionals[1]);
     auto certificates = store->Certificates();
     auto crls = store->Crls();
     std::erase_if(certificates, [&](const auto& c) { return !BeginsWith(c->Der(), wanted); });
