@@ -2,7 +2,6 @@
 
 import json
 import os
-import stat
 import subprocess
 import time
 import unittest
@@ -38,11 +37,12 @@ class RevocationCase(KestrelCase):
         return name
 
     def chain(self, name, status=0, *more):
-        """The rows of `kestrelctl chain`, the end certificate's first."""
+        """The rows of `kestrelctl chain`, the end certificate's first; None: any status."""
         done = subprocess.run([KESTRELCTL, "chain", f"{name}.pem", "--json", *more],
                               cwd=self.folder, env=self.env, capture_output=True, timeout=120,
                               check=False)
-        self.assertEqual(done.returncode, status, f"{done.stdout!r} {done.stderr!r}")
+        if status is not None:
+            self.assertEqual(done.returncode, status, f"{done.stdout!r} {done.stderr!r}")
         return json.loads(done.stdout)
 
     def notices(self, name):
@@ -89,6 +89,198 @@ class RevocationTest(RevocationCase):
         time.sleep(4)
         self.assertEqual(self.chain("ann", 1)[0]["status"], "revoked")
         self.assertEqual(self.web.asked.count("/low.crl"), 2)
+
+
+UNKNOWN = "nobody told whether it is revoked"
+OCSP_STATUS = {"malformed request": 1, "try later": 3, "unauthorized": 6}
+
+
+class BadAnswersTest(RevocationCase):
+    def verdict(self, name):
+        """What the chain says of the end certificate, nothing being kept."""
+        self.ctl("cache", "clear")
+        return self.chain(name, None)[0]["status"]
+
+    def test_lists(self):
+        good = self.low.publish()
+        self.openssl("crl", "-in", "low.crl", "-out", "low.crl.pem")
+        self.low.publish(seconds=1, page="/old")
+        time.sleep(2)
+        pages = self.web.pages
+        pages["/circle"] = (302, {"Location": "/circle"}, b"")
+        pages["/once"] = (302, {"Location": "/good"}, b"")
+        pages["/good"] = good
+        rows = [
+            ("the list", good, "good"),
+            ("as PEM", self.read("low.crl.pem"), "good"),
+            ("behind a redirect", pages["/once"], "good"),
+            ("a circle of redirects", pages["/circle"], UNKNOWN),
+            ("a redirect to a file", (302, {"Location": f"file://{self.path('low.crl')}"}, b""),
+             UNKNOWN),
+            ("the list with status 500", (500, {}, good), UNKNOWN),
+            ("nothing", None, UNKNOWN),
+            ("an empty answer", b"", UNKNOWN),
+            ("a page", b"<html><body>Log in first</body></html>", UNKNOWN),
+            ("a list of another authority", pages["/high.crl"], UNKNOWN),
+            ("one out of date", pages["/old"], UNKNOWN),
+            ("one that was cut", good[:-1], UNKNOWN),
+            ("one that was altered", good[:-1] + bytes([good[-1] ^ 1]), UNKNOWN),
+            ("65 MiB", bytes(65 * 1024 * 1024), UNKNOWN),
+        ]
+        self.leaf("ann", f"crlDistributionPoints=URI:{self.web.address('list')}\n"
+                  + self.low.access())
+        for title, page, status in rows:
+            with self.subTest(title):
+                pages["/list"] = page
+                self.assertEqual(self.verdict("ann"), status)
+
+    def test_responders(self):
+        leaf = self.low.access(responder=True)
+        self.leaf("ann", leaf)
+        self.leaf("bob", leaf)
+        self.high.issue("foreign", DELEGATE)
+        self.low.issue("plain", END)
+        self.low.respond("delegate")
+        self.verdict("bob")
+        of_bob = {}
+
+        def recorded(request):
+            of_bob["answer"] = self.low.answer(request, "delegate")
+            return of_bob["answer"]
+        self.web.pages["/low.ocsp"] = recorded
+        self.assertEqual(self.verdict("bob"), "good")
+        rows = [
+            ("a delegate", lambda r: self.low.answer(r, "delegate"), "good"),
+            ("the issuer", lambda r: self.low.answer(r, "low"), "good"),
+            ("by its key, without next update",
+             lambda r: self.low.answer(r, "low", ("-resp_key_id",)), "good"),
+            ("about another certificate", of_bob["answer"], UNKNOWN),
+            ("a delegate without the usage", lambda r: self.low.answer(r, "plain"), UNKNOWN),
+            ("another authority's delegate", lambda r: self.low.answer(r, "foreign"), UNKNOWN),
+            ("another authority", lambda r: self.low.answer(r, "high"), UNKNOWN),
+            ("a page", b"<html></html>", UNKNOWN),
+            ("moved for good", (301, {"Location": "/low.ocsp"}, b""), UNKNOWN),
+        ]
+        rows += [(title, bytes([0x30, 3, 0x0A, 1, code]), UNKNOWN)
+                 for title, code in OCSP_STATUS.items()]
+        for title, page, status in rows:
+            with self.subTest(title):
+                self.web.pages["/low.ocsp"] = page
+                self.assertEqual(self.verdict("ann"), status)
+
+    def test_next_source(self):
+        """A source without an answer leaves the word to the next one."""
+        self.low.publish()
+        self.web.pages["/second"] = self.web.pages["/low.crl"]
+        both = (f"crlDistributionPoints=URI:{self.web.address('missing')},"
+                f"URI:{self.web.address('second')}\n" + self.low.access(responder=True))
+        self.leaf("ann", both)
+        told = self.chain("ann")
+        self.assertEqual(told[0]["source"], "CRL " + self.web.address("second"))
+
+    def test_digests_of_responders(self):
+        """One that knows SHA-256 alone is asked with that; one that is gone, once."""
+        self.leaf("ann", self.low.access(responder=True))
+        sha256 = bytes.fromhex("0609608648016503040201")
+        self.web.pages["/low.ocsp"] = lambda request: (
+            self.low.answer(request, "delegate") if sha256 in request else
+            bytes([0x30, 3, 0x0A, 1, 6]))
+        self.assertEqual(self.verdict("ann"), "good")
+        self.web.pages["/low.ocsp"] = (500, {}, b"")
+        self.web.asked.clear()
+        self.assertEqual(self.verdict("ann"), UNKNOWN)
+        self.assertEqual(self.web.asked.count("/low.ocsp"), 1)
+
+    def test_silence(self):
+        """15 s an address, 30 s a chain; and not again for a while."""
+        for number in range(3):
+            self.web.pages[f"/silent{number}"] = lambda _: time.sleep(60)
+        points = ",".join(f"URI:{self.web.address(f'silent{n}')}" for n in range(3))
+        self.leaf("ann", f"crlDistributionPoints={points}\n" + self.low.access())
+        begin = time.monotonic()
+        self.assertEqual(self.verdict("ann"), UNKNOWN)
+        self.assertLess(time.monotonic() - begin, 34)
+        silent = [path for path in self.web.asked if "silent" in path]
+        self.assertEqual(silent, ["/silent0", "/silent1"])
+
+
+class CacheTest(RevocationCase):
+    def setUp(self):
+        super().setUp()
+        self.low.publish()
+        self.leaf("ann", self.low.points() + self.low.access())
+
+    def test_what_is_fetched(self):
+        listing = json.loads(self.ctl("cache", "fetch", "ann.pem", "--json"))
+        self.assertEqual([(row["kind"], row["address"], row["outcome"]) for row in listing],
+                         [(kind, self.web.address(page), "fetched") for kind, page in (
+                             ("certificates", "low.cer"), ("certificates", "high.cer"),
+                             ("crl", "low.crl"), ("crl", "high.crl"), ("crl", "root.crl"))])
+        _, until = self.openssl("crl", "-in", "low.crl", "-noout", "-nextupdate", "-dateopt",
+                                "iso_8601")
+        self.assertEqual(listing[2]["until"] + "Z", until.decode().strip().partition("=")[2])
+        kept = json.loads(self.ctl("cache", "list", "--json"))
+        self.assertEqual({row["address"] for row in kept}, {row["address"] for row in listing})
+        again = json.loads(self.ctl("cache", "fetch", "ann.pem", "--json"))
+        self.assertEqual({row["outcome"] for row in again}, {"kept"})
+        self.assertEqual(len(self.web.asked), 5)
+        for head in self.web.heads:
+            self.assertFalse({"Cookie", "Authorization", "Referer"} & set(head.keys()), head)
+
+    def test_never_more_than_asked(self):
+        setting = ('Windows Registry Editor Version 5.00\n\n[HKEY_{}\\Software\\Kestrel\\Platform]'
+                   '\n"Retrieve"=dword:0\n')
+        def put(home, root):
+            os.makedirs(self.path(home), exist_ok=True)
+            self.write(f"{home}/registry.reg", setting.format(root).encode())
+        rows = [
+            ("-norev", ["-norev"], None),
+            ("-nochain", ["-nochain"], None),
+            ("the user's setting", [], lambda: put("home", "CURRENT_USER")),
+            ("the machine's setting", [], lambda: put("machine", "LOCAL_MACHINE")),
+        ]
+        self.make_identity("ec", "self")
+        for title, keys, prepare in rows:
+            with self.subTest(title):
+                if prepare:
+                    prepare()
+                self.kestrel("-sign", "-dn", "ann", *keys, "-der", "in", "out", stdin=b"y")
+                self.assertEqual(self.web.asked, [])
+                for home in ("home", "machine"):
+                    if os.path.exists(self.path(f"{home}/registry.reg")):
+                        os.remove(self.path(f"{home}/registry.reg"))
+        self.openssl("req", "-x509", "-new", "-key", "self.key", "-subj", "/CN=alone", "-days", "9",
+                     "-out", "alone.pem", "-addext", self.low.points().strip())
+        self.chain("alone", 1)
+        self.assertEqual(self.web.asked, [], "a self-signed certificate")
+        self.succeed("-sign", "-dn", "ann", "-errchain", "-der", "in", "out")
+        self.assertEqual(len(self.web.asked), 5, "the twin that may ask")
+
+    def test_batches(self):
+        self.web.pages["/high.crl"] = None
+        names = [self.write(f"f{n}", b"%d" % n) and f"f{n}" for n in range(200)]
+        self.kestrel("-signf", "-dn", "ann", "-cert", *names, stdin=b"y")
+        self.kestrel("-vsignf", *names, stdin=b"y" * 200)
+        self.assertEqual(sorted(self.web.asked), sorted(
+            ["/low.cer", "/high.cer", "/low.crl", "/high.crl", "/root.crl"]))
+        self.assertIn(b"failed", self.ctl("cache", "list"))
+
+    def test_folders_that_take_nothing(self):
+        """Somebody else's file in the way stands for a full or read-only folder."""
+        self.write("home/cache", b"in the way")
+        self.assertEqual(self.chain("ann")[0]["status"], "good")
+        self.assertEqual(self.read("home/cache"), b"in the way")
+        self.assertEqual(len(self.web.asked), 5, "each once, though nothing was kept")
+
+    def test_many_at_once(self):
+        runs = [subprocess.Popen([KESTRELCTL, "chain", "ann.pem"], cwd=self.folder, env=self.env,
+                                 stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+                for _ in range(6)]
+        for run in runs:
+            output, _ = run.communicate(timeout=60)
+            self.assertEqual(run.returncode, 0, output)
+        self.assertEqual(len(json.loads(self.ctl("cache", "list", "--json"))), 5)
+        self.assertEqual(len(os.listdir(self.path("home/cache"))), 5, "nothing half-written")
 
 
 if __name__ == "__main__":
