@@ -65,6 +65,22 @@ std::vector<std::string> ListAddresses(const Certificate& certificate) {
     return PointsIn(certificate, NID_crl_distribution_points);
 }
 
+std::vector<Bytes> ListIssuers(const Certificate& certificate) {
+    const PointList points(static_cast<CRL_DIST_POINTS*>(
+        X509_get_ext_d2i(certificate.Native(), NID_crl_distribution_points, nullptr, nullptr)));
+    ERR_clear_error();
+    std::vector<Bytes> names;
+    for (int i = 0; i < sk_DIST_POINT_num(points.get()); ++i) {
+        const GENERAL_NAMES* issuers = sk_DIST_POINT_value(points.get(), i)->CRLissuer;
+        for (int j = 0; j < sk_GENERAL_NAME_num(issuers); ++j) {
+            const GENERAL_NAME* name = sk_GENERAL_NAME_value(issuers, j);
+            if (name->type != GEN_DIRNAME || names.size() >= kMostAddresses) continue;
+            names.push_back(EncodeWhole<X509_NAME>(&i2d_X509_NAME, name->d.directoryName));
+        }
+    }
+    return names;
+}
+
 std::vector<std::string> DeltaAddresses(const Certificate& certificate) {
     return PointsIn(certificate, NID_freshest_crl);
 }

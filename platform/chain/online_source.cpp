@@ -107,7 +107,7 @@ class OnlineSource : public RevocationSource {
     }
 
     OcspFinding Judged(ByteView body, RevocationQuestion& question) {
-        return JudgeOcsp(body, question, pool_.CrlsOf(question.issuer));
+        return JudgeOcsp(body, question, pool_.CrlsFor(question.subject));
     }
 
     // ---- lists ----

@@ -57,8 +57,9 @@ class CertificatePool {
     [[nodiscard]] Certificates Named(const CERT_NAME_BLOB& subject) const;
     [[nodiscard]] bool Trusts(const Certificate& certificate) const;
 
-    // CRLs of the same stores whose issuer bears the name of `issuer`.
-    [[nodiscard]] std::vector<std::shared_ptr<Crl>> CrlsOf(const Certificate& issuer) const;
+    // CRLs of the same stores, of the certificate's issuer and of those that its distribution
+    // points name instead.
+    [[nodiscard]] std::vector<std::shared_ptr<Crl>> CrlsFor(const Certificate& subject) const;
 
   private:
     void Read(const std::shared_ptr<Store>& store, bool trusted);

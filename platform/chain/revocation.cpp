@@ -6,6 +6,7 @@
 
 #include "platform/base/error.h"
 #include "platform/base/ticks.h"
+#include "platform/certs/compare.h"
 #include "platform/stores/store.h"
 
 namespace platform {
@@ -15,7 +16,7 @@ class StoreSource : public RevocationSource {
   public:
     explicit StoreSource(const CertificatePool& pool) : pool_(pool) {}
     Revocation Ask(RevocationQuestion& question) override {
-        const Revocation answer = Judge(question, pool_.CrlsOf(question.issuer));
+        const Revocation answer = Judge(question, pool_.CrlsFor(question.subject));
         question.evidence.source = "stores";
         return answer;
     }
@@ -65,7 +66,7 @@ const Certificate* IssuerIn(const Path& path, std::size_t index) {
 // For the question about a signer of CRLs itself, where the way must end.
 class NoOthers : public OtherSigners {
   public:
-    std::vector<std::shared_ptr<Certificate>> Of(const Certificate&) override { return {}; }
+    std::vector<std::shared_ptr<Certificate>> Of(const CERT_NAME_BLOB&) override { return {}; }
     bool Trusted(const std::shared_ptr<Certificate>&) override { return false; }
 };
 
@@ -78,14 +79,10 @@ class SignersUnder : public OtherSigners {
         request_.time = time;
     }
 
-    CertificatePool::Certificates Of(const Certificate& issuer) override {
+    CertificatePool::Certificates Of(const CERT_NAME_BLOB& name) override {
         if (!path_.trusted) return {};
-        const auto [place, added] = named_.try_emplace(&issuer);
-        if (added) {
-            place->second = pool_.Named(issuer.Info().Subject);
-            std::erase_if(place->second,
-                          [&](const auto& one) { return Equal(one->Der(), issuer.Der()); });
-        }
+        const auto [place, added] = named_.try_emplace(Copy(ViewOf(name)));
+        if (added) place->second = pool_.Named(name);
         return place->second;
     }
 
@@ -127,7 +124,7 @@ class SignersUnder : public OtherSigners {
     const RevocationSources& sources_;
     Budget& budget_;
     ChainRequest request_;
-    std::map<const Certificate*, CertificatePool::Certificates> named_;
+    std::map<Bytes, CertificatePool::Certificates> named_;
     std::map<const Certificate*, bool> known_;
 };
 

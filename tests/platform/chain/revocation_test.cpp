@@ -85,7 +85,7 @@ TEST_F(ChainTest, WhichListsCount) {
          0x40,
          {{.revoked = {gone}, .extensions = {{kScope, authorities}}}}},
         {"for attributes", 0x40, {{.extensions = {{kScope, attributes}}}}},
-        {"indirect", 0x40, {{.extensions = {{kScope, indirect}}}}},
+        {"indirect", 0, {{.extensions = {{kScope, indirect}}}}},
         {"damaged scope", 0x40, {{.extensions = {{kScope, "critical,0401"}}}}},
         {"for this point", 0, {{.extensions = {{kScope, thisPoint}}}}},
         {"for another point", 0x40, {{.extensions = {{kScope, otherPoint}}}}},
@@ -183,6 +183,65 @@ TEST_F(ChainTest, EveryPlaceIsLookedAt) {
         row.put();
         EXPECT_EQ(StatusOf(w.leaf.Cert(), kCheck), row.status) << row.name;
     }
+}
+
+// Lists of "Lists", which a certificate of "Root" names as the issuer of its list.
+TEST_F(ChainTest, IndirectLists) {
+    const Identity root(AuthorityNamed("Root"));
+    const Identity lists(AuthorityNamed("Lists"), &root);
+    const Identity stranger(AuthorityNamed("Lists"));
+    const Identity strange(AuthorityNamed("Strange"), &root);
+    const Identity other(LeafNamed("Other"), &root);
+    const auto below = [&](const char* points) {
+        Recipe recipe = LeafNamed("Leaf");
+        recipe.extensions.push_back({"2.5.29.31", points});
+        return Identity(recipe, &root);
+    };
+    const Identity leaf = below("30183016A214A4123010310E300C06035504030C054C69737473");
+    const Identity plain = below("300C300AA008A006860461626364");
+    const std::string roots = "critical,3013A411300F310D300B06035504030C04526F6F74";
+    const std::string listsOwn = "critical,3014A4123010310E300C06035504030C054C69737473";
+    constexpr const char* kIssuer = "2.5.29.29";
+    const std::vector<Extension> indirect = {{kScope, "critical,30038401FF"}};
+    const RevokedEntry gone{.identity = &leaf, .extensions = {{kIssuer, roots}}};
+    const RevokedEntry silent{.identity = &leaf};
+    const RevokedEntry another{.identity = &other, .extensions = {{kIssuer, roots}}};
+    const RevokedEntry elsewhere{.identity = &leaf, .extensions = {{kIssuer, listsOwn}}};
+    const struct {
+        const char* name;
+        DWORD status;
+        const Identity& issuer;
+        CrlRecipe list;
+    } rows[] = {
+        {"empty", 0, lists, {.extensions = indirect}},
+        {"revoked", 0x4, lists, {.revoked = {gone}, .extensions = indirect}},
+        {"behind an entry that tells the issuer",
+         0x4,
+         lists,
+         {.revoked = {another, silent}, .extensions = indirect}},
+        {"the number alone", 0, lists, {.revoked = {silent}, .extensions = indirect}},
+        {"another issuer's of that number",
+         0,
+         lists,
+         {.revoked = {another, elsewhere}, .extensions = indirect}},
+        {"not an indirect one", 0x40, lists, {}},
+        {"not an indirect one, with issuers", 0x40, root, {.revoked = {gone}}},
+        {"the same, indirect", 0x4, root, {.revoked = {gone}, .extensions = indirect}},
+        {"of an issuer that nobody trusts", 0x40, stranger, {.extensions = indirect}},
+        {"of an issuer that is not named", 0x40, strange, {.extensions = indirect}},
+    };
+    for (const auto& row : rows) {
+        Clear();
+        Put("Root", root.Cert());
+        for (const Identity* one : {&lists, &stranger, &strange}) Put("CA", one->Cert());
+        Put("CA", MakeCrl(row.issuer, row.list));
+        EXPECT_EQ(StatusOf(leaf.Cert(), kCheck), row.status) << row.name;
+    }
+    Clear();
+    Put("Root", root.Cert());
+    Put("CA", lists.Cert());
+    Put("CA", MakeCrl(lists, {.extensions = indirect}));
+    EXPECT_EQ(StatusOf(plain.Cert(), kCheck), 0x40U) << "it names no other issuer";
 }
 
 TEST_F(ChainTest, WhichCertificatesAreAskedAbout) {
