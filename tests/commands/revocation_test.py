@@ -2,7 +2,9 @@
 
 import json
 import os
+import socketserver
 import subprocess
+import threading
 import time
 import unittest
 
@@ -89,6 +91,62 @@ class RevocationTest(RevocationCase):
         time.sleep(4)
         self.assertEqual(self.chain("ann", 1)[0]["status"], "revoked")
         self.assertEqual(self.web.asked.count("/low.crl"), 2)
+
+
+class GostTest(RevocationCase):
+    def test_gost_authorities(self):
+        """Issuers, lists and responders with GOST signatures."""
+        self.need_engine()
+        top = Authority(self, self.web, "top", kind=Authority.GOST)
+        self.ctl("trust", "top.pem")
+        top.publish()
+        self.low = Authority(self, self.web, "below", top, top.points(), kind=Authority.GOST)
+        self.low.publish()
+        self.low.issue("delegate", DELEGATE)
+        self.low.respond("delegate")
+        for name, source in (("ann", self.low.points()), ("bob", "")):
+            self.leaf(name, source + self.low.access(responder=not source))
+            self.notices(name)
+            self.low.revoke(name)
+            self.low.publish()
+            forget(self)
+            self.assertEqual(self.chain(name, 1)[0]["status"], "revoked")
+
+
+class LdapTest(RevocationCase):
+    def test_ldap(self):
+        """A list in an entry of a directory that answers two messages (RFC 4511)."""
+        def element(tag, *parts):
+            body = b"".join(parts)
+            size = len(body).to_bytes(2, "big")
+            return bytes([tag, 0x82]) + size + body
+
+        def message(number, body):
+            return element(0x30, bytes([2, 1, number]), body)
+        result = b"\x0a\x01\x00\x04\x00\x04\x00"
+        entry = element(0x64, element(4, b"CN=low"), element(0x30, element(
+            0x30, element(4, b"certificateRevocationList;binary"),
+            element(0x31, element(4, self.low.publish())))))
+
+        class Directory(socketserver.StreamRequestHandler):
+            def handle(self):
+                while request := self.connection.recv(4096):
+                    number = request[request.index(b"\x02\x01") + 2]
+                    if b"\x02\x01" + bytes([number]) + b"\x60" in request:
+                        self.wfile.write(message(number, element(0x61, result)))
+                    elif b"\x02\x01" + bytes([number]) + b"\x63" in request:
+                        self.wfile.write(message(number, entry))
+                        self.wfile.write(message(number, element(0x65, result)))
+        server = socketserver.ThreadingTCPServer(("127.0.0.1", 0), Directory)
+        server.daemon_threads, server.block_on_close = True, False
+        threading.Thread(target=server.serve_forever, daemon=True).start()
+        self.addCleanup(server.server_close)
+        self.addCleanup(server.shutdown)
+        address = (f"ldap://127.0.0.1:{server.server_address[1]}/CN=low?"
+                   "certificateRevocationList;binary?base?(objectClass=*)")
+        self.leaf("ann", f"crlDistributionPoints=points\n{self.low.access()}"
+                  f"[points]\nfullname=URI:{address}\n")
+        self.assertEqual(self.chain("ann")[0]["source"], "CRL " + address)
 
 
 UNKNOWN = "nobody told whether it is revoked"

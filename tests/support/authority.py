@@ -13,7 +13,7 @@ default_ca = d
 database = {name}.index
 serial = {name}.serial
 new_certs_dir = .
-default_md = sha256
+default_md = {digest}
 default_days = 30
 policy = any
 unique_subject = no
@@ -78,25 +78,29 @@ class Web(socketserver.ThreadingMixIn, http.server.HTTPServer):
 
 class Authority:
     """NAME.key, NAME.pem, and the files of `openssl ca` in the folder of a KestrelCase."""
+    EC = ("ec", "ec_paramgen_curve:P-256", "sha256")
+    GOST = ("gost2012_256", "paramset:A", "md_gost12_256")
 
-    def __init__(self, case, web, name, issuer=None, extensions=""):
+    def __init__(self, case, web, name, issuer=None, extensions="", kind=EC):
         self.case, self.web, self.name = case, web, name
-        case.write(f"{name}.cnf", CONFIG.format(name=name).encode())
+        self.algorithm, self.option, self.digest = kind
+        case.write(f"{name}.cnf", CONFIG.format(name=name, digest=self.digest).encode())
         case.write(f"{name}.index", b"")
         case.write(f"{name}.serial", b"1000\n")
         self.make_key(name)
         if issuer is None:
             case.write(f"{name}.ext", AUTHORITY.encode())
             case.openssl("x509", "-req", "-in", f"{name}.csr", "-signkey", f"{name}.key", "-days",
-                         "30", "-extfile", f"{name}.ext", "-out", f"{name}.pem")
+                         "30", "-extfile", f"{name}.ext", "-out", f"{name}.pem",
+                         f"-{self.digest}")
         else:
             issuer.issue(name, AUTHORITY + extensions, keyed=True)
         _, der = case.openssl("x509", "-in", f"{name}.pem", "-outform", "DER")
         web.pages[f"/{name}.cer"] = der
 
     def make_key(self, name):
-        self.case.openssl("req", "-new", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256",
-                          "-nodes", "-keyout", f"{name}.key", "-subj", f"/CN={name}", "-out",
+        self.case.openssl("req", "-new", "-newkey", self.algorithm, "-pkeyopt", self.option,
+                          f"-{self.digest}", "-nodes", "-keyout", f"{name}.key", "-subj", f"/CN={name}", "-out",
                           f"{name}.csr")
 
     def issue(self, name, extensions, keyed=False):
@@ -131,7 +135,7 @@ class Authority:
         query, reply = case.write("query", request), case.path("reply")
         case.openssl("ocsp", "-index", f"{self.name}.index", "-CA", f"{self.name}.pem", "-rsigner",
                      f"{signer}.pem", "-rkey", f"{signer}.key", "-reqin", query, "-respout", reply,
-                     *(options or ("-ndays", "1")))
+                     "-rmd", self.digest, *(options or ("-ndays", "1")))
         with open(reply, "rb") as file:
             return file.read()
 
