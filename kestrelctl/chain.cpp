@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "kestrelctl/bundle_file.h"
 #include "kestrelctl/commands.h"
 #include "kestrelctl/output.h"
 #include "kestrelctl/text_forms.h"
@@ -87,7 +88,7 @@ bool IsFile(const std::string& name) {
 }
 
 Found InFile(const std::string& name) {
-    const auto bundle = platform::ReadBundle(platform::ReadWholeFile(name));
+    const auto bundle = ReadBundleFile(name);
     if (bundle.certificates.empty()) throw Failure(name + " holds no certificate");
     return bundle.certificates.front();
 }
