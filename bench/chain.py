@@ -3,6 +3,7 @@
 import hashlib
 import http.server
 import os
+import resource
 import subprocess
 import sys
 import threading
@@ -101,6 +102,17 @@ VERIFY = ["openssl", "verify", "-crl_check_all", "-CAfile", "root.pem", "-untrus
           "-CRLfile", "lists.pem", "leaf.pem"]
 
 
+def processor_ms(bench, *command):
+    """Of one run, by what the kernel counts for a hundred: a single one is too short."""
+    def used():
+        usage = resource.getrusage(resource.RUSAGE_CHILDREN)
+        return usage.ru_utime + usage.ru_stime
+    begin = used()
+    for _ in range(100):
+        bench.call(*command)
+    return 1000 * (used() - begin) / 100
+
+
 def measure_lists(bench):
     fill(bench, ENTRIES)
     for _ in range(bench.options.runs):
@@ -110,7 +122,9 @@ def measure_lists(bench):
     for _ in range(bench.options.runs):
         bench.measure("openssl verify, small", VERIFY)
         bench.measure("chain, small", ["kestrelctl", "chain", "leaf.pem"])
-        bench.measure("start", ["kestrelctl", "cache", "list"])
+    bench.hit = min(processor_ms(bench, "kestrelctl", "chain", "leaf.pem")
+                    - processor_ms(bench, "kestrelctl", "chain", "root.pem")
+                    for _ in range(bench.options.runs))
 
 
 def verdict(bench, name):
@@ -160,15 +174,14 @@ def measure_searches(bench):
 def report(bench):
     great = ("openssl verify, great", "chain, great")
     bench.show(f"3 lists of {ENTRIES} entries", great, 1, "chains")
-    small = ("openssl verify, small", "chain, small", "start")
+    small = ("openssl verify, small", "chain, small")
     bench.show("3 lists of 10 entries", small, 1, "chains")
     bench.show("Searches", ("lost", "narrow"), 1, "chains")
     print("Targets")
     bench.ratio("chain, great", 1.0, "openssl verify, great")
     bench.target("memory of a chain with great lists",
                  bench.results["chain, great"].memory / 1024, 150, "MiB")
-    bench.target("a chain from the cache, without the start",
-                 1000 * (bench.seconds("chain, small") - bench.seconds("start")), 3, "ms")
+    bench.target("3 answers from the cache, processor time", bench.hit, 3, "ms")
     bench.target(f"{CROSS_SIGNED} cross-signed certificates", bench.seconds("lost"), 2, "s")
     bench.target(f"{CONSTRAINTS} name constraints", bench.seconds("narrow"), 2, "s")
 

@@ -43,6 +43,7 @@ class OnlineSource : public RevocationSource {
 
     Revocation Ask(RevocationQuestion& question) override {
         if (Equal(question.subject.Der(), question.issuer.Der())) return Revocation::Unknown;
+        // What is kept decides, though the authority may say something else by now (chain-5).
         for (const bool fetch : {false, true}) {
             fetch_ = fetch;
             Revocation answer = AskResponders(question);

@@ -17,6 +17,7 @@ constexpr milliseconds kForAddress{15'000};
 constexpr milliseconds kForChain{30'000};
 constexpr std::size_t kMostOfBody = 64UL * 1024 * 1024;
 constexpr Ticks kUntold = 3600 * kTicksPerSecond;
+// However well the address may be again (chain-6).
 constexpr Ticks kAfterFailure = 300 * kTicksPerSecond;
 
 // What the cache folder did not take, and failed addresses for as long as the process lives.
