@@ -103,6 +103,25 @@ TEST_F(ChainTest, WhichKeptAnswersCount) {
     }
 }
 
+// What nobody answers leaves an entry: the trace of who was asked about.
+TEST_F(ChainTest, NobodyIsAskedAboutTheSelfSigned) {
+    constexpr DWORD kAll = CERT_CHAIN_REVOCATION_CHECK_CHAIN;
+    Recipe recipe = AuthorityNamed("Root");
+    SetExtension(recipe, "crlDistributionPoints", "URI:http://127.0.0.1:1/own");
+    const Identity root(recipe);
+    recipe = LeafNamed("Leaf");
+    SetExtension(recipe, "crlDistributionPoints", "URI:http://127.0.0.1:1/leaf");
+    const Identity leaf(recipe, &root);
+    Put("Root", root.Cert());
+    EXPECT_EQ(StatusOf(root.Cert(), kAll), 0x40U);
+    EXPECT_TRUE(KeptAnswers(Side::User).empty());
+    EXPECT_EQ(StatusOf(leaf.Cert(), kAll), 0x40U);
+    const auto kept = KeptAnswers(Side::User);
+    ASSERT_EQ(kept.size(), 1U);
+    EXPECT_EQ(kept[0].answer.address, "http://127.0.0.1:1/leaf");
+    EXPECT_TRUE(kept[0].answer.failed);
+}
+
 // 256 MiB are all that stays; the oldest go first, and nothing that is not ours.
 TEST_F(ChainTest, TheOldestAnswersGo) {
     constexpr std::uintmax_t kMiB = 1024 * 1024;
