@@ -92,6 +92,22 @@ class RevocationTest(RevocationCase):
         self.assertEqual(self.chain("ann", 1)[0]["status"], "revoked")
         self.assertEqual(self.web.asked.count("/low.crl"), 2)
 
+    def test_delta_lists(self):
+        """The freshest word counts, though the complete list is kept for long."""
+        self.leaf("ann", self.low.points() + self.low.access()
+                  + f"freshestCRL=URI:{self.web.address('delta')}\n")
+        self.low.publish(extensions="base")
+        self.low.publish(seconds=2, page="/delta", extensions="delta")
+        self.assertEqual(self.chain("ann")[0]["revocation"], "not revoked")
+        self.low.revoke("ann")
+        self.low.publish(page="/delta", extensions="delta")
+        time.sleep(2)
+        self.assertEqual(self.chain("ann", 1)[0]["revocation"], "revoked")
+        self.assertEqual([self.web.asked.count(page) for page in ("/low.crl", "/delta")], [1, 2])
+        forget(self)
+        self.web.pages["/delta"] = None
+        self.assertEqual(self.chain("ann")[0]["revocation"], "not revoked", "the complete list alone")
+
 
 class GostTest(RevocationCase):
     def test_gost_authorities(self):
@@ -224,7 +240,13 @@ class BadAnswersTest(RevocationCase):
         for title, page, status in rows:
             with self.subTest(title):
                 self.web.pages["/low.ocsp"] = page
+                self.web.asked.clear()
                 self.assertEqual(self.verdict("ann"), status)
+                # Only what may be about the digest is asked with the other one.
+                times = 2 if title in ("malformed request", "unauthorized") else 1
+                self.assertEqual(self.web.asked.count("/low.ocsp"), times)
+                self.chain("ann", None)
+                self.assertEqual(self.web.asked.count("/low.ocsp"), times, "asked again")
 
     def test_next_source(self):
         """A source without an answer leaves the word to the next one."""

@@ -19,6 +19,11 @@ policy = any
 unique_subject = no
 [any]
 commonName = supplied
+[base]
+2.5.29.20 = DER:020101
+[delta]
+2.5.29.20 = DER:020102
+2.5.29.27 = critical,DER:020101
 [req]
 distinguished_name = empty
 [empty]
@@ -119,9 +124,10 @@ class Authority:
         time.sleep(1)  # the list tells seconds, and a later revocation is none yet
         self.ca("-revoke", f"{name}.pem")
 
-    def publish(self, seconds=86400, page=None):
-        """The list as it is now, at /NAME.crl."""
-        self.ca("-gencrl", "-crlsec", str(seconds), "-out", f"{self.name}.crl")
+    def publish(self, seconds=86400, page=None, extensions=None):
+        """The list as it is now, at /NAME.crl; `extensions`: "base", or a "delta" on it."""
+        self.ca("-gencrl", "-crlsec", str(seconds), "-out", f"{self.name}.crl",
+                *(["-crlexts", extensions] if extensions else []))
         _, der = self.case.openssl("crl", "-in", f"{self.name}.crl", "-outform", "DER")
         self.web.pages[page or f"/{self.name}.crl"] = der
         return der
