@@ -307,6 +307,15 @@ class CacheTest(RevocationCase):
         for head in self.web.heads:
             self.assertFalse({"Cookie", "Authorization", "Referer"} & set(head.keys()), head)
 
+    def test_the_library_is_loaded_late(self):
+        def loads():
+            done = subprocess.run([KESTRELCTL, "chain", "ann.pem"], cwd=self.folder,
+                                  env={**self.env, "LD_DEBUG": "files"}, capture_output=True,
+                                  timeout=60, check=False)
+            self.assertEqual(done.returncode, 0)
+            return b"libcurl" in done.stderr
+        self.assertEqual([loads(), loads()], [True, False], "what is kept needs no network")
+
     def test_never_more_than_asked(self):
         setting = ('Windows Registry Editor Version 5.00\n\n[HKEY_{}\\Software\\Kestrel\\Platform]'
                    '\n"Retrieve"=dword:0\n')
