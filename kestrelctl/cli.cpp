@@ -32,6 +32,9 @@ constexpr Group kGroups[] = {
      "Stores keep certificates and CRLs by name: \"My\" those with a key of yours, \"Root\" the "
      "ones\n"
      "that are trusted, \"CA\" those between; any other name is a store of your own."},
+    {"cache",
+     "What was fetched from the network for certificate chains: lists, OCSP answers, issuers.\n"
+     "It may be deleted at any time."},
     {"policy",
      "The policy says which time stamps kestrel asks for and accepts. Both sides have one."},
 };

@@ -28,6 +28,11 @@ void PolicyRemove(const Arguments& arguments);
 void PolicyImport(const Arguments& arguments);
 void PolicyExport(const Arguments& arguments);
 
+void Chain(const Arguments& arguments);
+void CacheList(const Arguments& arguments);
+void CacheClear(const Arguments& arguments);
+void CacheFetch(const Arguments& arguments);
+
 void Providers(const Arguments& arguments);
 
 }  // namespace kestrelctl

@@ -102,6 +102,24 @@ int main(int count, char** words) {
         {"trust", "", "FILE...", 1, kMany,
          "Adds the certificates of files to \"Root\".\n",
          {kMachine}, Trust},
+        {"chain", "", "CERTIFICATE|THUMBPRINT", 1, 1,
+         "Shows a certificate's chain, what is wrong with it, and who said so.\n\n"
+         "CERTIFICATE is a file; THUMBPRINT the beginning of one in any store. The source of each\n"
+         "revocation answer is shown with its age. Exit status 1: the chain is bad.",
+         {{"purpose", "any|stamp", "what it is for; 'stamp': a time-stamp service"},
+          {"at", "TIME", "judge it for that time (UTC), such as \"2026-11-21 02:20:00\""},
+          kJson},
+         Chain},
+        {"cache", "list", "", 0, 0,
+         "Lists what was fetched for chains, and the addresses that had no answer.\n",
+         {kJson, kMachine}, CacheList},
+        {"cache", "clear", "", 0, 0,
+         "Removes what was fetched. It is fetched again when it is needed.\n",
+         {kMachine}, CacheClear},
+        {"cache", "fetch", "CERTIFICATE", 1, 1,
+         "Fetches what the chain of a certificate needs, and shows what came.\n\n"
+         "CERTIFICATE is a file or a thumbprint. What is in the stores already is not asked for.",
+         {kJson}, CacheFetch},
         {"policy", "show", "", 0, 0,
          "Shows what both sides set in the time-stamp policy.\n\n"
          "With --all every value that there is: its kind, its default, what is in force (the\n"

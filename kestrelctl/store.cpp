@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "kestrelctl/bundle_file.h"
 #include "kestrelctl/commands.h"
 #include "kestrelctl/output.h"
 #include "kestrelctl/text_forms.h"
@@ -31,20 +32,6 @@ std::string StoreText(platform::Side side, const std::string& name) {
 
 // ---- adding --------------------------------------------------------------------
 
-CertificateBundle ReadFile(const std::string& file) {
-    CertificateBundle bundle;
-    try {
-        bundle = platform::ReadBundle(platform::ReadWholeFile(file));
-    } catch (const platform::Error& error) {
-        if (!error.Detail().empty()) throw;
-        throw platform::Error(error.Code(), file);
-    }
-    if (bundle.certificates.empty() && bundle.crls.empty()) {
-        throw Failure(file + " holds no certificate and no CRL");
-    }
-    return bundle;
-}
-
 struct Tally {
     std::size_t certificates = 0;
     std::size_t crls = 0;
@@ -68,7 +55,7 @@ void AddBundle(Store& store, const CertificateBundle& bundle, Tally& tally) {
 // All files are read before the store is touched, so that a bad one changes nothing.
 void AddFiles(platform::Side side, const std::string& name, const std::vector<std::string>& files) {
     std::vector<CertificateBundle> bundles;
-    for (const std::string& file : files) bundles.push_back(ReadFile(file));
+    for (const std::string& file : files) bundles.push_back(ReadBundleFile(file));
     const auto store = platform::OpenSystemStore(side, name, OpenMode::CreateOnWrite);
     Tally tally;
     store->Together([&] {
@@ -98,13 +85,6 @@ void AppendPem(std::string& text, const char* label, platform::ByteView der) {
 
 bool BeginsWith(platform::ByteView der, const std::string& thumbprint) {
     return Thumbprint(der).starts_with(thumbprint);
-}
-
-std::string Lower(std::string text) {
-    std::erase_if(text, [](char c) { return c == ':' || c == ' '; });
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-    return text;
 }
 
 }  // namespace
@@ -157,7 +137,7 @@ void StoreAdd(const Arguments& arguments) {
 
 void StoreRemove(const Arguments& arguments) {
     const auto store = OpenExisting(arguments);
-    const std::string wanted = Lower(arguments.positionals[1]);
+    const std::string wanted = PlainHex(arguments.positionals[1]);
     auto certificates = store->Certificates();
     auto crls = store->Crls();
     std::erase_if(certificates, [&](const auto& c) { return !BeginsWith(c->Der(), wanted); });

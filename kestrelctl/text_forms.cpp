@@ -43,6 +43,13 @@ std::string SerialText(const CRYPT_INTEGER_BLOB& serial) {
 
 std::string Thumbprint(platform::ByteView der) { return DigestText("1.3.14.3.2.26", der); }
 
+std::string PlainHex(std::string text) {
+    std::erase_if(text, [](char c) { return c == ':' || c == ' '; });
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+    return text;
+}
+
 std::string Sha256Text(platform::ByteView der) { return DigestText("2.16.840.1.101.3.4.2.1", der); }
 
 }  // namespace kestrelctl

@@ -11,6 +11,8 @@ std::string NameText(const CERT_NAME_BLOB& name);
 std::string TimeText(const FILETIME& time);  // 2026-11-21 02:20:00, UTC
 std::string SerialText(const CRYPT_INTEGER_BLOB& serial);
 std::string Thumbprint(platform::ByteView der);  // SHA-1, hexadecimal
+// A thumbprint as a user writes it, without separators and in small letters.
+std::string PlainHex(std::string text);
 std::string Sha256Text(platform::ByteView der);
 
 }  // namespace kestrelctl

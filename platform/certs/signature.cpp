@@ -30,7 +30,7 @@ struct SignedParts {
     ByteView toBeSigned;
     Algorithm algorithm;
     BitsView signature;
-    bool sameAlgorithm = false;
+    bool sameAlgorithm = false;  // inside and beside the signature
 };
 
 // The algorithm is the first sequence of what is signed, in certificates and CRLs alike.
@@ -41,17 +41,20 @@ ByteView InnerAlgorithm(ByteView contents) {
     return item.whole;
 }
 
-SignedParts Split(ByteView der) {
-    der::Cursor parts = der::Inside(der, der::kSequence);
-    const der::Item toBeSigned = parts.Expect(der::kSequence);
-    const der::Item algorithm = parts.Expect(der::kSequence);
-    der::Cursor inAlgorithm(algorithm.whole);
+SignedParts PartsOf(ByteView toBeSigned, ByteView algorithm, ByteView signature) {
+    der::Cursor inAlgorithm(algorithm);
     const AlgorithmView view = ReadAlgorithm(inAlgorithm);
-    const BitsView signature = ReadBits(parts.Expect(der::kBitString).contents);
-    return {toBeSigned.whole,
-            {view.oid, Copy(view.parameters)},
-            signature,
-            Equal(InnerAlgorithm(toBeSigned.contents), algorithm.whole)};
+    return {toBeSigned, {view.oid, Copy(view.parameters)}, ReadBits(signature), true};
+}
+
+SignedParts Split(ByteView der) {
+    der::Cursor cursor = der::Inside(der, der::kSequence);
+    const der::Item toBeSigned = cursor.Expect(der::kSequence);
+    const der::Item algorithm = cursor.Expect(der::kSequence);
+    SignedParts parts =
+        PartsOf(toBeSigned.whole, algorithm.whole, cursor.Expect(der::kBitString).contents);
+    parts.sameAlgorithm = Equal(InnerAlgorithm(toBeSigned.contents), algorithm.whole);
+    return parts;
 }
 
 enum class Fit { Unknown, OtherKey, Known };
@@ -106,6 +109,15 @@ SignatureVerdict CheckSignature(ByteView der, const CERT_PUBLIC_KEY_INFO& key) {
         return Check(Split(der), key);
     } catch (const Error&) {
         return {};  // a key or signature that cannot be read has signed nothing
+    }
+}
+
+SignatureVerdict CheckSignature(ByteView toBeSigned, ByteView algorithm, ByteView signature,
+                                const CERT_PUBLIC_KEY_INFO& key) {
+    try {
+        return Check(PartsOf(toBeSigned, algorithm, signature), key);
+    } catch (const Error&) {
+        return {};
     }
 }
 

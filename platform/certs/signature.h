@@ -25,6 +25,11 @@ struct SignatureVerdict {
 // algorithm beside the signature and the one under it are the same).
 SignatureVerdict CheckSignature(ByteView der, const CERT_PUBLIC_KEY_INFO& key);
 
+// The same for what is signed alike but tells its algorithm once: `algorithm` is a whole
+// AlgorithmIdentifier, `signature` the contents of a BIT STRING.
+SignatureVerdict CheckSignature(ByteView toBeSigned, ByteView algorithm, ByteView signature,
+                                const CERT_PUBLIC_KEY_INFO& key);
+
 // Whether the one certificate was issued with the other: by name and key identifier, by what the
 // issuer's key is for (RFC 5280 4.2.1.1, 4.2.1.3), and by the signature. Throws as
 // Certificate::Native does.

@@ -3,6 +3,8 @@
 
 #include "platform/base/error.h"
 #include "platform/base/ticks.h"
+#include "platform/chain/graph.h"
+#include "platform/chain/online_source.h"
 #include "platform/chain/path_cache.h"
 #include "platform/chain/revocation.h"
 
@@ -28,18 +30,42 @@ ChainRequest RequestOf(const FILETIME* time, const CERT_CHAIN_PARA& para) {
     return request;
 }
 
-RevocationSources SourcesFor(const CertificatePool& pool, const std::vector<Side>& sides) {
+RevocationSources SourcesFor(const CertificatePool& pool, Retriever& retriever) {
     RevocationSources sources;
     sources.push_back(StoreCrls(pool));
-    for (const Side side : sides) sources.push_back(CachedCrls(HomeOf(side) / "cache"));
+    sources.push_back(OnlineAnswers(retriever, pool));
     return sources;
 }
 
-Path Judged(const std::shared_ptr<Certificate>& leaf, const ChainInputs& inputs) {
-    const CertificatePool pool(*leaf, inputs.additional, inputs.sides);
+// Whoever does not want to know of revocations wants no network.
+bool MayFetch(DWORD flags) {
+    constexpr DWORD kRevocation = CERT_CHAIN_REVOCATION_CHECK_END_CERT |
+                                  CERT_CHAIN_REVOCATION_CHECK_CHAIN |
+                                  CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT;
+    return (flags & kRevocation) != 0 && (flags & CERT_CHAIN_CACHE_ONLY_URL_RETRIEVAL) == 0 &&
+           RetrievalAllowed();
+}
+
+// While an issuer is missing, the certificate may tell where it is.
+Path FindWithIssuers(const std::shared_ptr<Certificate>& leaf, CertificatePool& pool,
+                     const ChainRequest& request, Retriever& retriever) {
     Budget budget;
-    Path path = FindPath(leaf, pool, inputs.request, budget);
-    CheckRevocation(path, inputs.flags, inputs.request.time, pool, SourcesFor(pool, inputs.sides));
+    Path path = FindPath(leaf, pool, request, budget);
+    for (std::size_t step = 1; step < kLongestPath; ++step) {
+        if ((path.error & CERT_TRUST_IS_PARTIAL_CHAIN) == 0) break;
+        const auto issuers = FetchIssuers(retriever, *path.links.back().certificate);
+        if (issuers.empty()) break;
+        pool.Add(issuers);
+        path = FindPath(leaf, pool, request, budget);
+    }
+    return path;
+}
+
+Path Judged(const std::shared_ptr<Certificate>& leaf, const ChainInputs& inputs,
+            Retriever& retriever) {
+    CertificatePool pool(*leaf, inputs.additional, inputs.sides);
+    Path path = FindWithIssuers(leaf, pool, inputs.request, retriever);
+    CheckRevocation(path, inputs.flags, inputs.request.time, pool, SourcesFor(pool, retriever));
     return path;
 }
 
@@ -57,10 +83,24 @@ std::shared_ptr<Chain> BuildChain(const std::shared_ptr<Certificate>& leaf, HCER
     const std::vector<Side> sides = SidesOf(engine);
     const ChainRequest request = RequestOf(time, para);
     const ChainInputs inputs{*leaf, additional, sides, time, request, flags};
-    Path path = Cache().Get(KeyOf(inputs), [&] { return Judged(leaf, inputs); });
+    Path path = Cache().Get(inputs, [&] {
+        Retriever retriever(sides, MayFetch(flags));
+        return Judged(leaf, inputs, retriever);
+    });
     // The caller's own context leads, though another of the same bytes was judged.
     path.links.front().certificate = leaf;
     return std::make_shared<Chain>(path);
+}
+
+Examination ExamineChain(const std::shared_ptr<Certificate>& leaf, const ChainRequest& request,
+                         DWORD flags) {
+    const std::vector<Side> sides = SidesOf(nullptr);
+    const ChainInputs inputs{*leaf, nullptr, sides, &request.time, request, flags};
+    Retriever retriever(sides, MayFetch(flags));
+    Examination examination;
+    examination.path = Judged(leaf, inputs, retriever);
+    examination.retrievals = retriever.Log();
+    return examination;
 }
 
 }  // namespace platform

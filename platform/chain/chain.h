@@ -2,9 +2,11 @@
 #pragma once
 
 #include <memory>
+#include <vector>
 
 #include "platform/chain/path.h"
 #include "platform/chain/record.h"
+#include "platform/chain/retriever.h"
 #include "platform/stores/store.h"
 
 namespace platform {
@@ -14,5 +16,14 @@ namespace platform {
 std::shared_ptr<Chain> BuildChain(const std::shared_ptr<Certificate>& leaf, HCERTCHAINENGINE engine,
                                   const std::shared_ptr<Store>& additional, const FILETIME* time,
                                   const CERT_CHAIN_PARA& para, DWORD flags);
+
+// The same for those who explain chains: the path with what its verdicts rest on, made anew
+// from the stores of both sides, and what was asked for on the way.
+struct Examination {
+    Path path;
+    std::vector<Retrieval> retrievals;
+};
+Examination ExamineChain(const std::shared_ptr<Certificate>& leaf, const ChainRequest& request,
+                         DWORD flags);
 
 }  // namespace platform

@@ -13,6 +13,7 @@
 #include "platform/certs/compare.h"
 #include "platform/certs/share.h"
 #include "platform/certs/signature.h"
+#include "platform/chain/pool.h"
 #include "platform/providers/openssl.h"
 
 namespace platform {
@@ -37,6 +38,8 @@ constexpr const char* kAuthorityKey = "2.5.29.35";
 constexpr std::array kKnownListExtensions = {NID_issuing_distribution_point, NID_delta_crl,
                                              NID_crl_number, NID_authority_key_identifier};
 constexpr std::array kKnownEntryExtensions = {NID_crl_reason, NID_invalidity_date};
+constexpr std::array kKnownIndirectExtensions = {NID_crl_reason, NID_invalidity_date,
+                                                 NID_certificate_issuer};
 
 template <std::size_t count>
 bool Understood(const STACK_OF(X509_EXTENSION) * extensions, const std::array<int, count>& known) {
@@ -49,12 +52,16 @@ bool Understood(const STACK_OF(X509_EXTENSION) * extensions, const std::array<in
     return true;
 }
 
-bool Understood(X509_CRL* crl) {
+bool Understood(const Crl& list) {
+    X509_CRL* crl = list.Native();
     if (!Understood(X509_CRL_get0_extensions(crl), kKnownListExtensions)) return false;
+    const bool indirect = IsIndirect(list);
     STACK_OF(X509_REVOKED)* entries = X509_CRL_get_REVOKED(crl);
     for (int i = 0; i < sk_X509_REVOKED_num(entries); ++i) {
         const auto* extensions = X509_REVOKED_get0_extensions(sk_X509_REVOKED_value(entries, i));
-        if (!Understood(extensions, kKnownEntryExtensions)) return false;
+        const bool known = indirect ? Understood(extensions, kKnownIndirectExtensions)
+                                    : Understood(extensions, kKnownEntryExtensions);
+        if (!known) return false;
     }
     return true;
 }
@@ -106,27 +113,37 @@ bool SignedBy(const Crl& crl, const Certificate& signer, Budget& budget) {
 }
 
 bool SignedByOther(const RevocationQuestion& question, const Crl& crl) {
-    const auto others = question.others.Of(question.issuer);
+    const auto others = question.others.Of(crl.Info().Issuer);
     return std::any_of(others.begin(), others.end(), [&](const auto& signer) {
-        return SignedBy(crl, *signer, question.budget) && question.others.Trusted(signer);
+        return !Equal(signer->Der(), question.issuer.Der()) &&
+               SignedBy(crl, *signer, question.budget) && question.others.Trusted(signer);
     });
+}
+
+bool IsReadable(const RevocationQuestion& question, const Crl& crl) {
+    const CRL_INFO& info = crl.Info();
+    return (InForce(info, question.time) || InForce(info, question.now)) && ProperVersion(crl) &&
+           Understood(crl);
+}
+
+bool ProperlySigned(const RevocationQuestion& question, const Crl& crl) {
+    const bool issuers = DistinguishedName(crl.Info().Issuer)
+                             .Equals(DistinguishedName(question.issuer.Info().Subject));
+    return (issuers && SignedBy(crl, question.issuer, question.budget)) ||
+           SignedByOther(question, crl);
 }
 
 // A CRL that does not count gives none. The signature comes last, since it costs most.
 std::optional<UsableCrl> Examine(const RevocationQuestion& question,
                                  const std::shared_ptr<Crl>& crl) {
-    const CRL_INFO& info = crl->Info();
-    if (!InForce(info, question.time) && !InForce(info, question.now)) return std::nullopt;
+    if (!IsReadable(question, *crl)) return std::nullopt;
     X509_CRL* native = crl->Native();
-    if (!ProperVersion(*crl) || !Understood(native)) return std::nullopt;
     UsableCrl usable{crl, ExtensionOf<Integer>(native, NID_crl_number),
                      ExtensionOf<Integer>(native, NID_delta_crl),
                      ReasonsCovered(*crl, question.subject)};
     if (HasExtension(native, NID_delta_crl) && !usable.baseNumber) return std::nullopt;
     if (usable.reasons == 0) return std::nullopt;
-    const bool isSigned =
-        SignedBy(*crl, question.issuer, question.budget) || SignedByOther(question, *crl);
-    return isSigned ? std::optional(std::move(usable)) : std::nullopt;
+    return ProperlySigned(question, *crl) ? std::optional(std::move(usable)) : std::nullopt;
 }
 
 std::optional<UsableCrl> ExamineAny(const RevocationQuestion& question,
@@ -145,8 +162,9 @@ enum class Entry { Absent, Revoked, Removed };
 Entry LookUp(const UsableCrl& usable, const RevocationQuestion& question) {
     constexpr int kFound = 1;
     X509_REVOKED* entry = nullptr;
-    const int result = X509_CRL_get0_by_serial(usable.crl->Native(), &entry,
-                                               X509_get_serialNumber(question.subject.Native()));
+    // By serial number and issuer, which an entry of an indirect CRL may tell (RFC 5280 5.3.3).
+    const int result =
+        X509_CRL_get0_by_cert(usable.crl->Native(), &entry, question.subject.Native());
     if (result == 0) return Entry::Absent;
     if (result != kFound) return Entry::Removed;  // removeFromCRL
     const bool later = ASN1_TIME_cmp_time_t(X509_REVOKED_get0_revocationDate(entry),
@@ -164,7 +182,10 @@ bool SameExtension(const Crl& first, const Crl& second, const char* oid) {
 
 // RFC 5280 6.3.3 (c): of one scope and one key, and newer.
 bool Builds(const UsableCrl& delta, const UsableCrl& base) {
-    return base.number && delta.number && SameExtension(*delta.crl, *base.crl, kScope) &&
+    return base.number && delta.number &&
+           DistinguishedName(delta.crl->Info().Issuer)
+               .Equals(DistinguishedName(base.crl->Info().Issuer)) &&
+           SameExtension(*delta.crl, *base.crl, kScope) &&
            SameExtension(*delta.crl, *base.crl, kAuthorityKey) &&
            ASN1_INTEGER_cmp(delta.baseNumber.get(), base.number.get()) <= 0 &&
            ASN1_INTEGER_cmp(delta.number.get(), base.number.get()) > 0;
@@ -198,10 +219,19 @@ Revocation Judge(RevocationQuestion& question, const std::vector<std::shared_ptr
     for (const UsableCrl& base : lists) {
         const bool adds = (base.reasons & ~question.covered) != 0;
         if (base.baseNumber || !adds) continue;
+        question.evidence = {{}, base.crl->Info().ThisUpdate, base.crl->Info().NextUpdate};
         if (WithDeltas(base, lists, question) == Entry::Revoked) return Revocation::Revoked;
         question.covered |= base.reasons;
     }
     return question.covered == kAllReasons ? Revocation::Good : Revocation::Unknown;
+}
+
+bool IsSound(const RevocationQuestion& question, const Crl& crl) {
+    try {
+        return IsReadable(question, crl) && ProperlySigned(question, crl);
+    } catch (const Error&) {
+        return false;
+    }
 }
 
 }  // namespace platform

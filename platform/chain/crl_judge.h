@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "platform/base/ground.h"
@@ -13,14 +14,21 @@ namespace platform {
 
 enum class Revocation { Unknown, Good, Revoked };
 
-// Other certificates of an authority's name, which may carry a key that signs its CRLs:
-// after a change of keys, or where lists have a key of their own.
+// Other certificates of the name of a CRL's issuer, which may carry a key that signs its CRLs:
+// after a change of keys, where lists have a key of their own, and for indirect CRLs.
 class OtherSigners {
   public:
     virtual ~OtherSigners() = default;
-    virtual std::vector<std::shared_ptr<Certificate>> Of(const Certificate& issuer) = 0;
+    virtual std::vector<std::shared_ptr<Certificate>> Of(const CERT_NAME_BLOB& name) = 0;
     // Its own path is good and ends at the anchor of the path in question.
     virtual bool Trusted(const std::shared_ptr<Certificate>& signer) = 0;
+};
+
+// What an answer rests on.
+struct Evidence {
+    std::string source;  // where it was found
+    FILETIME thisUpdate{};
+    FILETIME nextUpdate{};  // zero when none is told
 };
 
 // The question: was `subject`, which `issuer` signed, revoked at `time`?
@@ -32,13 +40,17 @@ struct RevocationQuestion {
     OtherSigners& others;
     Budget& budget;
     Reasons covered = 0;  // for which "not revoked" was learned so far, from any source
+    Evidence evidence{};  // of the last list that counted
 };
 
 // Counts a CRL that the issuer signed (or another certificate of its name that is trusted as
 // much), that is in force at `time` or now (chain-3), that covers this kind of certificate, and
-// that has no critical extension beyond those handled here (indirect CRLs are not). For each reason
+// that has no critical extension beyond those handled here. For each reason
 // the latest complete one decides; a delta CRL that builds on it comes on top. "Good" takes lists
 // that cover all reasons together. A revocation later than `time` is none.
 Revocation Judge(RevocationQuestion& question, const std::vector<std::shared_ptr<Crl>>& crls);
+
+// Whether Judge would count the list, were the certificate one that it covers.
+bool IsSound(const RevocationQuestion& question, const Crl& crl);
 
 }  // namespace platform

@@ -61,11 +61,19 @@ bool SamePoint(DIST_POINT_NAME& first, DIST_POINT_NAME& second, X509_NAME* base)
     return ShareName(first.name.fullname, second.name.fullname);
 }
 
-bool TellsPoint(DIST_POINT& point, DIST_POINT_NAME& wanted, X509_NAME* issuer) {
-    // Another issuer's CRL would be an indirect one.
-    if (point.CRLissuer != nullptr && !Names(point.CRLissuer, issuer)) return false;
-    if (point.distpoint != nullptr) return SamePoint(*point.distpoint, wanted, issuer);
-    return wanted.type != kRelativeName && ShareName(point.CRLissuer, wanted.name.fullname);
+// A list, by its issuer and the name in its scope, null for none.
+struct Wanted {
+    X509_NAME* issuer;
+    DIST_POINT_NAME* name;
+    bool direct;  // the certificate's issuer made it
+};
+
+bool TellsPoint(DIST_POINT& point, const Wanted& list) {
+    const bool fits =
+        point.CRLissuer == nullptr ? list.direct : Names(point.CRLissuer, list.issuer);
+    if (!fits || list.name == nullptr) return fits;
+    if (point.distpoint != nullptr) return SamePoint(*point.distpoint, *list.name, list.issuer);
+    return list.name->type != kRelativeName && ShareName(point.CRLissuer, list.name->name.fullname);
 }
 
 // RFC 5280 6.3.3: behind the points that the certificate tells comes one of the issuer's name.
@@ -73,32 +81,45 @@ bool IsIssuer(DIST_POINT_NAME& wanted, X509_NAME* issuer) {
     return wanted.type != kRelativeName && Names(wanted.name.fullname, issuer);
 }
 
-Reasons ReasonsAtPoint(DIST_POINT_NAME* wanted, X509* subject) {
-    X509_NAME* issuer = X509_get_issuer_name(subject);
-    if (wanted == nullptr || IsIssuer(*wanted, issuer)) return kAllReasons;
+Reasons ReasonsAtPoint(const Wanted& list, X509* subject) {
+    if (list.direct && (list.name == nullptr || IsIssuer(*list.name, list.issuer))) {
+        return kAllReasons;
+    }
     const Points points(static_cast<CRL_DIST_POINTS*>(
         X509_get_ext_d2i(subject, NID_crl_distribution_points, nullptr, nullptr)));
     Reasons reasons = 0;
     for (int i = 0; i < sk_DIST_POINT_num(points.get()); ++i) {
         DIST_POINT& point = *sk_DIST_POINT_value(points.get(), i);
-        if (TellsPoint(point, *wanted, issuer)) reasons |= ReasonsIn(point.reasons);
+        if (TellsPoint(point, list)) reasons |= ReasonsIn(point.reasons);
     }
     return reasons;
 }
 
+Scope ScopeOf(const Crl& crl) {
+    return Scope(static_cast<ISSUING_DIST_POINT*>(
+        X509_CRL_get_ext_d2i(crl.Native(), NID_issuing_distribution_point, nullptr, nullptr)));
+}
+
 }  // namespace
+
+bool IsIndirect(const Crl& crl) {
+    const Scope scope = ScopeOf(crl);
+    return scope && scope->indirectCRL > 0;
+}
 
 Reasons ReasonsCovered(const Crl& crl, const Certificate& subject) {
     X509_CRL* native = crl.Native();
+    X509_NAME* issuer = X509_CRL_get_issuer(native);
+    const bool direct = X509_NAME_cmp(issuer, X509_get_issuer_name(subject.Native())) == 0;
     if (X509_CRL_get_ext_by_NID(native, NID_issuing_distribution_point, -1) < 0) {
-        return kAllReasons;
+        return direct ? kAllReasons : 0;
     }
-    const Scope scope(static_cast<ISSUING_DIST_POINT*>(
-        X509_CRL_get_ext_d2i(native, NID_issuing_distribution_point, nullptr, nullptr)));
-    if (!scope || scope->indirectCRL > 0 || scope->onlyattr > 0) return 0;
+    const Scope scope = ScopeOf(crl);
+    if (!scope || scope->onlyattr > 0 || (!direct && scope->indirectCRL <= 0)) return 0;
     const bool authority = (X509_get_extension_flags(subject.Native()) & EXFLAG_CA) != 0;
     if (authority ? scope->onlyuser > 0 : scope->onlyCA > 0) return 0;
-    return ReasonsAtPoint(scope->distpoint, subject.Native()) & ReasonsIn(scope->onlysomereasons);
+    return ReasonsAtPoint({issuer, scope->distpoint, direct}, subject.Native()) &
+           ReasonsIn(scope->onlysomereasons);
 }
 
 }  // namespace platform

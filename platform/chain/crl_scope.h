@@ -11,8 +11,12 @@ namespace platform {
 using Reasons = unsigned;
 inline constexpr Reasons kAllReasons = 0x807F;
 
-// The reasons for which `crl` tells of `subject`; none when it does not cover it. Indirect
-// CRLs and those for attribute certificates cover nothing.
+// The reasons for which `crl` tells of `subject`; none when it does not cover it: a list of another
+// issuer does only where it is an indirect one and a distribution point of the certificate names
+// its issuer. Those for attribute certificates cover nothing.
 Reasons ReasonsCovered(const Crl& crl, const Certificate& subject);
+
+// Its entries may be about certificates of several issuers.
+bool IsIndirect(const Crl& crl);
 
 }  // namespace platform

@@ -7,6 +7,7 @@
 
 #include "platform/base/ground.h"
 #include "platform/chain/budget.h"
+#include "platform/chain/crl_judge.h"
 #include "platform/chain/pool.h"
 
 namespace platform {
@@ -24,6 +25,8 @@ struct Link {
     DWORD error = 0;
     DWORD info = 0;
     bool selfSigned = false;
+    Revocation revocation = Revocation::Unknown;  // with its evidence, where it was asked for
+    Evidence evidence{};
 };
 
 struct Path {

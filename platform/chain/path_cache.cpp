@@ -51,18 +51,20 @@ std::string CacheGeneration(Side side) {
            std::to_string(status.st_mtim.tv_sec) + '/' + std::to_string(status.st_mtim.tv_nsec);
 }
 
-}  // namespace
+std::string CacheGenerations(const std::vector<Side>& sides) {
+    std::string all;
+    for (const Side side : sides) all += CacheGeneration(side) + '\n';
+    return all;
+}
 
+// Certificates and stores by their content, the stores on this computer by their generation.
 Bytes KeyOf(const ChainInputs& inputs) {
     KeyMaker key;
     key.Add(inputs.leaf.Der());
     key.Add(StoreHolding(inputs.leaf));
     key.Add(inputs.additional);
     key.Add(inputs.sides.size());
-    for (const Side side : {Side::User, Side::Machine}) {
-        key.Add(StoresGeneration(side));
-        key.Add(CacheGeneration(side));
-    }
+    for (const Side side : {Side::User, Side::Machine}) key.Add(StoresGeneration(side));
     key.Add(inputs.time == nullptr ? Ticks{0} : TicksOf(*inputs.time));
     key.Add(std::uint64_t{inputs.time == nullptr});
     key.Add(inputs.flags);
@@ -71,15 +73,19 @@ Bytes KeyOf(const ChainInputs& inputs) {
     return key.Value();
 }
 
-Path PathCache::Get(const Bytes& key, const std::function<Path()>& find) {
+}  // namespace
+
+Path PathCache::Get(const ChainInputs& inputs, const std::function<Path()>& find) {
+    const Bytes key = KeyOf(inputs);
     const Ticks now = CurrentTicks();
     const auto kept = entries_.find(key);
-    const bool fresh =
-        kept != entries_.end() && now >= kept->second.made && now - kept->second.made < kLifetime;
+    const bool fresh = kept != entries_.end() && now >= kept->second.made &&
+                       now - kept->second.made < kLifetime &&
+                       kept->second.answers == CacheGenerations(inputs.sides);
     if (fresh) return kept->second.path;
     Path path = find();
     if (entries_.size() >= kMostEntries) entries_.clear();
-    entries_[key] = {path, now};
+    entries_[key] = {path, now, CacheGenerations(inputs.sides)};
     return path;
 }
 

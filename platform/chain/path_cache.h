@@ -4,7 +4,7 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <optional>
+#include <string>
 
 #include "platform/base/bytes.h"
 #include "platform/base/ticks.h"
@@ -23,20 +23,17 @@ struct ChainInputs {
     DWORD flags;
 };
 
-// The digest under which a chain of these inputs is kept: certificates and stores by their
-// content, the stores on this computer by their generation.
-Bytes KeyOf(const ChainInputs& inputs);
-
 class PathCache {
   public:
-    // The path kept under `key`, or the one that `find` answers. Kept for a few seconds,
-    // since what is valid now need not be so later.
-    Path Get(const Bytes& key, const std::function<Path()>& find);
+    // The path kept for these inputs, or the one that `find` answers. Kept for a few seconds,
+    // since what is valid now need not be so later, and until somebody else changes cache/.
+    Path Get(const ChainInputs& inputs, const std::function<Path()>& find);
 
   private:
     struct Entry {
         Path path;
         Ticks made = 0;
+        std::string answers;  // the generation of cache/, with what `find` put there
     };
     std::map<Bytes, Entry> entries_;
 };

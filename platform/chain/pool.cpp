@@ -9,6 +9,7 @@
 #include "platform/base/error.h"
 #include "platform/base/ticks.h"
 #include "platform/certs/compare.h"
+#include "platform/chain/addresses.h"
 #include "platform/providers/openssl.h"
 
 namespace platform {
@@ -112,16 +113,22 @@ void CertificatePool::ReadSystemStore(Side side, const char* name, bool trusted)
 
 void CertificatePool::Read(const std::shared_ptr<Store>& store, bool trusted) {
     if (!store) return;
-    for (auto& certificate : store->Certificates()) {
-        const auto [place, added] = positions_.try_emplace(certificate->Der(), entries_.size());
-        if (added) {
-            DistinguishedName subject(certificate->Info().Subject);
-            names_.emplace(subject.Hash(), entries_.size());
-            entries_.push_back({std::move(certificate), false, std::move(subject)});
-        }
-        if (trusted) entries_[place->second].trusted = true;
-    }
+    for (auto& certificate : store->Certificates()) Add(std::move(certificate), trusted);
     stores_.push_back(store);
+}
+
+void CertificatePool::Add(std::shared_ptr<Certificate> certificate, bool trusted) {
+    const auto [place, added] = positions_.try_emplace(certificate->Der(), entries_.size());
+    if (added) {
+        DistinguishedName subject(certificate->Info().Subject);
+        names_.emplace(subject.Hash(), entries_.size());
+        entries_.push_back({std::move(certificate), false, std::move(subject)});
+    }
+    if (trusted) entries_[place->second].trusted = true;
+}
+
+void CertificatePool::Add(const Certificates& certificates) {
+    for (const auto& certificate : certificates) Add(certificate, false);
 }
 
 std::vector<const CertificatePool::Entry*> CertificatePool::EntriesNamed(
@@ -168,14 +175,20 @@ bool CertificatePool::Trusts(const Certificate& certificate) const {
     return place != positions_.end() && entries_[place->second].trusted;
 }
 
-std::vector<std::shared_ptr<Crl>> CertificatePool::CrlsOf(const Certificate& issuer) const {
-    const DistinguishedName wanted(issuer.Info().Subject);
+std::vector<std::shared_ptr<Crl>> CertificatePool::CrlsFor(const Certificate& subject) const {
+    const std::vector<Bytes> named = ListIssuers(subject);
+    std::vector<CERT_NAME_BLOB> blobs = {subject.Info().Issuer};
+    for (const Bytes& name : named) {
+        blobs.push_back({static_cast<DWORD>(name.size()), const_cast<BYTE*>(name.data())});
+    }
+    const std::vector<DistinguishedName> wanted(blobs.begin(), blobs.end());
     std::vector<std::shared_ptr<Crl>> found;
     for (const auto& store : stores_) {
         for (auto& crl : store->Crls()) {
-            if (wanted.Equals(DistinguishedName(crl->Info().Issuer))) {
-                found.push_back(std::move(crl));
-            }
+            const DistinguishedName issuer(crl->Info().Issuer);
+            const bool fits = std::any_of(wanted.begin(), wanted.end(),
+                                          [&](const auto& name) { return name.Equals(issuer); });
+            if (fits) found.push_back(std::move(crl));
         }
     }
     return found;

@@ -45,6 +45,9 @@ class CertificatePool {
     CertificatePool(const Certificate& leaf, const std::shared_ptr<Store>& additional,
                     const std::vector<Side>& sides);
 
+    // Untrusted ones, from somewhere else.
+    void Add(const Certificates& certificates);
+
     // Every certificate whose name is the issuer's, and whose key identifier is the one
     // that the subject tells, if both tell one. The likeliest first: trusted, then valid at
     // `time`, then the latest issued. Each certificate once, wherever it stands; none that
@@ -54,11 +57,13 @@ class CertificatePool {
     [[nodiscard]] Certificates Named(const CERT_NAME_BLOB& subject) const;
     [[nodiscard]] bool Trusts(const Certificate& certificate) const;
 
-    // CRLs of the same stores whose issuer bears the name of `issuer`.
-    [[nodiscard]] std::vector<std::shared_ptr<Crl>> CrlsOf(const Certificate& issuer) const;
+    // CRLs of the same stores, of the certificate's issuer and of those that its distribution
+    // points name instead.
+    [[nodiscard]] std::vector<std::shared_ptr<Crl>> CrlsFor(const Certificate& subject) const;
 
   private:
     void Read(const std::shared_ptr<Store>& store, bool trusted);
+    void Add(std::shared_ptr<Certificate> certificate, bool trusted);
     void ReadSystemStore(Side side, const char* name, bool trusted);
 
     struct Entry {

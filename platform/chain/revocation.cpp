@@ -6,59 +6,23 @@
 
 #include "platform/base/error.h"
 #include "platform/base/ticks.h"
+#include "platform/certs/compare.h"
 #include "platform/stores/store.h"
 
 namespace platform {
 namespace {
 
-namespace fs = std::filesystem;
-
 class StoreSource : public RevocationSource {
   public:
     explicit StoreSource(const CertificatePool& pool) : pool_(pool) {}
     Revocation Ask(RevocationQuestion& question) override {
-        return Judge(question, pool_.CrlsOf(question.issuer));
+        const Revocation answer = Judge(question, pool_.CrlsFor(question.subject));
+        question.evidence.source = "stores";
+        return answer;
     }
 
   private:
     const CertificatePool& pool_;
-};
-
-class CacheSource : public RevocationSource {
-  public:
-    explicit CacheSource(fs::path folder) : folder_(std::move(folder)) {}
-    Revocation Ask(RevocationQuestion& question) override {
-        if (!read_) ReadFolder();
-        const DistinguishedName wanted(question.issuer.Info().Subject);
-        std::vector<std::shared_ptr<Crl>> crls;
-        for (const auto& crl : crls_) {
-            if (wanted.Equals(DistinguishedName(crl->Info().Issuer))) crls.push_back(crl);
-        }
-        return Judge(question, crls);
-    }
-
-  private:
-    void ReadFolder() {
-        read_ = true;
-        std::error_code error;
-        for (fs::directory_iterator file(folder_, error), end; !error && file != end;
-             file.increment(error)) {
-            if (file->path().extension() == ".crl") ReadFile(file->path());
-        }
-    }
-
-    void ReadFile(const fs::path& file) {
-        try {
-            const CertificateBundle bundle = ReadBundle(ReadWholeFile(file));
-            crls_.insert(crls_.end(), bundle.crls.begin(), bundle.crls.end());
-        } catch (const Error&) {
-            // As good as absent.
-        }
-    }
-
-    fs::path folder_;
-    bool read_ = false;
-    std::vector<std::shared_ptr<Crl>> crls_;
 };
 
 Revocation AskAll(RevocationQuestion& question, const RevocationSources& sources) {
@@ -102,7 +66,7 @@ const Certificate* IssuerIn(const Path& path, std::size_t index) {
 // For the question about a signer of CRLs itself, where the way must end.
 class NoOthers : public OtherSigners {
   public:
-    std::vector<std::shared_ptr<Certificate>> Of(const Certificate&) override { return {}; }
+    std::vector<std::shared_ptr<Certificate>> Of(const CERT_NAME_BLOB&) override { return {}; }
     bool Trusted(const std::shared_ptr<Certificate>&) override { return false; }
 };
 
@@ -115,14 +79,10 @@ class SignersUnder : public OtherSigners {
         request_.time = time;
     }
 
-    CertificatePool::Certificates Of(const Certificate& issuer) override {
+    CertificatePool::Certificates Of(const CERT_NAME_BLOB& name) override {
         if (!path_.trusted) return {};
-        const auto [place, added] = named_.try_emplace(&issuer);
-        if (added) {
-            place->second = pool_.Named(issuer.Info().Subject);
-            std::erase_if(place->second,
-                          [&](const auto& one) { return Equal(one->Der(), issuer.Der()); });
-        }
+        const auto [place, added] = named_.try_emplace(Copy(ViewOf(name)));
+        if (added) place->second = pool_.Named(name);
         return place->second;
     }
 
@@ -164,7 +124,7 @@ class SignersUnder : public OtherSigners {
     const RevocationSources& sources_;
     Budget& budget_;
     ChainRequest request_;
-    std::map<const Certificate*, CertificatePool::Certificates> named_;
+    std::map<Bytes, CertificatePool::Certificates> named_;
     std::map<const Certificate*, bool> known_;
 };
 
@@ -172,10 +132,6 @@ class SignersUnder : public OtherSigners {
 
 std::unique_ptr<RevocationSource> StoreCrls(const CertificatePool& pool) {
     return std::make_unique<StoreSource>(pool);
-}
-
-std::unique_ptr<RevocationSource> CachedCrls(fs::path folder) {
-    return std::make_unique<CacheSource>(std::move(folder));
 }
 
 void CheckRevocation(Path& path, DWORD flags, const FILETIME& time, const CertificatePool& pool,
@@ -187,12 +143,12 @@ void CheckRevocation(Path& path, DWORD flags, const FILETIME& time, const Certif
     for (std::size_t index = 0; index < count; ++index) {
         Link& link = path.links[index];
         if ((link.error & CERT_TRUST_IS_NOT_SIGNATURE_VALID) != 0) continue;
-        Revocation answer = Revocation::Unknown;
         if (const Certificate* issuer = IssuerIn(path, index)) {
             RevocationQuestion question{*link.certificate, *issuer, time, now, others, budget};
-            answer = AskAll(question, sources);
+            link.revocation = AskAll(question, sources);
+            if (link.revocation != Revocation::Unknown) link.evidence = question.evidence;
         }
-        link.error |= BitsOf(answer);
+        link.error |= BitsOf(link.revocation);
     }
 }
 

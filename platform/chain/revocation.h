@@ -1,7 +1,6 @@
 // Revocation of the certificates of a path.
 #pragma once
 
-#include <filesystem>
 #include <memory>
 #include <vector>
 
@@ -11,10 +10,8 @@
 namespace platform {
 
 // A place that knows of revocations. Sources are asked in order until one does not answer
-// "unknown"; what each learned is kept in the question's covered reasons. One over the
-// network is one more source, behind those that are on this computer: it has the subject
-// with its addresses and the issuer that checked it, hands lists that it fetched to Judge,
-// and keeps its own time limits.
+// "unknown"; what each learned is kept in the question's covered reasons, and what the answer
+// rests on in its evidence.
 class RevocationSource {
   public:
     virtual ~RevocationSource() = default;
@@ -25,9 +22,6 @@ using RevocationSources = std::vector<std::unique_ptr<RevocationSource>>;
 
 // CRLs of the pool's stores.
 std::unique_ptr<RevocationSource> StoreCrls(const CertificatePool& pool);
-// CRL files ("*.crl") of a home's cache/ folder. A damaged one counts as absent, since a
-// cache may be deleted at any time.
-std::unique_ptr<RevocationSource> CachedCrls(std::filesystem::path folder);
 
 // Sets CERT_TRUST_IS_REVOKED and CERT_TRUST_REVOCATION_STATUS_UNKNOWN on the certificates
 // that the CERT_CHAIN_REVOCATION_CHECK_* bits of `flags` name. One that its issuer did not

@@ -18,6 +18,7 @@ namespace platform {
     USE(curl_global_init)                 \
     USE(curl_easy_init)                   \
     USE(curl_easy_cleanup)                \
+    USE(curl_easy_perform)                \
     USE(curl_easy_setopt)                 \
     USE(curl_easy_getinfo)                \
     USE(curl_easy_pause)                  \

@@ -18,12 +18,13 @@ struct World {
 
     static Recipe LeafWithPoint() {
         Recipe recipe = LeafNamed("Leaf");
-        // http://a/b; "CN=p" relative to the issuer; http://a/r for a stolen key alone.
+        // xttp://a/b, where nobody can be asked; "CN=p" relative to the issuer; xttp://a/r for a
+        // stolen key alone.
         recipe.extensions.push_back({"2.5.29.31",
                                      "3038"
-                                     "3010A00EA00C860A687474703A2F2F612F62"
+                                     "3010A00EA00C860A787474703A2F2F612F62"
                                      "300EA00CA10A300806035504030C0170"
-                                     "3014A00EA00C860A687474703A2F2F612F7281020640"});
+                                     "3014A00EA00C860A787474703A2F2F612F7281020640"});
         return recipe;
     }
 };
@@ -46,9 +47,9 @@ TEST_F(ChainTest, WhichListsCount) {
     const std::string fewerReasons = "critical,30058303073F00";
     const std::string indirect = "critical,30038401FF";
     const std::string attributes = "critical,30038501FF";
-    const std::string thisPoint = "critical,3010A00EA00C860A687474703A2F2F612F62";
-    const std::string otherPoint = "critical,3010A00EA00C860A687474703A2F2F612F63";
-    const std::string stolenPoint = "critical,3010A00EA00C860A687474703A2F2F612F72";
+    const std::string thisPoint = "critical,3010A00EA00C860A787474703A2F2F612F62";
+    const std::string otherPoint = "critical,3010A00EA00C860A787474703A2F2F612F63";
+    const std::string stolenPoint = "critical,3010A00EA00C860A787474703A2F2F612F72";
     const std::string relative = "critical,300EA00CA10A300806035504030C0170";
     const std::string otherRelative = "critical,300EA00CA10A300806035504030C0171";
     const std::string relativeInFull =
@@ -84,7 +85,7 @@ TEST_F(ChainTest, WhichListsCount) {
          0x40,
          {{.revoked = {gone}, .extensions = {{kScope, authorities}}}}},
         {"for attributes", 0x40, {{.extensions = {{kScope, attributes}}}}},
-        {"indirect", 0x40, {{.extensions = {{kScope, indirect}}}}},
+        {"indirect", 0, {{.extensions = {{kScope, indirect}}}}},
         {"damaged scope", 0x40, {{.extensions = {{kScope, "critical,0401"}}}}},
         {"for this point", 0, {{.extensions = {{kScope, thisPoint}}}}},
         {"for another point", 0x40, {{.extensions = {{kScope, otherPoint}}}}},
@@ -166,11 +167,6 @@ TEST_F(ChainTest, WhichListsCount) {
 TEST_F(ChainTest, EveryPlaceIsLookedAt) {
     const World& w = TheWorld();
     const auto revoking = MakeCrl(w.root, {.revoked = {{&w.leaf}}});
-    const auto cached = [&](const char* variable, const char* name, ByteView content) {
-        const std::filesystem::path cache = std::filesystem::path(std::getenv(variable)) / "cache";
-        std::filesystem::create_directories(cache);
-        WriteFile(cache / name, content);
-    };
     const struct {
         const char* name;
         DWORD status;
@@ -180,20 +176,6 @@ TEST_F(ChainTest, EveryPlaceIsLookedAt) {
         {"Root", 0x4, [&] { Put("Root", revoking); }},
         {"machine's CA", 0x4, [&] { Put("CA", revoking, Side::Machine); }},
         {"a store of another name", 0x40, [&] { Put("Other", revoking); }},
-        {"user's cache", 0x4, [&] { cached("KESTREL_HOME", "x.crl", revoking->Der()); }},
-        {"machine's cache", 0x4, [&] { cached("KESTREL_MACHINE_HOME", "x.crl", revoking->Der()); }},
-        {"damaged cache", 0x4,
-         [&] {
-             cached("KESTREL_HOME", "a.crl", ByteView(revoking->Der()).first(50));
-             cached("KESTREL_HOME", "x.crl", revoking->Der());
-         }},
-        {"other file in the cache", 0x40,
-         [&] { cached("KESTREL_HOME", "x.tmp", revoking->Der()); }},
-        {"stores before the cache", 0,
-         [&] {
-             Put("CA", MakeCrl(w.root));
-             cached("KESTREL_HOME", "x.crl", revoking->Der());
-         }},
     };
     for (const auto& row : rows) {
         Clear();
@@ -201,6 +183,65 @@ TEST_F(ChainTest, EveryPlaceIsLookedAt) {
         row.put();
         EXPECT_EQ(StatusOf(w.leaf.Cert(), kCheck), row.status) << row.name;
     }
+}
+
+// Lists of "Lists", which a certificate of "Root" names as the issuer of its list.
+TEST_F(ChainTest, IndirectLists) {
+    const Identity root(AuthorityNamed("Root"));
+    const Identity lists(AuthorityNamed("Lists"), &root);
+    const Identity stranger(AuthorityNamed("Lists"));
+    const Identity strange(AuthorityNamed("Strange"), &root);
+    const Identity other(LeafNamed("Other"), &root);
+    const auto below = [&](const char* points) {
+        Recipe recipe = LeafNamed("Leaf");
+        recipe.extensions.push_back({"2.5.29.31", points});
+        return Identity(recipe, &root);
+    };
+    const Identity leaf = below("30183016A214A4123010310E300C06035504030C054C69737473");
+    const Identity plain = below("300C300AA008A006860461626364");
+    const std::string roots = "critical,3013A411300F310D300B06035504030C04526F6F74";
+    const std::string listsOwn = "critical,3014A4123010310E300C06035504030C054C69737473";
+    constexpr const char* kIssuer = "2.5.29.29";
+    const std::vector<Extension> indirect = {{kScope, "critical,30038401FF"}};
+    const RevokedEntry gone{.identity = &leaf, .extensions = {{kIssuer, roots}}};
+    const RevokedEntry silent{.identity = &leaf};
+    const RevokedEntry another{.identity = &other, .extensions = {{kIssuer, roots}}};
+    const RevokedEntry elsewhere{.identity = &leaf, .extensions = {{kIssuer, listsOwn}}};
+    const struct {
+        const char* name;
+        DWORD status;
+        const Identity& issuer;
+        CrlRecipe list;
+    } rows[] = {
+        {"empty", 0, lists, {.extensions = indirect}},
+        {"revoked", 0x4, lists, {.revoked = {gone}, .extensions = indirect}},
+        {"behind an entry that tells the issuer",
+         0x4,
+         lists,
+         {.revoked = {another, silent}, .extensions = indirect}},
+        {"the number alone", 0, lists, {.revoked = {silent}, .extensions = indirect}},
+        {"another issuer's of that number",
+         0,
+         lists,
+         {.revoked = {another, elsewhere}, .extensions = indirect}},
+        {"not an indirect one", 0x40, lists, {}},
+        {"not an indirect one, with issuers", 0x40, root, {.revoked = {gone}}},
+        {"the same, indirect", 0x4, root, {.revoked = {gone}, .extensions = indirect}},
+        {"of an issuer that nobody trusts", 0x40, stranger, {.extensions = indirect}},
+        {"of an issuer that is not named", 0x40, strange, {.extensions = indirect}},
+    };
+    for (const auto& row : rows) {
+        Clear();
+        Put("Root", root.Cert());
+        for (const Identity* one : {&lists, &stranger, &strange}) Put("CA", one->Cert());
+        Put("CA", MakeCrl(row.issuer, row.list));
+        EXPECT_EQ(StatusOf(leaf.Cert(), kCheck), row.status) << row.name;
+    }
+    Clear();
+    Put("Root", root.Cert());
+    Put("CA", lists.Cert());
+    Put("CA", MakeCrl(lists, {.extensions = indirect}));
+    EXPECT_EQ(StatusOf(plain.Cert(), kCheck), 0x40U) << "it names no other issuer";
 }
 
 TEST_F(ChainTest, WhichCertificatesAreAskedAbout) {

@@ -1,0 +1,13 @@
+// Files of certificates and CRLs as the command line names them.
+#pragma once
+
+#include <string>
+
+#include "platform/stores/store.h"
+
+namespace kestrelctl {
+
+// Throws Failure for a file that holds none, and the platform's error with the file's name.
+platform::CertificateBundle ReadBundleFile(const std::string& file);
+
+}  // namespace kestrelctl

@@ -1,0 +1,222 @@
+// kestrelctl chain and cache: why a chain is good or bad, and what was fetched for it.
+#include <algorithm>
+#include <cstdio>
+
+#include "kestrelctl/bundle_file.h"
+#include "kestrelctl/commands.h"
+#include "kestrelctl/output.h"
+#include "kestrelctl/text_forms.h"
+#include "platform/base/ticks.h"
+#include "platform/chain/chain.h"
+#include "platform/chain/stamp_policy.h"
+
+namespace kestrelctl {
+namespace {
+
+using platform::Side;
+
+using Found = std::shared_ptr<platform::Certificate>;
+
+constexpr DWORD kCheck = CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT;
+
+constexpr struct {
+    DWORD bit;
+    const char* words;
+} kBits[] = {
+    {CERT_TRUST_IS_NOT_TIME_VALID, "not valid at this time"},
+    {CERT_TRUST_IS_REVOKED, "revoked"},
+    {CERT_TRUST_IS_NOT_SIGNATURE_VALID, "its signature is wrong"},
+    {CERT_TRUST_IS_NOT_VALID_FOR_USAGE, "not for this use"},
+    {CERT_TRUST_IS_UNTRUSTED_ROOT, "the root is not trusted"},
+    {CERT_TRUST_REVOCATION_STATUS_UNKNOWN, "nobody told whether it is revoked"},
+    {CERT_TRUST_IS_CYCLIC, "the issuers go round in a circle"},
+    {CERT_TRUST_INVALID_EXTENSION, "an extension is damaged"},
+    {CERT_TRUST_INVALID_POLICY_CONSTRAINTS, "policies do not fit"},
+    {CERT_TRUST_INVALID_BASIC_CONSTRAINTS, "it may not issue certificates, or not so many"},
+    {CERT_TRUST_INVALID_NAME_CONSTRAINTS, "names do not fit what an issuer allows"},
+    {CERT_TRUST_HAS_NOT_PERMITTED_NAME_CONSTRAINT, "an issuer does not permit the name"},
+    {CERT_TRUST_HAS_EXCLUDED_NAME_CONSTRAINT, "an issuer excludes the name"},
+    {CERT_TRUST_HAS_NOT_SUPPORTED_CRITICAL_EXT, "a critical extension is unknown"},
+    {CERT_TRUST_IS_PARTIAL_CHAIN, "its issuer was not found"},
+};
+
+std::string WordsOf(DWORD error) {
+    std::string words;
+    for (const auto& row : kBits) {
+        if ((error & row.bit) == 0) continue;
+        words += (words.empty() ? "" : "; ") + std::string(row.words);
+        error &= ~row.bit;
+    }
+    if (error != 0) words += (words.empty() ? "" : "; ") + std::string("another fault");
+    return words.empty() ? "good" : words;
+}
+
+const char* WordOf(platform::Revocation revocation) {
+    switch (revocation) {
+        case platform::Revocation::Good:
+            return "not revoked";
+        case platform::Revocation::Revoked:
+            return "revoked";
+        case platform::Revocation::Unknown:
+            break;
+    }
+    return "unknown";
+}
+
+std::string AgeText(platform::Ticks since) {
+    constexpr struct {
+        platform::Ticks seconds;
+        const char* unit;
+    } kUnits[] = {{86400, "d"}, {3600, "h"}, {60, "min"}};
+    const platform::Ticks now = platform::CurrentTicks();
+    const platform::Ticks seconds = now > since ? (now - since) / platform::kTicksPerSecond : 0;
+    for (const auto& row : kUnits) {
+        if (seconds >= row.seconds) return std::to_string(seconds / row.seconds) + " " + row.unit;
+    }
+    return std::to_string(seconds) + " s";
+}
+
+std::string UntilText(const FILETIME& time) {
+    return platform::TicksOf(time) == 0 ? "" : TimeText(time);
+}
+
+// ---- the command line ----------------------------------------------------------
+
+bool IsFile(const std::string& name) {
+    std::error_code error;
+    return std::filesystem::exists(name, error);
+}
+
+Found InFile(const std::string& name) {
+    const auto bundle = ReadBundleFile(name);
+    if (bundle.certificates.empty()) throw Failure(name + " holds no certificate");
+    return bundle.certificates.front();
+}
+
+// Of several that begin so, equal ones count as one.
+Found ByThumbprint(const std::string& thumbprint) {
+    Found found;
+    for (const Side side : {Side::User, Side::Machine}) {
+        for (const std::string& name : platform::SystemStoreNames(side)) {
+            const auto store = OpenSystemStore(side, name, platform::OpenMode::Existing);
+            for (const auto& certificate : store->Certificates()) {
+                if (!Thumbprint(certificate->Der()).starts_with(thumbprint)) continue;
+                if (found && !platform::Equal(found->Der(), certificate->Der())) {
+                    throw Failure("'" + thumbprint + "' begins several thumbprints");
+                }
+                if (!found) found = certificate;
+            }
+        }
+    }
+    if (!found) throw Failure("no file and no certificate is '" + thumbprint + "'");
+    return found;
+}
+
+Found CertificateNamed(const std::string& name) {
+    return IsFile(name) ? InFile(name) : ByThumbprint(PlainHex(name));
+}
+
+// "2026-11-21", with " 02:20" and ":00" behind it or not; UTC.
+FILETIME TimeNamed(const std::string& text) {
+    SYSTEMTIME time{};
+    char separator = ' ';
+    int end = 0;
+    std::sscanf(text.c_str(), "%4hu-%2hu-%2hu%n%c%2hu:%2hu%n:%2hu%n", &time.wYear, &time.wMonth,
+                &time.wDay, &end, &separator, &time.wHour, &time.wMinute, &end, &time.wSecond,
+                &end);
+    const std::string rest = text.substr(std::min(static_cast<std::size_t>(end), text.size()));
+    const bool shaped =
+        end != 0 && (rest.empty() || rest == "Z") && (separator == ' ' || separator == 'T');
+    FILETIME moment{};
+    if (!shaped || !SystemTimeToFileTime(&time, &moment)) {
+        throw UsageError("'--at' needs a time such as \"2026-11-21 02:20:00\", not '" + text + "'");
+    }
+    return moment;
+}
+
+bool ForStamps(const Arguments& arguments) {
+    const std::string purpose = arguments.Get("purpose", "any");
+    if (purpose != "any" && purpose != "stamp") {
+        throw UsageError("'--purpose' is 'any' or 'stamp', not '" + purpose + "'");
+    }
+    return purpose == "stamp";
+}
+
+// ---- showing -------------------------------------------------------------------
+
+void PrintPath(const platform::Path& path, bool json) {
+    Listing listing({"subject", "thumbprint", "status", "revocation", "source", "age", "until"});
+    for (std::size_t i = 0; i < path.links.size(); ++i) {
+        const platform::Link& link = path.links[i];
+        const bool last = i + 1 == path.links.size();
+        const bool told = link.revocation != platform::Revocation::Unknown;
+        const bool asked = told || (link.error & CERT_TRUST_REVOCATION_STATUS_UNKNOWN) != 0;
+        listing.Add({NameText(link.certificate->Info().Subject),
+                     Thumbprint(link.certificate->Der()),
+                     WordsOf(link.error | (last ? path.error : 0)),
+                     asked ? WordOf(link.revocation) : "not asked", link.evidence.source,
+                     told ? AgeText(platform::TicksOf(link.evidence.thisUpdate)) : "",
+                     UntilText(link.evidence.nextUpdate)});
+    }
+    listing.Print(json);
+}
+
+std::string TextOfCode(DWORD code) {
+    const char* text = platform::SystemText(code, false);
+    return text != nullptr ? text : "unknown error";
+}
+
+}  // namespace
+
+void Chain(const Arguments& arguments) {
+    const bool stamps = ForStamps(arguments);
+    platform::ChainRequest request;
+    const std::string* at = arguments.Find("at");
+    request.time = at != nullptr ? TimeNamed(*at) : platform::FileTimeOf(platform::CurrentTicks());
+    const auto leaf = CertificateNamed(arguments.positionals[0]);
+    const platform::Path path = ExamineChain(leaf, request, kCheck).path;
+    PrintPath(path, arguments.Json());
+    FinishOutput();
+    if (stamps) {
+        const platform::Chain record(path);
+        const auto finding = platform::JudgeStampChain(*record.Context(), request.time);
+        if (finding.error != 0) throw Failure("bad chain: " + TextOfCode(finding.error));
+    } else if (path.Error() != 0) {
+        throw Failure("bad chain: " + WordsOf(path.Error()));
+    }
+}
+
+void CacheList(const Arguments& arguments) {
+    Listing listing({"kind", "address", "state", "until", "age", "size"});
+    for (const auto& [answer, size] : platform::KeptAnswers(arguments.Side())) {
+        const bool over = platform::CurrentTicks() >= answer.until;
+        const std::string why(answer.body.begin(), answer.body.end());
+        listing.Add({NameOf(answer.kind), answer.address,
+                     answer.failed ? "failed: " + why : std::string(over ? "over" : "in force"),
+                     TimeText(platform::FileTimeOf(answer.until)), AgeText(answer.fetched),
+                     std::to_string(size)});
+    }
+    listing.Print(arguments.Json());
+}
+
+void CacheClear(const Arguments& arguments) {
+    const std::size_t count = platform::ClearAnswers(arguments.Side());
+    Say("Removed " + std::to_string(count) + (count == 1 ? " answer." : " answers."));
+}
+
+void CacheFetch(const Arguments& arguments) {
+    if (!platform::RetrievalAllowed()) {
+        throw Failure("fetching is turned off (Software\\Kestrel\\Platform, Retrieve)");
+    }
+    platform::ChainRequest request;
+    request.time = platform::FileTimeOf(platform::CurrentTicks());
+    const auto leaf = CertificateNamed(arguments.positionals[0]);
+    Listing listing({"kind", "address", "outcome", "until"});
+    for (const platform::Retrieval& one : ExamineChain(leaf, request, kCheck).retrievals) {
+        listing.Add({NameOf(one.inquiry.kind), one.inquiry.address, one.outcome,
+                     TimeText(platform::FileTimeOf(one.until))});
+    }
+    listing.Print(arguments.Json());
+}
+
+}  // namespace kestrelctl

@@ -1,0 +1,57 @@
+// The network as the checks of one chain may use it: within its times, each address once, and
+// what came is kept.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/chain/answer_cache.h"
+
+namespace platform {
+
+// What became of one inquiry, for those who want to see it.
+struct Retrieval {
+    Inquiry inquiry;
+    std::string outcome;  // "fetched", "kept", or why there is no answer
+    Ticks until = 0;      // how long it holds
+};
+
+class Retriever {
+  public:
+    // 30 s for all that it fetches begin with the first.
+    // `network`: whether anything may be fetched; the cache is read in any case.
+    Retriever(const std::vector<Side>& sides, bool network);
+
+    // The answer that is kept; a failed one when the address was asked in vain not long ago.
+    [[nodiscard]] std::optional<Answer> Kept(const Inquiry& inquiry);
+    // Whether Fetch would ask.
+    [[nodiscard]] bool MayFetch(const Inquiry& inquiry) const;
+    // What the address answers, whatever it is. The caller looks at it and says Keep or
+    // Refuse. None when it may not be asked or has none, which is noted.
+    [[nodiscard]] std::optional<Bytes> Fetch(const Inquiry& inquiry);
+    // `nextUpdate` 0: it tells none.
+    void Keep(const Inquiry& inquiry, Bytes body, Ticks nextUpdate);
+    void Refuse(const Inquiry& inquiry, const std::string& why);
+
+    [[nodiscard]] const std::vector<Retrieval>& Log() const { return log_; }
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    void Store(const Inquiry& inquiry, Answer answer);
+    void Note(const Inquiry& inquiry, const std::string& outcome, Ticks until);
+    [[nodiscard]] std::optional<Answer> Unreachable(const Inquiry& inquiry, Ticks now) const;
+    [[nodiscard]] std::chrono::milliseconds TimeLeft() const;
+
+    AnswerCache cache_;
+    bool network_;
+    std::optional<Clock::time_point> end_;
+    std::vector<Retrieval> log_;
+};
+
+// Whether the settings of both sides let the platform fetch: Software\Kestrel\Platform, Retrieve.
+bool RetrievalAllowed();
+
+}  // namespace platform

@@ -1,0 +1,77 @@
+"""`kestrelctl chain`: what it says of chains, in words, and how it is asked."""
+
+import hashlib
+import json
+import subprocess
+import unittest
+
+from authority import END, Authority, Web
+from kestrel_case import KESTRELCTL, KestrelCase
+
+
+class ChainTest(KestrelCase):
+    def setUp(self):
+        super().setUp()
+        self.web = Web()
+        self.addCleanup(self.web.close)
+        self.root = Authority(self, self.web, "root")
+        self.root.publish()
+        self.root.issue("ann", END + self.root.points())
+        self.root.issue("clock", END + self.root.points()
+                        + "extendedKeyUsage=critical,timeStamping\n")
+        self.stranger = Authority(self, self.web, "stranger")
+        self.stranger.issue("eve", END)
+        self.ctl("trust", "root.pem")
+
+    def run_chain(self, *words):
+        return subprocess.run([KESTRELCTL, "chain", *words], cwd=self.folder, env=self.env,
+                              capture_output=True, timeout=60, check=False)
+
+    def test_verdicts(self):
+        self.ctl("store", "add", "AddressBook", "ann.pem")
+        _, der = self.openssl("x509", "-in", "ann.pem", "-outform", "DER")
+        thumbprint = hashlib.sha1(der).hexdigest()
+        self.write("forged.cer", der[:-1] + bytes([der[-1] ^ 1]))
+        rows = [
+            ("good", ["ann.pem"], 0, b"good", b""),
+            ("by thumbprint", [thumbprint[:10].upper()], 0, b"good", b""),
+            ("with colons", [":".join(thumbprint[i:i + 2] for i in range(0, 40, 2))], 0, b"good",
+             b""),
+            ("no issuer", ["eve.pem"], 1, b"its issuer was not found", b"its issuer was not found"),
+            ("not trusted", ["stranger.pem"], 1, b"the root is not trusted", b"not trusted"),
+            ("altered", ["forged.cer"], 1, b"its signature is wrong", b"its signature is wrong"),
+            ("before it began", ["ann.pem", "--at", "2020-01-01"], 1, b"not valid at this time",
+             b"not valid at this time"),
+            ("a service", ["clock.pem", "--purpose", "stamp"], 0, b"good", b""),
+            ("no service", ["ann.pem", "--purpose", "stamp"], 1, b"good", b"bad chain: "),
+            ("any purpose", ["clock.pem", "--purpose", "any"], 0, b"good", b""),
+            ("no such thing", ["abcdef"], 1, b"", b"no file and no certificate is 'abcdef'"),
+            ("a list", ["root.crl"], 1, b"", b"root.crl holds no certificate"),
+            ("a key", ["ann.key"], 1, b"", b"ann.key"),
+            ("a bad time", ["ann.pem", "--at", "2026-11-21 1"], 2, b"", b"'--at' needs a time"),
+            ("no such day", ["ann.pem", "--at", "2026-02-30"], 2, b"", b"'--at' needs a time"),
+            ("a bad purpose", ["ann.pem", "--purpose", "tea"], 2, b"",
+             b"'--purpose' is 'any' or 'stamp', not 'tea'"),
+        ]
+        for title, words, status, printed, said in rows:
+            with self.subTest(title):
+                done = self.run_chain(*words)
+                self.assertEqual(done.returncode, status, done)
+                self.assertIn(printed, done.stdout)
+                self.assertIn(said, done.stderr)
+                self.assertEqual(bool(said), bool(done.stderr), done.stderr)
+
+    def test_listing(self):
+        rows = json.loads(self.run_chain("ann.pem", "--json", "--at", "2099-01-01T10:00:00Z").stdout)
+        self.assertEqual([row["subject"] for row in rows], ["CN=ann", "CN=root"])
+        self.assertEqual({row["status"] for row in rows}, {"not valid at this time"})
+        rows = json.loads(self.run_chain("ann.pem", "--json").stdout)
+        self.assertEqual(rows[0]["source"], "cache: CRL " + self.web.address("root.crl"))
+        self.assertRegex(rows[0]["age"], r"^\d+ (s|min)$")
+        _, until = self.openssl("crl", "-in", "root.crl", "-noout", "-nextupdate", "-dateopt",
+                                "iso_8601")
+        self.assertEqual(f"nextUpdate={rows[0]['until']}Z\n".encode(), until)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,160 @@
+// What is kept of the network's answers: entries written by hand, and which of them count.
+#include <sys/stat.h>
+
+#include <fstream>
+#include <functional>
+
+#include "platform/base/ticks.h"
+#include "platform/chain/retriever.h"
+#include "tests/platform/chain/authority.h"
+
+namespace platform::testing {
+namespace {
+
+constexpr const char* kNowhere = "http://127.0.0.1:1/list";  // nobody listens there
+
+std::string Sha256(ByteView content) {
+    WriteFile("digested", content);
+    return OpenSsl("dgst -sha256 -r digested").substr(0, 64);
+}
+
+std::filesystem::path CacheOf(const std::filesystem::path& home) { return home / "cache"; }
+
+// As docs/files.md has it; `from` and `until` are seconds from now.
+std::string EntryText(const std::string& kind, ByteView body, long from, long until) {
+    const auto moment = [](long seconds) {
+        return std::to_string(
+            static_cast<Ticks>(static_cast<long>(CurrentTicks() / kTicksPerSecond) + seconds) *
+            kTicksPerSecond);
+    };
+    return "kestrel-answer 1\n" + kind + '\n' + kNowhere + '\n' + moment(from) + '\n' +
+           moment(until) + '\n' + Sha256(body) + "\n\n" + std::string(body.begin(), body.end());
+}
+
+void PutEntry(const std::filesystem::path& home, const std::string& text) {
+    std::filesystem::create_directories(CacheOf(home));
+    WriteFile(CacheOf(home) / Sha256(ViewOf(std::string_view(kNowhere))), ViewOf(text));
+}
+
+TEST_F(ChainTest, WhichKeptAnswersCount) {
+    const Identity root(AuthorityNamed("Root"));
+    const Identity other(AuthorityNamed("Root"));
+    const Identity leaf(
+        [] {
+            Recipe recipe = LeafNamed("Leaf");
+            SetExtension(recipe, "crlDistributionPoints", std::string("URI:") + kNowhere);
+            return recipe;
+        }(),
+        &root);
+    const Bytes list = Copy(MakeCrl(root, {.revoked = {{&leaf}}})->Der());
+    const Bytes clean = Copy(MakeCrl(root)->Der());
+    const Bytes others = Copy(MakeCrl(other, {.revoked = {{&leaf}}})->Der());
+    const std::string good = EntryText("crl", list, -60, 60);
+    const auto altered = [](std::string text, std::size_t fromEnd) {
+        text[text.size() - fromEnd] ^= 1;
+        return text;
+    };
+    const struct {
+        const char* name;
+        DWORD status;
+        std::function<void()> put;
+    } rows[] = {
+        {"the user's", 0x4, [&] { PutEntry(UserHome(), good); }},
+        {"the machine's", 0x4, [&] { PutEntry(MachineHome(), good); }},
+        {"the user's before the machine's", 0,
+         [&] {
+             PutEntry(UserHome(), EntryText("crl", clean, -60, 60));
+             PutEntry(MachineHome(), good);
+         }},
+        {"behind a damaged one", 0x4,
+         [&] {
+             PutEntry(UserHome(), good.substr(0, good.size() - 1));
+             PutEntry(MachineHome(), good);
+         }},
+        {"stores before it", 0,
+         [&] {
+             PutEntry(UserHome(), good);
+             Put("CA", MakeCrl(root));
+         }},
+        {"over", 0x40, [&] { PutEntry(UserHome(), EntryText("crl", list, -60, -1)); }},
+        {"of the future", 0x40, [&] { PutEntry(UserHome(), EntryText("crl", list, 60, 120)); }},
+        {"another key's", 0x40, [&] { PutEntry(UserHome(), EntryText("crl", others, -60, 60)); }},
+        {"of no kind", 0x40, [&] { PutEntry(UserHome(), EntryText("list", list, -60, 60)); }},
+        {"failed", 0x40, [&] { PutEntry(UserHome(), EntryText("failed crl", list, -60, 60)); }},
+        {"cut", 0x40, [&] { PutEntry(UserHome(), good.substr(0, good.size() - 1)); }},
+        {"altered", 0x40, [&] { PutEntry(UserHome(), altered(good, 1)); }},
+        {"empty", 0x40, [&] { PutEntry(UserHome(), ""); }},
+        {"a list alone", 0x40,
+         [&] { PutEntry(UserHome(), std::string(list.begin(), list.end())); }},
+        {"under another name", 0x40,
+         [&] {
+             PutEntry(UserHome(), good);
+             for (const auto& entry : std::filesystem::directory_iterator(CacheOf(UserHome()))) {
+                 std::filesystem::rename(entry.path(), entry.path().string() + ".tmp");
+             }
+         }},
+    };
+    for (const auto& row : rows) {
+        Clear();
+        Put("Root", root.Cert());
+        row.put();
+        EXPECT_EQ(StatusOf(leaf.Cert(), kCheck | CERT_CHAIN_CACHE_ONLY_URL_RETRIEVAL), row.status)
+            << row.name;
+    }
+}
+
+// What nobody answers leaves an entry: the trace of who was asked about.
+TEST_F(ChainTest, NobodyIsAskedAboutTheSelfSigned) {
+    constexpr DWORD kAll = CERT_CHAIN_REVOCATION_CHECK_CHAIN;
+    Recipe recipe = AuthorityNamed("Root");
+    SetExtension(recipe, "crlDistributionPoints", "URI:http://127.0.0.1:1/own");
+    const Identity root(recipe);
+    recipe = LeafNamed("Leaf");
+    SetExtension(recipe, "crlDistributionPoints", "URI:http://127.0.0.1:1/leaf");
+    const Identity leaf(recipe, &root);
+    Put("Root", root.Cert());
+    EXPECT_EQ(StatusOf(root.Cert(), kAll), 0x40U);
+    EXPECT_TRUE(KeptAnswers(Side::User).empty());
+    EXPECT_EQ(StatusOf(leaf.Cert(), kAll), 0x40U);
+    const auto kept = KeptAnswers(Side::User);
+    ASSERT_EQ(kept.size(), 1U);
+    EXPECT_EQ(kept[0].answer.address, "http://127.0.0.1:1/leaf");
+    EXPECT_TRUE(kept[0].answer.failed);
+}
+
+// 256 MiB are all that stays; the oldest go first, and nothing that is not ours.
+TEST_F(ChainTest, TheOldestAnswersGo) {
+    constexpr std::uintmax_t kMiB = 1024 * 1024;
+    const auto folder = CacheOf(UserHome());
+    std::filesystem::create_directories(folder);
+    const auto old = [&](char letter, std::uintmax_t size, int hours) {
+        const auto file = folder / std::string(64, letter);
+        std::ofstream(file).close();
+        std::filesystem::resize_file(file, size);  // a hole: it takes no room
+        std::filesystem::last_write_time(
+            file, std::filesystem::file_time_type::clock::now() - std::chrono::hours(hours));
+    };
+    WriteFile(folder / "notes", Pattern(10));
+    const AnswerCache cache({Side::User});
+    const Ticks now = CurrentTicks();
+    const Answer answer{AnswerKind::Crl, false, kNowhere, now, now + kTicksPerSecond, Pattern(100)};
+    old('a', 100 * kMiB, 3);
+    old('b', 100 * kMiB, 1);
+    old('c', 56 * kMiB - 1000, 2);
+    ASSERT_TRUE(cache.Keep(std::string(64, 'd'), answer));
+    EXPECT_TRUE(std::filesystem::exists(folder / std::string(64, 'a'))) << "all fit";
+    old('e', 1000, 4);
+    ASSERT_TRUE(cache.Keep(std::string(64, 'd'), answer));
+    for (const auto& [letter, stays] :
+         {std::pair('a', true), {'b', true}, {'c', true}, {'d', true}, {'e', false}}) {
+        EXPECT_EQ(std::filesystem::exists(folder / std::string(64, letter)), stays) << letter;
+    }
+    old('f', 30 * kMiB, 0);
+    ASSERT_TRUE(cache.Keep(std::string(64, 'd'), answer));
+    EXPECT_FALSE(std::filesystem::exists(folder / std::string(64, 'a'))) << "the oldest";
+    EXPECT_TRUE(std::filesystem::exists(folder / std::string(64, 'c'))) << "enough is enough";
+    EXPECT_TRUE(std::filesystem::exists(folder / "notes"));
+}
+
+}  // namespace
+}  // namespace platform::testing
