@@ -12,5 +12,7 @@ std::string TimeText(const FILETIME& time);  // 2026-11-21 02:20:00, UTC
 std::string SerialText(const CRYPT_INTEGER_BLOB& serial);
 std::string Thumbprint(platform::ByteView der);  // SHA-1, hexadecimal
 std::string Sha256Text(platform::ByteView der);
+// One armoured block, byte for byte, whether anybody can read it or not.
+void AppendPem(std::string& text, const char* label, platform::ByteView der);
 
 }  // namespace kestrelctl
