@@ -4,6 +4,7 @@ import base64
 import json
 import os
 import re
+import shutil
 import subprocess
 import unittest
 
@@ -11,6 +12,7 @@ from kestrel_case import KESTREL, KestrelCase, closing, error_line
 
 SAVED = b"Request is saved in file.\n"
 INSTALLED = b"Certificate is installed.\n"
+HAS_CERTTOOL = shutil.which("certtool") is not None
 # Provider types, and whether their keys receive messages.
 PROVIDERS = ((24, True), (16, False), (75, True), (80, True), (81, True))
 REQUEST_KEYS = ["-dn", "CN=Ann", "-provtype", "24"]
@@ -78,6 +80,10 @@ class Enroll(KestrelCase):
                 self.assertIn("Digital Signature, Non Repudiation, Key Enc", text)
                 self.assertIn("S/MIME Capabilities", text)
                 self.assertEqual(len(self.listed("REQUEST")), 1)
+                if HAS_CERTTOOL:
+                    done = subprocess.run(["certtool", "--crq-info", "--inder", "--infile", "req"],
+                                          cwd=self.folder, capture_output=True, check=True)
+                    self.assertIn(f"Subject: O=Example,CN={name}\n".encode(), done.stdout)
                 self.issue("req", "cert")
                 self.expect(["-instcert", "-provtype", str(kind), "-cont", name, "cert.p7"], 0,
                             INSTALLED)
