@@ -39,7 +39,10 @@ class KeyUsage final
     : public AnyExtension<IX509ExtensionKeyUsage, enrollment::kIX509ExtensionKeyUsage> {
   public:
     HRESULT STDMETHODCALLTYPE InitializeEncode(X509KeyUsageFlags usage) override {
-        return Method([&] { held = KeyUsageExtension(static_cast<std::uint8_t>(usage)); });
+        return Method([&] {
+            if (usage < 0 || usage > 0xFF) throw Error(E_INVALIDARG);
+            held = KeyUsageExtension(static_cast<std::uint8_t>(usage));
+        });
     }
 };
 
