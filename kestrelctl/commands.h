@@ -13,6 +13,11 @@ void IdentityPasswd(const Arguments& arguments);
 void IdentityBind(const Arguments& arguments);
 void IdentityDelete(const Arguments& arguments);
 
+void RequestList(const Arguments& arguments);
+void RequestShow(const Arguments& arguments);
+void RequestDelete(const Arguments& arguments);
+void RequestRenew(const Arguments& arguments);
+
 void StoreList(const Arguments& arguments);
 void StoreShow(const Arguments& arguments);
 void StoreAdd(const Arguments& arguments);

@@ -35,39 +35,23 @@ std::string CommonName(const Certificate& certificate) {
     return name;
 }
 
-// A container's name in place of any text. What a table would have to escape is no good in
-// a name that is typed.
-std::string Cleaned(const std::string& text) {
-    std::string name = text;
-    for (char& c : name) {
-        if (c == '/' || c == '\\' || static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = '_';
-    }
-    return Container::ValidName(name) && Visible(name) == name ? name : "identity";
-}
-
 std::string BaseName(const NewIdentity& identity) {
-    return Cleaned(CommonName(*identity.certificate));
+    return Container::NameFrom(CommonName(*identity.certificate));
 }
 
-// Other processes wait at the lock, so that a free name stays free.
-Container CreateUnderFreeName(Side side, const std::string& base,
+Container CreateUnderFreeName(const NewIdentity& identity,
                               const platform::ContainerChange& content) {
-    std::string name = base;
-    for (int number = 2;; ++number) {
-        try {
-            Container container = Container::Create(side, name, content);
-            if (name != base) Say("Container '" + base + "' is another one and stays as it is.");
-            return container;
-        } catch (const platform::Error& error) {
-            if (!Is(error, NTE_EXISTS)) throw;
-        }
-        name = base + "-" + std::to_string(number);
+    const std::string base = BaseName(identity);
+    Container container = Container::CreateFresh(identity.side, base, content);
+    if (container.Name() != base) {
+        Say("Container '" + base + "' is another one and stays as it is.");
     }
+    return container;
 }
 
 Container CreateContainer(const NewIdentity& identity, const platform::ContainerChange& content) {
     const std::string& wanted = identity.container;
-    if (wanted.empty()) return CreateUnderFreeName(identity.side, BaseName(identity), content);
+    if (wanted.empty()) return CreateUnderFreeName(identity, content);
     if (!Container::ValidName(wanted)) throw Failure("'" + wanted + "' is no container name");
     return Container::Create(identity.side, wanted, content);
 }

@@ -18,31 +18,10 @@ using platform::Container;
 using platform::Secret;
 using platform::Side;
 
-Secret PinOf(const Arguments& arguments, std::string_view option = "pin") {
-    const std::string* given = arguments.Find(option);
-    return given != nullptr ? Secret(platform::ViewOf(*given)) : Secret();
-}
-
 std::string Quoted(const std::string& name) { return "'" + name + "'"; }
 
 std::string Count(std::size_t number, const char* what) {
     return std::to_string(number) + " " + what + (number == 1 ? "" : "s");
-}
-
-// The key specification of a container that holds a key. Throws Failure without one.
-DWORD FilledKeySpec(const Container& container) {
-    for (const DWORD spec : kKeySpecs) {
-        if (container.HasKey(spec)) return spec;
-    }
-    throw Failure("container " + Quoted(container.Name()) + " holds no key");
-}
-
-// The container's key, asking for its password when it has one and none was given.
-AnyKey LoadKey(const Container& container, DWORD spec, Secret& pin) {
-    if (container.NeedsPassword(spec) && pin.Empty()) {
-        pin = AskPassword("Password of container '" + Visible(container.Name()) + "': ");
-    }
-    return container.LoadKey(spec, pin);
 }
 
 CertificatePointer CertificateIn(Side side, const std::string& container) {

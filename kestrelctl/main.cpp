@@ -80,6 +80,24 @@ int main(int count, char** words) {
          "They go from \"My\" and \"Superseded\". One whose key another container has too leads\n"
          "there from then on. What the key alone could open is lost.",
          {kMachine}, IdentityDelete},
+        {"request", "list", "", 0, 0,
+         "Lists the certificate requests that wait for their answer.\n\n"
+         "The last column tells when the key of a request is gone.",
+         {kJson}, RequestList},
+        {"request", "show", "NAME", 1, 1,
+         "Shows the requests of a container in full.\n\n"
+         "NAME is the container, or the beginning of a request's thumbprint.",
+         {kJson}, RequestShow},
+        {"request", "delete", "NAME", 1, 1,
+         "Forgets the requests of a container. The key stays.\n\n"
+         "NAME is the container, or the beginning of a request's thumbprint. The answer can still\n"
+         "be installed by naming the container.",
+         {}, RequestDelete},
+        {"request", "renew", "CONTAINER OUT", 2, 2,
+         "Writes a request for the key and the subject of a certificate that is there.\n\n"
+         "What the certificate says of its uses and other names is asked for again. OUT is a PEM\n"
+         "file, or \"-\" for standard output; install the answer with kestrel -instcert.",
+         {kPin, kForce, kMachine}, RequestRenew},
         {"store", "list", "[NAME]", 0, 1,
          "Lists the stores, or the certificates of one.\n",
          {kJson, kMachine}, StoreList},

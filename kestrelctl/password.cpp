@@ -3,6 +3,8 @@
 
 #include <fstream>
 
+#include "kestrelctl/output.h"
+
 #include "platform/console/hidden_line.h"
 #include "platform/console/terminal.h"
 
@@ -33,6 +35,25 @@ platform::Secret AskNewPassword(const std::string& prompt) {
         throw Failure("the passwords differ");
     }
     return secret;
+}
+
+platform::Secret PinOf(const Arguments& arguments, std::string_view option) {
+    const std::string* given = arguments.Find(option);
+    return given != nullptr ? platform::Secret(platform::ViewOf(*given)) : platform::Secret();
+}
+
+DWORD FilledKeySpec(const platform::Container& container) {
+    for (const DWORD spec : {AT_KEYEXCHANGE, AT_SIGNATURE}) {
+        if (container.HasKey(spec)) return spec;
+    }
+    throw Failure("container '" + container.Name() + "' holds no key");
+}
+
+platform::AnyKey LoadKey(const platform::Container& container, DWORD spec, platform::Secret& pin) {
+    if (container.NeedsPassword(spec) && pin.Empty()) {
+        pin = AskPassword("Password of container '" + Visible(container.Name()) + "': ");
+    }
+    return container.LoadKey(spec, pin);
 }
 
 platform::Secret FilePassword(const Arguments& arguments, bool isNew) {

@@ -1,6 +1,4 @@
 // kestrelctl store and trust: certificates and CRLs by store.
-#include <openssl/evp.h>
-
 #include <algorithm>
 
 #include "kestrelctl/bundle_file.h"
@@ -68,20 +66,6 @@ void AddFiles(platform::Side side, const std::string& name, const std::vector<st
 }
 
 // ---- export --------------------------------------------------------------------
-
-// What the store holds, byte for byte, whether anybody can read it or not.
-void AppendPem(std::string& text, const char* label, platform::ByteView der) {
-    constexpr std::size_t kLine = 48;  // octets, 64 characters
-    text.append("-----BEGIN ").append(label).append("-----\n");
-    for (; !der.empty(); der = der.subspan(std::min(der.size(), kLine))) {
-        unsigned char line[65];
-        const int length =
-            EVP_EncodeBlock(line, der.data(), static_cast<int>(std::min(der.size(), kLine)));
-        text.append(reinterpret_cast<const char*>(line), static_cast<std::size_t>(length));
-        text += '\n';
-    }
-    text.append("-----END ").append(label).append("-----\n");
-}
 
 bool BeginsWith(platform::ByteView der, const std::string& thumbprint) {
     return Thumbprint(der).starts_with(thumbprint);

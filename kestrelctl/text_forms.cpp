@@ -52,4 +52,17 @@ std::string PlainHex(std::string text) {
 
 std::string Sha256Text(platform::ByteView der) { return DigestText("2.16.840.1.101.3.4.2.1", der); }
 
+void AppendPem(std::string& text, const char* label, platform::ByteView der) {
+    constexpr std::size_t kLine = 48;  // octets, 64 characters
+    text.append("-----BEGIN ").append(label).append("-----\n");
+    for (; !der.empty(); der = der.subspan(std::min(der.size(), kLine))) {
+        unsigned char line[65];
+        const int length =
+            EVP_EncodeBlock(line, der.data(), static_cast<int>(std::min(der.size(), kLine)));
+        text.append(reinterpret_cast<const char*>(line), static_cast<std::size_t>(length));
+        text += '\n';
+    }
+    text.append("-----END ").append(label).append("-----\n");
+}
+
 }  // namespace kestrelctl

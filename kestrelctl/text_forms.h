@@ -14,5 +14,7 @@ std::string Thumbprint(platform::ByteView der);  // SHA-1, hexadecimal
 // A thumbprint as a user writes it, without separators and in small letters.
 std::string PlainHex(std::string text);
 std::string Sha256Text(platform::ByteView der);
+// One armoured block, byte for byte, whether anybody can read it or not.
+void AppendPem(std::string& text, const char* label, platform::ByteView der);
 
 }  // namespace kestrelctl

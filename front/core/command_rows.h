@@ -45,10 +45,10 @@
     ROW(15, "delcert", RunDelCert, kDelcertUsage, true,                                 \
         " -delcert     Удалить сертификат из указанного хранилища.",                    \
         " -delcert     Delete certificate from a specified store.")                     \
-    ROW(16, "creatrqst", RunNotImplemented, kCreatrqstUsage, false,                     \
+    ROW(16, "creatrqst", RunCreatRqst, kCreatrqstUsage, false,                          \
         " -creatrqst   Создать запрос на сертификат и сохранить его в файле PKCS #10.", \
         " -creatrqst   Create certificate request and save it into PKCS #10 file.")     \
-    ROW(17, "instcert", RunNotImplemented, kInstcertUsage, false,                       \
+    ROW(17, "instcert", RunInstCert, kInstcertUsage, false,                             \
         " -instcert    Установить сертификат из файла PKCS #7 или файла сертификата.",  \
         " -instcert    Install certificate from PKCS #7 file or certificate file.")     \
     ROW(18, "creatcert", RunNotImplemented, kCreatcertUsage, false,                     \

@@ -20,5 +20,7 @@ DWORD RunHash();
 DWORD RunVerifyHash();
 DWORD RunSignFiles();
 DWORD RunVerifyFiles();
+DWORD RunCreatRqst();
+DWORD RunInstCert();
 
 }  // namespace kestrel

@@ -46,6 +46,14 @@ std::shared_ptr<Object> FindHandle(const void* handle, Kind kind, LONG code) {
     return Live(handle, kind, code).object;
 }
 
+std::vector<std::shared_ptr<Object>> LiveObjects(Kind kind) {
+    std::vector<std::shared_ptr<Object>> objects;
+    for (const auto& [handle, entry] : Table()) {
+        if (entry.object->GetKind() == kind) objects.push_back(entry.object);
+    }
+    return objects;
+}
+
 std::size_t LiveHandles() { return Table().size(); }
 
 }  // namespace platform

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <memory>
 #include <utility>
+#include <vector>
 
 #include "platform/base/error.h"
 
@@ -51,6 +52,9 @@ void AddHandleReference(const void* handle, Kind kind, LONG code);
 // The object leaves when its last count and every internal owner are gone.
 void ReleaseHandle(const void* handle, Kind kind, LONG code);
 std::shared_ptr<Object> FindHandle(const void* handle, Kind kind, LONG code);
+
+// What stands behind the live handles of one kind.
+std::vector<std::shared_ptr<Object>> LiveObjects(Kind kind);
 
 // Live handles of all kinds, for tests that demand zero at their end.
 std::size_t LiveHandles();

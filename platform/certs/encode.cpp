@@ -4,10 +4,12 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+#include <span>
 
 #include "platform/base/error.h"
 #include "platform/base/output.h"
 #include "platform/certs/compare.h"
+#include "platform/certs/names.h"
 #include "platform/der/der.h"
 #include "platform/der/records.h"
 #include "platform/der/values.h"
@@ -131,6 +133,34 @@ void DecodePublicKey(ByteView encoded, DWORD, void* value, DWORD* size) {
             size);
 }
 
+Bytes EncodeSequence(const void* value) {
+    const auto& record = *static_cast<const CRYPT_SEQUENCE_OF_ANY*>(value);
+    if (record.cValue != 0 && record.rgValue == nullptr) throw Error(CRYPT_E_BAD_ENCODE);
+    Bytes contents;
+    for (const CRYPT_DER_BLOB& element : std::span(record.rgValue, record.cValue)) {
+        if (!IsOneElement(Whole(element))) throw Error(CRYPT_E_BAD_ENCODE);
+        der::Append(contents, Whole(element));
+    }
+    return der::Element(der::kSequence, contents);
+}
+
+void DecodeSequence(ByteView encoded, DWORD, void* value, DWORD* size) {
+    std::vector<ByteView> elements;
+    for (der::Cursor rest(Only(encoded, der::kSequence).contents); !rest.AtEnd();) {
+        elements.push_back(rest.Next().whole);
+    }
+    PackOut(
+        [&](Packer& packer) {
+            auto* record = packer.One<CRYPT_SEQUENCE_OF_ANY>();
+            record->cValue = static_cast<DWORD>(elements.size());
+            record->rgValue = packer.Array<CRYPT_DER_BLOB>(elements.size());
+            for (std::size_t i = 0; i < elements.size(); ++i) {
+                record->rgValue[i] = packer.Blob(elements[i]);
+            }
+        },
+        value, size);
+}
+
 // ---- table ---------------------------------------------------------------------
 
 struct Coder {
@@ -151,6 +181,7 @@ const Coder kCoders[] = {
     {X509_KEY_USAGE, szOID_KEY_USAGE, EncodeKeyUsage, DecodeBits},
     {X509_INTEGER, nullptr, EncodeInteger, DecodeInteger},
     {X509_MULTI_BYTE_INTEGER, nullptr, EncodeBigInteger, DecodeBigInteger},
+    {X509_SEQUENCE_OF_ANY, nullptr, EncodeSequence, DecodeSequence},
     {X509_ALGORITHM_IDENTIFIER, nullptr, EncodeAlgorithmValue, DecodeAlgorithm},
     {X509_PUBLIC_KEY_INFO, nullptr, EncodePublicKeyValue, DecodePublicKey},
 };

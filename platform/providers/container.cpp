@@ -7,6 +7,7 @@
 #include <charconv>
 
 #include "platform/base/error.h"
+#include "platform/base/text.h"
 #include "platform/providers/algorithms.h"
 #include "platform/providers/container_folder.h"
 #include "platform/providers/key_file.h"
@@ -159,6 +160,30 @@ Container Container::Create(Side side, std::string_view name, const ContainerCha
     }
     folder.Publish(std::string(name));
     return {side, std::string(name), content.type_};
+}
+
+std::string Container::NameFrom(std::string_view text) {
+    std::string name(text);
+    for (char& c : name) {
+        if (c == '/' || c == '\\' || IsControl(c)) c = '_';
+    }
+    bool shows = ValidName(name);
+    for (std::string_view rest = name; shows && !rest.empty();) {
+        const wchar_t character = TakeCharacter(rest);
+        shows = !IsHidden(character) && !IsSurrogate(character);
+    }
+    return shows ? name : "identity";
+}
+
+// Other processes wait at the lock, so that a free name stays free.
+Container Container::CreateFresh(Side side, std::string_view text, const ContainerChange& content) {
+    const ContainerLock lock(side);
+    const std::string base = NameFrom(text);
+    std::string name = base;
+    for (int number = 2; FileIsThere(FolderOf(side, name)); ++number) {
+        name = base + "-" + std::to_string(number);
+    }
+    return Create(side, name, content);
 }
 
 void Container::Apply(const ContainerChange& change) {

@@ -54,6 +54,10 @@ class Container {
     // for a name that is not valid.
     static Container Create(Side side, std::string_view name, DWORD type);
     static Container Create(Side side, std::string_view name, const ContainerChange& content);
+    // The same under a name made of any text, with a number behind it when that is taken.
+    static Container CreateFresh(Side side, std::string_view text, const ContainerChange& content);
+    // The name without its number; "identity" for what shows as something else, or not at all.
+    static std::string NameFrom(std::string_view text);
     static void Delete(Side side, std::string_view name);
 
     [[nodiscard]] const std::string& Name() const { return name_; }

@@ -80,6 +80,17 @@ void Provider::SetPassword(DWORD keySpec, std::optional<Secret> password) {
     slot.key = AnyKey();
 }
 
+void Provider::BorrowPassword(DWORD keySpec) {
+    const Container& mine = OpenContainer();
+    for (const auto& object : LiveObjects(Kind::Provider)) {
+        auto& other = static_cast<Provider&>(*object);
+        const bool same = other.container_ && other.container_->GetSide() == mine.GetSide() &&
+                          other.container_->Name() == mine.Name();
+        const auto& password = other.SlotOf(AT_KEYEXCHANGE).password;
+        if (same && password) SetPassword(keySpec, password);
+    }
+}
+
 const AlgorithmRow& Provider::CurrentAlgorithm(bool restart) {
     if (restart) algorithm_ = 0;
     if (restart || algorithms_.empty()) algorithms_ = AlgorithmsInOrder(row_);

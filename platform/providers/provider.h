@@ -38,6 +38,11 @@ class Provider : public Object {
     // No value: the user is asked. A key that is open is closed.
     void SetPassword(DWORD keySpec, std::optional<Secret> password);
 
+    // Takes over the password that another handle of this process was given for the exchange
+    // key of the same container, as a provider remembers it for both. Without one nothing
+    // changes.
+    void BorrowPassword(DWORD keySpec);
+
     // The walks of CryptGetProvParam. Both throw ERROR_NO_MORE_ITEMS at the end, and stay
     // where they are until Advance.
     const AlgorithmRow& CurrentAlgorithm(bool restart);

@@ -176,6 +176,49 @@ class Faults(KestrelCase):
             with self.subTest(name):
                 self.with_faults(command, check)
 
+    def trust_all_roots(self):
+        os.makedirs(self.path("machine"))
+        self.write("machine/registry.reg", b"Windows Registry Editor Version 5.00\r\n\r\n"
+                   b"[HKEY_LOCAL_MACHINE\\Software\\Kestrel\\Platform]\r\n"
+                   b'"InstallRoots"=dword:00000002\r\n')
+
+    def test_request(self):
+        """A key whose request did not get out is whole, and one of a run that failed is gone."""
+        command = [KESTREL, "-creatrqst", "-silent", "-provtype", "16", "-dn", "CN=x", "out"]
+        self.write("out", b"of another run")
+
+        def check(killed, done):
+            keyed = len(self.state())
+            self.assertLessEqual(keyed, 1)
+            waiting = len(json.loads(self.ctl("request", "list", "--json")))
+            self.assertTrue(killed or waiting == keyed, done.stdout)
+            self.assertEqual(self.run_plainly(command).returncode, 0)
+            self.assertEqual(len(self.state()), keyed + 1)
+            self.assertEqual(self.stores(), {"REQUEST": waiting + 1})
+            self.assertEqual(self.leftovers()[0], [])
+
+        self.with_faults(command, check)
+
+    def test_installation(self):
+        self.trust_all_roots()
+        self.openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", "ca.key", "-subj",
+                     "/CN=ca", "-out", "ca.pem", "-days", "30")
+        self.succeed("-creatrqst", "-silent", "-provtype", "16", "-dn", "CN=x", "-der", "x.csr")
+        self.openssl("x509", "-req", "-inform", "DER", "-in", "x.csr", "-CA", "ca.pem", "-CAkey",
+                     "ca.key", "-CAcreateserial", "-out", "x.pem")
+        self.openssl("crl2pkcs7", "-nocrl", "-certfile", "x.pem", "-certfile", "ca.pem", "-out",
+                     "x.p7")
+        command = [KESTREL, "-instcert", "-provtype", "16", "-cont", "x", "x.p7"]
+        whole = ([("x", "no", "")], {"My": 1, "Root": 1})
+
+        def check(killed, done):
+            self.assertTrue(killed or done.returncode or (self.state(), self.stores()) == whole)
+            self.assertEqual(self.run_plainly(command).returncode, 0)
+            self.assertEqual((self.state(), self.stores()), whole)
+            self.assertEqual(self.leftovers()[0], [])
+
+        self.with_faults(command, check)
+
     def test_import(self):
         self.make_certificate("ec", "x")
         self.openssl("pkcs12", "-export", "-inkey", "x.key", "-in", "x.pem", "-out", "x.p12",

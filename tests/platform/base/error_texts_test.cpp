@@ -27,8 +27,9 @@ struct Code {
 
 // "NAME VALUE" of a line that defines an error code, the value in brackets and cast or bare.
 bool ParseDefine(const std::string& line, Code& code) {
-    constexpr std::string_view families[] = {"ERROR_",   "NTE_",   "CRYPT_E_", "CERT_E_",
-                                             "TRUST_E_", "SCARD_", "E_"};
+    constexpr std::string_view families[] = {"ERROR_",   "NTE_",     "CRYPT_E_", "CERT_E_",
+                                             "TRUST_E_", "SCARD_",   "E_",       "CLASS_E_",
+                                             "CO_E_",    "REGDB_E_", "RPC_E_"};
     std::istringstream words(line);
     std::string directive;
     std::string value;
@@ -66,7 +67,7 @@ TEST(ErrorTexts, EveryCodeOfTheHeadersHasBoth) {
     const struct {
         const char* header;
         std::size_t least;  // fewer means that the search is broken
-    } headers[] = {{"windows.h", 50}, {"wincrypt.h", 70}, {"winhttp.h", 20}};
+    } headers[] = {{"windows.h", 50}, {"wincrypt.h", 70}, {"winhttp.h", 20}, {"objbase.h", 6}};
     for (const auto& header : headers) {
         const std::vector<Code> codes = CodesOf(header.header);
         EXPECT_GE(codes.size(), header.least) << header.header;

@@ -1,0 +1,141 @@
+// Who may be told to an authority in which way, and which authorities there are.
+#include <gtest/gtest.h>
+
+#include "enroll/com_holders.h"
+#include "enroll/unix_request_impl.h"
+
+namespace kestrel {
+namespace {
+
+class Client final : public UnixRequestImpl {
+  public:
+    HRESULT Submit(LONG, BSTR, BSTR, BSTR, LONG*) override { return E_NOTIMPL; }
+    HRESULT RetrievePending(LONG, BSTR, LONG*) override { return E_NOTIMPL; }
+    HRESULT GetRequestId(LONG*) override { return E_NOTIMPL; }
+    HRESULT GetCACertificate(LONG, BSTR, LONG, BSTR*) override { return E_NOTIMPL; }
+    HRESULT GetCertificate(LONG, BSTR*) override { return E_NOTIMPL; }
+    HRESULT GetCAProperty(BSTR, LONG, LONG, LONG, LONG, VARIANT*) override { return E_NOTIMPL; }
+
+    using UnixRequestImpl::Name;
+    using UnixRequestImpl::Password;
+    using UnixRequestImpl::SetDisposition;
+};
+
+class Counted final : public PasswordCallback {
+  public:
+    ULONG AddRef() override { return ++count; }
+    ULONG Release() override { return --count; }
+    HRESULT AskPassword(BSTR, BSTR*) override { return E_NOTIMPL; }
+    ULONG count = 0;
+};
+
+struct AuthRow {
+    const char* what;
+    LONG type;
+    DWORD flags;
+    bool callback;
+    const char* name;
+    const char* password;
+    HRESULT expected;
+};
+constexpr AuthRow kAuthRows[] = {
+    {"anonymous", 1, 1, false, nullptr, nullptr, S_OK},
+    {"anonymous with a name", 1, 1, false, "x", nullptr, E_INVALIDARG},
+    {"anonymous with a password", 1, 1, false, nullptr, "p", E_INVALIDARG},
+    {"no type", 0, 1, false, nullptr, nullptr, E_INVALIDARG},
+    {"Kerberos", 2, 1, false, nullptr, nullptr, E_NOTIMPL},
+    {"no such type", 3, 1, false, nullptr, nullptr, E_INVALIDARG},
+    {"user with a password", 4, 1, false, "x", "p", S_OK},
+    {"user with a callback", 4, 1, true, "x", nullptr, S_OK},
+    {"user with neither", 4, 1, false, "x", nullptr, E_INVALIDARG},
+    {"password of nobody", 4, 1, false, nullptr, "p", E_INVALIDARG},
+    {"certificate", 8, 1, false, "ab12", nullptr, S_OK},
+    {"certificate without a name", 8, 1, false, nullptr, nullptr, E_INVALIDARG},
+    {"without the lowest flag", 1, 2, false, nullptr, nullptr, E_INVALIDARG},
+    {"any server, nobody", 1, 5, false, nullptr, nullptr, S_OK},
+    {"any server is told nothing", 4, 5, false, "x", "p", E_INVALIDARG},
+};
+
+TEST(Authorities, WhoIsTold) {
+    for (const AuthRow& row : kAuthRows) {
+        Counted callback;
+        {
+            Client client;
+            EXPECT_EQ(client.SetAuth(row.callback ? &callback : nullptr, row.type, row.flags,
+                                     row.name, row.password),
+                      row.expected)
+                << row.what;
+            const bool kept = row.expected == S_OK;
+            EXPECT_EQ(client.Name(), kept && row.name != nullptr ? row.name : "") << row.what;
+            EXPECT_EQ(callback.count, kept && row.callback ? 1U : 0U) << row.what;
+        }
+        EXPECT_EQ(callback.count, 0U) << row.what;
+    }
+}
+
+TEST(Authorities, ACertificateIsRefusedWhileAPasswordIsKept) {
+    Client client;
+    ASSERT_EQ(client.SetAuth(nullptr, 4, 1, "x", "p"), S_OK);
+    EXPECT_EQ(client.SetAuth(nullptr, 8, 1, "ab12", nullptr), E_INVALIDARG);
+    EXPECT_STREQ(client.Password(), "p");
+    ASSERT_EQ(client.SetAuth(nullptr, 1, 1, nullptr, nullptr), S_OK);
+    EXPECT_EQ(client.SetAuth(nullptr, 8, 1, "ab12", nullptr), S_OK);
+}
+
+struct CredentialRow {
+    const char* what;
+    LONG type;
+    const wchar_t* name;
+    const wchar_t* password;
+    HRESULT expected;
+};
+constexpr CredentialRow kCredentialRows[] = {
+    {"user", 4, L"ann", L"p", S_OK},
+    {"user without a password", 4, L"ann", nullptr, E_INVALIDARG},
+    {"certificate", 8, L"ab12", nullptr, S_OK},
+    {"certificate with an empty password", 8, L"ab12", L"", S_OK},
+    {"certificate with a password", 8, L"ab12", L"p", E_INVALIDARG},
+    {"below all types", 0, nullptr, nullptr, E_INVALIDARG},
+    {"between types", 5, L"ann", L"p", E_INVALIDARG},
+    {"Kerberos", 2, nullptr, nullptr, E_NOTIMPL},
+};
+
+ComText TextOf(const wchar_t* text) { return text != nullptr ? ComText(text) : ComText(); }
+
+TEST(Authorities, Credentials) {
+    for (const CredentialRow& row : kCredentialRows) {
+        Client client;
+        EXPECT_EQ(
+            client.SetCredential(0, row.type, TextOf(row.name).Get(), TextOf(row.password).Get()),
+            row.expected)
+            << row.what;
+    }
+}
+
+TEST(Authorities, Dispositions) {
+    const struct {
+        LONG disposition;
+        const wchar_t* text;  // null: none
+    } rows[] = {{-1, nullptr},
+                {0, L"Request did not complete"},
+                {3, L"Certificate issued"},
+                {5, L"Request taken under submission"},
+                {6, nullptr}};
+    for (const auto& row : rows) {
+        Client client;
+        client.SetDisposition(row.disposition);
+        ComText text;
+        const HRESULT result = client.GetDispositionMessage(text.Fill());
+        EXPECT_EQ(static_cast<DWORD>(result), row.text != nullptr ? 0U : 0x80090027U);
+        EXPECT_EQ(text.View(), row.text != nullptr ? row.text : L"");
+    }
+}
+
+TEST(Authorities, KindsThatAreNotHere) {
+    for (const char* word : {"MSCAstd", "mscastd", "FLCA15", "MSCA", ""}) {
+        EXPECT_EQ(ChooseCaClient(word), nullptr) << word;
+    }
+}
+
+}  // namespace
+}  // namespace kestrel

@@ -1,0 +1,143 @@
+// Objects by class and interface, and what a request is made of.
+#include <enrollment.h>
+#include <xenroll.h>
+
+#include <array>
+
+#include "platform/enroll/common_name.h"
+#include "platform/enroll/request.h"
+#include "tests/support/workshop.h"
+
+namespace platform::testing {
+namespace {
+
+using namespace enrollment;
+
+struct InApartment {
+    InApartment() { EXPECT_GE(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), 0); }
+    ~InApartment() { CoUninitialize(); }
+};
+
+struct MakingRow {
+    const char* what;
+    CLSID id;
+    IID asked;
+    DWORD context;
+    HRESULT expected;
+};
+const MakingRow kMakingRows[] = {
+    {"older control", kCEnroll, kICEnroll3, CLSCTX_INPROC_SERVER, S_OK},
+    {"older control, later interface", kCEnroll, kICEnroll4, CLSCTX_INPROC_SERVER, S_OK},
+    {"older control, newer interface", kCEnroll, kIX509Enrollment, CLSCTX_INPROC_SERVER,
+     E_NOINTERFACE},
+    {"enrolment", kCX509Enrollment, kIX509Enrollment, CLSCTX_INPROC_SERVER, S_OK},
+    {"key usage as any extension", kCX509ExtensionKeyUsage, kIX509Extension, CLSCTX_INPROC_SERVER,
+     S_OK},
+    {"extension as key usage", kCX509Extension, kIX509ExtensionKeyUsage, CLSCTX_INPROC_SERVER,
+     E_NOINTERFACE},
+    {"authority", kCCertRequest, kICertRequest, CLSCTX_INPROC_SERVER, REGDB_E_CLASSNOTREG},
+    {"elsewhere", kCEnroll, kICEnroll3, 4, REGDB_E_CLASSNOTREG},
+};
+
+TEST(EnrollObjects, AreMadeByClassAndInterface) {
+    void* object = nullptr;
+    EXPECT_EQ(CoCreateInstance(kCEnroll, nullptr, CLSCTX_INPROC_SERVER, kICEnroll3, &object),
+              CO_E_NOTINITIALIZED);
+    const InApartment apartment;
+    EXPECT_EQ(CoInitializeEx(nullptr, COINIT_MULTITHREADED), RPC_E_CHANGED_MODE);
+    for (const MakingRow& row : kMakingRows) {
+        EXPECT_EQ(CoCreateInstance(row.id, nullptr, row.context, row.asked, &object), row.expected)
+            << row.what;
+        EXPECT_EQ(object != nullptr, row.expected == S_OK) << row.what;
+        const ULONG left = object != nullptr ? static_cast<IUnknown*>(object)->Release() : 0;
+        EXPECT_EQ(left, 0U) << row.what;
+    }
+}
+
+// The order of a table is what a program of another compiler goes by.
+TEST(EnrollObjects, TablesAreInTheDocumentedOrder) {
+    const InApartment apartment;
+    ICEnroll4* control = nullptr;
+    ASSERT_EQ(CoCreateInstance(kCEnroll, nullptr, CLSCTX_INPROC_SERVER, kICEnroll4,
+                               reinterpret_cast<void**>(&control)),
+              S_OK);
+    using Slot = ULONG (*)(void*);
+    Slot* const table = *reinterpret_cast<Slot**>(control);
+    EXPECT_EQ(table[1](control), 2U);  // AddRef
+    EXPECT_EQ(table[2](control), 1U);  // Release
+    using PutNumber = HRESULT (*)(void*, LONG);
+    // 7 slots of the bases, 8 methods, 14 properties of two slots each: then ProviderType.
+    constexpr std::size_t kProviderType = 7 + 8 + 2 * 14;
+    EXPECT_EQ(reinterpret_cast<PutNumber*>(table)[kProviderType](control, 0), E_NOTIMPL);
+    EXPECT_EQ(reinterpret_cast<PutNumber*>(table)[kProviderType + 1](control, 75), S_OK);
+    control->Release();
+}
+
+TEST(EnrollObjects, TextKeepsItsLength) {
+    BSTR text = SysAllocStringLen(L"a\0b", 3);
+    EXPECT_EQ(SysStringLen(text), 3U);
+    EXPECT_EQ(reinterpret_cast<DWORD*>(text)[-1], 3 * sizeof(OLECHAR));
+    EXPECT_EQ(text[3], L'\0');
+    SysFreeString(text);
+    EXPECT_EQ(SysAllocString(nullptr), nullptr);
+    EXPECT_EQ(SysStringLen(nullptr), 0U);
+    SysFreeString(nullptr);
+}
+
+struct UsageRow {
+    std::uint8_t bits;
+    const char* der;
+};
+// RFC 5280 4.2.1.3 with X.690 11.2.2.
+constexpr UsageRow kUsageRows[] = {
+    {0xF0, "030204F0"}, {0x30, "03020430"}, {0xC0, "030206C0"}, {0x01, "03020001"}, {0, "030100"}};
+
+TEST(RequestParts, KeyUsages) {
+    for (const UsageRow& row : kUsageRows) {
+        const Extension extension = KeyUsageExtension(row.bits);
+        EXPECT_EQ(extension.value, FromHex(row.der)) << row.der;
+        EXPECT_TRUE(extension.critical);
+    }
+}
+
+TEST(RequestParts, GivenExtensions) {
+    const struct {
+        const char* what;
+        const char* oid;
+        const char* value;
+        DWORD code;
+    } rows[] = {{"good", "1.2.3", "0500", 0},
+                {"two values", "1.2.3", "05000500", DWORD(CRYPT_E_ASN1_CORRUPT)},
+                {"cut short", "1.2.3", "0401", DWORD(CRYPT_E_ASN1_CORRUPT)},
+                {"nothing", "1.2.3", "", DWORD(CRYPT_E_ASN1_EOD)},
+                {"no identifier", "1.x", "0500", DWORD(CRYPT_E_OID_FORMAT)}};
+    for (const auto& row : rows) {
+        EXPECT_EQ(CodeOf([&] { GivenExtension(row.oid, false, FromHex(row.value)); }), row.code)
+            << row.what;
+    }
+    std::vector<Extension> list;
+    AddExtension(list, {"1.2.3", false, FromHex("0500")});
+    AddExtension(list, {"1.2.4", false, FromHex("0500")});
+    EXPECT_EQ(CodeOf([&] {
+                  AddExtension(list, {"1.2.3", true, FromHex("0500")});
+              }),
+              DWORD{ERROR_OBJECT_ALREADY_EXISTS});
+}
+
+TEST(RequestParts, CommonNames) {
+    const struct {
+        const char* der;
+        const char* name;
+    } rows[] = {{"3000", ""},
+                {"300C310A30080603550403130141", "A"},
+                {"300C310A300806035504061301"
+                 "41",
+                 ""},
+                {"300D310B30090603550403"
+                 "0C02D090",
+                 "\xD0\x90"}};
+    for (const auto& row : rows) EXPECT_EQ(CommonNameOf(FromHex(row.der)), row.name) << row.der;
+}
+
+}  // namespace
+}  // namespace platform::testing
