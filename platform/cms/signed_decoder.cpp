@@ -9,6 +9,7 @@
 #include "platform/cms/decoder_verify.h"
 #include "platform/cms/params.h"
 #include "platform/der/der.h"
+#include "platform/der/records.h"
 
 namespace platform {
 namespace {
@@ -157,7 +158,7 @@ void SignedBody::Control(DWORD type, const void* para) {
 
 void SignedBody::VerifyByCertificate(const CERT_INFO& info) {
     for (const SignerInfo& signer : records_.signers) {
-        if (Names(signer.signer, info)) return VerifyWith(signer, info.SubjectPublicKeyInfo);
+        if (Names(signer.signer, info)) return VerifyWith(signer, info);
     }
     throw Error(CRYPT_E_SIGNER_NOT_FOUND);
 }
@@ -170,11 +171,20 @@ void SignedBody::VerifyByIndex(const CMSG_CTRL_VERIFY_SIGNATURE_EX_PARA& para) {
             return VerifyWith(signer, *static_cast<const CERT_PUBLIC_KEY_INFO*>(para.pvSigner));
         case CMSG_VERIFY_SIGNER_CERT: {
             const auto certificate = Certificate::Of(static_cast<PCCERT_CONTEXT>(para.pvSigner));
-            return VerifyWith(signer, certificate->Info().SubjectPublicKeyInfo);
+            return VerifyWith(signer, certificate->Info());
         }
         default:
             throw Error(ERROR_INVALID_PARAMETER);
     }
+}
+
+// Who signed is told by these names, so they have to be some. A record that a caller made of
+// issuer, number and key has no subject.
+void SignedBody::VerifyWith(const SignerInfo& signer, const CERT_INFO& info) {
+    for (const CERT_NAME_BLOB& name : {info.Issuer, info.Subject}) {
+        if (name.cbData != 0) RequireName(ViewOf(name));
+    }
+    VerifyWith(signer, info.SubjectPublicKeyInfo);
 }
 
 void SignedBody::VerifyWith(const SignerInfo& signer, const CERT_PUBLIC_KEY_INFO& info) {

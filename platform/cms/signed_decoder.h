@@ -50,6 +50,7 @@ class SignedBody : public DecoderBody {
 
     void VerifyByCertificate(const CERT_INFO& info);
     void VerifyByIndex(const CMSG_CTRL_VERIFY_SIGNATURE_EX_PARA& para);
+    void VerifyWith(const SignerInfo& signer, const CERT_INFO& info);
     void VerifyWith(const SignerInfo& signer, const CERT_PUBLIC_KEY_INFO& info);
 
     // Changes of the records (signed_edit.cpp).

@@ -111,6 +111,19 @@ BitsView ReadBits(ByteView contents) {
     return {contents.subspan(1), contents[0]};
 }
 
+void RequireName(ByteView name) {
+    der::Cursor sets = der::Inside(name, der::kSequence);
+    while (!sets.AtEnd()) {
+        der::Cursor attributes(sets.Expect(der::kSet).contents);
+        while (!attributes.AtEnd()) {
+            der::Cursor attribute(attributes.Expect(der::kSequence).contents);
+            attribute.OidText();
+            attribute.Next();
+            attribute.ExpectEnd();
+        }
+    }
+}
+
 Bytes UsedBits(const BitsView& bits) {
     Bytes octets = Copy(bits.octets);
     if (!octets.empty()) octets.back() &= static_cast<std::uint8_t>(0xFF << bits.unusedBits);

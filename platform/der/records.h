@@ -44,6 +44,8 @@ BitsView ReadBits(ByteView contents);
 Bytes UsedBits(const BitsView& bits);
 // The elements of an Extensions sequence (RFC 5280 4.1).
 std::vector<ExtensionView> ReadExtensions(ByteView contents);
+// A Name is a sequence of sets of attributes (RFC 5280 4.1.2.4); an empty set is let through.
+void RequireName(ByteView name);
 // UTCTime or GeneralizedTime in any form that X.680 allows with a zone. Times before
 // 1601 become the first moment of FILETIME.
 FILETIME ReadTime(const der::Item& item);

@@ -32,14 +32,16 @@ Provider::Slot& Provider::SlotOf(DWORD keySpec) {
     return slots_[keySpec - AT_KEYEXCHANGE];
 }
 
-AnyKey Provider::AskAndUnlock(DWORD keySpec) {
+AnyKey Provider::AskAndUnlock(DWORD keySpec, Slot& slot) {
     const Container& container = OpenContainer();
     for (int left = kTries; left > 0; --left) {
         const auto password = AskPassword(container.Name(), left < kTries);
         // No line more behind a wrong one: that it was wrong is what the user has to know.
         if (!password) throw Error(left < kTries ? SCARD_W_WRONG_CHV : SCARD_W_CANCELLED_BY_USER);
         try {
-            return container.LoadKey(keySpec, *password);
+            AnyKey key = container.LoadKey(keySpec, *password);
+            slot.password = password;
+            return key;
         } catch (const Error& error) {
             if (error.Code() != SCARD_W_WRONG_CHV) throw;
         }
@@ -47,24 +49,30 @@ AnyKey Provider::AskAndUnlock(DWORD keySpec) {
     throw Error(SCARD_W_WRONG_CHV);
 }
 
-AnyKey Provider::Unlock(DWORD keySpec, const Slot& slot) {
+AnyKey Provider::Unlock(DWORD keySpec, Slot& slot) {
     const Container& container = OpenContainer();
     if (slot.password) return container.LoadKey(keySpec, *slot.password);
     if (!container.NeedsPassword(keySpec)) return container.LoadKey(keySpec, Secret());
     if (silent_) throw Error(NTE_SILENT_CONTEXT);
-    return AskAndUnlock(keySpec);
+    return AskAndUnlock(keySpec, slot);
 }
 
 AnyKey Provider::Key(DWORD keySpec) {
     OpenContainer();
     Slot& slot = SlotOf(keySpec);
-    if (!slot.key) slot.key = Unlock(keySpec, slot);
+    if (!slot.key) {
+        slot.key = Unlock(keySpec, slot);
+        slot.password.reset();
+    }
     return slot.key;
 }
 
 void Provider::NewKey(DWORD keySpec, DWORD bits) {
     Container& container = OpenContainer();
     Slot& slot = SlotOf(keySpec);
+    // What takes the place of a protected key is protected, too. An open key's password is gone.
+    const bool bare = !slot.password && container.HasKey(keySpec);
+    if (bare && container.NeedsPassword(keySpec)) Unlock(keySpec, slot);
     AnyKey key = GenerateKey(row_.type, bits);
     // A certificate of the old key must not pass for one of the new.
     ContainerChange change(container.Type());
@@ -72,6 +80,7 @@ void Provider::NewKey(DWORD keySpec, DWORD bits) {
     change.SetKey(keySpec, key, slot.password.value_or(Secret()));
     container.Apply(change);
     slot.key = std::move(key);
+    slot.password.reset();
 }
 
 void Provider::SetPassword(DWORD keySpec, std::optional<Secret> password) {

@@ -30,17 +30,18 @@ class Provider : public Object {
         return container_ && container_->HasKey(keySpec);
     }
 
-    // See PrivateKeyOf in crypto.h. The key stays open with this object.
+    // See PrivateKeyOf in crypto.h. The key stays open with this object; its password goes.
     AnyKey Key(DWORD keySpec);
     // Replaces the key and forgets its certificate. The password set for this key
-    // protects it; none leaves it in clear.
+    // protects it, or that of the key which it replaces; with neither it is left in clear.
+    // Throws as Key for a password that nobody tells.
     void NewKey(DWORD keySpec, DWORD bits);
     // No value: the user is asked. A key that is open is closed.
     void SetPassword(DWORD keySpec, std::optional<Secret> password);
 
     // Takes over the password that another handle of this process was given for the exchange
-    // key of the same container, as a provider remembers it for both. Without one nothing
-    // changes.
+    // key of the same container and has not used yet, as a provider remembers it for both.
+    // Without one nothing changes.
     void BorrowPassword(DWORD keySpec);
 
     // The walks of CryptGetProvParam. Both throw ERROR_NO_MORE_ITEMS at the end, and stay
@@ -54,12 +55,12 @@ class Provider : public Object {
 
   private:
     struct Slot {
-        std::optional<Secret> password;
+        std::optional<Secret> password;  // until the key is open
         AnyKey key;
     };
     Slot& SlotOf(DWORD keySpec);
-    AnyKey Unlock(DWORD keySpec, const Slot& slot);
-    AnyKey AskAndUnlock(DWORD keySpec);
+    AnyKey Unlock(DWORD keySpec, Slot& slot);
+    AnyKey AskAndUnlock(DWORD keySpec, Slot& slot);
     void ListContainers(bool restart);
 
     const ProviderRow& row_;

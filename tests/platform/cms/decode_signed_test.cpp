@@ -1,7 +1,10 @@
 // SignedData as the openssl command makes it, through the exported calls.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "platform/base/handle.h"
+#include "platform/der/der.h"
 #include "tests/support/decode_support.h"
 #include "tests/support/engine.h"
 
@@ -104,6 +107,43 @@ TEST(DecodeSigned, ReadsInAnyPiecesAndWhole) {
             "-out again.out -certfile " +
             row.signers.back() + ".pem");
         EXPECT_EQ(ReadFile("again.out"), content);
+    }
+}
+
+// One octet of the last attribute type in front of the key: issuer, then subject.
+PCCERT_CONTEXT WithOctetOfSubject(const Identity& identity, std::size_t at, std::uint8_t octet) {
+    const CERT_CONTEXT& whole = *identity.certificate;
+    Bytes der(whole.pbCertEncoded, whole.pbCertEncoded + whole.cbCertEncoded);
+    const CERT_NAME_BLOB& subject = whole.pCertInfo->Subject;
+    const auto found =
+        std::find_end(der.begin(), der.end(), subject.pbData, subject.pbData + subject.cbData);
+    EXPECT_NE(found, der.end());
+    found[static_cast<std::ptrdiff_t>(at)] = octet;
+    return CertCreateCertificateContext(X509_ASN_ENCODING, der.data(),
+                                        static_cast<DWORD>(der.size()));
+}
+
+// SEQUENCE { SET { SEQUENCE { OID, text } } }: the octet of each tag in turn.
+TEST(DecodeSigned, ASignerHasAName) {
+    const struct {
+        const char* name;
+        std::size_t at;
+        std::uint8_t octet;
+        DWORD expected;
+    } rows[] = {
+        {"as it was", 0, der::kSequence, 0},
+        {"another kind of text", 11, 0x14, 0},
+        {"octets for a set", 2, der::kOctetString, static_cast<DWORD>(CRYPT_E_ASN1_BADTAG)},
+        {"octets for an attribute", 4, der::kOctetString, static_cast<DWORD>(CRYPT_E_ASN1_BADTAG)},
+        {"octets for a type", 6, der::kOctetString, static_cast<DWORD>(CRYPT_E_ASN1_BADTAG)},
+    };
+    Decoding message(nullptr);
+    ASSERT_EQ(message.Update(SignWith({"rsa"}, "-nodetach", Noise(10)), true), 0U);
+    for (const auto& row : rows) {
+        const PCCERT_CONTEXT certificate = WithOctetOfSubject(IdentityOf("rsa"), row.at, row.octet);
+        ASSERT_NE(certificate, nullptr) << row.name;
+        EXPECT_EQ(message.Verify(0, certificate), row.expected) << row.name;
+        CertFreeCertificateContext(certificate);
     }
 }
 

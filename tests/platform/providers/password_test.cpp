@@ -79,6 +79,22 @@ TEST_F(Passwords, NewKeyTakesTheOneThatIsSet) {
     EXPECT_TRUE(container.LoadKey(AT_SIGNATURE, Secret(ViewOf("new"))));
 }
 
+// Opening a key takes its password away, and then nothing may lay a bare key in its place.
+TEST_F(Passwords, KeyInThePlaceOfAnOpenOneIsNoBarer) {
+    const HCRYPTPROV provider = Open(CRYPT_SILENT);
+    EXPECT_TRUE(SetPassword(provider, PP_KEYEXCHANGE_PIN, "secret"));
+    EXPECT_EQ(OpenKey(provider, AT_KEYEXCHANGE), 0U);
+    HCRYPTKEY key = 0;
+    EXPECT_FALSE(CryptGenKey(provider, AT_KEYEXCHANGE, 0, &key));
+    EXPECT_EQ(GetLastError(), Code(NTE_SILENT_CONTEXT));
+    EXPECT_TRUE(SetPassword(provider, PP_KEYEXCHANGE_PIN, "other"));
+    ASSERT_TRUE(CryptGenKey(provider, AT_KEYEXCHANGE, 0, &key));
+    CryptDestroyKey(key);
+    CryptReleaseContext(provider, 0);
+    const Container container = Container::Open(Side::User, "box");
+    EXPECT_TRUE(container.LoadKey(AT_KEYEXCHANGE, Secret(ViewOf("other"))));
+}
+
 // Runs in a child whose terminal or input is the test's. Its exit tells the low byte of
 // the code.
 [[noreturn]] void OpenAndExit() {
