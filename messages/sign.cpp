@@ -59,7 +59,8 @@ Reported StampInputFile(const StampKeys& keys) {
     return StampContent(keys, data, size);
 }
 
-// Reads the finished message back, stamps its signature and writes it in the same form.
+// Reads the finished message back, stamps its signature and writes it in the same form. A
+// failure leaves it without the stamp (sign-3).
 Reported StampOutputFile(const StampKeys& keys) {
     if (keys.signatureUrl == nullptr) return 0;
     MessageFile file;

@@ -40,7 +40,7 @@ void SelectSigners(SearchStores& stores, SignerRules& rules) {
 }
 
 // The content goes out before anything was verified, and stays whatever follows. An
-// output file that cannot be opened is no failure: the content is dropped.
+// output file that cannot be opened is no failure: the content is dropped (verify-4).
 Reported ReadMessage(StreamOutput& output, MessageHolder& message) {
     PrintMessage(say::kVerifying, 0);
     Progress::Start();

@@ -67,12 +67,16 @@ fs::path EnsureHome(Side side) {
     return home;
 }
 
+// Far more than anything that is read at once, and an end for files that have none.
+constexpr std::size_t kLargestFile = std::size_t{1} << 30;
+
 Bytes ReadWholeFile(const fs::path& file) {
     const Descriptor opened(OpenUninterrupted(file, O_RDONLY));
     if (opened.Get() < 0) ThrowErrno(errno, file);
     Bytes content(SizeOf(opened.Get(), file) + 1);
     std::size_t length = 0;
     for (;;) {
+        if (length > kLargestFile) throw Error(ERROR_FILE_TOO_LARGE, file.string());
         if (length == content.size()) content.resize(content.size() * 2);
         const ssize_t got = read(opened.Get(), content.data() + length, content.size() - length);
         if (got < 0 && errno == EINTR) continue;

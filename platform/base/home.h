@@ -18,8 +18,8 @@ std::filesystem::path HomeOf(Side side);
 // Creates the folder with mode 0700 (user) or 0755 (machine) when it is missing.
 std::filesystem::path EnsureHome(Side side);
 
-// A file's bytes. Throws
-// ERROR_FILE_NOT_FOUND or ERROR_ACCESS_DENIED with the file's name as detail.
+// A file's bytes, 1 GiB at most. Throws
+// ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED or ERROR_FILE_TOO_LARGE with the file's name as detail.
 Bytes ReadWholeFile(const std::filesystem::path& file);
 
 // Maps an errno to the platform's code and throws it with the file's name.

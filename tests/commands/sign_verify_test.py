@@ -296,6 +296,18 @@ class SignVerify(KestrelCase):
                 self.assertNotEqual(status, 0)
                 self.assertEqual(body.count(b"Error: "), 1)
 
+    def test_outputs_that_are_left_alone(self):
+        self.make_identity("ec", "ann")
+        self.write("in", b"content")
+        self.succeed("-sign", "-dn", "ann", "in", "msg")
+        message = self.read("msg")
+        os.link(self.path("msg"), self.path("twin"))
+        os.mkdir(self.path("folder"))
+        for output in ("msg", "./msg", "twin", "no/such/file", "folder"):
+            with self.subTest(output):
+                self.assertIn(verified("ann"), self.succeed("-verify", "msg", output))
+                self.assertEqual(self.read("msg"), message)
+
     def test_start(self):
         self.make_identity("rsa", "ann")
         self.write("in", b"content")
