@@ -8,6 +8,7 @@ of SERVICE, an address that ends in a slash."""
 
 import hashlib
 import os
+import random
 import signal
 import socket
 import subprocess
@@ -97,11 +98,22 @@ def built_in():
     return {line.strip()[4:-2] for line in listed.splitlines() if line.strip().startswith("mod_")}
 
 
+def is_free(port):
+    with socket.socket() as probe:
+        try:
+            probe.bind(("127.0.0.1", port))
+        except OSError:
+            return False
+    return True
+
+
 def free_ports(count):
-    sockets = [socket.create_server(("127.0.0.1", 0)) for _ in range(count)]
-    ports = [each.getsockname()[1] for each in sockets]
-    for each in sockets:
-        each.close()
+    """Below those that the system gives away, one of which another test might get in between."""
+    ports = []
+    while len(ports) < count:
+        port = random.randrange(20000, 32000)
+        if port not in ports and is_free(port):
+            ports.append(port)
     return ports
 
 
