@@ -16,8 +16,8 @@ bool IsPlainFile(const char* name) {
 }
 
 // What another process has is refused at once (base-3). What cannot be held for another reason
-// fails where it is read or written. Deleting stays
-// allowed, since the new file takes the place of the old.
+// fails where it is read or written. Deleting stays allowed, since the new file takes the
+// place of the old.
 Reported Hold(MessageFile& file) {
     if (!IsPlainFile(file.name)) return 0;
     file.held = HoldFile(CreateFileA(file.name, GENERIC_READ | GENERIC_WRITE,
