@@ -10,7 +10,7 @@ STREAMS = (
     ("28147-89-decrypt", ("engine",), 3),
     ("28147-89-encrypt", ("engine", "libgcrypt"), 1),
 )
-SIGNATURES = ("sign-256", "verify-256")
+SIGNATURES = ("sign-256", "verify-256", "sign-256-twisted", "verify-256-twisted")
 
 
 def run(bench):

@@ -115,7 +115,7 @@ class CurveOf : public Curve {
         const Value v = order_.Invert(order_.In(DigestNumber(digest)));
         const Value z1 = order_.Out(order_.Mul(order_.In(s), v));
         const Value z2 = order_.Out(order_.Sub(Value{}, order_.Mul(order_.In(r), v)));
-        const JacobianPoint<n> sum = fast_.AddPublic(TimesBase(z1), TimesPublic(key, z2));
+        const JacobianPoint<n> sum = SumPublic(z1, key, z2);
         return !IsZero(sum.z) && HasX(sum, r);
     }
 
@@ -300,11 +300,6 @@ class CurveOf : public Curve {
         return sum;
     }
 
-    [[nodiscard]] JacobianPoint<n> Negative(JacobianPoint<n> point) const {
-        point.y = Field().Sub(Value{}, point.y);
-        return point;
-    }
-
     static unsigned Bits(const Value& scalar, std::size_t at, unsigned count) {
         if (at >= 64 * n) return 0;
         std::uint64_t word = scalar[at / 64] >> (at % 64);
@@ -312,41 +307,60 @@ class CurveOf : public Curve {
         return static_cast<unsigned>(word & ((1U << count) - 1));
     }
 
-    // Odd digits up to 15 of either sign, with four zeros at least behind each.
-    static std::array<std::int8_t, 64 * n + 1> SparseDigits(const Value& scalar) {
-        std::array<std::int8_t, 64 * n + 1> digits{};
+    using Digits = std::array<std::int8_t, 64 * n + 1>;
+
+    // Odd digits of either sign and at most `width` bits, with width - 1 zeros at least behind
+    // each.
+    static Digits SparseDigits(const Value& scalar, unsigned width) {
+        Digits digits{};
         int carry = 0;
         for (std::size_t at = 0; at < digits.size();) {
             if (static_cast<int>(Bits(scalar, at, 1)) == carry) {
                 ++at;
                 continue;
             }
-            const int digit = static_cast<int>(Bits(scalar, at, 5)) + carry;
-            carry = digit >> 4 & 1;
-            digits[at] = static_cast<std::int8_t>(digit - 32 * carry);
-            at += 5;
+            const int digit = static_cast<int>(Bits(scalar, at, width)) + carry;
+            carry = digit >> (width - 1) & 1;
+            digits[at] = static_cast<std::int8_t>(digit - (carry << width));
+            at += width;
         }
         return digits;
     }
 
-    // A scalar that is known to everybody.
-    [[nodiscard]] JacobianPoint<n> TimesPublic(const Point<n>& point, const Value& scalar) const {
+    // Adds the digit's multiple out of a table of odd ones.
+    template <class Odd>
+    void AddDigit(JacobianPoint<n>& sum, const Odd& odd, int digit) const {
+        auto term = odd[static_cast<std::size_t>(digit < 0 ? -digit : digit) / 2];
+        if (digit < 0) term.y = Field().Sub(Value{}, term.y);
+        sum = fast_.AddPublic(sum, term);
+    }
+
+    // The sum of a multiple of the base point and one of `point`, by scalars that everybody knows:
+    // both share the doublings.
+    [[nodiscard]] JacobianPoint<n> SumPublic(const Value& ofBase, const Point<n>& point,
+                                             const Value& ofPoint) const {
         std::array<JacobianPoint<n>, 8> odd;
         odd[0] = {point.x, point.y, Field().One()};
         const JacobianPoint<n> twice = fast_.Doubled(odd[0]);
         for (std::size_t i = 1; i < odd.size(); ++i) odd[i] = fast_.AddPublic(odd[i - 1], twice);
-        const auto digits = SparseDigits(scalar);
+        const Digits digits = SparseDigits(ofPoint, 5);
+        const Digits baseDigits = SparseDigits(ofBase, kBaseWindow + 1);
+        const std::vector<OddTable>& tables = BaseTables();
+        constexpr std::size_t kWeight = kBaseWindow * kShared;
         JacobianPoint<n> sum{};
         unsigned doublings = 0;
+        const auto add = [&](const auto& table, int digit) {
+            if (digit == 0) return;
+            if (doublings != 0) fast_.Double(sum, doublings);
+            doublings = 0;
+            AddDigit(sum, table, digit);
+        };
         for (std::size_t i = digits.size(); i-- > 0;) {
             ++doublings;
-            const int digit = digits[i];
-            if (digit == 0) continue;
-            fast_.Double(sum, doublings);
-            const JacobianPoint<n>& term =
-                odd[static_cast<std::size_t>(digit < 0 ? -digit : digit) / 2];
-            sum = fast_.AddPublic(sum, digit < 0 ? Negative(term) : term);
-            doublings = 0;
+            add(odd, digits[i]);
+            for (std::size_t at = i; i < kWeight && at < digits.size(); at += kWeight) {
+                add(tables[at / kWeight], baseDigits[at]);
+            }
         }
         fast_.Double(sum, doublings);
         return sum;
