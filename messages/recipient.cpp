@@ -21,12 +21,28 @@ std::vector<BYTE> KeyIdentifierOf(PCCERT_CONTEXT certificate) {
     return identifier;
 }
 
-bool IsNamedBy(const CMSG_CMS_RECIPIENT_INFO& recipient, const std::vector<BYTE>& identifier) {
-    if (recipient.dwRecipientChoice != CMSG_KEY_TRANS_RECIPIENT) return false;
-    const CERT_ID& id = recipient.pKeyTrans->RecipientId;
-    return id.dwIdChoice == CERT_ID_KEY_IDENTIFIER &&
-           std::equal(identifier.begin(), identifier.end(), id.KeyId.pbData,
-                      id.KeyId.pbData + id.KeyId.cbData);
+// The name that stands for a key identifier where a message has no other: one attribute, with
+// the serial number 0 beside it.
+std::vector<BYTE> NameOf(std::vector<BYTE> identifier) {
+    char oid[] = szOID_KEYID_RDN;
+    CERT_RDN_ATTR attribute{
+        oid, CERT_RDN_OCTET_STRING, {static_cast<DWORD>(identifier.size()), identifier.data()}};
+    CERT_RDN part{1, &attribute};
+    CERT_NAME_INFO name{1, &part};
+    DWORD size = 0;
+    if (!CryptEncodeObject(X509_ASN_ENCODING, X509_NAME, &name, nullptr, &size)) return {};
+    std::vector<BYTE> encoded(size);
+    if (!CryptEncodeObject(X509_ASN_ENCODING, X509_NAME, &name, encoded.data(), &size)) return {};
+    encoded.resize(size);
+    return encoded;
+}
+
+bool IsNamed(const CERT_INFO& recipient, const std::vector<BYTE>& name) {
+    const CRYPT_INTEGER_BLOB& serial = recipient.SerialNumber;
+    return std::equal(name.begin(), name.end(), recipient.Issuer.pbData,
+                      recipient.Issuer.pbData + recipient.Issuer.cbData) &&
+           std::all_of(serial.pbData, serial.pbData + serial.cbData,
+                       [](BYTE octet) { return octet == 0; });
 }
 
 }  // namespace
@@ -34,11 +50,12 @@ bool IsNamedBy(const CMSG_CMS_RECIPIENT_INFO& recipient, const std::vector<BYTE>
 bool FindRecipientByKey(HCRYPTMSG message, PCCERT_CONTEXT certificate, DWORD count, DWORD& index) {
     const std::vector<BYTE> identifier = KeyIdentifierOf(certificate);
     if (identifier.empty()) return false;
+    const std::vector<BYTE> name = NameOf(identifier);
+    if (name.empty()) return false;
     std::vector<BYTE> value;
     for (index = 0; index < count; ++index) {
-        if (ReadParam(message, CMSG_CMS_RECIPIENT_INFO_PARAM, index, value) &&
-            IsNamedBy(*reinterpret_cast<const CMSG_CMS_RECIPIENT_INFO*>(value.data()),
-                      identifier)) {
+        if (ReadParam(message, CMSG_RECIPIENT_INFO_PARAM, index, value) &&
+            IsNamed(*reinterpret_cast<const CERT_INFO*>(value.data()), name)) {
             return true;
         }
     }

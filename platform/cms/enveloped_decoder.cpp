@@ -149,12 +149,9 @@ void EnvelopedBody::GetParam(DWORD param, DWORD index, void* data, DWORD* size) 
         case CMSG_ENVELOPE_ALGORITHM_PARAM:
             return CopyAlgorithm(Header().contentEncryption, data, size);
         case CMSG_RECIPIENT_COUNT_PARAM:
-        case CMSG_CMS_RECIPIENT_COUNT_PARAM:
             return CopyNumber(static_cast<DWORD>(Header().recipients.size()), data, size);
         case CMSG_RECIPIENT_INFO_PARAM:
             return CopyRecipient(index, data, size);
-        case CMSG_CMS_RECIPIENT_INFO_PARAM:
-            return CopyRecipientInfo(ItemAt(Header().recipients, index), data, size);
         case CMSG_RECIPIENT_INDEX_PARAM:
             if (!cipher_) throw Error(CRYPT_E_NOT_DECRYPTED);
             return CopyNumber(recipient_, data, size);

@@ -133,22 +133,6 @@ void CopySigner(const SignerInfo& signer, void* data, DWORD* size) {
         data, size);
 }
 
-void CopyRecipientInfo(const RecipientInfo& recipient, void* data, DWORD* size) {
-    PackOut(
-        [&](Packer& packer) {
-            auto* record = packer.One<CMSG_CMS_RECIPIENT_INFO>();
-            if (recipient.kind != RecipientInfo::Kind::KeyTransport) return;
-            record->dwRecipientChoice = CMSG_KEY_TRANS_RECIPIENT;
-            record->pKeyTrans = packer.One<CMSG_KEY_TRANS_RECIPIENT_INFO>();
-            record->pKeyTrans->dwVersion = static_cast<DWORD>(recipient.version);
-            record->pKeyTrans->RecipientId = PackHolderId(packer, recipient.recipient);
-            record->pKeyTrans->KeyEncryptionAlgorithm =
-                PackAlgorithm(packer, recipient.keyEncryption);
-            record->pKeyTrans->EncryptedKey = packer.Blob(recipient.encryptedKey);
-        },
-        data, size);
-}
-
 void CopyParts(const EncodedParts& parts, void* data, DWORD* size) {
     if (size == nullptr) throw Error(ERROR_INVALID_PARAMETER);
     if (parts.Size() > std::numeric_limits<DWORD>::max()) throw Error(ERROR_OUTOFMEMORY);

@@ -23,9 +23,6 @@ void CopyNobody(void* data, DWORD* size);
 void CopyAlgorithm(const Algorithm& algorithm, void* data, DWORD* size);
 void CopyAttributes(const std::vector<Bytes>& attributes, void* data, DWORD* size);
 void CopySigner(const SignerInfo& signer, void* data, DWORD* size);
-// CMSG_CMS_RECIPIENT_INFO. A recipient of another kind than key transport has the choice 0
-// and no record.
-void CopyRecipientInfo(const RecipientInfo& recipient, void* data, DWORD* size);
 // The parts one behind the other.
 void CopyParts(const EncodedParts& parts, void* data, DWORD* size);
 

@@ -184,6 +184,11 @@ TEST(DecodeAgreed, OpensEveryForm) {
         EXPECT_EQ(whole.Number(CMSG_RECIPIENT_COUNT_PARAM), 3U);
         EXPECT_EQ(whole.Decrypt(IdentityOf(form.identity).provider, 2),
                   static_cast<DWORD>(CRYPT_E_RECIPIENT_NOT_FOUND));
+        const Bytes byKey = whole.Value(CMSG_RECIPIENT_INFO_PARAM, 0);
+        const CERT_NAME_BLOB& name = reinterpret_cast<const CERT_INFO*>(byKey.data())->Issuer;
+        EXPECT_EQ(Copy(ViewOf(name.pbData, name.cbData)),
+                  Element(kSequence,
+                          Element(0x31, Named("1.3.6.1.4.1.311.10.7.1", Octets(Pattern(20))))));
         const Bytes block = whole.Value(CMSG_RECIPIENT_INFO_PARAM, 1);
         EXPECT_NE(CertCompareCertificate(
                       X509_ASN_ENCODING,
@@ -193,9 +198,9 @@ TEST(DecodeAgreed, OpensEveryForm) {
         // The engine knows no agreement with the wraps of RFC 4357.
         if (IsOld(form)) continue;
         WriteFile("agreed", message);
-        const std::string name = form.identity;
+        const std::string own = form.identity;
         OpenSsl("cms -engine gost -decrypt -binary -inform DER -in agreed -out content -recip " +
-                name + ".pem -inkey " + name + ".key");
+                own + ".pem -inkey " + own + ".key");
         EXPECT_EQ(ReadFile("content"), content);
     }
 }
