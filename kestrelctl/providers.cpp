@@ -24,13 +24,16 @@ const char* ClassName(ALG_ID algorithm) {
 
 void AddAlgorithms(Listing& listing, DWORD type, const std::string& name) {
     const std::string number = std::to_string(type);
+    const auto unavailable = [&](DWORD code) {
+        const char* text = platform::SystemText(code, false);
+        const std::string detail = platform::LastErrorDetail(code);
+        const std::string reason = text == nullptr ? "error" : text;
+        listing.Add(
+            {number, name, "unavailable", detail.empty() ? reason : reason + " (" + detail + ")"});
+    };
     HCRYPTPROV provider = 0;
     if (!CryptAcquireContextA(&provider, nullptr, name.c_str(), type, CRYPT_VERIFYCONTEXT)) {
-        const char* text = platform::SystemText(GetLastError(), false);
-        const std::string detail = platform::LastErrorDetail(GetLastError());
-        listing.Add(
-            {number, name, "unavailable", detail.empty() && text ? text : "needs " + detail});
-        return;
+        return unavailable(GetLastError());
     }
     PROV_ENUMALGS record{};
     DWORD size = sizeof record;
@@ -39,6 +42,7 @@ void AddAlgorithms(Listing& listing, DWORD type, const std::string& name) {
          flags = 0) {
         listing.Add({number, name, ClassName(record.aiAlgid), record.szName});
     }
+    if (GetLastError() != ERROR_NO_MORE_ITEMS) unavailable(GetLastError());
     CryptReleaseContext(provider, 0);
 }
 
