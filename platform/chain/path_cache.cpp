@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <string>
 
 #include "platform/providers/algorithms.h"
@@ -11,7 +12,7 @@
 namespace platform {
 namespace {
 
-constexpr Ticks kLifetime = 10 * kTicksPerSecond;
+constexpr Ticks kLifetime = 300 * kTicksPerSecond;  // as long as a failed address rests
 constexpr std::size_t kMostEntries = 1'000;
 
 // Each part with its length in front, so that no two sequences of parts are alike.
@@ -73,6 +74,21 @@ Bytes KeyOf(const ChainInputs& inputs) {
     return key.Value();
 }
 
+// Until the first moment at which the same search might end otherwise.
+Ticks LastsUntil(const Path& path, Ticks now) {
+    Ticks until = now + kLifetime;
+    const auto end = [&](const FILETIME& moment) {
+        const Ticks ticks = TicksOf(moment);
+        if (ticks > now) until = std::min(until, ticks);
+    };
+    for (const Link& link : path.links) {
+        end(link.certificate->Info().NotBefore);
+        end(link.certificate->Info().NotAfter);
+        end(link.evidence.nextUpdate);
+    }
+    return until;
+}
+
 }  // namespace
 
 Path PathCache::Get(const ChainInputs& inputs, const std::function<Path()>& find) {
@@ -80,12 +96,12 @@ Path PathCache::Get(const ChainInputs& inputs, const std::function<Path()>& find
     const Ticks now = CurrentTicks();
     const auto kept = entries_.find(key);
     const bool fresh = kept != entries_.end() && now >= kept->second.made &&
-                       now - kept->second.made < kLifetime &&
+                       now < kept->second.until &&
                        kept->second.answers == CacheGenerations(inputs.sides);
     if (fresh) return kept->second.path;
     Path path = find();
     if (entries_.size() >= kMostEntries) entries_.clear();
-    entries_[key] = {path, now, CacheGenerations(inputs.sides)};
+    entries_[key] = {path, now, LastsUntil(path, now), CacheGenerations(inputs.sides)};
     return path;
 }
 

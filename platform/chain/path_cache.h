@@ -25,14 +25,16 @@ struct ChainInputs {
 
 class PathCache {
   public:
-    // The path kept for these inputs, or the one that `find` answers. Kept for a few seconds,
-    // since what is valid now need not be so later, and until somebody else changes cache/.
+    // The path kept for these inputs, or the one that `find` answers. Kept for five minutes, but
+    // no longer than its certificates and revocation answers are in force, and until somebody
+    // else changes cache/.
     Path Get(const ChainInputs& inputs, const std::function<Path()>& find);
 
   private:
     struct Entry {
         Path path;
         Ticks made = 0;
+        Ticks until = 0;
         std::string answers;  // the generation of cache/, with what `find` put there
     };
     std::map<Bytes, Entry> entries_;
