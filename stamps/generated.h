@@ -95,11 +95,6 @@ class Decoded {
     }
     Record& operator*() { return record_; }
     Record* operator->() { return &record_; }
-    // The bytes once more, from their start.
-    asn1rt::ASN1Context& Rewound() {
-        Guarded([this] { return buffer_.init(); });
-        return *buffer_.getContextPtr();
-    }
     // How many of the bytes the record took.
     [[nodiscard]] std::uint32_t Size() { return buffer_.getContextPtr()->byteIndex; }
 

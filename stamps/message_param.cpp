@@ -5,7 +5,6 @@
 #include "stamps/failure.h"
 
 namespace Ferroline {
-namespace {}  // namespace
 
 CBlob MessageParam(HCRYPTMSG message, DWORD param, DWORD index) {
     DWORD size = 0;

@@ -21,10 +21,6 @@ struct StampChainExtra {
     const FILETIME* time;
 };
 
-void RequireResult(HRESULT result) {
-    if (result < 0) Fail(result);
-}
-
 kestrel::ChainHolder& BuildChain(const CStamp& stamp, kestrel::ChainHolder& chain) {
     ATL2::CStoreSet collection;
     RequireResult(collection.OpenCollection());

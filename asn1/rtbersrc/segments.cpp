@@ -7,8 +7,6 @@
 #include "asn1/rtbersrc/tags.h"
 
 namespace asn1rt {
-namespace {}  // namespace
-
 template <class Visit>
 int ASN1StringReader::VisitPiece(int length, const Visit& visit) {
     const std::uint8_t* bytes = nullptr;

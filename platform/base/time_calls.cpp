@@ -19,9 +19,3 @@ BOOL WINAPI SystemTimeToFileTime(const SYSTEMTIME* systemTime, FILETIME* fileTim
 }
 
 void WINAPI GetSystemTimeAsFileTime(FILETIME* fileTime) { *fileTime = FileTimeOf(CurrentTicks()); }
-
-LONG WINAPI CompareFileTime(const FILETIME* first, const FILETIME* second) {
-    const Ticks left = TicksOf(*first);
-    const Ticks right = TicksOf(*second);
-    return left < right ? -1 : static_cast<LONG>(left > right);
-}

@@ -207,7 +207,6 @@ int WINAPI WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR text, int len
 BOOL WINAPI FileTimeToSystemTime(const FILETIME* fileTime, SYSTEMTIME* systemTime);
 BOOL WINAPI SystemTimeToFileTime(const SYSTEMTIME* systemTime, FILETIME* fileTime);
 void WINAPI GetSystemTimeAsFileTime(FILETIME* fileTime);
-LONG WINAPI CompareFileTime(const FILETIME* first, const FILETIME* second);
 
 // ---- console -----------------------------------------------------------------
 

@@ -114,8 +114,6 @@ Bytes EncodeParameters(const KeyRow& row) {
 
 }  // namespace
 
-bool IsGostKey(std::string_view oid) { return FindKey(oid) != nullptr; }
-
 // clang-format off
 ASN1_SEQUENCE(GostPublicInfo) = {
     ASN1_SIMPLE(GostPublicInfo, algorithm, X509_ALGOR),

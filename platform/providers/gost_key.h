@@ -31,8 +31,6 @@ struct GostKey {
 };
 using SharedGostKey = std::shared_ptr<const GostKey>;
 
-bool IsGostKey(std::string_view oid);
-
 // Null when the DER is no SubjectPublicKeyInfo of a GOST algorithm. Throws NTE_BAD_ALGID for an
 // unknown parameter set, CRYPT_E_ASN1_BADTAG for a key that does not fit its set.
 SharedGostKey ReadGostPublicKey(ByteView der);

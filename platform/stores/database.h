@@ -40,7 +40,6 @@ class Database {
     void Keep();
     // The same for who did not gather: what was lost is told to the one who did as well.
     void KeepForOthers();
-    [[nodiscard]] bool Gathering() const { return gathering_; }
     // Another one when somebody else has kept a change, or one was taken back here.
     std::pair<std::int64_t, std::int64_t> Version();
     // The one number that a query yields; 0 when it yields none.

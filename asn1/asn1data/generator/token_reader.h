@@ -15,7 +15,6 @@ class TokenReader {
     explicit TokenReader(const std::vector<Token>& tokens) : tokens_(tokens) {}
 
     [[nodiscard]] std::size_t Index() const { return index_; }
-    void GoTo(std::size_t index) { index_ = index; }
     // The token at the position or some way behind it; the last one stands for all beyond.
     [[nodiscard]] const Token& Peek(std::size_t ahead = 0) const;
     [[nodiscard]] bool AtEnd() const { return Peek().kind == TokenKind::kEnd; }
