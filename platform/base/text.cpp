@@ -54,7 +54,7 @@ struct Range {
 
 // C0, DEL and C1; marks of direction (UAX #9, 2); ends of lines and paragraphs; what is ignored
 // where it cannot be shown (Default_Ignorable_Code_Point of UAX #44), with the blank and the
-// annotation marks among it. The program's own list in front/core/escape.cpp is the same.
+// annotation marks among it. The program has the same list for itself (tests/house/hidden_test.py).
 constexpr Range kHidden[] = {
     {0x0000, 0x001F}, {0x007F, 0x009F},   {0x00AD, 0x00AD},   {0x034F, 0x034F},   {0x061C, 0x061C},
     {0x115F, 0x1160}, {0x17B4, 0x17B5},   {0x180B, 0x180F},   {0x200B, 0x200F},   {0x2028, 0x202F},
