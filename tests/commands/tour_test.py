@@ -1,4 +1,4 @@
-"""The README's tour, typed as it stands, from an empty home."""
+"""The README's tour and the guides, typed as they stand, each from an empty home."""
 
 import os
 import re
@@ -7,21 +7,21 @@ import unittest
 
 from kestrel_case import KESTREL, KESTRELCTL, KestrelCase
 
-README = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../README.md")
+ROOT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../..")
+FENCED = re.compile(r"^ *```(\w*)\n(.*?)^ *```$", re.MULTILINE | re.DOTALL)
 
 
-def commands():
-    """The lines of the blocks without a language, from the tour on."""
-    with open(README, encoding="utf-8") as file:
+def commands(page, begin="", end=None):
+    """The lines of the blocks without a language, of a page or a part of it."""
+    with open(os.path.join(ROOT, page), encoding="utf-8") as file:
         text = file.read()
-    tour = text[text.index("## A tour"):text.index("## More")]
-    blocks = re.findall(r"^```\n(.*?)^```$", tour, re.MULTILINE | re.DOTALL)
+    part = text[text.index(begin):text.index(end) if end else None]
+    blocks = [block for language, block in FENCED.findall(part) if not language]
     return [line for block in blocks for line in block.splitlines()]
 
 
 class Tour(KestrelCase):
-    def test_runs_as_typed(self):
-        lines = commands()
+    def type(self, lines):
         self.assertGreater(len(lines), 30)
         path = ":".join([os.path.dirname(os.path.abspath(KESTREL)),
                          os.path.dirname(os.path.abspath(KESTRELCTL)), os.environ["PATH"]])
@@ -30,6 +30,15 @@ class Tour(KestrelCase):
                                   env={**self.env, "PATH": path}, capture_output=True,
                                   timeout=120, check=False)
             self.assertEqual(done.returncode, 0, f"{line}\n{done.stdout!r}\n{done.stderr!r}")
+
+    def test_readme(self):
+        self.type(commands("README.md", "## A tour", "## More"))
+
+    def test_guide(self):
+        self.type(commands("docs/guide.md"))
+
+    def test_administration(self):
+        self.type(commands("docs/administration.md"))
 
 
 if __name__ == "__main__":
