@@ -52,6 +52,9 @@ struct KeyGroups {
 // `-ext` stays for ApplyExtensionKeys. 0 or a reported code.
 Reported ParseEnrollKeys(EnrollOptions& options, KeyGroups groups);
 
+// Takes a key whose value is secret, and wipes it on the line.
+void TakeSecret(const char* word, SecureText& secret);
+
 // The code of a control that failed, as the platform's last error.
 Reported ReportResult(HRESULT result);
 

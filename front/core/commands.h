@@ -22,5 +22,7 @@ DWORD RunSignFiles();
 DWORD RunVerifyFiles();
 DWORD RunCreatRqst();
 DWORD RunInstCert();
+DWORD RunCreatCert();
+DWORD RunPendCert();
 
 }  // namespace kestrel

@@ -4,6 +4,9 @@
 
 #include <objbase.h>
 
+#define CR_IN_ENCODEANY 0xff
+#define CR_OUT_CHAIN 0x100
+
 #define CR_DISP_INCOMPLETE 0
 #define CR_DISP_ERROR 1
 #define CR_DISP_DENIED 2
