@@ -119,6 +119,16 @@ class WebEnroll(KestrelCase):
         self.expect(self.fetch(), 0, b"Enter request ID:1\n" + ASKED + INSTALLED, stdin=b"1\n")
         self.assertEqual([self.count(store) for store in ("My", "Root", "REQUEST")], [2, 1, 0])
 
+    def test_handed_in_again(self):
+        """A refused request leaves its key in a container that is told, and another try takes it."""
+        self.pages.write("policy", "denied")
+        self.fail_with(REJECTED, *self.create())
+        self.assertIn(b"\nAnn  ", self.ctl("request", "list"))
+        self.pages.write("policy", "issued")
+        again = self.create("-nokeygen", "-cont", "Ann")
+        self.expect(again, 0, ANSWERED + INSTALLED)
+        self.assertEqual([self.count(store) for store in ("My", "REQUEST")], [1, 0])
+
     def test_answers(self):
         """Pages that new requests and pending ones get, and what becomes of both."""
         pad = lambda size: b"locDenied".ljust(size)
@@ -187,6 +197,9 @@ class WebEnroll(KestrelCase):
         self.set_machine(f'"DefaultCA"="{self.address}"')
         self.fail_with(REJECTED, *NEW)
         self.assertEqual(self.web.asked[-1], PAGE)
+        _, body = self.kestrel(*NEW, "-CA", "http://127.0.0.1:1/a")
+        self.assertIn(error_line(b"No connection to the server could be made: 127.0.0.1:1", 12029),
+                      body)
         bad = error_line(b"Incorrect CA address: 'HTTP://x'.", 0x200002C1)
         self.expect([*NEW, "-CA", "HTTP://x"], 0x200002C1, SENT + bad)
         self.expect(["-pendcert", "-CA", "HTTP://x", "-noCSP"], 0x200002C1,

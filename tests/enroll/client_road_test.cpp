@@ -118,6 +118,21 @@ TEST(ClientRoad, WhoAsks) {
     }
 }
 
+TEST(ClientRoad, TheChainComesFirst) {
+    const struct {
+        HRESULT introduced;
+        DWORD code;
+    } rows[] = {{kFault, 0x8009000B}, {S_OK, static_cast<DWORD>(E_NOTIMPL)}};
+    for (const auto& row : rows) {
+        FakeClient client;
+        client.submitted = row.introduced;
+        ::testing::internal::CaptureStdout();
+        EXPECT_EQ(TrustAuthority(client, "https://x"), row.code);
+        EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
+        EXPECT_EQ(client.asked, "1 5 - -");
+    }
+}
+
 TEST(WebForm, EveryByteIsEscaped) {
     EXPECT_EQ(NewRequestForm("aZ0\t+\r\n=\xFF", "N"),
               "CertRequest=%61%5A%30%9%2B%3D%FF&Mode=newreq&TargetStoreFlags=0&SaveCert=no&"
