@@ -7,30 +7,15 @@
 #include <iterator>
 
 #include "enroll/request_id.h"
+#include "enroll/token.h"
 #include "enroll/unix_request_impl.h"
 #include "front/core/catalogue.h"
-#include "front/core/secret.h"
 
 namespace kestrel {
 
 namespace {
 
 constexpr wchar_t kTemplate[] = L"CertificateTemplate:User";
-
-// 19 characters at most: what is behind them is not sent (enroll-45).
-class TokenPassword {
-  public:
-    explicit TokenPassword(const char* password) {
-        if (password != nullptr) std::string_view(password).copy(text_, sizeof text_ - 1);
-    }
-    ~TokenPassword() { Wipe(text_, sizeof text_); }
-    TokenPassword(const TokenPassword&) = delete;
-    TokenPassword& operator=(const TokenPassword&) = delete;
-    [[nodiscard]] const char* Get() const { return text_; }
-
-  private:
-    char text_[20] = {};
-};
 
 // What the client says of the request by now.
 Reported ReadDisposition(UnixRequest& client, std::string& words) {
@@ -82,16 +67,13 @@ Reported CheckCaAddress(const std::string& address) {
 }
 
 Reported Introduce(UnixRequest& client, const Applicant& applicant) {
-    HRESULT result = S_OK;
     if (applicant.thumbprint != nullptr) {
-        result = client.SetAuth(nullptr, static_cast<LONG>(AuthType::Certificate), kAuthFlag,
-                                applicant.thumbprint, nullptr);
-    } else if (applicant.tokenId != nullptr) {
-        const TokenPassword password(applicant.tokenPassword);
-        result = client.SetAuth(nullptr, static_cast<LONG>(AuthType::UserName), kAuthFlag,
-                                applicant.tokenId, password.Get());
+        const HRESULT result = client.SetAuth(nullptr, static_cast<LONG>(AuthType::Certificate),
+                                              kAuthFlag, applicant.thumbprint, nullptr);
+        return FAILED(result) ? ReportResult(result) : Reported();
     }
-    return FAILED(result) ? ReportResult(result) : Reported();
+    if (applicant.tokenId == nullptr) return 0;
+    return SetTokenAuth(client, applicant.tokenId, applicant.tokenPassword);
 }
 
 // enroll-46

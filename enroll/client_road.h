@@ -9,8 +9,6 @@
 
 namespace kestrel {
 
-inline constexpr std::string_view kFerrolineAuthority = "FLCA15";
-
 // A client, or null with kComFailed reported.
 Reported MakeCaClient(std::string_view kind, std::unique_ptr<UnixRequest>& client);
 

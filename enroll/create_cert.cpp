@@ -29,7 +29,7 @@ Reported ChooseAuthority(ChosenAuthority& authority) {
     if (!TakeKey("CA", &address)) authority.standard = !TakeKey("FLCA", &address);
     authority.address = address != nullptr ? address : DefaultCaAddress();
     if (address == nullptr && authority.address.empty()) return ReportError(kLastError);
-    return authority.standard ? Reported() : MakeCaClient(kFerrolineAuthority, authority.client);
+    return authority.standard ? Reported() : MakeCaClient(kFlcaAuthority, authority.client);
 }
 
 // The code that was reported is reported once more (enroll-48).

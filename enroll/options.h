@@ -48,12 +48,12 @@ struct KeyGroups {
     bool install = false;  // those of installing
 };
 
+// Takes a key whose value is a password, and wipes the line's own copy.
+void TakeSecret(const char* word, SecureText& secret);
+
 // Takes the keys, and lets the user choose a container where one is needed and none was named.
 // `-ext` stays for ApplyExtensionKeys. 0 or a reported code.
 Reported ParseEnrollKeys(EnrollOptions& options, KeyGroups groups);
-
-// Takes a key whose value is secret, and wipes it on the line.
-void TakeSecret(const char* word, SecureText& secret);
 
 // The code of a control that failed, as the platform's last error.
 Reported ReportResult(HRESULT result);

@@ -44,7 +44,7 @@ Reported FindAuthority(AskedAuthority& authority) {
     if (address == nullptr && authority.address.empty()) return ReportError(kLastError);
     authority.byWeb = twice && authority.address.starts_with(kHttpScheme);
     if (!client) return 0;
-    if (const Reported failure = MakeCaClient(kFerrolineAuthority, authority.client)) {
+    if (const Reported failure = MakeCaClient(kFlcaAuthority, authority.client)) {
         return failure;
     }
     return IntroduceByKeys(*authority.client);

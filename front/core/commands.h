@@ -20,9 +20,9 @@ DWORD RunHash();
 DWORD RunVerifyHash();
 DWORD RunSignFiles();
 DWORD RunVerifyFiles();
-DWORD RunCreatRqst();
-DWORD RunInstCert();
 DWORD RunCreatCert();
 DWORD RunPendCert();
+DWORD RunCreatRqst();
+DWORD RunInstCert();
 
 }  // namespace kestrel

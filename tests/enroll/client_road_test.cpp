@@ -103,17 +103,21 @@ TEST(ClientRoad, WhoAsks) {
     const struct {
         Applicant applicant;
         const char* asked;
+        DWORD code;
     } rows[] = {
-        {{}, ""},
-        {{"ab12", "tok", "secret"}, "8 1 ab12 -"},
-        {{nullptr, "tok", "1234567890123456789"}, "4 1 tok 1234567890123456789"},
-        {{nullptr, "tok", "12345678901234567890"}, "4 1 tok 1234567890123456789"},
-        {{nullptr, "tok", nullptr}, "4 1 tok "},
-        {{nullptr, nullptr, "secret"}, ""},
+        {{}, "", 0},
+        {{"ab12", "tok", "secret"}, "8 1 ab12 -", 0},
+        {{nullptr, "tok", "1234567890123456789"}, "4 1 tok 1234567890123456789", 0},
+        {{nullptr, "tok", "12345678901234567890"}, "", kWrongKey},
+        {{nullptr, "tok", nullptr}, "4 1 tok ", 0},
+        {{nullptr, nullptr, "secret"}, "", 0},
     };
     for (const auto& row : rows) {
         FakeClient client;
-        EXPECT_EQ(Introduce(client, row.applicant), 0U);
+        ::testing::internal::CaptureStdout();
+        EXPECT_EQ(Introduce(client, row.applicant), row.code);
+        EXPECT_EQ(::testing::internal::GetCapturedStdout(),
+                  row.code != 0 ? "Error: Wrong key: 'tpassword'. (0x200000CE)\n" : "");
         EXPECT_EQ(client.asked, row.asked);
     }
 }
