@@ -69,11 +69,11 @@ class Handler(http.server.BaseHTTPRequestHandler):
         headers = [("Location", self.query["to"])] if "to" in self.query else []
         self.answer(int(self.query["code"]), headers, self.query.get("body", "told").encode())
 
-    def on_cookies(self, _):
-        self.answer(200, [("Set-Cookie", "a=1; path=/"), ("Set-Cookie", "b=2")])
-
     def on_far(self, _):
         self.answer(302, [("Location", "/" + "x" * int(self.query["size"]))])
+
+    def on_cookies(self, _):
+        self.answer(200, [("Set-Cookie", "a=1; path=/"), ("Set-Cookie", "b=2")])
 
     def on_chunked(self, _):
         self.send_response_only(200)
