@@ -49,6 +49,7 @@ class UnixRequest {
 
 // The words of the kinds of authorities.
 inline constexpr std::string_view kSystemAuthority = "MSCAstd";
+inline constexpr std::string_view kFlcaAuthority = "FLCA15";
 
 // The client for an authority of this kind, or null: for a word that names none, and where
 // the system has none.

@@ -83,12 +83,6 @@ void CloseStore(const StoreSpec& store) {
 
 }  // namespace
 
-const TextPair& Banner() {
-    static constexpr TextPair kBanner = {"Kestrel, версия " KESTREL_VERSION,
-                                         "Kestrel, version " KESTREL_VERSION};
-    return kBanner;
-}
-
 void CopyArguments(int argumentCount, const char* const* arguments) {
     state.argumentCopies = std::make_unique<ArgumentCopies>();
     for (int i = 0; i < argumentCount; ++i) {

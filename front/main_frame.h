@@ -7,9 +7,6 @@
 
 namespace kestrel {
 
-// The name and version of the program, without a full stop or a line end.
-const TextPair& Banner();
-
 // The process entry: language, banner, parse, one command, close. Returns the exit value.
 // Passwords among the arguments are overwritten once they were read.
 DWORD RunMain(int argumentCount, char** arguments);

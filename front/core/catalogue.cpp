@@ -42,4 +42,10 @@ const TextPair& ErrorText(DWORD code) {
     return text != nullptr ? *text : Message(say::kUnknownError);
 }
 
+const TextPair& Banner() {
+    static constexpr TextPair kBanner = {"Kestrel, версия " KESTREL_VERSION,
+                                         "Kestrel, version " KESTREL_VERSION};
+    return kBanner;
+}
+
 }  // namespace kestrel

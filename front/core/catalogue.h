@@ -32,6 +32,9 @@ KESTREL_MESSAGE_ROWS(NAME_MESSAGE)
 // The id must have a row.
 const TextPair& Message(MessageId id);
 
+// The name and version of the program, without a full stop or a line end.
+const TextPair& Banner();
+
 // An own error code is a row's number with this flag.
 inline constexpr DWORD kOwnError = 0x20000000;
 #define NAME_ERROR(number, name, russian, english) inline constexpr DWORD name = kOwnError | number;

@@ -51,12 +51,12 @@
     ROW(17, "instcert", RunInstCert, kInstcertUsage, false,                             \
         " -instcert    Установить сертификат из файла PKCS #7 или файла сертификата.",  \
         " -instcert    Install certificate from PKCS #7 file or certificate file.")     \
-    ROW(18, "creatcert", RunNotImplemented, kCreatcertUsage, false,                     \
+    ROW(18, "creatcert", RunCreatCert, kCreatcertUsage, false,                          \
         " -creatcert   Создать запрос на сертификат, отправить его в ЦС,\n"             \
         "              получить и установить выданный сертификат.",                     \
         " -creatcert   Create certificate request, send it to CA,\n"                    \
         "              get and install issued certificate.")                            \
-    ROW(19, "pendcert", RunNotImplemented, kPendcertUsage, false,                       \
+    ROW(19, "pendcert", RunPendCert, kPendcertUsage, false,                             \
         " -pendcert    Проверить отложенный запрос на сертификат,\n"                    \
         "              получить и установить выданный сертификат.",                     \
         " -pendcert    Check pending certificate request,\n"                            \

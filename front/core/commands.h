@@ -20,6 +20,8 @@ DWORD RunHash();
 DWORD RunVerifyHash();
 DWORD RunSignFiles();
 DWORD RunVerifyFiles();
+DWORD RunCreatCert();
+DWORD RunPendCert();
 DWORD RunCreatRqst();
 DWORD RunInstCert();
 

@@ -7,3 +7,4 @@
 #undef CMSG_DATA
 
 #include <winhttp.h>
+#include <wininet.h>

@@ -21,6 +21,7 @@ constexpr struct {
     {WINHTTP_QUERY_RETRY_AFTER, "Retry-After"},
     {WINHTTP_QUERY_WWW_AUTHENTICATE, "WWW-Authenticate"},
     {WINHTTP_QUERY_PROXY_AUTHENTICATE, "Proxy-Authenticate"},
+    {HTTP_QUERY_SET_COOKIE, "Set-Cookie"},
 };
 
 std::vector<std::string> Values(const ResponseHead& head, DWORD query, LPCWSTR name) {
@@ -72,10 +73,10 @@ void CopyCounted(ByteView value, std::size_t terminator, void* buffer, DWORD& si
     std::memcpy(buffer, value.data(), value.size());
 }
 
-}  // namespace
-
-void CopyHeaderOut(const ResponseHead& head, DWORD infoLevel, LPCWSTR name, void* buffer,
-                   DWORD& size, DWORD* index) {
+// `put` copies a text; both interfaces have the same numbers for what is asked.
+template <class PutText>
+void CopyValueOut(const ResponseHead& head, DWORD infoLevel, LPCWSTR name, void* buffer,
+                  DWORD& size, DWORD* index, PutText put) {
     const bool number = (infoLevel & WINHTTP_QUERY_FLAG_NUMBER) != 0;
     const auto values =
         Values(head, infoLevel & ~static_cast<DWORD>(WINHTTP_QUERY_FLAG_NUMBER), name);
@@ -85,11 +86,27 @@ void CopyHeaderOut(const ResponseHead& head, DWORD infoLevel, LPCWSTR name, void
         const DWORD value = NumberIn(values[which]);
         CopyCounted(ViewOf(&value, sizeof value), 0, buffer, size);
     } else {
-        const std::wstring text = WideOf(values[which]);
-        CopyCounted(ViewOf(text.c_str(), (text.size() + 1) * sizeof(wchar_t)), sizeof(wchar_t),
-                    buffer, size);
+        put(values[which]);
     }
     if (index != nullptr) ++*index;
+}
+
+}  // namespace
+
+void CopyHeaderOut(const ResponseHead& head, DWORD infoLevel, LPCWSTR name, void* buffer,
+                   DWORD& size, DWORD* index) {
+    CopyValueOut(head, infoLevel, name, buffer, size, index, [&](const std::string& value) {
+        const std::wstring text = WideOf(value);
+        CopyCounted(ViewOf(text.c_str(), (text.size() + 1) * sizeof(wchar_t)), sizeof(wchar_t),
+                    buffer, size);
+    });
+}
+
+void CopyHeaderOut(const ResponseHead& head, DWORD infoLevel, void* buffer, DWORD& size,
+                   DWORD* index) {
+    CopyValueOut(head, infoLevel, nullptr, buffer, size, index, [&](const std::string& value) {
+        CopyCounted(ViewOf(value.c_str(), value.size() + 1), 1, buffer, size);
+    });
 }
 
 }  // namespace platform

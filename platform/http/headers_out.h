@@ -12,5 +12,8 @@ namespace platform {
 // ERROR_INVALID_PARAMETER for a value that is not known or a number that is none.
 void CopyHeaderOut(const ResponseHead& head, DWORD infoLevel, LPCWSTR name, void* buffer,
                    DWORD& size, DWORD* index);
+// The same as narrow text, byte for byte as the server sent it; WINHTTP_QUERY_CUSTOM has no name.
+void CopyHeaderOut(const ResponseHead& head, DWORD infoLevel, void* buffer, DWORD& size,
+                   DWORD* index);
 
 }  // namespace platform

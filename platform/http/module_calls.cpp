@@ -13,10 +13,12 @@ namespace {
 struct Row {
     const Module& module;
     std::size_t count = 0;  // of loads that were not freed
+
+    [[nodiscard]] bool There() const { return module.linked || count > 0; }
 };
 
 std::span<Row> Rows() {
-    static std::array<Row, 1> rows = {{{WinHttpModule()}}};
+    static std::array<Row, 2> rows = {{{WinHttpModule()}, {WinInetModule()}}};
     return rows;
 }
 
@@ -39,7 +41,7 @@ HMODULE HandleOf(Row& row) { return reinterpret_cast<HMODULE>(&row); }
 
 Row& RowOf(HMODULE handle) {
     for (Row& row : Rows()) {
-        if (HandleOf(row) == handle && row.count > 0) return row;
+        if (HandleOf(row) == handle && row.There()) return row;
     }
     throw Error(ERROR_INVALID_HANDLE);
 }
@@ -60,13 +62,16 @@ HMODULE WINAPI LoadLibraryA(LPCSTR name) {
 }
 
 BOOL WINAPI FreeLibrary(HMODULE module) {
-    return GuardedBool([&] { --RowOf(module).count; });
+    return GuardedBool([&] {
+        Row& row = RowOf(module);
+        if (row.count > 0) --row.count;
+    });
 }
 
 HMODULE WINAPI GetModuleHandleA(LPCSTR name) {
     return Guarded<HMODULE>(nullptr, [&] {
         Row* row = RowNamed(name);
-        if (row == nullptr || row->count == 0) throw Error(ERROR_MOD_NOT_FOUND);
+        if (row == nullptr || !row->There()) throw Error(ERROR_MOD_NOT_FOUND);
         return HandleOf(*row);
     });
 }

@@ -2,6 +2,7 @@
 
 #include "platform/base/error.h"
 #include "platform/base/text.h"
+#include "platform/http/call_parts.h"
 #include "platform/http/curl_library.h"
 #include "platform/http/headers_out.h"
 #include "platform/http/options.h"
@@ -9,17 +10,6 @@
 
 namespace platform {
 namespace {
-
-template <class T>
-std::shared_ptr<T> HandleOf(HINTERNET handle) {
-    auto object = std::dynamic_pointer_cast<T>(Resolve<InternetObject>(handle));
-    if (object == nullptr) throw Error(ERROR_WINHTTP_INCORRECT_HANDLE_TYPE);
-    return object;
-}
-
-void Demand(bool condition) {
-    if (!condition) throw Error(ERROR_INVALID_PARAMETER);
-}
 
 std::string TextOr(LPCWSTR text, const char* other) {
     return text == nullptr || *text == L'\0' ? other : Narrow(text);
@@ -40,29 +30,6 @@ std::string AcceptLine(LPCWSTR* types) {
     return list;
 }
 
-HINTERNET OpenRequest(const Connection& connection, const std::string& verb, LPCWSTR object,
-                      const std::string& version, LPCWSTR referrer, LPCWSTR* acceptTypes,
-                      DWORD flags) {
-    Demand((flags & ~static_cast<DWORD>(WINHTTP_FLAG_SECURE)) == 0);
-    Demand(version == "HTTP/1.1" || version == "HTTP/1.0");
-    Demand(verb.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz-_") ==
-           std::string::npos);
-    auto request = std::make_shared<Request>(connection, verb, TextOr(object, ""), flags != 0,
-                                             version == "HTTP/1.0");
-    const auto header = [&](const char* name, const std::string& value) {
-        if (value.empty()) return;
-        request->headers.Add(std::string(name) + ": " + value, WINHTTP_ADDREQ_FLAG_ADD);
-    };
-    header("Referer", TextOr(referrer, ""));
-    header("Accept", AcceptLine(acceptTypes));
-    return Publish(std::move(request));
-}
-
-ByteView BodyOf(LPCVOID data, DWORD size) {
-    Demand(data != nullptr || size == 0);
-    return ViewOf(data, size);
-}
-
 }  // namespace
 }  // namespace platform
 
@@ -71,7 +38,7 @@ using namespace platform;
 HINTERNET WINAPI WinHttpOpen(LPCWSTR agent, DWORD accessType, LPCWSTR proxy, LPCWSTR bypass,
                              DWORD flags) {
     return Guarded<HINTERNET>(nullptr, [&]() -> HINTERNET {
-        Demand(flags == 0);
+        DemandArgument(flags == 0);
         Curl();
         auto session = std::make_shared<Session>(TextOr(agent, ""));
         session->proxies = ProxiesOf(accessType, proxy, bypass);
@@ -82,8 +49,8 @@ HINTERNET WINAPI WinHttpOpen(LPCWSTR agent, DWORD accessType, LPCWSTR proxy, LPC
 HINTERNET WINAPI WinHttpConnect(HINTERNET session, LPCWSTR server, INTERNET_PORT port,
                                 DWORD reserved) {
     return Guarded<HINTERNET>(nullptr, [&]() -> HINTERNET {
-        auto parent = HandleOf<Session>(session);
-        Demand(server != nullptr && reserved == 0);
+        auto parent = InternetHandleOf<Session>(session);
+        DemandArgument(server != nullptr && reserved == 0);
         return Publish(std::make_shared<Connection>(std::move(parent), Narrow(server), port));
     });
 }
@@ -92,8 +59,14 @@ HINTERNET WINAPI WinHttpOpenRequest(HINTERNET connection, LPCWSTR verb, LPCWSTR 
                                     LPCWSTR version, LPCWSTR referrer, LPCWSTR* acceptTypes,
                                     DWORD flags) {
     return Guarded<HINTERNET>(nullptr, [&] {
-        return OpenRequest(*HandleOf<Connection>(connection), TextOr(verb, "GET"), object,
-                           TextOr(version, "HTTP/1.1"), referrer, acceptTypes, flags);
+        const auto parent = InternetHandleOf<Connection>(connection);
+        DemandArgument((flags & ~static_cast<DWORD>(WINHTTP_FLAG_SECURE)) == 0);
+        return Publish(MakeRequest(*parent, {.verb = TextOr(verb, "GET"),
+                                             .object = TextOr(object, ""),
+                                             .version = TextOr(version, "HTTP/1.1"),
+                                             .referrer = TextOr(referrer, ""),
+                                             .accept = AcceptLine(acceptTypes),
+                                             .secure = flags != 0}));
     });
 }
 
@@ -102,21 +75,23 @@ BOOL WINAPI WinHttpCloseHandle(HINTERNET handle) {
 }
 
 BOOL WINAPI WinHttpSetOption(HINTERNET handle, DWORD option, LPVOID value, DWORD size) {
-    return GuardedBool([&] { SetOption(*HandleOf<InternetObject>(handle), option, value, size); });
+    return GuardedBool(
+        [&] { SetOption(*InternetHandleOf<InternetObject>(handle), option, value, size); });
 }
 
 BOOL WINAPI WinHttpSetTimeouts(HINTERNET handle, int resolve, int connect, int send, int receive) {
     return GuardedBool([&] {
-        SetTimeouts(*HandleOf<InternetObject>(handle), {resolve, connect, send, receive});
+        SetTimeouts(*InternetHandleOf<InternetObject>(handle), {resolve, connect, send, receive});
     });
 }
 
 BOOL WINAPI WinHttpSetCredentials(HINTERNET request, DWORD target, DWORD scheme, LPCWSTR user,
                                   LPCWSTR password, LPVOID reserved) {
     return GuardedBool([&] {
-        const auto object = HandleOf<Request>(request);
-        Demand(target <= WINHTTP_AUTH_TARGET_PROXY && user != nullptr && reserved == nullptr);
-        Demand(IsOneScheme(scheme));
+        const auto object = InternetHandleOf<Request>(request);
+        DemandArgument(target <= WINHTTP_AUTH_TARGET_PROXY && user != nullptr &&
+                       reserved == nullptr);
+        DemandArgument(IsOneScheme(scheme));
         std::string secret = TextOr(password, "");
         object->SetCredentials(target, scheme, Narrow(user), Secret(ViewOf(secret)));
         Wipe(secret);
@@ -128,8 +103,8 @@ BOOL WINAPI WinHttpAddRequestHeaders(HINTERNET request, LPCWSTR headers, DWORD l
     return GuardedBool([&] {
         constexpr DWORD kKnown =
             WINHTTP_ADDREQ_FLAG_ADD | WINHTTP_ADDREQ_FLAG_ADD_IF_NEW | WINHTTP_ADDREQ_FLAG_REPLACE;
-        const auto object = HandleOf<Request>(request);
-        Demand(headers != nullptr && (modifiers & ~kKnown) == 0);
+        const auto object = InternetHandleOf<Request>(request);
+        DemandArgument(headers != nullptr && (modifiers & ~kKnown) == 0);
         object->headers.Add(HeaderLines(headers, length), modifiers);
     });
 }
@@ -137,10 +112,10 @@ BOOL WINAPI WinHttpAddRequestHeaders(HINTERNET request, LPCWSTR headers, DWORD l
 BOOL WINAPI WinHttpSendRequest(HINTERNET request, LPCWSTR headers, DWORD headersLength,
                                LPVOID optional, DWORD optionalLength, DWORD total, DWORD_PTR) {
     return GuardedBool([&] {
-        const auto object = HandleOf<Request>(request);
+        const auto object = InternetHandleOf<Request>(request);
         const ByteView body = BodyOf(optional, optionalLength);
         if (total == 0) total = optionalLength;
-        Demand(total >= optionalLength);
+        DemandArgument(total >= optionalLength);
         // Sent once more, the request has one line of each name all the same.
         object->headers.Add(HeaderLines(headers, headersLength),
                             WINHTTP_ADDREQ_FLAG_ADD | WINHTTP_ADDREQ_FLAG_REPLACE);
@@ -150,7 +125,7 @@ BOOL WINAPI WinHttpSendRequest(HINTERNET request, LPCWSTR headers, DWORD headers
 
 BOOL WINAPI WinHttpWriteData(HINTERNET request, LPCVOID data, DWORD size, LPDWORD written) {
     return GuardedBool([&] {
-        const auto object = HandleOf<Request>(request);
+        const auto object = InternetHandleOf<Request>(request);
         object->Write(BodyOf(data, size));
         if (written != nullptr) *written = size;
     });
@@ -158,8 +133,8 @@ BOOL WINAPI WinHttpWriteData(HINTERNET request, LPCVOID data, DWORD size, LPDWOR
 
 BOOL WINAPI WinHttpReceiveResponse(HINTERNET request, LPVOID reserved) {
     return GuardedBool([&] {
-        const auto object = HandleOf<Request>(request);
-        Demand(reserved == nullptr);
+        const auto object = InternetHandleOf<Request>(request);
+        DemandArgument(reserved == nullptr);
         object->Receive();
     });
 }
@@ -167,8 +142,8 @@ BOOL WINAPI WinHttpReceiveResponse(HINTERNET request, LPVOID reserved) {
 BOOL WINAPI WinHttpQueryHeaders(HINTERNET request, DWORD infoLevel, LPCWSTR name, LPVOID buffer,
                                 LPDWORD size, LPDWORD index) {
     return GuardedBool([&] {
-        const auto object = HandleOf<Request>(request);
-        Demand(size != nullptr);
+        const auto object = InternetHandleOf<Request>(request);
+        DemandArgument(size != nullptr);
         CopyHeaderOut(object->Head(), infoLevel, name, buffer, *size, index);
     });
 }
@@ -176,8 +151,8 @@ BOOL WINAPI WinHttpQueryHeaders(HINTERNET request, DWORD infoLevel, LPCWSTR name
 BOOL WINAPI WinHttpQueryAuthSchemes(HINTERNET request, LPDWORD supported, LPDWORD first,
                                     LPDWORD target) {
     return GuardedBool([&] {
-        const auto object = HandleOf<Request>(request);
-        Demand(supported != nullptr && first != nullptr && target != nullptr);
+        const auto object = InternetHandleOf<Request>(request);
+        DemandArgument(supported != nullptr && first != nullptr && target != nullptr);
         const auto challenge = ChallengeOf(object->Head());
         if (!challenge) throw Error(ERROR_INVALID_OPERATION);
         *supported = challenge->supported;
@@ -188,15 +163,15 @@ BOOL WINAPI WinHttpQueryAuthSchemes(HINTERNET request, LPDWORD supported, LPDWOR
 
 BOOL WINAPI WinHttpQueryDataAvailable(HINTERNET request, LPDWORD available) {
     return GuardedBool([&] {
-        const std::size_t count = HandleOf<Request>(request)->Await();
+        const std::size_t count = InternetHandleOf<Request>(request)->Await();
         if (available != nullptr) *available = static_cast<DWORD>(count);
     });
 }
 
 BOOL WINAPI WinHttpReadData(HINTERNET request, LPVOID buffer, DWORD size, LPDWORD read) {
     return GuardedBool([&] {
-        const auto object = HandleOf<Request>(request);
-        Demand(buffer != nullptr && read != nullptr);
+        const auto object = InternetHandleOf<Request>(request);
+        DemandArgument(buffer != nullptr && read != nullptr);
         *read = 0;
         *read = static_cast<DWORD>(object->Read(buffer, size));
     });

@@ -4,6 +4,19 @@
 
 #include <objbase.h>
 
+// How a request is given, and a certificate handed out.
+#define CR_IN_BASE64HEADER 0
+#define CR_IN_BASE64 0x1
+#define CR_IN_BINARY 0x2
+#define CR_IN_ENCODEANY 0xFF
+#define CR_IN_ENCODEMASK 0xFF
+#define CR_IN_PKCS10 0x100
+#define CR_OUT_BASE64HEADER 0
+#define CR_OUT_BASE64 0x1
+#define CR_OUT_BINARY 0x2
+#define CR_OUT_ENCODEMASK 0xFF
+#define CR_OUT_CHAIN 0x100
+
 #define CR_DISP_INCOMPLETE 0
 #define CR_DISP_ERROR 1
 #define CR_DISP_DENIED 2

@@ -72,6 +72,9 @@ class Handler(http.server.BaseHTTPRequestHandler):
     def on_far(self, _):
         self.answer(302, [("Location", "/" + "x" * int(self.query["size"]))])
 
+    def on_cookies(self, _):
+        self.answer(200, [("Set-Cookie", "a=1; path=/"), ("Set-Cookie", "b=2")])
+
     def on_chunked(self, _):
         self.send_response_only(200)
         self.send_header("Transfer-Encoding", "chunked")

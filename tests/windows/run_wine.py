@@ -16,6 +16,7 @@ import unittest
 for folder in ("calls", "support"):
     sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", folder))
 import check  # noqa: E402
+from authority import Web  # noqa: E402
 from stamp_service import StampService  # noqa: E402
 
 PROGRAM = os.path.abspath(sys.argv.pop(1)) if len(sys.argv) > 1 else "kestrel.exe"
@@ -69,8 +70,8 @@ class WineRuns(unittest.TestCase):
                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False)
         shutil.rmtree(cls.folder, True)
 
-    def run_program(self, words):
-        done = subprocess.run([WINE, PROGRAM, *words], env=self.env, cwd=self.folder, timeout=120,
+    def run_program(self, words, env=None):
+        done = subprocess.run([WINE, PROGRAM, *words], env=env or self.env, cwd=self.folder, timeout=120,
                               stdin=subprocess.DEVNULL, capture_output=True, check=False)
         return done.stdout.decode("utf-8", "replace").replace("\r\n", "\n")
 
@@ -187,6 +188,28 @@ class WineRuns(unittest.TestCase):
                                      "-sd" + service.url("good"), "stamped", "out"])
             self.assertTrue(text.endswith("[ErrorCode: 0x8007000d]\n"), text)
             self.assertEqual(len(service.seen), len(rows))
+
+    def test_pending_requests_over_web_pages(self):
+        web = Web()
+        self.addCleanup(web.close)
+        # A server's name with a port is none to Wine; a proxy leads every name to this one.
+        page = "http://ca.example:80/certsrv//certfnsh.asp"
+        env = {**self.env, "http_proxy": web.address("")}
+        with open(os.path.join(self.folder, "id"), "wb") as file:
+            file.write(b"\x01\x02\0\0")
+        rows = [(b"locTimeoutWarning", "[ReturnCode: 0]"), (b"locDenied", "[ErrorCode: 0x200002c3]"),
+                (b"locDenied".ljust(0x18FFE), "[ErrorCode: 0x200002c3]"),
+                (b"locDenied".ljust(0x18FFF), "[ErrorCode: 0x200002be]"),
+                (b"nothing", "[ErrorCode: 0x200002bf]")]
+        forms = []
+        for answer, closing in rows:
+            web.pages[page] = lambda body, answer=answer: forms.append(body) or answer
+            text = self.run_program(["-pendcert", "-CA", "a", "-CA", "http://ca.example/certsrv/",
+                                     "-noCSP", "-FileID", "id"], env)
+            self.assertTrue(text.endswith(closing + "\n"), text)
+        self.assertEqual(forms, [b"Mode=chkpnd&TargetStoreFlags=0&SaveCert=no&ReqID=513"] * len(rows))
+        self.assertEqual((web.heads[0]["Referer"], web.heads[0]["Content-Type"]),
+                         ("*/*", "application/x-www-form-urlencoded"))
 
     def test_calls_differ_as_known(self):
         suite = os.path.join(os.path.dirname(PROGRAM), "calls.exe")

@@ -301,6 +301,11 @@ TEST_F(AddressTest, ModulesAreFoundByName) {
         EXPECT_EQ(FreeLibrary(module), FALSE);
         EXPECT_EQ(GetModuleHandleA("winhttp.dll"), nullptr);
     }
+    HMODULE linked = GetModuleHandleA("wininet.dll");
+    EXPECT_EQ(reinterpret_cast<void*>(GetProcAddress(linked, "InternetOpenA")),
+              reinterpret_cast<void*>(&InternetOpenA));
+    EXPECT_NE(FreeLibrary(linked), FALSE);
+    EXPECT_EQ(GetModuleHandleA("wininet.dll"), linked);
 }
 
 // Run as a process of its own by the test below, with a library path that hides libcurl.
@@ -312,6 +317,7 @@ TEST_F(AddressTest, DISABLED_WithoutTheLibrary) {
     };
     for (int times = 0; times < 2; ++times) expect(LoadLibraryA("winhttp.dll"));
     expect(OpenSession().get());
+    expect(InternetOpenA("x", INTERNET_OPEN_TYPE_DIRECT, nullptr, nullptr, 0));
 }
 
 TEST_F(AddressTest, AMissingLibraryIsNamed) {

@@ -1,4 +1,4 @@
-// The procedures of winhttp.dll by name.
+// The procedures of winhttp.dll and wininet.dll by name.
 
 #include "platform/http/curl_library.h"
 #include "platform/http/ground.h"
@@ -15,7 +15,7 @@ FARPROC AddressOf(Function* function) {
 #define ROW(call) \
     Procedure { #call, AddressOf(&call) }
 
-const Procedure kProcedures[] = {
+const Procedure kWinHttp[] = {
     ROW(WinHttpAddRequestHeaders),
     ROW(WinHttpCloseHandle),
     ROW(WinHttpConnect),
@@ -36,12 +36,22 @@ const Procedure kProcedures[] = {
     ROW(WinHttpWriteData),
 };
 
+const Procedure kWinInet[] = {
+    ROW(HttpAddRequestHeadersA), ROW(HttpOpenRequestA), ROW(HttpQueryInfoA), ROW(HttpSendRequestA),
+    ROW(InternetCloseHandle),    ROW(InternetConnectA), ROW(InternetOpenA),  ROW(InternetReadFile),
+};
+
 #undef ROW
 
 }  // namespace
 
 const Module& WinHttpModule() {
-    static const Module module{"winhttp", [] { Curl(); }, kProcedures};
+    static const Module module{"winhttp", false, [] { Curl(); }, kWinHttp};
+    return module;
+}
+
+const Module& WinInetModule() {
+    static const Module module{"wininet", true, [] { Curl(); }, kWinInet};
     return module;
 }
 
