@@ -1,8 +1,21 @@
-// The ground on Linux: requests to a certification authority, in the documented layout. No class
-// of this system has the interfaces yet, so that making one fails as an unregistered class does.
+// The ground on Linux: requests to a certification authority, in the documented layout. The class
+// of this system has the first interface alone.
 #pragma once
 
 #include <objbase.h>
+
+// How a request is given, and a certificate handed out.
+#define CR_IN_BASE64HEADER 0
+#define CR_IN_BASE64 0x1
+#define CR_IN_BINARY 0x2
+#define CR_IN_ENCODEANY 0xFF
+#define CR_IN_ENCODEMASK 0xFF
+#define CR_IN_PKCS10 0x100
+#define CR_OUT_BASE64HEADER 0
+#define CR_OUT_BASE64 0x1
+#define CR_OUT_BINARY 0x2
+#define CR_OUT_ENCODEMASK 0xFF
+#define CR_OUT_CHAIN 0x100
 
 #define CR_DISP_INCOMPLETE 0
 #define CR_DISP_ERROR 1
