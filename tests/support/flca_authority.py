@@ -25,7 +25,7 @@ and its certificates, so that chains hold:
 EST:
   kestrel -creatcert -provtype {type} -dn "CN=Ann" -cont ann -CA {secure}
   kestrel -creatcert -provtype {type} -dn "CN=Bob" -cont bob -CA {secure}/.well-known/est/pend
-  scripts/authority --approve N{folder_option}
+  scripts/authority --approve last{folder_option}
   kestrel -pendcert -cont bob -CA {secure}/.well-known/est/pend
 
 FLCA, by token:
@@ -63,7 +63,7 @@ def parse(arguments):
     orders = parser.add_mutually_exclusive_group()
     orders.add_argument("--list", action="store_true", help="what was asked for")
     for order in ("approve", "deny", "revoke"):
-        orders.add_argument(f"--{order}", type=int, metavar="N", help=f"{order} request N")
+        orders.add_argument(f"--{order}", metavar="N", help=f"{order} request N, or the last")
     orders.add_argument("--admit", metavar="TOKEN", help="let a registered person ask")
     return parser.parse_args(arguments)
 
@@ -85,6 +85,8 @@ def list_requests(issuer):
 
 
 def decide(issuer, number, decision):
+    if number == "last":
+        number = max(issuer.state.read()["requests"], key=int, default=0)
     if issuer.state.request(number) is None:
         return f"There is no request {number}."
     issuer.decide(number, decision)

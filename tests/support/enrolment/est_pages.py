@@ -47,18 +47,18 @@ class EstPages:
     def enroll(self, question, label):
         if question.headers.get("Content-Type") != "application/pkcs10":
             return words(400, "The request is not of the type application/pkcs10.\n")
-        request = base64.b64decode(question.body)
+        request, owner = base64.b64decode(question.body), f"EST {label}".strip()
         try:
-            number = self.number_of(request) or self.issuer.take(
-                "est", request, {"pend": PENDING, "deny": DENIED}.get(label, self.decision))
+            number = self.number_of(owner, request) or self.issuer.take(
+                owner, request, {"pend": PENDING, "deny": DENIED}.get(label, self.decision))
         except OpenSslError:
             return words(400, "The request cannot be read.\n")
         return self.outcome(self.issuer.state.request(number))
 
-    def number_of(self, request):
+    def number_of(self, owner, request):
         """The same request again asks for what became of it."""
         text = base64.b64encode(request).decode()
-        rows = self.issuer.state.requests_of("est")
+        rows = self.issuer.state.requests_of(owner)
         return next((number for number, row in rows if row["request"] == text), None)
 
     def outcome(self, row):
