@@ -11,6 +11,7 @@ import tempfile
 from enrolment import state
 from enrolment.issuing import Issuer
 from enrolment.server import Desk, Server, TlsServer
+from standard_pages import StandardPages
 
 HINTS = """
 The authority listens at {secure} (everything) and {clear} (standard pages alone).
@@ -36,12 +37,12 @@ FLCA, by token:
 
 FLCA, renewed with a certificate of this authority:
   kestrel -creatcert -provtype {type} -dn "CN=Ann" -cont again -FLCA {secure} -thumbprint SHA1
-{standard}
+
+Standard pages (RSA, with a root of their own; their number N is web-N to --approve and --deny):
+  kestrelctl trust {folder}/standard/ca.pem
+  kestrel -creatcert -provtype 24 -dn "CN=Ann" -cont web -CA {clear}/certsrv
+
 Ctrl-C ends it.
-"""
-STANDARD = """
-Standard pages:
-  kestrel -creatcert -provtype {type} -dn "CN=Ann" -cont web -CA {clear}/certsrv
 """
 
 
@@ -56,7 +57,7 @@ def parse(arguments):
     parser.add_argument("--pend-registrations", action="store_true",
                         help="so do those who register (--admit)")
     parser.add_argument("--est-user", metavar="NAME:PASSWORD", help="who may use EST")
-    parser.add_argument("--stored", choices=("plain", "once", "twice", "utf16"),
+    parser.add_argument("--stored", choices=("plain", "once", "twice", "armoured", "utf16"),
                         help="how FLCA pages keep requests")
     parser.add_argument("--quiet", action="store_true",
                         help="print the two ports alone, and end with standard input")
@@ -79,12 +80,24 @@ def list_requests(issuer):
     data = issuer.state.read()
     for number, row in data["requests"].items():
         print(f"{number}\t{row['state']}\t{row['owner']}\t{row.get('serial', '-')}")
+    for name, decision in standard_requests(issuer)[1].items():
+        print(f"{name}\t{decision}")
     for token, user in data["users"].items():
         print(f"{token}\t{'registered' if user['registered'] else 'waits'}\t"
               f"{user['subject']['CommonName']}")
 
 
+def standard_requests(issuer):
+    """Number and state of each; as `web-N` they are told from the others."""
+    pages = StandardPages(issuer.path("standard"))
+    numbers = sorted(int(name[:-4]) for name in os.listdir(pages.folder) if name.endswith(".csr"))
+    return pages, {f"web-{number}": pages.read(f"{number}.state") for number in numbers}
+
+
 def decide(issuer, number, decision):
+    pages, standard = standard_requests(issuer)
+    if number in standard:
+        return pages.write(f"{number[4:]}.state", decision)
     if number == "last":
         number = max(issuer.state.read()["requests"], key=int, default=0)
     if issuer.state.request(number) is None:
@@ -119,22 +132,21 @@ def carry_out(options, folder):
 # ---- servers --------------------------------------------------------------------------
 
 
-def hints(options, folder, secure, clear):
-    kind = {"type": 80 if options.kind == "gost" else 24, "secure": f"https://127.0.0.1:{secure}",
-            "clear": f"http://127.0.0.1:{clear}"}
-    return HINTS.format(**kind, folder=folder,
-                        folder_option=f" --folder {folder}" if options.folder else "",
-                        standard=STANDARD.format(**kind) if Desk.has_standard() else "")
+def hints(options, issuer, secure, clear):
+    return HINTS.format(type=80 if issuer.kind == "gost" else 24, folder=issuer.folder,
+                        secure=f"https://127.0.0.1:{secure}", clear=f"http://127.0.0.1:{clear}",
+                        folder_option=f" --folder {issuer.folder}" if options.folder else "")
 
 
 def serve(options, folder):
-    desk = Desk(Issuer(folder, options.kind), options)
+    issuer = Issuer(folder, options.kind)
+    desk = Desk(issuer, options)
     secure, clear = TlsServer(options.port, desk).start(), Server(0, desk).start()
     if options.quiet:
         print(secure, clear, flush=True)
         sys.stdin.buffer.read()
     else:
-        print(hints(options, folder, secure, clear), flush=True)
+        print(hints(options, issuer, secure, clear), flush=True)
         signal.sigwait({signal.SIGINT, signal.SIGTERM})
 
 

@@ -18,6 +18,10 @@ USER_WORDS = {**TOKEN_WORDS, ISSUED: "Завершен", PENDING: "Обрабо�
 TEMPLATES = (("User", 1, "1.3.6.1.5.5.7.3.2, 1.3.6.1.5.5.7.3.4"), ("Signer", 2, "1.3.6.1.5.5.7.3.4"))
 
 
+def armoured(octets):
+    return FIRST_LINE + lines_of(octets) + LAST_LINE
+
+
 def bare(text):
     """The octets of a request in its armour."""
     return base64.b64decode(text.replace(FIRST_LINE.strip(), "").replace(LAST_LINE.strip(), ""))
@@ -31,7 +35,7 @@ def stored_form(issuer, row, form):
         return request
     if form == "once":
         return once
-    if form == "twice":
+    if form in ("twice", "armoured"):
         return base64.b64decode(row["twice"]) if "twice" in row else issuer.sign(once)
     return issuer.sign(base64.b64encode(request).decode().encode("utf-16-le"))
 

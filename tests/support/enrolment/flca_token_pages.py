@@ -5,8 +5,8 @@ import re
 import secrets
 
 from enrolment.exchange import page
-from enrolment.flca_parts import (FIRST_LINE, LAST_LINE, TOKEN_WORDS, bare, lines_of, request_page,
-                                  stored_form, view_page)
+from enrolment.flca_parts import (TOKEN_WORDS, armoured, bare, lines_of, request_page, stored_form,
+                                  view_page)
 from enrolment.openssl import OpenSslError
 from enrolment.state import ISSUED
 
@@ -112,13 +112,9 @@ class TokenPages:
         cells = (number, "&nbsp;01.01.2026&nbsp;", "<nobr>User</nobr>", name,
                  TOKEN_WORDS[row["state"]] + "&nbsp;")
         shown = "\r\n".join(f'<TD class="View">{cell}</TD>' for cell in cells)
-        text = self.armoured(row)
+        text = lines_of(stored_form(self.issuer, row, self.stored))
         return (f'<TR>\r\n{shown}\r\n<TD><INPUT TYPE="HIDDEN" NAME="PKCS10" VALUE="{text}">'
                 "</TD></TR>\r\n")
-
-    def armoured(self, row):
-        stored = stored_form(self.issuer, row, self.stored)
-        return FIRST_LINE + lines_of(stored) + LAST_LINE
 
     def name_of(self, token):
         return self.issuer.state.read()["users"][token]["subject"]["CommonName"]
@@ -137,7 +133,7 @@ class TokenPages:
         row = self.issuer.state.request(number)
         if row["state"] == ISSUED:
             return page(f'<INPUT type=submit name="ConfirmReq_{number}" value="Установить">')
-        return page(f"<PRE>\r\n{self.armoured(row)}</PRE>")
+        return page("<PRE>\r\n" + armoured(stored_form(self.issuer, row, self.stored)) + "</PRE>")
 
     def own_row(self, number, token):
         row = self.issuer.state.request(number)

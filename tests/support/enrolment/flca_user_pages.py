@@ -4,7 +4,8 @@ import base64
 import hashlib
 
 from enrolment.exchange import page
-from enrolment.flca_parts import (USER_WORDS, bare, lines_of, request_page, stored_form, view_page)
+from enrolment.flca_parts import (USER_WORDS, armoured, bare, lines_of, request_page, stored_form,
+                                  view_page)
 from enrolment.openssl import OpenSslError
 from enrolment.state import ISSUED, PENDING, REVOKED
 
@@ -61,7 +62,8 @@ class UserPages:
     def request_row(self, number, row):
         shown = cells("&nbsp;01.01.2026&nbsp;", "<nobr>User</nobr>", "Ann",
                       state_link(row, "ShowState", number))
-        text = lines_of(stored_form(self.issuer, row, self.form_of(row)))
+        form = self.form_of(row)
+        text = (armoured if form == "armoured" else lines_of)(stored_form(self.issuer, row, form))
         return (f'<tr>\r\n{shown}\r\n<td><form ID="frmPrintRequestPage{number}" method=post>'
                 f'<INPUT TYPE="hidden" NAME="PKCS10" VALUE="{text}"></form></td></tr>\r\n')
 
@@ -69,7 +71,7 @@ class UserPages:
         """One signature around a request that waits, two around one that was decided on."""
         if row["state"] == PENDING:
             return self.stored if self.stored in ("plain", "once") else "once"
-        return self.stored if self.stored in ("twice", "utf16") else "twice"
+        return self.stored if self.stored in ("twice", "armoured", "utf16") else "twice"
 
     # ---- requests -----------------------------------------------------------------------
 

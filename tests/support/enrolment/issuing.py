@@ -58,6 +58,7 @@ class Issuer:
         kind_file = self.path("kind")
         if os.path.exists(kind_file):
             kind = self.read("kind").decode()
+        self.kind = kind
         self.algorithm, self.options, self.digest = KINDS[kind]
         self.openssl = OpenSsl(folder, kind == "gost")
         if not os.path.exists(kind_file):

@@ -7,19 +7,15 @@ import select
 import socketserver
 import ssl
 import threading
-import time
 import urllib.parse
 
 from enrolment.est_pages import ROOT, EstPages
-from enrolment.exchange import Answer, Question, page
+from enrolment.exchange import Answer, Question
 from enrolment.flca_parts import chain_page
 from enrolment.flca_token_pages import TokenPages
 from enrolment.flca_user_pages import UserPages
 
-try:
-    from standard_pages import StandardPages
-except ImportError:  # the other authorities are worth a server without it
-    StandardPages = None
+from standard_pages import StandardPages
 
 LONGEST_BODY = 16 * 1024 * 1024
 HANDSHAKE_SECONDS = 10
@@ -34,11 +30,8 @@ class Desk:
         self.tokens = TokenPages(issuer, options.decision, options.stored,
                                  not options.pend_registrations)
         self.users = UserPages(issuer, options.decision, options.stored)
-        self.standard = StandardPages(issuer.folder) if StandardPages else None
-
-    @staticmethod
-    def has_standard():
-        return StandardPages is not None
+        self.standard = StandardPages(issuer.path("standard"))
+        self.standard.write("policy", options.decision)
 
     def answer(self, question):
         path = question.path.lower()
@@ -50,15 +43,9 @@ class Desk:
             return self.users.handle(question)
         if path == "/certnew.asp":
             return chain_page(self.issuer)
-        return self.ask_standard(question)
 
-    def ask_standard(self, question):
-        if self.standard is None:
-            return page("Нет такой страницы", 404)
-        path = question.path + ("?" + question.query if question.query else "")
-        status, headers, body = self.standard.handle(question.method, path, question.headers,
-                                                     question.body)
-        return Answer(status, dict(headers), body)
+        return Answer(*self.standard.handle(question.method, question.path, question.headers,
+                                            question.body))
 
 
 def client_certificate(connection):
@@ -66,24 +53,35 @@ def client_certificate(connection):
     one. None when the client has none, or does not take the question."""
     if not isinstance(connection, ssl.SSLSocket):
         return None
-    if connection.getpeercert(True) is None:
-        try:
+    try:
+        if connection.getpeercert(True) is None:
             connection.verify_client_post_handshake()
+            connection.do_handshake()
             connection.settimeout(0)
-            until = time.monotonic() + HANDSHAKE_SECONDS
-            while connection.getpeercert(True) is None and time.monotonic() < until:
+            take_handshake(connection)
+            while not handshake_done(connection):
                 take_handshake(connection)
-        except (ssl.SSLError, OSError):
-            return None
-        finally:
-            connection.settimeout(HANDSHAKE_SECONDS)
-    return connection.getpeercert(True)
+        return connection.getpeercert(True)
+    except OSError:
+        return None
+    finally:
+        connection.settimeout(HANDSHAKE_SECONDS)
+
+
+def handshake_done(connection):
+    try:
+        connection.getpeercert()
+        return True
+    except ValueError:
+        return False
 
 
 def take_handshake(connection):
-    select.select([connection], [], [], HANDSHAKE_SECONDS)
+    if not select.select([connection], [], [], HANDSHAKE_SECONDS)[0]:
+        raise TimeoutError("the client does not answer")
     try:
-        connection.read(1)
+        if not connection.read(1):
+            raise ConnectionError("the client is gone")
     except ssl.SSLWantReadError:
         pass  # there was no more than the handshake's messages
 
