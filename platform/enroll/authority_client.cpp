@@ -196,7 +196,7 @@ class AuthorityClient final : public ComObject<ICertRequest, enrollment::kICertR
     [[nodiscard]] Certificates Chain() const {
         Certificates all = answer_;
         const Certificates known = IssuersOf(issued_, all);
-        if (!IsSelfIssued(known.empty() ? *issued_ : *known.back())) {
+        if (!IsSelfSigned(known.empty() ? *issued_ : *known.back())) {
             try {
                 std::ranges::copy(AskEstIssuers(*address_).certificates, std::back_inserter(all));
             } catch (const Error&) {

@@ -30,12 +30,12 @@ bool Issued(const Certificate& issuer, const Certificate& subject) {
     }
 }
 
-bool IsSelfIssued(const Certificate& certificate) { return Issued(certificate, certificate); }
+bool IsSelfSigned(const Certificate& certificate) { return Issued(certificate, certificate); }
 
 Certificates IssuersOf(const CertificatePointer& certificate, const Certificates& answer) {
     Certificates chain;
     CertificatePointer last = certificate;
-    while (chain.size() < kLongestChain && !IsSelfIssued(*last)) {
+    while (chain.size() < kLongestChain && !IsSelfSigned(*last)) {
         const auto issuer = std::ranges::find_if(
             answer, [&](const auto& one) { return one != last && Issued(*one, *last); });
         if (issuer == answer.end()) break;

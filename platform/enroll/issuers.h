@@ -18,7 +18,7 @@ using Certificates = std::vector<CertificatePointer>;
 AnyKey PublicKeyOf(const Certificate& certificate);
 
 bool Issued(const Certificate& issuer, const Certificate& subject);
-bool IsSelfIssued(const Certificate& certificate);
+bool IsSelfSigned(const Certificate& certificate);
 // Of all that an answer holds, those that lead from the certificate to its root.
 Certificates IssuersOf(const CertificatePointer& certificate, const Certificates& answer);
 

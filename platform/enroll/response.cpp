@@ -110,7 +110,7 @@ bool IsTrusted(const Certificate& root) {
 }
 
 void PlaceIssuer(const Certificate& issuer, const Placing& placing) {
-    if (!IsSelfIssued(issuer)) return AddPlain(placing.caSide, "CA", issuer);
+    if (!IsSelfSigned(issuer)) return AddPlain(placing.caSide, "CA", issuer);
     if (!IsTrusted(issuer) && MayTrust(issuer, placing.silent)) {
         AddPlain(placing.rootSide, "Root", issuer);
     }
