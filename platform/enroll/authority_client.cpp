@@ -192,7 +192,7 @@ class AuthorityClient final : public ComObject<ICertRequest, enrollment::kICertR
     }
 
     // The answer mostly holds the certificate alone. Its issuers are asked for here, and a failure
-    // of that must not cost the certificate (est-2).
+    // of that must not cost the certificate (est-1).
     [[nodiscard]] Certificates Chain() const {
         Certificates all = answer_;
         const Certificates known = IssuersOf(issued_, all);

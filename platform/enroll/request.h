@@ -43,8 +43,7 @@ Bytes SignRequest(const RequestContent& content, const AnyKey& key);
 // A self-signed certificate with subject and key of the request, valid from now.
 Bytes SignStandIn(const RequestContent& content, const AnyKey& key);
 
-// The request as the content of a signed message of its own key, whose stand-in goes along. What
-// is renewed is told by another signature around it.
+// The request as the content of a signed message of its own key, whose stand-in goes along (est-2).
 Bytes WrapRequest(ByteView request, const Certificate& standIn, const AnyKey& key);
 
 // The key of a request. Throws CRYPT_E_ASN1_* for what is none.

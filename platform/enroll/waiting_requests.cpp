@@ -2,7 +2,10 @@
 // request in BASE64.
 #include "platform/enroll/waiting_requests.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <map>
 #include <optional>
@@ -17,7 +20,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr unsigned kOwnerAlone = 0600;
+constexpr unsigned kFileMode = 0600;
+constexpr mode_t kFolderMode = 0700;
 
 fs::path WaitingFolder() { return HomeOf(Side::User) / "waiting"; }
 
@@ -82,17 +86,15 @@ bool IsFor(const WaitingRequest& waiting, const AnyKey& key) {
 
 void EnsureFolder() {
     EnsureHome(Side::User);
-    std::error_code error;
-    if (fs::create_directory(WaitingFolder(), error)) {
-        fs::permissions(WaitingFolder(), fs::perms::owner_all, error);
+    if (mkdir(WaitingFolder().c_str(), kFolderMode) != 0 && errno != EEXIST) {
+        ThrowErrno(errno, WaitingFolder());
     }
-    if (error) ThrowErrno(error.value(), WaitingFolder());
 }
 
 // False when another process was faster.
 bool Take(LONG number, const std::string& content) {
     try {
-        ReplaceFile(FileOf(number), ViewOf(content), kOwnerAlone, IfExists::Refuse);
+        ReplaceFile(FileOf(number), ViewOf(content), kFileMode, IfExists::Refuse);
         return true;
     } catch (const Error& error) {
         if (error.Code() != ERROR_FILE_EXISTS) throw;

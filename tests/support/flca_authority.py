@@ -27,7 +27,7 @@ EST:
   kestrel -creatcert -provtype {type} -dn "CN=Ann" -cont ann -CA {secure}
   kestrel -creatcert -provtype {type} -dn "CN=Bob" -cont bob -CA {secure}/.well-known/est/pend
   scripts/authority --approve last{folder_option}
-  kestrel -pendcert -cont bob -CA {secure}/.well-known/est/pend
+  kestrel -pendcert -provtype {type} -cont bob -CA {secure}/.well-known/est/pend
 
 FLCA, by token:
   kestrel -listDN -FLCA {secure}
@@ -38,9 +38,11 @@ FLCA, by token:
 FLCA, renewed with a certificate of this authority:
   kestrel -creatcert -provtype {type} -dn "CN=Ann" -cont again -FLCA {secure} -thumbprint SHA1
 
-Standard pages (RSA, with a root of their own; their number N is web-N to --approve and --deny):
+Standard pages (RSA, with a root of their own; their number N is web-N to --approve and --deny, and
+-pendcert goes by the pages when -CA stands there twice):
   kestrelctl trust {folder}/standard/ca.pem
   kestrel -creatcert -provtype 24 -dn "CN=Ann" -cont web -CA {clear}/certsrv
+  kestrel -pendcert -provtype 24 -cont web -CA twice -CA {clear}/certsrv
 
 Ctrl-C ends it.
 """
@@ -141,7 +143,10 @@ def hints(options, issuer, secure, clear):
 def serve(options, folder):
     issuer = Issuer(folder, options.kind)
     desk = Desk(issuer, options)
-    secure, clear = TlsServer(options.port, desk).start(), Server(0, desk).start()
+    try:
+        secure, clear = TlsServer(options.port, desk).start(), Server(0, desk).start()
+    except OSError as error:
+        sys.exit(f"Port {options.port}: {error.strerror}.")
     if options.quiet:
         print(secure, clear, flush=True)
         sys.stdin.buffer.read()

@@ -174,6 +174,12 @@ TEST_F(EstTest, WhoIsKnown) {
     EXPECT_EQ(static_cast<DWORD>(Submit(at("ann:%7x@"), RequestNamed("ann"))), kOtherKind);
 }
 
+std::size_t CountOf(std::string_view word, std::string_view text) {
+    std::size_t count = 0;
+    for (std::size_t at = 0; (at = text.find(word, at)) != text.npos; ++at) ++count;
+    return count;
+}
+
 // What a certificate looks like under each flag, as the openssl command reads it.
 TEST_F(EstTest, FormsOfTheAnswer) {
     TrustServer();
@@ -203,9 +209,7 @@ TEST_F(EstTest, FormsOfTheAnswer) {
         if (row.flags & CR_OUT_BASE64) WriteFile("answer.der", DecodeText(text.bstr));
         EXPECT_TRUE(ReadText("answer").starts_with(row.begin)) << row.flags;
         const std::string shown = OpenSsl(row.command);
-        std::size_t count = 0;
-        for (std::size_t at = 0; (at = shown.find("subject=", at)) != shown.npos; ++at) ++count;
-        EXPECT_EQ(count, row.certificates) << shown;
+        EXPECT_EQ(CountOf("subject=", shown), row.certificates) << shown;
         EXPECT_NE(shown.find("CN = ann"), shown.npos) << shown;
     }
     Text text;
@@ -214,6 +218,11 @@ TEST_F(EstTest, FormsOfTheAnswer) {
     ASSERT_EQ(client->GetCACertificate(0, config.bstr, CR_OUT_BASE64HEADER, text.Fill()), S_OK);
     WriteFile("answer", ViewOf(text.Narrow()));
     EXPECT_EQ(OpenSsl("x509 -in answer"), ReadText("authority/ca.pem"));
+    // The issuers cannot be had, the certificate can.
+    ASSERT_EQ(Submit("https://@/.well-known/est/alone", RequestNamed("ann")), S_OK);
+    ASSERT_EQ(client->GetCertificate(CR_OUT_CHAIN | CR_OUT_BINARY, text.Fill()), S_OK);
+    WriteFile("answer", OctetsOf(text.bstr));
+    EXPECT_EQ(CountOf("subject=", OpenSsl("pkcs7 -noout -print_certs -inform DER -in answer")), 1U);
 }
 
 TEST_F(EstTest, PendingUntilDecided) {

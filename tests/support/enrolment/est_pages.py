@@ -33,7 +33,7 @@ class EstPages:
             return words(401, "Who are you?\n", **{"WWW-Authenticate": 'Basic realm="EST"'})
         if label in ODD_ANSWERS:
             return ODD_ANSWERS[label](self)
-        if operation == "cacerts":
+        if operation == "cacerts" and label != "alone":
             return message(self.issuer.chain())
         if operation in ("simpleenroll", "simplereenroll") and question.method == "POST":
             return self.enroll(question, label)

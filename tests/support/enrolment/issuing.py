@@ -60,7 +60,7 @@ class Issuer:
             kind = self.read("kind").decode()
         self.kind = kind
         self.algorithm, self.options, self.digest = KINDS[kind]
-        self.openssl = OpenSsl(folder, kind == "gost")
+        self.openssl = OpenSsl(folder)
         if not os.path.exists(kind_file):
             self.make_all()
             self.write("kind", kind.encode())  # last: it says that all is there

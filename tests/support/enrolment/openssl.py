@@ -26,7 +26,9 @@ class OpenSslError(Exception):
 class OpenSsl:
     """Runs in a folder. A failure is an OpenSslError."""
 
-    def __init__(self, folder, engine):
+    def __init__(self, folder):
+        engine = subprocess.run(["openssl", "engine", "gost"], capture_output=True,
+                                check=False).returncode == 0
         self.folder = folder
         self.environment = {**os.environ, "OPENSSL_CONF": os.path.join(folder, "openssl.cnf")}
         with open(self.environment["OPENSSL_CONF"], "w", encoding="ascii") as file:
