@@ -57,9 +57,10 @@ const OwnServer& Own() {
         "python3 " + Quoted(Support("web_server.py")) + " " + Quoted(Folder() / "asked.log") +
         tls("good") + tls("other-host") + tls("expired") + tls("wrong-usage") + tls("strange") +
         tls("good", ":" + InFolder("root.pem")) +
-        tls("good", ":" + InFolder("root.pem") + ":optional") + tls("good", ":tls1.1"));
+        tls("good", ":" + InFolder("root.pem") + ":optional") + tls("good", ":tls1.1") +
+        tls("good", ":" + InFolder("root.pem") + ":late"));
     static const OwnServer server{child[0], child[1], child[2], child[3], child[4],
-                                  child[5], child[6], child[7], child[8]};
+                                  child[5], child[6], child[7], child[8], child[9]};
     return server;
 }
 

@@ -3,7 +3,6 @@ authority's."""
 
 import http.server
 import os
-import select
 import socketserver
 import ssl
 import threading
@@ -14,11 +13,10 @@ from enrolment.exchange import Answer, Question
 from enrolment.flca_parts import chain_page
 from enrolment.flca_token_pages import TokenPages
 from enrolment.flca_user_pages import UserPages
-
+from late_certificate import ANSWER_SECONDS, client_certificate
 from standard_pages import StandardPages
 
 LONGEST_BODY = 16 * 1024 * 1024
-HANDSHAKE_SECONDS = 10
 
 
 class Desk:
@@ -48,44 +46,6 @@ class Desk:
                                             question.body))
 
 
-def client_certificate(connection):
-    """Asks for it once the path is known (RFC 8446, 4.6.2): other pages are for people without
-    one. None when the client has none, or does not take the question."""
-    if not isinstance(connection, ssl.SSLSocket):
-        return None
-    try:
-        if connection.getpeercert(True) is None:
-            connection.verify_client_post_handshake()
-            connection.do_handshake()
-            connection.settimeout(0)
-            take_handshake(connection)
-            while not handshake_done(connection):
-                take_handshake(connection)
-        return connection.getpeercert(True)
-    except OSError:
-        return None
-    finally:
-        connection.settimeout(HANDSHAKE_SECONDS)
-
-
-def handshake_done(connection):
-    try:
-        connection.getpeercert()
-        return True
-    except ValueError:
-        return False
-
-
-def take_handshake(connection):
-    if not select.select([connection], [], [], HANDSHAKE_SECONDS)[0]:
-        raise TimeoutError("the client does not answer")
-    try:
-        if not connection.read(1):
-            raise ConnectionError("the client is gone")
-    except ssl.SSLWantReadError:
-        pass  # there was no more than the handshake's messages
-
-
 class Handler(http.server.BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
 
@@ -93,7 +53,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
         pass
 
     def serve(self):
-        self.connection.settimeout(HANDSHAKE_SECONDS)
+        self.connection.settimeout(ANSWER_SECONDS)
         path, _, query = self.path.partition("?")
         size = int(self.headers.get("Content-Length", 0))
         if size > LONGEST_BODY:
