@@ -24,8 +24,8 @@ def field_row(field):
     shown = f'<FONT color="red">{title}</FONT>' if mandatory else title
     limit = f" maxLength={longest}" if longest else ""
     if allowed:
-        options = "".join(f'<option value="{value}" >{value}</option>\r\n' if number == 0 else
-                          f'<option value="{value}">{value}</option>\r\n'
+        # Without quotes, and the first one with a blank behind it: so readers take them apart.
+        options = "".join(f"<option value={value}{'' if number else ' '}>{value}</option>\r\n"
                           for number, value in enumerate(allowed))
         entry = f'<select name="{name}" size=1>\r\n{options}</select>'
     elif name == "Note":
@@ -67,7 +67,7 @@ class TokenPages:
             return self.form_page()
         wrong = [name for name, _, mandatory, longest, allowed in FIELDS
                  if (mandatory and not form.get(name)) or (longest and len(form.get(name, "")) > longest)
-                 or (allowed and form.get(name, "").strip('"') not in ("", *allowed))]
+                 or (allowed and form.get(name, "") not in ("", *allowed))]
         if wrong:
             return page("Неверные поля: " + ", ".join(wrong))
         return self.registered_page(self.new_user(form))
@@ -127,7 +127,7 @@ class TokenPages:
             return page("Регистрация не завершена")
         try:
             octets = bare(question.form()["PKCS10"])
-            number = self.issuer.take(token, octets, self.decision)
+            number = self.issuer.take(token, octets, self.decision, template="user")
         except (OpenSslError, ValueError, KeyError):
             return page("Запрос не разобран")
         row = self.issuer.state.request(number)

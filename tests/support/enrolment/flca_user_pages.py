@@ -85,7 +85,8 @@ class UserPages:
             sent = bare(form["PKCS7"])
             if self.issuer.unwrap(twice) != sent:
                 raise ValueError("the outer message holds another request")
-            self.issuer.take(owner, sent, self.decision, twice=base64.b64encode(twice).decode())
+            self.issuer.take(owner, sent, self.decision, template="user",
+                             twice=base64.b64encode(twice).decode())
         except (OpenSslError, ValueError, KeyError):
             return page(f'<a href="{REFUSED}">Error.asp</a>', 302)
         return page('<a href="User.asp">User.asp</a>', 302)

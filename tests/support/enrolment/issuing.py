@@ -29,6 +29,9 @@ commonName = supplied
 emailAddress = optional
 [end]
 basicConstraints = CA:false
+[user]
+basicConstraints = CA:false
+extendedKeyUsage = clientAuth,emailProtection
 [authority]
 basicConstraints = critical,CA:true
 keyUsage = critical,keyCertSign,cRLSign,digitalSignature
@@ -149,7 +152,8 @@ class Issuer:
         with self.state.change() as data:
             row = data["requests"][str(number)]
             if decision == ISSUED and "certificate" not in row:
-                row.update(self.issue(number, base64.b64decode(row["request"])))
+                row.update(self.issue(number, base64.b64decode(row["request"]),
+                                      row.get("template", "end")))
             if decision == REVOKED:
                 self.ca("-revoke", f"issued-{number}.pem")
             row["state"] = decision
@@ -157,11 +161,11 @@ class Issuer:
     def ca(self, *arguments):
         self.openssl("ca", "-config", "ca.cnf", "-cert", "ca.pem", "-keyfile", "ca.key", *arguments)
 
-    def issue(self, number, request):
+    def issue(self, number, request, template):
         name = f"issued-{number}"
         self.write(f"{name}.csr", self.openssl("req", "-inform", "DER", "-config", "ca.cnf",
                                                stdin=request))
-        self.ca("-batch", "-notext", "-in", f"{name}.csr", "-out", f"{name}.pem")
+        self.ca("-batch", "-notext", "-extensions", template, "-in", f"{name}.csr", "-out", f"{name}.pem")
         serial = self.openssl("x509", "-in", f"{name}.pem", "-noout", "-serial").decode()
         return {"certificate": self.read(f"{name}.pem").decode(),
                 "serial": serial.partition("=")[2].strip()}
