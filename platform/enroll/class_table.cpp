@@ -25,6 +25,7 @@ constexpr ClassRow kClasses[] = {
     {enrollment::kCX509ExtensionEnhancedKeyUsage, NewEnhancedUsageExtension},
     {enrollment::kCX509CertificateRequestPkcs10, NewCertificateRequest},
     {enrollment::kCX509Enrollment, NewEnrollment},
+    {enrollment::kCCertRequest, NewAuthorityClient},
 };
 
 }  // namespace

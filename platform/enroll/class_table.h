@@ -21,5 +21,6 @@ IUnknown* NewEnhancedUsageExtension();
 IUnknown* NewPrivateKey();
 IUnknown* NewCertificateRequest();
 IUnknown* NewEnrollment();
+IUnknown* NewAuthorityClient();
 
 }  // namespace platform

@@ -21,12 +21,16 @@ char* StartOf(BSTR text) { return reinterpret_cast<char*>(text) - kPrefix; }
 }  // namespace
 
 BSTR NewText(std::wstring_view text) {
-    const std::size_t size = text.size() * sizeof(OLECHAR);
+    return NewOctets(ViewOf(text.data(), text.size() * sizeof(OLECHAR)));
+}
+
+BSTR NewOctets(ByteView octets) {
+    const std::size_t size = octets.size();
     auto* memory = static_cast<char*>(std::calloc(1, kPrefix + size + sizeof(OLECHAR)));
     if (memory == nullptr) throw std::bad_alloc();
     const auto length = static_cast<DWORD>(size);
     std::memcpy(memory + kPrefix - sizeof length, &length, sizeof length);
-    if (size != 0) std::memcpy(memory + kPrefix, text.data(), size);
+    if (size != 0) std::memcpy(memory + kPrefix, octets.data(), size);
     return reinterpret_cast<BSTR>(memory + kPrefix);
 }
 
@@ -35,10 +39,14 @@ void FreeText(BSTR text) noexcept {
 }
 
 UINT LengthOf(BSTR text) noexcept {
-    if (text == nullptr) return 0;
+    return static_cast<UINT>(OctetsOf(text).size() / sizeof(OLECHAR));
+}
+
+ByteView OctetsOf(BSTR octets) noexcept {
+    if (octets == nullptr) return {};
     DWORD length = 0;
-    std::memcpy(&length, reinterpret_cast<char*>(text) - sizeof length, sizeof length);
-    return static_cast<UINT>(length / sizeof(OLECHAR));
+    std::memcpy(&length, reinterpret_cast<char*>(octets) - sizeof length, sizeof length);
+    return ViewOf(octets, length);
 }
 
 std::string NarrowText(BSTR text) {

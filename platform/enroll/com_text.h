@@ -20,6 +20,10 @@ std::string NarrowText(BSTR text);
 // A result. Throws E_POINTER when nobody takes it.
 void PutText(BSTR* target, std::string_view utf8);
 
+// Octets in a text's place, behind their count.
+BSTR NewOctets(ByteView octets);
+ByteView OctetsOf(BSTR octets) noexcept;
+
 // What BASE64 stands for, with or without armour. Throws CRYPT_E_BAD_ENCODE.
 Bytes DecodeText(BSTR text);
 

@@ -100,11 +100,15 @@ class EnrollControl final
         });
     }
     HRESULT STDMETHODCALLTYPE createPKCS10(BSTR name, BSTR usage, BSTR* request) override {
-        return Method([&] { Create(NarrowText(name), NarrowText(usage), request); });
+        return createRequest(XECR_PKCS10_V2_0, name, usage, request);
     }
     HRESULT STDMETHODCALLTYPE createRequest(LONG format, BSTR name, BSTR usage,
                                             BSTR* request) override {
-        return format == XECR_PKCS10_V2_0 ? createPKCS10(name, usage, request) : E_NOTIMPL;
+        return Method([&] {
+            if (format != XECR_PKCS10_V2_0 && format != XECR_PKCS7) throw Error(E_NOTIMPL);
+            const auto form = format == XECR_PKCS7 ? RequestForm::Wrapped : RequestForm::Plain;
+            Create(form, NarrowText(name), NarrowText(usage), request);
+        });
     }
     HRESULT STDMETHODCALLTYPE acceptPKCS7(BSTR response) override {
         return Method([&] {
@@ -143,11 +147,12 @@ class EnrollControl final
     }
 
     // All that may be wrong is found before there is a key.
-    void Create(const std::string& name, const std::string& usage, BSTR* request) const {
+    void Create(RequestForm form, const std::string& name, const std::string& usage,
+                BSTR* request) const {
         const RequestContent content{TextToName(name, CERT_X500_NAME_STR), Extensions(usage)};
         const EnrollKey key = useExisting_ ? OpenEnrollKey(key_)
                                            : CreateEnrollKey(key_, CommonNameOf(content.subject));
-        PutText(request, Base64Lines(MakeRequest(content, key)));
+        PutText(request, Base64Lines(MakeRequest(content, key, form)));
     }
 
     [[nodiscard]] Placing CompletePlacing() const {

@@ -16,6 +16,7 @@
 #include "platform/der/values.h"
 #include "platform/providers/algorithms.h"
 #include "platform/providers/provider.h"
+#include "platform/simple/sign_message.h"
 
 namespace platform {
 namespace {
@@ -154,6 +155,33 @@ Bytes SignStandIn(const RequestContent& content, const AnyKey& key) {
                      {version, FreshSerial(), EncodeAlgorithm(signing.algorithm), content.subject,
                       ValidFromNow(), content.subject, PublicKeyToDer(key), extensions});
     return Signed(signing, body, key);
+}
+
+Bytes WrapRequest(ByteView request, const Certificate& standIn, const AnyKey& key) {
+    std::string digest = SigningOf(key).digestOid;
+    PCCERT_CONTEXT signer = &standIn.Context();
+    CRYPT_SIGN_MESSAGE_PARA para{};
+    para.cbSize = sizeof para;
+    para.pSigningCert = signer;
+    para.HashAlgorithm.pszObjId = digest.data();
+    para.cMsgCert = 1;
+    para.rgpMsgCert = &signer;
+    const BYTE* piece = request.data();
+    const auto size = static_cast<DWORD>(request.size());
+    return SignMessage(para, key, false, {1, &piece, &size}, false);
+}
+
+AnyKey PublicKeyOfRequest(ByteView request) {
+    der::Cursor parts = der::Inside(request, der::kSequence);
+    der::Cursor body(parts.Expect(der::kSequence).contents);
+    body.Expect(der::kInteger);
+    body.Expect(der::kSequence);
+    const ByteView key = body.Expect(der::kSequence).whole;
+    body.Expect(der::ContextConstructed(0));
+    parts.Expect(der::kSequence);
+    parts.Expect(der::kBitString);
+    parts.ExpectEnd();
+    return PublicKeyFromDer(key);
 }
 
 std::string Base64Lines(ByteView octets) {

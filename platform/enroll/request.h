@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/base/bytes.h"
+#include "platform/certs/certificate.h"
 #include "platform/providers/crypto.h"
 
 namespace platform {
@@ -41,6 +42,12 @@ Extension GivenExtension(const std::string& oid, bool critical, ByteView value);
 Bytes SignRequest(const RequestContent& content, const AnyKey& key);
 // A self-signed certificate with subject and key of the request, valid from now.
 Bytes SignStandIn(const RequestContent& content, const AnyKey& key);
+
+// The request as the content of a signed message of its own key, whose stand-in goes along (est-2).
+Bytes WrapRequest(ByteView request, const Certificate& standIn, const AnyKey& key);
+
+// The key of a request. Throws CRYPT_E_ASN1_* for what is none.
+AnyKey PublicKeyOfRequest(ByteView request);
 
 // BASE64 in lines of 64 columns, CR LF behind each.
 std::string Base64Lines(ByteView octets);

@@ -6,32 +6,19 @@
 
 #include "platform/base/error.h"
 #include "platform/certs/compare.h"
-#include "platform/certs/signature.h"
+#include "platform/enroll/issuers.h"
 #include "platform/enroll/questions.h"
+#include "platform/enroll/waiting_requests.h"
 #include "platform/stores/store.h"
 
 namespace platform {
 namespace {
-
-using CertificatePointer = std::shared_ptr<Certificate>;
-using Certificates = std::vector<CertificatePointer>;
-
-// Longer chains are nobody's.
-constexpr std::size_t kLongestChain = 16;
 
 struct Match {
     CertificatePointer certificate;
     KeyProviderInfo place;
     CertificatePointer request;  // null when another way led to the key
 };
-
-AnyKey PublicKeyOf(const Certificate& certificate) {
-    try {
-        return PublicKeyFromInfo(certificate.Info().SubjectPublicKeyInfo);
-    } catch (const Error&) {
-        return {};  // of a kind that nobody here has
-    }
-}
 
 std::optional<KeyProviderInfo> WayOf(const Certificate& certificate) {
     const auto property = certificate.properties.find(CERT_KEY_PROV_INFO_PROP_ID);
@@ -113,30 +100,6 @@ Match FindMatch(const Certificates& response, const Placing& placing) {
 
 // ---- its issuers -----------------------------------------------------------------------
 
-bool Issued(const Certificate& issuer, const Certificate& subject) {
-    try {
-        return HasIssued(issuer, subject);
-    } catch (const Error&) {
-        return false;  // a stranger's certificate that cannot be read issued nothing
-    }
-}
-
-bool IsSelfIssued(const Certificate& certificate) { return Issued(certificate, certificate); }
-
-// Of all that a response holds, those that lead from the certificate to its root.
-Certificates IssuersOf(const CertificatePointer& certificate, const Certificates& response) {
-    Certificates chain;
-    CertificatePointer last = certificate;
-    while (chain.size() < kLongestChain && !IsSelfIssued(*last)) {
-        const auto issuer = std::ranges::find_if(
-            response, [&](const auto& one) { return one != last && Issued(*one, *last); });
-        if (issuer == response.end()) break;
-        last = *issuer;
-        chain.push_back(last);
-    }
-    return chain;
-}
-
 void AddPlain(Side side, const char* store, const Certificate& certificate) {
     OpenSystemStore(side, store, OpenMode::OpenOrCreate)
         ->Add(*Certificate::Parse(certificate.Der()), CERT_STORE_ADD_USE_EXISTING);
@@ -147,7 +110,7 @@ bool IsTrusted(const Certificate& root) {
 }
 
 void PlaceIssuer(const Certificate& issuer, const Placing& placing) {
-    if (!IsSelfIssued(issuer)) return AddPlain(placing.caSide, "CA", issuer);
+    if (!IsSelfSigned(issuer)) return AddPlain(placing.caSide, "CA", issuer);
     if (!IsTrusted(issuer) && MayTrust(issuer, placing.silent)) {
         AddPlain(placing.rootSide, "Root", issuer);
     }
@@ -179,10 +142,11 @@ void RemoveRequests(const AnyKey& key) {
 
 }  // namespace
 
-Bytes MakeRequest(const RequestContent& content, const EnrollKey& key) {
+Bytes MakeRequest(const RequestContent& content, const EnrollKey& key, RequestForm form) {
     try {
         Bytes request = SignRequest(content, key.key);
         const auto standIn = Certificate::Parse(SignStandIn(content, key.key));
+        if (form == RequestForm::Wrapped) request = WrapRequest(request, *standIn, key.key);
         standIn->properties[CERT_KEY_PROV_INFO_PROP_ID] = Serialize(key.place);
         OpenSystemStore(Side::User, kRequestStore, OpenMode::OpenOrCreate)
             ->Add(*standIn, CERT_STORE_ADD_NEW);
@@ -202,7 +166,11 @@ std::shared_ptr<Certificate> AcceptResponse(ByteView response, const Placing& pl
     PlaceCertificate(match, placing);
     if (placing.writeToContainer) WriteToContainer(match);
     // Last, so that a run that was killed before can be made again.
-    if (placing.deleteRequest && match.request) RemoveRequests(PublicKeyOf(*match.certificate));
+    if (placing.deleteRequest) {
+        const AnyKey key = PublicKeyOf(*match.certificate);
+        if (match.request) RemoveRequests(key);
+        ForgetWaiting(key);
+    }
     return match.certificate;
 }
 

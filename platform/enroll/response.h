@@ -15,9 +15,12 @@ namespace platform {
 // The user's store of stand-ins for requests.
 inline constexpr const char* kRequestStore = "REQUEST";
 
-// Signs the request and keeps its stand-in with the way to the key. Answers the request's DER.
+enum class RequestForm { Plain, Wrapped };
+
+// Signs the request and keeps its stand-in with the way to the key. Answers the DER of the form.
 // When it throws, a container that was made for the key is gone.
-Bytes MakeRequest(const RequestContent& content, const EnrollKey& key);
+Bytes MakeRequest(const RequestContent& content, const EnrollKey& key,
+                  RequestForm form = RequestForm::Plain);
 
 struct Placing {
     std::string myStore = "My";

@@ -39,6 +39,7 @@ namespace platform {
     USE(SSL_CTX_set_cert_verify_callback) \
     USE(SSL_CTX_set_cert_cb)              \
     USE(SSL_CTX_set1_cert_store)          \
+    USE(SSL_CTX_set_post_handshake_auth)  \
     USE(SSL_CTX_use_certificate)          \
     USE(SSL_CTX_use_PrivateKey)           \
     USE(SSL_CTX_ctrl)

@@ -119,6 +119,8 @@ bool TlsGuard::Apply(SSL_CTX* context) {
     curl.SSL_CTX_set1_cert_store(context, TrustedStore(roots_));
     curl.SSL_CTX_set_cert_verify_callback(context, &OnVerify, this);
     curl.SSL_CTX_set_cert_cb(context, &OnCertificateWanted, this);
+    // A server may ask once it knows the path (RFC 8446, 4.6.2), as others renegotiate.
+    curl.SSL_CTX_set_post_handshake_auth(context, 1);
     return !rules_.identity || ApplyIdentity(context);
 }
 

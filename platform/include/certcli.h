@@ -1,5 +1,5 @@
-// The ground on Linux: requests to a certification authority, in the documented layout. No class
-// of this system has the interfaces yet, so that making one fails as an unregistered class does.
+// The ground on Linux: requests to a certification authority, in the documented layout. The class
+// of this system has the first interface alone.
 #pragma once
 
 #include <objbase.h>

@@ -131,8 +131,9 @@ TEST(Authorities, Dispositions) {
     }
 }
 
-TEST(Authorities, KindsThatAreNotHere) {
-    for (const char* word : {"MSCAstd", "mscastd", "FLCA15", "MSCA", ""}) {
+TEST(Authorities, Kinds) {
+    EXPECT_NE(ChooseCaClient("MSCAstd"), nullptr);
+    for (const char* word : {"mscastd", "FLCA15", "MSCA", ""}) {
         EXPECT_EQ(ChooseCaClient(word), nullptr) << word;
     }
 }

@@ -15,6 +15,8 @@ import time
 import urllib.parse
 import warnings
 
+from late_certificate import client_certificate
+
 BIG = 10 * 1024 * 1024
 
 
@@ -68,6 +70,9 @@ class Handler(http.server.BaseHTTPRequestHandler):
     def on_status(self, _):
         headers = [("Location", self.query["to"])] if "to" in self.query else []
         self.answer(int(self.query["code"]), headers, self.query.get("body", "told").encode())
+
+    def on_late(self, _):
+        self.answer(200 if client_certificate(self.connection) else 403)
 
     def on_far(self, _):
         self.answer(302, [("Location", "/" + "x" * int(self.query["size"]))])
@@ -203,6 +208,10 @@ def tls_server(files):
         server.context.set_ciphers("ALL:@SECLEVEL=0")
         server.context.minimum_version = ssl.TLSVersion.TLSv1_1
         server.context.maximum_version = ssl.TLSVersion.TLSv1_1
+    elif parts[3:] == ["late"]:
+        server.context.load_verify_locations(parts[2])
+        server.context.verify_mode = ssl.CERT_OPTIONAL
+        server.context.post_handshake_auth = True
     elif parts[2:]:
         server.context.load_verify_locations(parts[2])
         server.context.verify_mode = (ssl.CERT_OPTIONAL if "optional" in parts[3:]

@@ -35,7 +35,10 @@ const MakingRow kMakingRows[] = {
      S_OK},
     {"extension as key usage", kCX509Extension, kIX509ExtensionKeyUsage, CLSCTX_INPROC_SERVER,
      E_NOINTERFACE},
-    {"authority", kCCertRequest, kICertRequest, CLSCTX_INPROC_SERVER, REGDB_E_CLASSNOTREG},
+    {"authority", kCCertRequest, kICertRequest, CLSCTX_INPROC_SERVER, S_OK},
+    {"authority, later interface", kCCertRequest, kICertRequest2, CLSCTX_INPROC_SERVER,
+     E_NOINTERFACE},
+    {"no class", kICertRequest, kICertRequest, CLSCTX_INPROC_SERVER, REGDB_E_CLASSNOTREG},
     {"elsewhere", kCEnroll, kICEnroll3, 4, REGDB_E_CLASSNOTREG},
 };
 

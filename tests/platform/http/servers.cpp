@@ -1,13 +1,8 @@
 // Servers as children of the test.
 #include "tests/platform/http/servers.h"
 
-#include <unistd.h>
-
-#include <cstdio>
-#include <fstream>
-#include <sstream>
-
 #include "platform/base/text.h"
+#include "tests/support/server_child.h"
 
 namespace platform::testing {
 namespace {
@@ -15,34 +10,6 @@ namespace {
 namespace fs = std::filesystem;
 
 fs::path Support(const char* name) { return fs::path(TEST_SUPPORT) / name; }
-
-// A server program that tells its ports and ends with its standard input, which nobody but
-// this process holds.
-class Child {
-  public:
-    explicit Child(const std::string& command) {
-        const fs::path ports = Folder() / "ports.txt";
-        fs::remove(ports);
-        input_ = popen((command + " >'" + ports.string() + "'").c_str(), "we");
-        for (int tries = 0; tries < 600 && ports_.empty(); ++tries) {
-            usleep(20'000);
-            const std::string line = ReadText(ports);
-            if (!line.ends_with('\n')) continue;
-            std::istringstream words(line);
-            for (WORD port = 0; words >> port;) ports_.push_back(port);
-        }
-        EXPECT_FALSE(ports_.empty()) << command;
-        ports_.resize(9);
-    }
-    ~Child() { pclose(input_); }
-    Child(const Child&) = delete;
-    Child& operator=(const Child&) = delete;
-    [[nodiscard]] WORD operator[](std::size_t index) const { return ports_[index]; }
-
-  private:
-    std::FILE* input_;
-    std::vector<WORD> ports_;
-};
 
 std::string Quoted(const fs::path& path) { return "'" + path.string() + "'"; }
 
@@ -86,13 +53,14 @@ const OwnServer& Own() {
     const auto tls = [](const std::string& name, const std::string& more = {}) {
         return " '" + InFolder(name + ".pem") + ":" + InFolder(name + ".key") + more + "'";
     };
-    static const Child child(
+    static const ServerChild child(
         "python3 " + Quoted(Support("web_server.py")) + " " + Quoted(Folder() / "asked.log") +
         tls("good") + tls("other-host") + tls("expired") + tls("wrong-usage") + tls("strange") +
         tls("good", ":" + InFolder("root.pem")) +
-        tls("good", ":" + InFolder("root.pem") + ":optional") + tls("good", ":tls1.1"));
+        tls("good", ":" + InFolder("root.pem") + ":optional") + tls("good", ":tls1.1") +
+        tls("good", ":" + InFolder("root.pem") + ":late"));
     static const OwnServer server{child[0], child[1], child[2], child[3], child[4],
-                                  child[5], child[6], child[7], child[8]};
+                                  child[5], child[6], child[7], child[8], child[9]};
     return server;
 }
 
@@ -104,10 +72,10 @@ std::string TakeLog() {
 
 const RealServers& Real() {
     MakeAuthority();
-    static const Child child("PATH=$PATH:/usr/sbin python3 " + Quoted(Support("real_servers.py")) +
-                             " " + Quoted(Folder() / "real") + " " + Quoted(Folder() / "good.pem") +
-                             " " + Quoted(Folder() / "good.key") + " " +
-                             Quoted(Folder() / "root.pem"));
+    static const ServerChild child(
+        "PATH=$PATH:/usr/sbin python3 " + Quoted(Support("real_servers.py")) + " " +
+        Quoted(Folder() / "real") + " " + Quoted(Folder() / "good.pem") + " " +
+        Quoted(Folder() / "good.key") + " " + Quoted(Folder() / "root.pem"));
     static const RealServers servers{child[0], child[1], child[2], child[3]};
     return servers;
 }

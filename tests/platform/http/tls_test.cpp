@@ -169,9 +169,11 @@ TEST_F(ClientTest, AskedForAndNotSet) {
         {"welcome", Own().mayHaveClient, false, ERROR_WINHTTP_CLIENT_AUTH_CERT_NEEDED},
         {"welcome, none", Own().mayHaveClient, true, 0},
         {"not asked for", Own().good, false, 0},
+        {"late", Own().late, false, ERROR_WINHTTP_CLIENT_AUTH_CERT_NEEDED},
+        {"late, none", Own().late, true, 0},
     };
     for (const auto& row : rows) {
-        Exchange exchange(row.port, "/", true);
+        Exchange exchange(row.port, "/late", true);
         if (row.none) {
             EXPECT_NE(
                 WinHttpSetOption(exchange.Get(), WINHTTP_OPTION_CLIENT_CERT_CONTEXT, nullptr, 0),
@@ -183,10 +185,11 @@ TEST_F(ClientTest, AskedForAndNotSet) {
 
 TEST_F(ClientTest, ShownWithItsKey) {
     const auto certificate = Install("open");
-    for (const WORD port : {Own().wantsClient, Own().mayHaveClient, Own().good}) {
-        Exchange exchange(port, "/", true);
+    for (const WORD port : {Own().wantsClient, Own().mayHaveClient, Own().late, Own().good}) {
+        Exchange exchange(port, "/late", true);
         ASSERT_NE(Set(exchange, certificate), FALSE);
         EXPECT_EQ(exchange.Run(), 0U);
+        EXPECT_EQ(exchange.Status(), port == Own().good ? 403U : 200U);
     }
     Exchange exchange(Real().client, "/open/page", true);
     EXPECT_EQ(exchange.Run(), 12044U);
