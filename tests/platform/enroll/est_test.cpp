@@ -13,6 +13,7 @@
 #include "platform/enroll/response.h"
 #include "platform/enroll/waiting_requests.h"
 #include "platform/stores/store.h"
+#include "tests/support/engine.h"
 #include "tests/support/server_child.h"
 #include "tests/support/workshop.h"
 
@@ -254,20 +255,28 @@ TEST_F(EstTest, PendingUntilDecided) {
 
 // Made by the older control alone; `openssl` finds the request inside, signed by its own key.
 TEST_F(EstTest, WrappedForm) {
-    void* object = nullptr;
-    ASSERT_EQ(CoCreateInstance(enrollment::kCEnroll, nullptr, CLSCTX_INPROC_SERVER,
-                               enrollment::kICEnroll4, &object),
-              S_OK);
-    auto* control = static_cast<ICEnroll4*>(object);
-    const Text name("CN=Ann");
-    Text wrapped;
-    EXPECT_EQ(control->createRequest(3, name.bstr, nullptr, wrapped.Fill()), E_NOTIMPL);
-    ASSERT_EQ(control->createRequest(XECR_PKCS7, name.bstr, nullptr, wrapped.Fill()), S_OK);
-    control->Release();
-    WriteFile("wrapped", DecodeText(wrapped.bstr));
-    OpenSsl("cms -verify -noverify -binary -inform DER -in wrapped -signer by.pem -out inner");
-    EXPECT_EQ(OpenSsl("req -verify -inform DER -in inner -noout -pubkey"),
-              OpenSsl("x509 -in by.pem -noout -pubkey"));
+    SKIP_WITHOUT_ENGINE();
+    for (const LONG type : {PROV_RSA_AES, 16, 75, 81}) {
+        void* object = nullptr;
+        ASSERT_EQ(CoCreateInstance(enrollment::kCEnroll, nullptr, CLSCTX_INPROC_SERVER,
+                                   enrollment::kICEnroll4, &object),
+                  S_OK);
+        auto* control = static_cast<ICEnroll4*>(object);
+        control->put_ProviderType(type);
+        if (type == 16) control->put_KeySpec(AT_SIGNATURE);
+        const Text name("CN=Ann");
+        Text wrapped;
+        EXPECT_EQ(control->createRequest(3, name.bstr, nullptr, wrapped.Fill()), E_NOTIMPL);
+        ASSERT_EQ(control->createRequest(XECR_PKCS7, name.bstr, nullptr, wrapped.Fill()), S_OK);
+        control->Release();
+        WriteFile("wrapped", DecodeText(wrapped.bstr));
+        OpenSsl(
+            "cms -engine gost -verify -noverify -binary -inform DER -in wrapped -signer by.pem "
+            "-out inner");
+        EXPECT_EQ(OpenSsl("req -engine gost -verify -inform DER -in inner -noout -pubkey"),
+                  OpenSsl("x509 -engine gost -in by.pem -noout -pubkey"))
+            << type;
+    }
 }
 
 TEST_F(EstTest, NumbersAreNotShared) {

@@ -19,7 +19,8 @@ void MakeAuthority();
 
 // Ports of tests/support/web_server.py, one for each way of its TLS.
 struct OwnServer {
-    WORD clear, good, otherHost, expired, wrongUsage, strange, wantsClient, mayHaveClient, oldTls, late;
+    WORD clear, good, otherHost, expired, wrongUsage, strange, wantsClient, mayHaveClient, oldTls,
+        late;
 };
 const OwnServer& Own();
 // What it was asked since the last call: "METHOD PATH auth=.. proxy=.. cookie=.. body=SIZE".
