@@ -19,13 +19,6 @@ DWORD TakeNumber(const char* word, DWORD fallback) {
     return TakeKey(word, &value) ? static_cast<DWORD>(std::atoi(value)) : fallback;
 }
 
-void TakeSecret(const char* word, SecureText& secret) {
-    const char* value = nullptr;
-    if (!TakeKey(word, &value)) return;
-    secret.Assign(value);
-    WipeText(const_cast<char*>(value));  // the process's own copy of the argument
-}
-
 KeySpecChoice TakeKeySpec() {
     if (TakeKey("ex")) return KeySpecChoice::Exchange;
     if (TakeKey("sg")) return KeySpecChoice::Signature;
@@ -98,6 +91,13 @@ Reported RejectAllButExtensions() {
 }
 
 }  // namespace
+
+void TakeSecret(const char* word, SecureText& secret) {
+    const char* value = nullptr;
+    if (!TakeKey(word, &value)) return;
+    secret.Assign(value);
+    WipeText(const_cast<char*>(value));  // the process's own copy of the argument
+}
 
 Reported ParseEnrollKeys(EnrollOptions& options, KeyGroups groups) {
     if (groups.request) {

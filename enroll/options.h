@@ -48,6 +48,9 @@ struct KeyGroups {
     bool install = false;  // those of installing
 };
 
+// Takes a key whose value is a password, and wipes the line's own copy.
+void TakeSecret(const char* word, SecureText& secret);
+
 // Takes the keys, and lets the user choose a container where one is needed and none was named.
 // `-ext` stays for ApplyExtensionKeys. 0 or a reported code.
 Reported ParseEnrollKeys(EnrollOptions& options, KeyGroups groups);

@@ -22,5 +22,8 @@ DWORD RunSignFiles();
 DWORD RunVerifyFiles();
 DWORD RunCreatRqst();
 DWORD RunInstCert();
+DWORD RunListDn();
+DWORD RunCreatUser();
+DWORD RunCheckReg();
 
 }  // namespace kestrel

@@ -132,9 +132,10 @@ TEST(Authorities, Dispositions) {
 }
 
 TEST(Authorities, KindsThatAreNotHere) {
-    for (const char* word : {"MSCAstd", "mscastd", "FLCA15", "MSCA", ""}) {
+    for (const char* word : {"MSCAstd", "mscastd", "FLCA", "flca15", ""}) {
         EXPECT_EQ(ChooseCaClient(word), nullptr) << word;
     }
+    EXPECT_NE(ChooseCaClient("FLCA15"), nullptr);
 }
 
 }  // namespace
