@@ -48,9 +48,10 @@ constexpr std::string_view kRequestClose = "\">";
 
 class RowReader {
   public:
-    RowReader(PageText& page, std::size_t position, bool lowerCase)
+    RowReader(PageText& page, RowBounds bounds, bool lowerCase)
         : page_(page),
-          position_(position),
+          bounds_(bounds),
+          position_(bounds.start),
           marks_(lowerCase ? kLowerMarks : kUpperMarks),
           lowerCase_(lowerCase) {}
 
@@ -58,7 +59,7 @@ class RowReader {
         return (lowerCase_ || NumberCell(number)) && Cell(row.column2) && Cell(row.column3) &&
                Cell(row.column4) && State(row.status) &&
                (!lowerCase_ || Number("ID=\"frmPrintRequestPage", "\"", number)) &&
-               ExtractBetween(page_, position_, marks_.requestOpen, kRequestClose, row.text);
+               StoredRequest(row.text);
     }
 
     bool Certificate(LONG& number, PageRow& row) {
@@ -77,6 +78,12 @@ class RowReader {
         number = LeadingNumber(text);
         return true;
     }
+    // That of another row will not do: a row without one makes the page unreadable.
+    bool StoredRequest(std::string& text) {
+        position_ = page_.Find(marks_.requestOpen, position_);
+        const bool own = position_ >= bounds_.start && position_ < bounds_.end;
+        return own && ExtractBetween(page_, position_, marks_.requestOpen, kRequestClose, text);
+    }
     // On the lower-case pages the word is a link's.
     bool State(LONG& status) {
         std::string cell;
@@ -90,6 +97,7 @@ class RowReader {
     }
 
     PageText& page_;
+    RowBounds bounds_;
     std::size_t position_;
     const RowMarks& marks_;
     bool lowerCase_;
@@ -168,12 +176,12 @@ LONG ClassifyStatus(std::string_view text) {
 }
 
 // Tables of certificates and revocations stand on the lower-case pages alone.
-bool ParseRow(PageText& page, std::size_t position, RowKind kind, bool lowerCase, LONG& number,
+bool ParseRow(PageText& page, RowBounds bounds, RowKind kind, bool lowerCase, LONG& number,
               PageRow& row) {
     if (kind != RowKind::Request && !lowerCase) return false;
     row.present = 1;
     number = 0;
-    RowReader reader(page, position, lowerCase);
+    RowReader reader(page, bounds, lowerCase);
     switch (kind) {
         case RowKind::Certificate:
             return reader.Certificate(number, row);
@@ -186,23 +194,25 @@ bool ParseRow(PageText& page, std::size_t position, RowKind kind, bool lowerCase
 }
 
 bool ParseTable(std::string_view text, const TableMarks& marks, PageList& list) {
-    const std::size_t start = text.find(marks.table);
-    if (start == kNotFound) return false;
-    text.remove_prefix(start);
+    const std::size_t table = text.find(marks.table);
+    if (table == kNotFound) return false;
+    text.remove_prefix(table);
     text = text.substr(0, text.find("</table>"));
     text = text.substr(0, text.find("</TABLE>"));
     PageText page(text);
-    std::size_t position = page.Find(marks.row, 0);
-    if (position == kNotFound) return marks.kind == RowKind::Revocation;
+    const std::size_t head = page.Find(marks.row, 0);
+    if (head == kNotFound) return marks.kind == RowKind::Revocation;
     list.clear();
-    for (;;) {
-        position = page.Find(marks.row, position + marks.row.size());
-        if (position == kNotFound) return !page.IsSpent();
+    std::size_t start = page.Find(marks.row, head + marks.row.size());
+    while (start != kNotFound) {
+        const std::size_t next = page.Find(marks.row, start + marks.row.size());
         LONG number = 0;
         PageRow row;
-        if (!ParseRow(page, position, marks.kind, marks.lowerCase, number, row)) return false;
+        if (!ParseRow(page, {start, next}, marks.kind, marks.lowerCase, number, row)) return false;
         list[number] = std::move(row);
+        start = next;
     }
+    return !page.IsSpent();
 }
 
 }  // namespace kestrel

@@ -56,8 +56,13 @@ bool ExtractBetween(PageText& page, std::size_t& position, std::string_view open
 // The disposition that a word in the column of states tells.
 LONG ClassifyStatus(std::string_view text);
 
-// The row at `position`, and its number. False when it lacks something.
-bool ParseRow(PageText& page, std::size_t position, RowKind kind, bool lowerCase, LONG& number,
+// From a row's marker to the next, or kNotFound.
+struct RowBounds {
+    std::size_t start;
+    std::size_t end;
+};
+// The row there, and its number. False when it lacks something.
+bool ParseRow(PageText& page, RowBounds bounds, RowKind kind, bool lowerCase, LONG& number,
               PageRow& row);
 
 // How a page's table is found and read. The token pages have tags in capitals.
