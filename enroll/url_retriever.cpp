@@ -209,7 +209,7 @@ bool UrlRetriever::ReadBody(HINTERNET request) {
         if (size > kMostBody - before) {
             body_.clear();
             body_.shrink_to_fit();
-            SetLastError(ERROR_WINHTTP_RESPONSE_DRAIN_OVERFLOW);
+            SetLastError(ERROR_FILE_TOO_LARGE);
             return false;
         }
         MakeRoom(size);

@@ -106,7 +106,6 @@ constexpr ErrorText kTexts[] = {
     {12175, "No secure connection to the server could be made.",
      "Не удалось установить защищённое соединение с сервером."},
     {12180, "No proxy settings were detected.", "Настройки прокси-сервера не обнаружены."},
-    {12184, "The server's answer is larger than the limit.", "Ответ сервера больше допустимого."},
     {12185, "The client certificate has no private key here.",
      "Для сертификата клиента здесь нет закрытого ключа."},
     {0x80004001, "This function does not exist on this system.",
