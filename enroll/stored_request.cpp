@@ -8,6 +8,7 @@
 #include "front/core/ask_size.h"
 #include "front/core/atl_exception.h"
 #include "front/core/encoding.h"
+#include "selection/providers.h"
 
 namespace kestrel {
 
@@ -66,6 +67,28 @@ HRESULT UnwrapAnyForm(HCRYPTPROV provider, LONG disposition, Octets& bytes) {
     return isText ? DecodeWideText(bytes) : S_OK;
 }
 
+HRESULT WrapWith(const RequestSigner& signer, const CRYPT_ALGORITHM_IDENTIFIER& hash,
+                 Octets& bytes) {
+    CMSG_SIGNER_ENCODE_INFO encodeInfo{};
+    encodeInfo.cbSize = sizeof(encodeInfo);
+    encodeInfo.pCertInfo = signer.certificate->pCertInfo;
+    encodeInfo.hCryptProv = signer.provider;
+    encodeInfo.dwKeySpec = signer.keySpec;
+    encodeInfo.HashAlgorithm = hash;
+    CERT_BLOB certificate{signer.certificate->cbCertEncoded, signer.certificate->pbCertEncoded};
+    CMSG_SIGNED_ENCODE_INFO info{};
+    info.cbSize = sizeof(info);
+    info.cSigners = 1;
+    info.rgSigners = &encodeInfo;
+    info.cCertEncoded = 1;
+    info.rgCertEncoded = &certificate;
+    const MessageHolder message(
+        CryptMsgOpenToEncode(kMessageEncodingType, 0, CMSG_SIGNED, &info, nullptr, nullptr));
+    const auto size = static_cast<DWORD>(bytes.size());
+    if (!message || !CryptMsgUpdate(message.get(), bytes.data(), size, TRUE)) return LastCode();
+    return ContentOf(message.get(), bytes);
+}
+
 HRESULT Unwrap(std::string_view text, LONG disposition, HCRYPTPROV provider, Octets& bytes) {
     constexpr LONG kWaiting = 5;
     if (disposition == kWaiting) {
@@ -109,28 +132,19 @@ HRESULT UnwrapSignedMessage(HCRYPTPROV provider, Octets& bytes) {
     return S_OK;
 }
 
+// Authorities of this kind take GOST R 34.11-94. A key that cannot go with it signs with the
+// first hash of its own provider (enroll-31).
 HRESULT WrapSignedMessage(const RequestSigner& signer, Octets& bytes) {
     if (signer.certificate == nullptr || signer.provider == 0) return CRYPT_E_NO_KEY_PROPERTY;
-    // Authorities of this kind take GOST R 34.11-94, whatever the certificate's key is.
-    char hash[] = "1.2.643.2.2.9";
-    CMSG_SIGNER_ENCODE_INFO encodeInfo{};
-    encodeInfo.cbSize = sizeof(encodeInfo);
-    encodeInfo.pCertInfo = signer.certificate->pCertInfo;
-    encodeInfo.hCryptProv = signer.provider;
-    encodeInfo.dwKeySpec = signer.keySpec;
-    encodeInfo.HashAlgorithm.pszObjId = hash;
-    CERT_BLOB certificate{signer.certificate->cbCertEncoded, signer.certificate->pbCertEncoded};
-    CMSG_SIGNED_ENCODE_INFO info{};
-    info.cbSize = sizeof(info);
-    info.cSigners = 1;
-    info.rgSigners = &encodeInfo;
-    info.cCertEncoded = 1;
-    info.rgCertEncoded = &certificate;
-    const MessageHolder message(
-        CryptMsgOpenToEncode(kMessageEncodingType, 0, CMSG_SIGNED, &info, nullptr, nullptr));
-    const auto size = static_cast<DWORD>(bytes.size());
-    if (!message || !CryptMsgUpdate(message.get(), bytes.data(), size, TRUE)) return LastCode();
-    return ContentOf(message.get(), bytes);
+    char gost[] = "1.2.643.2.2.9";
+    CRYPT_ALGORITHM_IDENTIFIER hash{};
+    hash.pszObjId = gost;
+    const HRESULT refused = WrapWith(signer, hash, bytes);
+    if (SUCCEEDED(refused)) return refused;
+    if (FindAlgorithmForCertificate(signer.certificate, CRYPT_HASH_ALG_OID_GROUP_ID, hash) != 0) {
+        return refused;
+    }
+    return WrapWith(signer, hash, bytes);
 }
 
 HRESULT FindSerial(std::string_view bundle, const CERT_PUBLIC_KEY_INFO& key, std::string& serial) {
