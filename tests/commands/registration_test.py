@@ -61,6 +61,8 @@ class Registration(KestrelCase):
                 ("not the form", ["-FLCA", self.url], 1359, b"The platform failed inside."),
                 ("no such page", ["-FLCA", self.url + "/x"], 12030, closed),
                 ("error", ["-FLCA", self.url + "/status?code=500&x="], 12030, closed),
+                ("in clear after all", ["-FLCA", f"https{self.url[4:]}/status?code=301&x=http://"],
+                 1359, b"The platform failed inside."),
                 ("a stranger", ["-FLCA", self.tls], 12175, None),
                 ("nobody", ["-FLCA", "http://127.0.0.1:1"], 12029, None),
                 ("a setting that is no text", [], 13, None),

@@ -66,6 +66,53 @@ class FlcaTest : public test_support::InFolderTest {
     std::FILE* server_ = nullptr;
 };
 
+TEST_F(FlcaTest, PagesAndTheirErrors) {
+    std::string base;
+    ASSERT_TRUE(Narrow(url_, base));
+    const std::string unknown(40, 'A');
+    const struct {
+        const char* name;
+        std::string path;
+        std::string thumbprint;
+        bool fetched;
+        DWORD status;
+        DWORD code;
+        const char* body;
+    } rows[] = {{"good", "status?code=200", unknown, true, 200, 0, "told"},
+                {"moved", "status?code=301", "", true, 301, 0, "told"},
+                {"found", "status?code=302", "", false, 302, 12030, ""},
+                {"empty", "status?code=200&body=%20", "", true, 200, 0, " "},
+                {"failed", "status?code=500", "", false, 500, 12030, ""},
+                {"cut in the middle", "cut", "", false, 200, 12030, "half"},
+                {"no answer", "nothing", "", false, 0, 12030, ""},
+                {"no HTTP", "garbage", "", false, 0, 12152, ""},
+                {"hangs", "hang", "", false, 0, 12002, ""},
+                {"hangs in the body", "hang-in-body", "", false, 200, 12002, "12345"},
+                {"39 digits", "status?code=200", std::string(39, 'A'), false, 0, 87, ""},
+                {"no digits", "status?code=200", std::string(40, 'g'), false, 0, 87, ""}};
+    for (const auto& row : rows) {
+        UrlRetriever retriever;
+        retriever.SetTimeout(500);
+        retriever.SetClientCertificate(row.thumbprint.empty() ? nullptr : row.thumbprint.c_str());
+        EXPECT_EQ(retriever.Fetch(base + row.path), row.fetched) << row.name;
+        EXPECT_EQ(retriever.Status(), row.status) << row.name;
+        EXPECT_EQ(retriever.FetchErrorCode(), row.code) << row.name;
+        EXPECT_EQ(retriever.Body(), row.body) << row.name;
+        EXPECT_EQ(retriever.Succeeded(), row.status == 200) << row.name;
+    }
+    UrlRetriever poster;
+    const std::vector<std::string> headers = {"X-More: 1"};
+    poster.SetExtraHeaders(&headers);
+    poster.SetPostData({"a=b\0", 4});
+    ASSERT_TRUE(poster.Fetch(base + "echo"));
+    const std::string echo(poster.Body());
+    EXPECT_TRUE(echo.starts_with("POST /echo ") && echo.ends_with("\n\na=b")) << echo;
+    for (const char* line : {"User-Agent: UrlRetriever {Mozilla MSIE 6 Win 2000}\n",
+                             "Content-Type: application/x-www-form-urlencoded\n", "X-More: 1\n"}) {
+        EXPECT_NE(echo.find(line), std::string::npos) << echo;
+    }
+}
+
 std::wstring Certificate(UnixRequest& client, LONG flags) {
     ComText text;
     const HRESULT result = client.GetCertificate(flags, text.Fill());

@@ -78,6 +78,42 @@ TEST_F(StoredRequests, CutAnywhereIsAnError) {
     }
 }
 
+// What can go with it is signed over GOST R 34.11-94, the rest over the key's own hash.
+TEST_F(StoredRequests, SignsWithAHashOfTheKey) {
+    setenv("KESTREL_HOME", (folder_ / "home").c_str(), 1);
+    const std::string ctl =
+        (std::filesystem::read_symlink("/proc/self/exe").parent_path() / "kestrelctl").string();
+    const char* const hashes[] = {"2.16.840.1.101.3.4.2.1", "1.2.643.2.2.9", "1.2.643.7.1.1.2.2"};
+    for (const char* type : {"24", "75", "80"}) {
+        Run(ctl + " identity create CN=" + type + " --provtype " + type);
+    }
+    StoreHolder store;
+    *store.Fill() = CertOpenSystemStoreA(0, "My");
+    PCCERT_CONTEXT each = nullptr;
+    for (const char* hash : hashes) {
+        each = CertEnumCertificatesInStore(store.Get(), each);
+        ASSERT_NE(each, nullptr);
+        ProviderHolder provider;
+        RequestSigner signer{each, 0, 0};
+        BOOL owned = FALSE;
+        ASSERT_TRUE(CryptAcquireCertificatePrivateKey(each, 0, nullptr, provider.Fill(),
+                                                      &signer.keySpec, &owned));
+        signer.provider = provider.Get();
+        Octets bytes = BytesOf("plain");
+        ASSERT_EQ(WrapSignedMessage(signer, bytes), S_OK);
+        Write("wrapped", {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+        Run(std::string("openssl cms -cmsout -print -inform DER -in wrapped | "
+                        "grep -A2 digestAlgorithms: | grep -qF '(") +
+            hash + ")'");
+        EXPECT_EQ(UnwrapSignedMessage(0, bytes), S_OK);
+        EXPECT_EQ(bytes, BytesOf("plain"));
+    }
+    CertFreeCertificateContext(each);
+    RequestSigner nobody;
+    Octets bytes;
+    EXPECT_EQ(WrapSignedMessage(nobody, bytes), CRYPT_E_NO_KEY_PROPERTY);
+}
+
 TEST_F(StoredRequests, SerialOfTheKey) {
     Run("openssl x509 -req -inform DER -in plain -CA ca.pem -CAkey ca.key -set_serial 0x0A0B01 "
         "-out leaf.pem");
