@@ -3,6 +3,7 @@
 
 #include "enroll/com_holders.h"
 #include "enroll/fl_icert_request.h"
+#include "enroll/flca15_request.h"
 
 namespace kestrel {
 
@@ -22,7 +23,9 @@ std::unique_ptr<UnixRequest> SystemClient() {
 }  // namespace
 
 std::unique_ptr<UnixRequest> ChooseCaClient(std::string_view word) {
-    return word == kSystemAuthority ? SystemClient() : nullptr;
+    if (word == kSystemAuthority) return SystemClient();
+    if (word == kFlcaAuthority) return std::make_unique<FLCA15Request>();
+    return nullptr;
 }
 
 }  // namespace kestrel

@@ -60,6 +60,8 @@ class ComText {
     [[nodiscard]] BSTR Get() const { return text_; }
     [[nodiscard]] bool IsEmpty() const { return SysStringLen(text_) == 0; }
     [[nodiscard]] std::wstring_view View() const { return {text_, SysStringLen(text_)}; }
+    // For a caller that frees it.
+    BSTR Release() { return std::exchange(text_, nullptr); }
     BSTR* Fill() {
         Clear();
         return &text_;

@@ -7,17 +7,11 @@
 #include <cstring>
 
 #include "enroll/com_holders.h"
-#include "front/core/secret.h"
+#include "enroll/wiped_text.h"
 
 namespace kestrel {
 
 namespace {
-
-// Narrow text that goes with a wipe.
-struct WipedText {
-    std::string text;
-    ~WipedText() { Wipe(text.data(), text.size()); }
-};
 
 bool NarrowCopy(BSTR wide, std::string& narrow) {
     const UINT length = SysStringLen(wide);

@@ -1,7 +1,6 @@
 // The dispatch table, from the commands' rows.
 #include "front/dispatch.h"
 
-#include "front/core/catalogue.h"
 #include "front/core/command_rows.h"
 #include "front/core/commands.h"
 
@@ -13,12 +12,6 @@ struct DispatchRow {
     CommandNumber number;
     CommandRoutine routine;
 };
-
-// For commands that are parsed and explained but cannot run yet.
-DWORD RunNotImplemented() {
-    SetLastError(ERROR_CALL_NOT_IMPLEMENTED);
-    return ReportError(kLastError);
-}
 
 constexpr DispatchRow kDispatchTable[] = {
 #define DISPATCH_ROW(number, word, routine, ...) {number, routine},

@@ -25,11 +25,14 @@ Calls Load() {
     Find(module, "WinHttpOpenRequest", calls.OpenRequest);
     Find(module, "WinHttpCloseHandle", calls.CloseHandle);
     Find(module, "WinHttpSetOption", calls.SetOption);
+    Find(module, "WinHttpSetTimeouts", calls.SetTimeouts);
     Find(module, "WinHttpSetCredentials", calls.SetCredentials);
+    Find(module, "WinHttpAddRequestHeaders", calls.AddRequestHeaders);
     Find(module, "WinHttpSendRequest", calls.SendRequest);
     Find(module, "WinHttpReceiveResponse", calls.ReceiveResponse);
     Find(module, "WinHttpQueryHeaders", calls.QueryHeaders);
     Find(module, "WinHttpQueryAuthSchemes", calls.QueryAuthSchemes);
+    Find(module, "WinHttpQueryDataAvailable", calls.QueryDataAvailable);
     Find(module, "WinHttpReadData", calls.ReadData);
     Find(module, "WinHttpCrackUrl", calls.CrackUrl);
     Find(module, "WinHttpGetIEProxyConfigForCurrentUser", calls.GetIEProxyConfigForCurrentUser);

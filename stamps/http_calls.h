@@ -15,11 +15,14 @@ struct Calls {
     decltype(&WinHttpOpenRequest) OpenRequest;
     decltype(&WinHttpCloseHandle) CloseHandle;
     decltype(&WinHttpSetOption) SetOption;
+    decltype(&WinHttpSetTimeouts) SetTimeouts;
     decltype(&WinHttpSetCredentials) SetCredentials;
+    decltype(&WinHttpAddRequestHeaders) AddRequestHeaders;
     decltype(&WinHttpSendRequest) SendRequest;
     decltype(&WinHttpReceiveResponse) ReceiveResponse;
     decltype(&WinHttpQueryHeaders) QueryHeaders;
     decltype(&WinHttpQueryAuthSchemes) QueryAuthSchemes;
+    decltype(&WinHttpQueryDataAvailable) QueryDataAvailable;
     decltype(&WinHttpReadData) ReadData;
     decltype(&WinHttpCrackUrl) CrackUrl;
     decltype(&WinHttpGetIEProxyConfigForCurrentUser) GetIEProxyConfigForCurrentUser;

@@ -64,13 +64,13 @@
     ROW(21, "addattr", RunAddAttr, kAddattrUsage, true,                                 \
         " -addattr     Добавить неаутентифицированный атрибут в подпись.",              \
         " -addattr     Add an unauthenticated attribute to signature.")                 \
-    ROW(22, "creatuser", RunNotImplemented, kCreatuserUsage, false,                     \
+    ROW(22, "creatuser", RunCreatUser, kCreatuserUsage, false,                          \
         " -creatuser   Зарегистрировать нового пользователя Ferroline CA.",             \
         " -creatuser   Register new Ferroline CA user.")                                \
-    ROW(23, "listDN", RunNotImplemented, kListDNUsage, false,                           \
+    ROW(23, "listDN", RunListDn, kListDNUsage, false,                                   \
         " -listDN      Показать политику имен Ferroline CA.",                           \
         " -listDN      Show Ferroline CA name policy.")                                 \
-    ROW(24, "checkreg", RunNotImplemented, kCheckregUsage, false,                       \
+    ROW(24, "checkreg", RunCheckReg, kCheckregUsage, false,                             \
         " -checkreg    Проверить состояние регистрации пользователя.",                  \
         " -checkreg    Check user registration status.")
 // clang-format on

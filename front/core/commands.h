@@ -24,5 +24,8 @@ DWORD RunCreatCert();
 DWORD RunPendCert();
 DWORD RunCreatRqst();
 DWORD RunInstCert();
+DWORD RunListDn();
+DWORD RunCreatUser();
+DWORD RunCheckReg();
 
 }  // namespace kestrel

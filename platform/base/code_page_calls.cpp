@@ -1,6 +1,7 @@
 // Conversion between code pages. The narrow one is UTF-8, so CP_ACP and CP_UTF8 are one.
 #include <limits>
 
+#include "platform/base/code_page_1251.h"
 #include "platform/base/error.h"
 #include "platform/base/output.h"
 #include "platform/base/text.h"
@@ -16,9 +17,13 @@ std::basic_string_view<Char> InputOf(const Char* text, int length) {
     return {text, std::char_traits<Char>::length(text) + 1};
 }
 
+constexpr UINT kCyrillic = 1251;
+
 void CheckCodePage(UINT codePage) {
-    if (codePage != CP_ACP && codePage != CP_THREAD_ACP && codePage != CP_UTF8)
+    if (codePage != CP_ACP && codePage != CP_THREAD_ACP && codePage != CP_UTF8 &&
+        codePage != kCyrillic) {
         throw Error(ERROR_INVALID_PARAMETER);
+    }
 }
 
 // Capacity 0 asks for the size.
@@ -63,6 +68,7 @@ int WINAPI MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR text, int leng
             throw Error(ERROR_INVALID_FLAGS);
         }
         const auto input = InputOf(text, length);
+        if (codePage == kCyrillic) return Deliver(FromCodePage1251(input), out, capacity);
         return Deliver(flags != 0 ? Widen(input) : WidenLeniently(input), out, capacity);
     });
 }
@@ -78,6 +84,13 @@ int WINAPI WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR text, int len
         }
         if (usedDefaultChar != nullptr) *usedDefaultChar = FALSE;
         const auto input = InputOf(text, length);
+        if (codePage == kCyrillic) {
+            bool missed = false;
+            const char otherwise = defaultChar != nullptr ? *defaultChar : '?';
+            const std::string narrow = ToCodePage1251(input, otherwise, missed);
+            if (usedDefaultChar != nullptr) *usedDefaultChar = missed ? TRUE : FALSE;
+            return Deliver(narrow, out, capacity);
+        }
         return Deliver(NarrowLeniently(input), out, capacity);
     });
 }

@@ -2,6 +2,7 @@
 #include "platform/certs/compare.h"
 
 #include <openssl/sha.h>
+#include <string_view>
 
 #include <algorithm>
 #include <cstring>
@@ -112,6 +113,14 @@ std::optional<Bytes> KeyUsageOf(const CERT_INFO& info) {
     if (extension == nullptr) return std::nullopt;
     return UsedBits(
         ReadBits(der::Cursor(ViewOf(extension->Value)).Expect(der::kBitString).contents));
+}
+
+bool SamePublicKey(const CERT_PUBLIC_KEY_INFO& first, const CERT_PUBLIC_KEY_INFO& second) {
+    const auto oidOf = [](const CERT_PUBLIC_KEY_INFO& key) -> std::string_view {
+        return key.Algorithm.pszObjId != nullptr ? key.Algorithm.pszObjId : "";
+    };
+    return oidOf(first) == oidOf(second) &&
+           Equal(ViewOf(first.PublicKey), ViewOf(second.PublicKey));
 }
 
 bool SameCertificate(const CERT_INFO& first, const CERT_INFO& second) {

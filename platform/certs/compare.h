@@ -30,6 +30,8 @@ Bytes KeyIdentifierOf(const CERT_INFO& info);
 // The bits of the key usage extension, none when there is no such extension. Throws
 // CRYPT_E_ASN1_BADTAG, _EOD or _CORRUPT.
 std::optional<Bytes> KeyUsageOf(const CERT_INFO& info);
+// Algorithm and bits; parameters may be written down in more than one way.
+bool SamePublicKey(const CERT_PUBLIC_KEY_INFO& first, const CERT_PUBLIC_KEY_INFO& second);
 // True when the record names a certificate by issuer and serial number or, with an
 // issuer of szOID_KEYID_RDN, by key identifier; either of the two may be the name.
 bool SameCertificate(const CERT_INFO& first, const CERT_INFO& second);

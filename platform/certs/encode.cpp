@@ -69,17 +69,8 @@ der::Item Only(ByteView encoded, std::uint8_t tag) {
 
 void DecodeAttribute(ByteView encoded, DWORD, void* value, DWORD* size) {
     const AttributeView attribute = ParseAttribute(encoded);
-    PackOut(
-        [&](Packer& packer) {
-            auto* record = packer.One<CRYPT_ATTRIBUTE>();
-            record->pszObjId = packer.Text(attribute.oid);
-            record->cValue = static_cast<DWORD>(attribute.values.size());
-            record->rgValue = packer.Array<CRYPT_ATTR_BLOB>(attribute.values.size());
-            for (std::size_t i = 0; i < attribute.values.size(); ++i) {
-                record->rgValue[i] = packer.Blob(attribute.values[i]);
-            }
-        },
-        value, size);
+    PackOut([&](Packer& packer) { Lay(packer, attribute, *packer.One<CRYPT_ATTRIBUTE>()); }, value,
+            size);
 }
 
 void DecodeOctets(ByteView encoded, DWORD, void* value, DWORD* size) {
@@ -173,6 +164,7 @@ struct Coder {
 const Coder kCoders[] = {
     {kEncodeX509Cert, nullptr, EncodeSignedContent, DecodeSignedContent},
     {X509_CERT_TO_BE_SIGNED, nullptr, EncodeToBeSigned, DecodeToBeSigned},
+    {X509_CERT_REQUEST_TO_BE_SIGNED, nullptr, EncodeRequestInfo, DecodeRequestInfo},
     {kEncodeX509Extensions, nullptr, EncodeExtensions, DecodeExtensions},
     {kEncodeX509Name, nullptr, EncodeNameRecord, DecodeNameRecord},
     {PKCS_ATTRIBUTE, nullptr, EncodeAttributeRecord, DecodeAttribute},

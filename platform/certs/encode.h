@@ -5,7 +5,9 @@
 
 #include "platform/base/bytes.h"
 #include "platform/base/error.h"
+#include "platform/base/output.h"
 #include "platform/der/der.h"
+#include "platform/der/values.h"
 
 namespace platform {
 
@@ -38,16 +40,20 @@ Bytes EncodePublicKey(const CERT_PUBLIC_KEY_INFO& record);
 // Absent parameters become NULL, but for algorithms that forbid it.
 Bytes EncodePublicKeyWithNull(const CERT_PUBLIC_KEY_INFO& record);
 
-// ---- rows of the table of types: X509_CERT, X509_CERT_TO_BE_SIGNED, X509_EXTENSIONS and
-// X509_NAME
+void Lay(Packer& packer, const AttributeView& view, CRYPT_ATTRIBUTE& record);
+
+// ---- rows of the table of types: X509_CERT, X509_CERT_TO_BE_SIGNED,
+// X509_CERT_REQUEST_TO_BE_SIGNED, X509_EXTENSIONS and X509_NAME
 
 Bytes EncodeSignedContent(const void* value);
 Bytes EncodeToBeSigned(const void* value);
+Bytes EncodeRequestInfo(const void* value);
 Bytes EncodeExtensions(const void* value);
 Bytes EncodeNameRecord(const void* value);
 void DecodeSignedContent(ByteView encoded, DWORD flags, void* value, DWORD* size);
 // A whole certificate or its signed part.
 void DecodeToBeSigned(ByteView encoded, DWORD flags, void* value, DWORD* size);
+void DecodeRequestInfo(ByteView encoded, DWORD flags, void* value, DWORD* size);
 void DecodeExtensions(ByteView encoded, DWORD flags, void* value, DWORD* size);
 void DecodeNameRecord(ByteView encoded, DWORD flags, void* value, DWORD* size);
 

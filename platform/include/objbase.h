@@ -23,7 +23,25 @@ typedef OLECHAR* BSTR;
 typedef short VARIANT_BOOL;
 #define VARIANT_TRUE ((VARIANT_BOOL)-1)
 #define VARIANT_FALSE ((VARIANT_BOOL)0)
-typedef struct tagVARIANT VARIANT;
+
+// A value that tells its type. Of the types, those that are used here.
+typedef unsigned short VARTYPE;
+#define VT_EMPTY 0
+#define VT_BSTR 8
+typedef struct tagVARIANT {
+    VARTYPE vt;
+    WORD wReserved1;
+    WORD wReserved2;
+    WORD wReserved3;
+    union {
+        BSTR bstrVal;
+        struct {
+            PVOID pvRecord;
+            PVOID pRecInfo;
+        } brecVal;  // no other value is as large
+    };
+} VARIANT;
+
 typedef LONG DISPID;
 typedef DWORD LCID;
 typedef struct ITypeInfo ITypeInfo;
@@ -35,6 +53,7 @@ typedef struct tagEXCEPINFO EXCEPINFO;
 #define S_FALSE ((HRESULT)1)
 #define E_NOINTERFACE ((HRESULT)0x80004002)
 #define E_POINTER ((HRESULT)0x80004003)
+#define E_UNEXPECTED ((HRESULT)0x8000FFFF)
 #define CLASS_E_NOAGGREGATION ((HRESULT)0x80040110)
 #define REGDB_E_CLASSNOTREG ((HRESULT)0x80040154)
 #define CO_E_NOTINITIALIZED ((HRESULT)0x800401F0)

@@ -47,6 +47,10 @@ CertificateTest TestFor(DWORD type, const void* value) {
             return [name = ViewOf(Required<CERT_NAME_BLOB>(value))](const Certificate& c) {
                 return Equal(name, ViewOf(c.Info().Issuer));
             };
+        case CERT_FIND_PUBLIC_KEY:
+            return [&key = Required<CERT_PUBLIC_KEY_INFO>(value)](const Certificate& c) {
+                return SamePublicKey(key, c.Info().SubjectPublicKeyInfo);
+            };
         case CERT_FIND_SUBJECT_CERT:
             return [&wanted = Required<CERT_INFO>(value)](const Certificate& c) {
                 return SameCertificate(wanted, c.Info());

@@ -107,6 +107,21 @@ std::string EncodedCertificate() {
     return std::string(kCertificate).substr(8, again.size()) == again ? "same" : again;
 }
 
+// The signed part of `openssl req -newkey ed25519 -subj /CN=x -addext subjectAltName=DNS:x`.
+constexpr char kRequestInfo[] =
+    "305e020100300c310a300806035504030c0178302a300506032b657003210097c3a400ce5cb54eba1d01c8a0ae15f6"
+    "3da467d4e2e0a52ae053cd36b8e1cf24a01f301d06092a864886f70d01090e3110300e300c0603551d110405300382"
+    "0178";
+
+std::string RequestBothWays(const char* encoded) {
+    const Decoded<CERT_REQUEST_INFO> info(X509_CERT_REQUEST_TO_BE_SIGNED, FromHex(encoded));
+    if (!info) return Told(FALSE);
+    return Joined({std::to_string(info->dwVersion), std::to_string(info->Subject.cbData),
+                   info->SubjectPublicKeyInfo.Algorithm.pszObjId, std::to_string(info->cAttribute),
+                   info->rgAttribute[0].pszObjId, std::to_string(info->rgAttribute[0].cValue),
+                   Encoded(X509_CERT_REQUEST_TO_BE_SIGNED, &*info) == encoded ? "same" : "other"});
+}
+
 std::string ExtensionsBothWays(const char* encoded) {
     const Decoded<CERT_EXTENSIONS> list(X509_EXTENSIONS, FromHex(encoded));
     if (!list) return Told(FALSE);
@@ -255,6 +270,9 @@ const Case kRecordCases[] = {
              "300b06022a040101ff04020500");
      },
      "2 3018300906022a030403010203300b06022a040101ff04020500"},
+    {"request", [] { return RequestBothWays(kRequestInfo); },
+     "0 14 1.3.101.112 1 1.2.840.113549.1.9.14 1 same"},
+    {"request: cut", [] { return RequestBothWays("3003020100"); }, "80093102"},
     {"extensions: none", [] { return ExtensionsBothWays("3000"); }, "0 3000"},
     {"extensions: false told", [] { return ExtensionsBothWays("300d300b06022a0401010004020500"); },
      "1 300a300806022a0404020500"},

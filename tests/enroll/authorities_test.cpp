@@ -133,9 +133,10 @@ TEST(Authorities, Dispositions) {
 
 TEST(Authorities, Kinds) {
     EXPECT_NE(ChooseCaClient("MSCAstd"), nullptr);
-    for (const char* word : {"mscastd", "FLCA15", "MSCA", ""}) {
+    for (const char* word : {"mscastd", "FLCA", "flca15", "MSCA", ""}) {
         EXPECT_EQ(ChooseCaClient(word), nullptr) << word;
     }
+    EXPECT_NE(ChooseCaClient("FLCA15"), nullptr);
 }
 
 }  // namespace

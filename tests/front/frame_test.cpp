@@ -36,13 +36,13 @@ class Line {
     std::vector<char*> arguments_;
 };
 
-TEST_F(FrameTest, NotAvailableYet) {
+TEST_F(FrameTest, ACommandThatFails) {
     Line line({"kestrel", "-checkreg"});
     DWORD result = 0;
     const std::string printed = Printed([&] { result = RunMain(2, line.Arguments()); });
-    EXPECT_EQ(result, DWORD{ERROR_CALL_NOT_IMPLEMENTED});
+    EXPECT_EQ(result, 0x80090010);
     EXPECT_NE(printed.find("\nError: "), std::string::npos) << printed;
-    EXPECT_TRUE(printed.ends_with(" (0x78)\n[ErrorCode: 0x00000078]\n")) << printed;
+    EXPECT_TRUE(printed.ends_with(" (0x80090010)\n[ErrorCode: 0x80090010]\n")) << printed;
 }
 
 TEST_F(FrameTest, RussianBanner) {

@@ -56,8 +56,19 @@ class Handler(http.server.BaseHTTPRequestHandler):
 
     do_GET = do_POST = do_PUT = do_HEAD = do_CONNECT = serve
 
-    def on_missing(self, _):
-        self.answer(404, body=b"nothing here")
+    # A file of the folder LOG.pages, named after the path with "_" for "/"; to a post the one of
+    # its name with ".answer", where there is one. What was posted stays beside them.
+    def on_missing(self, request):
+        path = self.path.partition("?")[0].strip("/").replace("/", "_")
+        file = os.path.join(sys.argv[1] + ".pages", path)
+        if not os.path.exists(file):
+            return self.answer(404, body=b"nothing here")
+        if self.command == "POST":
+            with open(file + ".posted", "wb") as posted:
+                posted.write(request)
+            file = file + ".answer" if os.path.exists(file + ".answer") else file
+        with open(file, "rb") as page:
+            return self.answer(200, body=page.read())
 
     def on_(self, _):
         self.answer(200, body=b"root")

@@ -93,7 +93,7 @@ TEST(CodePage, SizesAndErrors) {
         {"null with capacity", CP_UTF8, 0, text, -1, nullptr, 3, 0, ERROR_INVALID_PARAMETER},
         {"empty input", CP_UTF8, 0, text, 0, wide, 3, 0, ERROR_INVALID_PARAMETER},
         {"negative capacity", CP_UTF8, 0, text, -1, wide, -1, 0, ERROR_INVALID_PARAMETER},
-        {"another code page", 1251, 0, text, -1, wide, 3, 0, ERROR_INVALID_PARAMETER},
+        {"another code page", 1252, 0, text, -1, wide, 3, 0, ERROR_INVALID_PARAMETER},
         {"unknown flag", CP_UTF8, 1, text, -1, wide, 3, 0, ERROR_INVALID_FLAGS},
     };
     for (const auto& row : rows) {
@@ -109,6 +109,22 @@ TEST(CodePage, SizesAndErrors) {
     EXPECT_STREQ(narrow, text);
     EXPECT_EQ(WideCharToMultiByte(CP_ACP, 0, L"a\x41F", -1, narrow, 3, nullptr, nullptr), 0);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
+}
+
+TEST(CodePage, Cyrillic) {
+    // iconv -f CP1251 -t UTF-8
+    const char narrow[] = "\xC0\xFF\xA8\xB8\xB9 a";
+    wchar_t wide[8];
+    ASSERT_EQ(MultiByteToWideChar(1251, MB_ERR_INVALID_CHARS, narrow, -1, wide, 8), 8);
+    EXPECT_STREQ(wide, L"\x410\x44F\x401\x451\x2116 a");
+    char back[8];
+    BOOL missed = TRUE;
+    ASSERT_EQ(WideCharToMultiByte(1251, 0, wide, -1, back, 8, nullptr, &missed), 8);
+    EXPECT_STREQ(back, narrow);
+    EXPECT_FALSE(missed);
+    ASSERT_EQ(WideCharToMultiByte(1251, 0, L"\x65E5\x416", -1, back, 8, "_", &missed), 3);
+    EXPECT_STREQ(back, "_\xC6");
+    EXPECT_TRUE(missed);
 }
 
 TEST(Folding, ComparesNamesWithoutCase) {

@@ -336,6 +336,7 @@ TEST_F(StoresTest, FindsByEveryKind) {
         {"hash", CERT_FIND_SHA1_HASH, &hashBlob, "RU, p256;"},
         {"subject", CERT_FIND_SUBJECT_NAME, &ec->pCertInfo->Subject, "RU, p256;"},
         {"issuer", CERT_FIND_ISSUER_NAME, &ec->pCertInfo->Subject, "leaf;RU, p256;"},
+        {"public key", CERT_FIND_PUBLIC_KEY, &ec->pCertInfo->SubjectPublicKeyInfo, "RU, p256;"},
         {"issuer and serial", CERT_FIND_SUBJECT_CERT, leaf->pCertInfo, "leaf;"},
         {"issuer of", CERT_FIND_ISSUER_OF, leaf.get(), "RU, p256;"},
         {"existing", CERT_FIND_EXISTING, leaf.get(), "leaf;"},
