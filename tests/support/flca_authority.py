@@ -39,10 +39,10 @@ FLCA, renewed with a certificate of this authority:
   kestrel -creatcert -provtype {type} -dn "CN=Ann" -cont again -FLCA {secure} -thumbprint SHA1
 
 Standard pages (RSA, with a root of their own; their number N is web-N to --approve and --deny, and
--pendcert goes by the pages when -CA stands there twice):
+-pendcert goes by the pages when there are two addresses and this one is the greater text):
   kestrelctl trust {folder}/standard/ca.pem
   kestrel -creatcert -provtype 24 -dn "CN=Ann" -cont web -CA {clear}/certsrv
-  kestrel -pendcert -provtype 24 -cont web -CA twice -CA {clear}/certsrv
+  kestrel -pendcert -provtype 24 -cont web -CA - -CA {clear}/certsrv
 
 Ctrl-C ends it.
 """
