@@ -161,6 +161,10 @@ int main(int count, char** words) {
          "Writes the policy of both sides as a registry export.\n\n"
          "FILE.reg is \"-\" for standard output.",
          {{"force", nullptr, "overwrite a file that exists"}}, PolicyExport},
+        {"message", "show", "FILE", 1, 1,
+         "Shows what is in a message: its kind, recipients, signers, stamps, certificates.\n\n"
+         "FILE is a message in any form and of any size. No key is needed; nothing is judged.",
+         {{"json", nullptr, "print it as JSON (docs/verdicts.md)"}}, MessageShow},
         {"providers", "", "", 0, 0,
          "Lists provider types, providers and their algorithms in order.\n",
          {kJson}, Providers},

@@ -1,0 +1,133 @@
+// Which form a file has, and its text turned into octets.
+#include "kestrelctl/message/forms.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include "platform/base/error.h"
+#include "platform/base/file_name.h"
+#include "platform/base/text.h"
+#include "platform/der/der.h"
+
+namespace kestrelctl::message {
+namespace {
+
+using platform::ByteView;
+using platform::Error;
+
+constexpr std::size_t kPieceSize = 0x10000;
+constexpr std::string_view kArmourStart = "-----BEGIN ";
+constexpr std::string_view kArmourEnd = "-----";
+constexpr std::string_view kMark = "\xEF\xBB\xBF";
+constexpr std::string_view kBlank = " \t\r\n";
+
+std::string_view TextOf(ByteView view) {
+    return {reinterpret_cast<const char*>(view.data()), view.size()};
+}
+
+// A line without its end; `text` goes on behind it.
+std::string_view TakeLine(std::string_view& text) {
+    const std::size_t end = text.find('\n');
+    std::string_view line = text.substr(0, end);
+    text.remove_prefix(end == text.npos ? text.size() : end + 1);
+    if (line.ends_with('\r')) line.remove_suffix(1);
+    return line;
+}
+
+// RFC 5322 2.2: a name without blanks, and a colon. BASE64 has no colon.
+bool IsHeader(std::string_view text) {
+    const std::string_view line = TakeLine(text);
+    const std::size_t colon = line.find(':');
+    return colon != line.npos && colon != 0 && line.find(' ') > colon;
+}
+
+bool StartsFolded(std::string_view text, std::string_view start) {
+    return platform::SameName(text.substr(0, start.size()), start);
+}
+
+bool Contains(std::string_view text, std::string_view part) {
+    const std::wstring folded = platform::FoldCase(platform::Widen(text));
+    return folded.find(platform::Widen(part)) != folded.npos;
+}
+
+}  // namespace
+
+const char* NameOf(Form form) {
+    constexpr const char* kNames[] = {"DER", "BASE64", "PEM", "S/MIME"};
+    return kNames[static_cast<std::size_t>(form)];
+}
+
+PieceFile::PieceFile(std::string name)
+    : name_(std::move(name)), file_(std::fopen(name_.c_str(), "rbe")), buffer_(kPieceSize) {
+    if (!file_) platform::ThrowFileError(errno, name_);
+    std::setvbuf(file_.get(), nullptr, _IONBF, 0);
+}
+
+ByteView PieceFile::Next() {
+    const std::size_t size = std::fread(buffer_.data(), 1, buffer_.size(), file_.get());
+    if (size == 0 && std::ferror(file_.get()) != 0) platform::ThrowFileError(errno, name_);
+    taken_ += size;
+    return ByteView(buffer_).first(size);
+}
+
+MessageFile::MessageFile(const std::string& name) : file_(name) {
+    first_ = file_.Next();
+    if (first_.empty() || first_[0] == platform::der::kSequence) return;
+    std::string_view text = TextOf(first_);
+    if (text.starts_with(kMark)) text.remove_prefix(kMark.size());
+    text.remove_prefix(std::min(text.find_first_not_of(kBlank), text.size()));
+    form_ = Form::Base64;
+    base64_ = std::make_unique<platform::Base64Reader>();
+    TakeHead(text);
+    first_ = platform::ViewOf(text);
+}
+
+void MessageFile::TakeHead(std::string_view& text) {
+    if (IsHeader(text)) return TakeHeaders(text);
+    if (!text.starts_with(kArmourStart)) return;
+    form_ = Form::Pem;
+    const std::string_view line = TakeLine(text).substr(kArmourStart.size());
+    label_ = std::string(line.substr(0, line.find(kArmourEnd)));
+}
+
+// The header ends with an empty line; a line that begins with a blank continues the one before.
+void MessageFile::TakeHeaders(std::string_view& text) {
+    form_ = Form::Mime;
+    bool binary = false;
+    while (!text.empty()) {
+        const std::string_view line = TakeLine(text);
+        if (line.empty()) break;
+        if (StartsFolded(line, "Content-Type:") && Contains(line, "multipart/")) {
+            throw Error(CRYPT_E_BAD_ENCODE,
+                        "a multipart message: its content and signature are "
+                        "parts that have to be taken apart");
+        }
+        binary = binary || (StartsFolded(line, "Content-Transfer-Encoding:") &&
+                            (Contains(line, "binary") || Contains(line, "8bit")));
+    }
+    if (binary) base64_.reset();
+}
+
+ByteView MessageFile::AsText(ByteView piece) {
+    if (!base64_) return piece;
+    decoded_ = base64_->Feed(piece);
+    return decoded_;
+}
+
+ByteView MessageFile::Next() {
+    while (!ended_) {
+        const bool first = !std::exchange(started_, true);
+        const ByteView piece = first ? first_ : file_.Next();
+        if (piece.empty() && !first) {
+            ended_ = true;
+            if (base64_) base64_->Finish();
+            break;
+        }
+        const ByteView octets = AsText(piece);
+        if (!octets.empty()) return octets;
+    }
+    return {};
+}
+
+}  // namespace kestrelctl::message
