@@ -39,6 +39,7 @@ void CacheClear(const Arguments& arguments);
 void CacheFetch(const Arguments& arguments);
 
 void MessageShow(const Arguments& arguments);
+void MessageVerify(const Arguments& arguments);
 
 void Providers(const Arguments& arguments);
 
