@@ -155,7 +155,7 @@ void RecordReader::EndContent() {
 }
 
 Record RecordReader::Finish() {
-    if (!reader_.Done()) throw Error(CRYPT_E_ASN1_EOD);
+    if (!reader_.Done()) throw Error(CRYPT_E_STREAM_INSUFFICIENT_DATA);
     if (signed_) FinishSigned();
     return std::move(record_);
 }

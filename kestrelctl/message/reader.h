@@ -13,7 +13,8 @@ namespace kestrelctl::message {
 // Where the content goes, in pieces.
 using ContentSink = std::function<void(platform::ByteView)>;
 
-// Throws what BerReader and Walker throw, CRYPT_E_ASN1_EOD for a message cut short, and
+// Throws what BerReader and Walker throw, CRYPT_E_STREAM_INSUFFICIENT_DATA for a message
+// cut short, and
 // CRYPT_E_INVALID_MSG_TYPE for a type that is not known.
 class RecordReader : private platform::WalkerHost {
   public:

@@ -48,8 +48,7 @@ Pair PairOf(const std::string& file, const Demands& demands) {
 }
 
 bool IsCut(const Error& error) {
-    return error.Code() == static_cast<DWORD>(CRYPT_E_ASN1_EOD) ||
-           error.Code() == static_cast<DWORD>(CRYPT_E_STREAM_INSUFFICIENT_DATA);
+    return error.Code() == static_cast<DWORD>(CRYPT_E_STREAM_INSUFFICIENT_DATA);
 }
 
 std::string TextOf(const Error& error) {
