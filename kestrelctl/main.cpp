@@ -178,6 +178,7 @@ int main(int count, char** words) {
           {"output", "FILE", "write the content there, if the verdict is good"},
           {"json", nullptr, "print it as JSON (docs/verdicts.md)"},
           {"jsonl", nullptr, "the same in one line for each file"},
+          {"report", "FILE.html", "also write it as a page for people"},
           {"offline", nullptr, "ask nobody; lists that were fetched before still count"}},
          MessageVerify},
         {"providers", "", "", 0, 0,
