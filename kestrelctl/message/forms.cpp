@@ -59,16 +59,18 @@ const char* NameOf(Form form) {
 }
 
 PieceFile::PieceFile(std::string name)
-    : name_(std::move(name)), file_(std::fopen(name_.c_str(), "rbe")), buffer_(kPieceSize) {
+    : name_(std::move(name)),
+      file_(std::fopen(name_.c_str(), "rbe")),
+      buffer_(std::make_unique_for_overwrite<std::uint8_t[]>(kPieceSize)) {
     if (!file_) platform::ThrowFileError(errno, name_);
     std::setvbuf(file_.get(), nullptr, _IONBF, 0);
 }
 
 ByteView PieceFile::Next() {
-    const std::size_t size = std::fread(buffer_.data(), 1, buffer_.size(), file_.get());
+    const std::size_t size = std::fread(buffer_.get(), 1, kPieceSize, file_.get());
     if (size == 0 && std::ferror(file_.get()) != 0) platform::ThrowFileError(errno, name_);
     taken_ += size;
-    return ByteView(buffer_).first(size);
+    return {buffer_.get(), size};
 }
 
 MessageFile::MessageFile(const std::string& name) : file_(name) {

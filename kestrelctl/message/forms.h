@@ -28,7 +28,7 @@ class PieceFile {
   private:
     std::string name_;
     std::unique_ptr<std::FILE, platform::Freer<std::fclose>> file_;
-    platform::Bytes buffer_;
+    std::unique_ptr<std::uint8_t[]> buffer_;
     std::uint64_t taken_ = 0;
 };
 
