@@ -12,7 +12,7 @@ namespace {
 
 using platform::Ticks;
 
-constexpr std::size_t kMostKnown = 1'000;
+constexpr std::size_t kMostKnown = 200;
 
 constexpr DWORD kConstraintBits =
     CERT_TRUST_IS_NOT_VALID_FOR_USAGE | CERT_TRUST_INVALID_EXTENSION |

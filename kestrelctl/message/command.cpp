@@ -4,6 +4,7 @@
 
 #include "kestrelctl/commands.h"
 #include "kestrelctl/message/content_file.h"
+#include "kestrelctl/message/demands.h"
 #include "kestrelctl/message/report.h"
 #include "kestrelctl/message/verdict_document.h"
 #include "kestrelctl/message/verify.h"
@@ -46,8 +47,12 @@ message::JudgeSettings SettingsOf(const Arguments& arguments) {
 }
 
 message::Demands DemandsOf(const Arguments& arguments) {
-    return {arguments.Get("content"), arguments.Get("dir"), arguments.List("signer"),
-            arguments.Has("all")};
+    message::Demands demands{
+        arguments.Get("content"), arguments.Get("dir"), {}, arguments.Has("all")};
+    for (const std::string& name : arguments.List("signer")) {
+        demands.signers.push_back(message::WantedSigner(name));
+    }
+    return demands;
 }
 
 MessageVerdict VerifyOne(message::Judge& judge, const std::string& file,

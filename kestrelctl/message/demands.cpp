@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "kestrelctl/bundle_file.h"
+#include "kestrelctl/cli.h"
 #include "kestrelctl/text_forms.h"
 #include "platform/base/text.h"
 #include "platform/certs/compare.h"
@@ -27,42 +28,38 @@ bool HasName(const Certificate& certificate, const std::string& name) {
            platform::SameName(platform::CommonNameOf(platform::ViewOf(subject)), name);
 }
 
-bool Is(const Certificate& certificate, const std::string& demanded) {
-    if (std::error_code error; std::filesystem::is_regular_file(demanded, error)) {
-        const auto bundle = ReadBundleFile(demanded);
-        return !bundle.certificates.empty() &&
-               platform::Equal(bundle.certificates.front()->Der(), certificate.Der());
-    }
-    const std::string hex = PlainHex(demanded);
-    if (!IsThumbprint(hex)) return HasName(certificate, demanded);
+bool Is(const Certificate& certificate, const Wanted& wanted) {
+    if (wanted.certificate) return platform::Equal(wanted.certificate->Der(), certificate.Der());
+    const std::string hex = PlainHex(wanted.name);
+    if (!IsThumbprint(hex)) return HasName(certificate, wanted.name);
     return hex ==
            (hex.size() == 40 ? Thumbprint(certificate.Der()) : Sha256Text(certificate.Der()));
 }
 
 // The best of those that it may be.
-std::optional<std::size_t> FindDemanded(const std::string& name, const MessageVerdict& message) {
+std::optional<std::size_t> FindDemanded(const Wanted& wanted, const MessageVerdict& message) {
     std::optional<std::size_t> best;
     for (std::size_t i = 0; i < message.signers.size(); ++i) {
         const auto& certificate = message.signers[i].identity.certificate;
-        if (!certificate || !Is(*certificate, name)) continue;
+        if (!certificate || !Is(*certificate, wanted)) continue;
         const auto weight = [&](std::size_t at) { return message.signers[at].findings.Worst(); };
         if (!best || weight(i) < weight(*best)) best = i;
     }
     return best;
 }
 
-bool Is(const std::optional<StampVerdict>& token, const std::string& name) {
-    return token && token->service && Is(*token->service, name);
+bool Is(const std::optional<StampVerdict>& token, const Wanted& wanted) {
+    return token && token->service && Is(*token->service, wanted);
 }
 
 void TakeDemanded(const Demands& demands, MessageVerdict& message) {
-    for (const std::string& name : demands.signers) {
-        message.demanded.push_back({name, FindDemanded(name, message)});
+    for (const Wanted& wanted : demands.signers) {
+        message.demanded.push_back({wanted.name, FindDemanded(wanted, message)});
         const auto& signer = message.demanded.back().signer;
         if (signer) {
             message.findings.Add(message.signers[*signer].findings);
-        } else if (!Is(message.token, name)) {
-            message.findings.Add(Reason::SignerMissing, name);
+        } else if (!Is(message.token, wanted)) {
+            message.findings.Add(Reason::SignerMissing, wanted.name);
         }
     }
 }
@@ -81,6 +78,14 @@ void TakeSigners(MessageVerdict& message) {
 }
 
 }  // namespace
+
+Wanted WantedSigner(const std::string& name) {
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(name, error)) return {name, nullptr};
+    const auto bundle = ReadBundleFile(name);
+    if (bundle.certificates.empty()) throw Failure(name + " holds no certificate");
+    return {name, bundle.certificates.front()};
+}
 
 void JudgeDemands(const Demands& demands, MessageVerdict& message) {
     if (message.token) message.findings.Add(message.token->findings);

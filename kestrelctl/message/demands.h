@@ -5,6 +5,10 @@
 
 namespace kestrelctl::message {
 
+// What --signer means: a name that is an ordinary file's stands for the first certificate in it.
+// Throws as ReadBundleFile does.
+Wanted WantedSigner(const std::string& name);
+
 // Adds the demanded signers and what is left to say of the message.
 void JudgeDemands(const Demands& demands, MessageVerdict& message);
 

@@ -1,6 +1,8 @@
 // A record as a document.
 #include "kestrelctl/message/describe.h"
 
+#include <algorithm>
+
 #include "kestrelctl/message/attributes.h"
 #include "kestrelctl/message/reader.h"
 #include "kestrelctl/message/token.h"
@@ -13,6 +15,9 @@ namespace kestrelctl::message {
 namespace {
 
 using platform::Bytes;
+
+// Versions and states are not negative; one that is, is as good as none.
+Value Counted(long number) { return Value::Of(static_cast<std::uint64_t>(std::max(number, 0L))); }
 
 Value AttributeValue(const Bytes& encoded) {
     Value value = Value::Object();
@@ -80,7 +85,7 @@ Value SignerValue(const platform::SignerInfo& signer) {
     Value stamps = Value::List();
     for (const StampPlace& place : StampsOf(signer)) stamps.Add(StampValue(place));
     Value value = Value::Object();
-    value.Set("version", Value::Of(static_cast<std::uint64_t>(signer.version)))
+    value.Set("version", Counted(signer.version))
         .Set("identifier", HolderValue(signer.signer))
         .Set("digestAlgorithm", AlgorithmValue(signer.digest))
         .Set("signatureAlgorithm", AlgorithmValue(signer.signatureAlgorithm))
@@ -118,7 +123,7 @@ Value CrlValue(const platform::Crl& crl) {
 
 Value AnswerValue(const StampAnswer& answer) {
     Value value = Value::Object();
-    value.Set("status", Value::Of(static_cast<std::uint64_t>(answer.status)))
+    value.Set("status", Counted(answer.status))
         .Set("granted", Value::Of(answer.status == 0 || answer.status == 1))
         .Set("text", answer.text.empty() ? Value() : Value(answer.text));
     return value;
@@ -172,7 +177,7 @@ Value Describe(const std::string& file, const Record& record) {
         .Set("size", Value::Of(record.fileSize))
         .Set("kind", NameOf(record.kind))
         .Set("type", record.typeOid.empty() ? Value() : OidValue(record.typeOid))
-        .Set("messageVersion", Value::Of(static_cast<std::uint64_t>(record.version)))
+        .Set("messageVersion", Counted(record.version))
         .Set("answer", record.answer ? AnswerValue(*record.answer) : Value())
         .Set("content", ContentValue(record))
         .Set("digestAlgorithms", ListOf(record.digests, AlgorithmValue))

@@ -25,6 +25,9 @@ void CheckImprint(const StampFacts& facts, const ContentDigest& digest, Findings
     }
 }
 
+// Each costs the checks of a signature and two chains.
+constexpr std::size_t kMostStamps = 100;
+
 // What a signer's faults are to those who rely on a stamp.
 Reason StampReasonOf(const Finding& finding) {
     switch (finding.reason) {
@@ -138,7 +141,9 @@ void Judge::JudgeStamps(const Record& record, const ContentDigest& digest, Signe
         running.Update(signer.info.signature);
         return std::optional<Bytes>(running.Value());
     };
-    for (const StampPlace& place : StampsOf(signer.info)) {
+    const std::vector<StampPlace> places = StampsOf(signer.info);
+    if (places.size() > kMostStamps) return signer.findings.Add(Reason::TooManyStamps);
+    for (const StampPlace& place : places) {
         const bool ofContent = place.of == StampOf::Content;
         signer.stamps.push_back(JudgeStamp(place, record, ofContent ? digest : signature));
         signer.findings.Add(signer.stamps.back().findings);

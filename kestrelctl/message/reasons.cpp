@@ -71,6 +71,8 @@ constexpr ReasonRow kRows[] = {
      "цепочка нарушает правило одного из своих сертификатов"},
     {RevocationUnknown, "revocation-unknown", Indeterminate, Check::Chain,
      "nobody told whether a certificate is revoked", "неизвестно, отозван ли сертификат"},
+    {TooManyStamps, "too-many-stamps", Indeterminate, Check::Stamps,
+     "there are more time stamps than anybody looks at", "штампов времени больше, чем проверяется"},
     {StampMalformed, "stamp-malformed", Bad, Check::Stamps,
      "a time stamp is damaged", "штамп времени повреждён"},
     {StampImprint, "stamp-imprint", Bad, Check::Stamps,

@@ -52,6 +52,7 @@ enum class Reason : std::uint8_t {
     NotYetValid,
     ChainConstraints,
     RevocationUnknown,
+    TooManyStamps,
     StampMalformed,
     StampImprint,
     StampSignature,

@@ -154,7 +154,10 @@ std::string Sentence(const Finding& finding, bool russian) {
 const char* StateOf(const SignerVerdict& signer, Check check) {
     const bool known = signer.identity.certificate != nullptr;
     const bool needsCertificate = check == Check::Fitness || check == Check::Chain;
-    if (check == Check::Stamps && signer.stamps.empty()) return "none";
+    if (check == Check::Stamps && signer.stamps.empty() &&
+        signer.findings.WorstOf(check) == Verdict::Good) {
+        return "none";
+    }
     if (needsCertificate && !known) return "none";
     return NameOf(signer.findings.WorstOf(check));
 }

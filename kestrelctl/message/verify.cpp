@@ -24,6 +24,11 @@ bool Exists(const std::string& name) {
     return std::filesystem::exists(name, error);
 }
 
+bool IsOrdinary(const std::string& name) {
+    std::error_code error;
+    return std::filesystem::is_regular_file(name, error);
+}
+
 // A file and the one with its signature; `content` empty: the message has its own.
 struct Pair {
     std::string message;
@@ -89,13 +94,15 @@ class LateDigests {
         const bool token = record.kind == Kind::StampToken || record.kind == Kind::StampResponse;
         if (message_.detached && message_.content.empty()) return std::nullopt;
         if (!token && Ran(oid)) return record.signedBody->ContentDigest(oid);
+        const std::string& source = message_.detached ? message_.content : pair_.message;
+        if (!IsOrdinary(source)) return std::nullopt;  // a pipe has gone by
         platform::Digest digest(oid);
         const ContentSink sink = [&](ByteView octets) { digest.Update(octets); };
         if (message_.detached) {
             Record nothing;
-            FeedDetached(nothing, message_.content, sink);
+            FeedDetached(nothing, source, sink);
         } else {
-            static_cast<void>(ReadMessageFile(pair_.message, sink));
+            static_cast<void>(ReadMessageFile(source, sink));
         }
         return digest.Value();
     }

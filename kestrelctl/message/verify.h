@@ -10,11 +10,17 @@
 
 namespace kestrelctl::message {
 
+// Somebody who has to have signed: the certificate of a file, or a name or thumbprint.
+struct Wanted {
+    std::string name;
+    std::shared_ptr<platform::Certificate> certificate;  // null: whoever has that name
+};
+
 // What the command line asks of every file.
 struct Demands {
-    std::string content;               // of --content; empty: where the names lead
-    std::string folder;                // of --dir
-    std::vector<std::string> signers;  // of --signer
+    std::string content;          // of --content; empty: where the names lead
+    std::string folder;           // of --dir
+    std::vector<Wanted> signers;  // of --signer
     bool all = false;
 };
 
@@ -40,7 +46,7 @@ struct MessageVerdict {
 Verdict VerdictOf(const MessageVerdict& message);
 
 // Reads and judges a file. `sink` gets the content as it passes. Throws what has nothing to do
-// with the file: a damaged store, a signer's file that cannot be read.
+// with the file: a damaged store, for example.
 MessageVerdict Verify(Judge& judge, const std::string& file, const Demands& demands,
                       const ContentSink& sink);
 

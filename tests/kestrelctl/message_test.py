@@ -11,6 +11,7 @@ import sys
 import unittest
 
 import evidence
+from authority import END, Authority, Web
 from evidence import (AUTHORITY, CONTENT_STAMP, DAY, HOUR, NOW, SIGNATURE_STAMP, SIGNING,
                       STAMPING, Party, Shop, basics, digest_attribute, key_identifier, key_usage,
                       message, moment, signer, stamp)
@@ -385,6 +386,43 @@ class Uses(MessageCase):
             with self.subTest(words):
                 done = self.run_message("verify", *words)
                 self.assertEqual((done.returncode, done.stdout), (2, b""), done.stderr)
+
+
+class Run(MessageCase):
+    def test_many_files_ask_each_address_once(self):
+        web = Web()
+        self.addCleanup(web.close)
+        authority = Authority(self, web, "published")
+        authority.publish()
+        self.ctl("trust", "published.pem")
+        files = []
+        for i in range(5):
+            points = authority.points() + ("crlDistributionPoints=URI:" + web.address("gone.crl")
+                                           + "\n" if i > 2 else "")
+            name = authority.issue(f"s{i}", END + points)
+            for j in range(2):
+                self.openssl("cms", "-sign", "-binary", "-nodetach", "-in", "root.cer", "-signer",
+                             name + ".pem", "-inkey", name + ".key", "-outform", "DER", "-out",
+                             f"{name}-{j}")
+                files.append(f"{name}-{j}")
+        def words(*options):
+            status, found = self.documents("verify", *files, *options, line="--jsonl")
+            return status, [d["reason"] for d in found]
+        unknown = "revocation-unknown"
+        self.assertEqual(words("--offline"), (3, [unknown] * 10))
+        self.assertEqual(web.asked, [])
+        self.assertEqual(words(), (3, [None] * 6 + [unknown] * 4))
+        self.assertEqual(sorted(web.asked), ["/gone.crl", "/published.crl"])
+        self.assertEqual(words("--offline"), (3, [None] * 6 + [unknown] * 4))
+
+    def test_pages_agree(self):
+        with open(os.path.join(ROOT, "docs/verdicts.md"), encoding="utf-8") as file:
+            page = file.read()
+        told = re.findall(r"^\| `([a-z-]+)` \| (?:bad|indeterminate) \|", page, re.M)
+        schema = self.schemas["verify"].schema["definitions"]
+        self.assertEqual(told, schema["reason"]["enum"])
+        example = json.loads(re.search(r"^```json\n(.*?)^```", page, re.M | re.S)[1])
+        self.assertTrue(self.schemas["verify"].is_valid(example))
 
 
 class Shown(MessageCase):
