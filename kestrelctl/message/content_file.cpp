@@ -49,7 +49,13 @@ void ContentFile::Keep() {
         return;
     }
     if (!draft_->GiveName()) platform::ThrowFileError(errno, name_);
-    platform::ReplaceByFile(name_, draft_->Name(), true);
+    try {
+        platform::ReplaceByFile(name_, draft_->Name(), true);
+    } catch (const platform::Error& error) {
+        // It is the one whole copy then.
+        if (error.Code() == ERROR_UNABLE_TO_MOVE_REPLACEMENT) draft_->Settle();
+        throw;
+    }
     draft_->Settle();
 }
 

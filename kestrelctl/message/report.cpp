@@ -105,9 +105,10 @@ void Page::AddSignerRows(const SignerVerdict& signer) {
     if (signer.identity.certificate) {
         AddCertificateRows(*signer.identity.certificate, rows);
         const bool byKey = signer.info.signer.ByKeyIdentifier();
-        rows.Add(Word(Text::Identified),
-                 std::string(Word(byKey ? Text::ByKey : Text::ByNames)) +
-                     (signer.identity.comparedWhole ? Word(Text::Whole) : ""));
+        std::string words = Word(byKey ? Text::ByKey : Text::ByNames);
+        if (signer.identity.candidates > 1) words += Word(Text::OfSeveral);
+        if (signer.identity.comparedWhole) words += Word(Text::Whole);
+        rows.Add(Word(Text::Identified), words);
     } else {
         rows.Add(Word(Text::Certificate), Word(Text::Nobody));
     }

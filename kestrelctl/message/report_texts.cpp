@@ -44,6 +44,8 @@ constexpr struct {
     {Text::ByKey, "key identifier, and the key", "идентификатору ключа и ключу"},
     {Text::Whole, "; the signature names this very certificate",
      "; подпись называет именно этот сертификат"},
+    {Text::OfSeveral, "; several certificates have these names",
+     "; такие имена у нескольких сертификатов"},
     {Text::Algorithms, "Algorithms", "Алгоритмы"},
     {Text::SigningTime, "Time that the signer claims", "Время со слов подписавшего"},
     {Text::TimeThatCounts, "Time that counts", "Учитываемое время"},

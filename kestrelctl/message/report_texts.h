@@ -36,6 +36,7 @@ enum class Text : std::uint8_t {
     ByNames,
     ByKey,
     Whole,
+    OfSeveral,
     Algorithms,
     SigningTime,
     TimeThatCounts,
