@@ -47,8 +47,10 @@ bool StartsFolded(std::string_view text, std::string_view start) {
 }
 
 bool Contains(std::string_view text, std::string_view part) {
-    const std::wstring folded = platform::FoldCase(platform::Widen(text));
-    return folded.find(platform::Widen(part)) != folded.npos;
+    for (; text.size() >= part.size(); text.remove_prefix(1)) {
+        if (StartsFolded(text, part)) return true;
+    }
+    return false;
 }
 
 }  // namespace
