@@ -7,6 +7,7 @@
 #include "kestrelctl/bundle_file.h"
 #include "kestrelctl/cli.h"
 #include "kestrelctl/text_forms.h"
+#include "platform/base/error.h"
 #include "platform/base/text.h"
 #include "platform/certs/compare.h"
 #include "platform/enroll/common_name.h"
@@ -22,10 +23,19 @@ bool IsThumbprint(const std::string& text) {
     return hex && (text.size() == 40 || text.size() == 64);
 }
 
+// Empty for a subject that is no name.
+std::string CommonName(const CERT_NAME_BLOB& subject) {
+    try {
+        return platform::CommonNameOf(platform::ViewOf(subject));
+    } catch (const platform::Error&) {
+        return {};
+    }
+}
+
 bool HasName(const Certificate& certificate, const std::string& name) {
     const CERT_NAME_BLOB& subject = certificate.Info().Subject;
     return platform::SameName(NameText(subject), name) ||
-           platform::SameName(platform::CommonNameOf(platform::ViewOf(subject)), name);
+           platform::SameName(CommonName(subject), name);
 }
 
 bool Is(const Certificate& certificate, const Wanted& wanted) {
@@ -80,6 +90,8 @@ void TakeSigners(MessageVerdict& message) {
 }  // namespace
 
 Wanted WantedSigner(const std::string& name) {
+    // It would be the name of everybody who has none.
+    if (name.empty()) throw UsageError("'--signer' needs a name, a thumbprint or a file");
     std::error_code error;
     if (!std::filesystem::is_regular_file(name, error)) return {name, nullptr};
     const auto bundle = ReadBundleFile(name);
