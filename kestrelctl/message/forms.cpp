@@ -2,11 +2,9 @@
 #include "kestrelctl/message/forms.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <utility>
 
 #include "platform/base/error.h"
-#include "platform/base/file_name.h"
 #include "platform/base/text.h"
 #include "platform/der/der.h"
 
@@ -16,7 +14,6 @@ namespace {
 using platform::ByteView;
 using platform::Error;
 
-constexpr std::size_t kPieceSize = 0x10000;
 constexpr std::string_view kArmourStart = "-----BEGIN ";
 constexpr std::string_view kArmourEnd = "-----";
 constexpr std::string_view kMark = "\xEF\xBB\xBF";
@@ -58,21 +55,6 @@ bool Contains(std::string_view text, std::string_view part) {
 const char* NameOf(Form form) {
     constexpr const char* kNames[] = {"DER", "BASE64", "PEM", "S/MIME"};
     return kNames[static_cast<std::size_t>(form)];
-}
-
-PieceFile::PieceFile(std::string name)
-    : name_(std::move(name)),
-      file_(std::fopen(name_.c_str(), "rbe")),
-      buffer_(std::make_unique_for_overwrite<std::uint8_t[]>(kPieceSize)) {
-    if (!file_) platform::ThrowFileError(errno, name_);
-    std::setvbuf(file_.get(), nullptr, _IONBF, 0);
-}
-
-ByteView PieceFile::Next() {
-    const std::size_t size = std::fread(buffer_.get(), 1, kPieceSize, file_.get());
-    if (size == 0 && std::ferror(file_.get()) != 0) platform::ThrowFileError(errno, name_);
-    taken_ += size;
-    return {buffer_.get(), size};
 }
 
 MessageFile::MessageFile(const std::string& name) : file_(name) {

@@ -2,35 +2,17 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdio>
-#include <filesystem>
 #include <memory>
 #include <string>
 
 #include "platform/base/bytes.h"
-#include "platform/base/freer.h"
 #include "platform/stores/bundle_text.h"
+#include "platform/stores/piece_reader.h"
 
 namespace kestrelctl::message {
 
 enum class Form : std::uint8_t { Der, Base64, Pem, Mime };
 const char* NameOf(Form form);
-
-// A file in pieces of 64 KiB. Errors carry its name.
-class PieceFile {
-  public:
-    // Throws the system's reason.
-    explicit PieceFile(std::string name);
-    // Empty at the end; the view lives until the next call.
-    platform::ByteView Next();
-    [[nodiscard]] std::uint64_t Taken() const { return taken_; }
-
-  private:
-    std::string name_;
-    std::unique_ptr<std::FILE, platform::Freer<std::fclose>> file_;
-    std::unique_ptr<std::uint8_t[]> buffer_;
-    std::uint64_t taken_ = 0;
-};
 
 // Told by the first octets: a SEQUENCE is DER (or BER), "-----BEGIN " armour, a header line an
 // S/MIME entity whose body is the message; anything else is BASE64. Text may begin with the UTF-8
@@ -54,7 +36,7 @@ class MessageFile {
     void TakeHead(std::string_view& text);
     void TakeHeaders(std::string_view& text);
 
-    PieceFile file_;
+    platform::PieceReader file_;
     Form form_ = Form::Der;
     std::string label_;
     std::unique_ptr<platform::Base64Reader> base64_;  // null: the octets as they stand

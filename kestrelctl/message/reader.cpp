@@ -204,7 +204,7 @@ Record ReadMessageOctets(ByteView der) {
 }
 
 void FeedDetached(Record& record, const std::string& contentFile, const ContentSink& sink) {
-    PieceFile file(contentFile);
+    platform::PieceReader file(contentFile);
     for (ByteView piece = file.Next(); !piece.empty(); piece = file.Next()) {
         if (record.signedBody) record.signedBody->Content(piece);
         if (sink) sink(piece);
