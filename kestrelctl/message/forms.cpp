@@ -57,7 +57,7 @@ const char* NameOf(Form form) {
     return kNames[static_cast<std::size_t>(form)];
 }
 
-MessageFile::MessageFile(const std::string& name) : file_(name) {
+MessageFile::MessageFile(const std::string& name) : name_(name), file_(name) {
     first_ = file_.Next();
     if (first_.empty() || first_[0] == platform::der::kSequence) return;
     std::string_view text = TextOf(first_);
@@ -81,18 +81,33 @@ void MessageFile::TakeHead(std::string_view& text) {
 void MessageFile::TakeHeaders(std::string_view& text) {
     form_ = Form::Mime;
     bool binary = false;
+    std::string field;
+    std::string boundary;
     while (!text.empty()) {
         const std::string_view line = TakeLine(text);
+        const bool goesOn = line.starts_with(' ') || line.starts_with('\t');
+        field = goesOn ? field + std::string(line) : std::string(line);
         if (line.empty()) break;
-        if (StartsFolded(line, "Content-Type:") && Contains(line, "multipart/")) {
-            throw Error(CRYPT_E_BAD_ENCODE,
-                        "a multipart message: its content and signature are "
-                        "parts that have to be taken apart");
+        if (StartsFolded(field, "Content-Type:") && Contains(field, "multipart/signed")) {
+            boundary = BoundaryOf(field);
         }
-        binary = binary || (StartsFolded(line, "Content-Transfer-Encoding:") &&
-                            (Contains(line, "binary") || Contains(line, "8bit")));
+        binary = binary || (StartsFolded(field, "Content-Transfer-Encoding:") &&
+                            (Contains(field, "binary") || Contains(field, "8bit")));
     }
+    if (!boundary.empty() && !content_) return TakeParts(boundary, text);
     if (binary) base64_.reset();
+}
+
+// The second part is an entity of its own, which may lie far behind.
+void MessageFile::TakeParts(const std::string& boundary, std::string_view& text) {
+    const SignedParts parts = FindSignedParts(name_, boundary);
+    content_ = parts.content;
+    while (file_.Taken() <= parts.signature.begin && !first_.empty()) first_ = file_.Next();
+    const std::uint64_t start = file_.Taken() - first_.size();
+    const std::uint64_t skipped =
+        std::min<std::uint64_t>(parts.signature.begin - start, first_.size());
+    text = TextOf(first_.subspan(static_cast<std::size_t>(skipped)));
+    TakeHeaders(text);
 }
 
 ByteView MessageFile::AsText(ByteView piece) {

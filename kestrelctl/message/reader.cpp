@@ -178,6 +178,22 @@ void RecordReader::FinishSigned() {
 
 // ---- whole files ---------------------------------------------------------------
 
+namespace {
+
+// Content that stands beside the message in one file with it counts as the message's own.
+void FeedPart(const std::string& name, const Range& part, const ContentSink& sink, Record& record) {
+    if (record.hasContent || !record.signedBody) return;
+    FeedCanonical(name, part, [&](ByteView octets) {
+        record.signedBody->Content(octets);
+        if (sink) sink(octets);
+        record.contentSize += octets.size();
+    });
+    record.signedBody->EndDetachedContent();
+    record.hasContent = true;
+}
+
+}  // namespace
+
 Record ReadMessageFile(const std::string& name, const ContentSink& sink) {
     MessageFile file(name);
     Record record;
@@ -190,6 +206,7 @@ Record ReadMessageFile(const std::string& name, const ContentSink& sink) {
         RecordReader reader(sink);
         for (; !piece.empty(); piece = file.Next()) reader.Feed(piece);
         record = reader.Finish();
+        if (file.ContentPart()) FeedPart(name, *file.ContentPart(), sink, record);
     }
     record.form = file.What();
     record.label = file.Label();

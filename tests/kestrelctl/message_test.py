@@ -168,7 +168,7 @@ class Verdicts(MessageCase):
             ("nothing", b"", "bad", "cut-short", False),
             ("another type of message", sequence(oid("1.2.3.4")), "bad", "malformed", False),
             ("octets behind", self.signed() + b"\0", "bad", "malformed", None),
-            ("multipart", b"MIME-Version: 1.0\nContent-Type: multipart/signed;\n b=x\n\n--x\n",
+            ("one part", b'Content-Type: multipart/signed;\n boundary="x"\n\n--x\nA: b\n\n--x--\n',
              "bad", "malformed", None),
         ]
 
@@ -378,6 +378,37 @@ class Uses(MessageCase):
                 self.assertEqual((document["verdict"], document["reason"]), (verdict, reason))
         _, document = self.verify("m")  # a stamp below the signature proves no later time
         self.assertEqual(document["signers"][0]["timeSource"], "now")
+
+    def test_mail(self):
+        self.write("in", b"one\ntwo\n\nthree")
+        self.make_certificate("rsa", "rita")
+        self.ctl("trust", "rita.pem")
+        self.openssl("cms", "-sign", "-text", "-in", "in", "-signer", "rita.pem", "-inkey",
+                     "rita.key", "-out", "m")
+        mail = self.read("m")
+        boundary = re.search(rb'boundary="(.*)"', mail)[1]
+        signed = b"Content-Type: text/plain\r\n\r\none\r\ntwo\r\n\r\nthree"
+        rows = [
+            ("as it is", mail, None), ("with line feeds", mail.replace(b"\r\n", b"\n"), None),
+            ("as sent", mail.replace(b"\r\n", b"\n").replace(b"\n", b"\r\n"), None),
+            ("no quotation marks", mail.replace(b'"' + boundary + b'"', boundary), None),
+            ("a far second part", mail.replace(b"--" + boundary, b"-" * 99999 + b"\n--" + boundary, 1),
+             None),
+            ("altered", mail.replace(b"two", b"tvo"), "content-changed"),
+            ("another header", mail.replace(b"text/plain", b"text/html"), "content-changed"),
+            ("a third part", mail.replace(b"one", b"one\r\n--" + boundary), "malformed"),
+            ("cut", mail[:-len(boundary) - 9], "malformed"),
+        ]
+        for title, text, reason in rows:
+            with self.subTest(title):
+                self.write("m", text)
+                _, document = self.verify("m", "--output", "out")
+                self.assertEqual(document["reason"], reason)
+                if reason is None:
+                    self.assertEqual(self.read("out"), signed)
+                said = self.openssl("cms", "-verify", "-in", "m", "-CAfile", "rita.pem", "-purpose",
+                                    "any", "-out", "plain", status=None)[0] == 0
+                self.assertEqual(said, reason is None)
 
     def test_bad_command_lines(self):
         self.write("m", self.signed())
