@@ -1,13 +1,11 @@
 // kestrelctl chain and cache: why a chain is good or bad, and what was fetched for it.
-#include <algorithm>
-#include <cstdio>
-
+#include "platform/chain/chain.h"
 #include "kestrelctl/bundle_file.h"
+#include "kestrelctl/chain_words.h"
 #include "kestrelctl/commands.h"
 #include "kestrelctl/output.h"
 #include "kestrelctl/text_forms.h"
 #include "platform/base/ticks.h"
-#include "platform/chain/chain.h"
 #include "platform/chain/stamp_policy.h"
 
 namespace kestrelctl {
@@ -18,50 +16,6 @@ using platform::Side;
 using Found = std::shared_ptr<platform::Certificate>;
 
 constexpr DWORD kCheck = CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT;
-
-constexpr struct {
-    DWORD bit;
-    const char* words;
-} kBits[] = {
-    {CERT_TRUST_IS_NOT_TIME_VALID, "not valid at this time"},
-    {CERT_TRUST_IS_REVOKED, "revoked"},
-    {CERT_TRUST_IS_NOT_SIGNATURE_VALID, "its signature is wrong"},
-    {CERT_TRUST_IS_NOT_VALID_FOR_USAGE, "not for this use"},
-    {CERT_TRUST_IS_UNTRUSTED_ROOT, "the root is not trusted"},
-    {CERT_TRUST_REVOCATION_STATUS_UNKNOWN, "nobody told whether it is revoked"},
-    {CERT_TRUST_IS_CYCLIC, "the issuers go round in a circle"},
-    {CERT_TRUST_INVALID_EXTENSION, "an extension is damaged"},
-    {CERT_TRUST_INVALID_POLICY_CONSTRAINTS, "policies do not fit"},
-    {CERT_TRUST_INVALID_BASIC_CONSTRAINTS, "it may not issue certificates, or not so many"},
-    {CERT_TRUST_INVALID_NAME_CONSTRAINTS, "names do not fit what an issuer allows"},
-    {CERT_TRUST_HAS_NOT_PERMITTED_NAME_CONSTRAINT, "an issuer does not permit the name"},
-    {CERT_TRUST_HAS_EXCLUDED_NAME_CONSTRAINT, "an issuer excludes the name"},
-    {CERT_TRUST_HAS_NOT_SUPPORTED_CRITICAL_EXT, "a critical extension is unknown"},
-    {CERT_TRUST_IS_PARTIAL_CHAIN, "its issuer was not found"},
-};
-
-std::string WordsOf(DWORD error) {
-    std::string words;
-    for (const auto& row : kBits) {
-        if ((error & row.bit) == 0) continue;
-        words += (words.empty() ? "" : "; ") + std::string(row.words);
-        error &= ~row.bit;
-    }
-    if (error != 0) words += (words.empty() ? "" : "; ") + std::string("another fault");
-    return words.empty() ? "good" : words;
-}
-
-const char* WordOf(platform::Revocation revocation) {
-    switch (revocation) {
-        case platform::Revocation::Good:
-            return "not revoked";
-        case platform::Revocation::Revoked:
-            return "revoked";
-        case platform::Revocation::Unknown:
-            break;
-    }
-    return "unknown";
-}
 
 std::string AgeText(platform::Ticks since) {
     constexpr struct {
@@ -116,24 +70,6 @@ Found CertificateNamed(const std::string& name) {
     return IsFile(name) ? InFile(name) : ByThumbprint(PlainHex(name));
 }
 
-// "2026-11-21", with " 02:20" and ":00" behind it or not; UTC.
-FILETIME TimeNamed(const std::string& text) {
-    SYSTEMTIME time{};
-    char separator = ' ';
-    int end = 0;
-    std::sscanf(text.c_str(), "%4hu-%2hu-%2hu%n%c%2hu:%2hu%n:%2hu%n", &time.wYear, &time.wMonth,
-                &time.wDay, &end, &separator, &time.wHour, &time.wMinute, &end, &time.wSecond,
-                &end);
-    const std::string rest = text.substr(std::min(static_cast<std::size_t>(end), text.size()));
-    const bool shaped =
-        end != 0 && (rest.empty() || rest == "Z") && (separator == ' ' || separator == 'T');
-    FILETIME moment{};
-    if (!shaped || !SystemTimeToFileTime(&time, &moment)) {
-        throw UsageError("'--at' needs a time such as \"2026-11-21 02:20:00\", not '" + text + "'");
-    }
-    return moment;
-}
-
 bool ForStamps(const Arguments& arguments) {
     const std::string purpose = arguments.Get("purpose", "any");
     if (purpose != "any" && purpose != "stamp") {
@@ -172,7 +108,8 @@ void Chain(const Arguments& arguments) {
     const bool stamps = ForStamps(arguments);
     platform::ChainRequest request;
     const std::string* at = arguments.Find("at");
-    request.time = at != nullptr ? TimeNamed(*at) : platform::FileTimeOf(platform::CurrentTicks());
+    request.time =
+        at != nullptr ? TimeNamed("at", *at) : platform::FileTimeOf(platform::CurrentTicks());
     const auto leaf = CertificateNamed(arguments.positionals[0]);
     const platform::Path path = ExamineChain(leaf, request, kCheck).path;
     PrintPath(path, arguments.Json());

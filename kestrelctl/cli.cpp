@@ -35,6 +35,9 @@ constexpr Group kGroups[] = {
     {"cache",
      "What was fetched from the network for certificate chains: lists, OCSP answers, issuers.\n"
      "It may be deleted at any time."},
+    {"message",
+     "A message is a signed, encrypted or time-stamped file (CMS). What is said of it can be\n"
+     "relied on, and read by programs."},
     {"policy",
      "The policy says which time stamps kestrel asks for and accepts. Both sides have one."},
 };
@@ -53,7 +56,7 @@ std::string Synopsis(const Command& command) {
     for (const Option& option : command.options) {
         text += std::string(" [--") + option.name;
         if (option.value != nullptr) text += std::string(" ") + option.value;
-        text += "]";
+        text += option.repeats ? "]..." : "]";
     }
     return text;
 }
@@ -106,6 +109,7 @@ void TakeOption(const Command& command, int count, char** words, int& i, Argumen
         throw UsageError("option '--" + name + "' needs a value");
     }
     char* value = equals == word.npos ? words[i] : words[i] + equals + 1;
+    if (option->repeats) arguments.lists[name].emplace_back(value);
     platform::Wipe(taken);
     taken = value;
     // Everybody may read the arguments of a running process.
@@ -215,6 +219,11 @@ const std::string* Arguments::Find(std::string_view option) const {
     return found == options.end() ? nullptr : &found->second;
 }
 
+std::vector<std::string> Arguments::List(std::string_view option) const {
+    const auto found = lists.find(option);
+    return found == lists.end() ? std::vector<std::string>() : found->second;
+}
+
 unsigned long Arguments::Number(std::string_view option, unsigned long fallback,
                                 unsigned long least) const {
     const auto found = options.find(option);
@@ -234,6 +243,8 @@ int Run(const std::vector<Command>& commands, int count, char** words) {
         const int status = Dispatch(commands, count, words);
         FinishOutput();
         return status;
+    } catch (const ExitStatus& status) {
+        return status.Value();
     } catch (const UsageError& error) {
         Complain(std::string(kProgram) + ": " + error.what());
         Complain(std::string("Try '") + kProgram + " --help'.");

@@ -24,15 +24,28 @@ class Failure : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// The exit status of a command that has said everything by itself.
+class ExitStatus : public std::exception {
+  public:
+    explicit ExitStatus(int value) : value_(value) {}
+    [[nodiscard]] int Value() const { return value_; }
+
+  private:
+    int value_;
+};
+
 // The words of one command line behind the command's own.
 struct Arguments {
     std::vector<std::string> positionals;
     std::map<std::string, std::string, std::less<>> options;
+    std::map<std::string, std::vector<std::string>, std::less<>> lists;  // of repeated options
 
     [[nodiscard]] bool Has(std::string_view option) const { return options.contains(option); }
     [[nodiscard]] std::string Get(std::string_view option, const std::string& fallback = {}) const;
     // Null when the option is not there. The value is wiped when the command has run.
     [[nodiscard]] const std::string* Find(std::string_view option) const;
+    // The values of an option that repeats, in order.
+    [[nodiscard]] std::vector<std::string> List(std::string_view option) const;
     // A decimal number of at least `least`. Throws UsageError.
     [[nodiscard]] unsigned long Number(std::string_view option, unsigned long fallback,
                                        unsigned long least) const;
@@ -46,7 +59,8 @@ struct Option {
     const char* name;   // without the two minus signs
     const char* value;  // name of its value in the help; null for a flag
     const char* help;
-    bool secret = false;  // its value is overwritten in the process's arguments
+    bool secret = false;   // its value is overwritten in the process's arguments
+    bool repeats = false;  // may stand several times: its values are a list
 };
 
 struct Command {

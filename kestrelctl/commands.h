@@ -38,6 +38,9 @@ void CacheList(const Arguments& arguments);
 void CacheClear(const Arguments& arguments);
 void CacheFetch(const Arguments& arguments);
 
+void MessageShow(const Arguments& arguments);
+void MessageVerify(const Arguments& arguments);
+
 void Providers(const Arguments& arguments);
 
 }  // namespace kestrelctl

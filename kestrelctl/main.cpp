@@ -161,6 +161,26 @@ int main(int count, char** words) {
          "Writes the policy of both sides as a registry export.\n\n"
          "FILE.reg is \"-\" for standard output.",
          {{"force", nullptr, "overwrite a file that exists"}}, PolicyExport},
+        {"message", "show", "FILE", 1, 1,
+         "Shows what is in a message: its kind, recipients, signers, stamps, certificates.\n\n"
+         "FILE is a message in any form and of any size. No key is needed; nothing is judged.",
+         {{"json", nullptr, "print it as JSON (docs/verdicts.md)"}}, MessageShow},
+        {"message", "verify", "FILE...", 1, kMany,
+         "Says who signed a message, when, and whether each part of that is proven.\n\n"
+         "FILE is a signed message, a file with its signature beside it in FILE.sgn, or that\n"
+         "signature. Without --signer and --all, one signer has to be good and none may be bad.\n"
+         "Exit status 0: good, 1: bad, 3: indeterminate, the worst of several files.",
+         {{"content", "FILE", "the content that a signature without one is for"},
+          {"dir", "FOLDER", "where the signatures FILE.sgn are"},
+          {"signer", "NAME|THUMBPRINT|FILE.cer", "somebody who has to have signed", false, true},
+          {"all", nullptr, "every signer has to be good"},
+          {"at", "TIME", "judge as of that time (UTC), where no stamp proves another"},
+          {"output", "FILE", "write the content there, if the verdict is good"},
+          {"json", nullptr, "print it as JSON (docs/verdicts.md)"},
+          {"jsonl", nullptr, "the same in one line for each file"},
+          {"report", "FILE.html", "also write it as a page for people"},
+          {"offline", nullptr, "ask nobody; lists that were fetched before still count"}},
+         MessageVerify},
         {"providers", "", "", 0, 0,
          "Lists provider types, providers and their algorithms in order.\n",
          {kJson}, Providers},

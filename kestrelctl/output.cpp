@@ -79,10 +79,21 @@ std::string JsonForm(const Character& character) {
            Escape("\\u%04x", 0xDC00 + (beyond & 0x3FF));
 }
 
+// How many bytes at the start are themselves in every form.
+std::size_t PlainLength(std::string_view text) {
+    const auto plain = [](char c) { return c >= ' ' && c <= '~' && c != '"' && c != '\\'; };
+    return static_cast<std::size_t>(std::ranges::find_if_not(text, plain) - text.begin());
+}
+
 template <class Form>
 std::string Rewrite(std::string_view text, Form form) {
     std::string out;
+    out.reserve(text.size() + 2);
     while (!text.empty()) {
+        const std::size_t plain = PlainLength(text);
+        out += text.substr(0, plain);
+        text.remove_prefix(plain);
+        if (text.empty()) break;
         const Character character = Next(text);
         out += form(character);
         text.remove_prefix(character.bytes.size());

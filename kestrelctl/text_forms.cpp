@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "kestrelctl/cli.h"
 #include "platform/providers/crypto.h"
 
 namespace kestrelctl {
@@ -33,6 +34,24 @@ std::string TimeText(const FILETIME& time) {
     std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", parts.wYear, parts.wMonth,
                   parts.wDay, parts.wHour, parts.wMinute, parts.wSecond);
     return text;
+}
+
+FILETIME TimeNamed(const char* option, const std::string& text) {
+    SYSTEMTIME time{};
+    char separator = ' ';
+    int end = 0;
+    std::sscanf(text.c_str(), "%4hu-%2hu-%2hu%n%c%2hu:%2hu%n:%2hu%n", &time.wYear, &time.wMonth,
+                &time.wDay, &end, &separator, &time.wHour, &time.wMinute, &end, &time.wSecond,
+                &end);
+    const std::string rest = text.substr(std::min(static_cast<std::size_t>(end), text.size()));
+    const bool shaped =
+        end != 0 && (rest.empty() || rest == "Z") && (separator == ' ' || separator == 'T');
+    FILETIME moment{};
+    if (!shaped || !SystemTimeToFileTime(&time, &moment)) {
+        throw UsageError("'--" + std::string(option) +
+                         "' needs a time such as \"2026-11-21 02:20:00\", not '" + text + "'");
+    }
+    return moment;
 }
 
 std::string SerialText(const CRYPT_INTEGER_BLOB& serial) {

@@ -9,6 +9,9 @@ namespace kestrelctl {
 
 std::string NameText(const CERT_NAME_BLOB& name);
 std::string TimeText(const FILETIME& time);  // 2026-11-21 02:20:00, UTC
+// The other way round, of an option: "2026-11-21", with " 02:20" and ":00" behind it or not; UTC.
+// Throws UsageError.
+FILETIME TimeNamed(const char* option, const std::string& text);
 std::string SerialText(const CRYPT_INTEGER_BLOB& serial);
 std::string Thumbprint(platform::ByteView der);  // SHA-1, hexadecimal
 // A thumbprint as a user writes it, without separators and in small letters.

@@ -93,9 +93,9 @@ std::shared_ptr<Chain> BuildChain(const std::shared_ptr<Certificate>& leaf, HCER
 }
 
 Examination ExamineChain(const std::shared_ptr<Certificate>& leaf, const ChainRequest& request,
-                         DWORD flags) {
+                         DWORD flags, const std::shared_ptr<Store>& additional) {
     const std::vector<Side> sides = SidesOf(nullptr);
-    const ChainInputs inputs{*leaf, nullptr, sides, &request.time, request, flags};
+    const ChainInputs inputs{*leaf, additional, sides, &request.time, request, flags};
     Retriever retriever(sides, MayFetch(flags));
     Examination examination;
     examination.path = Judged(leaf, inputs, retriever);

@@ -18,12 +18,13 @@ std::shared_ptr<Chain> BuildChain(const std::shared_ptr<Certificate>& leaf, HCER
                                   const CERT_CHAIN_PARA& para, DWORD flags);
 
 // The same for those who explain chains: the path with what its verdicts rest on, made anew
-// from the stores of both sides, and what was asked for on the way.
+// from the stores of both sides and `additional`, which may be null, and what was asked for on
+// the way.
 struct Examination {
     Path path;
     std::vector<Retrieval> retrievals;
 };
 Examination ExamineChain(const std::shared_ptr<Certificate>& leaf, const ChainRequest& request,
-                         DWORD flags);
+                         DWORD flags, const std::shared_ptr<Store>& additional = nullptr);
 
 }  // namespace platform

@@ -29,6 +29,16 @@ class SignedBody : public DecoderBody {
     void GetParam(DWORD param, DWORD index, void* data, DWORD* size) override;
     void Control(DWORD type, const void* para) override;
 
+    // For those who judge a message part by part. The records grow while it arrives.
+    [[nodiscard]] const SignedRecords& Records() const { return records_; }
+    [[nodiscard]] bool ContentComplete() const { return contentComplete_; }
+    // Throws CRYPT_E_BAD_MSG without content, NTE_BAD_ALGID for a digest that did not run.
+    Bytes ContentDigest(const std::string& oid);
+    // Throws CRYPT_E_AUTH_ATTR_MISSING for content that no signature may cover bare.
+    void RequireOrdinaryContent();
+    // Whether `info`'s key made the signature. Throws what VerifySigner and the two above throw.
+    void VerifyWith(const SignerInfo& signer, const CERT_INFO& info);
+
   private:
     enum class Progress { Nothing, Version, ContentType, Records };
 
@@ -36,9 +46,6 @@ class SignedBody : public DecoderBody {
     void Complete();
     void Require(Progress progress) const;
     [[nodiscard]] bool Held() const { return !settings_.sink && !settings_.detached; }
-    // Throws CRYPT_E_AUTH_ATTR_MISSING for content that no signature may cover bare.
-    void RequireOrdinaryContent();
-    Bytes ContentDigest(const std::string& oid);
     Bytes AnnouncedDigest(const std::string& oid);
 
     // Values of GetParam (signed_params.cpp).
@@ -50,7 +57,6 @@ class SignedBody : public DecoderBody {
 
     void VerifyByCertificate(const CERT_INFO& info);
     void VerifyByIndex(const CMSG_CTRL_VERIFY_SIGNATURE_EX_PARA& para);
-    void VerifyWith(const SignerInfo& signer, const CERT_INFO& info);
     void VerifyWith(const SignerInfo& signer, const CERT_PUBLIC_KEY_INFO& info);
 
     // Changes of the records (signed_edit.cpp).

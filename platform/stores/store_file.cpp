@@ -1,14 +1,12 @@
 // Stores on files: read once, into memory.
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
 #include <memory>
 
 #include "platform/base/error.h"
-#include "platform/base/freer.h"
 #include "platform/base/home.h"
 #include "platform/stores/bundle_message.h"
 #include "platform/stores/bundle_text.h"
+#include "platform/stores/piece_reader.h"
 #include "platform/stores/store.h"
 
 namespace platform {
@@ -19,27 +17,7 @@ namespace fs = std::filesystem;
 // Files up to here are read whole. Of larger ones only messages make sense, and they
 // are read in pieces.
 constexpr std::uintmax_t kWholeFileLimit = std::uintmax_t{64} << 20;
-constexpr std::size_t kPiece = std::size_t{1} << 20;
 constexpr std::uint8_t kSequenceTag = 0x30;
-
-class PieceReader {
-  public:
-    explicit PieceReader(const fs::path& path)
-        : path_(path), file_(std::fopen(path.c_str(), "rbe")), buffer_(kPiece) {
-        if (!file_) ThrowErrno(errno, path);
-    }
-    // Empty at the end. The view lives until the next call.
-    ByteView Next() {
-        const std::size_t size = std::fread(buffer_.data(), 1, buffer_.size(), file_.get());
-        if (size == 0 && std::ferror(file_.get()) != 0) ThrowErrno(errno, path_);
-        return ByteView(buffer_).first(size);
-    }
-
-  private:
-    const fs::path& path_;
-    std::unique_ptr<std::FILE, Freer<std::fclose>> file_;
-    Bytes buffer_;
-};
 
 // What stands behind the line that opens armour, which must lie in the first piece.
 ByteView WithoutArmour(ByteView text) {
@@ -51,7 +29,7 @@ ByteView WithoutArmour(ByteView text) {
 }
 
 CertificateBundle ReadLargeMessage(const fs::path& file) {
-    PieceReader pieces(file);
+    PieceReader pieces(file.string());
     MessageReader message;
     ByteView piece = pieces.Next();
     if (!piece.empty() && piece[0] == kSequenceTag) {

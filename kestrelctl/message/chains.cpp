@@ -1,0 +1,133 @@
+// Chains searched, and their bits turned into reasons.
+#include "kestrelctl/message/chains.h"
+
+#include "kestrelctl/message/strength.h"
+#include "kestrelctl/text_forms.h"
+#include "platform/chain/chain.h"
+#include "platform/chain/stamp_policy.h"
+#include "platform/providers/algorithms.h"
+
+namespace kestrelctl::message {
+namespace {
+
+using platform::Ticks;
+
+constexpr std::size_t kMostKnown = 200;
+
+constexpr DWORD kConstraintBits =
+    CERT_TRUST_IS_NOT_VALID_FOR_USAGE | CERT_TRUST_INVALID_EXTENSION |
+    CERT_TRUST_INVALID_POLICY_CONSTRAINTS | CERT_TRUST_INVALID_BASIC_CONSTRAINTS |
+    CERT_TRUST_INVALID_NAME_CONSTRAINTS | CERT_TRUST_HAS_NOT_PERMITTED_NAME_CONSTRAINT |
+    CERT_TRUST_HAS_EXCLUDED_NAME_CONSTRAINT | CERT_TRUST_HAS_NOT_SUPPORTED_CRITICAL_EXT;
+
+constexpr struct {
+    DWORD bits;
+    Reason reason;
+} kReasons[] = {
+    {CERT_TRUST_IS_NOT_SIGNATURE_VALID, Reason::ChainSignature},
+    {CERT_TRUST_IS_REVOKED, Reason::Revoked},
+    {CERT_TRUST_IS_PARTIAL_CHAIN | CERT_TRUST_IS_CYCLIC, Reason::ChainIncomplete},
+    {CERT_TRUST_IS_UNTRUSTED_ROOT, Reason::RootUntrusted},
+    {CERT_TRUST_IS_NOT_TIME_VALID, Reason::Expired},
+    {kConstraintBits, Reason::ChainConstraints},
+    {CERT_TRUST_REVOCATION_STATUS_UNKNOWN, Reason::RevocationUnknown},
+};
+
+constexpr struct {
+    LONG error;
+    Reason reason;
+} kServiceReasons[] = {
+    {CERT_E_CHAINING, Reason::StampUntrusted}, {CERT_E_UNTRUSTEDROOT, Reason::StampUntrusted},
+    {CERT_E_EXPIRED, Reason::StampExpired},    {CRYPT_E_REVOKED, Reason::StampRevoked},
+    {CERT_E_WRONG_USAGE, Reason::StampUsage},  {CERT_E_PURPOSE, Reason::StampUsage},
+};
+
+std::string SubjectOf(const platform::Link& link) {
+    return NameText(link.certificate->Info().Subject);
+}
+
+bool BeforeItsTime(const platform::Link& link, Ticks time) {
+    return time < platform::TicksOf(link.certificate->Info().NotBefore);
+}
+
+void AddBits(DWORD error, const platform::Link& link, Ticks time, Findings& findings) {
+    for (const auto& row : kReasons) {
+        if ((error & row.bits) == 0) continue;
+        const bool early = row.reason == Reason::Expired && BeforeItsTime(link, time);
+        findings.Add(early ? Reason::NotYetValid : row.reason, SubjectOf(link));
+    }
+}
+
+}  // namespace
+
+void Surroundings::Add(const Record& record) {
+    for (const auto& one : record.certificates) bundle_.certificates.push_back(one);
+    for (const auto& one : record.crls) bundle_.crls.push_back(one);
+}
+
+platform::Bytes Surroundings::Key() const {
+    platform::Digest digest(platform::oid::kSha256);
+    for (const auto& one : bundle_.certificates) digest.Update(one->Der());
+    for (const auto& one : bundle_.crls) digest.Update(one->Der());
+    return digest.Value();
+}
+
+std::shared_ptr<platform::Store> Surroundings::AsStore() const {
+    return platform::StoreOf(bundle_);
+}
+
+const ChainFacts& Chains::Of(const std::shared_ptr<platform::Certificate>& leaf, Ticks time,
+                             const Surroundings& around) {
+    platform::Digest digest(platform::oid::kSha256);
+    digest.Update(leaf->Der());
+    digest.Update(around.Key());
+    digest.Update(platform::ViewOf(&time, sizeof time));
+    const platform::Bytes key = digest.Value();
+    if (const auto known = known_.find(key); known != known_.end()) return known->second;
+    if (known_.size() >= kMostKnown) known_.clear();
+    DWORD flags = CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT;
+    if (offline_) flags |= CERT_CHAIN_CACHE_ONLY_URL_RETRIEVAL;
+    platform::ChainRequest request;
+    request.time = platform::FileTimeOf(time);
+    ChainFacts facts{time, ExamineChain(leaf, request, flags, around.AsStore()).path};
+    return known_[key] = std::move(facts);
+}
+
+Findings JudgeChain(const ChainFacts& chain) {
+    Findings findings;
+    for (const platform::Link& link : chain.path.links) {
+        AddBits(link.error, link, chain.time, findings);
+    }
+    AddBits(chain.path.error, chain.path.links.back(), chain.time, findings);
+    return findings;
+}
+
+Findings JudgeServiceChain(const ChainFacts& chain) {
+    Findings findings;
+    const platform::Chain record(chain.path);
+    const auto policy =
+        platform::JudgeStampChain(*record.Context(), platform::FileTimeOf(chain.time));
+    if (policy.error != 0) {
+        Reason reason = Reason::StampChain;
+        for (const auto& row : kServiceReasons) {
+            if (static_cast<DWORD>(row.error) == policy.error) reason = row.reason;
+        }
+        const bool named = policy.element >= 0;
+        const std::size_t at = named ? static_cast<std::size_t>(policy.element) : 0;
+        findings.Add(reason, SubjectOf(chain.path.links[at]));
+    } else if ((chain.path.Error() & CERT_TRUST_REVOCATION_STATUS_UNKNOWN) != 0) {
+        findings.Add(Reason::StampRevocationUnknown, SubjectOf(chain.path.links.front()));
+    }
+    return findings;
+}
+
+void AddWeakIssues(const ChainFacts& chain, Ticks time, Reason reason, Findings& findings) {
+    for (const platform::Link& link : chain.path.links) {
+        if (link.selfSigned) continue;  // nobody relies on its signature
+        if (const auto why = WeaknessOfIssue(*link.certificate, time)) {
+            findings.Add(reason, *why + ": " + SubjectOf(link));
+        }
+    }
+}
+
+}  // namespace kestrelctl::message

@@ -1,0 +1,57 @@
+// Chains of signers and services, each searched once for all the files of a run.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <vector>
+
+#include "kestrelctl/message/reasons.h"
+#include "kestrelctl/message/record.h"
+#include "platform/base/ticks.h"
+#include "platform/chain/path.h"
+#include "platform/stores/store.h"
+
+namespace kestrelctl::message {
+
+// Certificates and lists that messages bring: the chain is searched among them, too.
+class Surroundings {
+  public:
+    // A token's own, and those of the message around it.
+    void Add(const Record& record);
+    [[nodiscard]] const std::vector<std::shared_ptr<platform::Certificate>>& Certificates() const {
+        return bundle_.certificates;
+    }
+    // The same for the same certificates and lists.
+    [[nodiscard]] platform::Bytes Key() const;
+    [[nodiscard]] std::shared_ptr<platform::Store> AsStore() const;
+
+  private:
+    platform::CertificateBundle bundle_;
+};
+
+struct ChainFacts {
+    platform::Ticks time = 0;  // for which it was judged
+    platform::Path path;
+};
+
+class Chains {
+  public:
+    explicit Chains(bool offline) : offline_(offline) {}
+    // Throws NTE_BAD_ALGID with the identifier of an algorithm that is not known.
+    const ChainFacts& Of(const std::shared_ptr<platform::Certificate>& leaf, platform::Ticks time,
+                         const Surroundings& around);
+
+  private:
+    bool offline_;
+    std::map<platform::Bytes, ChainFacts> known_;
+};
+
+// What is wrong with a signer's chain.
+Findings JudgeChain(const ChainFacts& chain);
+// The same for a time-stamp service at the time of its stamp.
+Findings JudgeServiceChain(const ChainFacts& chain);
+// The weak digests under the certificates of a chain.
+void AddWeakIssues(const ChainFacts& chain, platform::Ticks time, Reason reason,
+                   Findings& findings);
+
+}  // namespace kestrelctl::message

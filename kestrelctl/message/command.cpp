@@ -1,0 +1,107 @@
+// kestrelctl message verify: the command line, and what is printed.
+#include <algorithm>
+#include <cstdio>
+
+#include "kestrelctl/commands.h"
+#include "kestrelctl/message/content_file.h"
+#include "kestrelctl/message/demands.h"
+#include "kestrelctl/message/report.h"
+#include "kestrelctl/message/verdict_document.h"
+#include "kestrelctl/message/verify.h"
+#include "kestrelctl/text_forms.h"
+#include "platform/base/language.h"
+
+namespace kestrelctl {
+namespace {
+
+using message::MessageVerdict;
+using message::Verdict;
+
+constexpr const char* kForOneFile[] = {"content", "output", "report"};
+
+void CheckOptions(const Arguments& arguments) {
+    if (arguments.Json() && arguments.Has("jsonl")) {
+        throw UsageError("'--json' and '--jsonl' are two forms of one thing");
+    }
+    if (arguments.Has("content") && arguments.Has("dir")) {
+        throw UsageError("'--content' and '--dir' both say which file is which");
+    }
+    if (arguments.positionals.size() == 1) return;
+    for (const char* option : kForOneFile) {
+        if (arguments.Has(option)) {
+            throw UsageError(std::string("'--") + option + "' is for one file");
+        }
+    }
+    if (arguments.Json()) throw UsageError("several files take '--jsonl' in place of '--json'");
+}
+
+message::JudgeSettings SettingsOf(const Arguments& arguments) {
+    message::JudgeSettings settings;
+    const std::string* at = arguments.Find("at");
+    settings.given = at != nullptr;
+    const platform::Ticks now = platform::CurrentTicks();
+    settings.now = at != nullptr ? platform::TicksOf(TimeNamed("at", *at))
+                                 : now - now % platform::kTicksPerSecond;
+    settings.offline = arguments.Has("offline");
+    return settings;
+}
+
+message::Demands DemandsOf(const Arguments& arguments) {
+    message::Demands demands{
+        arguments.Get("content"), arguments.Get("dir"), {}, arguments.Has("all")};
+    for (const std::string& name : arguments.List("signer")) {
+        demands.signers.push_back(message::WantedSigner(name));
+    }
+    return demands;
+}
+
+MessageVerdict VerifyOne(message::Judge& judge, const std::string& file,
+                         const message::Demands& demands, const Arguments& arguments) {
+    const std::string* output = arguments.Find("output");
+    if (output == nullptr) return Verify(judge, file, demands, {});
+    message::ContentFile content(*output);
+    MessageVerdict verdict =
+        Verify(judge, file, demands, [&](platform::ByteView piece) { content.Write(piece); });
+    if (VerdictOf(verdict) == Verdict::Good) {
+        content.Keep();
+        verdict.output = *output;
+    }
+    return verdict;
+}
+
+void Print(const MessageVerdict& verdict, const message::JudgeSettings& settings,
+           const Arguments& arguments) {
+    const message::Value document = message::VerdictDocument(verdict, settings);
+    if (arguments.Json() || arguments.Has("jsonl")) {
+        std::printf("%s\n", document.Json(!arguments.Json()).c_str());
+        return;
+    }
+    for (const std::string& line : document.Lines()) Say(line);
+    if (arguments.positionals.size() > 1) Say("");
+}
+
+int StatusOf(Verdict verdict) {
+    constexpr int kStatus[] = {0, 3, 1};
+    return kStatus[static_cast<std::size_t>(verdict)];
+}
+
+}  // namespace
+
+void MessageVerify(const Arguments& arguments) {
+    CheckOptions(arguments);
+    const message::Demands demands = DemandsOf(arguments);
+    message::Judge judge(SettingsOf(arguments));
+    Verdict worst = Verdict::Good;
+    for (const std::string& file : arguments.positionals) {
+        const MessageVerdict verdict = VerifyOne(judge, file, demands, arguments);
+        Print(verdict, judge.Settings(), arguments);
+        if (const std::string* report = arguments.Find("report")) {
+            message::WriteReport(*report, verdict, judge.Settings(), platform::RussianUser());
+        }
+        worst = std::max(worst, VerdictOf(verdict));
+    }
+    FinishOutput();
+    if (worst != Verdict::Good) throw ExitStatus(StatusOf(worst));
+}
+
+}  // namespace kestrelctl

@@ -1,0 +1,112 @@
+// The message's verdict out of its signers'.
+#include "kestrelctl/message/demands.h"
+
+#include <algorithm>
+#include <filesystem>
+
+#include "kestrelctl/bundle_file.h"
+#include "kestrelctl/cli.h"
+#include "kestrelctl/text_forms.h"
+#include "platform/base/error.h"
+#include "platform/base/text.h"
+#include "platform/certs/compare.h"
+#include "platform/enroll/common_name.h"
+
+namespace kestrelctl::message {
+namespace {
+
+using platform::Certificate;
+
+// A whole SHA-1 or SHA-256 value: a certificate can be made to fit the beginning of one.
+bool IsThumbprint(const std::string& text) {
+    const bool hex = text.find_first_not_of("0123456789abcdef") == text.npos;
+    return hex && (text.size() == 40 || text.size() == 64);
+}
+
+// Empty for a subject that is no name.
+std::string CommonName(const CERT_NAME_BLOB& subject) {
+    try {
+        return platform::CommonNameOf(platform::ViewOf(subject));
+    } catch (const platform::Error&) {
+        return {};
+    }
+}
+
+bool HasName(const Certificate& certificate, const std::string& name) {
+    const CERT_NAME_BLOB& subject = certificate.Info().Subject;
+    return platform::SameName(NameText(subject), name) ||
+           platform::SameName(CommonName(subject), name);
+}
+
+bool Is(const Certificate& certificate, const Wanted& wanted) {
+    if (wanted.certificate) return platform::Equal(wanted.certificate->Der(), certificate.Der());
+    const std::string hex = PlainHex(wanted.name);
+    if (!IsThumbprint(hex)) return HasName(certificate, wanted.name);
+    return hex ==
+           (hex.size() == 40 ? Thumbprint(certificate.Der()) : Sha256Text(certificate.Der()));
+}
+
+// The best of those that it may be.
+std::optional<std::size_t> FindDemanded(const Wanted& wanted, const MessageVerdict& message) {
+    std::optional<std::size_t> best;
+    for (std::size_t i = 0; i < message.signers.size(); ++i) {
+        const auto& certificate = message.signers[i].identity.certificate;
+        if (!certificate || !Is(*certificate, wanted)) continue;
+        const auto weight = [&](std::size_t at) { return message.signers[at].findings.Worst(); };
+        if (!best || weight(i) < weight(*best)) best = i;
+    }
+    return best;
+}
+
+bool Is(const std::optional<StampVerdict>& token, const Wanted& wanted) {
+    return token && token->service && Is(*token->service, wanted);
+}
+
+void TakeDemanded(const Demands& demands, MessageVerdict& message) {
+    for (const Wanted& wanted : demands.signers) {
+        message.demanded.push_back({wanted.name, FindDemanded(wanted, message)});
+        const auto& signer = message.demanded.back().signer;
+        if (signer) {
+            message.findings.Add(message.signers[*signer].findings);
+        } else if (!Is(message.token, wanted)) {
+            message.findings.Add(Reason::SignerMissing, wanted.name);
+        }
+    }
+}
+
+// Anybody can add a signature that proves nothing, so that one that is good suffices; yet one
+// that is bad tells that somebody tried.
+void TakeSigners(MessageVerdict& message) {
+    Verdict best = Verdict::Bad;
+    for (const SignerVerdict& signer : message.signers) {
+        best = std::min(best, signer.findings.Worst());
+    }
+    for (const SignerVerdict& signer : message.signers) {
+        const bool counts = best != Verdict::Good || signer.findings.Worst() == Verdict::Bad;
+        if (counts) message.findings.Add(signer.findings);
+    }
+}
+
+}  // namespace
+
+Wanted WantedSigner(const std::string& name) {
+    // It would be the name of everybody who has none.
+    if (name.empty()) throw UsageError("'--signer' needs a name, a thumbprint or a file");
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(name, error)) return {name, nullptr};
+    const auto bundle = ReadBundleFile(name);
+    if (bundle.certificates.empty()) throw Failure(name + " holds no certificate");
+    return {name, bundle.certificates.front()};
+}
+
+void JudgeDemands(const Demands& demands, MessageVerdict& message) {
+    if (message.token) message.findings.Add(message.token->findings);
+    TakeDemanded(demands, message);
+    if (demands.all) {
+        for (const SignerVerdict& signer : message.signers) message.findings.Add(signer.findings);
+    } else if (demands.signers.empty()) {
+        TakeSigners(message);
+    }
+}
+
+}  // namespace kestrelctl::message

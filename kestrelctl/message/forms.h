@@ -1,0 +1,56 @@
+// A message's file in any of its forms, as the octets of the message.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "kestrelctl/message/multipart.h"
+#include "platform/base/bytes.h"
+#include "platform/stores/bundle_text.h"
+#include "platform/stores/piece_reader.h"
+
+namespace kestrelctl::message {
+
+enum class Form : std::uint8_t { Der, Base64, Pem, Mime };
+const char* NameOf(Form form);
+
+// Told by the first octets: a SEQUENCE is DER (or BER), "-----BEGIN " armour, a header line an
+// S/MIME entity whose body is the message, or one of two parts; anything else is BASE64. Text may
+// begin with the UTF-8 mark and with blanks; header lines have to lie in the first piece.
+class MessageFile {
+  public:
+    // Throws the system's reason for a file that cannot be read, CRYPT_E_BAD_ENCODE for text
+    // that is none of these.
+    explicit MessageFile(const std::string& name);
+    // Empty at the end; the view lives until the next call. Throws CRYPT_E_BAD_ENCODE.
+    platform::ByteView Next();
+
+    [[nodiscard]] Form What() const { return form_; }
+    // Of armour, as "CMS".
+    [[nodiscard]] const std::string& Label() const { return label_; }
+    // Where the file has the content that its message is for, beside the message.
+    [[nodiscard]] const std::optional<Range>& ContentPart() const { return content_; }
+    // Octets of the file so far.
+    [[nodiscard]] std::uint64_t Size() const { return file_.Taken(); }
+
+  private:
+    platform::ByteView AsText(platform::ByteView piece);
+    void TakeHead(std::string_view& text);
+    void TakeHeaders(std::string_view& text);
+    void TakeParts(const std::string& boundary, std::string_view& text);
+
+    std::string name_;
+    platform::PieceReader file_;
+    std::optional<Range> content_;
+    Form form_ = Form::Der;
+    std::string label_;
+    std::unique_ptr<platform::Base64Reader> base64_;  // null: the octets as they stand
+    platform::Bytes decoded_;
+    platform::ByteView first_;
+    bool started_ = false;
+    bool ended_ = false;
+};
+
+}  // namespace kestrelctl::message

@@ -1,0 +1,76 @@
+// One signer judged, from the signature to the strength of its algorithms.
+#include "kestrelctl/message/judge.h"
+
+#include <algorithm>
+
+#include "kestrelctl/message/attributes.h"
+#include "kestrelctl/message/strength.h"
+#include "platform/base/error.h"
+
+namespace kestrelctl::message {
+namespace {
+
+using platform::Error;
+
+// The earliest time that a good stamp over the signature proves.
+void TakeProvenTime(SignerVerdict& signer) {
+    for (const StampVerdict& stamp : signer.stamps) {
+        const bool proves =
+            stamp.of == StampOf::Signature && stamp.findings.Worst() == Verdict::Good;
+        if (!proves) continue;
+        const bool earlier =
+            signer.timeSource != TimeSource::Stamp || stamp.facts->time < signer.time;
+        if (earlier) signer.time = stamp.facts->time;
+        signer.timeSource = TimeSource::Stamp;
+    }
+}
+
+void AddWeak(const std::optional<std::string>& why, Findings& findings) {
+    if (why) findings.Add(Reason::WeakAlgorithm, *why);
+}
+
+}  // namespace
+
+const char* NameOf(TimeSource source) {
+    constexpr const char* kNames[] = {"now", "given", "stamp"};
+    return kNames[static_cast<std::size_t>(source)];
+}
+
+void Judge::JudgeCertificate(const Surroundings& around, SignerVerdict& signer) {
+    const auto& certificate = signer.identity.certificate;
+    if (!certificate) return;
+    try {
+        signer.chain = chains_.Of(certificate, signer.time, around);
+        signer.findings.Add(JudgeChain(*signer.chain));
+        AddWeakIssues(*signer.chain, signer.time, Reason::WeakAlgorithm, signer.findings);
+        JudgeFitness(*certificate, signer.findings);
+    } catch (const Error& error) {
+        const bool unknown = error.Code() == static_cast<DWORD>(NTE_BAD_ALGID);
+        const bool damaged = error.Code() == static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT);
+        if (!unknown && !damaged) throw;
+        const std::string detail = unknown ? error.Detail() : "a damaged certificate";
+        signer.findings.Add(Reason::ChainConstraints, detail);
+    }
+    const KeyFacts key = KeyOf(certificate->Info().SubjectPublicKeyInfo);
+    AddWeak(WeaknessOfKey(key, signer.time), signer.findings);
+}
+
+SignerVerdict Judge::JudgeSigner(const Record& record, std::size_t index,
+                                 const ContentDigest& digest) {
+    SignerVerdict signer;
+    signer.info = record.Signers()[index];
+    signer.claimedTime = SigningTimeOf(signer.info);
+    signer.time = settings_.now;
+    signer.timeSource = settings_.given ? TimeSource::Given : TimeSource::Now;
+    Surroundings around;
+    around.Add(record);
+    signer.identity = Identify(record, index, around, known_);
+    signer.findings.Add(signer.identity.findings);
+    JudgeStamps(record, digest, signer);
+    TakeProvenTime(signer);
+    JudgeCertificate(around, signer);
+    AddWeak(WeaknessOfDigest(signer.info.digest.oid, signer.time), signer.findings);
+    return signer;
+}
+
+}  // namespace kestrelctl::message

@@ -1,0 +1,71 @@
+// Judges a message: each signer, each stamp, and the message as a whole.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "kestrelctl/message/chains.h"
+#include "kestrelctl/message/signer.h"
+#include "kestrelctl/message/token.h"
+
+namespace kestrelctl::message {
+
+struct StampVerdict {
+    StampOf of = StampOf::Signature;
+    std::optional<StampFacts> facts;  // none: it cannot be read
+    std::shared_ptr<platform::Certificate> service;
+    std::optional<ChainFacts> chain;
+    Findings findings;
+};
+
+enum class TimeSource : std::uint8_t { Now, Given, Stamp };
+const char* NameOf(TimeSource source);
+
+struct SignerVerdict {
+    platform::SignerInfo info;
+    Identity identity;
+    std::optional<platform::Ticks> claimedTime;
+    platform::Ticks time = 0;  // that counts
+    TimeSource timeSource = TimeSource::Now;
+    std::vector<StampVerdict> stamps;
+    std::optional<ChainFacts> chain;
+    Findings findings;  // of everything, the stamps included
+};
+
+// The digest of the content with an algorithm; none when there is no content. Throws NTE_BAD_ALGID.
+using ContentDigest = std::function<std::optional<platform::Bytes>(const std::string& oid)>;
+
+struct JudgeSettings {
+    platform::Ticks now = 0;  // or what --at says
+    bool given = false;
+    bool offline = false;
+};
+
+class Judge {
+  public:
+    explicit Judge(const JudgeSettings& settings)
+        : settings_(settings), chains_(settings.offline) {}
+
+    [[nodiscard]] const JudgeSettings& Settings() const { return settings_; }
+    SignerVerdict JudgeSigner(const Record& record, std::size_t index, const ContentDigest& digest);
+    // A token that stands alone, for the content beside it.
+    StampVerdict JudgeToken(const Record& token, const ContentDigest& digest);
+
+  private:
+    StampVerdict JudgeStamp(const StampPlace& place, const Record& around,
+                            const ContentDigest& digest);
+    void JudgeTokenRecord(const Record& token, const Record* around, const ContentDigest& digest,
+                          StampVerdict& stamp);
+    void JudgeService(const Record& token, const Surroundings& around, StampVerdict& stamp);
+    void JudgeServiceAt(const Surroundings& around, StampVerdict& stamp);
+    void JudgeStamps(const Record& record, const ContentDigest& digest, SignerVerdict& signer);
+    void JudgeCertificate(const Surroundings& around, SignerVerdict& signer);
+
+    JudgeSettings settings_;
+    Chains chains_;
+    KnownCertificates known_;
+};
+
+}  // namespace kestrelctl::message

@@ -1,0 +1,153 @@
+// Time stamps, each whole: imprint, signature, service, chain.
+#include "kestrelctl/message/attributes.h"
+#include "kestrelctl/message/judge.h"
+#include "kestrelctl/message/reader.h"
+#include "kestrelctl/message/strength.h"
+#include "platform/base/error.h"
+
+namespace kestrelctl::message {
+namespace {
+
+using platform::Bytes;
+using platform::Error;
+
+// Clocks differ; no service is that much ahead.
+constexpr platform::Ticks kMostAhead = 300 * platform::kTicksPerSecond;
+
+void CheckImprint(const StampFacts& facts, const ContentDigest& digest, Findings& findings) {
+    try {
+        const auto own = digest(facts.imprintAlgorithm.oid);
+        if (!own) return findings.Add(Reason::NoContent);
+        if (!platform::Equal(*own, facts.imprint)) findings.Add(Reason::StampImprint);
+    } catch (const Error& error) {
+        if (error.Code() != static_cast<DWORD>(NTE_BAD_ALGID)) throw;
+        findings.Add(Reason::StampAlgorithm, facts.imprintAlgorithm.oid);
+    }
+}
+
+// Each costs the checks of a signature and two chains.
+constexpr std::size_t kMostStamps = 100;
+
+// What a signer's faults are to those who rely on a stamp.
+Reason StampReasonOf(const Finding& finding) {
+    switch (finding.reason) {
+        case Reason::CertificateDiffers:
+            return Reason::StampCertificate;
+        case Reason::CertificateMissing:
+            return Reason::StampUntrusted;
+        case Reason::AlgorithmUnknown:
+            return Reason::StampAlgorithm;
+        default:
+            return Reason::StampSignature;
+    }
+}
+
+void AddWeakness(const std::optional<std::string>& why, Findings& findings) {
+    if (why) findings.Add(Reason::StampWeak, *why);
+}
+
+bool IsToken(const Record& token) {
+    return token.contentType == kTstInfoOid && token.hasContent && token.Signers().size() == 1 &&
+           token.tokenContent.size() == token.contentSize;
+}
+
+}  // namespace
+
+// RFC 3161 2.4.1: the attribute names the service's certificate. Without it a stranger's
+// certificate over the same key could take its place.
+void Judge::JudgeService(const Record& token, const Surroundings& around, StampVerdict& stamp) {
+    const platform::SignerInfo& signer = token.Signers()[0];
+    const Identity identity = Identify(token, 0, around, known_);
+    for (const Finding& finding : identity.findings.All()) {
+        stamp.findings.Add(StampReasonOf(finding), finding.detail);
+    }
+    stamp.service = identity.certificate;
+    if (identity.certificate && !identity.comparedWhole &&
+        !stamp.findings.Has(Reason::StampCertificate)) {
+        stamp.findings.Add(Reason::StampCertificate);
+    }
+    AddWeakness(WeaknessOfDigest(signer.digest.oid, settings_.now), stamp.findings);
+    AddWeakness(WeaknessOfDigest(stamp.facts->imprintAlgorithm.oid, settings_.now), stamp.findings);
+    if (!stamp.service) return;
+    const KeyFacts key = KeyOf(stamp.service->Info().SubjectPublicKeyInfo);
+    AddWeakness(WeaknessOfKey(key, settings_.now), stamp.findings);
+    JudgeServiceAt(around, stamp);
+}
+
+// The chain holds at the stamp's time. A service that was revoked later counts as revoked all
+// the same: its key may have been anybody's, and nobody else tells when the stamp was made.
+void Judge::JudgeServiceAt(const Surroundings& around, StampVerdict& stamp) {
+    try {
+        stamp.chain = chains_.Of(stamp.service, stamp.facts->time, around);
+        stamp.findings.Add(JudgeServiceChain(*stamp.chain));
+        AddWeakIssues(*stamp.chain, settings_.now, Reason::StampWeak, stamp.findings);
+        if (stamp.findings.Has(Reason::StampRevoked)) return;
+        const ChainFacts& today = chains_.Of(stamp.service, settings_.now, around);
+        if ((today.path.Error() & CERT_TRUST_IS_REVOKED) != 0) {
+            stamp.findings.Add(Reason::StampRevoked);
+        }
+    } catch (const Error& error) {
+        if (error.Code() != static_cast<DWORD>(NTE_BAD_ALGID)) throw;
+        stamp.findings.Add(Reason::StampAlgorithm, error.Detail());
+    }
+}
+
+void Judge::JudgeTokenRecord(const Record& token, const Record* around, const ContentDigest& digest,
+                             StampVerdict& stamp) {
+    if (!IsToken(token)) return stamp.findings.Add(Reason::StampMalformed);
+    try {
+        stamp.facts = ReadTstInfo(token.tokenContent);
+    } catch (const Error&) {
+        return stamp.findings.Add(Reason::StampMalformed);
+    }
+    // RFC 3161 2.4.2: none is known, so that each critical one is refused.
+    if (stamp.facts->criticalExtension) stamp.findings.Add(Reason::StampMalformed, "extension");
+    CheckImprint(*stamp.facts, digest, stamp.findings);
+    if (stamp.facts->time > platform::CurrentTicks() + kMostAhead) {
+        stamp.findings.Add(Reason::StampFuture);
+    }
+    Surroundings all;
+    all.Add(token);
+    if (around != nullptr) all.Add(*around);
+    JudgeService(token, all, stamp);
+}
+
+StampVerdict Judge::JudgeStamp(const StampPlace& place, const Record& around,
+                               const ContentDigest& digest) {
+    StampVerdict stamp;
+    stamp.of = place.of;
+    try {
+        const Record token = ReadMessageOctets(place.token);
+        JudgeTokenRecord(token, &around, digest, stamp);
+    } catch (const Error& error) {
+        // The message is at fault here, and its faults have codes of their own kind.
+        const bool ofContent = (error.Code() >> 16) == 0x8009;
+        if (!ofContent) throw;
+        stamp.findings.Add(Reason::StampMalformed);
+    }
+    return stamp;
+}
+
+StampVerdict Judge::JudgeToken(const Record& token, const ContentDigest& digest) {
+    StampVerdict stamp;
+    stamp.of = StampOf::Token;
+    JudgeTokenRecord(token, nullptr, digest, stamp);
+    return stamp;
+}
+
+void Judge::JudgeStamps(const Record& record, const ContentDigest& digest, SignerVerdict& signer) {
+    const ContentDigest signature = [&](const std::string& oid) {
+        platform::Digest running(oid);
+        running.Update(signer.info.signature);
+        return std::optional<Bytes>(running.Value());
+    };
+    const std::vector<StampPlace> places = StampsOf(signer.info);
+    if (places.size() > kMostStamps) return signer.findings.Add(Reason::TooManyStamps);
+    for (const StampPlace& place : places) {
+        const bool ofContent = place.of == StampOf::Content;
+        signer.stamps.push_back(JudgeStamp(place, record, ofContent ? digest : signature));
+        signer.findings.Add(signer.stamps.back().findings);
+    }
+}
+
+}  // namespace kestrelctl::message

@@ -1,0 +1,36 @@
+// The two parts of a multipart/signed entity (RFC 1847): what was signed, and the signature.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "platform/base/bytes.h"
+
+namespace kestrelctl::message {
+
+// Octets of a file.
+struct Range {
+    std::uint64_t begin = 0;
+    std::uint64_t end = 0;
+};
+
+struct SignedParts {
+    Range content;  // without the line break in front of the boundary
+    Range signature;
+};
+
+// The boundary of a header field, or empty (RFC 2046 5.1.1).
+std::string BoundaryOf(std::string_view field);
+
+// Reads the file once. Throws CRYPT_E_BAD_ENCODE when it has not exactly two parts, and what
+// reading it throws.
+SignedParts FindSignedParts(const std::string& file, const std::string& boundary);
+
+// The part as it was signed: with the line ends of mail, whatever the file has (RFC 8551 3.1.1).
+void FeedCanonical(const std::string& file, const Range& range,
+                   const std::function<void(platform::ByteView)>& sink);
+
+}  // namespace kestrelctl::message

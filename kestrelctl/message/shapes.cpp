@@ -1,0 +1,104 @@
+// RFC 5652 for most types, RFC 5083 for authenticated envelopes, RFC 3274 for compressed data.
+#include "kestrelctl/message/shapes.h"
+
+#include <algorithm>
+#include <array>
+
+#include "platform/base/ground.h"
+#include "platform/der/der.h"
+
+namespace kestrelctl::message {
+namespace {
+
+using platform::Field;
+using platform::Piece;
+using Form = platform::Shape;
+using platform::der::Context;
+using platform::der::ContextConstructed;
+namespace der = platform::der;
+
+constexpr Field kAnyContent[] = {{platform::kAnyTag, Form::Content}};
+constexpr Field kPlainPart[] = {
+    {der::kOid, Form::Keep, Piece::ContentType},
+    {ContextConstructed(0), Form::Enter, Piece::None, true, kAnyContent},
+};
+constexpr Field kSecretPart[] = {
+    {der::kOid, Form::Keep, Piece::ContentType},
+    {der::kSequence, Form::Keep, Piece::ContentEncryption},
+    {Context(0), Form::Content, Piece::None, true},
+};
+
+constexpr Field kVersion = {der::kInteger, Form::Keep, Piece::Version};
+constexpr Field kRecipients = {der::kSet, Form::KeepEach, Piece::Recipient};
+constexpr Field kEncapsulated = {der::kSequence, Form::Enter, Piece::None, false, kPlainPart};
+constexpr Field kSecret = {der::kSequence, Form::Enter, Piece::None, false, kSecretPart};
+constexpr Field kCode = {der::kOctetString, Form::Discard};
+// What is passed over: the originator's certificates, and attributes of the whole message.
+constexpr Field Passed(unsigned tag) {
+    return {ContextConstructed(tag), Form::Discard, Piece::None, true};
+}
+
+constexpr Field kEnveloped[] = {kVersion, Passed(0), kRecipients, kSecret, Passed(1)};
+constexpr Field kAuthEnveloped[] = {kVersion,  Passed(0), kRecipients, kSecret,
+                                    Passed(1), kCode,     Passed(2)};
+constexpr Field kEncrypted[] = {kVersion, kSecret, Passed(1)};
+constexpr Field kDigested[] = {
+    kVersion, {der::kSequence, Form::Keep, Piece::DigestAlgorithm}, kEncapsulated, kCode};
+constexpr Field kAuthenticated[] = {
+    kVersion,
+    Passed(0),
+    kRecipients,
+    {der::kSequence, Form::Keep, Piece::ContentEncryption},  // of the authentication code
+    {ContextConstructed(1), Form::Discard, Piece::None, true},
+    kEncapsulated,
+    Passed(2),
+    kCode,
+    Passed(3)};
+constexpr Field kCompressed[] = {
+    kVersion, {der::kSequence, Form::Keep, Piece::ContentEncryption}, kEncapsulated};
+
+template <std::size_t Count>
+constexpr std::array<Field, 1> Wrapped(const Field (&fields)[Count]) {
+    return {{{der::kSequence, Form::Enter, Piece::None, false, fields}}};
+}
+constexpr auto kWrappedEnveloped = Wrapped(kEnveloped);
+constexpr auto kWrappedAuthEnveloped = Wrapped(kAuthEnveloped);
+constexpr auto kWrappedEncrypted = Wrapped(kEncrypted);
+constexpr auto kWrappedDigested = Wrapped(kDigested);
+constexpr auto kWrappedAuthenticated = Wrapped(kAuthenticated);
+constexpr auto kWrappedCompressed = Wrapped(kCompressed);
+
+}  // namespace
+
+const Shape* ShapeOf(std::string_view oid) {
+    static const Shape kShapes[] = {
+        {szOID_RSA_data, Kind::Data, platform::WrappedData()},
+        {szOID_RSA_signedData, Kind::Signed, platform::WrappedSigned()},
+        {szOID_RSA_envelopedData, Kind::Enveloped, kWrappedEnveloped},
+        {"1.2.840.113549.1.7.5", Kind::Digested, kWrappedDigested},
+        {"1.2.840.113549.1.7.6", Kind::Encrypted, kWrappedEncrypted},
+        {"1.2.840.113549.1.9.16.1.2", Kind::Authenticated, kWrappedAuthenticated},
+        {"1.2.840.113549.1.9.16.1.9", Kind::Compressed, kWrappedCompressed},
+        {"1.2.840.113549.1.9.16.1.23", Kind::AuthEnveloped, kWrappedAuthEnveloped},
+    };
+    const auto* row = std::ranges::find(kShapes, oid, &Shape::oid);
+    return row == std::end(kShapes) ? nullptr : row;
+}
+
+const char* NameOf(Kind kind) {
+    constexpr const char* kNames[] = {"unknown",
+                                      "data",
+                                      "signed",
+                                      "enveloped",
+                                      "authenticated-enveloped",
+                                      "encrypted",
+                                      "digested",
+                                      "authenticated",
+                                      "compressed",
+                                      "time-stamp-token",
+                                      "time-stamp-response",
+                                      "certificates"};
+    return kNames[static_cast<std::size_t>(kind)];
+}
+
+}  // namespace kestrelctl::message

@@ -1,0 +1,260 @@
+// The search for a signer.
+#include "kestrelctl/message/signer.h"
+
+#include <algorithm>
+
+#include "kestrelctl/message/attributes.h"
+#include "kestrelctl/text_forms.h"
+#include "platform/base/error.h"
+#include "platform/certs/compare.h"
+#include "platform/chain/checks.h"
+#include "platform/cms/params.h"
+#include "platform/der/values.h"
+#include "platform/providers/algorithms.h"
+
+namespace kestrelctl::message {
+namespace {
+
+using platform::Bytes;
+using platform::Error;
+using Candidate = std::shared_ptr<platform::Certificate>;
+namespace der = platform::der;
+
+// Uses that alone make nobody a signer of messages (RFC 5280 4.2.1.12).
+constexpr std::string_view kOtherUses[] = {
+    "1.3.6.1.5.5.7.3.1",  // TLS server
+    "1.3.6.1.5.5.7.3.8",  // time stamping
+    "1.3.6.1.5.5.7.3.9",  // OCSP
+};
+
+bool IsCode(const Error& error, LONG code) { return error.Code() == static_cast<DWORD>(code); }
+
+// ---- what the message says of itself ---------------------------------------------
+
+// The one value of an attribute that may stand once; none when it is not there.
+std::optional<Bytes> ValueOf(const platform::SignerInfo& signer, std::string_view oid) {
+    for (const Bytes& encoded : *signer.signedAttributes) {
+        const platform::AttributeView attribute = platform::ParseAttribute(encoded);
+        if (attribute.oid == oid && !attribute.values.empty()) return attribute.values.front();
+    }
+    return std::nullopt;
+}
+
+void CheckUnsigned(const platform::SignerInfo& signer, Findings& findings) {
+    for (const Bytes& encoded : signer.unsignedAttributes) {
+        const std::string oid = platform::ParseAttribute(encoded).oid;
+        if (platform::MustBeSigned(oid)) findings.Add(Reason::AttributeWrong, IdentifierName(oid));
+    }
+}
+
+void CheckSigned(const Record& record, const platform::SignerInfo& signer, const Bytes& digest,
+                 Findings& findings) {
+    const auto type = ValueOf(signer, szOID_RSA_contentType);
+    if (!type || !platform::Equal(*type, der::Oid(record.contentType))) {
+        findings.Add(Reason::AttributeWrong, "content type");
+    }
+    const auto announced = ValueOf(signer, szOID_RSA_messageDigest);
+    if (!announced) return findings.Add(Reason::AttributeWrong, "message digest");
+    if (!platform::Equal(*announced, der::Element(der::kOctetString, digest))) {
+        findings.Add(Reason::ContentChanged);
+    }
+}
+
+// False when nothing can be said of the signature.
+bool CheckContent(const Record& record, const platform::SignerInfo& signer, Findings& findings) {
+    if (!record.signedBody->ContentComplete()) {
+        findings.Add(Reason::NoContent);
+        return false;
+    }
+    Bytes digest;
+    try {
+        digest = record.signedBody->ContentDigest(signer.digest.oid);
+    } catch (const Error&) {
+        findings.Add(Reason::AlgorithmUnknown, signer.digest.oid);
+        return false;
+    }
+    if (signer.signedAttributes) {
+        CheckSigned(record, signer, digest, findings);
+    } else if (record.contentType != szOID_RSA_data) {
+        findings.Add(Reason::AttributeWrong, "content type");  // RFC 5652 5.3
+    }
+    return true;
+}
+
+// Everything that needs no certificate.
+bool CheckForm(const Record& record, const platform::SignerInfo& signer, Findings& findings) {
+    try {
+        const std::string twice = RepeatedAttribute(signer);
+        if (!twice.empty()) findings.Add(Reason::AttributeTwice, twice);
+        CheckUnsigned(signer, findings);
+        return CheckContent(record, signer, findings);
+    } catch (const Error&) {
+        findings.Add(Reason::AttributeWrong);
+        return false;
+    }
+}
+
+// ---- candidates --------------------------------------------------------------------
+
+// More of one name are nobody's honest message; each costs the check of a signature.
+constexpr std::size_t kMostCandidates = 32;
+
+void AddFitting(const platform::KeyHolder& holder, const std::vector<Candidate>& from,
+                std::vector<Candidate>& candidates) {
+    const auto record = platform::HolderRecord(holder);
+    const CERT_INFO& names = *reinterpret_cast<const CERT_INFO*>(record.get());
+    for (const Candidate& one : from) {
+        if (candidates.size() >= kMostCandidates) return;
+        const auto same = [&](const Candidate& other) {
+            return platform::Equal(other->Der(), one->Der());
+        };
+        const bool fits = platform::SameCertificate(names, one->Info());
+        if (fits && std::ranges::none_of(candidates, same)) candidates.push_back(one);
+    }
+}
+
+enum class KeyFit { Made, Wrong, Unknown, Ambiguous };
+
+KeyFit TryKey(const Record& record, const platform::SignerInfo& signer, const Candidate& one) {
+    try {
+        record.signedBody->VerifyWith(signer, one->Info());
+        return KeyFit::Made;
+    } catch (const Error& error) {
+        if (IsCode(error, NTE_BAD_ALGID)) return KeyFit::Unknown;
+        return IsCode(error, CRYPT_E_AUTH_ATTR_MISSING) ? KeyFit::Ambiguous : KeyFit::Wrong;
+    }
+}
+
+// The serial number in a mark narrows the hash, never the other way round.
+bool Marks(const CertificateMark& mark, const Candidate& one) {
+    platform::Digest digest(mark.digestOid);
+    digest.Update(one->Der());
+    if (!platform::Equal(digest.Value(), mark.digest)) return false;
+    if (mark.serial.empty()) return true;
+    const auto own = platform::ViewOf(one->Info().SerialNumber);
+    return std::equal(mark.serial.begin(), mark.serial.end(), own.rbegin(), own.rend());
+}
+
+bool MarkedBy(const std::vector<CertificateMark>& marks, const Candidate& one) {
+    return std::ranges::all_of(marks, [&](const auto& mark) { return Marks(mark, one); });
+}
+
+// How one candidate answers, the best first.
+struct Trial {
+    Candidate candidate;
+    KeyFit key = KeyFit::Wrong;
+    bool marked = false;
+    [[nodiscard]] int Rank() const { return 2 * (key == KeyFit::Made ? 1 : 0) + (marked ? 1 : 0); }
+};
+
+class Search {
+  public:
+    Search(const Record& record, std::size_t index)
+        : record_(record), signer_(record.Signers()[index]) {}
+
+    void Run(const Surroundings& around, KnownCertificates& known, Identity& identity);
+
+  private:
+    void Try(const std::vector<Candidate>& from);
+    void Conclude(Identity& identity) const;
+    [[nodiscard]] bool Decided() const { return found_.candidate && found_.Rank() == 3; }
+
+    const Record& record_;
+    const platform::SignerInfo& signer_;
+    std::vector<CertificateMark> marks_;
+    std::vector<Candidate> candidates_;
+    std::size_t tried_ = 0;
+    Trial found_;
+};
+
+void Search::Try(const std::vector<Candidate>& from) {
+    AddFitting(signer_.signer, from, candidates_);
+    for (; tried_ < candidates_.size(); ++tried_) {
+        const Candidate& one = candidates_[tried_];
+        const Trial trial{one, TryKey(record_, signer_, one), MarkedBy(marks_, one)};
+        if (!found_.candidate || trial.Rank() > found_.Rank()) found_ = trial;
+    }
+}
+
+void Search::Run(const Surroundings& around, KnownCertificates& known, Identity& identity) {
+    try {
+        marks_ = MarksOf(signer_);
+        Try(around.Certificates());
+        if (!Decided()) Try(known.All());
+    } catch (const Error& error) {
+        const bool unknown = IsCode(error, NTE_BAD_ALGID);
+        identity.findings.Add(unknown ? Reason::AlgorithmUnknown : Reason::AttributeWrong,
+                              "signing certificate");
+    }
+    Conclude(identity);
+}
+
+void Search::Conclude(Identity& identity) const {
+    identity.candidates = candidates_.size();
+    identity.certificate = found_.candidate;
+    if (!found_.candidate) return identity.findings.Add(Reason::CertificateMissing);
+    identity.comparedWhole = !marks_.empty() && found_.marked;
+    if (!found_.marked) identity.findings.Add(Reason::CertificateDiffers);
+    switch (found_.key) {
+        case KeyFit::Made:
+            return;
+        case KeyFit::Unknown:
+            return identity.findings.Add(Reason::AlgorithmUnknown, signer_.signatureAlgorithm.oid);
+        case KeyFit::Ambiguous:
+            return identity.findings.Add(Reason::ContentAmbiguous);
+        case KeyFit::Wrong:
+            // Where the content or an attribute is at fault, no key would fit.
+            if (identity.findings.WorstOf(Check::Signature) == Verdict::Bad) return;
+            return identity.findings.Add(Reason::SignatureWrong);
+    }
+}
+
+}  // namespace
+
+const std::vector<std::shared_ptr<platform::Certificate>>& KnownCertificates::All() {
+    if (all_) return *all_;
+    all_.emplace();
+    for (const platform::Side side : {platform::Side::User, platform::Side::Machine}) {
+        for (const std::string& name : platform::SystemStoreNames(side)) {
+            const auto store = OpenSystemStore(side, name, platform::OpenMode::Existing);
+            for (const auto& one : store->Certificates()) all_->push_back(one);
+        }
+    }
+    return *all_;
+}
+
+Identity Identify(const Record& record, std::size_t index, const Surroundings& around,
+                  KnownCertificates& known) {
+    Identity identity;
+    const bool verifiable = CheckForm(record, record.Signers()[index], identity.findings);
+    Search(record, index).Run(around, known, identity);
+    if (!verifiable) {
+        // Without content, or with one that nobody can digest, no key was tried.
+        Findings own;
+        for (const Finding& finding : identity.findings.All()) {
+            if (finding.reason != Reason::SignatureWrong) own.Add(finding.reason, finding.detail);
+        }
+        identity.findings = std::move(own);
+    }
+    return identity;
+}
+
+void JudgeFitness(const platform::Certificate& certificate, Findings& findings) {
+    constexpr std::uint8_t kSigning = 0xC0;  // digitalSignature, nonRepudiation
+    const std::string subject = NameText(certificate.Info().Subject);
+    try {
+        const auto usage = platform::KeyUsageOf(certificate.Info());
+        if (usage && (usage->empty() || ((*usage)[0] & kSigning) == 0)) {
+            return findings.Add(Reason::NotForSigning, subject);
+        }
+    } catch (const Error&) {
+        return findings.Add(Reason::NotForSigning, subject);
+    }
+    const auto uses = platform::UsagesOf(certificate);
+    const auto other = [](const std::string& use) {
+        return std::ranges::find(kOtherUses, use) != std::end(kOtherUses);
+    };
+    if (uses && std::ranges::all_of(*uses, other)) findings.Add(Reason::NotForSigning, subject);
+}
+
+}  // namespace kestrelctl::message

@@ -1,0 +1,30 @@
+// Names of algorithms, and which of them no longer prove anything (docs/verdicts.md, "Strength").
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/base/ticks.h"
+#include "platform/certs/certificate.h"
+#include "platform/cms/model.h"
+
+namespace kestrelctl::message {
+
+// A name for people; empty when none is known.
+std::string AlgorithmName(std::string_view oid);
+
+struct KeyFacts {
+    std::string oid;
+    unsigned long bits = 0;  // 0: not known
+};
+KeyFacts KeyOf(const CERT_PUBLIC_KEY_INFO& info);
+
+// Why a digest, or a key of that length, proved nothing any more at `time`; none for what held.
+std::optional<std::string> WeaknessOfDigest(std::string_view oid, platform::Ticks time);
+std::optional<std::string> WeaknessOfKey(const KeyFacts& key, platform::Ticks time);
+// The digest under a certificate's own signature.
+std::optional<std::string> WeaknessOfIssue(const platform::Certificate& certificate,
+                                           platform::Ticks time);
+
+}  // namespace kestrelctl::message

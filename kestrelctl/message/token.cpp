@@ -1,0 +1,72 @@
+// Reading of what a time-stamp service says.
+#include "kestrelctl/message/token.h"
+
+#include "kestrelctl/message/attributes.h"
+#include "platform/base/error.h"
+#include "platform/der/records.h"
+#include "platform/der/values.h"
+
+namespace kestrelctl::message {
+namespace {
+
+using platform::Bytes;
+using platform::ByteView;
+namespace der = platform::der;
+
+constexpr std::uint8_t kGeneralizedTime = 0x18;
+
+bool HasCritical(ByteView extensions) {
+    for (const auto& extension : platform::ReadExtensions(extensions)) {
+        if (extension.critical) return true;
+    }
+    return false;
+}
+
+// An attribute that is damaged holds no stamp; whoever judges the signer tells.
+void AddStamps(const std::vector<Bytes>& attributes, const char* oid, StampOf of,
+               std::vector<StampPlace>& stamps) {
+    for (const Bytes& encoded : attributes) {
+        try {
+            const platform::AttributeView attribute = platform::ParseAttribute(encoded);
+            if (attribute.oid != oid) continue;
+            for (const Bytes& value : attribute.values) stamps.push_back({of, value});
+        } catch (const platform::Error&) {
+            continue;
+        }
+    }
+}
+
+}  // namespace
+
+StampFacts ReadTstInfo(ByteView encoded) {
+    StampFacts facts;
+    der::Cursor cursor = der::Inside(encoded, der::kSequence);
+    if (cursor.SmallInteger() != 1) throw platform::Error(CRYPT_E_ASN1_CORRUPT);
+    facts.policy = cursor.OidText();
+    der::Cursor imprint(cursor.Expect(der::kSequence).contents);
+    facts.imprintAlgorithm = platform::ParseAlgorithm(imprint.Expect(der::kSequence).whole);
+    facts.imprint = platform::Copy(imprint.Expect(der::kOctetString).contents);
+    imprint.ExpectEnd();
+    facts.serial = platform::Copy(cursor.Expect(der::kInteger).contents);
+    const platform::Ticks exact =
+        platform::TicksOf(platform::ReadTime(cursor.Expect(kGeneralizedTime)));
+    facts.time = exact - exact % platform::kTicksPerSecond;
+    // Accuracy, ordering, nonce and the service's name change no verdict.
+    while (!cursor.AtEnd()) {
+        const der::Item item = cursor.Next();
+        if (item.tag == der::ContextConstructed(1))
+            facts.criticalExtension = HasCritical(item.contents);
+    }
+    return facts;
+}
+
+std::vector<StampPlace> StampsOf(const platform::SignerInfo& signer) {
+    std::vector<StampPlace> stamps;
+    if (signer.signedAttributes) {
+        AddStamps(*signer.signedAttributes, kContentStampOid, StampOf::Content, stamps);
+    }
+    AddStamps(signer.unsignedAttributes, kSignatureStampOid, StampOf::Signature, stamps);
+    return stamps;
+}
+
+}  // namespace kestrelctl::message

@@ -1,0 +1,33 @@
+// What a time-stamp token says (RFC 3161 2.4.2).
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "kestrelctl/message/record.h"
+#include "platform/base/ticks.h"
+
+namespace kestrelctl::message {
+
+struct StampFacts {
+    platform::Ticks time = 0;  // rounded down to the second
+    std::string policy;
+    platform::Algorithm imprintAlgorithm;
+    platform::Bytes imprint;
+    platform::Bytes serial;  // big-endian
+    bool criticalExtension = false;
+};
+
+// From a TSTInfo. Throws CRYPT_E_ASN1_BADTAG, _EOD or _CORRUPT.
+StampFacts ReadTstInfo(platform::ByteView der);
+
+// The tokens in the attributes of a signer.
+enum class StampOf : std::uint8_t { Content, Signature, Token };
+struct StampPlace {
+    StampOf of;
+    platform::Bytes token;
+};
+const char* NameOf(StampOf of);  // the word for documents
+std::vector<StampPlace> StampsOf(const platform::SignerInfo& signer);
+
+}  // namespace kestrelctl::message

@@ -1,0 +1,505 @@
+"""`kestrelctl message`: verdicts over messages that lie, each built from parts, beside what the
+openssl command says of them; documents held against their schema."""
+
+import hashlib
+import json
+import os
+import re
+import shutil
+import subprocess
+import sys
+import unittest
+
+import evidence
+from authority import END, Authority, Web
+from evidence import (AUTHORITY, CONTENT_STAMP, DAY, HOUR, NOW, SIGNATURE_STAMP, SIGNING,
+                      STAMPING, Party, Shop, basics, digest_attribute, key_identifier, key_usage,
+                      message, moment, signer, stamp)
+from kestrel_case import KESTRELCTL, KestrelCase
+from tokens import (MESSAGE_DIGEST, attribute, der, elements, octets, oid, response, sequence,
+                    take)
+
+try:
+    import jsonschema
+except ImportError:
+    sys.exit("python3-jsonschema is not installed")
+
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+CONTENT = b"what was signed\n"
+SHA512 = "2.16.840.1.101.3.4.2.3"
+
+
+class MessageCase(KestrelCase):
+    def setUp(self):
+        super().setUp()
+        self.shop = Shop(self.folder)
+        self.root = Party(self.shop, "Root", uses=AUTHORITY)
+        self.ann = Party(self.shop, "Ann", self.root, uses=SIGNING)
+        self.clock = Party(self.shop, "Clock", self.root, uses=STAMPING)
+        self.clean = self.root.revoke()
+        self.write("root.cer", self.root.certificate)
+        self.ctl("trust", "root.cer")
+        self.openssl("x509", "-in", "root.cer", "-out", "root.pem")
+        with open(os.path.join(ROOT, "docs/verdicts.schema.json"), encoding="ascii") as file:
+            schema = json.load(file)
+        jsonschema.Draft7Validator.check_schema(schema)
+        self.schemas = {kind: jsonschema.Draft7Validator(
+            {**schema, "anyOf": [{"$ref": f"#/definitions/{kind}"}]}) for kind in ("verify", "show")}
+
+    def run_message(self, verb, *words):
+        return subprocess.run([KESTRELCTL, "message", verb, *words], cwd=self.folder, env=self.env,
+                              capture_output=True, timeout=60, check=False)
+
+    def documents(self, verb, *words, line="--json"):
+        """Exit status and the documents that were printed, each of which keeps to the schema."""
+        done = self.run_message(verb, *words, line)
+        self.assertEqual(done.stderr, b"", words)
+        texts = done.stdout.splitlines() if line == "--jsonl" else [done.stdout]
+        found = [json.loads(text) for text in texts]
+        for document in found:
+            faults = [error.message for error in self.schemas[verb].iter_errors(document)]
+            self.assertEqual(faults, [], document)
+        return done.returncode, found
+
+    # ---- parts -------------------------------------------------------------------
+
+    def signed(self, *signers, who=(), lists=None, content=CONTENT, digests=(evidence.SHA256,)):
+        """With Ann's certificate and a list on which nobody stands, unless told otherwise."""
+        return message(content, signers or [signer(self.ann, CONTENT)],
+                       [one.certificate for one in who or [self.ann]],
+                       [self.clean] if lists is None else lists, digests=digests)
+
+    def stamped(self, when=NOW - HOUR, who=None, service=None, lists=None, covered=None, **token):
+        """Signed by Ann, or by `who`, and stamped over the signature."""
+        who = who or self.ann
+        def stamps(signature):
+            made = stamp(service or self.clock, covered or signature, when, **token)
+            return [attribute(SIGNATURE_STAMP, made)]
+        return self.signed(signer(who, CONTENT, unsigned=stamps), who=[who], lists=lists)
+
+    def party(self, *words, **more):
+        return Party(self.shop, *words, **{"uses": SIGNING, **more})
+
+
+class Verdicts(MessageCase):
+    def strangers(self):
+        """Who signed is told by names; whoever chooses names must come to nothing."""
+        ann, root = self.ann, self.root
+        false_root = self.party("Root", uses=AUTHORITY)
+        eve = self.party("Ann", false_root, number=ann.number)
+        renewed = self.party("Ann", root, key=ann.key)
+        namesake = self.party("Ann", root, number=ann.number)
+        borrowed = hashlib.sha1(b"Ann's key").digest()
+        keyed = self.party("Ann Key", root, uses=[*SIGNING, key_identifier(borrowed)])
+        thief = self.party("Thief", root, uses=[*SIGNING, key_identifier(borrowed)])
+        by_key = {"sid": der(0x80, borrowed)}
+        by_eve = signer(eve, CONTENT)
+        return [
+            ("forged issuer and serial", self.signed(by_eve, who=[eve]), "bad",
+             "chain-signature", False),
+            ("forged, her own root inside", self.signed(by_eve, who=[eve, false_root]),
+             "indeterminate", "root-untrusted", False),
+            ("forged, the true one first", self.signed(by_eve, who=[ann, eve]), "bad",
+             "chain-signature", False),
+            ("true, the forged one first", self.signed(who=[eve, ann]), "good", None, None),
+            ("true, the forged one behind", self.signed(who=[ann, eve]), "good", None, True),
+            ("two of one serial, the second's", self.signed(signer(namesake, CONTENT),
+                                                           who=[ann, namesake]), "good", None, None),
+            ("named whole", self.signed(signer(ann, CONTENT, [ann.mark()])), "good", None, True),
+            ("another certificate of one key", self.signed(signer(ann, CONTENT, [renewed.mark()])),
+             "bad", "certificate-differs", None),
+            ("named whole, and forged", self.signed(signer(eve, CONTENT, [ann.mark()]),
+                                                    who=[eve, ann]), "bad", "certificate-differs",
+             False),
+            ("key identifier", self.signed(signer(keyed, CONTENT, **by_key), who=[keyed]), "good",
+             None, True),
+            ("somebody else's key identifier", self.signed(signer(thief, CONTENT, **by_key),
+                                                           who=[keyed]), "bad", "signature-wrong",
+             False),
+            ("an identifier of two", self.signed(signer(keyed, CONTENT, **by_key),
+                                                 who=[thief, keyed]), "good", None, None),
+            ("nobody's certificate", self.signed(who=[root]), "indeterminate",
+             "certificate-missing", False),
+            ("self-made", self.signed(signer(false_root, CONTENT), who=[false_root]), "bad",
+             "not-for-signing", False),
+        ]
+
+    def shapes(self):
+        """Faults of the message alone."""
+        ann = self.ann
+        attributes = sorted(basics(CONTENT))
+        twin = digest_attribute(b"other")
+        times = [attribute(evidence.SIGNING_TIME, moment(NOW - t)) for t in (0, 99)]
+        broken = signer(ann, CONTENT)
+        as_content = der(0x31, *attributes)
+        exchanged = signer(ann, as_content, bare=True)
+        return [
+            ("good", self.signed(), "good", None, True),
+            ("no signed attributes", self.signed(signer(ann, CONTENT, bare=True)), "good", None, True),
+            ("other content", self.signed(content=b"changed"), "bad", "content-changed", False),
+            ("other content, bare", self.signed(signer(ann, CONTENT, bare=True), content=b"changed"),
+             "bad", "signature-wrong", False),
+            ("a bit of the signature", self.signed(broken[:-1] + bytes([broken[-1] ^ 1])), "bad",
+             "signature-wrong", False),
+            ("digest twice", self.signed(signer(ann, CONTENT, [twin])), "bad", "attribute-twice",
+             False),
+            ("two values of one digest", self.signed(signer(ann, CONTENT, attributes=[
+                basics(CONTENT)[0], attribute(MESSAGE_DIGEST, *[octets(hashlib.sha256(c).digest())
+                                                                for c in (b"", CONTENT)])])),
+             "bad", "attribute-twice", False),
+            ("signing time twice", self.signed(signer(ann, CONTENT, times)), "bad",
+             "attribute-twice", None),
+            ("no digest", self.signed(signer(ann, CONTENT, attributes=attributes[:1])), "bad",
+             "attribute-wrong", False),
+            ("another type", self.signed(signer(ann, CONTENT, content_type="1.2.3")), "bad",
+             "attribute-wrong", None),
+            ("an unsigned signing time", self.signed(signer(
+                ann, CONTENT, unsigned=lambda _: times[:1])), "bad", "attribute-wrong", None),
+            ("attributes as content", self.signed(exchanged, content=as_content), "bad",
+             "content-ambiguous", None),
+            ("nobody", message(CONTENT, [], [ann.certificate]), "bad", "no-signer", False),
+            ("certificates", message(None, [], [ann.certificate]), "bad", "no-signer", False),
+            ("not here", self.signed(content=None), "indeterminate", "no-content", False),
+            ("SHA-1", self.signed(signer(ann, CONTENT, digest="sha1"), digests=[evidence.SHA1]),
+             "indeterminate", "weak-algorithm", None),
+            ("another digest than announced", self.signed(digests=[SHA512]), "indeterminate",
+             "algorithm-unknown", None),
+            ("text", b"plain text", "bad", "malformed", False),
+            ("nothing", b"", "bad", "cut-short", False),
+            ("another type of message", sequence(oid("1.2.3.4")), "bad", "malformed", False),
+            ("octets behind", self.signed() + b"\0", "bad", "malformed", None),
+            ("one part", b'Content-Type: multipart/signed;\n boundary="x"\n\n--x\nA: b\n\n--x--\n',
+             "bad", "malformed", None),
+        ]
+
+    def certificates(self):
+        """Chains, and the time that counts."""
+        ann, root = self.ann, self.root
+        gone = self.party("Gone", root, end=NOW - DAY)
+        early = self.party("Early", root, start=NOW + DAY)
+        lock = self.party("Lock", root, uses=[key_usage(0x20)])
+        server = self.party("Server", root, uses=[evidence.extension(
+            "2.5.29.37", sequence(oid("1.3.6.1.5.5.7.3.1")))])
+        lost = self.party("Lost", self.party("Nobody", uses=AUTHORITY))
+        before, after = NOW - 2 * HOUR, NOW - HOUR // 2
+        def by(who, **more):
+            return self.signed(signer(who, CONTENT), who=[who], **more)
+        return [
+            ("revoked", self.signed(lists=[root.revoke((ann, before))]), "bad", "revoked", None),
+            ("revoked before the stamp", self.stamped(lists=[root.revoke((ann, before))]), "bad",
+             "revoked", None),
+            ("revoked after the stamp", self.stamped(lists=[root.revoke((ann, after))]), "good",
+             None, None),
+            ("no list", self.signed(lists=[]), "indeterminate", "revocation-unknown", None),
+            ("expired", by(gone), "indeterminate", "expired", False),
+            ("expired before the stamp", self.stamped(who=gone), "indeterminate", "expired", None),
+            ("expired after the stamp", self.stamped(NOW - 2 * DAY, gone), "good", None, None),
+            ("not yet", by(early), "indeterminate", "not-yet-valid", False),
+            ("not for signing", by(lock), "bad", "not-for-signing", None),
+            ("for servers", by(server), "bad", "not-for-signing", None),
+            ("no issuer", by(lost), "indeterminate", "chain-incomplete", False),
+            ("issued by no authority", by(self.party("Below", ann)), "indeterminate",
+             "chain-incomplete", False),
+        ]
+
+    def stamps(self):
+        """Tokens in the signature's unsigned attributes; each good twin is among the others."""
+        uses = STAMPING[:1]
+        plain = self.party("Plain", self.root)
+        more = self.party("More", self.root, uses=[evidence.extension("2.5.29.37", sequence(
+            oid("1.3.6.1.5.5.7.3.8"), oid("1.3.6.1.5.5.7.3.3")))])
+        stranger = self.party("Stranger", uses=AUTHORITY)
+        foreign = self.party("Foreign", stranger, uses=uses)
+        later = lambda info: re.sub(rb"\x18\x0f\d{8}", lambda m: m[0][:2] + b"20260101", info)
+        false_root = self.party("Root", uses=AUTHORITY)
+        lie = self.stamped(service=self.party("Clock", false_root, number=self.clock.number, uses=uses))
+        return [
+            ("stamped", self.stamped(), "good", None, True),
+            ("of other content", self.stamped(covered=b"other"), "bad", "stamp-imprint", False),
+            ("a forged time", self.stamped(forge=later), "bad", "stamp-signature", False),
+            ("not trusted", self.stamped(service=foreign), "indeterminate", "stamp-untrusted", False),
+            ("the service's names", lie, "bad", "stamp-chain", False),
+            ("names no certificate", self.stamped(mark=False), "bad", "stamp-certificate", False),
+            ("no service", self.stamped(service=plain), "bad", "stamp-usage", False),
+            ("more uses", self.stamped(service=more), "bad", "stamp-usage", None),
+            ("of tomorrow", self.stamped(NOW + DAY), "bad", "stamp-future", None),
+            ("before the service began", self.stamped(NOW - 301 * DAY), "indeterminate",
+             "stamp-expired", None),
+            ("a revoked service", self.stamped(lists=[self.root.revoke((self.clock, NOW - 99))]),
+             "bad", "stamp-revoked", None),
+            ("another algorithm", self.stamped(named="1.2.3.4"), "indeterminate", "stamp-algorithm",
+             None),
+            ("an old imprint", self.stamped(hashed="sha1", named=evidence.SHA1), "indeterminate",
+             "stamp-weak", None),
+            ("no token", self.signed(signer(self.ann, CONTENT, unsigned=lambda _: [
+                attribute(SIGNATURE_STAMP, octets(b"x"))])), "bad", "stamp-malformed", None),
+            ("two, one of other content", self.signed(signer(self.ann, CONTENT, unsigned=lambda s: [
+                attribute(SIGNATURE_STAMP, stamp(self.clock, c, NOW - HOUR)) for c in (s, b"")])),
+             "bad", "stamp-imprint", None),
+        ]
+
+    def stamp_by_openssl(self, encoded):
+        """What `openssl ts` says of the token in a message, taken out by its head."""
+        start = encoded.index(oid(SIGNATURE_STAMP)) + len(oid(SIGNATURE_STAMP))
+        token = elements(take(encoded[start:])[1])[0][2]
+        signature = re.search(rb"\x30\x0a\x06\x08\x2a\x86\x48\xce\x3d\x04\x03\x02\x04(.)", encoded, re.S)
+        self.write("token", token)
+        self.write("value", encoded[signature.end():signature.end() + signature[1][0]])
+        return self.openssl("ts", "-verify", "-in", "token", "-token_in", "-data", "value",
+                            "-CAfile", "root.pem", status=None)[0] == 0
+
+    def test_rows(self):
+        for table in (self.strangers, self.shapes, self.certificates, self.stamps):
+            for title, encoded, verdict, reason, other in table():
+                with self.subTest(title):
+                    self.write("m", encoded)
+                    status, (document,) = self.documents("verify", "m")
+                    self.assertEqual((document["verdict"], document["reason"]), (verdict, reason),
+                                     document["findings"])
+                    self.assertEqual(status, {"good": 0, "bad": 1, "indeterminate": 3}[verdict])
+                    if other is None:
+                        continue
+                    if table == self.stamps:
+                        said = self.stamp_by_openssl(encoded)
+                    else:
+                        said = self.openssl("cms", "-verify", "-binary", "-inform", "DER", "-in", "m",
+                                            "-CAfile", "root.pem", "-purpose", "any", "-out",
+                                            "plain", status=None)[0] == 0
+                    self.assertEqual(said, other, "openssl")
+
+    def test_whatever_is_cut_or_flipped_is_never_good(self):
+        whole = self.stamped()
+        names = []
+        for at in range(0, len(whole), 23):
+            names += [f"cut{at}", f"bit{at}"]
+            self.write(names[-2], whole[:at])
+            self.write(names[-1], whole[:at] + bytes([whole[at] ^ 0x10]) + whole[at + 1:])
+        _, found = self.documents("verify", *names, line="--jsonl")
+        self.assertEqual([d["file"] for d in found], names)
+        cut = {d["reason"] for d in found if d["file"].startswith("cut")}
+        self.assertEqual(cut, {"cut-short"})
+        # What the list of revocations and a token's own certificates say is signed elsewhere.
+        good = [d["file"] for d in found if d["verdict"] == "good"]
+        self.assertEqual(good, [])
+
+
+class Uses(MessageCase):
+    def verify(self, *words):
+        status, (document,) = self.documents("verify", *words)
+        return status, document
+
+    def test_demands(self):
+        bob = self.party("Bob", self.root)
+        eve = self.party("Eve", self.party("Elsewhere", uses=AUTHORITY))
+        both = [signer(who, CONTENT) for who in (self.ann, eve)]
+        self.write("m", self.signed(*both, who=[self.ann, eve]))
+        self.write("ann.cer", self.ann.certificate)
+        self.write("bob.cer", bob.certificate)
+        sha1 = hashlib.sha1(self.ann.certificate).hexdigest()
+        sha256 = hashlib.sha256(self.ann.certificate).hexdigest()
+        rows = [
+            ([], 0, None), (["--all"], 3, "chain-incomplete"), (["--signer", "Ann"], 0, None),
+            (["--signer", "CN=ann"], 0, None), (["--signer", sha1], 0, None),
+            (["--signer", ":".join(sha256[i:i + 2] for i in range(0, 64, 2)).upper()], 0, None),
+            (["--signer", sha1[:12]], 1, "signer-missing"), (["--signer", "An"], 1, "signer-missing"),
+            (["--signer", "ann.cer"], 0, None), (["--signer", "bob.cer"], 1, "signer-missing"),
+            (["--signer", "Eve"], 3, "chain-incomplete"),
+            (["--signer", "Ann", "--signer", "Bob"], 1, "signer-missing"),
+            (["--signer", "Ann", "--all"], 3, "chain-incomplete"),
+            (["--signer", "Ann", "--at", "2001-01-01"], 3, "not-yet-valid"),
+        ]
+        for words, status, reason in rows:
+            with self.subTest(words):
+                code, document = self.verify("m", *words)
+                self.assertEqual((code, document["reason"]), (status, reason))
+
+    def test_files_beside(self):
+        self.write("m.sgn", self.signed(content=None))
+        self.write("m", CONTENT)
+        self.write("other", b"other")
+        self.write("whole.sgn", self.signed())
+        self.write("whole", b"something else")
+        os.mkdir(self.path("kept"))
+        shutil.copy(self.path("m.sgn"), self.path("kept/other.sgn"))
+        rows = [
+            (["m"], "good", None, "m"), (["m.sgn"], "good", None, "m"),
+            (["m.sgn", "--content", "other"], "bad", "content-changed", "other"),
+            (["other", "--dir", "kept"], "bad", "content-changed", "other"),
+            (["m", "--dir", "kept"], "indeterminate", "cannot-read", None),
+            (["whole"], "indeterminate", "content-inside", None),
+            (["whole.sgn"], "good", None, None),
+            (["m.sgn", "--content", "nowhere"], "indeterminate", "cannot-read", "nowhere"),
+        ]
+        for words, verdict, reason, content in rows:
+            with self.subTest(words):
+                _, document = self.verify(*words)
+                self.assertEqual((document["verdict"], document["reason"], document["contentFile"]),
+                                 (verdict, reason, content))
+        status, found = self.documents("verify", "m", "whole.sgn", "nowhere", line="--jsonl")
+        self.assertEqual((status, [d["verdict"] for d in found]), (3, ["good", "good",
+                                                                      "indeterminate"]))
+
+    def test_content_goes_out_when_it_is_good(self):
+        self.write("good", self.signed())
+        self.write("bad", self.signed(content=b"changed"))
+        self.write("kept", b"before")
+        os.chmod(self.path("kept"), 0o640)
+        os.mkfifo(self.path("pipe"))
+        for file, out, status, after in [("bad", "kept", 1, b"before"), ("bad", "new", 1, None),
+                                         ("good", "kept", 0, CONTENT), ("good", "new", 0, CONTENT)]:
+            with self.subTest((file, out)):
+                before = set(os.listdir(self.folder))
+                code, document = self.verify(file, "--output", out)
+                self.assertEqual((code, document["output"]), (status, None if status else out))
+                self.assertEqual(self.read(out) if os.path.exists(self.path(out)) else None, after)
+                self.assertLessEqual(set(os.listdir(self.folder)), before | {out})
+        self.assertEqual(os.stat(self.path("kept")).st_mode & 0o777, 0o640)
+        done = self.run_message("verify", "good", "--output", "pipe")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn(b"could wait for the verdict", done.stderr)
+
+    def test_stamps_of_other_kinds(self):
+        content = stamp(self.clock, CONTENT, NOW - HOUR, hashed="sha512", named=SHA512)
+        more = [attribute(CONTENT_STAMP, content)]
+        token = stamp(self.clock, CONTENT, NOW - HOUR, lists=[self.clean])
+        files = {"m": self.signed(signer(self.ann, CONTENT, more)), "in": CONTENT, "t": token,
+                 "r": response(0, token), "no": response(2, text="no"),
+                 "wrong": self.signed(signer(self.ann, b"x", more), content=b"x")}
+        for file, octets_of in files.items():
+            self.write(file, octets_of)
+        rows = [(["m"], "good", None), (["wrong"], "bad", "stamp-imprint"),
+                (["t", "--content", "in"], "good", None), (["t"], "indeterminate", "no-content"),
+                (["t", "--content", "m"], "bad", "stamp-imprint"),
+                (["r", "--content", "in", "--signer", "Clock"], "good", None),
+                (["no"], "bad", "not-signed")]
+        for words, verdict, reason in rows:
+            with self.subTest(words):
+                _, document = self.verify(*words)
+                self.assertEqual((document["verdict"], document["reason"]), (verdict, reason))
+        _, document = self.verify("m")  # a stamp below the signature proves no later time
+        self.assertEqual(document["signers"][0]["timeSource"], "now")
+
+    def test_mail(self):
+        self.write("in", b"one\ntwo\n\nthree")
+        self.make_certificate("rsa", "rita")
+        self.ctl("trust", "rita.pem")
+        self.openssl("cms", "-sign", "-text", "-in", "in", "-signer", "rita.pem", "-inkey",
+                     "rita.key", "-out", "m")
+        mail = self.read("m")
+        boundary = re.search(rb'boundary="(.*)"', mail)[1]
+        signed = b"Content-Type: text/plain\r\n\r\none\r\ntwo\r\n\r\nthree"
+        rows = [
+            ("as it is", mail, None), ("with line feeds", mail.replace(b"\r\n", b"\n"), None),
+            ("as sent", mail.replace(b"\r\n", b"\n").replace(b"\n", b"\r\n"), None),
+            ("no quotation marks", mail.replace(b'"' + boundary + b'"', boundary), None),
+            ("a far second part", mail.replace(b"--" + boundary, b"-" * 99999 + b"\n--" + boundary, 1),
+             None),
+            ("altered", mail.replace(b"two", b"tvo"), "content-changed"),
+            ("another header", mail.replace(b"text/plain", b"text/html"), "content-changed"),
+            ("a third part", mail.replace(b"one", b"one\r\n--" + boundary), "malformed"),
+            ("cut", mail[:-len(boundary) - 9], "malformed"),
+        ]
+        for title, text, reason in rows:
+            with self.subTest(title):
+                self.write("m", text)
+                _, document = self.verify("m", "--output", "out")
+                self.assertEqual(document["reason"], reason)
+                if reason is None:
+                    self.assertEqual(self.read("out"), signed)
+                said = self.openssl("cms", "-verify", "-in", "m", "-CAfile", "rita.pem", "-purpose",
+                                    "any", "-out", "plain", status=None)[0] == 0
+                self.assertEqual(said, reason is None)
+
+    def test_bad_command_lines(self):
+        self.write("m", self.signed())
+        for words in (["m", "m", "--json"], ["m", "--json", "--jsonl"], ["m", "m", "--output", "o"],
+                      ["m", "--at", "soon"], ["m", "--signer", ""], ["m", "--content", "m", "--dir", "."], []):
+            with self.subTest(words):
+                done = self.run_message("verify", *words)
+                self.assertEqual((done.returncode, done.stdout), (2, b""), done.stderr)
+
+
+class Run(MessageCase):
+    def test_many_files_ask_each_address_once(self):
+        web = Web()
+        self.addCleanup(web.close)
+        authority = Authority(self, web, "published")
+        authority.publish()
+        self.ctl("trust", "published.pem")
+        files = []
+        for i in range(5):
+            points = authority.points() + ("crlDistributionPoints=URI:" + web.address("gone.crl")
+                                           + "\n" if i > 2 else "")
+            name = authority.issue(f"s{i}", END + points)
+            for j in range(2):
+                self.openssl("cms", "-sign", "-binary", "-nodetach", "-in", "root.cer", "-signer",
+                             name + ".pem", "-inkey", name + ".key", "-outform", "DER", "-out",
+                             f"{name}-{j}")
+                files.append(f"{name}-{j}")
+        def words(*options):
+            status, found = self.documents("verify", *files, *options, line="--jsonl")
+            return status, [d["reason"] for d in found]
+        unknown = "revocation-unknown"
+        self.assertEqual(words("--offline"), (3, [unknown] * 10))
+        self.assertEqual(web.asked, [])
+        self.assertEqual(words(), (3, [None] * 6 + [unknown] * 4))
+        self.assertEqual(sorted(web.asked), ["/gone.crl", "/published.crl"])
+        self.assertEqual(words("--offline"), (3, [None] * 6 + [unknown] * 4))
+
+    def test_pages_agree(self):
+        with open(os.path.join(ROOT, "docs/verdicts.md"), encoding="utf-8") as file:
+            page = file.read()
+        told = re.findall(r"^\| `([a-z-]+)` \| (?:bad|indeterminate) \|", page, re.M)
+        schema = self.schemas["verify"].schema["definitions"]
+        self.assertEqual(told, schema["reason"]["enum"])
+        example = json.loads(re.search(r"^```json\n(.*?)^```", page, re.M | re.S)[1])
+        self.assertTrue(self.schemas["verify"].is_valid(example))
+
+
+class Shown(MessageCase):
+    def test_kinds_and_forms(self):
+        self.write("in", CONTENT)
+        self.make_certificate("rsa", "rita")
+        self.openssl("crl2pkcs7", "-nocrl", "-certfile", "rita.pem", "-outform", "DER", "-out", "c.p7")
+        self.write("token", stamp(self.clock, CONTENT, NOW))
+        self.write("answer", response(0, self.read("token")))
+        key = ["-secretkey", "00112233445566778899aabbccddeeff"]
+        kinds = {
+            "enveloped": ["-encrypt", "-in", "in", "-aes256", "rita.pem"],
+            "authenticated-enveloped": ["-encrypt", "-in", "in", "-aes-256-gcm", "rita.pem"],
+            "encrypted": ["-EncryptedData_encrypt", "-in", "in", "-aes128", *key],
+            "digested": ["-digest_create", "-in", "in"], "data": ["-data_create", "-in", "in"],
+            "signed": ["-sign", "-in", "in", "-nodetach", "-signer", "rita.pem", "-inkey", "rita.key"],
+        }
+        rows = [("c.p7", "certificates", "DER"), ("token", "time-stamp-token", "DER"),
+                ("answer", "time-stamp-response", "DER")]
+        for kind, words in kinds.items():
+            for form, option in (("DER", []), ("PEM", []), ("S/MIME", []), ("DER", ["-stream"])):
+                file = f"{kind}-{len(rows)}"
+                self.openssl("cms", *words[:1], "-binary", "-outform", form.replace("/", ""), *option,
+                             "-out", file, *words[1:])
+                rows.append((file, kind, form))
+        self.openssl("base64", "-in", rows[3][0], "-out", "text")
+        rows.append(("text", "enveloped", "BASE64"))
+        for file, kind, form in rows:
+            with self.subTest((file, kind, form)):
+                status, (document,) = self.documents("show", file)
+                self.assertEqual((status, document["kind"], document["form"]), (0, kind, form))
+                self.assertEqual(document["size"], os.path.getsize(self.path(file)))
+                self.assertIn(f"kind: {kind}\n".encode(), self.run_message("show", file).stdout)
+        _, (document,) = self.documents("show", "enveloped-3")
+        self.assertEqual(document["recipients"][0]["identifier"]["issuer"], "CN=rita")
+        self.assertEqual(document["content"]["algorithm"]["name"], "AES-256-CBC")
+
+    def test_strangers_text_is_escaped(self):
+        eve = self.party('</script>"\x1b[2J\u202e<b>', self.root)
+        self.write("m", self.signed(signer(eve, CONTENT), who=[eve]))
+        for words in (["show", "m"], ["verify", "m"], ["verify", "m", "--jsonl"], ["show", "m", "--json"]):
+            with self.subTest(words):
+                shown = self.run_message(*words).stdout
+                self.assertNotRegex(shown, b"[\x00-\x09\x0b-\x1f\x7f]")
+                self.assertNotIn("\u202e".encode(), shown)
+
+
+if __name__ == "__main__":
+    unittest.main()
