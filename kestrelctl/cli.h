@@ -1,7 +1,9 @@
 // The command line of kestrelctl: a table of commands, options by their long names.
 #pragma once
 
+#include <initializer_list>
 #include <map>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -22,6 +24,16 @@ class UsageError : public std::runtime_error {
 class Failure : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
+};
+
+// The exit status of a command that has said everything by itself.
+class ExitStatus : public std::exception {
+  public:
+    explicit ExitStatus(int value) : value_(value) {}
+    [[nodiscard]] int Value() const { return value_; }
+
+  private:
+    int value_;
 };
 
 // The words of one command line behind the command's own.
@@ -56,11 +68,17 @@ struct Command {
     std::size_t least;
     std::size_t most;
     const char* help;
-    std::vector<Option> options;
+    std::initializer_list<Option> options;
     void (*run)(const Arguments&);
+    std::string (*moreHelp)() = nullptr;  // what a table tells, behind `help`
 };
 
+// "kestrelctl store list [NAME] [--json] ..."
+std::string Synopsis(const Command& command);
+// What a group of commands is about; for the empty name, the tool.
+const char* PurposeOf(std::string_view group);
+
 // Parses the line, prints help or runs the command. Returns the exit status.
-int Run(const std::vector<Command>& commands, int count, char** words);
+int Run(std::span<const Command> commands, int count, char** words);
 
 }  // namespace kestrelctl
