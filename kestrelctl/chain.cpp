@@ -116,7 +116,7 @@ Found CertificateNamed(const std::string& name) {
     return IsFile(name) ? InFile(name) : ByThumbprint(PlainHex(name));
 }
 
-// "2026-11-21", with " 02:20" and ":00" behind it or not; UTC.
+// "2026-11-21", with "T02:20" and ":00" behind it or not, a blank for the T; UTC.
 FILETIME TimeNamed(const std::string& text) {
     SYSTEMTIME time{};
     char separator = ' ';
@@ -129,7 +129,8 @@ FILETIME TimeNamed(const std::string& text) {
         end != 0 && (rest.empty() || rest == "Z") && (separator == ' ' || separator == 'T');
     FILETIME moment{};
     if (!shaped || !SystemTimeToFileTime(&time, &moment)) {
-        throw UsageError("'--at' needs a time such as \"2026-11-21 02:20:00\", not '" + text + "'");
+        throw UsageError("'--at' needs a time such as \"2026-11-21T02:20:00Z\", not '" + text +
+                         "'");
     }
     return moment;
 }
@@ -145,7 +146,8 @@ bool ForStamps(const Arguments& arguments) {
 // ---- showing -------------------------------------------------------------------
 
 void PrintPath(const platform::Path& path, bool json) {
-    Listing listing({"subject", "thumbprint", "status", "revocation", "source", "age", "until"});
+    Listing listing({"subject", "thumbprint", "status", "revocation", "source", "age", "until"},
+                    {"thumbprint", "age", "until"});
     for (std::size_t i = 0; i < path.links.size(); ++i) {
         const platform::Link& link = path.links[i];
         const bool last = i + 1 == path.links.size();
@@ -187,7 +189,7 @@ void Chain(const Arguments& arguments) {
 }
 
 void CacheList(const Arguments& arguments) {
-    Listing listing({"kind", "address", "state", "until", "age", "size"});
+    Listing listing({"kind", "address", "state", "until", "age", "size"}, {"size", "age"});
     for (const auto& [answer, size] : platform::KeptAnswers(arguments.Side())) {
         const bool over = platform::CurrentTicks() >= answer.until;
         const std::string why(answer.body.begin(), answer.body.end());

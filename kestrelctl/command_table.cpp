@@ -45,7 +45,8 @@ constexpr Command kCommands[] = {
     {"identity", "list", "", 0, 0,
      "Lists the key containers and their certificates.\n\n"
      "The last column tells what an identity lacks: a key, a certificate, its place in \"My\",\n"
-     "or, for a certificate that leads to a key, the container.",
+     "or, for a certificate that leads to a key, the container; and whether the certificate\n"
+     "expires within 30 days.",
      {kJson, kMachine}, IdentityList},
     {"identity", "export", "NAME FILE.p12", 2, 2,
      "Writes a container's key, its certificate and their issuers as a PKCS #12 file.\n\n"
@@ -90,7 +91,8 @@ constexpr Command kCommands[] = {
      "file, or \"-\" for standard output; install the answer with kestrel -instcert.",
      {kPin, kForce, kMachine}, RequestRenew},
     {"store", "list", "[NAME]", 0, 1,
-     "Lists the stores, or the certificates of one.\n",
+     "Lists the stores, or the certificates of one.\n\n"
+     "The last column tells which certificates expire within 30 days.",
      {kJson, kMachine}, StoreList},
     {"store", "show", "NAME", 1, 1,
      "Shows the certificates and CRLs of a store in full.\n",
@@ -116,7 +118,7 @@ constexpr Command kCommands[] = {
      "CERTIFICATE is a file; THUMBPRINT the beginning of one in any store. The source of each\n"
      "revocation answer is shown with its age. Exit status 1: the chain is bad.",
      {{"purpose", "any|stamp", "what it is for; 'stamp': a time-stamp service"},
-      {"at", "TIME", "judge it for that time (UTC), such as \"2026-11-21 02:20:00\""},
+      {"at", "TIME", "judge it for that time (UTC), such as \"2026-11-21T02:20:00Z\""},
       kJson},
      Chain},
     {"cache", "list", "", 0, 0,

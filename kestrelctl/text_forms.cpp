@@ -9,6 +9,8 @@
 namespace kestrelctl {
 namespace {
 
+constexpr platform::Ticks kDaysOfWarning = 30;
+
 std::string DigestText(const char* algorithm, platform::ByteView der) {
     platform::Digest digest(algorithm);
     digest.Update(der);
@@ -30,9 +32,20 @@ std::string TimeText(const FILETIME& time) {
     SYSTEMTIME parts{};
     if (!FileTimeToSystemTime(&time, &parts)) return "?";
     char text[64];
-    std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", parts.wYear, parts.wMonth,
+    std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02dZ", parts.wYear, parts.wMonth,
                   parts.wDay, parts.wHour, parts.wMinute, parts.wSecond);
     return text;
+}
+
+std::string ExpiryText(const FILETIME& notAfter) {
+    const platform::Ticks now = platform::CurrentTicks();
+    const platform::Ticks end = platform::TicksOf(notAfter);
+    if (end < now) return "expired";
+    const platform::Ticks days = (end - now) / kTicksOfADay;
+    if (days >= kDaysOfWarning) return {};
+    return days == 0   ? "expires within a day"
+           : days == 1 ? "expires in 1 day"
+                       : "expires in " + std::to_string(days) + " days";
 }
 
 std::string SerialText(const CRYPT_INTEGER_BLOB& serial) {
