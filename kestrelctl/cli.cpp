@@ -228,18 +228,6 @@ int Dispatch(std::span<const Command> commands, int count, char** words) {
     return count < 2 ? 2 : 0;
 }
 
-std::string Describe(const platform::Error& error) {
-    const char* text = platform::SystemText(error.Code(), false);
-    std::string message = text != nullptr ? text : "unknown error";
-    if (!error.Detail().empty()) {
-        if (message.ends_with('.')) message.pop_back();
-        message += ": " + error.Detail();
-    }
-    char code[16];
-    std::snprintf(code, sizeof code, " (0x%X)", static_cast<unsigned>(error.Code()));
-    return message + code;
-}
-
 }  // namespace
 
 const char* PurposeOf(std::string_view group) {
@@ -259,6 +247,18 @@ std::string Synopsis(const Command& command) {
         text += "]";
     }
     return text;
+}
+
+std::string Describe(const platform::Error& error) {
+    const char* text = platform::SystemText(error.Code(), false);
+    std::string message = text != nullptr ? text : "unknown error";
+    if (!error.Detail().empty()) {
+        if (message.ends_with('.')) message.pop_back();
+        message += ": " + error.Detail();
+    }
+    char code[16];
+    std::snprintf(code, sizeof code, " (0x%X)", static_cast<unsigned>(error.Code()));
+    return message + code;
 }
 
 std::string Arguments::Get(std::string_view option, const std::string& fallback) const {

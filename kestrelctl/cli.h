@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "kestrelctl/output.h"
+#include "platform/base/error.h"
 #include "platform/base/home.h"
 
 namespace kestrelctl {
@@ -72,6 +73,9 @@ struct Command {
     void (*run)(const Arguments&);
     std::string (*moreHelp)() = nullptr;  // what a table tells, behind `help`
 };
+
+// The system's sentence for a failure, with its detail and code.
+std::string Describe(const platform::Error& error);
 
 // "kestrelctl store list [NAME] [--json] ..."
 std::string Synopsis(const Command& command);

@@ -159,6 +159,12 @@ constexpr Command kCommands[] = {
      "Writes the policy of both sides as a registry export.\n\n"
      "FILE.reg is \"-\" for standard output.",
      {kForce}, PolicyExport},
+    {"doctor", "", "", 0, 0,
+     "Looks for what is wrong on both sides, and says what to do about it.\n\n"
+     "Files and their modes, damaged entries, keys without certificates and certificates without\n"
+     "keys, what expires within 30 days, what killed runs left, missing packages. It changes\n"
+     "nothing. Exit status 0: nothing found, 1: something.",
+     {kJson}, Doctor},
     {"providers", "", "", 0, 0,
      "Lists provider types, providers and their algorithms in order.\n",
      {kJson}, Providers},

@@ -38,6 +38,8 @@ void CacheList(const Arguments& arguments);
 void CacheClear(const Arguments& arguments);
 void CacheFetch(const Arguments& arguments);
 
+void Doctor(const Arguments& arguments);
+
 void Providers(const Arguments& arguments);
 
 }  // namespace kestrelctl
