@@ -64,13 +64,13 @@ std::size_t Distance(std::string_view from, std::string_view to) {
     return row.back();
 }
 
-// "; did you mean '...'?" with the nearest one, when half of it is alike.
+// "; did you mean '...'?" with the nearest one, when about half of it is alike.
 std::string Suggestion(std::string_view word, const std::vector<std::string>& known,
                        const std::string& before = {}) {
     if (known.empty() || word.size() > kLongestWord) return {};
     const auto distance = [&](const std::string& one) { return Distance(word, one); };
     const auto nearest = std::ranges::min_element(known, {}, distance);
-    if (distance(*nearest) * 2 > nearest->size()) return {};
+    if (distance(*nearest) * 2 > nearest->size() + 1) return {};
     return "; did you mean '" + before + *nearest + "'?";
 }
 
