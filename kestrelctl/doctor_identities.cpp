@@ -18,7 +18,7 @@ using platform::Side;
 
 constexpr std::size_t kShownThumbprint = 8;
 
-bool IsCode(const platform::Error& error, LONG code) {
+bool HasCode(const platform::Error& error, LONG code) {
     return error.Code() == static_cast<DWORD>(code);
 }
 
@@ -53,7 +53,7 @@ bool LeadsToKey(const KeyPlace& place) {
         const Container container = Container::Open(place.side, place.container);
         return container.HasKey(place.spec) || container.CertificateOf(place.spec);
     } catch (const platform::Error& error) {
-        return !IsCode(error, NTE_BAD_KEYSET);
+        return !HasCode(error, NTE_BAD_KEYSET);
     }
 }
 

@@ -16,7 +16,7 @@ using TableRows = std::vector<TableRow>;
 using Widths = std::vector<std::size_t>;
 
 constexpr std::size_t kUsualWidth = 80;
-constexpr std::size_t kGap = 2;
+constexpr std::size_t kColumnGap = 2;
 // No column gets narrower than this, nor than its words, of which a time is the longest that stays
 // whole.
 constexpr std::size_t kLeastColumn = 12;
@@ -51,7 +51,7 @@ std::size_t LeastWidthOf(std::string_view text) {
 }
 
 std::size_t Sum(const Widths& widths) {
-    return std::accumulate(widths.begin(), widths.end(), kGap * (widths.size() - 1));
+    return std::accumulate(widths.begin(), widths.end(), kColumnGap * (widths.size() - 1));
 }
 
 // The widest columns get narrower until all fit. Empty when that would break too much.
@@ -119,7 +119,7 @@ void AppendRow(std::vector<std::string>& lines, const TableRow& row, const Width
             if (pieces[at].empty()) continue;
             line.append(left - WidthOf(line), ' ').append(pieces[at]);
         }
-        left += widths[i] + kGap;
+        left += widths[i] + kColumnGap;
     }
 }
 
@@ -128,8 +128,8 @@ void AppendRow(std::vector<std::string>& lines, const TableRow& row, const Width
 std::vector<std::string> Records(const TableRows& rows, std::size_t width) {
     const TableRow& head = rows.front();
     std::size_t column = 0;
-    for (const std::string& name : head) column = std::max(column, WidthOf(name) + kGap);
-    const Widths widths = {column - kGap, std::max(width, column + kLeastColumn) - column};
+    for (const std::string& name : head) column = std::max(column, WidthOf(name) + kColumnGap);
+    const Widths widths = {column - kColumnGap, std::max(width, column + kLeastColumn) - column};
     std::vector<std::string> lines;
     for (std::size_t row = 1; row < rows.size(); ++row) {
         if (row > 1) lines.emplace_back();
