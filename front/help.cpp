@@ -98,6 +98,8 @@ void PrintUsageText(const Usage& usage) {
 
 }  // namespace
 
+const TextPair& SearchCriterion() { return kSearchCriterion; }
+
 void PrintCommandList() {
     PrintMessage(say::kSupportedCommands, 1);
     for (const HelpRow& row : kRows) PrintPair(row.line, 1);

@@ -5,12 +5,14 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <string_view>
 
 #include "front/core/keys.h"
 #include "front/core/secret.h"
 #include "front/core/state.h"
 #include "front/dispatch.h"
 #include "front/help.h"
+#include "version/version.h"
 
 namespace kestrel {
 
@@ -43,6 +45,23 @@ void HideSecrets(char** arguments) {
     }
 }
 
+void PrintCommit() {
+    static constexpr TextPair kCommitTitle = {"Коммит: ", "Commit: "};
+    PrintPair(kCommitTitle, 0);
+    PrintText(kCommit, 1);
+}
+
+// What people try first at a program that they do not know (front-6). False for any other line.
+bool AnsweredFirstQuestion(std::string_view word) {
+    if (word == "--version") {
+        PrintCommit();
+        return true;
+    }
+    if (word != "--help" && word != "-h" && word != "help") return false;
+    PrintCommandList();
+    return true;
+}
+
 DWORD ParseAndRun(char** originals) {
     const std::vector<const char*> arguments = CopiedArguments();
     const DWORD parsed = ParseCommandLine(static_cast<int>(arguments.size()), arguments.data());
@@ -63,6 +82,8 @@ DWORD RunProcess(int argumentCount, char** arguments) {
     DWORD result = kBareStart;
     if (argumentCount == 1) {
         PrintCommandList();
+    } else if (argumentCount == 2 && AnsweredFirstQuestion(arguments[1])) {
+        result = 0;
     } else {
         result = ParseAndRun(arguments);
     }

@@ -81,7 +81,8 @@ bool ForStamps(const Arguments& arguments) {
 // ---- showing -------------------------------------------------------------------
 
 void PrintPath(const platform::Path& path, bool json) {
-    Listing listing({"subject", "thumbprint", "status", "revocation", "source", "age", "until"});
+    Listing listing({"subject", "thumbprint", "status", "revocation", "source", "age", "until"},
+                    {"thumbprint", "age", "until"});
     for (std::size_t i = 0; i < path.links.size(); ++i) {
         const platform::Link& link = path.links[i];
         const bool last = i + 1 == path.links.size();
@@ -124,7 +125,7 @@ void Chain(const Arguments& arguments) {
 }
 
 void CacheList(const Arguments& arguments) {
-    Listing listing({"kind", "address", "state", "until", "age", "size"});
+    Listing listing({"kind", "address", "state", "until", "age", "size"}, {"size", "age"});
     for (const auto& [answer, size] : platform::KeptAnswers(arguments.Side())) {
         const bool over = platform::CurrentTicks() >= answer.until;
         const std::string why(answer.body.begin(), answer.body.end());

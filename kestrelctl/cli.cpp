@@ -4,16 +4,19 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
+#include <numeric>
 
 #include "kestrelctl/output.h"
 #include "platform/base/bytes.h"
 #include "platform/base/error.h"
 #include "platform/base/text.h"
+#include "version/version.h"
 
 namespace kestrelctl {
 namespace {
 
 constexpr const char* kProgram = "kestrelctl";
+constexpr std::size_t kLongestWord = 64;  // of those that are held against the known ones
 
 constexpr const char* kPurpose =
     "Administers the identities, stores, trust and policy that kestrel uses. Each command works\n"
@@ -42,28 +45,44 @@ constexpr Group kGroups[] = {
      "The policy says which time stamps kestrel asks for and accepts. Both sides have one."},
 };
 
-const char* PurposeOf(std::string_view group) {
-    for (const Group& row : kGroups) {
-        if (group == row.name) return row.purpose;
-    }
-    return kPurpose;
+std::string WordsOf(const Command& command) {
+    const bool oneWord = *command.verb == '\0';
+    return oneWord ? command.group : std::string(command.group) + " " + command.verb;
 }
 
-std::string Synopsis(const Command& command) {
-    std::string text = std::string(kProgram) + " " + command.group;
-    if (*command.verb != '\0') text += std::string(" ") + command.verb;
-    if (*command.positionals != '\0') text += std::string(" ") + command.positionals;
-    for (const Option& option : command.options) {
-        text += std::string(" [--") + option.name;
-        if (option.value != nullptr) text += std::string(" ") + option.value;
-        text += option.repeats ? "]..." : "]";
+// ---- a word that is meant for another ----------------------------------------------
+
+// How many letters have to be put in, taken out or exchanged to get one word from the other.
+std::size_t Distance(std::string_view from, std::string_view to) {
+    std::vector<std::size_t> row(to.size() + 1);
+    std::iota(row.begin(), row.end(), 0);
+    for (std::size_t i = 0; i < from.size(); ++i) {
+        std::size_t diagonal = row[0]++;
+        for (std::size_t j = 0; j < to.size(); ++j) {
+            const std::size_t exchanged = diagonal + (from[i] == to[j] ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({exchanged, diagonal + 1, row[j] + 1});
+        }
     }
-    return text;
+    return row.back();
 }
+
+// "; did you mean '...'?" with the nearest one, when about half of it is alike.
+std::string Suggestion(std::string_view word, const std::vector<std::string>& known,
+                       const std::string& before = {}) {
+    if (known.empty() || word.size() > kLongestWord) return {};
+    const auto distance = [&](const std::string& one) { return Distance(word, one); };
+    const auto nearest = std::ranges::min_element(known, {}, distance);
+    if (distance(*nearest) * 2 > nearest->size() + 1) return {};
+    return "; did you mean '" + before + *nearest + "'?";
+}
+
+// ---- help --------------------------------------------------------------------------
 
 void PrintCommandHelp(const Command& command) {
     std::printf("Usage: %s\n\n%s\n", Synopsis(command).c_str(), command.help);
-    if (command.options.empty()) return;
+    if (command.moreHelp != nullptr) std::printf("%s\n", command.moreHelp().c_str());
+    if (command.options.size() == 0) return;
     std::printf("\nOptions:\n");
     for (const Option& option : command.options) {
         std::string left = std::string("--") + option.name;
@@ -73,24 +92,29 @@ void PrintCommandHelp(const Command& command) {
 }
 
 // One line for each command of a group, or of all.
-void PrintList(const std::vector<Command>& commands, std::string_view group) {
+void PrintList(std::span<const Command> commands, std::string_view group) {
     const std::string words = group.empty() ? "COMMAND" : std::string(group) + " COMMAND";
     std::printf("Usage: %s %s [ARGUMENTS]\n\n", kProgram, words.c_str());
     std::printf("%s\n\nCommands:\n", group.empty() ? kPurpose : PurposeOf(group));
     for (const Command& command : commands) {
         if (!group.empty() && group != command.group) continue;
-        std::string left = command.group;
-        if (*command.verb != '\0') left += std::string(" ") + command.verb;
         const std::string_view help = command.help;
-        std::printf("  %-18s %.*s\n", left.c_str(), static_cast<int>(help.find('\n')), help.data());
+        std::printf("  %-18s %.*s\n", WordsOf(command).c_str(), static_cast<int>(help.find('\n')),
+                    help.data());
     }
     std::printf("\n'%s COMMAND --help' tells more of one.\n", kProgram);
 }
 
 const Option* FindOption(const Command& command, std::string_view name) {
-    const auto found = std::find_if(command.options.begin(), command.options.end(),
-                                    [&](const Option& o) { return name == o.name; });
-    return found == command.options.end() ? nullptr : &*found;
+    const auto* const found =
+        std::ranges::find_if(command.options, [&](const Option& o) { return name == o.name; });
+    return found == command.options.end() ? nullptr : found;
+}
+
+[[noreturn]] void RefuseOption(const Command& command, const std::string& word) {
+    std::vector<std::string> known = {"--help"};
+    for (const Option& option : command.options) known.push_back(std::string("--") + option.name);
+    throw UsageError("unknown option '" + word + "'" + Suggestion(word, known));
 }
 
 // Takes the option at words[i] and, when it has one, its value.
@@ -99,7 +123,7 @@ void TakeOption(const Command& command, int count, char** words, int& i, Argumen
     const std::size_t equals = word.find('=');
     const std::string name(word.substr(2, equals == word.npos ? word.npos : equals - 2));
     const Option* option = FindOption(command, name);
-    if (option == nullptr) throw UsageError("unknown option '--" + name + "'");
+    if (option == nullptr) RefuseOption(command, "--" + name);
     std::string& taken = arguments.options[name];
     if (option->value == nullptr) {
         if (equals != word.npos) throw UsageError("option '--" + name + "' takes no value");
@@ -125,7 +149,7 @@ void Parse(const Command& command, int count, char** words, int first, Arguments
         } else if (!optionsEnded && word.starts_with("--")) {
             TakeOption(command, count, words, i, arguments);
         } else if (!optionsEnded && word.size() > 1 && word[0] == '-') {
-            throw UsageError("unknown option '" + std::string(word) + "'");
+            RefuseOption(command, std::string(word));
         } else {
             arguments.positionals.emplace_back(word);
         }
@@ -157,42 +181,76 @@ class ValueWiper {
     Arguments& arguments_;
 };
 
-int Dispatch(const std::vector<Command>& commands, int count, char** words) {
-    if (count < 2) {
-        PrintList(commands, {});
-        return 2;
-    }
-    const std::string_view group = words[1];
-    if (group == "--help" || group == "help") {
-        PrintList(commands, {});
-        return 0;
-    }
-    const std::string_view verb = count > 2 ? words[2] : "";
-    bool knownGroup = false;
+void RunCommand(const Command& command, int count, char** words) {
+    const int first = *command.verb == '\0' ? 2 : 3;
+    if (AsksForHelp(count, words, first)) return PrintCommandHelp(command);
+    Arguments arguments;
+    const ValueWiper wiper(arguments);
+    Parse(command, count, words, first, arguments);
+    command.run(arguments);
+}
+
+// The words of no command. With a first word that is known, the second one is the wrong one.
+[[noreturn]] void RefuseWords(std::span<const Command> commands, const std::string& group,
+                              const std::string& verb) {
+    std::vector<std::string> groups;
+    std::vector<std::string> verbs;
     for (const Command& command : commands) {
-        if (group != command.group) continue;
-        knownGroup = true;
-        const bool oneWord = *command.verb == '\0';
-        if (!oneWord && verb != command.verb) continue;
-        const int first = oneWord ? 2 : 3;
-        if (AsksForHelp(count, words, first)) {
-            PrintCommandHelp(command);
-        } else {
-            Arguments arguments;
-            const ValueWiper wiper(arguments);
-            Parse(command, count, words, first, arguments);
-            command.run(arguments);
-        }
+        groups.emplace_back(command.group);
+        if (group == command.group) verbs.emplace_back(command.verb);
+    }
+    if (verbs.empty()) {
+        throw UsageError("unknown command '" + group + "'" + Suggestion(group, groups));
+    }
+    if (verb.empty()) throw UsageError("'" + group + "' needs a second word");
+    throw UsageError("unknown command '" + group + " " + verb + "'" +
+                     Suggestion(verb, verbs, group + " "));
+}
+
+bool IsGroup(std::span<const Command> commands, std::string_view word) {
+    return std::ranges::any_of(commands, [&](const Command& c) { return word == c.group; });
+}
+
+int Dispatch(std::span<const Command> commands, int count, char** words) {
+    const std::string_view group = count > 1 ? words[1] : "";
+    const std::string_view verb = count > 2 ? words[2] : "";
+    for (const Command& command : commands) {
+        if (group != command.group || (*command.verb != '\0' && verb != command.verb)) continue;
+        RunCommand(command, count, words);
         return 0;
     }
-    if (!knownGroup) throw UsageError("unknown command '" + std::string(group) + "'");
-    if (verb == "--help") {
+    if (group == "--version") {
+        std::printf("%s %s (commit %s, %s)\n", kProgram, KESTREL_VERSION, kestrel::kCommit,
+                    kestrel::kBuildKind);
+    } else if (count < 2 || group == "--help" || group == "help") {
+        PrintList(commands, {});
+    } else if (verb == "--help" && IsGroup(commands, group)) {
         PrintList(commands, group);
-        return 0;
+    } else {
+        RefuseWords(commands, std::string(group), std::string(verb));
     }
-    throw UsageError(verb.empty() ? "'" + std::string(group) + "' needs a second word"
-                                  : "unknown command '" + std::string(group) + " " +
-                                        std::string(verb) + "'");
+    return count < 2 ? 2 : 0;
+}
+
+}  // namespace
+
+const char* PurposeOf(std::string_view group) {
+    for (const Group& row : kGroups) {
+        if (group == row.name) return row.purpose;
+    }
+    return kPurpose;
+}
+
+std::string Synopsis(const Command& command) {
+    std::string text = std::string(kProgram) + " " + command.group;
+    if (*command.verb != '\0') text += std::string(" ") + command.verb;
+    if (*command.positionals != '\0') text += std::string(" ") + command.positionals;
+    for (const Option& option : command.options) {
+        text += std::string(" [--") + option.name;
+        if (option.value != nullptr) text += std::string(" ") + option.value;
+        text += option.repeats ? "]..." : "]";
+    }
+    return text;
 }
 
 std::string Describe(const platform::Error& error) {
@@ -206,8 +264,6 @@ std::string Describe(const platform::Error& error) {
     std::snprintf(code, sizeof code, " (0x%X)", static_cast<unsigned>(error.Code()));
     return message + code;
 }
-
-}  // namespace
 
 std::string Arguments::Get(std::string_view option, const std::string& fallback) const {
     const auto found = options.find(option);
@@ -238,7 +294,7 @@ unsigned long Arguments::Number(std::string_view option, unsigned long fallback,
     return value;
 }
 
-int Run(const std::vector<Command>& commands, int count, char** words) {
+int Run(std::span<const Command> commands, int count, char** words) {
     try {
         const int status = Dispatch(commands, count, words);
         FinishOutput();

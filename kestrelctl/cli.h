@@ -1,13 +1,16 @@
 // The command line of kestrelctl: a table of commands, options by their long names.
 #pragma once
 
+#include <initializer_list>
 #include <map>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "kestrelctl/output.h"
+#include "platform/base/error.h"
 #include "platform/base/home.h"
 
 namespace kestrelctl {
@@ -70,11 +73,20 @@ struct Command {
     std::size_t least;
     std::size_t most;
     const char* help;
-    std::vector<Option> options;
+    std::initializer_list<Option> options;
     void (*run)(const Arguments&);
+    std::string (*moreHelp)() = nullptr;  // what a table tells, behind `help`
 };
 
+// The system's sentence for a failure, with its detail and code.
+std::string Describe(const platform::Error& error);
+
+// "kestrelctl store list [NAME] [--json] ..."
+std::string Synopsis(const Command& command);
+// What a group of commands is about; for the empty name, the tool.
+const char* PurposeOf(std::string_view group);
+
 // Parses the line, prints help or runs the command. Returns the exit status.
-int Run(const std::vector<Command>& commands, int count, char** words);
+int Run(std::span<const Command> commands, int count, char** words);
 
 }  // namespace kestrelctl

@@ -40,6 +40,7 @@ void CacheFetch(const Arguments& arguments);
 
 void MessageShow(const Arguments& arguments);
 void MessageVerify(const Arguments& arguments);
+void Doctor(const Arguments& arguments);
 
 void Providers(const Arguments& arguments);
 

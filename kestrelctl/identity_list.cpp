@@ -25,10 +25,12 @@ bool Holds(const std::vector<CertificatePointer>& list, platform::ByteView der) 
 
 const char* KeyName(DWORD spec) { return spec == AT_KEYEXCHANGE ? "exchange" : "signature"; }
 
-void AppendCertificate(Row& row, const Certificate& certificate, const char* state) {
-    row.insert(row.end(),
-               {NameText(certificate.Info().Subject), TimeText(certificate.Info().NotAfter),
-                Thumbprint(certificate.Der()), state});
+void AppendCertificate(Row& row, const Certificate& certificate, std::string state) {
+    const FILETIME& end = certificate.Info().NotAfter;
+    const std::string expiry = ExpiryText(end);
+    if (!state.empty() && !expiry.empty()) state += "; ";
+    row.insert(row.end(), {NameText(certificate.Info().Subject), TimeText(end),
+                           Thumbprint(certificate.Der()), state + expiry});
 }
 
 void AddKey(Listing& listing, const Container& container, DWORD spec,
@@ -90,8 +92,9 @@ void AddStray(Listing& listing, Side side, const std::vector<CertificatePointer>
 
 void IdentityList(const Arguments& arguments) {
     const Side side = arguments.Side();
-    Listing listing({"container", "provtype", "key", "password", "subject", "not_after",
-                     "thumbprint", "state"});
+    Listing listing(
+        {"container", "provtype", "key", "password", "subject", "not_after", "thumbprint", "state"},
+        {"thumbprint", "password", "provtype"});
     const auto my = OpenIfThere(side, "My")->Certificates();
     const std::vector<std::string> containers = Container::List(side, 0);
     for (const std::string& name : containers) {

@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "kestrelctl/cli.h"
+#include "kestrelctl/table.h"
 #include "platform/base/process.h"
 #include "platform/base/replace_file.h"
 #include "platform/base/text.h"
@@ -101,12 +102,6 @@ std::string Rewrite(std::string_view text, Form form) {
     return out;
 }
 
-// Columns on a terminal: code points, which is near enough for names.
-std::size_t Width(std::string_view text) {
-    return static_cast<std::size_t>(std::ranges::count_if(
-        text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
-}
-
 }  // namespace
 
 std::string Visible(std::string_view text) { return Rewrite(text, VisibleForm); }
@@ -142,18 +137,8 @@ void Listing::PrintTable() const {
         lines.emplace_back();
         for (const std::string& cell : row) lines.back().push_back(Visible(cell));
     }
-    std::vector<std::size_t> widths(columns_.size());
-    for (const auto& line : lines) {
-        for (std::size_t i = 0; i < line.size(); ++i) {
-            widths[i] = std::max(widths[i], Width(line[i]));
-        }
-    }
-    for (const auto& line : lines) {
-        for (std::size_t i = 0; i < line.size(); ++i) {
-            const std::size_t pad = i + 1 == line.size() ? 0 : widths[i] - Width(line[i]) + 2;
-            std::printf("%s%*s", line[i].c_str(), static_cast<int>(pad), "");
-        }
-        std::printf("\n");
+    for (const std::string& line : TableLines(std::move(lines), spare_, TerminalWidth())) {
+        std::printf("%s\n", line.c_str());
     }
 }
 

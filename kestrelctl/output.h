@@ -26,15 +26,21 @@ void FinishOutput();
 // A listing: rows of named values, as a table for people or as JSON.
 class Listing {
   public:
-    explicit Listing(std::vector<std::string> columns) : columns_(std::move(columns)) {}
+    // `spare`: columns that a terminal too narrow for all of them does without, the first one
+    // first.
+    explicit Listing(std::vector<std::string> columns, std::vector<std::string> spare = {})
+        : columns_(std::move(columns)), spare_(std::move(spare)) {}
     void Add(std::vector<std::string> row) { rows_.push_back(std::move(row)); }
+    // A table fits the width of the terminal; elsewhere its lines are whole.
     void Print(bool json) const;
+    [[nodiscard]] bool Empty() const { return rows_.empty(); }
 
   private:
     void PrintJson() const;
     void PrintTable() const;
 
     std::vector<std::string> columns_;
+    std::vector<std::string> spare_;
     std::vector<std::vector<std::string>> rows_;
 };
 

@@ -1,6 +1,5 @@
 // kestrelctl request: what waits for an authority's answer, and asking again.
 #include <algorithm>
-#include <ctime>
 #include <iterator>
 
 #include "kestrelctl/ancestry.h"
@@ -22,8 +21,6 @@ using platform::Extension;
 using platform::Side;
 
 constexpr std::size_t kShortestThumbprint = 4;
-constexpr std::uint64_t kTicksOfADay = 24ULL * 60 * 60 * 10'000'000;
-constexpr std::uint64_t kTicksTo1970 = 116'444'736'000'000'000;
 
 // What a certificate's owner asks for; the rest is the authority's.
 constexpr const char* kAskedAgain[] = {szOID_KEY_USAGE, szOID_ENHANCED_KEY_USAGE, "2.5.29.17"};
@@ -49,10 +46,8 @@ Certificates Named(const std::string& name) {
 
 // A stand-in is valid from the moment when its request was made.
 std::string AgeInDays(const Certificate& request) {
-    const FILETIME& made = request.Info().NotBefore;
-    const std::uint64_t since =
-        (std::uint64_t{made.dwHighDateTime} << 32 | made.dwLowDateTime) - kTicksTo1970;
-    const std::uint64_t now = static_cast<std::uint64_t>(std::time(nullptr)) * 10'000'000;
+    const platform::Ticks since = platform::TicksOf(request.Info().NotBefore);
+    const platform::Ticks now = platform::CurrentTicks();
     return std::to_string(now > since ? (now - since) / kTicksOfADay : 0);
 }
 
@@ -119,7 +114,7 @@ platform::EnrollKey KeyOf(const Container& container, DWORD spec, platform::Secr
 }  // namespace
 
 void RequestList(const Arguments& arguments) {
-    Listing listing(kColumns);
+    Listing listing(kColumns, {"thumbprint"});
     for (const auto& request : Pending()) listing.Add(RowOf(*request));
     listing.Print(arguments.Json());
 }

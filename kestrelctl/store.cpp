@@ -75,12 +75,12 @@ bool BeginsWith(platform::ByteView der, const std::string& thumbprint) {
 
 void StoreList(const Arguments& arguments) {
     if (!arguments.positionals.empty()) {
-        Listing listing({"thumbprint", "not_after", "key", "subject"});
+        Listing listing({"thumbprint", "not_after", "key", "subject", "state"}, {"key"});
         for (const auto& certificate : OpenExisting(arguments)->Certificates()) {
             const CERT_INFO& info = certificate->Info();
             const bool hasKey = certificate->properties.contains(CERT_KEY_PROV_INFO_PROP_ID);
             listing.Add({Thumbprint(certificate->Der()), TimeText(info.NotAfter),
-                         hasKey ? "yes" : "no", NameText(info.Subject)});
+                         hasKey ? "yes" : "no", NameText(info.Subject), ExpiryText(info.NotAfter)});
         }
         listing.Print(arguments.Json());
         return;

@@ -10,6 +10,8 @@
 namespace kestrelctl {
 namespace {
 
+constexpr platform::Ticks kDaysOfWarning = 30;
+
 std::string DigestText(const char* algorithm, platform::ByteView der) {
     platform::Digest digest(algorithm);
     digest.Update(der);
@@ -31,7 +33,7 @@ std::string TimeText(const FILETIME& time) {
     SYSTEMTIME parts{};
     if (!FileTimeToSystemTime(&time, &parts)) return "?";
     char text[64];
-    std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", parts.wYear, parts.wMonth,
+    std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02dZ", parts.wYear, parts.wMonth,
                   parts.wDay, parts.wHour, parts.wMinute, parts.wSecond);
     return text;
 }
@@ -49,9 +51,20 @@ FILETIME TimeNamed(const char* option, const std::string& text) {
     FILETIME moment{};
     if (!shaped || !SystemTimeToFileTime(&time, &moment)) {
         throw UsageError("'--" + std::string(option) +
-                         "' needs a time such as \"2026-11-21 02:20:00\", not '" + text + "'");
+                         "' needs a time such as \"2026-11-21T02:20:00Z\", not '" + text + "'");
     }
     return moment;
+}
+
+std::string ExpiryText(const FILETIME& notAfter) {
+    const platform::Ticks now = platform::CurrentTicks();
+    const platform::Ticks end = platform::TicksOf(notAfter);
+    if (end < now) return "expired";
+    const platform::Ticks days = (end - now) / kTicksOfADay;
+    if (days >= kDaysOfWarning) return {};
+    return days == 0   ? "expires within a day"
+           : days == 1 ? "expires in 1 day"
+                       : "expires in " + std::to_string(days) + " days";
 }
 
 std::string SerialText(const CRYPT_INTEGER_BLOB& serial) {

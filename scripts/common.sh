@@ -7,8 +7,8 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build_packages=(g++ cmake ninja-build pkg-config libssl-dev libcurl4-openssl-dev libsqlite3-dev libboost-dev
   openssl ca-certificates)
 # The engine is the other side of the GOST tests.
-test_packages=(libengine-gost-openssl libgtest-dev python3 gpgsm gpg-agent gpgconf git strace apache2-bin squid
-  python3-jsonschema)
+test_packages=(libengine-gost-openssl mandoc zsh libgtest-dev python3 python3-jsonschema gpgsm gpg-agent gpgconf git
+  strace apache2-bin squid)
 check_packages=(clang-format clang-tidy)
 windows_packages=(g++-mingw-w64-x86-64-posix wine64)
 bench_packages=(curl libbenchmark-dev nettle-dev libgcrypt20-dev libengine-gost-openssl python3 time)

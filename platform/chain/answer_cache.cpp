@@ -185,6 +185,15 @@ std::vector<KeptAnswer> KeptAnswers(Side side) {
     return kept;
 }
 
+std::vector<fs::path> DamagedAnswers(Side side) {
+    std::vector<fs::path> damaged;
+    for (const auto& entry : EntriesIn(FolderOfSide(side))) {
+        if (!Read(entry.path())) damaged.push_back(entry.path());
+    }
+    std::sort(damaged.begin(), damaged.end());
+    return damaged;
+}
+
 std::size_t ClearAnswers(Side side) {
     const auto entries = EntriesIn(FolderOfSide(side));
     for (const auto& entry : entries) {

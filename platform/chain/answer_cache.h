@@ -1,6 +1,7 @@
 // Answers of the network, kept in the cache/ folder of a side (docs/files.md).
 #pragma once
 
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <utility>
@@ -54,6 +55,8 @@ struct KeptAnswer {
     std::uintmax_t size = 0;
 };
 std::vector<KeptAnswer> KeptAnswers(Side side);
+// The files of entries that count as absent because they are no whole answer.
+std::vector<std::filesystem::path> DamagedAnswers(Side side);
 // Removes them all, damaged ones too; how many there were. Throws what removing throws.
 std::size_t ClearAnswers(Side side);
 

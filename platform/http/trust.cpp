@@ -11,8 +11,6 @@
 namespace platform {
 namespace {
 
-constexpr const char* kSystemRoots = "/etc/ssl/certs/ca-certificates.crt";
-
 // Faults of a chain that a flag takes away. The server's name is compared by libcurl.
 constexpr struct {
     int fault;

@@ -11,6 +11,9 @@
 
 namespace platform {
 
+// The authorities of the system, beside those in "Root".
+inline constexpr const char* kSystemRoots = "/etc/ssl/certs/ca-certificates.crt";
+
 struct TlsRules {
     DWORD ignored = 0;  // SECURITY_FLAG_IGNORE_*
     std::shared_ptr<const ClientIdentity> identity;

@@ -1,10 +1,11 @@
 """The process as a calling script sees it: output bytes, exit status, language, start-up."""
 
 import os
+import re
 import subprocess
 import unittest
 
-from kestrel_case import KESTREL, VERSION_LINE_END, KestrelCase, closing, error_line
+from kestrel_case import KESTREL, OK, VERSION_LINE_END, KestrelCase, closing, error_line
 
 HELP_NOT_ALONE = b"You cannot use '-help' argument along with the others."
 
@@ -46,6 +47,20 @@ class Frame(KestrelCase):
         for name, words, code, text in REFUSALS:
             with self.subTest(name):
                 self.expect(words, code, error_line(text, code))
+
+    def test_first_questions(self):
+        listing = self.kestrel()[1].removesuffix(closing(1)) + OK
+        for word in ("--help", "-h", "help"):
+            self.assertEqual(self.kestrel(word), (0, listing), word)
+        status, body = self.kestrel("--version")
+        self.assertEqual(status, 0)
+        self.assertRegex(body, rb"^Commit: ([0-9a-f]{12}|unknown)\n" + re.escape(OK) + b"$")
+        self.assertRegex(self.raw("--version", env={"LC_ALL": "ru_RU.UTF-8"})[1].decode(),
+                         r"\nКоммит: ([0-9a-f]{12}|unknown)\n\[")
+        for words, code in ((["-h", "-sign"], 0x200000C9), (["--version", "a"], 0x200000C9),
+                            (["help", "help"], 0x200000CC), (["--HELP"], 0x200000C9),
+                            (["--help", "--help"], 0x200000C9)):
+            self.fail_with(code, *words)
 
     def test_bare_start_and_help_count_as_failures(self):
         status, listing = self.kestrel()

@@ -204,8 +204,8 @@ class Faults(KestrelCase):
         self.openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", "ca.key", "-subj",
                      "/CN=ca", "-out", "ca.pem", "-days", "30")
         self.succeed("-creatrqst", "-silent", "-provtype", "16", "-dn", "CN=x", "-der", "x.csr")
-        self.openssl("x509", "-req", "-inform", "DER", "-in", "x.csr", "-CA", "ca.pem", "-CAkey",
-                     "ca.key", "-CAcreateserial", "-out", "x.pem")
+        self.openssl("x509", "-req", "-days", "60", "-inform", "DER", "-in", "x.csr", "-CA",
+                     "ca.pem", "-CAkey", "ca.key", "-CAcreateserial", "-out", "x.pem")
         self.openssl("crl2pkcs7", "-nocrl", "-certfile", "x.pem", "-certfile", "ca.pem", "-out",
                      "x.p7")
         command = [KESTREL, "-instcert", "-provtype", "16", "-cont", "x", "x.p7"]

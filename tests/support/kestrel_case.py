@@ -169,7 +169,7 @@ class KestrelCase(unittest.TestCase):
             arguments += ["-pkeyopt", option]
         self.openssl(*arguments)
         self.openssl("req", "-x509", "-new", "-key", f"{name}.key", "-subj", f"/CN={name}",
-                     "-days", "30", "-out", f"{name}.pem", "-addext", "basicConstraints=CA:FALSE",
+                     "-days", "60", "-out", f"{name}.pem", "-addext", "basicConstraints=CA:FALSE",
                      "-addext", "keyUsage=digitalSignature,keyEncipherment,dataEncipherment")
 
     def make_crl(self, name):

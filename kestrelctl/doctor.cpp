@@ -1,0 +1,106 @@
+// kestrelctl doctor: what is wrong on both sides, and what to do about it.
+#include <algorithm>
+
+#include "kestrelctl/commands.h"
+#include "kestrelctl/findings.h"
+#include "kestrelctl/output.h"
+#include "platform/http/curl_library.h"
+#include "platform/http/trust.h"
+
+namespace kestrelctl {
+namespace {
+
+using platform::Side;
+
+std::vector<Finding> CheckSide(Side side) {
+    Findings findings(side);
+    if (CheckFiles(findings)) CheckIdentities(findings);
+    return findings.All();
+}
+
+Finding MissingPackage(const std::string& package, const std::string& without) {
+    return {"system", "package", package, "is not installed: " + without,
+            "sudo apt-get install " + package};
+}
+
+std::vector<Finding> CheckPackages() {
+    std::vector<Finding> missing;
+    try {
+        static_cast<void>(platform::Curl());
+    } catch (const platform::Error& error) {
+        missing.push_back(
+            MissingPackage(error.Detail(),
+                           "no time stamps, no enrolment, no revocation answers over the network"));
+    }
+    std::error_code error;
+    if (!std::filesystem::exists(platform::kSystemRoots, error)) {
+        missing.push_back(
+            MissingPackage("ca-certificates", "servers of https are trusted by \"Root\" alone"));
+    }
+    return missing;
+}
+
+void PrintFindings(const std::vector<Finding>& findings) {
+    for (const Finding& one : findings) {
+        Say(one.side + ": " + one.place + " " + one.finding);
+        Say("    " + one.remedy);
+    }
+    const std::string count = std::to_string(findings.size());
+    Say(findings.empty()       ? "Nothing found."
+        : findings.size() == 1 ? "1 finding."
+                               : count + " findings.");
+}
+
+}  // namespace
+
+void Findings::Add(const char* kind, std::string place, std::string finding, std::string remedy) {
+    all_.push_back({side_ == Side::Machine ? "machine" : "user", kind, std::move(place),
+                    std::move(finding), std::move(remedy)});
+}
+
+void Findings::Try(const std::string& place, const std::string& remedy,
+                   const std::function<void()>& check) {
+    try {
+        check();
+    } catch (const platform::Error& error) {
+        const bool barred = error.Code() == ERROR_ACCESS_DENIED;
+        Add(barred ? "unreadable" : "damaged", place,
+            (barred ? "cannot be looked at: " : "is damaged: ") + Describe(error),
+            barred ? "sudo kestrelctl doctor  # or as its owner" : remedy);
+    }
+}
+
+std::string Findings::Ctl(const std::string& words) const {
+    return "kestrelctl " + words + (side_ == Side::Machine ? " --machine" : "");
+}
+
+std::string ShellWord(const std::string& word) {
+    const auto plain = [](unsigned char c) {
+        return std::isalnum(c) != 0 || c >= 0x80 ||
+               std::string_view("_./:@%+=,-").find(static_cast<char>(c)) != std::string_view::npos;
+    };
+    if (!word.empty() && std::ranges::all_of(word, plain)) return word;
+    std::string quoted = "'";
+    for (const char c : word) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
+}
+
+void Doctor(const Arguments& arguments) {
+    std::vector<Finding> findings = CheckSide(Side::User);
+    for (const auto& more : {CheckSide(Side::Machine), CheckPackages()}) {
+        findings.insert(findings.end(), more.begin(), more.end());
+    }
+    if (arguments.Json()) {
+        Listing listing({"side", "kind", "place", "finding", "remedy"});
+        for (const Finding& one : findings) {
+            listing.Add({one.side, one.kind, one.place, one.finding, one.remedy});
+        }
+        listing.Print(true);
+    } else {
+        PrintFindings(findings);
+    }
+    FinishOutput();
+    if (!findings.empty()) throw ExitStatus(1);
+}
+
+}  // namespace kestrelctl

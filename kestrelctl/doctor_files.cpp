@@ -1,0 +1,180 @@
+// doctor: files, their modes and owners, what killed runs left, and what cannot be read.
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+
+#include "kestrelctl/findings.h"
+#include "platform/base/descriptor.h"
+#include "platform/chain/answer_cache.h"
+#include "platform/providers/container_folder.h"
+#include "platform/registry/registry.h"
+
+namespace kestrelctl {
+namespace {
+
+namespace fs = std::filesystem;
+using platform::Side;
+
+constexpr mode_t kAllRights = 07777;
+
+// Whether somebody works on it: all of ours lock what they work on. Looking does not disturb them.
+bool IsInUse(const fs::path& file) {
+    const platform::Descriptor opened(
+        platform::OpenUninterrupted(file.string(), O_RDONLY | O_NONBLOCK));
+    return opened.Get() >= 0 && flock(opened.Get(), LOCK_SH | LOCK_NB) != 0;
+}
+
+std::string Octal(mode_t mode) {
+    constexpr mode_t kDigit = 7;
+    std::string text;
+    for (const int shift : {9, 6, 3, 0}) {
+        const mode_t digit = mode >> shift & kDigit;
+        if (shift != 9 || digit != 0) text += static_cast<char>('0' + digit);
+    }
+    return text;
+}
+
+// ---- modes -----------------------------------------------------------------------
+
+struct Rights {
+    mode_t forbidden;
+    mode_t wanted;
+    const char* remedy;  // of chmod
+};
+constexpr Rights kOwnersAlone{077, 0, "go-rwx"};
+constexpr Rights kNotOthersToWrite{022, 0, "go-w"};
+constexpr Rights kEverybodysToRead{022, 044, "a+rX,go-w"};
+
+void CheckOwner(Findings& findings, const fs::path& file, const struct stat& status) {
+    const bool machine = findings.GetSide() == Side::Machine;
+    if (status.st_uid == geteuid() || (machine && status.st_uid == 0)) return;
+    findings.Add("owner", file.string(),
+                 "belongs to user " + std::to_string(status.st_uid) + ", who can change it",
+                 "sudo chown -R " + (machine ? "root" : std::to_string(geteuid())) + " " +
+                     ShellWord(file.string()));
+}
+
+void CheckMode(Findings& findings, const fs::path& file, const Rights& rights) {
+    struct stat status {};
+    if (stat(file.c_str(), &status) != 0) return;
+    const mode_t mode = status.st_mode & kAllRights;
+    const bool tooMuch = (mode & rights.forbidden) != 0;
+    if (!tooMuch && (mode & rights.wanted) == rights.wanted) return;
+    const bool readable = (rights.forbidden & 044) != 0;
+    const char* const words = !tooMuch   ? "cannot be read by all users"
+                              : readable ? "is open to other users"
+                                         : "may be written by other users";
+    findings.Add("mode", file.string(), std::string(words) + " (mode " + Octal(mode) + ")",
+                 std::string("chmod ") + rights.remedy + " " + ShellWord(file.string()));
+}
+
+void CheckModes(Findings& findings) {
+    const fs::path home = findings.Home();
+    const bool machine = findings.GetSide() == Side::Machine;
+    CheckMode(findings, home, machine ? kEverybodysToRead : kOwnersAlone);
+    for (const fs::path& file : platform::RegistryFiles(findings.GetSide())) {
+        CheckMode(findings, file, machine ? kEverybodysToRead : kNotOthersToWrite);
+    }
+    CheckMode(findings, home / "stores.db", machine ? kEverybodysToRead : kNotOthersToWrite);
+    const fs::path containers = platform::ContainersOf(findings.GetSide());
+    CheckMode(findings, containers, kNotOthersToWrite);
+    std::error_code none;
+    for (fs::directory_iterator at(containers, none), end; !none && at != end; at.increment(none)) {
+        CheckMode(findings, at->path(), kOwnersAlone);
+        std::error_code barred;
+        for (fs::directory_iterator in(at->path(), barred); !barred && in != end;
+             in.increment(barred)) {
+            CheckMode(findings, in->path(), kOwnersAlone);
+        }
+    }
+}
+
+// ---- what killed runs left ---------------------------------------------------------
+
+// A draft that nobody may write is the one whole copy of what was to be overwritten.
+void CheckDraft(Findings& findings, const fs::directory_entry& entry) {
+    const std::string name = entry.path().filename();
+    std::error_code error;
+    if (!name.starts_with("kestrel-") || !name.ends_with(".tmp")) return;
+    if (!entry.is_regular_file(error) || IsInUse(entry.path())) return;
+    const bool whole =
+        (entry.status(error).permissions() & fs::perms::owner_write) == fs::perms::none;
+    const std::string file = ShellWord(entry.path().string());
+    findings.Add("leftover", entry.path().string(),
+                 whole ? "is the whole copy of a file that a killed run was overwriting"
+                       : "was left by a killed run",
+                 whole ? "mv " + file + " FILE  # the one that was cut off" : "rm " + file);
+}
+
+void CheckDrafts(Findings& findings) {
+    for (const fs::path& folder : {findings.Home(), findings.Home() / "cache"}) {
+        std::error_code error;
+        for (fs::directory_iterator at(folder, error), end; !error && at != end;
+             at.increment(error)) {
+            CheckDraft(findings, *at);
+        }
+    }
+}
+
+void CheckStaged(Findings& findings) {
+    const fs::path root = platform::ContainersOf(findings.GetSide());
+    if (IsInUse(root / "\\lock")) return;
+    std::error_code error;
+    for (fs::directory_iterator at(root, error), end; !error && at != end; at.increment(error)) {
+        const std::string name = at->path().filename();
+        if (!name.starts_with('\\') || name == "\\lock") continue;
+        const std::string folder = ShellWord(at->path().string());
+        findings.Add("leftover", at->path().string(),
+                     name == "\\moved" ? "holds containers that a killed run was replacing"
+                                       : "was left by a killed run that changed a container",
+                     name == "\\moved" ? "mv -n " + folder + "/* " + ShellWord(root.string())
+                                       : "rm -r " + folder);
+    }
+}
+
+// ---- what cannot be read -----------------------------------------------------------
+
+void CheckSettings(Findings& findings) {
+    const Side side = findings.GetSide();
+    for (const fs::path& file : platform::RegistryFiles(side)) {
+        const std::string name = ShellWord(file.string());
+        findings.Try(file.string(), "mv " + name + " " + name + ".damaged  # or mend the line told",
+                     [&] { static_cast<void>(platform::LoadTree(side, std::array{file})); });
+    }
+}
+
+void CheckCache(Findings& findings) {
+    for (const fs::path& file : platform::DamagedAnswers(findings.GetSide())) {
+        findings.Add("damaged", file.string(), "is damaged and counts as absent",
+                     "rm " + ShellWord(file.string()));
+    }
+}
+
+}  // namespace
+
+bool CheckFiles(Findings& findings) {
+    const fs::path home = findings.Home();
+    struct stat status {};
+    CheckSettings(findings);
+    if (stat(home.c_str(), &status) != 0) {
+        if (errno == ENOENT) return false;
+        findings.Try(home.string(), {}, [&] { platform::ThrowErrno(errno, home); });
+        return false;
+    }
+    if (!S_ISDIR(status.st_mode)) {
+        findings.Add("damaged", home.string(), "is no folder",
+                     "mv " + ShellWord(home.string()) + " " + ShellWord(home.string() + ".old"));
+        return false;
+    }
+    CheckOwner(findings, home, status);
+    CheckModes(findings);
+    CheckDrafts(findings);
+    CheckStaged(findings);
+    CheckCache(findings);
+    return true;
+}
+
+}  // namespace kestrelctl

@@ -1,0 +1,241 @@
+// doctor: stores and the certificates in them, containers, and whether they fit together.
+#include <algorithm>
+
+#include "kestrelctl/ancestry.h"
+#include "kestrelctl/findings.h"
+#include "kestrelctl/identities.h"
+#include "kestrelctl/text_forms.h"
+#include "platform/enroll/response.h"
+#include "platform/stores/database.h"
+
+namespace kestrelctl {
+namespace {
+
+namespace fs = std::filesystem;
+using platform::Certificate;
+using platform::Container;
+using platform::Side;
+
+constexpr std::size_t kShownThumbprint = 8;
+
+bool HasCode(const platform::Error& error, LONG code) {
+    return error.Code() == static_cast<DWORD>(code);
+}
+
+bool InList(const Certificates& list, platform::ByteView der) {
+    return std::ranges::any_of(list,
+                               [&](const auto& one) { return platform::Equal(one->Der(), der); });
+}
+
+// What a container waits for is no fault of it.
+bool WaitsForAnswer(const KeyPlace& wanted, const Certificates& requests) {
+    return std::ranges::any_of(requests, [&](const auto& one) {
+        const auto place = PlaceOf(*one);
+        return place && place->side == wanted.side && place->container == wanted.container &&
+               place->spec == wanted.spec;
+    });
+}
+
+Certificates CertificatesOf(Side side, const char* store) {
+    try {
+        const auto there = OpenIfThere(side, store);
+        return there ? there->Certificates() : Certificates();
+    } catch (const platform::Error&) {
+        return {};  // the check of the stores tells
+    }
+}
+
+// ---- certificates ------------------------------------------------------------------
+
+// What the check of the container tells is no finding of its own, nor is one of another user's.
+bool LeadsToKey(const KeyPlace& place) {
+    try {
+        const Container container = Container::Open(place.side, place.container);
+        return container.HasKey(place.spec) || container.CertificateOf(place.spec);
+    } catch (const platform::Error& error) {
+        return !HasCode(error, NTE_BAD_KEYSET);
+    }
+}
+
+void CheckExpiry(Findings& findings, const std::string& store, const std::string& shown,
+                 const Certificate& certificate) {
+    const std::string expiry = ExpiryText(certificate.Info().NotAfter);
+    if (expiry.empty()) return;
+    const bool over = expiry == "expired";
+    const auto place = PlaceOf(certificate);
+    const std::string renew =
+        place ? "kestrelctl request renew " + ShellWord(place->container) + " request.pem" +
+                    (place->side == Side::Machine ? " --machine" : "") +
+                    "  # then have an authority answer it, and install that with kestrel -instcert"
+              : "";
+    const std::string remove =
+        findings.Ctl("store remove " + ShellWord(store) + " " + Thumbprint(certificate.Der()));
+    findings.Add(over ? "expired" : "expires", shown, over ? "has expired" : expiry,
+                 place  ? renew
+                 : over ? remove
+                        : findings.Ctl("store add " + ShellWord(store) + " FILE") +
+                              "  # with the one that follows it");
+}
+
+void CheckCertificate(Findings& findings, const std::string& store,
+                      const Certificate& certificate) {
+    const std::string thumbprint = Thumbprint(certificate.Der());
+    const std::string shown = NameText(certificate.Info().Subject) + " (" +
+                              thumbprint.substr(0, kShownThumbprint) + ") in \"" + store + "\"";
+    const std::string remove = findings.Ctl("store remove " + ShellWord(store) + " " + thumbprint);
+    const auto place = PlaceOf(certificate);
+    if (!place && certificate.properties.contains(CERT_KEY_PROV_INFO_PROP_ID)) {
+        findings.Add("no-key", shown, "has a damaged way to its key", remove);
+    } else if (place && !LeadsToKey(*place)) {
+        findings.Add("no-key", shown,
+                     "leads to a key that is not there, in container '" + place->container + "'",
+                     remove + "  # or bring the container back from a backup");
+        return;
+    }
+    // Those are kept for messages to them, or only stand in for what is to come.
+    if (store == kSuperseded || store == platform::kRequestStore) return;
+    CheckExpiry(findings, store, shown, certificate);
+}
+
+fs::path JournalOf(Side side) { return platform::HomeOf(side) / "stores.db-journal"; }
+
+bool HasJournal(Side side) {
+    std::error_code error;
+    return fs::exists(JournalOf(side), error);
+}
+
+void CheckDatabase(Findings& findings, const fs::path& file) {
+    platform::Database database(file);
+    platform::Statement check(database, "PRAGMA quick_check(1)");
+    if (check.Step() && check.Text(0) != "ok") {
+        throw platform::Error(ERROR_FILE_CORRUPT, file.string() + ": " + check.Text(0));
+    }
+    for (const std::string& name : platform::SystemStoreNames(findings.GetSide())) {
+        const auto store =
+            platform::OpenSystemStore(findings.GetSide(), name, platform::OpenMode::Existing);
+        for (const auto& one : store->Certificates()) CheckCertificate(findings, name, *one);
+        static_cast<void>(store->Crls());
+    }
+}
+
+// True when "My" tells what there is.
+bool CheckStores(Findings& findings) {
+    const fs::path file = findings.Home() / "stores.db";
+    std::error_code error;
+    if (!fs::exists(fs::symlink_status(file, error))) return true;
+    // Opening a database whose change was cut off takes that back, and here nothing is to change.
+    if (HasJournal(findings.GetSide())) {
+        findings.Add("leftover", JournalOf(findings.GetSide()).string(),
+                     "tells of a change that was cut off, or goes on now",
+                     findings.Ctl("store list") + "  # takes back what was cut off");
+        return false;
+    }
+    const std::string name = ShellWord(file.string());
+    bool whole = false;
+    findings.Try(file.string(),
+                 "mv " + name + " " + name + ".damaged  # and bring it back from a backup", [&] {
+                     CheckDatabase(findings, file);
+                     whole = true;
+                 });
+    return whole;
+}
+
+// ---- containers --------------------------------------------------------------------
+
+struct Containers {
+    Findings& findings;
+    const Certificates& my;
+    bool myIsKnown;
+    const Certificates& requests;
+};
+
+std::string Shown(const Container& container) { return "container '" + container.Name() + "'"; }
+
+void CheckBinding(const Containers& all, const Container& container, DWORD spec,
+                  const platform::Bytes& der) {
+    const std::string name = ShellWord(container.Name());
+    const fs::path file = platform::ContainersOf(container.GetSide()) / container.Name() /
+                          (spec == AT_KEYEXCHANGE ? "exchange.cer" : "signature.cer");
+    if (all.myIsKnown && !InList(all.my, der)) {
+        all.findings.Add(
+            "not-in-my", Shown(container), "has a certificate that does not stand in \"My\"",
+            all.findings.Ctl("identity bind " + name + " " + ShellWord(file.string())));
+    }
+    if (container.NeedsPassword(spec)) return;
+    const platform::AnyKey known = PublicKeyOf(*Certificate::Parse(der));
+    if (!known || known.Matches(container.LoadKey(spec, {}))) return;
+    all.findings.Add("no-certificate", Shown(container),
+                     "has a certificate that is not the one of its key",
+                     all.findings.Ctl("identity bind " + name + " CERTIFICATE"));
+}
+
+// Whether there is anything of this key.
+bool CheckKey(const Containers& all, const Container& container, DWORD spec) {
+    const auto der = container.CertificateOf(spec);
+    const bool key = container.HasKey(spec);
+    const std::string remove = all.findings.Ctl("identity delete " + ShellWord(container.Name()));
+    if (key) static_cast<void>(container.NeedsPassword(spec));  // throws when it is damaged
+    if (key && der) {
+        CheckBinding(all, container, spec, *der);
+    } else if (key &&
+               !WaitsForAnswer({container.GetSide(), container.Name(), spec}, all.requests)) {
+        all.findings.Add(
+            "no-certificate", Shown(container), "has a key without a certificate",
+            all.findings.Ctl("identity bind " + ShellWord(container.Name()) + " CERTIFICATE") +
+                "  # or, when nobody needs the key: " + remove);
+    } else if (der) {
+        all.findings.Add("no-key", Shown(container), "has a certificate whose key is gone",
+                         remove + "  # or bring it back from a backup");
+    }
+    return key || der;
+}
+
+void CheckContainer(const Containers& all, const std::string& name) {
+    const Container container = Container::Open(all.findings.GetSide(), name);
+    if (container.Pending()) {
+        all.findings.Add("leftover", Shown(container), "is half made or half deleted",
+                         all.findings.Ctl("identity passwd " + ShellWord(name)) +
+                             " </dev/null  # finishes that, and changes no password");
+        return;
+    }
+    bool any = false;
+    for (const DWORD spec : kKeySpecs) any = CheckKey(all, container, spec) || any;
+    if (any) return;
+    all.findings.Add("no-key", Shown(container), "is empty",
+                     all.findings.Ctl("identity delete " + ShellWord(name)));
+}
+
+bool IsOthers(Side side, const std::string& name) {
+    try {
+        static_cast<void>(Container::Open(side, name));
+    } catch (const platform::Error& error) {
+        return side == Side::Machine && error.Code() == ERROR_ACCESS_DENIED;
+    }
+    return false;
+}
+
+void CheckContainers(const Containers& all) {
+    const Side side = all.findings.GetSide();
+    all.findings.Try(platform::ContainersOf(side).string(), {}, [&] {
+        for (const std::string& name : Container::List(side, 0)) {
+            if (IsOthers(side, name)) continue;
+            all.findings.Try("container '" + name + "'",
+                             all.findings.Ctl("identity delete " + ShellWord(name)) +
+                                 "  # or bring it back from a backup",
+                             [&] { CheckContainer(all, name); });
+        }
+    });
+}
+
+}  // namespace
+
+void CheckIdentities(Findings& findings) {
+    const bool whole = CheckStores(findings);
+    const Certificates my = whole ? CertificatesOf(findings.GetSide(), "My") : Certificates();
+    const Certificates requests = HasJournal(Side::User)
+                                      ? Certificates()
+                                      : CertificatesOf(Side::User, platform::kRequestStore);
+    CheckContainers({findings, my, whole, requests});
+}
+
+}  // namespace kestrelctl

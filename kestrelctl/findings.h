@@ -1,0 +1,51 @@
+// What doctor finds on one side, and its checks.
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "platform/base/error.h"
+#include "platform/base/home.h"
+
+namespace kestrelctl {
+
+struct Finding {
+    std::string side;  // "user", "machine" or "system"
+    std::string kind;  // docs/json.md lists them
+    std::string place;
+    std::string finding;
+    std::string remedy;  // a line for the shell, a remark behind it as a comment
+};
+
+class Findings {
+  public:
+    explicit Findings(platform::Side side) : side_(side) {}
+
+    void Add(const char* kind, std::string place, std::string finding, std::string remedy);
+    // Runs `check`; a failure is a finding, with that remedy when something is damaged.
+    void Try(const std::string& place, const std::string& remedy,
+             const std::function<void()>& check);
+
+    [[nodiscard]] platform::Side GetSide() const { return side_; }
+    [[nodiscard]] std::filesystem::path Home() const { return platform::HomeOf(side_); }
+    // "kestrelctl ...", with --machine for that side.
+    [[nodiscard]] std::string Ctl(const std::string& words) const;
+    [[nodiscard]] const std::vector<Finding>& All() const { return all_; }
+
+  private:
+    platform::Side side_;
+    std::vector<Finding> all_;
+};
+
+// A word as a shell takes it.
+std::string ShellWord(const std::string& word);
+
+// Home, files, their modes and owners, leftovers, the cache, settings. False when there is no home
+// that could be looked into.
+bool CheckFiles(Findings& findings);
+// The stores and the certificates in them, and the containers.
+void CheckIdentities(Findings& findings);
+
+}  // namespace kestrelctl

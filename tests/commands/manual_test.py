@@ -1,0 +1,150 @@
+"""The manual pages name all that the programs take, and the shells complete it."""
+
+import glob
+import os
+import re
+import shutil
+import subprocess
+import time
+import unittest
+
+from kestrel_case import KESTRELCTL, KestrelCase
+
+BUILD = os.environ.get("KESTREL_BUILD", ".")
+PAGES = sorted(glob.glob(os.path.join(BUILD, "man", "*")))
+BASH = os.path.join(BUILD, "completion", "kestrel.bash")
+
+# The words of a line, the last one half typed; what is offered, all of it or (a set) at least.
+ROWS = [
+    ("commands by their beginning", ["kestrel", "-cop"], ["-copycert"]),
+    ("all of them", ["kestrel", ""], {"-encr", "-sign", "-verify", "-checkreg", "--help"}),
+    ("keys of a command", ["kestrel", "-decr", "-"],
+     {"-start", "-pin", "-askpin", "-dn", "-u", "-nochain", "-help"}),
+    ("in capitals, too", ["kestrel", "-LISTDN", "-"], ["-FLCA", "-help"]),
+    ("no criterion where none is taken", ["kestrel", "-hash", "-d"], ["-dir"]),
+    ("no key that the parser refuses", ["kestrel", "-instcert", "-pro"], ["-provname", "-provtype"]),
+    ("subjects", ["kestrel", "-sign", "-dn", ""], ["Ann\\ Example", "Bob"]),
+    ("begun", ["kestrel", "-sign", "-DN", "Ann\\ E"], ["Ann\\ Example"]),
+    ("in quotes", ["kestrel", "-sign", "-dn", "\"Ann"], ["Ann Example"]),
+    ("subjects of the store told", ["kestrel", "-sign", "-uFriends", "-dn", ""], ["Carol"]),
+    ("of no store", ["kestrel", "-sign", "-uNone", "-dn", ""], []),
+    ("nothing that is typed runs", ["kestrel", "-sign", "-dn", "$(touch ran)"], []),
+    ("stores behind their key", ["kestrel", "-sign", "-uF"], ["-uFriends"]),
+    ("destination", ["kestrel", "-copycert", "-duR"], ["-duRoot"]),
+    ("containers", ["kestrel", "-CSPcert", "-cont", ""], ["Ann\\ Example", "Bob"]),
+    ("no password", ["kestrel", "-sign", "-pin", ""], []),
+    ("files", ["kestrel", "-sign", "rep"], ["report.txt"]),
+    ("files of a key", ["kestrel", "-sign", "-f", "rep"], ["report.txt"]),
+    ("groups", ["kestrelctl", "st"], ["store"]),
+    ("verbs", ["kestrelctl", "identity", "e"], ["export"]),
+    ("options", ["kestrelctl", "identity", "list", "--"], ["--help", "--json", "--machine"]),
+    ("names of stores", ["kestrelctl", "store", "show", "F"], ["Friends"]),
+    ("the machine's", ["kestrelctl", "store", "show", "--machine", ""], ["CA", "My", "Root"]),
+    ("names of containers", ["kestrelctl", "identity", "export", "--pin", "1", "B"], ["Bob"]),
+    ("then a file", ["kestrelctl", "identity", "export", "Bob", "rep"], ["report.txt"]),
+    ("settings", ["kestrelctl", "policy", "set", "Nonce"], ["NonceLength"]),
+    ("lists", ["kestrelctl", "policy", "add", "HashAlgsD"], ["HashAlgsDenied"]),
+    ("files without end", ["kestrelctl", "trust", "a", "b", "rep"], ["report.txt"]),
+]
+
+
+class Manual(KestrelCase):
+    def page(self, name):
+        with open(os.path.join(BUILD, "man", name), encoding="ascii") as page:
+            text = page.read()
+        return re.sub(r"\\f[BIR]", "", text.replace("\\-", "-").replace("\\e", "\\"))
+
+    def tags(self, name):
+        """What stands in the margin, or above a section, of a page."""
+        return set(re.findall(r"^(?:\.TP\n|\.SS \")([^\n\"]*)", self.page(name), re.M))
+
+    def test_pages_are_well_formed(self):
+        self.assertEqual([os.path.basename(page) for page in PAGES],
+                         ["kestrel-files.5", "kestrel-settings.5", "kestrel.1", "kestrelctl.1"])
+        checkers = [["mandoc", "-T", "lint", "-W", "style"],
+                    ["groff", "-man", "-ww", "-K", "utf8", "-T", "utf8", "-z"]]
+        checkers = [words for words in checkers if shutil.which(words[0])]
+        self.assertTrue(checkers, "neither mandoc nor groff is installed")
+        for words in checkers:
+            done = subprocess.run([*words, *PAGES], capture_output=True, check=False)
+            self.assertEqual((done.stdout, done.stderr), (b"", b""), words)
+
+    def test_every_command_and_key_of_kestrel(self):
+        tags, words = self.tags("kestrel.1"), 0
+        _, listing = self.kestrel("--help")
+        for command in re.findall(r"^ (-\S+) ", listing.decode().split("\nCert")[0], re.M):
+            command = {"-singf": "-signf"}.get(command, command)
+            if command == "-help":
+                continue
+            self.assertIn(command, tags)
+            _, usage = self.kestrel(command, "-help")
+            explained = usage.decode().split("\n\n", 1)[1]
+            for word in re.findall(r"^ (-\S+) ", explained, re.M):
+                self.assertIn(word, tags, command)
+                words += 1
+        self.assertGreater(words, 200)
+
+    def verbs(self):
+        listing = self.ctl("--help").decode().split("Commands:\n")[1].split("\n\n")[0]
+        return [line[2:21].split() for line in listing.splitlines()]
+
+    def test_every_verb_and_option_of_kestrelctl(self):
+        page, verbs = self.page("kestrelctl.1"), self.verbs()
+        self.assertGreater(len(verbs), 25)
+        for verb in verbs:
+            synopsis, _, help_text = self.ctl(*verb, "--help").decode().partition("\n\n")
+            start = page.index("\n.TP\n" + synopsis.removeprefix("Usage: ") + "\n")
+            section = page[start:page.find("\n.TP\nkestrelctl ", start + 1)]
+            for option in re.findall(r"^  (--\S+)", help_text, re.M):
+                self.assertRegex(section, rf"\n\.TP\n{option}\b", verb)
+
+    def test_every_setting(self):
+        names = re.findall(r"^(\w+) ", self.ctl("policy", "show", "--all").decode(), re.M)
+        self.assertGreater(len(names), 40)
+        self.assertEqual(set(names) - {"value"} - self.tags("kestrel-settings.5"), set())
+
+
+class Completion(KestrelCase):
+    def setUp(self):
+        super().setUp()
+        self.env["PATH"] = os.path.dirname(KESTRELCTL) + ":" + os.environ["PATH"]
+        self.write("report.txt", b"")
+
+    def complete(self, words):
+        script = ('source "$0"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); "_$1"; '
+                  'printf "%s\\n" "${COMPREPLY[@]}"')
+        done = subprocess.run(["bash", "-c", script, BASH, *words], cwd=self.folder, env=self.env,
+                              capture_output=True, check=True)
+        self.assertEqual(done.stderr, b"", words)
+        return done.stdout.decode().split("\n")[:-1] if done.stdout != b"\n" else []
+
+    def test_bash(self):
+        for name in ("Ann Example", "Bob", "Carol"):
+            self.ctl("identity", "create", f"CN={name}, O=Example")
+        self.succeed("-copycert", "-dn", "Carol", "-uMy", "-duFriends", "-nochain")
+        self.ctl("identity", "delete", "Carol")
+        for name, words, offered in ROWS:
+            with self.subTest(name):
+                found = self.complete(words)
+                if isinstance(offered, set):
+                    self.assertLessEqual(offered, set(found))
+                else:
+                    self.assertEqual(sorted(found), offered)
+        self.assertFalse(os.path.exists(self.path("ran")))
+
+    def test_quick_and_quiet_in_an_empty_home(self):
+        begin = time.monotonic()
+        for words in (["kestrel", "-sign", "-dn", ""], ["kestrel", "-CSPcert", "-cont", ""],
+                      ["kestrelctl", "identity", "delete", ""]):
+            self.assertEqual(self.complete(words), [])
+        self.assertLess(time.monotonic() - begin, 3)
+        self.assertFalse(os.path.exists(self.home))
+
+    def test_zsh_reads_its_script(self):
+        if not shutil.which("zsh"):
+            self.skipTest("zsh is not installed")
+        subprocess.run(["zsh", "-n", os.path.join(BUILD, "completion", "_kestrel")], check=True)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,93 @@
+"""What makes kestrelctl pleasant: tables that fit, the word that was meant, which one it is."""
+
+import fcntl
+import os
+import pty
+import re
+import struct
+import subprocess
+import termios
+import unittest
+
+from kestrel_case import KESTRELCTL, KestrelCase
+
+LONG = "CN=Ann Example, O=A company whose name goes on and on and on, C=DE"
+# Line, width, what the head of the table (or the first line) is.
+TABLES = [
+    (["identity", "list"], 200, "container       provtype  key       password  subject"),
+    (["identity", "list"], 80, "container       key       subject"),
+    (["identity", "list"], 40, "container   Ann Example"),
+    (["store", "list", "My"], 80, "thumbprint            not_after             key  subject"),
+    (["store", "show", "My"], 80, "kind        certificate"),
+    (["policy", "show", "--all"], 80, "value "),
+    (["store", "list"], 30, "store         Bob's"),
+    (["providers"], 80, "type  provider "),
+]
+# Line, what is suggested.
+WORDS = [
+    (["identiy"], "identity"), (["stroe", "list"], "store"), (["help me"], None), (["zzz"], None),
+    (["identity", "lst"], "identity list"), (["policy", "ste"], "policy set"),
+    (["store", "zzzzzz"], None), (["store", "list", "--jsn"], "--json"),
+    (["store", "list", "-machine"], "--machine"), (["a" * 100000], None),
+    (["doctor", "--mashine"], None),
+]
+
+
+class Comfort(KestrelCase):
+    def shown(self, words, columns):
+        """The lines that a terminal of that width gets."""
+        child, terminal = pty.fork()
+        if child == 0:
+            fcntl.ioctl(1, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+            os.execve(KESTRELCTL, [KESTRELCTL, *words], self.env)
+        output = b""
+        while piece := self.piece_of(terminal):
+            output += piece
+        os.close(terminal)
+        self.assertEqual(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]), 0)
+        return output.decode().splitlines()
+
+    def test_tables_fit_and_lose_nothing(self):
+        self.ctl("identity", "create", LONG, "--days", "10")
+        self.ctl("identity", "create", "CN=Борис Примеров")
+        self.ctl("store", "export", "My", "all.pem")
+        self.ctl("store", "add", "Bob's certificates of old", "all.pem")
+        for words, columns, head in TABLES:
+            with self.subTest((words, columns)):
+                lines = self.shown(words, columns)
+                begins = lines[4:] if words == ["store", "list"] else lines
+                self.assertTrue(any(line.startswith(head) for line in begins), lines)
+                self.assertLessEqual(max(map(len, lines)), columns)
+                piped = self.ctl(*words).decode()
+                missing = re.findall(r"^\(no room for: (.*)\)$", lines[-1])
+                if not missing and lines[0].split() == piped.split("\n")[0].split():
+                    self.assertEqual(sorted(re.sub(r"\s", "", "".join(lines))),
+                                     sorted(re.sub(r"\s", "", piped)))
+        self.assertIn("(no room for: thumbprint, password, provtype)",
+                      self.shown(["identity", "list"], 80))
+        self.assertIn(LONG + "  ", self.ctl("identity", "list").decode())
+
+    def test_the_word_that_was_meant(self):
+        for words, meant in WORDS:
+            told = self.ctl(*words, status=2).decode()
+            found = re.findall(r"; did you mean '(.*)'\?$", told, re.M)
+            self.assertEqual(found, [meant] if meant else [], told[:200])
+
+    def test_version(self):
+        self.assertRegex(self.ctl("--version"),
+                         rb"^kestrelctl \d+\.\d+\.\d+ \(commit ([0-9a-f]{12}|unknown), \w+\)\n$")
+        done = subprocess.run([KESTRELCTL, "--version", "store"], capture_output=True, check=False)
+        self.assertEqual(done.returncode, 0)
+
+    def test_times(self):
+        """As openssl shows them in ISO 8601."""
+        self.make_certificate("ec", "ann")
+        self.ctl("store", "add", "CA", "ann.pem")
+        _, end = self.openssl("x509", "-in", "ann.pem", "-noout", "-enddate", "-dateopt", "iso_8601")
+        end = end.decode().strip().removeprefix("notAfter=").replace(" ", "T")
+        for words in (["store", "list", "CA"], ["store", "show", "CA"]):
+            self.assertIn(end, self.ctl(*words).decode().split())
+
+
+if __name__ == "__main__":
+    unittest.main()

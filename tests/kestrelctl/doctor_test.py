@@ -1,0 +1,196 @@
+"""kestrelctl doctor: each fault is found once, nothing changes, and the command told mends it."""
+
+import json
+import os
+import pathlib
+import sqlite3
+import subprocess
+import unittest
+
+from kestrel_case import KESTRELCTL, KestrelCase
+
+
+def damage(test, name):
+    with open(test.path(name), "r+b") as file:
+        file.write(b"?" * 64)
+
+
+def forget_container(test):
+    os.rename(test.path("home/containers/Ann B"), test.path("kept"))
+
+
+def sql(test, statement):
+    database = sqlite3.connect(test.path("home/stores.db"))
+    with database:
+        database.execute(statement)
+    database.close()
+
+
+def leave(test, name, mode=0o644):
+    os.makedirs(os.path.dirname(test.path(name)), exist_ok=True)
+    test.write(name, b"x")
+    os.chmod(test.path(name), mode)
+
+
+def short_lived(test):
+    test.ctl("identity", "create", "CN=Short", "--days", "29")
+
+
+def long_enough(test):
+    test.ctl("identity", "create", "CN=Long", "--days", "31")
+
+
+def expired(test):
+    test.write("index", b"")
+    test.write("serial", b"01\n")
+    test.write("ca.cnf", b"[ca]\ndefault_ca=d\n[d]\ndatabase=index\nserial=serial\nnew_certs_dir=.\n"
+                         b"default_md=sha256\npolicy=p\n[p]\ncommonName=supplied\n")
+    test.openssl("req", "-new", "-newkey", "rsa:2048", "-nodes", "-keyout", "old.key", "-subj",
+                 "/CN=old", "-out", "old.csr")
+    test.openssl("ca", "-config", "ca.cnf", "-batch", "-selfsign", "-keyfile", "old.key", "-in",
+                 "old.csr", "-startdate", "20200101000000Z", "-enddate", "20200201000000Z",
+                 "-out", "old.pem")
+    test.ctl("store", "add", "CA", "old.pem")
+
+
+def waiting(test):
+    test.succeed("-creatrqst", "-dn", "CN=Waits", "-provtype", "24", "-silent", "-cont", "waits",
+                 "waits.p10")
+
+
+def without_request(test):
+    waiting(test)
+    test.ctl("request", "delete", "waits")
+
+
+CONTAINER = "home/containers/Ann B"
+# Name, what is done, side and kind of what is found, part of its words; whether the remedy is a
+# command that mends it.
+ROWS = [
+    ("a good side", lambda test: None, None, "", True),
+    ("home open to others", lambda test: os.chmod(test.home, 0o750), ("user", "mode"),
+     "is open to other users (mode 750)", True),
+    ("key open to others", lambda test: os.chmod(test.path(CONTAINER + "/exchange.key"), 0o644),
+     ("user", "mode"), "exchange.key is open", True),
+    ("machine's stores written by others", lambda test: (
+        test.ctl("store", "add", "CA", "ann.pem", "--machine"),
+        os.chmod(test.path("machine/stores.db"), 0o666)), ("machine", "mode"),
+     "may be written by other users", True),
+    ("machine's stores not for users", lambda test: (
+        test.ctl("store", "add", "CA", "ann.pem", "--machine"),
+        os.chmod(test.path("machine/stores.db"), 0o600)), ("machine", "mode"),
+     "cannot be read by all users", True),
+    ("damaged database", lambda test: damage(test, "home/stores.db"), ("user", "damaged"),
+     "stores.db is damaged", False),
+    ("damaged certificate in it", lambda test: sql(test, "UPDATE certificates SET der = x'3000'"),
+     ("user", "damaged"), "stores.db is damaged", False),
+    ("damaged settings", lambda test: test.write("home/registry.reg", b"nonsense\n"),
+     ("user", "damaged"), "registry.reg is damaged", True),
+    ("damaged machine's settings", lambda test: leave(test, "machine/registry.reg"),
+     ("machine", "damaged"), "registry.reg is damaged", True),
+    ("damaged key", lambda test: damage(test, CONTAINER + "/exchange.key"), ("user", "damaged"),
+     "container 'Ann B' is damaged", True),
+    ("no type of container", lambda test: os.remove(test.path(CONTAINER + "/provider.type")),
+     ("user", "damaged"), "container 'Ann B' is damaged", True),
+    ("damaged answer", lambda test: leave(test, "home/cache/" + "a" * 64), ("user", "damaged"),
+     "counts as absent", True),
+    ("another file in the cache", lambda test: leave(test, "home/cache/notes"), None, "", True),
+    ("key without certificate", without_request, ("user", "no-certificate"),
+     "container 'waits' has a key without a certificate", False),
+    ("key that waits for its certificate", waiting, None, "", True),
+    ("certificate whose container is gone", forget_container, ("user", "no-key"),
+     "leads to a key that is not there, in container 'Ann B'", True),
+    ("certificate whose key is gone",
+     lambda test: os.remove(test.path(CONTAINER + "/exchange.key")), ("user", "no-key"),
+     "whose key is gone", True),
+    ("damaged way to the key", lambda test: sql(test, "UPDATE properties SET value = x'00'"),
+     ("user", "no-key"), "damaged way", True),
+    ("not in My", lambda test: test.ctl("store", "remove", "My", test.ann), ("user", "not-in-my"),
+     "does not stand in \"My\"", True),
+    ("soon over", short_lived, ("user", "expires"), "expires in 28 days", False),
+    ("not so soon", long_enough, None, "", True),
+    ("over", expired, ("user", "expired"), "CN=old", True),
+    ("draft", lambda test: leave(test, "home/kestrel-7-0.tmp"), ("user", "leftover"),
+     "was left by a killed run", True),
+    ("the whole copy", lambda test: leave(test, "home/kestrel-7-0.tmp", 0o400),
+     ("user", "leftover"), "whole copy", False),
+    ("container half made", lambda test: test.write(CONTAINER + "/pending", b"My\n") and
+     os.chmod(test.path(CONTAINER + "/pending"), 0o600), ("user", "leftover"), "half made", True),
+    ("folder that was being filled",
+     lambda test: os.mkdir(test.path("home/containers/\\AbC123"), 0o700), ("user", "leftover"),
+     "killed run that changed a container", True),
+    ("change that was cut off", lambda test: leave(test, "home/stores.db-journal", 0o600),
+     ("user", "leftover"), "cut off", True),
+]
+
+
+def state(folder):
+    """Names, modes, times and bytes of all that there is."""
+    found = {}
+    for parent, folders, files in os.walk(folder):
+        for name in folders + files:
+            path = os.path.join(parent, name)
+            status = os.lstat(path)
+            content = pathlib.Path(path).read_bytes() if name in files else None
+            found[path] = (status.st_mode, status.st_mtime_ns, content)
+    return found
+
+
+class Doctor(KestrelCase):
+    def setUp(self):
+        super().setUp()
+        self.ctl("identity", "create", "CN=Ann", "--container", "Ann B")
+        self.ann = json.loads(self.ctl("identity", "list", "--json"))[0]["thumbprint"]
+        self.ctl("store", "export", "My", "ann.pem")
+
+    def examine(self):
+        """What is found of the two sides; packages are the computer's own affair."""
+        before = state(self.folder)
+        done = subprocess.run([KESTRELCTL, "doctor", "--json"], env=self.env, capture_output=True,
+                              check=False)
+        self.assertEqual((done.stderr, state(self.folder)), (b"", before))
+        findings = json.loads(done.stdout)
+        self.assertEqual(done.returncode, 1 if findings else 0)
+        return [one for one in findings if one["side"] != "system"]
+
+    def mend(self, remedy):
+        subprocess.run(["sh", "-c", remedy], cwd=self.folder, capture_output=True, check=False, env={
+            **self.env, "PATH": os.path.dirname(KESTRELCTL) + ":" + os.environ["PATH"]})
+        return self.examine()
+
+    def test_finds_and_mends(self):
+        for name, fault, found, words, mended in ROWS:
+            with self.subTest(name):
+                self.tearDown()
+                self.doCleanups()
+                self.setUp()
+                fault(self)
+                findings = self.examine()
+                self.assertEqual([(one["side"], one["kind"]) for one in findings],
+                                 [found] if found else [], findings)
+                for one in findings:
+                    self.assertIn(words, one["place"] + " " + one["finding"])
+                # What one command mends may show what another one has to do.
+                for one in findings + (self.mend(findings[0]["remedy"]) if findings else []):
+                    self.mend(one["remedy"])
+                if mended:
+                    self.assertEqual(self.examine(), [])
+
+    def test_missing_package(self):
+        """As on a computer without it: the library cannot be loaded."""
+        self.write("libcurl.so.4", b"")
+        self.env["LD_LIBRARY_PATH"] = self.folder
+        done = subprocess.run([KESTRELCTL, "doctor"], env=self.env, capture_output=True, check=False)
+        self.assertIn(b"system: libcurl4 is not installed", done.stdout)
+        self.assertIn(b"\n    sudo apt-get install libcurl4\n", done.stdout)
+        self.assertEqual(done.returncode, 1)
+
+    def test_empty_sides(self):
+        for side in ("HOME", "MACHINE_HOME"):
+            self.env["KESTREL_" + side] = self.path("nowhere")
+        self.assertEqual(self.examine(), [])
+        self.assertFalse(os.path.exists(self.path("nowhere")))
+
+
+if __name__ == "__main__":
+    unittest.main()
