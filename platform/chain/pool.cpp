@@ -185,7 +185,7 @@ std::vector<std::shared_ptr<Crl>> CertificatePool::CrlsFor(const Certificate& su
     std::vector<std::shared_ptr<Crl>> found;
     for (const auto& store : stores_) {
         for (auto& crl : store->Crls()) {
-            const DistinguishedName issuer(crl->Info().Issuer);
+            const DistinguishedName issuer(crl->Head().Issuer);
             const bool fits = std::any_of(wanted.begin(), wanted.end(),
                                           [&](const auto& name) { return name.Equals(issuer); });
             if (fits) found.push_back(std::move(crl));
