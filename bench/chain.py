@@ -58,7 +58,7 @@ def make_list(bench, name, entries):
     with open(bench.path(f"{name}.index"), "w", encoding="ascii") as file:
         for number in range(entries):
             serial = hashlib.sha256(f"{name}{number}".encode()).hexdigest()[:30].upper()
-            file.write(f"R\t351231235959Z\t250101000000Z\t7F{serial}\tunknown\t/CN=x\n")
+            file.write(f"R\t351231235959Z\t250101000000Z,keyCompromise\t7F{serial}\tunknown\t/CN=x\n")
     bench.call("openssl", "ca", "-config", f"{name}.cnf", "-gencrl", "-cert", f"{name}.pem",
                "-keyfile", f"{name}.key", "-crldays", "30", "-out", f"{name}.crl.pem")
     bench.call("openssl", "crl", "-in", f"{name}.crl.pem", "-outform", "DER", "-out",

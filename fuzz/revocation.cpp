@@ -32,22 +32,22 @@ void DemandEvidence(Revocation verdict, const Evidence& evidence) {
 }
 
 void JudgeAnswer(ByteView answer, RevocationQuestion question) {
-    const OcspFinding finding = JudgeOcsp(answer, question, {});
+    const auto never = [](RevocationQuestion&) { return false; };
+    const OcspFinding finding = JudgeOcsp(answer, question, never);
     DemandEvidence(finding.verdict, question.evidence);
     Demand(finding.verdict != Revocation::Unknown || !finding.fault.empty(),
            "no verdict has a reason");
     Bytes longer(answer.begin(), answer.end());
     longer.push_back(0);
-    Demand(JudgeOcsp(longer, question, {}).verdict == Revocation::Unknown,
+    Demand(JudgeOcsp(longer, question, never).verdict == Revocation::Unknown,
            "nothing may follow an answer");
 }
 
 void JudgeList(ByteView list, RevocationQuestion question) {
-    const std::vector<std::shared_ptr<Crl>> crls{Crl::Parse(list)};
-    const bool sound = IsSound(question, *crls.front());
-    const Revocation verdict = Judge(question, crls);
+    const SoundLists lists = Sound(question, {Crl::Parse(list)}, false);
+    const Revocation verdict = Judge(question, lists);
     DemandEvidence(verdict, question.evidence);
-    Demand(verdict == Revocation::Unknown || sound, "a verdict rests on a sound list");
+    Demand(verdict == Revocation::Unknown || !lists.empty(), "a verdict rests on a sound list");
 }
 
 void JudgeAll(ByteView input) {

@@ -6,6 +6,7 @@
 #include "kestrelctl/output.h"
 #include "kestrelctl/text_forms.h"
 #include "platform/base/ticks.h"
+#include "platform/certs/signature.h"
 #include "platform/chain/stamp_policy.h"
 
 namespace kestrelctl {
@@ -41,10 +42,44 @@ bool IsFile(const std::string& name) {
     return std::filesystem::exists(name, error);
 }
 
-Found InFile(const std::string& name) {
-    const auto bundle = ReadBundleFile(name);
-    if (bundle.certificates.empty()) throw Failure(name + " holds no certificate");
-    return bundle.certificates.front();
+// A certificate with others beside it, which may be its issuers.
+struct Subject {
+    Found certificate;
+    std::shared_ptr<platform::Store> others;
+};
+
+bool Issued(const platform::Certificate& issuer, const platform::Certificate& subject) {
+    try {
+        return HasIssued(issuer, subject);
+    } catch (const platform::Error&) {
+        return false;  // it cannot be read
+    }
+}
+
+// Of a file with a whole chain, the certificate that issued none of the others.
+Subject InFile(const std::string& name) {
+    constexpr std::size_t kMost = 100;  // each is held against each
+    const auto certificates = ReadBundleFile(name).certificates;
+    if (certificates.empty()) throw Failure(name + " holds no certificate");
+    if (certificates.size() > kMost) throw Failure(name + " holds more than 100 certificates");
+    std::vector<Found> ends;
+    const auto others = platform::NewMemoryStore();
+    for (const Found& one : certificates) {
+        others->Add(*one, CERT_STORE_ADD_USE_EXISTING);
+        const auto issuesAnother = [&](const Found& other) {
+            return !platform::Equal(one->Der(), other->Der()) && Issued(*one, *other);
+        };
+        const auto same = [&](const Found& end) { return platform::Equal(one->Der(), end->Der()); };
+        if (std::none_of(certificates.begin(), certificates.end(), issuesAnother) &&
+            std::none_of(ends.begin(), ends.end(), same)) {
+            ends.push_back(one);
+        }
+    }
+    if (ends.size() != 1) {
+        throw Failure("which certificate of " + name + " is meant? " + std::to_string(ends.size()) +
+                      " of them issued none of the others");
+    }
+    return {ends.front(), others};
 }
 
 // Of several that begin so, equal ones count as one.
@@ -66,8 +101,12 @@ Found ByThumbprint(const std::string& thumbprint) {
     return found;
 }
 
-Found CertificateNamed(const std::string& name) {
-    return IsFile(name) ? InFile(name) : ByThumbprint(PlainHex(name));
+Subject SubjectNamed(const std::string& name) {
+    const std::string thumbprint = PlainHex(name);
+    if (IsFile(name)) return InFile(name);
+    if (thumbprint.empty())
+        throw UsageError("a file or a thumbprint is needed, not '" + name + "'");
+    return {ByThumbprint(thumbprint), nullptr};
 }
 
 bool ForStamps(const Arguments& arguments) {
@@ -111,8 +150,9 @@ void Chain(const Arguments& arguments) {
     const std::string* at = arguments.Find("at");
     request.time =
         at != nullptr ? TimeNamed("at", *at) : platform::FileTimeOf(platform::CurrentTicks());
-    const auto leaf = CertificateNamed(arguments.positionals[0]);
-    const platform::Path path = ExamineChain(leaf, request, kCheck).path;
+    const Subject subject = SubjectNamed(arguments.positionals[0]);
+    const platform::Path path =
+        ExamineChain(subject.certificate, subject.others, request, kCheck).path;
     PrintPath(path, arguments.Json());
     FinishOutput();
     if (stamps) {
@@ -148,13 +188,24 @@ void CacheFetch(const Arguments& arguments) {
     }
     platform::ChainRequest request;
     request.time = platform::FileTimeOf(platform::CurrentTicks());
-    const auto leaf = CertificateNamed(arguments.positionals[0]);
+    const Subject subject = SubjectNamed(arguments.positionals[0]);
+    const auto [path, retrievals] =
+        ExamineChain(subject.certificate, subject.others, request, kCheck);
     Listing listing({"kind", "address", "outcome", "until"});
-    for (const platform::Retrieval& one : ExamineChain(leaf, request, kCheck).retrievals) {
+    bool inVain = false;
+    for (const platform::Retrieval& one : retrievals) {
         listing.Add({NameOf(one.inquiry.kind), one.inquiry.address, one.outcome,
                      TimeText(platform::FileTimeOf(one.until))});
+        inVain = inVain || !one.Answered();
     }
     listing.Print(arguments.Json());
+    FinishOutput();
+    // Another source may have told instead.
+    constexpr DWORD kMissing = CERT_TRUST_REVOCATION_STATUS_UNKNOWN | CERT_TRUST_IS_PARTIAL_CHAIN;
+    if (inVain && (path.Error() & kMissing) != 0) {
+        throw Failure("not all that the chain needs was answered: " +
+                      WordsOf(path.Error() & kMissing));
+    }
 }
 
 }  // namespace kestrelctl

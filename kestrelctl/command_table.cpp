@@ -115,8 +115,10 @@ constexpr Command kCommands[] = {
      {kMachine}, Trust},
     {"chain", "", "CERTIFICATE|THUMBPRINT", 1, 1,
      "Shows a certificate's chain, what is wrong with it, and who said so.\n\n"
-     "CERTIFICATE is a file; THUMBPRINT the beginning of one in any store. The source of each\n"
-     "revocation answer is shown with its age. Exit status 1: the chain is bad.",
+     "CERTIFICATE is a file; THUMBPRINT the beginning of one in any store. Of several\n"
+     "certificates in the file, the one that issued none of the others is judged, and the\n"
+     "others may be its issuers. The source of each revocation answer is shown with its age.\n"
+     "Exit status 1: the chain is bad.",
      {{"purpose", "any|stamp", "what it is for; 'stamp': a time-stamp service"},
       {"at", "TIME", "judge it for that time (UTC), such as \"2026-11-21T02:20:00Z\""},
       kJson},
@@ -129,7 +131,8 @@ constexpr Command kCommands[] = {
      {kMachine}, CacheClear},
     {"cache", "fetch", "CERTIFICATE", 1, 1,
      "Fetches what the chain of a certificate needs, and shows what came.\n\n"
-     "CERTIFICATE is a file or a thumbprint. What is in the stores already is not asked for.",
+     "CERTIFICATE is a file or a thumbprint. What is in the stores already is not asked for.\n"
+     "Exit status 1: something that the chain needs was asked for in vain.",
      {kJson}, CacheFetch},
     {"policy", "show", "", 0, 0,
      "Shows what both sides set in the time-stamp policy.\n\n"

@@ -106,7 +106,7 @@ void StoreShow(const Arguments& arguments) {
                      NameText(info.Issuer)});
     }
     for (const auto& crl : store->Crls()) {
-        const CRL_INFO& info = crl->Info();
+        const CRL_INFO& info = crl->Head();
         listing.Add({"crl", Thumbprint(crl->Der()), "", TimeText(info.ThisUpdate),
                      TimeText(info.NextUpdate), info.SignatureAlgorithm.pszObjId, "",
                      NameText(info.Issuer)});

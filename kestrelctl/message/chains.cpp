@@ -89,7 +89,7 @@ const ChainFacts& Chains::Of(const std::shared_ptr<platform::Certificate>& leaf,
     if (offline_) flags |= CERT_CHAIN_CACHE_ONLY_URL_RETRIEVAL;
     platform::ChainRequest request;
     request.time = platform::FileTimeOf(time);
-    ChainFacts facts{time, ExamineChain(leaf, request, flags, around.AsStore()).path};
+    ChainFacts facts{time, ExamineChain(leaf, around.AsStore(), request, flags).path};
     return known_[key] = std::move(facts);
 }
 

@@ -7,6 +7,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 
 #include "platform/base/bytes.h"
 #include "platform/base/handle.h"
@@ -113,21 +114,46 @@ class Certificate : public Object, public std::enable_shared_from_this<Certifica
     std::unique_ptr<std::uint8_t[]> info_;
 };
 
+// One entry of a list, as views of its DER.
+struct CrlEntry {
+    ByteView serial;
+    der::Item date;
+    ByteView extensions;  // the elements; none when it has none
+};
+
+// The entries one after the other. Throws as Certificate::Parse does.
+class CrlEntries {
+  public:
+    explicit CrlEntries(ByteView contents) : list_(contents) {}
+    std::optional<CrlEntry> Next();
+
+  private:
+    der::Cursor list_;
+};
+
 class Crl : public Object, public std::enable_shared_from_this<Crl> {
   public:
     static constexpr Kind kKind = Kind::Crl;
 
-    // RFC 5280 5.1. Throws as Certificate::Parse does.
+    // RFC 5280 5.1. All of it is checked, though lists with a million entries are kept as they
+    // came. Throws as Certificate::Parse does.
     static std::shared_ptr<Crl> Parse(ByteView der);
     static std::shared_ptr<Crl> Of(PCCRL_CONTEXT context);
     static PCCRL_CONTEXT Share(const std::shared_ptr<Crl>& crl);
 
     ~Crl() override;
 
-    [[nodiscard]] const CRL_CONTEXT& Context() const { return context_; }
-    [[nodiscard]] const CRL_INFO& Info() const { return *context_.pCrlInfo; }
+    // With a record of every entry, made when it is first asked for.
+    [[nodiscard]] const CRL_CONTEXT& Context() const;
+    // What the list says of itself: the record without its entries.
+    [[nodiscard]] const CRL_INFO& Head() const {
+        return *reinterpret_cast<const CRL_INFO*>(head_.get());
+    }
+    [[nodiscard]] CrlEntries Entries() const;
     [[nodiscard]] ByteView Der() const { return der_; }
-    [[nodiscard]] X509_CRL* Native() const;
+    // OpenSSL's form of the list without its entries, for its extensions and names. Throws
+    // CRYPT_E_ASN1_CORRUPT when OpenSSL does not take it.
+    [[nodiscard]] X509_CRL* NativeHead() const;
 
     std::weak_ptr<CertificateOwner> store;
     std::int64_t row = 0;
@@ -136,10 +162,11 @@ class Crl : public Object, public std::enable_shared_from_this<Crl> {
 
   private:
     Crl();
-    CRL_CONTEXT context_{};
+    mutable CRL_CONTEXT context_{};
     Bytes der_;
     mutable NativeCrl native_;
-    std::unique_ptr<std::uint8_t[]> info_;
+    std::unique_ptr<std::uint8_t[]> head_;
+    mutable std::unique_ptr<std::uint8_t[]> info_;
 };
 
 }  // namespace platform

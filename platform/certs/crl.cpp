@@ -11,41 +11,30 @@ namespace {
 constexpr std::uint8_t kUtcTime = 0x17;
 constexpr std::uint8_t kGeneralizedTime = 0x18;
 
-struct Entry {
-    ByteView serial;
-    FILETIME date{};
-    std::vector<ExtensionView> extensions;
-};
-
 struct Fields {
     DWORD version = 0;
     AlgorithmView signatureAlgorithm;
     ByteView issuer;
     FILETIME thisUpdate{};
     FILETIME nextUpdate{};  // zero when the list names none
-    std::vector<Entry> entries;
+    der::Item entries;      // may be absent
     std::vector<ExtensionView> extensions;
 };
 
-Entry ReadEntry(der::Cursor cursor) {
-    Entry entry;
-    entry.serial = cursor.Expect(der::kInteger).contents;
-    if (entry.serial.empty()) throw Error(CRYPT_E_ASN1_CORRUPT);
-    entry.date = ReadTime(cursor.Next());
-    if (!cursor.AtEnd()) {
-        entry.extensions = ReadExtensions(cursor.Expect(der::kSequence).contents);
+// Lists are long: nothing is made of an entry before somebody asks for it, and identifiers,
+// which are much the same in all of them, are read where they change.
+void CheckEntries(ByteView contents) {
+    ByteView known;
+    for (CrlEntries entries(contents); const auto entry = entries.Next();) {
+        ReadTime(entry->date);
+        der::Cursor extensions(entry->extensions);
+        while (!extensions.AtEnd()) {
+            const ByteView oid = NextExtension(extensions).oid;
+            if (Equal(oid, known)) continue;
+            der::DottedOid(oid);
+            known = oid;
+        }
     }
-    cursor.ExpectEnd();
-    return entry;
-}
-
-std::vector<Entry> ReadEntries(ByteView contents) {
-    std::vector<Entry> entries;
-    der::Cursor list(contents);
-    while (!list.AtEnd()) {
-        entries.push_back(ReadEntry(der::Cursor(list.Expect(der::kSequence).contents)));
-    }
-    return entries;
 }
 
 Fields ReadCrlToBeSigned(der::Cursor cursor) {
@@ -57,7 +46,7 @@ Fields ReadCrlToBeSigned(der::Cursor cursor) {
     if (cursor.NextIs(kUtcTime) || cursor.NextIs(kGeneralizedTime)) {
         fields.nextUpdate = ReadTime(cursor.Next());
     }
-    if (cursor.NextIs(der::kSequence)) fields.entries = ReadEntries(cursor.Next().contents);
+    if (cursor.NextIs(der::kSequence)) fields.entries = cursor.Next();
     if (cursor.NextIs(der::ContextConstructed(0))) {
         der::Cursor explicitly(cursor.Next().contents);
         fields.extensions = ReadExtensions(explicitly.Expect(der::kSequence).contents);
@@ -67,29 +56,55 @@ Fields ReadCrlToBeSigned(der::Cursor cursor) {
     return fields;
 }
 
-void LayEntries(Packer& packer, const std::vector<Entry>& entries, CRL_INFO& info) {
-    info.cCRLEntry = static_cast<DWORD>(entries.size());
-    info.rgCRLEntry = packer.Array<CRL_ENTRY>(entries.size());
-    for (std::size_t i = 0; i < entries.size(); ++i) {
-        CRL_ENTRY& record = info.rgCRLEntry[i];
-        record.SerialNumber = LayReversed(packer, entries[i].serial);
-        record.RevocationDate = entries[i].date;
-        Lay(packer, entries[i].extensions, record.cExtension, record.rgExtension);
-    }
-}
-
-void LayInfo(Packer& packer, const Fields& fields) {
+CRL_INFO& LayHead(Packer& packer, const Fields& fields) {
     auto* info = packer.One<CRL_INFO>();
     info->dwVersion = fields.version;
     Lay(packer, fields.signatureAlgorithm, info->SignatureAlgorithm);
     info->Issuer = packer.Blob(fields.issuer);
     info->ThisUpdate = fields.thisUpdate;
     info->NextUpdate = fields.nextUpdate;
-    LayEntries(packer, fields.entries, *info);
     Lay(packer, fields.extensions, info->cExtension, info->rgExtension);
+    return *info;
+}
+
+void LayEntries(Packer& packer, const std::vector<CrlEntry>& entries, CRL_INFO& info) {
+    info.cCRLEntry = static_cast<DWORD>(entries.size());
+    info.rgCRLEntry = packer.Array<CRL_ENTRY>(entries.size());
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        CRL_ENTRY& record = info.rgCRLEntry[i];
+        record.SerialNumber = LayReversed(packer, entries[i].serial);
+        record.RevocationDate = ReadTime(entries[i].date);
+        Lay(packer, ReadExtensions(entries[i].extensions), record.cExtension, record.rgExtension);
+    }
+}
+
+// The list as it would be with no entry in it.
+Bytes WithoutEntries(ByteView der, const der::Item& entries) {
+    der::Cursor parts = der::Inside(der, der::kSequence);
+    const der::Item toBeSigned = parts.Expect(der::kSequence);
+    const ByteView behind = parts.Expect(der::kSequence).whole;
+    const ByteView signature = parts.Expect(der::kBitString).whole;
+    const auto place = static_cast<std::size_t>(entries.whole.data() - toBeSigned.contents.data());
+    return der::Element(
+        der::kSequence,
+        {der::Element(der::kSequence, {toBeSigned.contents.first(place),
+                                       toBeSigned.contents.subspan(place + entries.whole.size())}),
+         behind, signature});
 }
 
 }  // namespace
+
+std::optional<CrlEntry> CrlEntries::Next() {
+    if (list_.AtEnd()) return std::nullopt;
+    der::Cursor fields(list_.Expect(der::kSequence).contents);
+    CrlEntry entry;
+    entry.serial = fields.Expect(der::kInteger).contents;
+    if (entry.serial.empty()) throw Error(CRYPT_E_ASN1_CORRUPT);
+    entry.date = fields.Next();
+    if (!fields.AtEnd()) entry.extensions = fields.Expect(der::kSequence).contents;
+    fields.ExpectEnd();
+    return entry;
+}
 
 Crl::Crl() : Object(Kind::Crl) {}
 Crl::~Crl() = default;
@@ -98,13 +113,13 @@ std::shared_ptr<Crl> Crl::Parse(ByteView der) {
     std::shared_ptr<Crl> crl(new Crl);
     crl->der_ = Copy(der);
     const Fields fields = ReadCrlToBeSigned(SignedPart(crl->der_));
-    crl->info_ = PackOwned([&](Packer& packer) { LayInfo(packer, fields); });
+    CheckEntries(fields.entries.contents);
+    crl->head_ = PackOwned([&](Packer& packer) { LayHead(packer, fields); });
 
     CRL_CONTEXT& context = crl->context_;
     context.dwCertEncodingType = X509_ASN_ENCODING;
     context.pbCrlEncoded = crl->der_.data();
     context.cbCrlEncoded = static_cast<DWORD>(der.size());
-    context.pCrlInfo = reinterpret_cast<CRL_INFO*>(crl->info_.get());
     return crl;
 }
 
@@ -113,13 +128,34 @@ std::shared_ptr<Crl> Crl::Of(PCCRL_CONTEXT context) {
 }
 
 PCCRL_CONTEXT Crl::Share(const std::shared_ptr<Crl>& crl) {
-    PublishHandle(&crl->context_, WithStore(crl));
-    return &crl->context_;
+    const CRL_CONTEXT* context = &crl->Context();
+    PublishHandle(context, WithStore(crl));
+    return context;
 }
 
-X509_CRL* Crl::Native() const {
+const CRL_CONTEXT& Crl::Context() const {
+    if (info_) return context_;
+    const Fields fields = ReadCrlToBeSigned(SignedPart(der_));
+    std::vector<CrlEntry> entries;
+    for (CrlEntries list(fields.entries.contents); const auto entry = list.Next();) {
+        entries.push_back(*entry);
+    }
+    info_ =
+        PackOwned([&](Packer& packer) { LayEntries(packer, entries, LayHead(packer, fields)); });
+    context_.pCrlInfo = reinterpret_cast<CRL_INFO*>(info_.get());
+    return context_;
+}
+
+CrlEntries Crl::Entries() const {
+    return CrlEntries(ReadCrlToBeSigned(SignedPart(der_)).entries.contents);
+}
+
+X509_CRL* Crl::NativeHead() const {
     if (native_) return native_.get();
-    native_ = DecodeWhole<NativeCrl>(&d2i_X509_CRL, der_);
+    const der::Item entries = ReadCrlToBeSigned(SignedPart(der_)).entries;
+    native_ = entries.whole.empty()
+                  ? DecodeWhole<NativeCrl>(&d2i_X509_CRL, der_)
+                  : DecodeWhole<NativeCrl>(&d2i_X509_CRL, WithoutEntries(der_, entries));
     ERR_clear_error();
     if (!native_) throw Error(CRYPT_E_ASN1_CORRUPT);
     return native_.get();

@@ -87,11 +87,13 @@ std::vector<std::string> DeltaAddresses(const Certificate& certificate) {
 
 std::vector<std::string> DeltaAddresses(const Crl& crl) {
     return AddressesIn(PointList(static_cast<CRL_DIST_POINTS*>(
-        X509_CRL_get_ext_d2i(crl.Native(), NID_freshest_crl, nullptr, nullptr))));
+        X509_CRL_get_ext_d2i(crl.NativeHead(), NID_freshest_crl, nullptr, nullptr))));
 }
 
 std::vector<std::string> ResponderAddresses(const Certificate& certificate) {
-    return AccessIn(certificate, NID_ad_OCSP);
+    auto addresses = AccessIn(certificate, NID_ad_OCSP);
+    std::erase_if(addresses, [](const std::string& one) { return !TakesRequests(one); });
+    return addresses;
 }
 
 std::vector<std::string> IssuerAddresses(const Certificate& certificate) {

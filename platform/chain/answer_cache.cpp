@@ -145,7 +145,10 @@ fs::path FolderOfSide(Side side) { return HomeOf(side) / "cache"; }
 
 const char* NameOf(AnswerKind kind) { return kKinds[static_cast<std::size_t>(kind)]; }
 
-std::string Inquiry::Key() const { return Sha256Of(ViewOf(address), request); }
+std::string Inquiry::Key() const {
+    const std::string head = std::string(NameOf(kind)) + '\n' + address + '\n';
+    return Sha256Of(ViewOf(head), request.empty() ? issuer : request);
+}
 
 std::optional<Answer> AnswerCache::Find(const std::string& key, Ticks now) const {
     for (const Side side : sides_) {
@@ -162,6 +165,8 @@ bool AnswerCache::Keep(const std::string& key, const Answer& answer) const {
         EnsureHome(sides_.front());
         std::error_code error;
         fs::create_directory(folder, error);
+        // Writing into a pipe would wait for a reader.
+        if (!fs::is_regular_file(folder / key, error)) fs::remove(folder / key, error);
         ReplaceFile(folder / key, Encode(answer), kMode);
     } catch (const Error&) {
         return false;

@@ -20,9 +20,14 @@ struct Inquiry {
     AnswerKind kind = AnswerKind::Crl;
     std::string address;
     Bytes request;  // of OCSP
+    // Of lists: whose, since several authorities may share an address, and a stranger may name
+    // one that is not his. Name and public key.
+    Bytes issuer;
 
-    // SHA-256 of address and request: the name under which the answer is kept.
+    // SHA-256 of all of it: the name under which the answer is kept.
     [[nodiscard]] std::string Key() const;
+    // The address itself: what is kept so holds whatever was asked there.
+    [[nodiscard]] Inquiry Anybody() const { return {kind, address, {}, {}}; }
 };
 
 struct Answer {
@@ -41,7 +46,8 @@ class AnswerCache {
 
     // One that holds at `now`. What is damaged, or not readable, is absent.
     [[nodiscard]] std::optional<Answer> Find(const std::string& key, Ticks now) const;
-    // As a whole, by rename. Past 256 MiB the oldest go first. False when it cannot be kept.
+    // As a whole, by rename; in the place of whatever has its name but is no file. Past 256 MiB the
+    // oldest go first. False when it cannot be kept.
     [[nodiscard]] bool Keep(const std::string& key, const Answer& answer) const;
 
   private:

@@ -14,6 +14,7 @@ namespace platform {
 // same input gets the same answer on every computer.
 class Budget {
   public:
+    explicit Budget(std::uint64_t units = 500'000'000) : left_(units) {}
     // False, from then on for good, when it does not reach.
     [[nodiscard]] bool Spend(std::uint64_t units);
     // For the check of one signature over `size` octets.
@@ -21,7 +22,7 @@ class Budget {
     [[nodiscard]] bool Exhausted() const { return exhausted_; }
 
   private:
-    std::uint64_t left_ = 500'000'000;
+    std::uint64_t left_;
     bool exhausted_ = false;
 };
 

@@ -92,8 +92,9 @@ std::shared_ptr<Chain> BuildChain(const std::shared_ptr<Certificate>& leaf, HCER
     return std::make_shared<Chain>(path);
 }
 
-Examination ExamineChain(const std::shared_ptr<Certificate>& leaf, const ChainRequest& request,
-                         DWORD flags, const std::shared_ptr<Store>& additional) {
+Examination ExamineChain(const std::shared_ptr<Certificate>& leaf,
+                         const std::shared_ptr<Store>& additional, const ChainRequest& request,
+                         DWORD flags) {
     const std::vector<Side> sides = SidesOf(nullptr);
     const ChainInputs inputs{*leaf, additional, sides, &request.time, request, flags};
     Retriever retriever(sides, MayFetch(flags));

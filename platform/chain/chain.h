@@ -24,7 +24,9 @@ struct Examination {
     Path path;
     std::vector<Retrieval> retrievals;
 };
-Examination ExamineChain(const std::shared_ptr<Certificate>& leaf, const ChainRequest& request,
-                         DWORD flags, const std::shared_ptr<Store>& additional = nullptr);
+// `additional` may be null.
+Examination ExamineChain(const std::shared_ptr<Certificate>& leaf,
+                         const std::shared_ptr<Store>& additional, const ChainRequest& request,
+                         DWORD flags);
 
 }  // namespace platform

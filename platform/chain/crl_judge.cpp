@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <array>
-#include <optional>
 
 #include "platform/base/error.h"
 #include "platform/base/ticks.h"
@@ -37,31 +36,14 @@ constexpr const char* kAuthorityKey = "2.5.29.35";
 
 constexpr std::array kKnownListExtensions = {NID_issuing_distribution_point, NID_delta_crl,
                                              NID_crl_number, NID_authority_key_identifier};
-constexpr std::array kKnownEntryExtensions = {NID_crl_reason, NID_invalidity_date};
-constexpr std::array kKnownIndirectExtensions = {NID_crl_reason, NID_invalidity_date,
-                                                 NID_certificate_issuer};
-
-template <std::size_t count>
-bool Understood(const STACK_OF(X509_EXTENSION) * extensions, const std::array<int, count>& known) {
+bool Understood(X509_CRL* crl) {
+    const auto* extensions = X509_CRL_get0_extensions(crl);
     for (int i = 0; i < sk_X509_EXTENSION_num(extensions); ++i) {
         X509_EXTENSION* extension = sk_X509_EXTENSION_value(extensions, i);
         if (X509_EXTENSION_get_critical(extension) == 0) continue;
         const int nid = OBJ_obj2nid(X509_EXTENSION_get_object(extension));
-        if (std::find(known.begin(), known.end(), nid) == known.end()) return false;
-    }
-    return true;
-}
-
-bool Understood(const Crl& list) {
-    X509_CRL* crl = list.Native();
-    if (!Understood(X509_CRL_get0_extensions(crl), kKnownListExtensions)) return false;
-    const bool indirect = IsIndirect(list);
-    STACK_OF(X509_REVOKED)* entries = X509_CRL_get_REVOKED(crl);
-    for (int i = 0; i < sk_X509_REVOKED_num(entries); ++i) {
-        const auto* extensions = X509_REVOKED_get0_extensions(sk_X509_REVOKED_value(entries, i));
-        const bool known = indirect ? Understood(extensions, kKnownIndirectExtensions)
-                                    : Understood(extensions, kKnownEntryExtensions);
-        if (!known) return false;
+        const auto end = kKnownListExtensions.end();
+        if (std::find(kKnownListExtensions.begin(), end, nid) == end) return false;
     }
     return true;
 }
@@ -75,11 +57,8 @@ bool InForce(const CRL_INFO& info, const FILETIME& time) {
 bool ProperVersion(const Crl& crl) {
     constexpr long kVersion2 = 1;
     der::Cursor fields = SignedPart(crl.Der());
-    if (fields.NextIs(der::kInteger)) return fields.SmallInteger() == kVersion2;
-    const CRL_INFO& info = crl.Info();
-    return info.cExtension == 0 &&
-           std::none_of(info.rgCRLEntry, info.rgCRLEntry + info.cCRLEntry,
-                        [](const CRL_ENTRY& entry) { return entry.cExtension != 0; });
+    return fields.NextIs(der::kInteger) ? fields.SmallInteger() == kVersion2
+                                        : crl.Head().cExtension == 0;
 }
 
 bool KeyFits(X509_CRL* crl, const Certificate& issuer) {
@@ -94,26 +73,19 @@ bool MaySignCrls(X509* issuer) {
            (X509_get_key_usage(issuer) & X509v3_KU_CRL_SIGN) != 0;
 }
 
-// ---- one usable CRL --------------------------------------------------------------
-
-struct UsableCrl {
-    std::shared_ptr<Crl> crl;
-    Integer number;
-    Integer baseNumber;  // of a delta CRL only
-    Reasons reasons = 0;
-};
+// ---- one list --------------------------------------------------------------
 
 bool SignedBy(const Crl& crl, const Certificate& signer, Budget& budget) {
     const CERT_PUBLIC_KEY_INFO& key = signer.Info().SubjectPublicKeyInfo;
     constexpr std::uint64_t kTryPrice = 1'000;
     return budget.Spend(kTryPrice) && MaySignCrls(signer.Native()) &&
-           KeyFits(crl.Native(), signer) && !IsWeakKey(key) &&
+           KeyFits(crl.NativeHead(), signer) && !IsWeakKey(key) &&
            budget.SpendSignature(key, crl.Der().size()) &&
            CheckSignature(crl.Der(), key).state == SignatureState::Good;
 }
 
 bool SignedByOther(const RevocationQuestion& question, const Crl& crl) {
-    const auto others = question.others.Of(crl.Info().Issuer);
+    const auto others = question.others.Of(crl.Head().Issuer);
     return std::any_of(others.begin(), others.end(), [&](const auto& signer) {
         return !Equal(signer->Der(), question.issuer.Der()) &&
                SignedBy(crl, *signer, question.budget) && question.others.Trusted(signer);
@@ -121,55 +93,64 @@ bool SignedByOther(const RevocationQuestion& question, const Crl& crl) {
 }
 
 bool IsReadable(const RevocationQuestion& question, const Crl& crl) {
-    const CRL_INFO& info = crl.Info();
-    return (InForce(info, question.time) || InForce(info, question.now)) && ProperVersion(crl) &&
-           Understood(crl);
+    const CRL_INFO& head = crl.Head();
+    return (InForce(head, question.time) || InForce(head, question.now)) && ProperVersion(crl) &&
+           Understood(crl.NativeHead());
 }
 
 bool ProperlySigned(const RevocationQuestion& question, const Crl& crl) {
-    const bool issuers = DistinguishedName(crl.Info().Issuer)
+    const bool issuers = DistinguishedName(crl.Head().Issuer)
                              .Equals(DistinguishedName(question.issuer.Info().Subject));
     return (issuers && SignedBy(crl, question.issuer, question.budget)) ||
            SignedByOther(question, crl);
 }
 
-// A CRL that does not count gives none. The signature comes last, since it costs most.
-std::optional<UsableCrl> Examine(const RevocationQuestion& question,
-                                 const std::shared_ptr<Crl>& crl) {
+// What costs most comes last, and long lists are walked over when they are known to be signed.
+std::optional<SoundList> Examine(const RevocationQuestion& question,
+                                 const std::shared_ptr<Crl>& crl, bool covering) {
     if (!IsReadable(question, *crl)) return std::nullopt;
-    X509_CRL* native = crl->Native();
-    UsableCrl usable{crl, ExtensionOf<Integer>(native, NID_crl_number),
-                     ExtensionOf<Integer>(native, NID_delta_crl),
-                     ReasonsCovered(*crl, question.subject)};
-    if (HasExtension(native, NID_delta_crl) && !usable.baseNumber) return std::nullopt;
-    if (usable.reasons == 0) return std::nullopt;
-    return ProperlySigned(question, *crl) ? std::optional(std::move(usable)) : std::nullopt;
+    const Reasons reasons = ReasonsCovered(*crl, question.subject);
+    if ((covering && reasons == 0) || !ProperlySigned(question, *crl)) return std::nullopt;
+    const auto listed = LookUp(*crl, question.subject, question.time, question.budget);
+    if (!listed || !listed->understood) return std::nullopt;
+    return SoundList{crl, reasons, *listed, {}};
 }
 
-std::optional<UsableCrl> ExamineAny(const RevocationQuestion& question,
-                                    const std::shared_ptr<Crl>& crl) {
+std::optional<SoundList> ExamineAny(const RevocationQuestion& question,
+                                    const std::shared_ptr<Crl>& crl, bool covering) {
     try {
-        return Examine(question, crl);
+        return Examine(question, crl, covering);
     } catch (const Error& error) {
-        // A list that OpenSSL cannot read does not keep the others from counting.
-        if (error.Code() != static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT)) throw;
-        return std::nullopt;
+        // A list that cannot be read does not keep the others from counting.
+        if (error.Code() == static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT)) return std::nullopt;
+        if (error.Code() == static_cast<DWORD>(CRYPT_E_ASN1_BADTAG)) return std::nullopt;
+        throw;
     }
 }
 
-enum class Entry { Absent, Revoked, Removed };
+// ---- what those that count say together ------------------------------------------
 
-Entry LookUp(const UsableCrl& usable, const RevocationQuestion& question) {
-    constexpr int kFound = 1;
-    X509_REVOKED* entry = nullptr;
-    // By serial number and issuer, which an entry of an indirect CRL may tell (RFC 5280 5.3.3).
-    const int result =
-        X509_CRL_get0_by_cert(usable.crl->Native(), &entry, question.subject.Native());
-    if (result == 0) return Entry::Absent;
-    if (result != kFound) return Entry::Removed;  // removeFromCRL
-    const bool later = ASN1_TIME_cmp_time_t(X509_REVOKED_get0_revocationDate(entry),
-                                            UnixTimeOf(question.time)) > 0;
-    return later ? Entry::Absent : Entry::Revoked;
+struct UsableList {
+    const SoundList* list;
+    Integer number;
+    Integer baseNumber;  // of a delta CRL only
+};
+
+std::vector<UsableList> LatestFirst(const SoundLists& lists) {
+    std::vector<UsableList> usable;
+    for (const SoundList& list : lists) {
+        X509_CRL* native = list.crl->NativeHead();
+        UsableList one{&list, ExtensionOf<Integer>(native, NID_crl_number),
+                       ExtensionOf<Integer>(native, NID_delta_crl)};
+        const bool damaged = HasExtension(native, NID_delta_crl) && !one.baseNumber;
+        if (!damaged && list.reasons != 0) usable.push_back(std::move(one));
+    }
+    ERR_clear_error();
+    std::stable_sort(usable.begin(), usable.end(), [](const auto& first, const auto& second) {
+        return TicksOf(first.list->crl->Head().ThisUpdate) >
+               TicksOf(second.list->crl->Head().ThisUpdate);
+    });
+    return usable;
 }
 
 bool SameExtension(const Crl& first, const Crl& second, const char* oid) {
@@ -177,61 +158,56 @@ bool SameExtension(const Crl& first, const Crl& second, const char* oid) {
         const auto* extension = FindExtension(oid, info.cExtension, info.rgExtension);
         return extension == nullptr ? ByteView() : ViewOf(extension->Value);
     };
-    return Equal(valueIn(first.Info()), valueIn(second.Info()));
+    return Equal(valueIn(first.Head()), valueIn(second.Head()));
 }
 
 // RFC 5280 6.3.3 (c): of one scope and one key, and newer.
-bool Builds(const UsableCrl& delta, const UsableCrl& base) {
-    return base.number && delta.number &&
-           DistinguishedName(delta.crl->Info().Issuer)
-               .Equals(DistinguishedName(base.crl->Info().Issuer)) &&
-           SameExtension(*delta.crl, *base.crl, kScope) &&
-           SameExtension(*delta.crl, *base.crl, kAuthorityKey) &&
+bool Builds(const UsableList& delta, const UsableList& base) {
+    const Crl& later = *delta.list->crl;
+    const Crl& earlier = *base.list->crl;
+    return delta.baseNumber && base.number && delta.number &&
+           DistinguishedName(later.Head().Issuer)
+               .Equals(DistinguishedName(earlier.Head().Issuer)) &&
+           SameExtension(later, earlier, kScope) && SameExtension(later, earlier, kAuthorityKey) &&
            ASN1_INTEGER_cmp(delta.baseNumber.get(), base.number.get()) <= 0 &&
            ASN1_INTEGER_cmp(delta.number.get(), base.number.get()) > 0;
 }
 
-bool Later(const UsableCrl& first, const UsableCrl& second) {
-    return TicksOf(first.crl->Info().ThisUpdate) > TicksOf(second.crl->Info().ThisUpdate);
-}
-
-// `lists` in order, the latest first.
-Entry WithDeltas(const UsableCrl& base, const std::vector<UsableCrl>& lists,
-                 const RevocationQuestion& question) {
-    for (const UsableCrl& delta : lists) {
-        if (!delta.baseNumber || !Builds(delta, base)) continue;
-        const Entry entry = LookUp(delta, question);
-        if (entry != Entry::Absent) return entry;
-        break;
-    }
-    return LookUp(base, question);
+// The list whose word holds: the latest delta on top of `base`, unless it is silent about what
+// `base` revokes.
+const SoundList& Deciding(const UsableList& base, const std::vector<UsableList>& lists) {
+    const auto delta = std::find_if(lists.begin(), lists.end(),
+                                    [&](const UsableList& one) { return Builds(one, base); });
+    if (delta == lists.end()) return *base.list;
+    const Listed& listed = delta->list->listed;
+    const bool silent = !listed.revoked && !listed.removed;
+    return silent && base.list->listed.revoked ? *base.list : *delta->list;
 }
 
 }  // namespace
 
-Revocation Judge(RevocationQuestion& question, const std::vector<std::shared_ptr<Crl>>& crls) {
-    std::vector<UsableCrl> lists;
+SoundLists Sound(const RevocationQuestion& question, const std::vector<std::shared_ptr<Crl>>& crls,
+                 bool covering) {
+    SoundLists lists;
     for (const auto& crl : crls) {
-        if (auto usable = ExamineAny(question, crl)) lists.push_back(std::move(*usable));
+        if (auto sound = ExamineAny(question, crl, covering)) lists.push_back(std::move(*sound));
     }
     ERR_clear_error();
-    std::stable_sort(lists.begin(), lists.end(), Later);
-    for (const UsableCrl& base : lists) {
-        const bool adds = (base.reasons & ~question.covered) != 0;
-        if (base.baseNumber || !adds) continue;
-        question.evidence = {{}, base.crl->Info().ThisUpdate, base.crl->Info().NextUpdate};
-        if (WithDeltas(base, lists, question) == Entry::Revoked) return Revocation::Revoked;
-        question.covered |= base.reasons;
-    }
-    return question.covered == kAllReasons ? Revocation::Good : Revocation::Unknown;
+    return lists;
 }
 
-bool IsSound(const RevocationQuestion& question, const Crl& crl) {
-    try {
-        return IsReadable(question, crl) && ProperlySigned(question, crl);
-    } catch (const Error&) {
-        return false;
+Revocation Judge(RevocationQuestion& question, const SoundLists& sound) {
+    const std::vector<UsableList> lists = LatestFirst(sound);
+    for (const UsableList& base : lists) {
+        const bool adds = (base.list->reasons & ~question.covered) != 0;
+        if (base.baseNumber || !adds) continue;
+        const SoundList& deciding = Deciding(base, lists);
+        const CRL_INFO& head = deciding.crl->Head();
+        question.evidence = {deciding.source, head.ThisUpdate, head.NextUpdate};
+        if (deciding.listed.revoked) return Revocation::Revoked;
+        question.covered |= base.list->reasons;
     }
+    return question.covered == kAllReasons ? Revocation::Good : Revocation::Unknown;
 }
 
 }  // namespace platform

@@ -8,6 +8,7 @@
 #include "platform/base/ground.h"
 #include "platform/certs/certificate.h"
 #include "platform/chain/budget.h"
+#include "platform/chain/crl_entries.h"
 #include "platform/chain/crl_scope.h"
 
 namespace platform {
@@ -43,14 +44,25 @@ struct RevocationQuestion {
     Evidence evidence{};  // of the last list that counted
 };
 
-// Counts a CRL that the issuer signed (or another certificate of its name that is trusted as
-// much), that is in force at `time` or now (chain-3), that covers this kind of certificate, and
-// that has no critical extension beyond those handled here. For each reason
-// the latest complete one decides; a delta CRL that builds on it comes on top. "Good" takes lists
-// that cover all reasons together. A revocation later than `time` is none.
-Revocation Judge(RevocationQuestion& question, const std::vector<std::shared_ptr<Crl>>& crls);
+// A list that counts, with what it says.
+struct SoundList {
+    std::shared_ptr<Crl> crl;
+    Reasons reasons = 0;  // for which it tells of the subject
+    Listed listed;
+    std::string source;  // for the evidence
+};
+using SoundLists = std::vector<SoundList>;
 
-// Whether Judge would count the list, were the certificate one that it covers.
-bool IsSound(const RevocationQuestion& question, const Crl& crl);
+// Those that the issuer signed (or another certificate of its name that is trusted as much),
+// that are in force at the question's time or now (chain-3), and that have no critical extension
+// beyond those handled here. `covering`: of them, those alone that tell of the subject. With the
+// budget exhausted, some may be missing.
+SoundLists Sound(const RevocationQuestion& question, const std::vector<std::shared_ptr<Crl>>& crls,
+                 bool covering);
+
+// For each reason the latest complete list decides; a delta CRL that builds on it comes on top.
+// "Good" takes lists that cover all reasons together. A revocation later than the question's time
+// is none.
+Revocation Judge(RevocationQuestion& question, const SoundLists& sound);
 
 }  // namespace platform

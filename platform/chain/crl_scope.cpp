@@ -21,16 +21,6 @@ Reasons ReasonsIn(const ASN1_BIT_STRING* flags) {
     return reasons & kAllReasons;
 }
 
-bool Names(const GENERAL_NAMES* names, X509_NAME* wanted) {
-    for (int i = 0; i < sk_GENERAL_NAME_num(names); ++i) {
-        const GENERAL_NAME* name = sk_GENERAL_NAME_value(names, i);
-        if (name->type == GEN_DIRNAME && X509_NAME_cmp(name->d.directoryName, wanted) == 0) {
-            return true;
-        }
-    }
-    return false;
-}
-
 bool ShareName(const GENERAL_NAMES* first, const GENERAL_NAMES* second) {
     for (int i = 0; i < sk_GENERAL_NAME_num(first); ++i) {
         GENERAL_NAME* name = sk_GENERAL_NAME_value(first, i);
@@ -56,8 +46,8 @@ bool SamePoint(DIST_POINT_NAME& first, DIST_POINT_NAME& second, X509_NAME* base)
     const bool otherRelative = second.type == kRelativeName;
     if ((relative && one == nullptr) || (otherRelative && other == nullptr)) return false;
     if (relative && otherRelative) return X509_NAME_cmp(one, other) == 0;
-    if (relative) return Names(second.name.fullname, one);
-    if (otherRelative) return Names(first.name.fullname, other);
+    if (relative) return HoldsName(second.name.fullname, one);
+    if (otherRelative) return HoldsName(first.name.fullname, other);
     return ShareName(first.name.fullname, second.name.fullname);
 }
 
@@ -70,7 +60,7 @@ struct Wanted {
 
 bool TellsPoint(DIST_POINT& point, const Wanted& list) {
     const bool fits =
-        point.CRLissuer == nullptr ? list.direct : Names(point.CRLissuer, list.issuer);
+        point.CRLissuer == nullptr ? list.direct : HoldsName(point.CRLissuer, list.issuer);
     if (!fits || list.name == nullptr) return fits;
     if (point.distpoint != nullptr) return SamePoint(*point.distpoint, *list.name, list.issuer);
     return list.name->type != kRelativeName && ShareName(point.CRLissuer, list.name->name.fullname);
@@ -78,7 +68,7 @@ bool TellsPoint(DIST_POINT& point, const Wanted& list) {
 
 // RFC 5280 6.3.3: behind the points that the certificate tells comes one of the issuer's name.
 bool IsIssuer(DIST_POINT_NAME& wanted, X509_NAME* issuer) {
-    return wanted.type != kRelativeName && Names(wanted.name.fullname, issuer);
+    return wanted.type != kRelativeName && HoldsName(wanted.name.fullname, issuer);
 }
 
 Reasons ReasonsAtPoint(const Wanted& list, X509* subject) {
@@ -97,10 +87,20 @@ Reasons ReasonsAtPoint(const Wanted& list, X509* subject) {
 
 Scope ScopeOf(const Crl& crl) {
     return Scope(static_cast<ISSUING_DIST_POINT*>(
-        X509_CRL_get_ext_d2i(crl.Native(), NID_issuing_distribution_point, nullptr, nullptr)));
+        X509_CRL_get_ext_d2i(crl.NativeHead(), NID_issuing_distribution_point, nullptr, nullptr)));
 }
 
 }  // namespace
+
+bool HoldsName(const GENERAL_NAMES* names, X509_NAME* wanted) {
+    for (int i = 0; i < sk_GENERAL_NAME_num(names); ++i) {
+        const GENERAL_NAME* name = sk_GENERAL_NAME_value(names, i);
+        if (name->type == GEN_DIRNAME && X509_NAME_cmp(name->d.directoryName, wanted) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
 
 bool IsIndirect(const Crl& crl) {
     const Scope scope = ScopeOf(crl);
@@ -108,7 +108,7 @@ bool IsIndirect(const Crl& crl) {
 }
 
 Reasons ReasonsCovered(const Crl& crl, const Certificate& subject) {
-    X509_CRL* native = crl.Native();
+    X509_CRL* native = crl.NativeHead();
     X509_NAME* issuer = X509_CRL_get_issuer(native);
     const bool direct = X509_NAME_cmp(issuer, X509_get_issuer_name(subject.Native())) == 0;
     if (X509_CRL_get_ext_by_NID(native, NID_issuing_distribution_point, -1) < 0) {

@@ -19,4 +19,7 @@ Reasons ReasonsCovered(const Crl& crl, const Certificate& subject);
 // Its entries may be about certificates of several issuers.
 bool IsIndirect(const Crl& crl);
 
+// Whether one of the names is the directory name `wanted`; null is no names.
+bool HoldsName(const GENERAL_NAMES* names, X509_NAME* wanted);
+
 }  // namespace platform

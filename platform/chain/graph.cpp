@@ -41,11 +41,11 @@ void SignedGraph::ExploreWhile(bool untrusted) {
     while (!pending_.empty() && !(untrusted && trust)) {
         const std::size_t index = pending_.back();
         pending_.pop_back();
-        if (nodes_[index].explored) continue;
-        Explore(index);
-        const Node& node = nodes_[index];
-        trust = node.explored && node.trusted;
-        pending_.insert(pending_.end(), node.issuers.rbegin(), node.issuers.rend());
+        if (!nodes_[index].explored) {
+            Explore(index);
+            trust = nodes_[index].explored && nodes_[index].trusted;
+        }
+        TryIssuers(index);
     }
     MeasureDistances();
 }
@@ -74,26 +74,42 @@ void SignedGraph::Explore(std::size_t index) {
     std::erase_if(candidates, [&](const auto& candidate) {
         return Equal(candidate->Der(), certificate.Der());
     });
-    TryIssuers(index, candidates);
+    node.complete = budget_.Spend(kCandidatePrice * candidates.size());
+    if (!node.complete) return;
+    std::reverse(candidates.begin(), candidates.end());
+    node.candidates = std::move(candidates);
+}
+
+// Up to the first that signed. What is above it comes next, and then those behind it.
+void SignedGraph::TryIssuers(std::size_t index) {
+    std::shared_ptr<Certificate> likeliest;
+    while (!nodes_[index].candidates.empty()) {
+        Node& node = nodes_[index];
+        const auto candidate = std::move(node.candidates.back());
+        node.candidates.pop_back();
+        if (!likeliest) likeliest = candidate;
+        const auto [verdict, added] =
+            node.byKey.try_emplace(TextOf(candidate->Info().SubjectPublicKeyInfo), false);
+        if (added) verdict->second = Signed(node, *candidate);
+        if (!node.complete) node.candidates.clear();
+        if (!verdict->second) continue;
+        node.signedBy = true;
+        const std::size_t issuer = Place(candidate);
+        nodes_[index].issuers.push_back(issuer);
+        pending_.push_back(index);
+        pending_.push_back(issuer);
+        return;
+    }
+    nodes_[index].byKey.clear();
+    if (likeliest) EndWithout(index, likeliest);
 }
 
 // Where nobody signed, the likeliest of those that bear the name stands for them.
-void SignedGraph::TryIssuers(std::size_t index, const CertificatePool::Certificates& candidates) {
-    std::map<std::string, bool> byKey;
-    for (const auto& candidate : candidates) {
-        const auto [verdict, added] =
-            byKey.try_emplace(TextOf(candidate->Info().SubjectPublicKeyInfo), false);
-        if (added) verdict->second = Signed(nodes_[index], *candidate);
-        if (!nodes_[index].complete || !budget_.Spend(kCandidatePrice)) break;
-        if (!verdict->second) continue;
-        const std::size_t issuer = Place(candidate);
-        nodes_[index].issuers.push_back(issuer);
-    }
-    Node& node = nodes_[index];
-    node.signedBy = !node.issuers.empty();
-    if (node.signedBy || !node.complete || candidates.empty()) return;
-    const std::size_t likeliest = Place(candidates.front());
-    nodes_[index].issuers.push_back(likeliest);
+void SignedGraph::EndWithout(std::size_t index, const std::shared_ptr<Certificate>& likeliest) {
+    if (nodes_[index].signedBy || !nodes_[index].complete) return;
+    const std::size_t issuer = Place(likeliest);
+    nodes_[index].issuers.push_back(issuer);
+    pending_.push_back(issuer);
 }
 
 bool SignedGraph::Signed(Node& node, const Certificate& issuer) {

@@ -24,7 +24,7 @@ class SignedGraph {
         std::vector<std::size_t> issuers;  // the nearest to trust first
         bool signedBy = false;    // the issuers have signed it; otherwise one bears the name
         bool explored = false;    // the fields below are filled in
-        bool complete = true;     // every issuer was tried
+        bool complete = true;     // no issuer was left out for want of budget
         std::string unsupported;  // algorithm that kept a signature from being checked
         bool trusted = false;
         bool selfIssued = false;
@@ -32,6 +32,8 @@ class SignedGraph {
         std::size_t distance = kFar;  // certificates from here to trust, all signed
         DWORD faults = 0;             // what it says of itself, whatever its place
         DWORD usageFault = 0;
+        CertificatePool::Certificates candidates;  // those still to be tried, the likeliest last
+        std::map<std::string, bool> byKey;         // what their keys turned out to be
     };
     static constexpr std::size_t kFar = kLongestPath + 1;
 
@@ -39,7 +41,8 @@ class SignedGraph {
     SignedGraph(const std::shared_ptr<Certificate>& leaf, const CertificatePool& pool,
                 const ChainRequest& request, Budget& budget);
 
-    // Looks at certificates above, the likeliest first: until one is trusted, or at all.
+    // Looks at certificates above, the likeliest first, and at what is above each before the next:
+    // until one is trusted, or at all.
     void ExploreToTrust() { ExploreWhile(true); }
     void ExploreAll() { ExploreWhile(false); }
 
@@ -50,7 +53,8 @@ class SignedGraph {
     std::size_t Place(const std::shared_ptr<Certificate>& certificate);
     void ExploreWhile(bool untrusted);
     void Explore(std::size_t index);
-    void TryIssuers(std::size_t index, const CertificatePool::Certificates& candidates);
+    void TryIssuers(std::size_t index);
+    void EndWithout(std::size_t index, const std::shared_ptr<Certificate>& likeliest);
     bool Signed(Node& node, const Certificate& issuer);
     void MeasureDistances();
 

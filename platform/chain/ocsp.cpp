@@ -214,32 +214,33 @@ bool ResponseSignedBy(const BasicResponse& basic, const Certificate& signer, Bud
 }
 
 // RFC 6960 4.2.2.2: the issuer signed it, for this and no longer than it says.
-bool IsDelegate(const Certificate& delegate, RevocationQuestion& question,
-                const std::vector<std::shared_ptr<Crl>>& lists) {
+bool IsDelegate(const Certificate& delegate, RevocationQuestion& question) {
     const auto usages = UsagesOf(delegate);
-    if (!usages || std::find(usages->begin(), usages->end(), kOcspSigning) == usages->end() ||
-        !ValidAt(delegate, question.now) ||
-        !question.budget.SpendSignature(question.issuer.Info().SubjectPublicKeyInfo,
-                                        delegate.Der().size()) ||
-        !HasIssued(question.issuer, delegate)) {
-        return false;
-    }
+    return usages && std::find(usages->begin(), usages->end(), kOcspSigning) != usages->end() &&
+           ValidAt(delegate, question.now) &&
+           question.budget.SpendSignature(question.issuer.Info().SubjectPublicKeyInfo,
+                                          delegate.Der().size()) &&
+           HasIssued(question.issuer, delegate);
+}
+
+bool IsRevoked(const Certificate& delegate, const RevocationQuestion& question,
+               const DelegateRevoked& revoked) {
     RevocationQuestion own{delegate,     question.issuer, question.now,
                            question.now, question.others, question.budget};
-    return Judge(own, lists) != Revocation::Revoked;
+    return revoked(own);
 }
 
 bool SignedByDelegate(const BasicResponse& basic, RevocationQuestion& question,
-                      const std::vector<std::shared_ptr<Crl>>& lists) {
+                      const DelegateRevoked& revoked) {
     const std::size_t count = std::min(basic.certificates.size(), kMostDelegates);
-    return std::any_of(basic.certificates.begin(),
-                       basic.certificates.begin() + static_cast<std::ptrdiff_t>(count),
-                       [&](ByteView der) {
-                           const auto delegate = Certificate::Parse(der);
-                           return IsResponder(basic.responder, *delegate) &&
-                                  IsDelegate(*delegate, question, lists) &&
-                                  ResponseSignedBy(basic, *delegate, question.budget);
-                       });
+    return std::any_of(
+        basic.certificates.begin(), basic.certificates.begin() + static_cast<std::ptrdiff_t>(count),
+        [&](ByteView der) {
+            const auto delegate = Certificate::Parse(der);
+            return IsResponder(basic.responder, *delegate) && IsDelegate(*delegate, question) &&
+                   ResponseSignedBy(basic, *delegate, question.budget) &&
+                   !IsRevoked(*delegate, question, revoked);
+        });
 }
 
 Revocation VerdictOf(const SingleResponse& single, const RevocationQuestion& question) {
@@ -265,15 +266,19 @@ Bytes OcspRequest(std::string_view digestOid, const Certificate& subject,
     return request;
 }
 
+bool IsNeverRevoked(const Certificate& delegate) {
+    return X509_get_ext_by_NID(delegate.Native(), NID_id_pkix_OCSP_noCheck, -1) >= 0;
+}
+
 OcspFinding JudgeOcsp(ByteView response, RevocationQuestion& question,
-                      const std::vector<std::shared_ptr<Crl>>& delegateLists) {
+                      const DelegateRevoked& revoked) {
     try {
         const BasicResponse basic = ReadBasic(BasicIn(response));
         const SingleResponse& single = OneFor(basic, question);
         CheckInForce(single, question.now);
         const bool issuers = IsResponder(basic.responder, question.issuer) &&
                              ResponseSignedBy(basic, question.issuer, question.budget);
-        if (!issuers && !SignedByDelegate(basic, question, delegateLists)) {
+        if (!issuers && !SignedByDelegate(basic, question, revoked)) {
             throw Refusal("nobody signed it who may");
         }
         OcspFinding finding;

@@ -1,6 +1,7 @@
 // What an OCSP responder is asked, and what its answer is worth (RFC 6960).
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -21,12 +22,18 @@ struct OcspFinding {
     bool refused = false;   // the responder did not take the request; another form may do
 };
 
+// Whether the question's subject, a delegate, was revoked by what somebody knows.
+using DelegateRevoked = std::function<bool(RevocationQuestion& question)>;
+
+// The issuer says that it need not be asked about (RFC 6960 4.2.2.2.1).
+bool IsNeverRevoked(const Certificate& delegate);
+
 // Counts an answer that is successful, names the certificate, is in force now, has no critical
 // extension, and is signed by the issuer or by a delegate: a certificate that the issuer itself
-// signed, valid now, with the usage OCSP signing, and not revoked by `delegateLists`. Without a
-// next update it is in force for an hour. A revocation later than the question's time is none.
-// The question's evidence is set with a verdict.
+// signed, valid now, with the usage OCSP signing, and not `revoked`, which is asked about one
+// that fits otherwise. Without a next update it is in force for an hour. A revocation later than
+// the question's time is none. The question's evidence is set with a verdict.
 OcspFinding JudgeOcsp(ByteView response, RevocationQuestion& question,
-                      const std::vector<std::shared_ptr<Crl>>& delegateLists);
+                      const DelegateRevoked& revoked);
 
 }  // namespace platform

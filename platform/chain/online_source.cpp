@@ -1,7 +1,11 @@
 // Answers from the network, kept ones first.
 #include "platform/chain/online_source.h"
 
+#include <openssl/x509.h>
+
 #include <algorithm>
+#include <map>
+#include <utility>
 
 #include "platform/base/error.h"
 #include "platform/base/ticks.h"
@@ -10,13 +14,13 @@
 #include "platform/chain/addresses.h"
 #include "platform/chain/ocsp.h"
 #include "platform/providers/algorithms.h"
+#include "platform/providers/openssl.h"
 
 namespace platform {
 namespace {
 
-using Crls = std::vector<std::shared_ptr<Crl>>;
-
 constexpr std::size_t kMostInBundle = 100;
+constexpr const char* kNobodys = "no list in force that the issuer signed";
 
 // Empty when it is none.
 CertificateBundle BundleIn(ByteView body) {
@@ -27,13 +31,22 @@ CertificateBundle BundleIn(ByteView body) {
     }
 }
 
-Ticks EarliestUpdate(const Crls& crls) {
+Ticks EarliestUpdate(const SoundLists& lists) {
     Ticks earliest = 0;
-    for (const auto& crl : crls) {
-        const Ticks next = TicksOf(crl->Info().NextUpdate);
+    for (const SoundList& list : lists) {
+        const Ticks next = TicksOf(list.crl->Head().NextUpdate);
         if (next != 0 && (earliest == 0 || next < earliest)) earliest = next;
     }
     return earliest;
+}
+
+// Of the lists that `question` needs, at one address.
+Inquiry ListInquiry(const std::string& address, const RevocationQuestion& question) {
+    X509* issuer = question.issuer.Native();
+    Bytes whose = Copy(ViewOf(question.issuer.Info().Subject));
+    const Bytes key = EncodeWhole<X509_PUBKEY>(&i2d_X509_PUBKEY, X509_get_X509_PUBKEY(issuer));
+    whose.insert(whose.end(), key.begin(), key.end());
+    return {AnswerKind::Crl, address, {}, std::move(whose)};
 }
 
 class OnlineSource : public RevocationSource {
@@ -43,6 +56,7 @@ class OnlineSource : public RevocationSource {
 
     Revocation Ask(RevocationQuestion& question) override {
         if (Equal(question.subject.Der(), question.issuer.Der())) return Revocation::Unknown;
+        seen_.clear();
         // What is kept decides, though the authority may say something else by now (chain-5).
         for (const bool fetch : {false, true}) {
             fetch_ = fetch;
@@ -60,11 +74,11 @@ class OnlineSource : public RevocationSource {
         for (const std::string& address : ResponderAddresses(question.subject)) {
             // Many responders know SHA-1 alone, some no longer.
             for (const char* digest : {oid::kSha1, oid::kSha256}) {
-                const Inquiry inquiry{AnswerKind::Ocsp, address,
-                                      OcspRequest(digest, question.subject, question.issuer)};
+                const Inquiry inquiry = ResponderInquiry(address, digest, question);
                 const OcspFinding finding = FindingAt(inquiry, question);
                 if (finding.verdict != Revocation::Unknown) {
-                    return Told(finding.verdict, inquiry, question);
+                    question.evidence.source = SourceText("OCSP ", address, !fetch_);
+                    return finding.verdict;
                 }
                 if (!finding.fault.empty() && !finding.refused) {
                     RefuseForms(address, question, finding.fault);
@@ -78,10 +92,14 @@ class OnlineSource : public RevocationSource {
     void RefuseForms(const std::string& address, const RevocationQuestion& question,
                      const std::string& why) {
         for (const char* digest : {oid::kSha1, oid::kSha256}) {
-            retriever_.Refuse(
-                {AnswerKind::Ocsp, address, OcspRequest(digest, question.subject, question.issuer)},
-                why);
+            retriever_.Refuse(ResponderInquiry(address, digest, question), why);
         }
+    }
+
+    static Inquiry ResponderInquiry(const std::string& address, const char* digest,
+                                    const RevocationQuestion& question) {
+        return {
+            AnswerKind::Ocsp, address, OcspRequest(digest, question.subject, question.issuer), {}};
     }
 
     OcspFinding FindingAt(const Inquiry& inquiry, RevocationQuestion& question) {
@@ -92,6 +110,8 @@ class OnlineSource : public RevocationSource {
         auto body = retriever_.Fetch(inquiry);
         if (!body) return {};
         OcspFinding finding = Judged(*body, question);
+        // Then the fault is not the responder's.
+        if (question.budget.Exhausted()) finding.fault.clear();
         if (finding.verdict != Revocation::Unknown) {
             retriever_.Keep(inquiry, std::move(*body), TicksOf(finding.nextUpdate));
         } else if (finding.refused) {
@@ -108,80 +128,132 @@ class OnlineSource : public RevocationSource {
     }
 
     OcspFinding Judged(ByteView body, RevocationQuestion& question) {
-        return JudgeOcsp(body, question, pool_.CrlsFor(question.subject));
+        return JudgeOcsp(body, question, [this](RevocationQuestion& own) {
+            const auto stored = pool_.CrlsFor(own.subject);
+            if (Judge(own, Sound(own, stored, true)) == Revocation::Revoked) return true;
+            if (IsNeverRevoked(own.subject)) return false;
+            // By lists alone: a responder would have a delegate of its own.
+            auto seen = std::exchange(seen_, {});
+            const bool revoked = AskPoints(own) == Revocation::Revoked;
+            seen_ = std::move(seen);
+            return revoked;
+        });
     }
 
     // ---- lists ----
 
     Revocation AskPoints(RevocationQuestion& question) {
         for (const std::string& address : ListAddresses(question.subject)) {
-            const Inquiry inquiry{AnswerKind::Crl, address, {}};
-            Crls lists = ListsAt(inquiry, question);
+            SoundLists lists = ListsAt(address, question);
             if (lists.empty() || !AddDeltas(lists, question)) continue;
             const Revocation answer = Judge(question, lists);
-            if (answer != Revocation::Unknown) return Told(answer, inquiry, question);
+            if (answer != Revocation::Unknown) return answer;
         }
         return Revocation::Unknown;
     }
 
     // False when one is to be fetched, and this is not the time to.
-    bool AddDeltas(Crls& lists, const RevocationQuestion& question) {
+    bool AddDeltas(SoundLists& lists, const RevocationQuestion& question) {
         std::vector<std::string> addresses = DeltaAddresses(question.subject);
-        for (const auto& crl : lists) {
-            const auto more = DeltaAddresses(*crl);
+        for (const SoundList& list : lists) {
+            const auto more = DeltaAddresses(*list.crl);
             addresses.insert(addresses.end(), more.begin(), more.end());
         }
         for (const std::string& address : addresses) {
-            const Inquiry inquiry{AnswerKind::Crl, address, {}};
+            const Inquiry inquiry = ListInquiry(address, question);
             if (!fetch_ && !retriever_.Kept(inquiry) && retriever_.MayFetch(inquiry)) return false;
-            const Crls deltas = ListsAt(inquiry, question);
+            const SoundLists deltas = ListsAt(address, question);
             lists.insert(lists.end(), deltas.begin(), deltas.end());
         }
         return true;
     }
 
-    Crls ListsAt(const Inquiry& inquiry, const RevocationQuestion& question) {
-        if (const auto kept = retriever_.Kept(inquiry)) {
-            return kept->failed ? Crls() : BundleIn(kept->body).crls;
-        }
-        if (!fetch_) return {};
-        auto body = retriever_.Fetch(inquiry);
-        if (!body) return {};
-        Crls crls = BundleIn(*body).crls;
-        if (crls.size() > kMostInBundle) crls.clear();
-        std::erase_if(crls, [&](const auto& crl) { return !IsSound(question, *crl); });
-        if (crls.empty()) {
-            retriever_.Refuse(inquiry, "no list in force that the issuer signed");
-        } else {
-            retriever_.Keep(inquiry, std::move(*body), EarliestUpdate(crls));
-        }
-        return crls;
+    // Each is read and checked once for a question: it may be long.
+    SoundLists ListsAt(const std::string& address, const RevocationQuestion& question) {
+        const auto seen = seen_.find(address);
+        if (seen != seen_.end()) return seen->second;
+        const Inquiry inquiry = ListInquiry(address, question);
+        SoundLists lists = KeptLists(inquiry, question);
+        if (lists.empty() && fetch_) lists = FetchedLists(inquiry, question);
+        if (!lists.empty() || fetch_) seen_[address] = lists;
+        return lists;
     }
 
-    Revocation Told(Revocation answer, const Inquiry& inquiry, RevocationQuestion& question) {
-        question.evidence.source = std::string(fetch_ ? "" : "cache: ") +
-                                   (inquiry.kind == AnswerKind::Ocsp ? "OCSP " : "CRL ") +
-                                   inquiry.address;
-        return answer;
+    SoundLists KeptLists(const Inquiry& inquiry, const RevocationQuestion& question) {
+        const auto kept = retriever_.Kept(inquiry);
+        return kept && !kept->failed ? SoundIn(BundleIn(kept->body).crls, inquiry, question, true)
+                                     : SoundLists();
+    }
+
+    SoundLists FetchedLists(const Inquiry& inquiry, const RevocationQuestion& question) {
+        const auto kept = retriever_.Kept(inquiry);
+        if ((kept && kept->failed) || question.budget.Exhausted()) return {};
+        auto body = retriever_.Fetch(inquiry);
+        if (!body) return {};
+        const auto crls = BundleIn(*body).crls;
+        if (crls.empty() || crls.size() > kMostInBundle) {
+            retriever_.Fail(inquiry, "no list");
+            return {};
+        }
+        SoundLists lists = SoundIn(crls, inquiry, question, false);
+        if (!lists.empty()) {
+            retriever_.Keep(inquiry, std::move(*body), EarliestUpdate(lists));
+            return lists;
+        }
+        if (question.budget.Exhausted()) {
+            retriever_.PassOn(inquiry, std::move(*body), "too much work");
+        } else {
+            retriever_.Refuse(inquiry, kNobodys);
+            retriever_.PassOn(inquiry, std::move(*body), kNobodys);
+        }
+        return lists;
+    }
+
+    static SoundLists SoundIn(const std::vector<std::shared_ptr<Crl>>& crls, const Inquiry& inquiry,
+                              const RevocationQuestion& question, bool kept) {
+        SoundLists lists = Sound(question, crls, false);
+        for (SoundList& list : lists) list.source = SourceText("CRL ", inquiry.address, kept);
+        return lists;
+    }
+
+    static std::string SourceText(const char* kind, const std::string& address, bool kept) {
+        return (kept ? "cache: " : "") + std::string(kind) + address;
     }
 
     Retriever& retriever_;
     const CertificatePool& pool_;
     bool fetch_ = false;
+    std::map<std::string, SoundLists> seen_;  // by address, for the question at hand
 };
 
-std::vector<std::shared_ptr<Certificate>> IssuersIn(ByteView body, const Certificate& subject) {
-    auto certificates = BundleIn(body).certificates;
-    if (certificates.size() > kMostInBundle) return {};
-    const bool issued =
-        std::any_of(certificates.begin(), certificates.end(), [&](const auto& issuer) {
-            try {
-                return HasIssued(*issuer, subject);
-            } catch (const Error&) {
-                return false;  // OpenSSL cannot read it
-            }
-        });
-    if (!issued) certificates.clear();
+bool HoldsIssuer(const std::vector<std::shared_ptr<Certificate>>& certificates,
+                 const Certificate& subject) {
+    return std::any_of(certificates.begin(), certificates.end(), [&](const auto& issuer) {
+        try {
+            return HasIssued(*issuer, subject);
+        } catch (const Error&) {
+            return false;  // OpenSSL cannot read it
+        }
+    });
+}
+
+// Whoever forges a certificate may name any address: that it does not have this issuer says
+// nothing of the address.
+std::vector<std::shared_ptr<Certificate>> FetchedIssuers(Retriever& retriever,
+                                                         const Inquiry& inquiry,
+                                                         const Certificate& subject) {
+    auto body = retriever.Fetch(inquiry);
+    if (!body) return {};
+    auto certificates = BundleIn(*body).certificates;
+    if (certificates.empty() || certificates.size() > kMostInBundle) {
+        retriever.Fail(inquiry, "no certificate");
+        return {};
+    }
+    if (!HoldsIssuer(certificates, subject)) {
+        retriever.PassOn(inquiry, std::move(*body), "no certificate of the issuer");
+        return {};
+    }
+    retriever.Keep(inquiry, std::move(*body), 0);
     return certificates;
 }
 
@@ -194,22 +266,15 @@ std::unique_ptr<RevocationSource> OnlineAnswers(Retriever& retriever, const Cert
 std::vector<std::shared_ptr<Certificate>> FetchIssuers(Retriever& retriever,
                                                        const Certificate& subject) {
     for (const std::string& address : IssuerAddresses(subject)) {
-        const Inquiry inquiry{AnswerKind::Certificates, address, {}};
-        if (const auto kept = retriever.Kept(inquiry)) {
-            auto issuers = kept->failed ? std::vector<std::shared_ptr<Certificate>>()
-                                        : IssuersIn(kept->body, subject);
-            if (!issuers.empty()) return issuers;
-            continue;
+        const Inquiry inquiry{AnswerKind::Certificates, address, {}, {}};
+        const auto kept = retriever.Kept(inquiry);
+        if (kept && kept->failed) continue;
+        if (kept) {
+            auto issuers = BundleIn(kept->body).certificates;
+            if (HoldsIssuer(issuers, subject)) return issuers;
         }
-        auto body = retriever.Fetch(inquiry);
-        if (!body) continue;
-        auto issuers = IssuersIn(*body, subject);
-        if (issuers.empty()) {
-            retriever.Refuse(inquiry, "no certificate of the issuer");
-            continue;
-        }
-        retriever.Keep(inquiry, std::move(*body), 0);
-        return issuers;
+        auto issuers = FetchedIssuers(retriever, inquiry, subject);
+        if (!issuers.empty()) return issuers;
     }
     return {};
 }

@@ -9,8 +9,8 @@
 namespace platform {
 
 // What is kept is looked through first, then responders are asked, then distribution points.
-// Answers that count are kept, others are noted as failed. A self-signed certificate is asked
-// about nowhere.
+// Answers that count are kept, others are noted as failed for this issuer, and the address itself
+// where they are none at all. A self-signed certificate is asked about nowhere.
 std::unique_ptr<RevocationSource> OnlineAnswers(Retriever& retriever, const CertificatePool& pool);
 
 // Certificates that the addresses of `subject` have for its issuer, one of which issued it; none

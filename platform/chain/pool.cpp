@@ -23,6 +23,11 @@ bool KeyIdentifiersFit(const Certificate& subject, const Certificate& issuer) {
     return wanted == nullptr || present == nullptr || ASN1_OCTET_STRING_cmp(wanted, present) == 0;
 }
 
+bool BothTellKeys(const Certificate& subject, const Certificate& issuer) {
+    return X509_get0_authority_key_id(subject.Native()) != nullptr &&
+           X509_get0_subject_key_id(issuer.Native()) != nullptr;
+}
+
 // RFC 5280 4.2.1.1: issuer and serial number of the issuer's own certificate.
 bool TellsSerial(X509* subject, X509* issuer) {
     const GENERAL_NAMES* names = X509_get0_authority_issuer(subject);
@@ -82,9 +87,8 @@ bool IsSelfIssued(const Certificate& certificate) {
 
 DWORD MatchOf(const Certificate& subject, const Certificate& issuer) {
     if (TellsSerial(subject.Native(), issuer.Native())) return CERT_TRUST_HAS_EXACT_MATCH_ISSUER;
-    const bool both = X509_get0_authority_key_id(subject.Native()) != nullptr &&
-                      X509_get0_subject_key_id(issuer.Native()) != nullptr;
-    return both ? CERT_TRUST_HAS_KEY_MATCH_ISSUER : CERT_TRUST_HAS_NAME_MATCH_ISSUER;
+    return BothTellKeys(subject, issuer) ? CERT_TRUST_HAS_KEY_MATCH_ISSUER
+                                         : CERT_TRUST_HAS_NAME_MATCH_ISSUER;
 }
 
 bool CertificatePool::ViewLess::operator()(ByteView first, ByteView second) const {
@@ -124,7 +128,10 @@ void CertificatePool::Add(std::shared_ptr<Certificate> certificate, bool trusted
         names_.emplace(subject.Hash(), entries_.size());
         entries_.push_back({std::move(certificate), false, std::move(subject)});
     }
-    if (trusted) entries_[place->second].trusted = true;
+    if (!trusted) return;
+    Entry& entry = entries_[place->second];
+    entry.trusted = true;
+    anchorNames_.insert(entry.subject.Hash());
 }
 
 void CertificatePool::Add(const Certificates& certificates) {
@@ -144,6 +151,14 @@ std::vector<const CertificatePool::Entry*> CertificatePool::EntriesNamed(
     return found;
 }
 
+bool CertificatePool::BelowAnchor(const Entry& entry) const {
+    if (!entry.belowAnchor) {
+        const DistinguishedName issuer(entry.certificate->Info().Issuer);
+        entry.belowAnchor = anchorNames_.contains(issuer.Hash());
+    }
+    return *entry.belowAnchor;
+}
+
 CertificatePool::Certificates CertificatePool::IssuersOf(const Certificate& subject,
                                                          const FILETIME& time) const {
     auto found = EntriesNamed(DistinguishedName(subject.Info().Issuer));
@@ -151,7 +166,8 @@ CertificatePool::Certificates CertificatePool::IssuersOf(const Certificate& subj
         return !Readable(*entry->certificate) || !KeyIdentifiersFit(subject, *entry->certificate);
     });
     const auto worth = [&](const Entry* entry) {
-        return std::tuple(entry->trusted, ValidAt(*entry->certificate, time),
+        return std::tuple(entry->trusted, BothTellKeys(subject, *entry->certificate),
+                          ValidAt(*entry->certificate, time), BelowAnchor(*entry),
                           TicksOf(entry->certificate->Info().NotBefore));
     };
     std::stable_sort(found.begin(), found.end(), [&](const Entry* first, const Entry* second) {
@@ -185,7 +201,7 @@ std::vector<std::shared_ptr<Crl>> CertificatePool::CrlsFor(const Certificate& su
     std::vector<std::shared_ptr<Crl>> found;
     for (const auto& store : stores_) {
         for (auto& crl : store->Crls()) {
-            const DistinguishedName issuer(crl->Info().Issuer);
+            const DistinguishedName issuer(crl->Head().Issuer);
             const bool fits = std::any_of(wanted.begin(), wanted.end(),
                                           [&](const auto& name) { return name.Equals(issuer); });
             if (fits) found.push_back(std::move(crl));

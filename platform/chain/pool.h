@@ -3,7 +3,9 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "platform/certs/certificate.h"
@@ -49,8 +51,9 @@ class CertificatePool {
     void Add(const Certificates& certificates);
 
     // Every certificate whose name is the issuer's, and whose key identifier is the one
-    // that the subject tells, if both tell one. The likeliest first: trusted, then valid at
-    // `time`, then the latest issued. Each certificate once, wherever it stands; none that
+    // that the subject tells, if both tell one. The likeliest first: trusted, then those that tell
+    // it, then valid at `time`, then those that bear an anchor's name as their issuer's, then the
+    // latest issued. Each certificate once, wherever it stands; none that
     // OpenSSL cannot read.
     [[nodiscard]] Certificates IssuersOf(const Certificate& subject, const FILETIME& time) const;
     // Those that OpenSSL can read, in the order of the stores.
@@ -70,7 +73,9 @@ class CertificatePool {
         std::shared_ptr<Certificate> certificate;
         bool trusted = false;
         DistinguishedName subject;
+        mutable std::optional<bool> belowAnchor = std::nullopt;  // by name; made when first needed
     };
+    [[nodiscard]] bool BelowAnchor(const Entry& entry) const;
     struct ViewLess {
         bool operator()(ByteView first, ByteView second) const;
     };
@@ -79,6 +84,7 @@ class CertificatePool {
     std::map<ByteView, std::size_t, ViewLess> positions_;  // by encoding
     std::vector<Entry> entries_;
     std::unordered_multimap<unsigned long, std::size_t> names_;
+    std::unordered_set<unsigned long> anchorNames_;  // hashes
     std::vector<std::shared_ptr<Store>> stores_;
 };
 

@@ -6,6 +6,7 @@
 
 #include "platform/base/error.h"
 #include "platform/http/download.h"
+#include "platform/http/ground.h"
 #include "platform/registry/registry.h"
 
 namespace platform {
@@ -23,6 +24,26 @@ constexpr Ticks kAfterFailure = 300 * kTicksPerSecond;
 // What the cache folder did not take, and failed addresses for as long as the process lives.
 class Memory {
   public:
+    // What an address said: under which key it is kept, or the words themselves when nobody has a
+    // use for them yet. The last words alone: they may be 64 MiB.
+    void Remember(const Inquiry& inquiry, const std::string& key) {
+        said_[inquiry.Anybody().Key()] = {key, CurrentTicks()};
+    }
+    void Remember(const Inquiry& inquiry, Bytes body) {
+        const std::string key = inquiry.Anybody().Key();
+        Remember(inquiry, std::string());
+        unclaimed_ = {key, std::move(body)};
+    }
+    // Under the key, and the words when they are here.
+    [[nodiscard]] std::optional<std::pair<std::string, Bytes>> Said(const Inquiry& inquiry) const {
+        const std::string address = inquiry.Anybody().Key();
+        const auto found = said_.find(address);
+        if (found == said_.end() || CurrentTicks() > found->second.second + kAfterFailure)
+            return {};
+        const bool here = found->second.first.empty() && unclaimed_.first == address;
+        return std::pair(found->second.first, here ? unclaimed_.second : Bytes());
+    }
+
     void Add(const std::string& key, Answer answer) {
         if (size_ + answer.body.size() > kMostOfBody) {
             std::erase_if(answers_, [](const auto& entry) { return !entry.second.failed; });
@@ -41,6 +62,8 @@ class Memory {
   private:
     std::map<std::string, Answer> answers_;
     std::size_t size_ = 0;
+    std::map<std::string, std::pair<std::string, Ticks>> said_;
+    std::pair<std::string, Bytes> unclaimed_;
 };
 
 Memory& TheMemory() {
@@ -63,25 +86,22 @@ Retriever::Retriever(const std::vector<Side>& sides, bool network)
     : cache_(sides), network_(network) {}
 
 std::optional<Answer> Retriever::Kept(const Inquiry& inquiry) {
-    const std::string key = inquiry.Key();
-    const Ticks now = CurrentTicks();
-    auto found = TheMemory().Find(key, now);
-    if (!found) found = cache_.Find(key, now);
-    if (!found && !inquiry.request.empty()) found = Unreachable(inquiry, now);
-    if (found) Note(inquiry, found->failed ? ReasonIn(*found) : "kept", found->until);
+    auto found = Stored(inquiry.Key());
+    // What nobody answered at, nobody answers at for another request.
+    if (!found) found = Stored(inquiry.Anybody().Key());
+    if (found) Note(inquiry, found->failed ? ReasonIn(*found) : Retrieval::kKept, found->until);
     return found;
 }
 
-// What nobody answered at, nobody answers at for another request.
-std::optional<Answer> Retriever::Unreachable(const Inquiry& inquiry, Ticks now) const {
-    const std::string key = Inquiry{inquiry.kind, inquiry.address, {}}.Key();
+std::optional<Answer> Retriever::Stored(const std::string& key) const {
+    const Ticks now = CurrentTicks();
     auto found = TheMemory().Find(key, now);
     return found ? found : cache_.Find(key, now);
 }
 
 void Retriever::Note(const Inquiry& inquiry, const std::string& outcome, Ticks until) {
     const bool known = std::any_of(log_.begin(), log_.end(), [&](const Retrieval& one) {
-        return one.inquiry.address == inquiry.address && one.inquiry.request == inquiry.request;
+        return one.inquiry.Key() == inquiry.Key();
     });
     if (!known) log_.push_back({inquiry, outcome, until});
 }
@@ -97,13 +117,34 @@ bool Retriever::MayFetch(const Inquiry& inquiry) const {
 }
 
 std::optional<Bytes> Retriever::Fetch(const Inquiry& inquiry) {
+    if (!network_) return std::nullopt;
+    auto said = inquiry.request.empty() ? Said(inquiry) : std::nullopt;
+    return said ? said : Ask(inquiry);
+}
+
+std::optional<Bytes> Retriever::Said(const Inquiry& inquiry) const {
+    auto said = TheMemory().Said(inquiry);
+    if (!said) return std::nullopt;
+    if (!said->second.empty()) return std::move(said->second);
+    auto stored = said->first.empty() ? std::nullopt : Stored(said->first);
+    return stored && !stored->failed ? std::optional(std::move(stored->body)) : std::nullopt;
+}
+
+std::optional<Bytes> Retriever::Ask(const Inquiry& inquiry) {
     if (!MayFetch(inquiry)) return std::nullopt;
     if (!end_) end_ = Clock::now() + kForChain;
     const std::string type = inquiry.request.empty() ? "" : "application/ocsp-request";
+    const milliseconds limit = TimeLeft();
     try {
-        return Download({inquiry.address, inquiry.request, type, TimeLeft(), kMostOfBody});
+        return Download({inquiry.address, inquiry.request, type, limit, kMostOfBody});
     } catch (const Error& error) {
-        Refuse({inquiry.kind, inquiry.address, {}}, ReasonOf(error));
+        // One that came last, after others had used up the time, is not to blame.
+        const bool hurried = limit < kForAddress / 2 && error.Code() == ERROR_WINHTTP_TIMEOUT;
+        if (hurried) {
+            Note(inquiry, ReasonOf(error), CurrentTicks());
+        } else {
+            Fail(inquiry, ReasonOf(error));
+        }
         return std::nullopt;
     }
 }
@@ -111,7 +152,8 @@ std::optional<Bytes> Retriever::Fetch(const Inquiry& inquiry) {
 void Retriever::Keep(const Inquiry& inquiry, Bytes body, Ticks nextUpdate) {
     const Ticks now = CurrentTicks();
     const Ticks until = nextUpdate != 0 ? nextUpdate : now + kUntold;
-    Note(inquiry, "fetched", until);
+    Note(inquiry, Retrieval::kFetched, until);
+    if (inquiry.request.empty()) TheMemory().Remember(inquiry, inquiry.Key());
     Store(inquiry, {inquiry.kind, false, inquiry.address, now, until, std::move(body)});
 }
 
@@ -120,8 +162,15 @@ void Retriever::Refuse(const Inquiry& inquiry, const std::string& why) {
     const Answer answer{inquiry.kind,     true, inquiry.address, now, now + kAfterFailure,
                         Copy(ViewOf(why))};
     Note(inquiry, why, answer.until);
+    const auto stored = Stored(inquiry.Key());
+    if (stored && !stored->failed) return;
     TheMemory().Add(inquiry.Key(), answer);
     static_cast<void>(cache_.Keep(inquiry.Key(), answer));  // this process knows already
+}
+
+void Retriever::PassOn(const Inquiry& inquiry, Bytes body, const std::string& why) {
+    Note(inquiry, why, CurrentTicks());
+    TheMemory().Remember(inquiry, std::move(body));
 }
 
 void Retriever::Store(const Inquiry& inquiry, Answer answer) {

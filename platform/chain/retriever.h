@@ -16,6 +16,10 @@ struct Retrieval {
     Inquiry inquiry;
     std::string outcome;  // "fetched", "kept", or why there is no answer
     Ticks until = 0;      // how long it holds
+
+    [[nodiscard]] bool Answered() const { return outcome == kFetched || outcome == kKept; }
+    static constexpr const char* kFetched = "fetched";
+    static constexpr const char* kKept = "kept";
 };
 
 class Retriever {
@@ -28,12 +32,18 @@ class Retriever {
     [[nodiscard]] std::optional<Answer> Kept(const Inquiry& inquiry);
     // Whether Fetch would ask.
     [[nodiscard]] bool MayFetch(const Inquiry& inquiry) const;
-    // What the address answers, whatever it is. The caller looks at it and says Keep or
-    // Refuse. None when it may not be asked or has none, which is noted.
+    // What the address answers, whatever it is; from memory when this process asked it before.
+    // The caller looks at it and says one of the four below. None when it may not be asked or has
+    // none, which is noted.
     [[nodiscard]] std::optional<Bytes> Fetch(const Inquiry& inquiry);
-    // `nextUpdate` 0: it tells none.
+    // It answers the inquiry. `nextUpdate` 0: it tells none.
     void Keep(const Inquiry& inquiry, Bytes body, Ticks nextUpdate);
+    // It is no answer to this inquiry, and will be none for a while. What is kept stays.
     void Refuse(const Inquiry& inquiry, const std::string& why);
+    // It is an answer to nothing: the address fails.
+    void Fail(const Inquiry& inquiry, const std::string& why) { Refuse(inquiry.Anybody(), why); }
+    // It may be one to others in this process. Nothing is said of this inquiry.
+    void PassOn(const Inquiry& inquiry, Bytes body, const std::string& why);
 
     [[nodiscard]] const std::vector<Retrieval>& Log() const { return log_; }
 
@@ -42,7 +52,9 @@ class Retriever {
 
     void Store(const Inquiry& inquiry, Answer answer);
     void Note(const Inquiry& inquiry, const std::string& outcome, Ticks until);
-    [[nodiscard]] std::optional<Answer> Unreachable(const Inquiry& inquiry, Ticks now) const;
+    [[nodiscard]] std::optional<Answer> Stored(const std::string& key) const;
+    [[nodiscard]] std::optional<Bytes> Said(const Inquiry& inquiry) const;
+    std::optional<Bytes> Ask(const Inquiry& inquiry);
     [[nodiscard]] std::chrono::milliseconds TimeLeft() const;
 
     AnswerCache cache_;

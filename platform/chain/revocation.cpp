@@ -12,11 +12,15 @@
 namespace platform {
 namespace {
 
+// Four lists of the greatest size, and some more.
+constexpr std::uint64_t kForRevocation = 1'000'000'000;
+
 class StoreSource : public RevocationSource {
   public:
     explicit StoreSource(const CertificatePool& pool) : pool_(pool) {}
     Revocation Ask(RevocationQuestion& question) override {
-        const Revocation answer = Judge(question, pool_.CrlsFor(question.subject));
+        const Revocation answer =
+            Judge(question, Sound(question, pool_.CrlsFor(question.subject), true));
         question.evidence.source = "stores";
         return answer;
     }
@@ -138,7 +142,7 @@ void CheckRevocation(Path& path, DWORD flags, const FILETIME& time, const Certif
                      const RevocationSources& sources) {
     const FILETIME now = FileTimeOf(CurrentTicks());
     const std::size_t count = CountToCheck(path, flags);
-    Budget budget;
+    Budget budget(kForRevocation);
     SignersUnder others(path, time, pool, sources, budget);
     for (std::size_t index = 0; index < count; ++index) {
         Link& link = path.links[index];

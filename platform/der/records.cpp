@@ -72,19 +72,6 @@ FILETIME ToFileTime(std::chrono::sys_seconds time) {
     return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
 }
 
-ExtensionView ReadExtension(der::Cursor fields) {
-    ExtensionView view;
-    view.oid = fields.OidText();
-    if (fields.NextIs(der::kBoolean)) {
-        const der::Item critical = fields.Next();
-        if (critical.contents.size() != 1) Corrupt();
-        view.critical = critical.contents[0] != 0;
-    }
-    view.value = fields.Expect(der::kOctetString).contents;
-    fields.ExpectEnd();
-    return view;
-}
-
 }  // namespace
 
 AlgorithmView ReadAlgorithm(der::Cursor& cursor) {
@@ -130,11 +117,26 @@ Bytes UsedBits(const BitsView& bits) {
     return octets;
 }
 
+RawExtension NextExtension(der::Cursor& list) {
+    der::Cursor fields(list.Expect(der::kSequence).contents);
+    RawExtension extension;
+    extension.oid = fields.Expect(der::kOid).contents;
+    if (fields.NextIs(der::kBoolean)) {
+        const der::Item critical = fields.Next();
+        if (critical.contents.size() != 1) Corrupt();
+        extension.critical = critical.contents[0] != 0;
+    }
+    extension.value = fields.Expect(der::kOctetString).contents;
+    fields.ExpectEnd();
+    return extension;
+}
+
 std::vector<ExtensionView> ReadExtensions(ByteView contents) {
     std::vector<ExtensionView> views;
     der::Cursor list(contents);
     while (!list.AtEnd()) {
-        views.push_back(ReadExtension(der::Cursor(list.Expect(der::kSequence).contents)));
+        const RawExtension extension = NextExtension(list);
+        views.push_back({der::DottedOid(extension.oid), extension.critical, extension.value});
     }
     return views;
 }

@@ -29,6 +29,13 @@ struct ExtensionView {
     ByteView value;
 };
 
+// The same with the contents octets of its identifier, for those who see many.
+struct RawExtension {
+    ByteView oid;
+    bool critical = false;
+    ByteView value;
+};
+
 struct PublicKeyView {
     AlgorithmView algorithm;
     BitsView key;
@@ -44,6 +51,8 @@ BitsView ReadBits(ByteView contents);
 Bytes UsedBits(const BitsView& bits);
 // The elements of an Extensions sequence (RFC 5280 4.1).
 std::vector<ExtensionView> ReadExtensions(ByteView contents);
+// The next element of an Extensions sequence; its identifier is not looked at.
+RawExtension NextExtension(der::Cursor& list);
 // A Name is a sequence of sets of attributes (RFC 5280 4.1.2.4); an empty set is let through.
 void RequireName(ByteView name);
 // UTCTime or GeneralizedTime in any form that X.680 allows with a zone. Times before

@@ -1,7 +1,11 @@
 // An address asked to its end by libcurl's blocking call.
 #include "platform/http/download.h"
+#include "platform/http/ground.h"  // before the sockets
 
+#include <linux/tcp.h>
+#include <netinet/in.h>
 #include <openssl/err.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <array>
@@ -64,6 +68,12 @@ class Step {
 
     void AskLdap() {
         Set(CURLOPT_PROTOCOLS_STR, "ldap");
+        // libldap holds a whole message before any of it is a body.
+        Set(CURLOPT_SOCKOPTFUNCTION, &OnSocket);
+        Set(CURLOPT_SOCKOPTDATA, this);
+        Set(CURLOPT_XFERINFOFUNCTION, &OnProgress);
+        Set(CURLOPT_XFERINFODATA, this);
+        Set(CURLOPT_NOPROGRESS, 0L);
         Perform(request_.address);
     }
 
@@ -145,6 +155,22 @@ class Step {
         return size;
     }
 
+    static int OnSocket(void* self, curl_socket_t socket, curlsocktype) {
+        static_cast<Step*>(self)->socket_ = socket;
+        return CURL_SOCKOPT_OK;
+    }
+
+    // By what the kernel counts. The answer comes in BASE64 later, and with a frame.
+    static int OnProgress(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
+        Step& step = *static_cast<Step*>(self);
+        tcp_info info{};
+        socklen_t size = sizeof info;
+        const bool told = step.socket_ != CURL_SOCKET_BAD &&
+                          getsockopt(step.socket_, IPPROTO_TCP, TCP_INFO, &info, &size) == 0;
+        step.tooLarge_ = told && info.tcpi_bytes_received > step.request_.most;
+        return step.tooLarge_ ? 1 : 0;
+    }
+
     static CURLcode OnTls(CURL*, void* context, void* guard) {
         return static_cast<TlsGuard*>(guard)->Apply(static_cast<SSL_CTX*>(context))
                    ? CURLE_OK
@@ -158,6 +184,7 @@ class Step {
     char errorText_[CURL_ERROR_SIZE] = "";
     Bytes body_;
     bool tooLarge_ = false;
+    curl_socket_t socket_ = CURL_SOCKET_BAD;
     long status_ = 0;
     std::unique_ptr<CURL, CurlFreer<&CurlLibrary::curl_easy_cleanup>> easy_;
 };
@@ -209,6 +236,10 @@ bool IsDownloadable(std::string_view address) {
     if (!known || !plain) return false;
     const std::string_view authority = AuthorityOf(address);
     return !authority.empty() && authority.find('@') == authority.npos;
+}
+
+bool TakesRequests(std::string_view address) {
+    return IsDownloadable(address) && !HasScheme(address, kLdap);
 }
 
 Bytes Download(const DownloadRequest& request) {

@@ -22,6 +22,9 @@ struct DownloadRequest {
 // credentials, blanks and octets outside ASCII. Needs no libcurl.
 bool IsDownloadable(std::string_view address);
 
+// Whether a body can be sent there, which a directory has no use for.
+bool TakesRequests(std::string_view address);
+
 // Follows up to 10 redirects, never from https to http, and none with a body that the redirect
 // would drop. The user's proxy settings and the rules of trust.h hold; no cookie, no login.
 // Of an LDAP entry: its first binary value. Throws the faults of faults.h,

@@ -61,7 +61,7 @@ std::uint64_t FirstOctets(ByteView hash) {
 std::uint64_t KeyOf(const Certificate& certificate) { return FirstOctets(certificate.Sha1()); }
 
 // The one thing that lists of a series share byte for byte in every case.
-std::uint64_t KeyOf(const Crl& crl) { return FirstOctets(Sha1Of(ViewOf(crl.Info().Issuer))); }
+std::uint64_t KeyOf(const Crl& crl) { return FirstOctets(Sha1Of(ViewOf(crl.Head().Issuer))); }
 
 // ---- reading -------------------------------------------------------------------
 
@@ -142,7 +142,7 @@ std::shared_ptr<Certificate> ListStore::Present(const Certificate& certificate) 
 
 std::shared_ptr<Crl> ListStore::Present(const Crl& crl) const {
     return crls_.Find(KeyOf(crl),
-                      [&](const Crl& present) { return SameSeries(present.Info(), crl.Info()); });
+                      [&](const Crl& present) { return SameSeries(present.Head(), crl.Head()); });
 }
 
 std::shared_ptr<Certificate> ListStore::Insert(const Certificate& certificate) {

@@ -81,7 +81,7 @@ std::shared_ptr<Certificate> NextMatch(Store& store, const Certificate* previous
 std::shared_ptr<Crl> NextCrlOf(Store& store, const Crl* previous, const Certificate* issuer) {
     const auto matches = [issuer](const Crl& crl) {
         return issuer == nullptr ||
-               Equal(ViewOf(crl.Info().Issuer), ViewOf(issuer->Info().Subject));
+               Equal(ViewOf(crl.Head().Issuer), ViewOf(issuer->Info().Subject));
     };
     std::shared_ptr<Crl> item = store.NextCrl(previous);
     while (item && !matches(*item)) item = store.NextCrl(item.get());
@@ -94,7 +94,7 @@ DWORD FailedChecks(const Crl& crl, const Certificate* issuer, DWORD asked) {
     if ((asked & CERT_STORE_SIGNATURE_FLAG) != 0 && SignedBy(crl, issuer)) {
         passed |= CERT_STORE_SIGNATURE_FLAG;
     }
-    if ((asked & CERT_STORE_TIME_VALIDITY_FLAG) != 0 && IsCurrent(crl.Info())) {
+    if ((asked & CERT_STORE_TIME_VALIDITY_FLAG) != 0 && IsCurrent(crl.Head())) {
         passed |= CERT_STORE_TIME_VALIDITY_FLAG;
     }
     return asked & ~passed;

@@ -15,6 +15,19 @@ BAD_CHAIN = 0x20000133
 NO_SIGNATURES_GOOD = 0x200001F9
 
 
+def element(tag, *parts):
+    body = b"".join(parts)
+    size = len(body).to_bytes((len(body).bit_length() + 7) // 8 or 1, "big")
+    return bytes([tag]) + (size if len(body) < 128 else bytes([0x80 | len(size)]) + size) + body
+
+
+def inside(der):
+    """The contents of its first element."""
+    behind = 2 + (der[1] & 0x7F if der[1] & 0x80 else 0)
+    size = int.from_bytes(der[2:behind], "big") if behind > 2 else der[1]
+    return der[behind:behind + size]
+
+
 class RevocationCase(KestrelCase):
     def setUp(self):
         super().setUp()
@@ -102,7 +115,9 @@ class RevocationTest(RevocationCase):
         self.low.revoke("ann")
         self.low.publish(page="/delta", extensions="delta")
         time.sleep(2)
-        self.assertEqual(self.chain("ann", 1)[0]["revocation"], "revoked")
+        told = self.chain("ann", 1)[0]
+        self.assertEqual((told["revocation"], told["source"]),
+                         ("revoked", "CRL " + self.web.address("delta")))
         self.assertEqual([self.web.asked.count(page) for page in ("/low.crl", "/delta")], [1, 2])
         forget(self)
         self.web.pages["/delta"] = None
@@ -132,11 +147,6 @@ class GostTest(RevocationCase):
 class LdapTest(RevocationCase):
     def test_ldap(self):
         """A list in an entry of a directory that answers two messages (RFC 4511)."""
-        def element(tag, *parts):
-            body = b"".join(parts)
-            size = len(body).to_bytes(2, "big")
-            return bytes([tag, 0x82]) + size + body
-
         def message(number, body):
             return element(0x30, bytes([2, 1, number]), body)
         result = b"\x0a\x01\x00\x04\x00\x04\x00"
@@ -144,25 +154,41 @@ class LdapTest(RevocationCase):
             0x30, element(4, b"certificateRevocationList;binary"),
             element(0x31, element(4, self.low.publish())))))
 
+        sent = []
+
         class Directory(socketserver.StreamRequestHandler):
             def handle(self):
                 while request := self.connection.recv(4096):
                     number = request[request.index(b"\x02\x01") + 2]
                     if b"\x02\x01" + bytes([number]) + b"\x60" in request:
                         self.wfile.write(message(number, element(0x61, result)))
+                    elif b"endless" in request:
+                        self.endless(b"\x30\x84\x60\0\0\0\x02\x01" + bytes([number])
+                                     + b"\x64\x84\x5F\xFF\xFF\xF7")
                     elif b"\x02\x01" + bytes([number]) + b"\x63" in request:
                         self.wfile.write(message(number, entry))
                         self.wfile.write(message(number, element(0x65, result)))
+
+            def endless(self, head):
+                try:
+                    self.connection.sendall(head)
+                    while True:
+                        sent.append(self.connection.send(bytes(65536)))
+                except OSError:
+                    pass
         server = socketserver.ThreadingTCPServer(("127.0.0.1", 0), Directory)
         server.daemon_threads, server.block_on_close = True, False
         threading.Thread(target=server.serve_forever, daemon=True).start()
         self.addCleanup(server.server_close)
         self.addCleanup(server.shutdown)
-        address = (f"ldap://127.0.0.1:{server.server_address[1]}/CN=low?"
+        address = (f"ldap://127.0.0.1:{server.server_address[1]}/CN={{}}?"
                    "certificateRevocationList;binary?base?(objectClass=*)")
-        self.leaf("ann", f"crlDistributionPoints=points\n{self.low.access()}"
-                  f"[points]\nfullname=URI:{address}\n")
-        self.assertEqual(self.chain("ann")[0]["source"], "CRL " + address)
+        for name in ("list", "endless"):
+            self.leaf(name, f"crlDistributionPoints=points\n{self.low.access()}"
+                      f"[points]\nfullname=URI:{address.format(name)}\n")
+        self.assertEqual(self.chain("list")[0]["source"], "CRL " + address.format("list"))
+        self.assertEqual(self.chain("endless", 1)[0]["status"], UNKNOWN)
+        self.assertLess(sum(sent), 100 << 20, "64 MiB, and what lay in the sockets")
 
 
 UNKNOWN = "nobody told whether it is revoked"
@@ -215,6 +241,12 @@ class BadAnswersTest(RevocationCase):
         self.high.issue("foreign", DELEGATE)
         self.low.issue("plain", END)
         self.low.respond("delegate")
+        self.low.publish()
+        for name, more in (("gone", ""), ("never", "noCheck=ignored\n"), ("there", "")):
+            self.low.issue(name, END + "extendedKeyUsage=OCSPSigning\n" + self.low.points() + more)
+            if name != "there":
+                self.low.revoke(name)
+        self.low.publish()
         self.verdict("bob")
         of_bob = {}
 
@@ -232,6 +264,9 @@ class BadAnswersTest(RevocationCase):
             ("a delegate without the usage", lambda r: self.low.answer(r, "plain"), UNKNOWN),
             ("another authority's delegate", lambda r: self.low.answer(r, "foreign"), UNKNOWN),
             ("another authority", lambda r: self.low.answer(r, "high"), UNKNOWN),
+            ("a revoked delegate", lambda r: self.low.answer(r, "gone"), UNKNOWN),
+            ("one that is not", lambda r: self.low.answer(r, "there"), "good"),
+            ("one that need not be asked about", lambda r: self.low.answer(r, "never"), "good"),
             ("a page", b"<html></html>", UNKNOWN),
             ("moved for good", (301, {"Location": "/low.ocsp"}, b""), UNKNOWN),
         ]
@@ -270,6 +305,74 @@ class BadAnswersTest(RevocationCase):
         self.web.asked.clear()
         self.assertEqual(self.verdict("ann"), UNKNOWN)
         self.assertEqual(self.web.asked.count("/low.ocsp"), 1)
+
+    def test_long_lists(self):
+        """A chain of four with the longest lists, from the network and from the cache."""
+        for authority in (self.low, self.high, self.root):
+            head = inside(inside(authority.publish()))  # of version 1, up to its next update
+            filler = element(0x30, bytes.fromhex("06032a0304"), element(4, bytes(62 << 20)))
+            signed = element(0x30, b"\x02\x01\x01", head, element(0xA0, element(0x30, filler)))
+            self.write("signed", signed)
+            _, signature = self.openssl("dgst", "-sha256", "-sign", f"{authority.name}.key",
+                                        "signed")
+            self.web.pages[f"/{authority.name}.crl"] = element(
+                0x30, signed, head[:2 + head[1]], element(3, b"\0", signature))
+        self.leaf("ann", self.low.points() + self.low.access())
+        self.assertEqual(self.verdict("ann"), "good")
+        self.assertEqual({row["status"] for row in self.chain("ann")}, {"good"}, "kept")
+        self.assertEqual(len(self.web.asked), 5)
+
+    def test_strangers(self):
+        """Addresses of a good authority in certificates of another one."""
+        self.low.publish()
+        self.low.respond("delegate")
+        self.leaf("ann", self.low.points() + self.low.access())
+        self.leaf("bob", self.low.access(responder=True))
+        evil = Authority(self, self.web, "evil")
+        named = [self.web.address(page) for page in ("low.crl", "low.cer", "low.ocsp", "high.crl")]
+        evil.issue("eve", END + f"crlDistributionPoints={','.join('URI:' + a for a in named)}\n"
+                   f"authorityInfoAccess={','.join('caIssuers;URI:' + a for a in named)},"
+                   f"caIssuers;URI:{self.web.address('evil.cer')},"
+                   f"OCSP;URI:{named[0]},OCSP;URI:ldap://127.0.0.1:1/x\n")
+        for kept in (False, True):
+            self.ctl("cache", "clear")
+            if kept:
+                self.chain("ann")
+                self.chain("bob")
+            self.chain("eve", 1)
+            self.assertNotIn(b"ldap", self.ctl("cache", "list"))
+            before = len(self.web.asked)
+            self.assertEqual([self.chain(name)[0]["status"] for name in ("ann", "bob")],
+                             ["good", "good"])
+            if kept:
+                self.assertEqual(len(self.web.asked), before, "what is kept stays")
+        self.low.revoke("ann")
+        self.low.publish()
+        self.ctl("cache", "clear")
+        self.chain("eve", 1)
+        self.assertEqual(self.chain("ann", 1)[0]["status"], "revoked")
+
+    def test_a_change_of_keys(self):
+        """Two authorities of one name share an address, where only one list can be."""
+        kept = {}
+        for name in ("old", "new"):
+            low = Authority(self, self.web, "low", self.high,
+                            self.high.points() + self.high.access())
+            self.web.pages[f"/{name}.cer"] = self.web.pages["/low.cer"]
+            low.issue(name, END + low.points()
+                      + f"authorityInfoAccess=caIssuers;URI:{self.web.address(name + '.cer')}\n")
+            kept[name] = low.publish()
+        for first, second in (("old", "new"), ("new", "old")):
+            self.ctl("cache", "clear")
+            for name in (first, second):
+                self.web.pages["/low.crl"] = kept[name]
+                self.chain(name)
+            self.web.pages["/low.crl"] = None
+            self.chain(first)
+            self.ctl("cache", "clear")
+            self.web.pages["/low.crl"] = kept[first]
+            self.assertEqual(self.chain(second, 1)[0]["status"], UNKNOWN)
+            self.chain(first)
 
     def test_silence(self):
         """15 s an address, 30 s a chain; and not again for a while."""
@@ -353,6 +456,7 @@ class CacheTest(RevocationCase):
         self.assertEqual(sorted(self.web.asked), sorted(
             ["/low.cer", "/high.cer", "/low.crl", "/high.crl", "/root.crl"]))
         self.assertIn(b"failed", self.ctl("cache", "list"))
+        self.assertIn(UNKNOWN.encode(), self.ctl("cache", "fetch", "ann.pem", status=1))
 
     def test_folders_that_take_nothing(self):
         """Somebody else's file in the way stands for a full or read-only folder."""

@@ -32,6 +32,9 @@ class ChainTest(KestrelCase):
         _, der = self.openssl("x509", "-in", "ann.pem", "-outform", "DER")
         thumbprint = hashlib.sha1(der).hexdigest()
         self.write("forged.cer", der[:-1] + bytes([der[-1] ^ 1]))
+        for name, parts in (("full", ("root", "ann")), ("two", ("ann", "clock", "root")),
+                            ("alone", ("stranger", "eve"))):
+            self.write(f"{name}.pem", b"".join(self.read(f"{part}.pem") for part in parts))
         rows = [
             ("good", ["ann.pem"], 0, b"good", b""),
             ("by thumbprint", [thumbprint[:10].upper()], 0, b"good", b""),
@@ -45,6 +48,11 @@ class ChainTest(KestrelCase):
             ("a service", ["clock.pem", "--purpose", "stamp"], 0, b"good", b""),
             ("no service", ["ann.pem", "--purpose", "stamp"], 1, b"good", b"bad chain: "),
             ("any purpose", ["clock.pem", "--purpose", "any"], 0, b"good", b""),
+            ("with its issuer", ["full.pem"], 0, b"CN=ann", b""),
+            ("its issuer in the file alone", ["alone.pem"], 1, b"CN=stranger", b"not trusted"),
+            ("two to judge", ["two.pem"], 1, b"",
+             b"which certificate of two.pem is meant? 2 of them issued none of the others"),
+            ("nothing", [""], 2, b"", b"a file or a thumbprint is needed, not ''"),
             ("no such thing", ["abcdef"], 1, b"", b"no file and no certificate is 'abcdef'"),
             ("a list", ["root.crl"], 1, b"", b"root.crl holds no certificate"),
             ("a key", ["ann.key"], 1, b"", b"ann.key"),

@@ -31,9 +31,22 @@ std::string EntryText(const std::string& kind, ByteView body, long from, long un
            moment(until) + '\n' + Sha256(body) + "\n\n" + std::string(body.begin(), body.end());
 }
 
-void PutEntry(const std::filesystem::path& home, const std::string& text) {
+// The name of the entry for lists of `issuer`: kind, address, the name and the key.
+std::string EntryName(const Identity& issuer) {
+    WriteFile("issuer.der", issuer.Cert()->Der());
+    WriteFile("issuer.pub", ViewOf(OpenSsl("x509 -inform DER -in issuer.der -noout -pubkey")));
+    OpenSsl("pkey -pubin -in issuer.pub -outform DER -out issuer.key");
+    const CERT_NAME_BLOB& name = issuer.Cert()->Info().Subject;
+    std::string text = std::string("crl\n") + kNowhere + '\n';
+    text.append(reinterpret_cast<const char*>(name.pbData), name.cbData);
+    const Bytes spki = ReadFile("issuer.key");
+    text.append(spki.begin(), spki.end());
+    return Sha256(ViewOf(text));
+}
+
+void PutEntry(const std::filesystem::path& home, const std::string& name, const std::string& text) {
     std::filesystem::create_directories(CacheOf(home));
-    WriteFile(CacheOf(home) / Sha256(ViewOf(std::string_view(kNowhere))), ViewOf(text));
+    WriteFile(CacheOf(home) / name, ViewOf(text));
 }
 
 TEST_F(ChainTest, WhichKeptAnswersCount) {
@@ -50,6 +63,7 @@ TEST_F(ChainTest, WhichKeptAnswersCount) {
     const Bytes clean = Copy(MakeCrl(root)->Der());
     const Bytes others = Copy(MakeCrl(other, {.revoked = {{&leaf}}})->Der());
     const std::string good = EntryText("crl", list, -60, 60);
+    const std::string name = EntryName(root);
     const auto altered = [](std::string text, std::size_t fromEnd) {
         text[text.size() - fromEnd] ^= 1;
         return text;
@@ -59,36 +73,52 @@ TEST_F(ChainTest, WhichKeptAnswersCount) {
         DWORD status;
         std::function<void()> put;
     } rows[] = {
-        {"the user's", 0x4, [&] { PutEntry(UserHome(), good); }},
-        {"the machine's", 0x4, [&] { PutEntry(MachineHome(), good); }},
+        {"the user's", 0x4, [&] { PutEntry(UserHome(), name, good); }},
+        {"the machine's", 0x4, [&] { PutEntry(MachineHome(), name, good); }},
         {"the user's before the machine's", 0,
          [&] {
-             PutEntry(UserHome(), EntryText("crl", clean, -60, 60));
-             PutEntry(MachineHome(), good);
+             PutEntry(UserHome(), name, EntryText("crl", clean, -60, 60));
+             PutEntry(MachineHome(), name, good);
          }},
         {"behind a damaged one", 0x4,
          [&] {
-             PutEntry(UserHome(), good.substr(0, good.size() - 1));
-             PutEntry(MachineHome(), good);
+             PutEntry(UserHome(), name, good.substr(0, good.size() - 1));
+             PutEntry(MachineHome(), name, good);
          }},
         {"stores before it", 0,
          [&] {
-             PutEntry(UserHome(), good);
+             PutEntry(UserHome(), name, good);
              Put("CA", MakeCrl(root));
          }},
-        {"over", 0x40, [&] { PutEntry(UserHome(), EntryText("crl", list, -60, -1)); }},
-        {"of the future", 0x40, [&] { PutEntry(UserHome(), EntryText("crl", list, 60, 120)); }},
-        {"another key's", 0x40, [&] { PutEntry(UserHome(), EntryText("crl", others, -60, 60)); }},
-        {"of no kind", 0x40, [&] { PutEntry(UserHome(), EntryText("list", list, -60, 60)); }},
-        {"failed", 0x40, [&] { PutEntry(UserHome(), EntryText("failed crl", list, -60, 60)); }},
-        {"cut", 0x40, [&] { PutEntry(UserHome(), good.substr(0, good.size() - 1)); }},
-        {"altered", 0x40, [&] { PutEntry(UserHome(), altered(good, 1)); }},
-        {"empty", 0x40, [&] { PutEntry(UserHome(), ""); }},
+        {"over", 0x40, [&] { PutEntry(UserHome(), name, EntryText("crl", list, -60, -1)); }},
+        {"of the future", 0x40,
+         [&] { PutEntry(UserHome(), name, EntryText("crl", list, 60, 120)); }},
+        {"another key's", 0x40,
+         [&] { PutEntry(UserHome(), name, EntryText("crl", others, -60, 60)); }},
+        {"of no kind", 0x40, [&] { PutEntry(UserHome(), name, EntryText("list", list, -60, 60)); }},
+        {"failed", 0x40,
+         [&] { PutEntry(UserHome(), name, EntryText("failed crl", list, -60, 60)); }},
+        {"under another issuer's name", 0x40,
+         [&] { PutEntry(UserHome(), EntryName(other), good); }},
+        {"failed for another issuer", 0x4,
+         [&] {
+             PutEntry(UserHome(), EntryName(other), EntryText("failed crl", list, -60, 60));
+             PutEntry(UserHome(), name, good);
+         }},
+        {"a pipe in the way", 0x4,
+         [&] {
+             std::filesystem::create_directories(CacheOf(UserHome()));
+             ASSERT_EQ(mkfifo((CacheOf(UserHome()) / name).c_str(), 0600), 0);
+             PutEntry(MachineHome(), name, good);
+         }},
+        {"cut", 0x40, [&] { PutEntry(UserHome(), name, good.substr(0, good.size() - 1)); }},
+        {"altered", 0x40, [&] { PutEntry(UserHome(), name, altered(good, 1)); }},
+        {"empty", 0x40, [&] { PutEntry(UserHome(), name, ""); }},
         {"a list alone", 0x40,
-         [&] { PutEntry(UserHome(), std::string(list.begin(), list.end())); }},
+         [&] { PutEntry(UserHome(), name, std::string(list.begin(), list.end())); }},
         {"under another name", 0x40,
          [&] {
-             PutEntry(UserHome(), good);
+             PutEntry(UserHome(), name, good);
              for (const auto& entry : std::filesystem::directory_iterator(CacheOf(UserHome()))) {
                  std::filesystem::rename(entry.path(), entry.path().string() + ".tmp");
              }
@@ -141,6 +171,7 @@ TEST_F(ChainTest, TheOldestAnswersGo) {
     old('a', 100 * kMiB, 3);
     old('b', 100 * kMiB, 1);
     old('c', 56 * kMiB - 1000, 2);
+    ASSERT_EQ(mkfifo((folder / std::string(64, 'd')).c_str(), 0600), 0);
     ASSERT_TRUE(cache.Keep(std::string(64, 'd'), answer));
     EXPECT_TRUE(std::filesystem::exists(folder / std::string(64, 'a'))) << "all fit";
     old('e', 1000, 4);

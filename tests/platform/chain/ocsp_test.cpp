@@ -93,7 +93,9 @@ struct OcspWorld {
         NobodyElse nobody;
         Budget budget;
         RevocationQuestion question{*leaf.Cert(), *root.Cert(), now, now, nobody, budget};
-        return JudgeOcsp(answer, question, lists);
+        return JudgeOcsp(answer, question, [&](RevocationQuestion& own) {
+            return Judge(own, Sound(own, lists, true)) == Revocation::Revoked;
+        });
     }
 };
 

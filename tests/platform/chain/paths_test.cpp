@@ -4,6 +4,7 @@
 #include "platform/base/error.h"
 #include "platform/base/handle.h"
 #include "platform/base/ticks.h"
+#include "platform/chain/path.h"
 #include "tests/platform/chain/authority.h"
 
 namespace platform::testing {
@@ -73,6 +74,28 @@ TEST_F(ChainTest, ManyAuthoritiesOfOneNameEnd) {
     const Ticks before = CurrentTicks();
     EXPECT_NE(StatusOf(Identity(Recipe{"Leaf", {}}, above).Cert(), kNone), 0U);
     EXPECT_LT(CurrentTicks() - before, 5 * kTicksPerSecond);
+}
+
+// Among many of one name, for hardly more work than the way itself takes.
+TEST_F(ChainTest, TheShortWayComesFirst) {
+    Recipe recipe{"Same", {{"basicConstraints", "critical,CA:TRUE"}}};
+    Put("Root", Root().Cert());
+    std::vector<std::unique_ptr<Identity>> others;
+    for (int i = 0; i < 30; ++i) {
+        const Identity* above = others.empty() ? nullptr : others.back().get();
+        others.push_back(std::make_unique<Identity>(recipe, above));
+        Put("CA", others.back()->Cert());
+    }
+    recipe.from = -2 * kDay;
+    const Identity below(recipe, &Root());
+    Put("CA", below.Cert());
+    const Identity leaf(Recipe{"Leaf", {}}, &below);
+    const CertificatePool pool(*leaf.Cert(), nullptr, {Side::User});
+    Budget budget(1'500'000);  // ten signatures
+    const ChainRequest request{FileTimeOf(CurrentTicks()), {}, false};
+    const Path path = FindPath(leaf.Cert(), pool, request, budget);
+    EXPECT_EQ(path.Error(), 0U);
+    EXPECT_EQ(path.links.size(), 3U);
 }
 
 // Twelve layers of three keys, each key certified by each one above: 3^12 paths.

@@ -1,0 +1,22 @@
+// What the entries of a CRL say of one certificate (RFC 5280 5.3).
+#pragma once
+
+#include "platform/certs/certificate.h"
+#include "platform/chain/budget.h"
+
+namespace platform {
+
+struct Listed {
+    bool understood = true;  // no entry has a critical extension beyond those handled here
+    bool revoked = false;
+    bool removed = false;  // "remove from CRL", of a delta list
+};
+
+// Whether `crl` lists the certificate as revoked at `time`: by serial number and issuer, which
+// entries of an indirect list may tell. One pass in which nothing is made of an entry of another
+// number, since lists have a million of them. None when `budget` does not reach. Throws
+// CRYPT_E_ASN1_* for what cannot be read.
+std::optional<Listed> LookUp(const Crl& crl, const Certificate& subject, const FILETIME& time,
+                             Budget& budget);
+
+}  // namespace platform
