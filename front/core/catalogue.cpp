@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "version/version.h"
+
 namespace kestrel {
 
 namespace {

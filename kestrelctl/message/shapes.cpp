@@ -12,30 +12,30 @@ namespace {
 
 using platform::Field;
 using platform::Piece;
-using Form = platform::Shape;
+using platform::Shape;
 using platform::der::Context;
 using platform::der::ContextConstructed;
 namespace der = platform::der;
 
-constexpr Field kAnyContent[] = {{platform::kAnyTag, Form::Content}};
+constexpr Field kAnyContent[] = {{platform::kAnyTag, Shape::Content}};
 constexpr Field kPlainPart[] = {
-    {der::kOid, Form::Keep, Piece::ContentType},
-    {ContextConstructed(0), Form::Enter, Piece::None, true, kAnyContent},
+    {der::kOid, Shape::Keep, Piece::ContentType},
+    {ContextConstructed(0), Shape::Enter, Piece::None, true, kAnyContent},
 };
 constexpr Field kSecretPart[] = {
-    {der::kOid, Form::Keep, Piece::ContentType},
-    {der::kSequence, Form::Keep, Piece::ContentEncryption},
-    {Context(0), Form::Content, Piece::None, true},
+    {der::kOid, Shape::Keep, Piece::ContentType},
+    {der::kSequence, Shape::Keep, Piece::ContentEncryption},
+    {Context(0), Shape::Content, Piece::None, true},
 };
 
-constexpr Field kVersion = {der::kInteger, Form::Keep, Piece::Version};
-constexpr Field kRecipients = {der::kSet, Form::KeepEach, Piece::Recipient};
-constexpr Field kEncapsulated = {der::kSequence, Form::Enter, Piece::None, false, kPlainPart};
-constexpr Field kSecret = {der::kSequence, Form::Enter, Piece::None, false, kSecretPart};
-constexpr Field kCode = {der::kOctetString, Form::Discard};
+constexpr Field kVersion = {der::kInteger, Shape::Keep, Piece::Version};
+constexpr Field kRecipients = {der::kSet, Shape::KeepEach, Piece::Recipient};
+constexpr Field kEncapsulated = {der::kSequence, Shape::Enter, Piece::None, false, kPlainPart};
+constexpr Field kSecret = {der::kSequence, Shape::Enter, Piece::None, false, kSecretPart};
+constexpr Field kCode = {der::kOctetString, Shape::Discard};
 // What is passed over: the originator's certificates, and attributes of the whole message.
 constexpr Field Passed(unsigned tag) {
-    return {ContextConstructed(tag), Form::Discard, Piece::None, true};
+    return {ContextConstructed(tag), Shape::Discard, Piece::None, true};
 }
 
 constexpr Field kEnveloped[] = {kVersion, Passed(0), kRecipients, kSecret, Passed(1)};
@@ -43,23 +43,23 @@ constexpr Field kAuthEnveloped[] = {kVersion,  Passed(0), kRecipients, kSecret,
                                     Passed(1), kCode,     Passed(2)};
 constexpr Field kEncrypted[] = {kVersion, kSecret, Passed(1)};
 constexpr Field kDigested[] = {
-    kVersion, {der::kSequence, Form::Keep, Piece::DigestAlgorithm}, kEncapsulated, kCode};
+    kVersion, {der::kSequence, Shape::Keep, Piece::DigestAlgorithm}, kEncapsulated, kCode};
 constexpr Field kAuthenticated[] = {
     kVersion,
     Passed(0),
     kRecipients,
-    {der::kSequence, Form::Keep, Piece::ContentEncryption},  // of the authentication code
-    {ContextConstructed(1), Form::Discard, Piece::None, true},
+    {der::kSequence, Shape::Keep, Piece::ContentEncryption},  // of the authentication code
+    {ContextConstructed(1), Shape::Discard, Piece::None, true},
     kEncapsulated,
     Passed(2),
     kCode,
     Passed(3)};
 constexpr Field kCompressed[] = {
-    kVersion, {der::kSequence, Form::Keep, Piece::ContentEncryption}, kEncapsulated};
+    kVersion, {der::kSequence, Shape::Keep, Piece::ContentEncryption}, kEncapsulated};
 
 template <std::size_t Count>
 constexpr std::array<Field, 1> Wrapped(const Field (&fields)[Count]) {
-    return {{{der::kSequence, Form::Enter, Piece::None, false, fields}}};
+    return {{{der::kSequence, Shape::Enter, Piece::None, false, fields}}};
 }
 constexpr auto kWrappedEnveloped = Wrapped(kEnveloped);
 constexpr auto kWrappedAuthEnveloped = Wrapped(kAuthEnveloped);
