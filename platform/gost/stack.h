@@ -4,8 +4,8 @@
 
 namespace platform::gost {
 
-// Overwrites the stack below the caller, deeper than any work here goes (at most 10 KiB was
-// measured), and the registers that calls may change.
+// Overwrites the stack below the caller, deeper than any work here goes,
+// and the registers that calls may change.
 void WipeStack();
 
 // A frame of its own, below its caller's.
