@@ -49,15 +49,27 @@ class Walk {
     }
     std::vector<platform::AnyKey> keys;
     std::vector<platform::Bytes> certificates;
+    std::string unknown;    // the first algorithm of a piece that nobody here knows
+    bool unusable = false;  // a key was opened and cannot be used
 
   private:
+    // Whether the piece has been passed over.
+    template <class Open>
+    void IfKnown(Open&& open) {
+        try {
+            open();
+        } catch (const platform::Error& error) {
+            if (error.Code() != static_cast<DWORD>(NTE_BAD_ALGID)) throw;
+            if (unknown.empty()) unknown = error.Detail();
+        }
+    }
     void Take(PKCS7* content) {
         Bags bags;
         if (PKCS7_type_is_data(content)) {
             bags.reset(PKCS12_unpack_p7data(content));
         } else if (PKCS7_type_is_encrypted(content) && content->d.encrypted != nullptr) {
             budget_.Spend(content->d.encrypted->enc_data->algorithm);
-            bags = Decrypted(content);
+            IfKnown([&] { bags = Decrypted(content); });
         }
         Take(bags.get(), 0);
     }
@@ -80,7 +92,7 @@ class Walk {
             case NID_keyBag:
                 return TakeKey(PKCS12_SAFEBAG_get0_p8inf(bag));
             case NID_pkcs8ShroudedKeyBag:
-                return TakeSealedKey(bag);
+                return IfKnown([&] { TakeSealedKey(bag); });
             case NID_certBag:
                 return TakeCertificate(bag);
             case NID_safeContentsBag:
@@ -92,6 +104,7 @@ class Walk {
     }
     void TakeKey(const PKCS8_PRIV_KEY_INFO* info) {
         platform::AnyKey key = info != nullptr ? platform::KeyFromInfo(info) : platform::AnyKey();
+        unusable = unusable || (info != nullptr && !key);
         if (key) keys.push_back(std::move(key));
     }
     void TakeSealedKey(const PKCS12_SAFEBAG* bag) {
@@ -162,18 +175,29 @@ Pkcs12Content Chosen(Walk walk) {
     return content;
 }
 
-bool Try(const PKCS12* file, const Password& password, Pkcs12Content& content) {
+// What was found may do or not; why not, as far as the file has told.
+struct Attempt {
+    Pkcs12Content content;
+    std::string unknown;
+    bool unusable = false;
+
+    [[nodiscard]] bool Good() const { return content.key && !content.certificate.empty(); }
+};
+
+Attempt Try(const PKCS12* file, const Password& password) {
     Walk walk(password);
     walk.Take(file);
-    content = Chosen(std::move(walk));
-    return content.key && !content.certificate.empty();
+    Attempt attempt{{}, walk.unknown, walk.unusable};
+    attempt.content = Chosen(std::move(walk));
+    return attempt;
 }
 
 // Old files use ciphers of the legacy provider: it is loaded only when a plain attempt fails.
-bool TryAll(const PKCS12* file, const Password& password, Pkcs12Content& content) {
-    if (Try(file, password, content)) return true;
+Attempt TryAll(const PKCS12* file, const Password& password) {
+    Attempt attempt = Try(file, password);
+    if (attempt.Good()) return attempt;
     const LegacyProvider legacy(OSSL_PROVIDER_try_load(nullptr, "legacy", 1));
-    return legacy != nullptr && Try(file, password, content);
+    return legacy != nullptr ? Try(file, password) : std::move(attempt);
 }
 
 // Whether the password is the one that the file was closed with, as far as that shows. An
@@ -198,11 +222,14 @@ bool OpensMac(PKCS12* file, Password& password) {
 }
 
 Pkcs12Content Open(PKCS12* file, Password password, const std::string& name) {
-    Pkcs12Content content;
     if (!OpensMac(file, password)) throw Failure("wrong password for '" + name + "'");
-    if (TryAll(file, password, content)) return content;
-    if (content.key) throw Failure("'" + name + "' holds no certificate for its key");
-    if (PKCS12_mac_present(file) == 0) {
+    Attempt attempt = TryAll(file, password);
+    if (attempt.Good()) return std::move(attempt.content);
+    if (!attempt.unknown.empty()) {
+        throw Failure("'" + name + "' is encrypted with an unknown algorithm, " + attempt.unknown);
+    }
+    if (attempt.content.key) throw Failure("'" + name + "' holds no certificate for its key");
+    if (PKCS12_mac_present(file) == 0 && !attempt.unusable) {
         throw Failure("wrong password for '" + name + "', or no private key in it");
     }
     throw Failure("'" + name + "' holds no private key that can be used");

@@ -11,6 +11,11 @@ bool Equal(ByteView first, ByteView second) {
     return std::equal(first.begin(), first.end(), second.begin(), second.end());
 }
 
+bool SameCode(ByteView first, ByteView second) {
+    return first.size() == second.size() &&
+           CRYPTO_memcmp(first.data(), second.data(), first.size()) == 0;
+}
+
 std::string Hex(ByteView bytes) {
     static constexpr char digits[] = "0123456789abcdef";
     std::string text;

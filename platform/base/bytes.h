@@ -22,6 +22,8 @@ inline ByteView ViewOf(std::string_view text) { return ViewOf(text.data(), text.
 inline Bytes Copy(ByteView view) { return {view.begin(), view.end()}; }
 
 bool Equal(ByteView first, ByteView second);
+// For authentication codes: the time tells the length at most.
+bool SameCode(ByteView first, ByteView second);
 
 // Lower-case hexadecimal digits.
 std::string Hex(ByteView bytes);

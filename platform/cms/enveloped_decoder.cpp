@@ -128,7 +128,7 @@ void EnvelopedBody::FinishDecrypting() {
     std::size_t written = 0;
     const bool good = contentSeen_ && !damaged_ &&
                       cipher_->Finish(block_.data() + filled_, written) &&
-                      (cipher_->CodeSize() == 0 || Equal(cipher_->Code(), records_.code));
+                      (cipher_->CodeSize() == 0 || SameCode(cipher_->Code(), records_.code));
     if (!good) throw Error(NTE_BAD_DATA);
     filled_ += written;
     Flush(true);

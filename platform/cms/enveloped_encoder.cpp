@@ -8,6 +8,7 @@
 
 #include "platform/base/error.h"
 #include "platform/base/output.h"
+#include "platform/certs/names.h"
 #include "platform/cms/encoded_message.h"
 #include "platform/cms/model.h"
 #include "platform/cms/params.h"
@@ -30,6 +31,19 @@ RecipientInfo WrapFor(const CERT_INFO& certificate, std::string_view cipherOid,
     recipient.keyEncryption = KeyTransportAlgorithmFor(key, cipherOid);
     recipient.encryptedKey = WrapKey(key, cipherOid, contentKey.View());
     return recipient;
+}
+
+// One of several recipients may have a key that does not go with the cipher: which is told.
+RecipientInfo NamedWrapFor(const CERT_INFO& certificate, std::string_view cipherOid,
+                           const Secret& contentKey) {
+    try {
+        return WrapFor(certificate, cipherOid, contentKey);
+    } catch (const Error& error) {
+        if (error.Code() != static_cast<DWORD>(NTE_BAD_ALGID)) throw;
+        throw Error(NTE_BAD_ALGID,
+                    NameToText(ViewOf(certificate.Subject.pbData, certificate.Subject.cbData),
+                               CERT_X500_NAME_STR));
+    }
 }
 
 void CheckRecord(const CMSG_ENVELOPED_ENCODE_INFO& info) {
@@ -69,7 +83,7 @@ class ContentCipher {
         records.code.resize(context_->CodeSize());
         if (!records.code.empty()) records.version = 2;
         for (DWORD i = 0; i < info.cRecipients; ++i) {
-            records.recipients.push_back(WrapFor(*info.rgpRecipients[i], oid, key));
+            records.recipients.push_back(NamedWrapFor(*info.rgpRecipients[i], oid, key));
         }
     }
 

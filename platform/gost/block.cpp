@@ -6,6 +6,7 @@
 
 #include "platform/base/error.h"
 #include "platform/gost/nonlinear.h"
+#include "platform/gost/stack.h"
 #include "platform/gost/words.h"
 
 namespace platform::gost {
@@ -121,22 +122,7 @@ class Kuznyechik : public BlockCipher {
   public:
     explicit Kuznyechik(ByteView key) : BlockCipher(16) {
         CheckKey(key);
-        const RoundTables& tables = TheTables();
-        Half one = LoadHalf(key.data());
-        Half two = LoadHalf(key.data() + 16);
-        keys_[0] = one;
-        keys_[1] = two;
-        for (std::uint8_t i = 1; i <= 32; ++i) {
-            std::uint8_t constant[16]{};
-            constant[15] = i;
-            Linear(constant);
-            const Half next = Round(tables, one ^ LoadHalf(constant)) ^ two;
-            two = one;
-            one = next;
-            if (i % 8 != 0) continue;
-            keys_[i / 4] = one;
-            keys_[i / 4 + 1] = two;
-        }
+        OnWipedStack([&] { Schedule(key); });
     }
     ~Kuznyechik() override { Wipe(keys_.data(), sizeof keys_); }
 
@@ -154,6 +140,25 @@ class Kuznyechik : public BlockCipher {
     }
 
   private:
+    void Schedule(ByteView key) {
+        const RoundTables& tables = TheTables();
+        Half one = LoadHalf(key.data());
+        Half two = LoadHalf(key.data() + 16);
+        keys_[0] = one;
+        keys_[1] = two;
+        for (std::uint8_t i = 1; i <= 32; ++i) {
+            std::uint8_t constant[16]{};
+            constant[15] = i;
+            Linear(constant);
+            const Half next = Round(tables, one ^ LoadHalf(constant)) ^ two;
+            two = one;
+            one = next;
+            if (i % 8 != 0) continue;
+            keys_[i / 4] = one;
+            keys_[i / 4 + 1] = two;
+        }
+    }
+
     std::array<Half, 10> keys_;
 };
 
@@ -167,14 +172,21 @@ std::unique_ptr<BlockCipher> NextKey(const BlockCipher& cipher) {
     return next;
 }
 
-// The subkeys of OMAC: a block times x.
+// The subkeys of OMAC: a block times x. No step is chosen by a bit of it.
 void TimesX(Bytes& block) {
-    const unsigned fold = (block[0] & 0x80) == 0 ? 0 : block.size() == 16 ? 0x87 : 0x1B;
+    const unsigned fold = (0U - (block[0] >> 7)) & (block.size() == 16 ? 0x87U : 0x1BU);
     for (std::size_t i = 0; i < block.size(); ++i) {
         const unsigned next = i + 1 < block.size() ? block[i + 1] >> 7 : 0;
         block[i] = static_cast<std::uint8_t>(unsigned{block[i]} << 1 | next);
     }
     block.back() = static_cast<std::uint8_t>(block.back() ^ fold);
+}
+
+Bytes CodeOf(const BlockCipher& cipher, ByteView macKey, ByteView iv, ByteView key) {
+    Omac mac(cipher.WithKey(macKey));
+    mac.Update(iv);
+    mac.Update(key);
+    return mac.Value();
 }
 
 constexpr std::size_t kStreamSize = 1024;
@@ -187,11 +199,7 @@ std::unique_ptr<BlockCipher> NewKuznyechik(ByteView key) {
 }
 
 CounterAcpkm::CounterAcpkm(std::unique_ptr<BlockCipher> cipher, ByteView iv, std::size_t section)
-    : cipher_(std::move(cipher)),
-      section_(section),
-      counter_(Copy(iv)),
-      stream_(kStreamSize),
-      used_(kStreamSize) {
+    : cipher_(std::move(cipher)), section_(section), counter_(Copy(iv)), stream_(kStreamSize) {
     const std::size_t block = cipher_->Size();
     if (iv.size() != block / 2 || section % block != 0) throw Error(NTE_BAD_LEN);
     counter_.resize(block);
@@ -204,23 +212,21 @@ void CounterAcpkm::Refill() {
         cipher_ = NextKey(*cipher_);
         sectionUsed_ = 0;
     }
-    const std::size_t size =
-        section_ == 0 ? kStreamSize : std::min(kStreamSize, section_ - sectionUsed_);
-    stream_.resize(size);
-    for (std::size_t i = 0; i < size; i += counter_.size()) {
+    filled_ = section_ == 0 ? kStreamSize : std::min(kStreamSize, section_ - sectionUsed_);
+    for (std::size_t i = 0; i < filled_; i += counter_.size()) {
         std::copy(counter_.begin(), counter_.end(),
                   stream_.begin() + static_cast<std::ptrdiff_t>(i));
         for (auto octet = counter_.rbegin(); octet != counter_.rend() && ++*octet == 0;) ++octet;
     }
-    cipher_->Encrypt(stream_.data(), stream_.data(), size / counter_.size());
-    sectionUsed_ += size;
+    cipher_->Encrypt(stream_.data(), stream_.data(), filled_ / counter_.size());
+    sectionUsed_ += filled_;
     used_ = 0;
 }
 
 void CounterAcpkm::Turn(const std::uint8_t* in, std::uint8_t* out, std::size_t size) {
     while (size > 0) {
-        if (used_ == stream_.size()) Refill();
-        const std::size_t part = std::min(size, stream_.size() - used_);
+        if (used_ == filled_) Refill();
+        const std::size_t part = std::min(size, filled_ - used_);
         for (std::size_t i = 0; i < part; ++i) out[i] = in[i] ^ stream_[used_ + i];
         used_ += part;
         in += part;
@@ -230,7 +236,9 @@ void CounterAcpkm::Turn(const std::uint8_t* in, std::uint8_t* out, std::size_t s
 }
 
 Omac::Omac(std::unique_ptr<BlockCipher> cipher)
-    : cipher_(std::move(cipher)), state_(cipher_->Size()) {}
+    : cipher_(std::move(cipher)), state_(cipher_->Size()) {
+    last_.reserve(state_.size());  // what grows leaves its octets behind
+}
 
 Omac::~Omac() {
     Wipe(state_);
@@ -255,11 +263,11 @@ Bytes Omac::Value() const {
     Bytes subkey(block);
     cipher_->Encrypt(subkey.data(), subkey.data(), 1);
     TimesX(subkey);
-    Bytes value = last_;
-    if (value.size() < block) {
+    Bytes value(block);
+    std::copy(last_.begin(), last_.end(), value.begin());
+    if (last_.size() < block) {
         TimesX(subkey);
-        value.push_back(0x80);
-        value.resize(block);
+        value[last_.size()] = 0x80;
     }
     for (std::size_t i = 0; i < block; ++i) {
         value[i] = static_cast<std::uint8_t>(value[i] ^ state_[i] ^ subkey[i]);
@@ -271,31 +279,30 @@ Bytes Omac::Value() const {
 
 Bytes WrapKey15(const BlockCipher& cipher, ByteView macKey, ByteView cipherKey, ByteView iv,
                 ByteView key) {
-    Omac mac(cipher.WithKey(macKey));
-    mac.Update(iv);
-    mac.Update(key);
-    Bytes wrapped = Copy(key);
-    const Bytes code = mac.Value();
-    wrapped.insert(wrapped.end(), code.begin(), code.end());
-    CounterAcpkm(cipher.WithKey(cipherKey), iv, 0)
-        .Turn(wrapped.data(), wrapped.data(), wrapped.size());
-    return wrapped;
+    return OnWipedStack([&] {
+        Bytes wrapped(key.size() + cipher.Size());
+        const auto end = std::copy(key.begin(), key.end(), wrapped.begin());
+        std::ranges::copy(CodeOf(cipher, macKey, iv, key), end);
+        CounterAcpkm(cipher.WithKey(cipherKey), iv, 0)
+            .Turn(wrapped.data(), wrapped.data(), wrapped.size());
+        return wrapped;
+    });
 }
 
 std::optional<Secret> UnwrapKey15(const BlockCipher& cipher, ByteView macKey, ByteView cipherKey,
                                   ByteView iv, ByteView wrapped) {
     if (wrapped.size() < cipher.Size()) throw Error(NTE_BAD_LEN);
-    Bytes opened = Copy(wrapped);
-    CounterAcpkm(cipher.WithKey(cipherKey), iv, 0)
-        .Turn(opened.data(), opened.data(), opened.size());
-    const ByteView key = ByteView(opened).first(opened.size() - cipher.Size());
-    Omac mac(cipher.WithKey(macKey));
-    mac.Update(iv);
-    mac.Update(key);
-    std::optional<Secret> secret;
-    if (Equal(mac.Value(), ByteView(opened).last(cipher.Size()))) secret.emplace(key);
-    Wipe(opened);
-    return secret;
+    return OnWipedStack([&] {
+        Bytes opened = Copy(wrapped);
+        CounterAcpkm(cipher.WithKey(cipherKey), iv, 0)
+            .Turn(opened.data(), opened.data(), opened.size());
+        const ByteView key = ByteView(opened).first(opened.size() - cipher.Size());
+        const Bytes code = CodeOf(cipher, macKey, iv, key);
+        std::optional<Secret> secret;
+        if (SameCode(code, ByteView(opened).last(cipher.Size()))) secret.emplace(key);
+        Wipe(opened);
+        return secret;
+    });
 }
 
 }  // namespace platform::gost

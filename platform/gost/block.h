@@ -48,7 +48,8 @@ class CounterAcpkm : public StreamCipher {
     std::size_t sectionUsed_ = 0;
     Bytes counter_;
     Bytes stream_;
-    std::size_t used_;
+    std::size_t filled_ = 0;
+    std::size_t used_ = 0;
 };
 
 // OMAC of a whole block, piece by piece.

@@ -4,6 +4,7 @@
 #include <openssl/rand.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <memory>
 #include <vector>
@@ -12,6 +13,7 @@
 #include "platform/gost/curve_table.h"
 #include "platform/gost/jacobian.h"
 #include "platform/gost/points.h"
+#include "platform/gost/stack.h"
 #include "platform/gost/words.h"
 
 namespace platform::gost {
@@ -58,47 +60,55 @@ class CurveOf : public Curve {
     CurveOf& operator=(const CurveOf&) = delete;
 
     [[nodiscard]] bool IsPrivate(ByteView key) const override {
-        Hidden<n> number;
-        return Read(key, number.value);
+        return OnWipedStack([&] {
+            Hidden<n> number;
+            return Read(key, number.value);
+        });
     }
 
     [[nodiscard]] bool IsPublic(ByteView key) const override {
         Point<n> point;
-        return LoadPoint(key, point);
+        return LoadPoint(key, point) && IsInGroup(point);
     }
 
     [[nodiscard]] Secret NewPrivate() const override {
-        Hidden<n> number;
-        NewScalar(number.value);
-        return SecretOf(number.value);
+        return OnWipedStack([&] {
+            Hidden<n> number;
+            NewScalar(number.value);
+            return SecretOf(number.value);
+        });
     }
 
     [[nodiscard]] Bytes PublicOf(ByteView privateKey) const override {
-        Hidden<n> number;
-        LoadPrivate(privateKey, number.value);
-        return StorePoint(Homogeneous(TimesBase(number.value)));
+        return OnWipedStack([&] {
+            Hidden<n> number;
+            LoadPrivate(privateKey, number.value);
+            return StorePoint(Homogeneous(TimesBase(number.value)));
+        });
     }
 
     [[nodiscard]] Bytes Sign(ByteView privateKey, ByteView digest) const override {
         if (digest.size() != Size()) throw Error(NTE_BAD_LEN);
-        Hidden<n> key;
-        LoadPrivate(privateKey, key.value);
-        key.value = order_.In(key.value);
-        const Value e = order_.In(DigestNumber(digest));
-        Hidden<n> once;
-        Value r;
-        Value s;
-        do {
-            NewScalar(once.value);
-            r = ReducedX(Homogeneous(TimesBase(once.value)));
-            once.value = order_.In(once.value);
-            s = order_.Out(
-                order_.Add(order_.Mul(order_.In(r), key.value), order_.Mul(once.value, e)));
-        } while (IsZero(r) || IsZero(s));
-        Bytes signature = Store(s, r);
-        std::reverse(signature.begin(), signature.begin() + Half());
-        std::reverse(signature.begin() + Half(), signature.end());
-        return signature;
+        return OnWipedStack([&] {
+            Hidden<n> key;
+            LoadPrivate(privateKey, key.value);
+            key.value = order_.In(key.value);
+            const Value e = order_.In(DigestNumber(digest));
+            Hidden<n> once;
+            Value r;
+            Value s;
+            do {
+                NewScalar(once.value);
+                r = ReducedX(Homogeneous(TimesBase(once.value)));
+                once.value = order_.In(once.value);
+                s = order_.Out(
+                    order_.Add(order_.Mul(order_.In(r), key.value), order_.Mul(once.value, e)));
+            } while (IsZero(r) || IsZero(s));
+            Bytes signature = Store(s, r);
+            std::reverse(signature.begin(), signature.begin() + Half());
+            std::reverse(signature.begin() + Half(), signature.end());
+            return signature;
+        });
     }
 
     [[nodiscard]] bool Verify(ByteView publicKey, ByteView digest,
@@ -112,7 +122,7 @@ class CurveOf : public Curve {
         Load(ByteView(turned).first(Size()), r);
         Load(ByteView(turned).last(Size()), s);
         if (!InRange(r) || !InRange(s)) return false;
-        const Value v = order_.Invert(order_.In(DigestNumber(digest)));
+        const Value v = order_.In(InversePublic(DigestNumber(digest)));
         const Value z1 = order_.Out(order_.Mul(order_.In(s), v));
         const Value z2 = order_.Out(order_.Sub(Value{}, order_.Mul(order_.In(r), v)));
         const JacobianPoint<n> sum = SumPublic(z1, key, z2);
@@ -121,42 +131,50 @@ class CurveOf : public Curve {
 
     [[nodiscard]] Secret Agree(ByteView privateKey, ByteView publicKey,
                                ByteView ukm) const override {
-        Hidden<n> key;
-        LoadPrivate(privateKey, key.value);
-        Point<n> point;
-        if (!LoadPoint(publicKey, point)) throw Error(NTE_BAD_DATA);
-        if (ukm.size() > Size()) throw Error(NTE_BAD_LEN);
-        Bytes material = Copy(ukm);
-        material.resize(Size());
-        Value factor;
-        Load(material, factor);
-        key.value = order_.Out(order_.Mul(order_.In(factor), order_.In(key.value)));
-        // First the cofactor: what is left lies in the subgroup of prime order.
-        for (unsigned i = 0; i < cofactorBits_; ++i) point = points_.Double(point);
-        Point<n> shared = TimesSecret(point, key.value);
-        if (IsZero(shared.z)) throw Error(NTE_BAD_DATA);
-        Bytes octets = StorePoint(shared);
-        Wipe(&shared, sizeof shared);
-        Secret secret{ByteView(octets)};
-        Wipe(octets);
-        return secret;
+        return OnWipedStack([&] {
+            Hidden<n> key;
+            LoadPrivate(privateKey, key.value);
+            Point<n> point;
+            if (!LoadPoint(publicKey, point)) throw Error(NTE_BAD_DATA);
+            if (ukm.size() > Size()) throw Error(NTE_BAD_LEN);
+            Bytes material = Copy(ukm);
+            material.resize(Size());
+            Value factor;
+            Load(material, factor);
+            key.value = order_.Out(order_.Mul(order_.In(factor), order_.In(key.value)));
+            // First the cofactor: what is left lies in the subgroup of prime order.
+            for (unsigned i = 0; i < cofactorBits_; ++i) point = points_.Double(point);
+            const Point<n> shared = TimesSecret(point, key.value);
+            if (IsZero(shared.z)) throw Error(NTE_BAD_DATA);
+            Bytes octets = StorePoint(shared);
+            Secret secret{ByteView(octets)};
+            Wipe(octets);
+            return secret;
+        });
     }
 
     [[nodiscard]] Secret Unmask(ByteView parts) const override {
         if (parts.empty() || parts.size() % Size() != 0) throw Error(NTE_BAD_KEY);
-        Hidden<n> product;
-        Hidden<n> part;
-        product.value = order_.One();
-        for (; !parts.empty(); parts = parts.subspan(Size())) {
-            Load(parts.first(Size()), part.value);
-            product.value = order_.Mul(product.value, order_.In(part.value));
-        }
-        product.value = order_.Out(product.value);
-        if (IsZero(product.value)) throw Error(NTE_BAD_KEY);
-        return SecretOf(product.value);
+        if (parts.size() > kMostParts * Size()) throw Error(NTE_BAD_KEY);
+        if (parts.size() == Size() && !IsPrivate(parts)) throw Error(NTE_BAD_KEY);
+        return OnWipedStack([&] {
+            Hidden<n> product;
+            Hidden<n> part;
+            product.value = order_.One();
+            for (; !parts.empty(); parts = parts.subspan(Size())) {
+                Load(parts.first(Size()), part.value);
+                product.value = order_.Mul(product.value, order_.In(part.value));
+            }
+            product.value = order_.Out(product.value);
+            if (IsZero(product.value)) throw Error(NTE_BAD_KEY);
+            return SecretOf(product.value);
+        });
     }
 
   private:
+    // What masks a key has one part more than masks, and one mask is the rule.
+    static constexpr std::size_t kMostParts = 16;
+
     using Value = Number<n>;
     using Table = std::array<Point<n>, kRow>;
     using OddTable = std::array<AffinePoint<n>, kOddRow>;
@@ -212,6 +230,11 @@ class CurveOf : public Curve {
         return points_.OnCurve(point.x, point.y);
     }
 
+    // Whether a point of the curve lies in the subgroup that the base point generates.
+    [[nodiscard]] bool IsInGroup(const Point<n>& point) const {
+        return cofactorBits_ == 0 || IsZero(SumPublic({}, point, order_.Plain()).z);
+    }
+
     [[nodiscard]] Bytes StorePoint(const Point<n>& point) const {
         const Value inverse = Field().Invert(point.z);
         return Store(Field().Out(Field().Mul(point.x, inverse)),
@@ -258,6 +281,61 @@ class CurveOf : public Curve {
         Load(digest, e);
         e = order_.Out(order_.In(e));
         return IsZero(e) ? Value{1} : e;
+    }
+
+    // Of a number below the order and not zero that everybody knows: by division, three times as
+    // fast as a power. The order is in Montgomery's form, none being near a power of two.
+    [[nodiscard]] Value InversePublic(const Value& number) const {
+        // number * up = 2^twos * right and -number * down = 2^twos * left, modulo the order
+        // (Kaliski 1995); up and down never pass the order.
+        Value left = order_.Plain();
+        Value right = number;
+        Value down{};
+        Value up{1};
+        std::size_t twos = MakeOdd(right, down);
+        while (left != right) {
+            if (IsLess(right, left)) {
+                Increase(down, up);
+                Decrease(left, right);
+                twos += MakeOdd(left, up);
+            } else {
+                Increase(up, down);
+                Decrease(right, left);
+                twos += MakeOdd(right, down);
+            }
+        }
+        for (; twos >= 64 * n; twos -= 64 * n) up = order_.Out(up);
+        if (twos == 0) return up;
+        Value power{};
+        power[(64 * n - twos) / 64] = std::uint64_t{1} << (64 * n - twos) % 64;
+        return order_.Mul(up, power);
+    }
+
+    static void Increase(Value& number, const Value& other) {
+        unsigned char carry = 0;
+        for (std::size_t i = 0; i < n; ++i) number[i] = AddWord(number[i], other[i], carry);
+    }
+    static void Decrease(Value& number, const Value& other) {
+        unsigned char borrow = 0;
+        for (std::size_t i = 0; i < n; ++i) number[i] = SubWord(number[i], other[i], borrow);
+    }
+
+    // Takes the twos out of a number that is not zero and multiplies `other` by them; how many.
+    static std::size_t MakeOdd(Value& number, Value& other) {
+        std::size_t all = 0;
+        while ((number[0] & 1) == 0) {
+            const int twos = std::min(std::countr_zero(number[0]), 63);
+            all += static_cast<std::size_t>(twos);
+            for (std::size_t i = 0; i + 1 < n; ++i) {
+                number[i] = number[i] >> twos | number[i + 1] << (64 - twos);
+            }
+            number[n - 1] >>= twos;
+            for (std::size_t i = n - 1; i > 0; --i) {
+                other[i] = other[i] << twos | other[i - 1] >> (64 - twos);
+            }
+            other[0] <<= twos;
+        }
+        return all;
     }
 
     // Reads every entry, whichever is meant.

@@ -19,7 +19,8 @@ class Curve {
 
     [[nodiscard]] std::size_t Size() const { return size_; }  // 32 or 64
     [[nodiscard]] virtual bool IsPrivate(ByteView key) const = 0;
-    // On the curve and not at infinity.
+    // On the curve, not at infinity, and in the group of the curve's prime order: whoever reads
+    // a key asks this once, and Verify leaves it out.
     [[nodiscard]] virtual bool IsPublic(ByteView key) const = 0;
 
     // What takes a private key throws NTE_BAD_KEY for one out of range.
@@ -35,7 +36,8 @@ class Curve {
     [[nodiscard]] virtual Secret Agree(ByteView privateKey, ByteView publicKey,
                                        ByteView ukm) const = 0;
     // The key in a masked form of several parts: the product of all (RFC 9548, 4). Each part is
-    // of the curve's size.
+    // of the curve's size. Throws NTE_BAD_KEY for a product of zero, a single part out of range,
+    // and more than 16 parts.
     [[nodiscard]] virtual Secret Unmask(ByteView parts) const = 0;
 
   protected:

@@ -5,13 +5,16 @@
 
 namespace platform::gost {
 
-Secret KdfTree(ByteView key, std::string_view label, ByteView seed, std::size_t size) {
+namespace {
+
+Secret Tree(ByteView key, std::string_view label, ByteView seed, std::size_t size) {
     const std::size_t bits = size * 8;
     const std::uint8_t length[] = {static_cast<std::uint8_t>(bits >> 8),
                                    static_cast<std::uint8_t>(bits)};
     static constexpr std::uint8_t kZero[] = {0};
-    Bytes derived;
-    for (std::uint8_t index = 1; derived.size() < size; ++index) {
+    Bytes derived(size);
+    std::uint8_t index = 1;
+    for (auto at = derived.begin(); at != derived.end(); ++index) {
         Hmac<Streebog> mac(Streebog(32), key);
         mac.Update({&index, 1});
         mac.Update(ViewOf(label));
@@ -19,15 +22,13 @@ Secret KdfTree(ByteView key, std::string_view label, ByteView seed, std::size_t 
         mac.Update(seed);
         mac.Update(length);
         Bytes part = mac.Value();
-        derived.insert(derived.end(), part.begin(), part.end());
+        at = std::ranges::copy(part, at).out;
         Wipe(part);
     }
     Secret secret{ByteView(derived)};
     Wipe(derived);
     return secret;
 }
-
-namespace {
 
 template <class Digest>
 Secret Hashed(Digest digest, const Secret& point) {
@@ -40,16 +41,20 @@ Secret Hashed(Digest digest, const Secret& point) {
 
 }  // namespace
 
+Secret KdfTree(ByteView key, std::string_view label, ByteView seed, std::size_t size) {
+    return OnWipedStack([&] { return Tree(key, label, seed, size); });
+}
+
 Secret Vko(const Curve& curve, VkoDigest digest, ByteView privateKey, ByteView publicKey,
            ByteView ukm) {
     const Secret point = curve.Agree(privateKey, publicKey, ukm);
     switch (digest) {
         case VkoDigest::Gost94:
-            return Hashed(Digest94(), point);
+            return OnWipedStack([&] { return Hashed(Digest94(), point); });
         case VkoDigest::Streebog256:
-            return Hashed(Streebog(32), point);
+            return OnWipedStack([&] { return Hashed(Streebog(32), point); });
         default:
-            return Hashed(Streebog(64), point);
+            return OnWipedStack([&] { return Hashed(Streebog(64), point); });
     }
 }
 

@@ -7,6 +7,7 @@
 #include "platform/base/bytes.h"
 #include "platform/gost/curve.h"
 #include "platform/gost/digest94.h"
+#include "platform/gost/stack.h"
 #include "platform/gost/streebog.h"
 
 namespace platform::gost {
@@ -16,13 +17,16 @@ template <class Digest>
 class Hmac {
   public:
     Hmac(const Digest& fresh, ByteView key) : inner_(fresh), outer_(fresh) {
-        Bytes block = Copy(key);
-        if (block.size() > Digest::kBlock) {
+        Bytes block(Digest::kBlock);
+        if (key.size() > block.size()) {
             Digest digest = fresh;
-            digest.Update(block);
-            block = digest.Value();
+            digest.Update(key);
+            Bytes shorter = digest.Value();
+            std::ranges::copy(shorter, block.begin());
+            Wipe(shorter);
+        } else {
+            std::ranges::copy(key, block.begin());
         }
-        block.resize(Digest::kBlock);
         for (auto& octet : block) octet ^= 0x36;
         inner_.Update(block);
         for (auto& octet : block) octet ^= 0x36 ^ 0x5C;
@@ -32,7 +36,9 @@ class Hmac {
     void Update(ByteView data) { inner_.Update(data); }
     [[nodiscard]] Bytes Value() const {
         Digest outer = outer_;
-        outer.Update(inner_.Value());
+        Bytes inner = inner_.Value();
+        outer.Update(inner);
+        Wipe(inner);
         return outer.Value();
     }
 
@@ -41,32 +47,47 @@ class Hmac {
     Digest outer_;
 };
 
+// The block of PBKDF2 with that index (RFC 8018, 5.2).
+template <class Digest>
+Bytes BlockOfPbkdf2(const Hmac<Digest>& keyed, ByteView salt, std::uint32_t index,
+                    std::uint32_t iterations) {
+    Hmac<Digest> first = keyed;
+    first.Update(salt);
+    const std::uint8_t number[] = {
+        static_cast<std::uint8_t>(index >> 24), static_cast<std::uint8_t>(index >> 16),
+        static_cast<std::uint8_t>(index >> 8), static_cast<std::uint8_t>(index)};
+    first.Update(number);
+    Bytes last = first.Value();
+    Bytes sum = last;
+    for (std::uint32_t i = 1; i < iterations; ++i) {
+        Hmac<Digest> next = keyed;
+        next.Update(last);
+        Wipe(last);
+        last = next.Value();
+        for (std::size_t j = 0; j < sum.size(); ++j) sum[j] ^= last[j];
+    }
+    Wipe(last);
+    return sum;
+}
+
 template <class Digest>
 Secret Pbkdf2(const Digest& fresh, ByteView password, ByteView salt, std::uint32_t iterations,
               std::size_t size) {
-    const Hmac<Digest> keyed(fresh, password);
-    Bytes key;
-    for (std::uint32_t index = 1; key.size() < size; ++index) {
-        Hmac<Digest> first = keyed;
-        first.Update(salt);
-        const std::uint8_t number[] = {
-            static_cast<std::uint8_t>(index >> 24), static_cast<std::uint8_t>(index >> 16),
-            static_cast<std::uint8_t>(index >> 8), static_cast<std::uint8_t>(index)};
-        first.Update(number);
-        Bytes last = first.Value();
-        Bytes sum = last;
-        for (std::uint32_t i = 1; i < iterations; ++i) {
-            Hmac<Digest> next = keyed;
-            next.Update(last);
-            last = next.Value();
-            for (std::size_t j = 0; j < sum.size(); ++j) sum[j] ^= last[j];
+    return OnWipedStack([&] {
+        const Hmac<Digest> keyed(fresh, password);
+        Bytes key(size);
+        std::uint32_t index = 1;
+        for (std::size_t done = 0; done < size; ++index) {
+            Bytes block = BlockOfPbkdf2(keyed, salt, index, iterations);
+            const std::size_t part = std::min(block.size(), size - done);
+            std::copy_n(block.begin(), part, &key[done]);
+            done += part;
+            Wipe(block);
         }
-        key.insert(key.end(), sum.begin(), sum.end());
-        Wipe(sum);
-    }
-    Secret secret(ByteView(key).first(size));
-    Wipe(key);
-    return secret;
+        Secret secret{ByteView(key)};
+        Wipe(key);
+        return secret;
+    });
 }
 
 // KDF_TREE_GOSTR3411_2012_256 with a counter of one octet (RFC 7836, 4.5); `size` octets, a

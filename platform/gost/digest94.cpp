@@ -133,6 +133,7 @@ void Add(Words& sum, const Words& block) {
 
 Digest94::~Digest94() {
     Wipe(state_.data(), sizeof state_);
+    Wipe(sum_.data(), sizeof sum_);
     Wipe(rest_.data(), sizeof rest_);
 }
 

@@ -136,7 +136,7 @@ class Modulus {
     [[nodiscard]] Value Square(const Value& a) const {
 #if defined(__x86_64__)
         if constexpr (n == 4) {
-            if (twoCarries_) return MultiplyFolding(a, a, fold_);
+            if (twoCarries_) return SquareFolding(a, fold_);
         }
 #endif
         return Reduce([&](Column& column, std::size_t i) {

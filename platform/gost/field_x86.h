@@ -78,6 +78,28 @@ inline bool HasTwoCarries() {
     "\n\tmovl $0, %%eax\n\tadcx %%rcx, %%" w3 "\n\tadox %%rax, %%" w4 "\n\tadcx %%rax, %%" w4 \
     "\n\t"
 
+// The product in r8 to r15, reduced: the upper half times the fold goes on top of the lower one,
+// and so does what went past it, a number of some 33 bits. With the fold added, a carry tells
+// that the modulus is to go.
+#define KESTREL_FOLD                                                                     \
+    "movq %[fold], %%rdx\n\t"                                                            \
+    "xorl %%eax, %%eax\n\t"                                                              \
+    "mulx %%r12, %%rcx, %%rax\n\tadcx %%rcx, %%r8\n\tadox %%rax, %%r9\n\t"               \
+    "mulx %%r13, %%rcx, %%rax\n\tadcx %%rcx, %%r9\n\tadox %%rax, %%r10\n\t"              \
+    "mulx %%r14, %%rcx, %%rax\n\tadcx %%rcx, %%r10\n\tadox %%rax, %%r11\n\t"             \
+    "mulx %%r15, %%rcx, %%rax\n\tmovl $0, %%r12d\n\tadcx %%rcx, %%r11\n\t"               \
+    "adox %%r12, %%rax\n\tadcx %%r12, %%rax\n\t"                                         \
+    "imulq %%rdx, %%rax\n\t"                                                             \
+    "addq %%rax, %%r8\n\tadcq $0, %%r9\n\tadcq $0, %%r10\n\tadcq $0, %%r11\n\t"          \
+    "sbbq %%rcx, %%rcx\n\t"                                                              \
+    "movq %%r8, %%r12\n\tmovq %%r9, %%r13\n\tmovq %%r10, %%r14\n\tmovq %%r11, %%r15\n\t" \
+    "addq %%rdx, %%r12\n\tadcq $0, %%r13\n\tadcq $0, %%r14\n\tadcq $0, %%r15\n\t"        \
+    "sbbq $0, %%rcx\n\t"                                                                 \
+    "testq %%rcx, %%rcx\n\t"                                                             \
+    "cmovnzq %%r12, %%r8\n\tcmovnzq %%r13, %%r9\n\t"                                     \
+    "cmovnzq %%r14, %%r10\n\tcmovnzq %%r15, %%r11\n\t"                                   \
+    "movq %%r8, %[p0]\n\tmovq %%r9, %[p1]\n\tmovq %%r10, %[p2]\n\tmovq %%r11, %[p3]"
+
 // Both factors any numbers of 256 bits; fold below 2^32. The result is below 2^256 - fold.
 inline Number256 MultiplyFolding(const Number256& a, const Number256& b, std::uint64_t fold) {
     std::uint64_t product[4];  // reached without a register in any build
@@ -91,26 +113,7 @@ inline Number256 MultiplyFolding(const Number256& a, const Number256& b, std::ui
         "movq 8(%%rdi), %%rdx\n\t" KESTREL_ROW("r9", "r10", "r11", "r12", "r13")
         "movq 16(%%rdi), %%rdx\n\t" KESTREL_ROW("r10", "r11", "r12", "r13", "r14")
         "movq 24(%%rdi), %%rdx\n\t" KESTREL_ROW("r11", "r12", "r13", "r14", "r15")
-        // The upper half times the fold goes on top of the lower one.
-        "movq %[fold], %%rdx\n\t"
-        "xorl %%eax, %%eax\n\t"
-        "mulx %%r12, %%rcx, %%rax\n\tadcx %%rcx, %%r8\n\tadox %%rax, %%r9\n\t"
-        "mulx %%r13, %%rcx, %%rax\n\tadcx %%rcx, %%r9\n\tadox %%rax, %%r10\n\t"
-        "mulx %%r14, %%rcx, %%rax\n\tadcx %%rcx, %%r10\n\tadox %%rax, %%r11\n\t"
-        "mulx %%r15, %%rcx, %%rax\n\tmovl $0, %%r12d\n\tadcx %%rcx, %%r11\n\t"
-        "adox %%r12, %%rax\n\tadcx %%r12, %%rax\n\t"
-        // So does what went past it, a number of some 33 bits.
-        "imulq %%rdx, %%rax\n\t"
-        "addq %%rax, %%r8\n\tadcq $0, %%r9\n\tadcq $0, %%r10\n\tadcq $0, %%r11\n\t"
-        "sbbq %%rcx, %%rcx\n\t"
-        // With the fold added, a carry tells that the modulus is to go.
-        "movq %%r8, %%r12\n\tmovq %%r9, %%r13\n\tmovq %%r10, %%r14\n\tmovq %%r11, %%r15\n\t"
-        "addq %%rdx, %%r12\n\tadcq $0, %%r13\n\tadcq $0, %%r14\n\tadcq $0, %%r15\n\t"
-        "sbbq $0, %%rcx\n\t"
-        "testq %%rcx, %%rcx\n\t"
-        "cmovnzq %%r12, %%r8\n\tcmovnzq %%r13, %%r9\n\t"
-        "cmovnzq %%r14, %%r10\n\tcmovnzq %%r15, %%r11\n\t"
-        "movq %%r8, %[p0]\n\tmovq %%r9, %[p1]\n\tmovq %%r10, %[p2]\n\tmovq %%r11, %[p3]"
+        KESTREL_FOLD
         : [p0] "=m"(product[0]), [p1] "=m"(product[1]), [p2] "=m"(product[2]),
           [p3] "=m"(product[3])
         : "S"(a.data()), "D"(b.data()), [fold] "m"(fold)
@@ -118,7 +121,39 @@ inline Number256 MultiplyFolding(const Number256& a, const Number256& b, std::ui
     return {product[0], product[1], product[2], product[3]};
 }
 
+// The square of any number of 256 bits, with each product of two different words made once.
+inline Number256 SquareFolding(const Number256& a, std::uint64_t fold) {
+    std::uint64_t product[4];
+    __asm__(
+        "movq (%%rsi), %%rdx\n\t"
+        "mulx 8(%%rsi), %%r9, %%r10\n\t"
+        "mulx 16(%%rsi), %%rcx, %%r11\n\taddq %%rcx, %%r10\n\t"
+        "mulx 24(%%rsi), %%rcx, %%r12\n\tadcq %%rcx, %%r11\n\tadcq $0, %%r12\n\t"
+        "movq 8(%%rsi), %%rdx\n\t"
+        "mulx 16(%%rsi), %%rcx, %%rax\n\taddq %%rcx, %%r11\n\tadcq %%rax, %%r12\n\t"
+        "movl $0, %%r13d\n\tadcq $0, %%r13\n\t"
+        "mulx 24(%%rsi), %%rcx, %%rax\n\taddq %%rcx, %%r12\n\tadcq %%rax, %%r13\n\t"
+        "movq 16(%%rsi), %%rdx\n\t"
+        "mulx 24(%%rsi), %%rcx, %%r14\n\taddq %%rcx, %%r13\n\tadcq $0, %%r14\n\t"
+        // Twice that, and the squares of the words.
+        "addq %%r9, %%r9\n\tadcq %%r10, %%r10\n\tadcq %%r11, %%r11\n\tadcq %%r12, %%r12\n\t"
+        "adcq %%r13, %%r13\n\tadcq %%r14, %%r14\n\tmovl $0, %%r15d\n\tadcq $0, %%r15\n\t"
+        "movq (%%rsi), %%rdx\n\tmulx %%rdx, %%r8, %%rcx\n\taddq %%rcx, %%r9\n\t"
+        "movq 8(%%rsi), %%rdx\n\tmulx %%rdx, %%rcx, %%rax\n\t"
+        "adcq %%rcx, %%r10\n\tadcq %%rax, %%r11\n\t"
+        "movq 16(%%rsi), %%rdx\n\tmulx %%rdx, %%rcx, %%rax\n\t"
+        "adcq %%rcx, %%r12\n\tadcq %%rax, %%r13\n\t"
+        "movq 24(%%rsi), %%rdx\n\tmulx %%rdx, %%rcx, %%rax\n\t"
+        "adcq %%rcx, %%r14\n\tadcq %%rax, %%r15\n\t" KESTREL_FOLD
+        : [p0] "=m"(product[0]), [p1] "=m"(product[1]), [p2] "=m"(product[2]), [p3] "=m"(product[3])
+        : "S"(a.data()), [fold] "m"(fold)
+        : "rax", "rcx", "rdx", "r8", "r9", "r10", "r11", "r12", "r13", "r14", "r15", "cc",
+          "memory");
+    return {product[0], product[1], product[2], product[3]};
+}
+
 #undef KESTREL_ROW
+#undef KESTREL_FOLD
 
 }  // namespace platform::gost
 

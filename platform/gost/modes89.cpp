@@ -3,6 +3,7 @@
 
 #include "platform/base/error.h"
 #include "platform/gost/cipher89.h"
+#include "platform/gost/stack.h"
 #include "platform/gost/words.h"
 
 namespace platform::gost {
@@ -182,10 +183,12 @@ Key89 WrappingKey(Wrap89 form, const Substitution& substitution, ByteView kek, B
 WrappedKey WrapKey89(Wrap89 form, const Substitution& substitution, ByteView kek, ByteView ukm,
                      ByteView key) {
     if (ukm.size() != kBlock || key.size() != Key89::kSize) throw Error(NTE_BAD_LEN);
-    const Key89 wrapping = WrappingKey(form, substitution, kek, ukm);
-    WrappedKey wrapped{Bytes(Key89::kSize), Mac89(wrapping, Load64(ukm.data()), key)};
-    wrapping.EncryptBlocks(key.data(), wrapped.encrypted.data(), Key89::kSize / kBlock);
-    return wrapped;
+    return OnWipedStack([&] {
+        const Key89 wrapping = WrappingKey(form, substitution, kek, ukm);
+        WrappedKey wrapped{Bytes(Key89::kSize), Mac89(wrapping, Load64(ukm.data()), key)};
+        wrapping.EncryptBlocks(key.data(), wrapped.encrypted.data(), Key89::kSize / kBlock);
+        return wrapped;
+    });
 }
 
 std::optional<Secret> UnwrapKey89(Wrap89 form, const Substitution& substitution, ByteView kek,
@@ -193,15 +196,17 @@ std::optional<Secret> UnwrapKey89(Wrap89 form, const Substitution& substitution,
     if (ukm.size() != kBlock || encrypted.size() != Key89::kSize || mac.size() != 4) {
         throw Error(NTE_BAD_LEN);
     }
-    const Key89 wrapping = WrappingKey(form, substitution, kek, ukm);
-    Bytes key(Key89::kSize);
-    for (std::size_t i = 0; i < key.size(); i += kBlock) {
-        Store64(&key[i], wrapping.Decrypt(Load64(&encrypted[i])));
-    }
-    Secret secret{ByteView(key)};
-    Wipe(key);
-    if (!Equal(Mac89(wrapping, Load64(ukm.data()), secret.View()), mac)) return std::nullopt;
-    return secret;
+    return OnWipedStack([&] {
+        const Key89 wrapping = WrappingKey(form, substitution, kek, ukm);
+        Bytes key(Key89::kSize);
+        for (std::size_t i = 0; i < key.size(); i += kBlock) {
+            Store64(&key[i], wrapping.Decrypt(Load64(&encrypted[i])));
+        }
+        std::optional<Secret> secret(ByteView{key});
+        Wipe(key);
+        if (!SameCode(Mac89(wrapping, Load64(ukm.data()), secret->View()), mac)) secret.reset();
+        return secret;
+    });
 }
 
 }  // namespace platform::gost

@@ -122,6 +122,7 @@ Streebog::Streebog(std::size_t size) : size_(size) {
 
 Streebog::~Streebog() {
     Wipe(state_.data(), sizeof state_);
+    Wipe(sum_.data(), sizeof sum_);
     Wipe(rest_.data(), sizeof rest_);
 }
 
@@ -155,9 +156,10 @@ Bytes Streebog::Value() const {
     last.Take(last.rest_.data(), filled_);
     Compress(last.state_, {}, last.count_);
     Compress(last.state_, {}, last.sum_);
-    Bytes value(kBlock);
-    for (std::size_t i = 0; i < last.state_.size(); ++i) Store64(&value[8 * i], last.state_[i]);
-    value.erase(value.begin(), value.end() - static_cast<std::ptrdiff_t>(size_));
+    // The highest words of the state.
+    Bytes value(size_);
+    const std::uint64_t* word = last.state_.end() - size_ / 8;
+    for (std::size_t i = 0; i < size_; i += 8) Store64(&value[i], *word++);
     return value;
 }
 

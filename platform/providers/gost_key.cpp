@@ -1,6 +1,9 @@
 // Encodings of GOST R 34.10 keys.
 #include "platform/providers/gost_key.h"
 
+#include <algorithm>
+#include <optional>
+
 #include "platform/providers/algorithms.h"
 
 namespace platform {
@@ -11,11 +14,6 @@ struct KeyParameters {
     ASN1_OBJECT* digestSet;
     ASN1_OBJECT* cipherSet;
 };
-// A masked key with its public one beside it.
-struct KeyPair {
-    ASN1_OCTET_STRING* masked;
-    ASN1_OCTET_STRING* publicKey;
-};
 
 // clang-format off
 ASN1_SEQUENCE(KeyParameters) = {
@@ -23,26 +21,18 @@ ASN1_SEQUENCE(KeyParameters) = {
     ASN1_OPT(KeyParameters, digestSet, ASN1_OBJECT),
     ASN1_OPT(KeyParameters, cipherSet, ASN1_OBJECT),
 } static_ASN1_SEQUENCE_END(KeyParameters)
-
-ASN1_SEQUENCE(KeyPair) = {
-    ASN1_SIMPLE(KeyPair, masked, ASN1_OCTET_STRING),
-    ASN1_SIMPLE(KeyPair, publicKey, ASN1_OCTET_STRING),
-} static_ASN1_SEQUENCE_END(KeyPair)
     // clang-format on
 
-    using Integer = std::unique_ptr<ASN1_INTEGER, Freer<ASN1_INTEGER_free>>;
-using BigNumber = std::unique_ptr<BIGNUM, Freer<BN_clear_free>>;
-
-struct KeyRow {
+    struct KeyRow {
     const char* oid;
     std::size_t size;
     const char* set;        // of fresh keys
-    const char* digestSet;  // beside it
+    const char* digestSet;  // beside it; null: absent (RFC 9215, 4.2)
 };
 constexpr KeyRow kKeys[] = {
     {oid::kGostR3410_2001, 32, "1.2.643.2.2.35.1", "1.2.643.2.2.30.1"},
     {oid::kGostR3410_2012_256, 32, "1.2.643.2.2.35.1", oid::kGostR3411_2012_256},
-    {oid::kGostR3410_2012_512, 64, "1.2.643.7.1.2.1.2.1", oid::kGostR3411_2012_512},
+    {oid::kGostR3410_2012_512, 64, "1.2.643.7.1.2.1.2.1", nullptr},
 };
 
 const KeyRow* FindKey(std::string_view oid) {
@@ -78,35 +68,61 @@ std::shared_ptr<GostKey> WithParameters(const X509_ALGOR* algorithm) {
 
 Asn1Type TypeOf(ByteView der) { return DecodeWhole<Asn1Type>(&d2i_ASN1_TYPE, der); }
 
-// The number in an INTEGER, lowest octet first; empty when it is longer than `size`.
-Secret FromInteger(const ASN1_INTEGER* integer, std::size_t size) {
-    const BigNumber number(ASN1_INTEGER_to_BN(integer, nullptr));
+// The contents of the element that `der` begins with, which is cut off there; nothing when it
+// begins with no element of that tag. OpenSSL's own values of keys would leave them in memory.
+std::optional<ByteView> TakeElement(ByteView& der, int tag) {
+    const unsigned char* at = der.data();
+    long length = 0;
+    int found = 0;
+    int space = 0;
+    const int form = ASN1_get_object(&at, &length, &found, &space, static_cast<long>(der.size()));
+    const int wanted = tag == V_ASN1_SEQUENCE ? V_ASN1_CONSTRUCTED : 0;
+    if (form != wanted || found != tag || space != V_ASN1_UNIVERSAL) return std::nullopt;
+    const ByteView contents(at, static_cast<std::size_t>(length));
+    der = der.subspan(static_cast<std::size_t>(at - der.data()) + contents.size());
+    return contents;
+}
+
+// The contents of an element that fills `der`.
+std::optional<ByteView> Whole(ByteView der, int tag) {
+    const auto contents = TakeElement(der, tag);
+    return der.empty() ? contents : std::nullopt;
+}
+
+// The number in an INTEGER, lowest octet first; empty when it is negative or longer than `size`.
+Secret FromInteger(ByteView integer, std::size_t size) {
+    if (integer.empty() || integer[0] >= 0x80) return Secret();
+    if (integer[0] == 0) integer = integer.subspan(1);
+    if (integer.size() > size) return Secret();
     Bytes octets(size);
-    const bool fits = number && BN_is_negative(number.get()) == 0 &&
-                      BN_bn2lebinpad(number.get(), octets.data(), static_cast<int>(size)) > 0;
-    Secret secret(ByteView(octets).first(fits ? size : 0));
+    std::copy(integer.rbegin(), integer.rend(), octets.begin());
+    Secret secret{ByteView(octets)};
     Wipe(octets);
     return secret;
 }
 
-// The octets of the key, parts of a masked one in a row; empty when the form is unknown.
+// A masked key with its public one beside it.
+std::optional<ByteView> MaskedOf(ByteView der) {
+    auto pair = Whole(der, V_ASN1_SEQUENCE);
+    if (!pair) return std::nullopt;
+    const auto masked = TakeElement(*pair, V_ASN1_OCTET_STRING);
+    return Whole(*pair, V_ASN1_OCTET_STRING) ? masked : std::nullopt;
+}
+
+// The octets of the key, parts of a masked one in a row; empty when the form is unknown. A number
+// of the right length is the bare one: one in 65,536 of them looks like an element, too.
 Secret KeyOctets(ByteView content, std::size_t size) {
-    if (const auto string = DecodeWhole<OctetString>(&d2i_ASN1_OCTET_STRING, content)) {
-        return Secret(ViewOf(string.get()));
-    }
-    if (const auto integer = DecodeWhole<Integer>(&d2i_ASN1_INTEGER, content)) {
-        return FromInteger(integer.get(), size);
-    }
-    if (const auto pair = DecodeItem<KeyPair>(ASN1_ITEM_rptr(KeyPair), content)) {
-        return Secret(ViewOf(pair->masked));
-    }
+    if (content.size() == size) return Secret(content);
+    if (const auto string = Whole(content, V_ASN1_OCTET_STRING)) return Secret(*string);
+    if (const auto integer = Whole(content, V_ASN1_INTEGER)) return FromInteger(*integer, size);
+    if (const auto masked = MaskedOf(content)) return Secret(*masked);
     return Secret(content);
 }
 
 Bytes EncodeParameters(const KeyRow& row) {
     KeyParameters parameters{};
     const Asn1Object set = ObjectOf(row.set);
-    const Asn1Object digestSet = ObjectOf(row.digestSet);
+    const Asn1Object digestSet = row.digestSet == nullptr ? nullptr : ObjectOf(row.digestSet);
     parameters.set = set.get();
     parameters.digestSet = digestSet.get();
     return EncodeItem(ASN1_ITEM_rptr(KeyParameters), &parameters);

@@ -212,7 +212,10 @@ Bytes WrapGostKey(const GostKey& recipient, std::string_view cipherOid, ByteView
 
 Secret UnwrapGostKey(const GostKey& key, const Algorithm& keyEncryption, ByteView wrapped) {
     const Wrap15* wrap = FindWrap(keyEncryption.oid);
-    if (wrap == nullptr && keyEncryption.oid != key.oid) throw Error(NTE_BAD_ALGID);
+    // KEG is defined for keys of 2012.
+    const bool fits =
+        wrap != nullptr ? key.oid != oid::kGostR3410_2001 : keyEncryption.oid == key.oid;
+    if (!fits) throw Error(NTE_BAD_ALGID, keyEncryption.oid);
     return wrap != nullptr ? UnwrapWith(*wrap, key, wrapped) : Unwrap89(key, wrapped);
 }
 

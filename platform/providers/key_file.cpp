@@ -97,10 +97,16 @@ PrivateKeyInfo InfoFromKey(const AnyKey& key) {
 
 AnyKey OpenKeyFile(const KeyFile& file, const Secret& password) {
     const ByteView der = file.der.View();
-    const PrivateKeyInfo info = file.encrypted
-                                    ? Decrypt(der, password)
-                                    : DecodeWhole<PrivateKeyInfo>(&d2i_PKCS8_PRIV_KEY_INFO, der);
-    return info ? KeyFromInfo(info.get()) : AnyKey();
+    try {
+        const PrivateKeyInfo info =
+            file.encrypted ? Decrypt(der, password)
+                           : DecodeWhole<PrivateKeyInfo>(&d2i_PKCS8_PRIV_KEY_INFO, der);
+        return info ? KeyFromInfo(info.get()) : AnyKey();
+    } catch (const Error& error) {
+        // Encrypted in a way that nobody here writes.
+        if (error.Code() != static_cast<DWORD>(NTE_BAD_ALGID)) throw;
+        return AnyKey();
+    }
 }
 
 Secret EncodeKeyFile(const AnyKey& key, const Secret& password) {

@@ -26,8 +26,8 @@ AnyKey KeyFromInfo(const PKCS8_PRIV_KEY_INFO* info);
 // Throws NTE_FAIL.
 PrivateKeyInfo InfoFromKey(const AnyKey& key);
 
-// No key for a file that is damaged inside. Throws SCARD_W_WRONG_CHV when the password does
-// not open an encrypted one.
+// No key for a file that is damaged inside or encrypted with an unknown algorithm. Throws
+// SCARD_W_WRONG_CHV when the password does not open an encrypted one.
 AnyKey OpenKeyFile(const KeyFile& file, const Secret& password);
 
 // An empty password stores the key in clear. Throws NTE_FAIL.

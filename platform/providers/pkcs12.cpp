@@ -2,8 +2,10 @@
 #include "platform/providers/pkcs12.h"
 
 #include <limits>
+#include <optional>
 
 #include "platform/gost/derivation.h"
+#include "platform/gost/stack.h"
 #include "platform/providers/algorithms.h"
 #include "platform/providers/gost_ciphers.h"
 #include "platform/providers/openssl.h"
@@ -14,8 +16,7 @@ namespace {
 using Pbes2 = std::unique_ptr<PBE2PARAM, Freer<PBE2PARAM_free>>;
 using Pbkdf2 = std::unique_ptr<PBKDF2PARAM, Freer<PBKDF2PARAM_free>>;
 
-constexpr const char* kPbes2 = "1.2.840.113549.1.5.13";
-constexpr const char* kPbkdf2 = "1.2.840.113549.1.5.12";
+constexpr const char* kHmacSha1 = "1.2.840.113549.2.7";
 constexpr const char* kHmac94 = "1.2.643.2.2.10";
 constexpr const char* kHmac256 = "1.2.643.7.1.1.4.1";
 constexpr const char* kHmac512 = "1.2.643.7.1.1.4.2";
@@ -35,7 +36,30 @@ ASN1_SEQUENCE(Pfx) = {
 } static_ASN1_SEQUENCE_END(Pfx)
     // clang-format on
 
-    Bytes ParametersOf(const X509_ALGOR* algorithm) {
+    // The pseudorandom functions of PBKDF2 and the digests that they are made of.
+    struct PrfRow {
+    const char* oid;
+    const char* digestOid;
+};
+constexpr PrfRow kPrfs[] = {
+    {kHmacSha1, oid::kSha1},
+    {"1.2.840.113549.2.8", oid::kSha224},
+    {"1.2.840.113549.2.9", oid::kSha256},
+    {"1.2.840.113549.2.10", oid::kSha384},
+    {"1.2.840.113549.2.11", oid::kSha512},
+    {kHmac94, oid::kGostR3411_94},
+    {kHmac256, oid::kGostR3411_2012_256},
+    {kHmac512, oid::kGostR3411_2012_512},
+};
+
+const PrfRow* FindPrf(std::string_view oid) {
+    for (const PrfRow& row : kPrfs) {
+        if (row.oid == oid) return &row;
+    }
+    return nullptr;
+}
+
+Bytes ParametersOf(const X509_ALGOR* algorithm) {
     if (algorithm->parameter == nullptr) return {};
     return EncodeWhole<ASN1_TYPE>(&i2d_ASN1_TYPE, algorithm->parameter);
 }
@@ -47,25 +71,60 @@ std::uint32_t CountOf(const ASN1_INTEGER* integer) {
     return sensible ? static_cast<std::uint32_t>(count) : 0;
 }
 
+Secret DeriveNatively(const EVP_MD* digest, ByteView password, ByteView salt,
+                      std::uint32_t iterations, std::size_t size) {
+    Bytes key(size);
+    const auto* text = reinterpret_cast<const char*>(password.data());
+    if (PKCS5_PBKDF2_HMAC(text, static_cast<int>(password.size()), salt.data(),
+                          static_cast<int>(salt.size()), static_cast<int>(iterations), digest,
+                          static_cast<int>(size), key.data()) != 1) {
+        ThrowCrypto(NTE_FAIL);
+    }
+    Secret secret{ByteView(key)};
+    Wipe(key);
+    return secret;
+}
+
 Secret Derive(std::string_view prf, ByteView password, ByteView salt, std::uint32_t iterations,
               std::size_t size) {
     if (prf == kHmac94) return gost::Pbkdf2(gost::Digest94(), password, salt, iterations, size);
     if (prf == kHmac256) return gost::Pbkdf2(gost::Streebog(32), password, salt, iterations, size);
     if (prf == kHmac512) return gost::Pbkdf2(gost::Streebog(64), password, salt, iterations, size);
-    return Secret();
+    const EVP_MD* digest = NativeDigest(FindPrf(prf)->digestOid);
+    return DeriveNatively(digest, password, salt, iterations, size);
 }
 
-Secret DeriveCipherKey(const PBE2PARAM& parameters, const Secret& password) {
-    if (DottedOf(parameters.keyfunc->algorithm) != kPbkdf2) return Secret();
-    const auto derivation = DecodeWhole<Pbkdf2>(&d2i_PBKDF2PARAM, ParametersOf(parameters.keyfunc));
-    if (!derivation || derivation->prf == nullptr ||
-        derivation->salt->type != V_ASN1_OCTET_STRING) {
-        return Secret();
+// What PBES2 has in it.
+struct Sealing {
+    Pbkdf2 derivation;
+    std::string prf;
+    Algorithm cipher;
+};
+
+// Nothing for parameters that are no such thing. Throws NTE_BAD_ALGID for what is not known.
+std::optional<Sealing> SealingOf(const X509_ALGOR* algorithm) {
+    const auto parameters = DecodeWhole<Pbes2>(&d2i_PBE2PARAM, ParametersOf(algorithm));
+    if (!parameters) return std::nullopt;
+    const std::string derivation = DottedOf(parameters->keyfunc->algorithm);
+    if (OBJ_obj2nid(parameters->keyfunc->algorithm) != NID_id_pbkdf2) {
+        throw Error(NTE_BAD_ALGID, derivation);
     }
-    const std::uint32_t iterations = CountOf(derivation->iter);
-    if (iterations == 0) return Secret();
-    return Derive(DottedOf(derivation->prf->algorithm), password.View(),
-                  ViewOf(derivation->salt->value.octet_string), iterations, kGostKeyLength);
+    Sealing sealing;
+    sealing.derivation = DecodeWhole<Pbkdf2>(&d2i_PBKDF2PARAM, ParametersOf(parameters->keyfunc));
+    if (!sealing.derivation) return std::nullopt;
+    const X509_ALGOR* prf = sealing.derivation->prf;
+    sealing.prf = prf == nullptr ? kHmacSha1 : DottedOf(prf->algorithm);
+    const X509_ALGOR* cipher = parameters->encryption;
+    sealing.cipher = {DottedOf(cipher->algorithm), ParametersOf(cipher)};
+    return sealing;
+}
+
+Secret DeriveCipherKey(const Sealing& sealing, const Secret& password) {
+    const PBKDF2PARAM& derivation = *sealing.derivation;
+    const std::uint32_t iterations = CountOf(derivation.iter);
+    if (iterations == 0 || derivation.salt->type != V_ASN1_OCTET_STRING) return Secret();
+    return Derive(sealing.prf, password.View(), ViewOf(derivation.salt->value.octet_string),
+                  iterations, CipherKeyLength(sealing.cipher));
 }
 
 // A code stands behind the text (RFC 9337, 5.1.2).
@@ -78,7 +137,8 @@ Secret Decrypt(const Algorithm& cipher, ByteView key, ByteView encrypted) {
     std::size_t first = 0;
     std::size_t last = 0;
     const bool good = context->Update(encrypted, plain.data(), first) &&
-                      context->Finish(plain.data() + first, last) && Equal(context->Code(), code);
+                      context->Finish(plain.data() + first, last) &&
+                      SameCode(context->Code(), code);
     Secret secret(ByteView(plain).first(good ? first + last : 0));
     Wipe(plain);
     return secret;
@@ -87,23 +147,43 @@ Secret Decrypt(const Algorithm& cipher, ByteView key, ByteView encrypted) {
 }  // namespace
 
 Secret DecryptGostPbes2(const X509_ALGOR* algorithm, ByteView encrypted, const Secret& password) {
-    const auto parameters = DecodeWhole<Pbes2>(&d2i_PBE2PARAM, ParametersOf(algorithm));
-    if (!parameters) return Secret();
-    const Secret key = DeriveCipherKey(*parameters, password);
-    if (key.Empty()) return Secret();
-    const X509_ALGOR* cipher = parameters->encryption;
+    const std::optional<Sealing> sealing = SealingOf(algorithm);
+    if (!sealing) return Secret();
+    if (FindPrf(sealing->prf) == nullptr) throw Error(NTE_BAD_ALGID, sealing->prf);
     try {
-        return Decrypt({DottedOf(cipher->algorithm), ParametersOf(cipher)}, key.View(), encrypted);
-    } catch (const Error&) {
-        return Secret();
+        return gost::OnWipedStack([&] {
+            const Secret key = DeriveCipherKey(*sealing, password);
+            return key.Empty() ? Secret() : Decrypt(sealing->cipher, key.View(), encrypted);
+        });
+    } catch (const Error& error) {
+        if (error.Code() != static_cast<DWORD>(NTE_BAD_ALGID)) return Secret();
+        throw Error(NTE_BAD_ALGID, sealing->cipher.oid);
     }
 }
 
 bool UsesGost(const X509_ALGOR* algorithm) {
-    const auto parameters = DecodeWhole<Pbes2>(&d2i_PBE2PARAM, ParametersOf(algorithm));
+    const std::string oid = DottedOf(algorithm->algorithm);
+    const int nid = OBJ_obj2nid(algorithm->algorithm);
+    if (nid != NID_pbes2) {
+        if (EVP_PBE_find(EVP_PBE_TYPE_OUTER, nid, nullptr, nullptr, nullptr) != 1) {
+            ERR_clear_error();
+            throw Error(NTE_BAD_ALGID, oid);
+        }
+        return false;
+    }
+    const std::optional<Sealing> sealing = SealingOf(algorithm);
     ERR_clear_error();
-    return DottedOf(algorithm->algorithm) == kPbes2 && parameters &&
-           IsGostCipher(DottedOf(parameters->encryption->algorithm));
+    if (!sealing) return false;
+    if (IsGostCipher(sealing->cipher.oid) || IsGost(sealing->prf)) return true;
+    // OpenSSL has more of both than stand here.
+    const int cipher = OBJ_txt2nid(sealing->cipher.oid.c_str());
+    const int prf = OBJ_txt2nid(sealing->prf.c_str());
+    if (EVP_get_cipherbynid(cipher) == nullptr) throw Error(NTE_BAD_ALGID, sealing->cipher.oid);
+    if (EVP_PBE_find(EVP_PBE_TYPE_PRF, prf, nullptr, nullptr, nullptr) != 1) {
+        ERR_clear_error();
+        throw Error(NTE_BAD_ALGID, sealing->prf);
+    }
+    return false;
 }
 
 // The last 32 of 96 octets that PBKDF2 makes of the password.
@@ -120,10 +200,12 @@ bool GostMacFits(PKCS12* file, const Secret& password) {
     if (iterations == 0 || !readable) return false;
     const ByteView content = ViewOf(pfx->safe->d.data);
     const auto fits = [&](const auto& digest, std::string_view prf) {
-        const Secret key = Derive(prf, password.View(), ViewOf(salt), iterations, 96);
-        gost::Hmac mac(digest, key.View().last(32));
-        mac.Update(content);
-        return Equal(mac.Value(), ViewOf(code));
+        return gost::OnWipedStack([&] {
+            const Secret key = Derive(prf, password.View(), ViewOf(salt), iterations, 96);
+            gost::Hmac mac(digest, key.View().last(32));
+            mac.Update(content);
+            return SameCode(mac.Value(), ViewOf(code));
+        });
     };
     if (digestOid == oid::kGostR3411_94) return fits(gost::Digest94(), kHmac94);
     if (digestOid == oid::kGostR3411_2012_256) return fits(gost::Streebog(32), kHmac256);

@@ -76,6 +76,13 @@ class Encrypt(KestrelCase):
         self.succeed("-encr", "-dn", "gost2001", "-der", "in", "msg")
         self.assertIn(b"GOST 28147-89",
                       self.openssl("asn1parse", "-inform", "DER", "-in", "msg")[1])
+        one, other = self.read("gost2001.pem"), self.read("gost256.pem")
+        self.write("first", one + other)
+        self.write("second", other + one)
+        self.succeed("-encr", "-nochain", "-f", "first", "in", "msg")
+        body = self.fail_with(0x80090008, "-encr", "-nochain", "-f", "second", "in", "no")
+        self.assertIn(b"CN=gost2001 (0x80090008)", body)
+        self.assertEqual(self.read("no"), b"")
         self.set_cipher("2.16.840.1.101.3.4.1.42")
         self.fail_with(0x20000134, "-encr", "-dn", "gost256", "in", "msg")
 

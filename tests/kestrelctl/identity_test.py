@@ -187,6 +187,24 @@ class Identities(KestrelCase):
                     self.write("bad.p12", good[:at + 2] + b"\x04\x00\x00" + good[at + 5:])
                     self.assertIn(b"absurd number of rounds", self.import_at_once("bad.p12"))
 
+    def test_what_no_password_helps(self):
+        self.make_certificate("gost256", "gost256")
+        rows = [
+            ("derivation", "AES-256-CBC", "2a864886f70d0209", "2a864886f70d0277",
+             b"unknown algorithm, 1.2.840.113549.2.119"),
+            ("cipher", "AES-256-CBC", "60864801650304012a", "608648016503040177",
+             b"unknown algorithm, 2.16.840.1.101.3.4.1.119"),
+            ("parameter set", "NONE", "06072a850302022301", "06072a850302022309",
+             b"holds no private key that can be used"),
+        ]
+        for name, cipher, old, new, words in rows:
+            with self.subTest(name):
+                self.export("gost256", "a.p12", "-nomac", "-keypbe", cipher, "-certpbe", cipher)
+                changed = self.read("a.p12").replace(bytes.fromhex(old), bytes.fromhex(new))
+                self.write("a.p12", changed)
+                self.assertIn(words, self.ctl("identity", "import", "a.p12", "--password", "p",
+                                              status=1))
+
     def import_at_once(self, file):
         begun = time.monotonic()
         words = self.ctl("identity", "import", file, "--password", "p", status=1)

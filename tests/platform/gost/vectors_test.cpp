@@ -198,6 +198,17 @@ TEST(Gost, SignaturesFollowTheStandard) {
         EXPECT_EQ(curve.Verify(key, digest, FromHex(row.signature)), row.good) << row.name;
     }
     EXPECT_FALSE(curve.Verify(key, ByteView(digest).first(31), FromHex(s + r)));
+    // 7.2.3 has 512 bits.
+    const Curve& wide = *Curve::Find("1.2.643.7.1.2.1.2.0");
+    EXPECT_TRUE(wide.Verify(
+        wide.PublicOf(Number("0ba6048aadae241ba40936d47756d7c93091a0e8514669700ee7508e508b1020"
+                             "72e8123b2200a0563322dad2827e2714a2636b7bfd18aadfc62967821fa18dd4")),
+        Number("3754f3cfacc9e0615c4f4a7c4d8dab531b09b6f9c170c533a71d147035b0c591"
+               "7184ee536593f4414339976c647c5d5a407adedb1d560c4fc6777d2972075b8c"),
+        FromHex("1081b394696ffe8e6585e7a9362d26b6325f56778aadbc081c0bfbe933d52ff5"
+                "823ce288e8c4f362526080df7f70ce406a6eeb1f56919cb92a9853bde73e5b4a"
+                "2f86fa60a081091a23dd795e1e3c689ee512a3c82ee0dcc2643c78eea8fcacd3"
+                "5492558486b20f1c9ec197c90699850260c93bcbcd9c5c3317e19344e173ae36")));
 }
 
 // RFC 7836, B: agreement, derivation.
@@ -227,6 +238,59 @@ TEST(Gost, AgreementFollowsTheStandard) {
     const Bytes key = FromHex("000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f");
     EXPECT_EQ(Hex(KdfTree(key, "\x26\xBD\xB8\x78", FromHex("af21434145656378"), 32).View()),
               "a1aa5f7de402d7b3d323f2991c8d4534013137010a83754fd0af6d7cd4922ed9");
+    EXPECT_EQ(Hex(KdfTree(key, "\x26\xBD\xB8\x78", FromHex("af21434145656378"), 64).View()),
+              "22b6837845c6bef65ea71672b265831086d3c76aebe6dae91cad51d83f79d16b"
+              "074c9330599d7f8d712fca54392f4ddde93751206b3584c8f43f9e6dc51531f9");
+    Hmac<Streebog> mac(Streebog(64), key);
+    mac.Update(FromHex("0126bdb87800af214341456563780100"));
+    EXPECT_EQ(Hex(mac.Value()),
+              "a59bab22ecae19c65fbde6e5f4e9f5d8549d31f037f9df9b905500e171923a77"
+              "3d5f1530f2ed7e964cb2eedc29e9ad2f3afe93b2814f79f5000ffc0366c251e6");
+}
+
+// R 50.1.111-2016, B.
+TEST(Gost, PasswordsFollowTheStandard) {
+    const struct {
+        std::uint32_t iterations;
+        const char* key;
+    } rows[] = {
+        {1,
+         "64770af7f748c3b1c9ac831dbcfd85c26111b30a8a657ddc3056b80ca73e040d"
+         "2854fd36811f6d825cc4ab66ec0a68a490a9e5cf5156b3a2b7eecddbf9a16b47"},
+        {2,
+         "5a585bafdfbb6e8830d6d68aa3b43ac00d2e4aebce01c9b31c2caed56f0236d4"
+         "d34b2b8fbd2c4e89d54d46f50e47d45bbac301571743119e8d3c42ba66d348de"},
+    };
+    for (const auto& row : rows) {
+        const Secret key = Pbkdf2(Streebog(64), ViewOf(std::string_view("password")),
+                                  ViewOf(std::string_view("salt")), row.iterations, 64);
+        EXPECT_EQ(Hex(key.View()), row.key) << row.iterations;
+    }
+}
+
+// How often the octets stand on the part of the stack that a call before has used.
+[[gnu::noinline]] std::size_t CountBelow(ByteView octets) {
+    std::uint8_t below[12 * 1024];
+    __asm__ volatile("" : : "r"(below) : "memory");
+    std::size_t count = 0;
+    for (std::size_t at = 0; at + octets.size() <= sizeof below; ++at) {
+        count += std::equal(octets.begin(), octets.end(), below + at) ? 1 : 0;
+    }
+    return count;
+}
+
+TEST(Gost, NoSecretStaysOnTheStack) {
+    for (const char* set : {"1.2.643.2.2.35.1", "1.2.643.7.1.2.1.1.1", "1.2.643.7.1.2.1.2.1"}) {
+        const Curve& curve = *Curve::Find(set);
+        const Secret key = curve.NewPrivate();
+        const Bytes peer = curve.PublicOf(curve.NewPrivate().View());
+        const Secret shared = curve.Agree(key.View(), peer, FromHex("05"));
+        EXPECT_EQ(CountBelow(shared.View().first(curve.Size())), 0) << set;
+        const Secret kek = Vko(curve, VkoDigest::Streebog256, key.View(), peer, FromHex("05"));
+        EXPECT_EQ(CountBelow(kek.View()), 0) << set;
+        (void)curve.Sign(key.View(), Bytes(curve.Size(), 3));
+        EXPECT_EQ(CountBelow(key.View()), 0) << set;
+    }
 }
 
 DWORD CodeOf(const std::function<void()>& body) {
@@ -277,6 +341,40 @@ TEST(Gost, BadKeysAreRefused) {
         EXPECT_EQ(CodeOf([&] { (void)curve.Agree(good.View(), point, FromHex("00")); }),
                   static_cast<DWORD>(NTE_BAD_DATA));
     }
+}
+
+TEST(Gost, KeysAreOfTheGroup) {
+    // Points of the curve whose order is 1, 2 and 4 times the group's, and 2 and 4.
+    const struct {
+        const char* x;
+        const char* y;
+        bool usable;
+    } points[] = {
+        {"06", "c54232c00c62c5896e70741abb9b8660883859bb5e37025be8d262b92d0d5162", true},
+        {"08", "ed3581bec3a800b4e42f823268b76d5802ff206853353b55a2b91452f2adfd07", false},
+        {"0d", "7529c2d9a6f589a791e45dcd493ab520f44dd1ca51c607d5db34c6a64cbba6a3", false},
+        {"0100fe73f595ff158e974b44d478d9588744fe5c192ac47ea63075dce7a14aaa", "00", false},
+        {"7f7f80c60535007538b45a5d95c39353bc5d80d1f36a9dc0ace7c5118c2f5977",
+         "7e7e82520f9f015faa1d0f18c14ab9fb35188275da3fd94206b74f34a48e0ecd", false},
+    };
+    const Curve& curve = *Curve::Find("1.2.643.7.1.2.1.1.1");
+    for (const auto& row : points) {
+        Bytes key = Number(row.x);
+        key.resize(32);
+        const Bytes y = Number(row.y);
+        key.insert(key.end(), y.begin(), y.end());
+        key.resize(64);
+        EXPECT_EQ(curve.IsPublic(key), row.usable) << row.x;
+    }
+    // Private keys: the order, what is above it, and parts of a masked one beyond reason.
+    Bytes order = Number("400000000000000000000000000000000fd8cddfc87b6635c115af556c360c67");
+    Bytes next = order;
+    ++next[0];
+    const Bytes many(17 * 32, 1);
+    for (const Bytes& bad : {order, next, many, Bytes(32), Bytes()}) {
+        EXPECT_EQ(CodeOf([&] { (void)curve.Unmask(bad); }), static_cast<DWORD>(NTE_BAD_KEY));
+    }
+    EXPECT_EQ(CodeOf([&] { (void)curve.Unmask(ByteView(many).first(16 * 32)); }), 0U);
 }
 
 TEST(Gost, WrapsRefuseDamage) {

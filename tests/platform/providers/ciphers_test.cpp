@@ -365,7 +365,7 @@ TEST(Transport, AlgorithmGoesWithTheKey) {
         const char* transport;
     } rows[] = {
         {"rsa", oid::kGostR3410_2001},         {"rsa", ""},         {"gost256", oid::kRsa},
-        {"gost256", oid::kGostR3410_2012_512}, {"p256", oid::kRsa},
+        {"gost256", oid::kGostR3410_2012_512}, {"p256", oid::kRsa}, {"gost2001", oid::kMagmaWrap},
     };
     for (const auto& row : rows) {
         const AnyKey key = PrivateKey(row.key);

@@ -83,6 +83,9 @@ TEST(GostForms, KeysUnderAPassword) {
         {"gost512", "gost89", "id-tc26-hmac-gost-3411-2012-512"},
         {"gost256", "magma-ctr-acpkm", "id-tc26-hmac-gost-3411-2012-256"},
         {"gost256", "kuznyechik-ctr-acpkm", "id-tc26-hmac-gost-3411-2012-512"},
+        {"gost256", "magma-ctr-acpkm", "hmacWithSHA256"},
+        {"gost512", "kuznyechik-ctr-acpkm", "hmacWithSHA1"},
+        {"gost256", "aes-256-cbc", "id-tc26-hmac-gost-3411-2012-256"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(std::string(row.cipher) + " " + row.prf);
@@ -196,6 +199,21 @@ TEST(GostForms, PrivateKeysInEveryEncoding) {
             }
         }
     }
+}
+
+// A number that looks like an element is a number; a 512-bit key names no digest.
+TEST(GostForms, BareNumbersAndParameters) {
+    for (const char* head : {"041e", "021e", "301e"}) {
+        const Bytes bare = FromHex(head + std::string(60, '1'));
+        const Bytes algorithm = Element(
+            kSequence, {der::Oid(oid::kGostR3410_2012_256), FromHex("300906072a850302022301")});
+        const Bytes info =
+            Element(kSequence, {der::Integer(0), algorithm, Element(kOctetString, bare)});
+        const AnyKey key = OpenKeyFile({false, Secret(info)}, {});
+        ASSERT_TRUE(key) << head;
+        EXPECT_EQ(Hex(key.Gost()->privateKey.View()), Hex(bare));
+    }
+    EXPECT_EQ(Hex(NewGostKey(oid::kGostR3410_2012_512)->parameters), "300b06092a8503070102010201");
 }
 
 }  // namespace
