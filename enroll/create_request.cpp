@@ -19,7 +19,7 @@ namespace {
 
 constexpr int kKeySizeShift = 16;
 
-// The size is dropped when the key is exportable (enroll-6).
+// The size is dropped when the key is exportable (enroll-6), and its upper half always (enroll-7).
 LONG GenerationFlags(const EnrollOptions& options) {
     if (options.exportable) return CRYPT_EXPORTABLE;
     return static_cast<LONG>(options.keySize << kKeySizeShift);

@@ -56,11 +56,18 @@ bool EncodeValue(const CRYPT_OBJID_BLOB& value, ComText& text) {
     return Widen(narrow.c_str(), text);
 }
 
+// Far more than any extension has; each step from here makes further copies.
+constexpr DWORD kMostOctets = 1024 * 1024;
+
 Reported AddExtension(FLEnroll& control, const char* file) {
     BYTE* data = nullptr;
     DWORD length = 0;
     if (const Reported failure = ReadFileWhole(file, data, length, nullptr)) return failure;
     const BytesHolder held(data);
+    if (length > kMostOctets) {
+        SetLastError(ERROR_FILE_TOO_LARGE);
+        return ReportError(kLastError);
+    }
     DecodedExtension extension;
     ComText identifier;
     ComText value;

@@ -2,15 +2,13 @@
 #pragma once
 
 #include <memory>
-#include <vector>
 
 #include "platform/base/home.h"
-#include "platform/certs/certificate.h"
-#include "platform/providers/crypto.h"
+#include "platform/certs/ancestors.h"
 
 namespace kestrelctl {
 
-using Certificates = std::vector<std::shared_ptr<platform::Certificate>>;
+using platform::Certificates;
 
 struct Ancestry {
     Certificates issuers;   // the nearest first, up to a self-signed one
@@ -21,10 +19,5 @@ struct Ancestry {
 // Looks in `more`, "Root", "CA" and "My" of the side, for the user's also of the machine's.
 Ancestry AncestryOf(platform::Side side, const std::shared_ptr<platform::Certificate>& certificate,
                     const Certificates& more = {});
-
-bool IsSelfSigned(const platform::Certificate& certificate);
-
-// The public key of a certificate; null when it is of a kind that nobody here knows.
-platform::AnyKey PublicKeyOf(const platform::Certificate& certificate);
 
 }  // namespace kestrelctl

@@ -33,7 +33,8 @@ Certificates Pending() {
 bool IsNamed(const Certificate& request, const std::string& name) {
     const auto place = PlaceOf(request);
     if (place && place->container == name) return true;
-    return name.size() >= kShortestThumbprint && Thumbprint(request.Der()).starts_with(name);
+    const std::string digits = PlainHex(name);
+    return digits.size() >= kShortestThumbprint && Thumbprint(request.Der()).starts_with(digits);
 }
 
 Certificates Named(const std::string& name) {

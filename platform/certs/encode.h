@@ -31,6 +31,10 @@ ByteView Whole(const Blob& blob) {
 
 // Throws CRYPT_E_BAD_ENCODE for more than 7 unused bits.
 Bytes EncodeBitString(ByteView octets, DWORD unusedBits);
+// RFC 5280 4.1.2.5. Throws CRYPT_E_BAD_ENCODE for a time that has no calendar day.
+Bytes EncodeTime(const FILETIME& time);
+// RFC 5280 4.1. Throws CRYPT_E_OID_FORMAT.
+Bytes EncodeExtension(const char* oid, bool critical, ByteView value);
 // X.690 8.3.2: no more sign octets than one bit needs.
 Bytes EncodeLittleEndian(ByteView number);
 // Absent parameters stay absent. Both throw CRYPT_E_OID_FORMAT for a bad identifier and

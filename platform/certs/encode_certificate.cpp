@@ -30,31 +30,16 @@ SYSTEMTIME CalendarOf(const FILETIME& time) {
     }
 }
 
-// RFC 5280 4.1.2.5: two digits of the year from 1950 to 2049, four outside.
-Bytes EncodeTime(const FILETIME& time) {
-    const SYSTEMTIME parts = CalendarOf(time);
-    const bool twoDigits = parts.wYear >= 1950 && parts.wYear < 2050;
-    char text[32];
-    const int year = twoDigits ? parts.wYear % 100 : parts.wYear;
-    const int length =
-        std::snprintf(text, sizeof text, "%0*d%02d%02d%02d%02d%02dZ", twoDigits ? 2 : 4, year,
-                      parts.wMonth, parts.wDay, parts.wHour, parts.wMinute, parts.wSecond);
-    return der::Element(twoDigits ? kUtcTime : kGeneralizedTime,
-                        ViewOf(text, static_cast<std::size_t>(length)));
-}
-
-Bytes EncodeExtension(const CERT_EXTENSION& extension) {
+Bytes EncodeExtensionRecord(const CERT_EXTENSION& extension) {
     if (extension.pszObjId == nullptr) throw Error(CRYPT_E_BAD_ENCODE);
-    const Bytes critical =
-        extension.fCritical != FALSE ? der::Element(der::kBoolean, ViewOf(&kTrue, 1)) : Bytes();
-    return der::Element(der::kSequence, {der::Oid(extension.pszObjId), critical,
-                                         der::Element(der::kOctetString, Whole(extension.Value))});
+    return EncodeExtension(extension.pszObjId, extension.fCritical != FALSE,
+                           Whole(extension.Value));
 }
 
 Bytes EncodeExtensionList(DWORD count, const CERT_EXTENSION* extensions) {
     if (count != 0 && extensions == nullptr) throw Error(CRYPT_E_BAD_ENCODE);
     std::vector<Bytes> elements;
-    for (DWORD i = 0; i < count; ++i) elements.push_back(EncodeExtension(extensions[i]));
+    for (DWORD i = 0; i < count; ++i) elements.push_back(EncodeExtensionRecord(extensions[i]));
     return Concatenate(der::kSequence, elements);
 }
 
@@ -85,6 +70,25 @@ der::Cursor ToBeSignedIn(ByteView encoded) {
 }
 
 }  // namespace
+
+// RFC 5280 4.1.2.5: two digits of the year from 1950 to 2049, four outside.
+Bytes EncodeTime(const FILETIME& time) {
+    const SYSTEMTIME parts = CalendarOf(time);
+    const bool twoDigits = parts.wYear >= 1950 && parts.wYear < 2050;
+    char text[32];
+    const int year = twoDigits ? parts.wYear % 100 : parts.wYear;
+    const int length =
+        std::snprintf(text, sizeof text, "%0*d%02d%02d%02d%02d%02dZ", twoDigits ? 2 : 4, year,
+                      parts.wMonth, parts.wDay, parts.wHour, parts.wMinute, parts.wSecond);
+    return der::Element(twoDigits ? kUtcTime : kGeneralizedTime,
+                        ViewOf(text, static_cast<std::size_t>(length)));
+}
+
+Bytes EncodeExtension(const char* oid, bool critical, ByteView value) {
+    const Bytes mark = critical ? der::Element(der::kBoolean, ViewOf(&kTrue, 1)) : Bytes();
+    return der::Element(der::kSequence,
+                        {der::Oid(oid), mark, der::Element(der::kOctetString, value)});
+}
 
 Bytes EncodeSignedContent(const void* value) {
     const auto& record = *static_cast<const CERT_SIGNED_CONTENT_INFO*>(value);

@@ -122,7 +122,7 @@ SignatureVerdict CheckSignature(ByteView toBeSigned, ByteView algorithm, ByteVie
 }
 
 // X509_check_issued would want a key that OpenSSL can read.
-bool HasIssued(const Certificate& issuer, const Certificate& subject) {
+bool IsNamedIssuer(const Certificate& issuer, const Certificate& subject) {
     X509* above = issuer.Native();
     X509* below = subject.Native();
     if (X509_NAME_cmp(X509_get_subject_name(above), X509_get_issuer_name(below)) != 0) return false;
@@ -131,7 +131,11 @@ bool HasIssued(const Certificate& issuer, const Certificate& subject) {
         static_cast<AUTHORITY_KEYID*>(
             X509_get_ext_d2i(below, NID_authority_key_identifier, nullptr, nullptr)));
     ERR_clear_error();
-    return X509_check_akid(above, named.get()) == X509_V_OK &&
+    return X509_check_akid(above, named.get()) == X509_V_OK;
+}
+
+bool HasIssued(const Certificate& issuer, const Certificate& subject) {
+    return IsNamedIssuer(issuer, subject) &&
            CheckSignature(subject.Der(), issuer.Info().SubjectPublicKeyInfo).state ==
                SignatureState::Good;
 }

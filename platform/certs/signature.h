@@ -30,9 +30,10 @@ SignatureVerdict CheckSignature(ByteView der, const CERT_PUBLIC_KEY_INFO& key);
 SignatureVerdict CheckSignature(ByteView toBeSigned, ByteView algorithm, ByteView signature,
                                 const CERT_PUBLIC_KEY_INFO& key);
 
-// Whether the one certificate was issued with the other: by name and key identifier, by what the
-// issuer's key is for (RFC 5280 4.2.1.1, 4.2.1.3), and by the signature. Throws as
-// Certificate::Native does.
+// Whether the one certificate may be the issuer of the other: by name and key identifier, and by
+// what the issuer's key is for (RFC 5280 4.2.1.1, 4.2.1.3). Throws as Certificate::Native does.
+bool IsNamedIssuer(const Certificate& issuer, const Certificate& subject);
+// The same and the signature: that it is the issuer.
 bool HasIssued(const Certificate& issuer, const Certificate& subject);
 
 // An RSA key too short for any signature of it to prove anything.

@@ -5,11 +5,11 @@
 #include <iterator>
 #include <optional>
 
+#include "platform/certs/ancestors.h"
 #include "platform/enroll/class_table.h"
 #include "platform/enroll/com_object.h"
 #include "platform/enroll/com_text.h"
 #include "platform/enroll/est_client.h"
-#include "platform/enroll/issuers.h"
 #include "platform/enroll/request.h"
 #include "platform/enroll/waiting_requests.h"
 #include "platform/http/ground.h"

@@ -141,7 +141,7 @@ class EnrollControl final
         const std::vector<std::string> usages = SplitUsages(usage);
         if (!usages.empty()) AddDefault(list, EnhancedUsageExtension(usages));
         AddDefault(list, KeyUsageExtension(KeyUsage()));
-        if (smime_) AddDefault(list, SmimeExtension(key_.type));
+        if (smime_) AddDefault(list, SmimeExtension(*key_.type));
         list.insert(list.end(), given_.begin(), given_.end());
         return list;
     }

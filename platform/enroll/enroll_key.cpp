@@ -22,12 +22,12 @@ DWORD TypeOfProvider(const std::string& name) {
 const char* NameOrNull(const std::string& name) { return name.empty() ? nullptr : name.c_str(); }
 
 DWORD TypeForNewKey(const KeyWanted& wanted) {
-    if (wanted.type != 0) return ProviderRowFor(wanted.type, NameOrNull(wanted.provider)).type;
+    if (wanted.type) return ProviderRowFor(*wanted.type, NameOrNull(wanted.provider)).type;
     return wanted.provider.empty() ? kTypeRsa : TypeOfProvider(wanted.provider);
 }
 
 DWORD TypeForKnownKey(const KeyWanted& wanted, const std::string& container) {
-    const bool told = wanted.type != 0 || !wanted.provider.empty();
+    const bool told = wanted.type || !wanted.provider.empty();
     return told ? TypeForNewKey(wanted) : Container::Open(wanted.side, container).Type();
 }
 
@@ -105,20 +105,30 @@ EnrollKey CreateEnrollKey(const KeyWanted& wanted, std::string_view freshName) {
 
 void TakeBack(const EnrollKey& key) noexcept {
     if (!key.freshContainer) return;
-    const bool machine = (key.place.flags & CRYPT_MACHINE_KEYSET) != 0;
     try {
-        Container::Delete(machine ? Side::Machine : Side::User, key.place.container);
+        Container::Delete(SideOf(key.place), key.place.container);
     } catch (...) {
         return;  // the failure that led here is what the user has to know
     }
 }
 
-bool HoldsKey(const KeyWanted& wanted, const AnyKey& publicKey) {
-    const auto provider = OpenProvider(wanted.type, NameOrNull(wanted.provider), wanted.side,
-                                       wanted.silent, wanted.container.c_str());
-    if (!provider->HasKey(wanted.spec)) return false;
-    provider->BorrowPassword(wanted.spec);
-    return provider->Key(wanted.spec).Matches(publicKey);
+AnyKey PublicKeyAt(const KeyProviderInfo& place, bool silent) {
+    try {
+        const Container container = Container::Open(SideOf(place), place.container);
+        if (!container.HasKey(place.keySpec)) return {};
+        if (AnyKey known = container.PublicKey(place.keySpec)) return known;
+        const auto provider =
+            OpenProvider(container.Type(), nullptr, SideOf(place), silent, place.container.c_str());
+        provider->BorrowPassword(place.keySpec);
+        return provider->Key(place.keySpec);
+    } catch (const Error& error) {
+        if (error.Code() != static_cast<DWORD>(NTE_BAD_KEYSET)) throw;
+        return {};
+    }
+}
+
+Side SideOf(const KeyProviderInfo& place) {
+    return (place.flags & CRYPT_MACHINE_KEYSET) != 0 ? Side::Machine : Side::User;
 }
 
 }  // namespace platform

@@ -3,6 +3,7 @@
 
 #include "platform/base/ground.h"
 
+#include <optional>
 #include <string>
 
 #include "platform/base/home.h"
@@ -15,7 +16,8 @@ namespace platform {
 struct KeyWanted {
     std::string container;  // empty: the fresh name for a new key, the user's own for one there is
     std::string provider;   // empty: the default one of the type
-    DWORD type = 0;         // 0: that of the provider named or of the container; else RSA
+    // None: that of the provider named or of the container; else RSA. 0 is no type.
+    std::optional<DWORD> type;
     DWORD spec = AT_KEYEXCHANGE;
     DWORD bits = 0;  // 0: the provider's default
     Side side = Side::User;
@@ -37,8 +39,9 @@ EnrollKey CreateEnrollKey(const KeyWanted& wanted, std::string_view freshName);
 // Takes a container back that was made for a key of which nothing came.
 void TakeBack(const EnrollKey& key) noexcept;
 
-// Whether the container named holds this public key. Throws NTE_BAD_KEYSET when there is none of
-// the type, and what opening the key throws.
-bool HoldsKey(const KeyWanted& wanted, const AnyKey& publicKey);
+// The public key of the key there; no key when it is gone. A password is asked for only when
+// nothing else tells. Throws what opening the key throws.
+AnyKey PublicKeyAt(const KeyProviderInfo& place, bool silent);
+Side SideOf(const KeyProviderInfo& place);
 
 }  // namespace platform

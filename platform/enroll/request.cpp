@@ -6,10 +6,9 @@
 
 #include <algorithm>
 #include <bit>
-#include <ctime>
-#include <iterator>
 
 #include "platform/base/error.h"
+#include "platform/base/ticks.h"
 #include "platform/certs/encode.h"
 #include "platform/der/der.h"
 #include "platform/der/records.h"
@@ -24,7 +23,7 @@ namespace {
 // RFC 2985 5.4.2.
 constexpr const char* kExtensionRequest = "1.2.840.113549.1.9.14";
 constexpr const char* kSmimeCapabilities = "1.2.840.113549.1.9.15";
-constexpr int kStandInDays = 366;
+constexpr Ticks kStandInDays = 366;
 constexpr int kLineColumns = 64;
 
 struct Signing {
@@ -52,15 +51,11 @@ Bytes Signed(const Signing& signing, ByteView body, const AnyKey& key) {
                         {body, EncodeAlgorithm(signing.algorithm), EncodeBitString(signature, 0)});
 }
 
-Bytes EncodeExtension(const Extension& extension) {
-    const Bytes critical = extension.critical ? Bytes{der::kBoolean, 1, 0xFF} : Bytes{};
-    return der::Element(der::kSequence, {der::Oid(extension.oid), critical,
-                                         der::Element(der::kOctetString, extension.value)});
-}
-
 Bytes EncodeExtensionList(const std::vector<Extension>& list) {
     std::vector<Bytes> elements;
-    std::ranges::transform(list, std::back_inserter(elements), EncodeExtension);
+    for (const auto& [oid, critical, value] : list) {
+        elements.push_back(EncodeExtension(oid.c_str(), critical, value));
+    }
     return Concatenate(der::kSequence, elements);
 }
 
@@ -79,22 +74,11 @@ Bytes FreshSerial() {
     return der::Element(der::kInteger, random);
 }
 
-// UTCTime until 2049 (RFC 5280 4.1.2.5).
-Bytes EncodeTime(std::time_t time) {
-    std::tm parts{};
-    gmtime_r(&time, &parts);
-    const bool shortYear = parts.tm_year < 150;
-    char text[32];
-    const std::size_t size =
-        std::strftime(text, sizeof text, shortYear ? "%y%m%d%H%M%SZ" : "%Y%m%d%H%M%SZ", &parts);
-    constexpr std::uint8_t kUtcTime = 0x17;
-    constexpr std::uint8_t kGeneralizedTime = 0x18;
-    return der::Element(shortYear ? kUtcTime : kGeneralizedTime, ViewOf(text, size));
-}
-
 Bytes ValidFromNow() {
-    const std::time_t now = std::time(nullptr);
-    return der::Element(der::kSequence, {EncodeTime(now), EncodeTime(now + kStandInDays * 86400L)});
+    constexpr Ticks kLifetime = kStandInDays * 86400 * kTicksPerSecond;
+    const Ticks now = CurrentTicks();
+    return der::Element(der::kSequence,
+                        {EncodeTime(FileTimeOf(now)), EncodeTime(FileTimeOf(now + kLifetime))});
 }
 
 }  // namespace

@@ -34,11 +34,14 @@ struct Placing {
 };
 
 // A response (a certificate or a PKCS #7 message; DER, BASE64 or armoured): the certificate whose
-// key is here goes to its store and beside its key, its issuers to "CA" and "Root". Nothing is
-// stored when the response cannot be read, or when it has no such certificate
-// (CRYPT_E_NOT_FOUND). The steps are such that the same call finishes what a killed one began.
-std::shared_ptr<Certificate> AcceptResponse(ByteView response, const Placing& placing);
+// key is here goes to its store and beside its key, its issuers to "CA" and "Root". What does not
+// lead from it to its root is left out. Nothing is stored when any certificate of the response
+// cannot be read, when no container holds the key of one (CRYPT_E_NOT_FOUND), or when one on the
+// way to the root was not signed by the issuer that is here (TRUST_E_CERT_SIGNATURE): any of that
+// name in the response, those whose key identifier it names in the stores. The steps are such
+// that the same call finishes what a killed one began.
+std::shared_ptr<Certificate> AcceptResponse(ByteView content, const Placing& placing);
 // Issuers alone.
-void InstallIssuers(ByteView response, const Placing& placing);
+void InstallIssuers(ByteView content, const Placing& placing);
 
 }  // namespace platform

@@ -22,6 +22,7 @@ constexpr const char* kTypeFile = "provider.type";
 constexpr const char* kPendingFile = "pending";
 constexpr const char* kKey = ".key";
 constexpr const char* kCertificate = ".cer";
+constexpr const char* kPublic = ".pub";
 
 fs::path FolderOf(Side side, std::string_view name) { return ContainersOf(side) / name; }
 
@@ -88,6 +89,11 @@ void CheckName(std::string_view name, LONG code) {
 // As long as a file name may be.
 constexpr std::size_t kLongestName = 255;
 
+AnyKey PublicKeyOfCertificate(ByteView der) {
+    const auto certificate = DecodeWhole<NativeCertificate>(&d2i_X509, der);
+    return PublicKeyFromDer(EncodeWhole(&i2d_X509_PUBKEY, X509_get_X509_PUBKEY(certificate.get())));
+}
+
 bool IsControl(char character) {
     const auto value = static_cast<unsigned char>(character);
     return value < 0x20 || value == 0x7F;
@@ -110,6 +116,8 @@ ContainerChange::ContainerChange(DWORD type) : type_(type) {
 void ContainerChange::SetKey(DWORD keySpec, const AnyKey& key, const Secret& password) {
     if (!Serves(*FindProvider(type_), key.Oid())) throw Error(NTE_BAD_KEY);
     files_[FileName(keySpec, kKey)] = EncodeKeyFile(key, password);
+    files_[FileName(keySpec, kPublic)] =
+        password.Empty() ? std::nullopt : std::optional<Secret>(Secret(PublicKeyToDer(key)));
 }
 
 void ContainerChange::SetCertificate(DWORD keySpec, ByteView der) {
@@ -226,6 +234,22 @@ AnyKey Container::LoadKey(DWORD keySpec, const Secret& password) const {
     AnyKey key = OpenKeyFile(content, password);
     if (!key || !Serves(*FindProvider(type_), key.Oid())) ThrowDamaged(file);
     return key;
+}
+
+// The certificate stands in for the public part beside keys that were protected before there was
+// one.
+AnyKey Container::PublicKey(DWORD keySpec) const {
+    if (!NeedsPassword(keySpec)) return LoadKey(keySpec, Secret());
+    const fs::path file = FileOf(FileName(keySpec, kPublic));
+    try {
+        if (FileIsThere(file)) return PublicKeyFromDer(ReadWholeFile(file));
+        const auto der = CertificateOf(keySpec);
+        return der ? PublicKeyOfCertificate(*der) : AnyKey();
+    } catch (const Error& error) {
+        const auto code = static_cast<LONG>(error.Code());
+        if (code != CRYPT_E_ASN1_BADTAG && code != NTE_BAD_ALGID) throw;
+        ThrowDamaged(file);
+    }
 }
 
 void Container::SaveKey(DWORD keySpec, const AnyKey& key, const Secret& password) {

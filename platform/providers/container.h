@@ -68,6 +68,9 @@ class Container {
 
     // Throws NTE_NO_KEY, SCARD_W_WRONG_CHV for a wrong or missing password.
     [[nodiscard]] AnyKey LoadKey(DWORD keySpec, const Secret& password) const;
+    // The public part of a key, without a password: no key when nothing tells it. Throws
+    // NTE_NO_KEY.
+    [[nodiscard]] AnyKey PublicKey(DWORD keySpec) const;
     // All of the change or, when it throws, nothing. The change is for this type.
     void Apply(const ContainerChange& change);
     // Changes of one file.

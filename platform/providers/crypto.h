@@ -43,6 +43,8 @@ class AnyKey {
     [[nodiscard]] std::size_t SignatureSize() const;
     // Whether the public keys are the same.
     [[nodiscard]] bool Matches(const AnyKey& other) const;
+    // To find a key among many: the same for keys that match, another for nearly all others.
+    [[nodiscard]] Bytes Mark() const;
 
   private:
     std::shared_ptr<EVP_PKEY> native_;

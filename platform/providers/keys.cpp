@@ -1,4 +1,8 @@
 // Keys made, read and compared.
+#include <openssl/bn.h>
+#include <openssl/core_names.h>
+#include <openssl/err.h>
+
 #include "platform/providers/algorithms.h"
 #include "platform/providers/container.h"
 #include "platform/providers/gost_key.h"
@@ -131,6 +135,21 @@ bool AnyKey::Matches(const AnyKey& other) const {
     if (native_ && other.native_) return EVP_PKEY_eq(native_.get(), other.native_.get()) == 1;
     return gost_ && other.gost_ && gost_->oid == other.gost_->oid &&
            gost_->curve == other.gost_->curve && gost_->publicKey == other.gost_->publicKey;
+}
+
+// A point may be written down compressed or not, so that the encoding is no mark.
+Bytes AnyKey::Mark() const {
+    if (gost_) return gost_->publicKey;
+    BIGNUM* number = nullptr;
+    for (const char* part : {OSSL_PKEY_PARAM_RSA_N, OSSL_PKEY_PARAM_EC_PUB_X}) {
+        if (EVP_PKEY_get_bn_param(native_.get(), part, &number) == 1) break;
+    }
+    ERR_clear_error();
+    if (number == nullptr) return {};
+    Bytes mark(static_cast<std::size_t>(BN_num_bytes(number)));
+    BN_bn2bin(number, mark.data());
+    BN_free(number);
+    return mark;
 }
 
 // Signer after signer of a message has the key of the one before, and reading it costs more than

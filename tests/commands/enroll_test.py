@@ -23,7 +23,9 @@ class Enroll(KestrelCase):
         super().setUp()
         self.openssl("genrsa", "-out", "ca.key", "2048")
         self.openssl("req", "-x509", "-new", "-key", "ca.key", "-subj", "/CN=Authority", "-days",
-                     "30", "-out", "ca.pem", "-addext", "basicConstraints=critical,CA:TRUE")
+                     "30", "-out", "ca.pem", "-addext", "basicConstraints=critical,CA:TRUE",
+                     "-addext", "subjectKeyIdentifier=hash")
+        self.write("ids", b"authorityKeyIdentifier=keyid\n")
 
     def use_version(self, version):
         os.makedirs(self.path("machine"), exist_ok=True)
@@ -48,7 +50,7 @@ class Enroll(KestrelCase):
     def issue(self, request, name):
         self.openssl("x509", "-req", "-inform", "DER", "-in", request, "-CA", "ca.pem", "-CAkey",
                      "ca.key", "-CAcreateserial", "-days", "20", "-copy_extensions", "copyall",
-                     "-out", f"{name}.pem")
+                     "-extfile", "ids", "-out", f"{name}.pem")
         self.openssl("crl2pkcs7", "-nocrl", "-certfile", f"{name}.pem", "-certfile", "ca.pem",
                      "-out", f"{name}.p7")
 
@@ -140,6 +142,7 @@ class Enroll(KestrelCase):
         self.assertIn("TLS Web Client Authentication, TLS Web Server Authentication", text)
         self.assertIn("(3072 bit)", text)
         self.assertIn("(2048 bit)", self.request("req", *REQUEST_KEYS, "-keysize", "3072", "-exprt"))
+        self.assertIn("(2048 bit)", self.request("req", *REQUEST_KEYS, "-keysize", "67584"))
         self.use_version(6)
         self.assertIn("(2048 bit)", self.request("req", *REQUEST_KEYS, "-keysize", "3072"))
         body = self.fail_with(0x80091003, "-creatrqst", *REQUEST_KEYS, "-certusage", "1.2,1.3", "x")
@@ -172,6 +175,7 @@ class Enroll(KestrelCase):
             ("cut short", good[:-1], 0x80092002),
             ("no extension", b"\x05\x00", 0x8009310B),
             ("value of two elements", self.extension(1, value=b"\x05\x00\x05\x00"), 0x80093103),
+            ("far too long", b"0" * (1024 * 1024 + 1), 0xDF),
             ("not there", None, 0x20000065),
         ]
         for name, content, code in rows:
@@ -243,6 +247,7 @@ class Enroll(KestrelCase):
             ("bad name", ["-dn", "no name", "-provtype", "24"], 0x80092023),
             ("bad usage", ["-dn", "CN=x", "-provtype", "24", "-certusage", "1.x"], 0x80091003),
             ("no such type", ["-dn", "CN=x", "-provtype", "77"], 0x80090017),
+            ("a type that is none", ["-dn", "CN=x", "-provtype", "abc"], 0x80090014),
         ]
         for name, args, code in rows:
             with self.subTest(name):
@@ -271,8 +276,22 @@ class Enroll(KestrelCase):
         _, der = self.openssl("pkcs7", "-in", "cert.p7", "-outform", "DER")
         at = der.rindex(b"\x17\x0d")  # a date of the root's
         self.make_certificate("rsa", "stranger")
+        self.make_certificate("ec", "pointless")
+        _, point = self.openssl("x509", "-in", "pointless.pem", "-outform", "DER")
+        at2 = point.index(b"\x03\x42\x00\x04") + 10
+        self.write("pointless.der", point[:at2] + bytes([point[at2] ^ 1]) + point[at2 + 1:])
+        self.openssl("x509", "-inform", "DER", "-in", "pointless.der", "-out", "pointless.pem")
+        _, forged = self.openssl("x509", "-in", "cert.pem", "-outform", "DER")
+        self.write("f.der", forged[:-1] + bytes([forged[-1] ^ 1]))
+        self.openssl("x509", "-inform", "DER", "-in", "f.der", "-out", "f.pem")
+        for one, other in (("f", "ca"), ("cert", "pointless")):
+            self.openssl("crl2pkcs7", "-nocrl", "-certfile", f"{one}.pem", "-certfile",
+                         f"{other}.pem", "-out", f"{other}.p7")
         rows = [
             ("another's", self.read("stranger.pem"), 0x80092004),
+            ("altered", self.read("ca.p7"), 0x80096004),
+            ("altered, its issuer in a store", self.read("f.der"), 0x80096004),
+            ("a point off the curve", self.read("pointless.p7"), 0x8009310B),
             ("cut short", der[:-20], None),
             ("one certificate damaged", der[:at] + b"\x02" + der[at + 1:], None),
             ("no certificate", b"Many words", None),
@@ -281,6 +300,7 @@ class Enroll(KestrelCase):
         for name, content, code in rows:
             with self.subTest(name):
                 self.write("bad", content)
+                self.ctl("store", "add", "CA", "ca.pem")
                 status, body = self.kestrel("-instcert", "-noCSP", "bad")
                 self.assertNotEqual(status, 0)
                 self.assertEqual(body.count(b"Error: "), 1, body)
@@ -316,6 +336,62 @@ class Enroll(KestrelCase):
         self.assertIn("yes", machine)
         self.assertEqual(self.listed("Root"), [])
         self.assertIn("Authority", self.ctl("store", "list", "Root", "--machine").decode())
+
+    def test_keys_that_are_gone(self):
+        """Whatever leads to a key, nothing is stored for one that is not there."""
+        ec = ["-provtype", "16"]
+        made = ["-creatrqst", "-provname", self.provider_name(16), *ec]
+        for version in (10, 6):
+            self.use_version(version)
+            shutil.rmtree(self.home, ignore_errors=True)
+            self.succeed(*made, "-dn", "CN=Other", "-cont", "other", "-der", "x")
+            self.succeed(*made, "-dn", "CN=Ann", "-cont", "box", "-der", "req")
+            self.issue("req", "cert")
+            shutil.rmtree(self.path("home/containers/box"))
+            rows = [("-noCSP", ["-noCSP"]), ("another", ["-cont", "other"])]
+            for name, keys in rows:
+                with self.subTest(f"{version} {name}"):
+                    body = self.fail_with(0x80092004, "-instcert", *ec, *keys, "cert.p7")
+            self.assertIn(b"no key here fits", body)
+            self.succeed(*made, "-dn", "CN=Ann", "-cont", "box", "-der", "again")
+            self.fail_with(0x80092004, "-instcert", *ec, "-cont", "box", "cert.p7")
+            for store, count in (("My", 0), ("CA", 0), ("Root", 0), ("REQUEST", 3)):
+                self.assertEqual(len(self.listed(store)), count, f"{version} {store}")
+            self.assertFalse(os.path.exists(self.path("home/containers/box/exchange.cer")))
+            self.issue("again", "cert")
+            self.expect(["-instcert", *ec, "-cont", "box", "cert.p7"], 0, INSTALLED)
+            self.assertEqual(len(self.listed("REQUEST")), 2)
+
+    def test_passwords_are_asked_for_once_or_not(self):
+        keys = ["-provtype", "16", "-cont", "box"]
+        self.ctl("identity", "create", "CN=x", "--provtype", "16", "--container", "box", "--pin", "1")
+        self.succeed("-creatrqst", "-dn", "CN=Ann", *keys, "-nokeygen", "-pin", "1", "-der", "req")
+        self.issue("req", "cert")
+        self.write("foreign", self.read("ca.pem") * 3)
+        self.ctl("request", "delete", "box")
+        self.fail_with(0x80092004, "-instcert", *keys, "foreign")
+        folder = self.path("home/containers/box/")
+        for part in ("exchange.pub", "exchange.cer"):
+            public = self.read(folder + part)
+            os.remove(folder + part)
+        shown = self.on_terminal(b": ", b"1\n", "-instcert", *keys, "foreign")
+        self.assertEqual(shown.count(b"assword"), 1, shown)
+        self.assertIn(closing(0x80092004).strip(), shown)
+        self.write(folder + "exchange.cer", public)  # of a container without the public part
+        self.expect(["-instcert", *keys, "cert.p7"], 0, INSTALLED)
+
+    def test_stores_that_are_special(self):
+        self.request("req", *REQUEST_KEYS)
+        self.issue("req", "cert")
+        self.fail_with(0x80070005, "-instcert", "-noCSP", "-duroot", "cert.p7")
+        for store, count in (("Root", 0), ("REQUEST", 1)):
+            self.assertEqual(len(self.listed(store)), count)
+        self.expect(["-instcert", "-noCSP", "-duREQUEST", "cert.p7"], 0, INSTALLED)
+        self.ctl("store", "export", "REQUEST", "kept.pem")
+        self.assertEqual(self.read("kept.pem"), self.read("cert.pem"))
+        self.use_version(10)
+        self.expect(["-instcert", "-noCSP", "-duRoot", "cert.p7"], 0, INSTALLED)
+        self.assertEqual(len(self.listed("Root")), 2)
 
     def test_what_cannot_be_written(self):
         rows = [("a file in the folder's place", "home/containers"), ("no database", "home/stores.db")]

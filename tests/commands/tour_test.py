@@ -5,18 +5,20 @@ import re
 import subprocess
 import unittest
 
-from kestrel_case import KESTREL, KESTRELCTL, KestrelCase
+from kestrel_case import HAS_ENGINE, KESTREL, KESTRELCTL, KestrelCase
 
 ROOT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../..")
 FENCED = re.compile(r"^ *```(\w*)\n(.*?)^ *```$", re.MULTILINE | re.DOTALL)
 
 
 def commands(page, begin="", end=None):
-    """The lines of the blocks without a language, of a page or a part of it."""
+    """The lines of the blocks without a language, of a page or a part of it; those that want the
+    engine where it is there."""
     with open(os.path.join(ROOT, page), encoding="utf-8") as file:
         text = file.read()
     part = text[text.index(begin):text.index(end) if end else None]
-    blocks = [block for language, block in FENCED.findall(part) if not language]
+    typed = ("", "gost") if HAS_ENGINE else ("",)
+    blocks = [block for language, block in FENCED.findall(part) if language in typed]
     return [line for block in blocks for line in block.splitlines()]
 
 

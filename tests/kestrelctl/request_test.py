@@ -23,7 +23,7 @@ class Requests(KestrelCase):
         self.ctl("identity", "delete", "Bob")
         self.assertEqual(self.rows("container", "state"), [("Ann", ""), ("Bob", "key is gone")])
         thumbprint = self.rows("thumbprint")[1][0]
-        self.ctl("request", "delete", thumbprint[:8])
+        self.ctl("request", "delete", thumbprint[:8].upper())
         self.assertEqual(self.rows("container"), [("Ann",)])
         for verb in ("show", "delete"):
             self.assertIn(b"no request of 'Bob' waits", self.ctl("request", verb, "Bob", status=1))

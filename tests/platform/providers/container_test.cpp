@@ -118,7 +118,7 @@ TEST_F(Containers, AreClosedToOthers) {
             EXPECT_EQ(ModeOf(entry.path()), 0600U) << entry.path();
             ++files;
         }
-        EXPECT_EQ(files, 3U);
+        EXPECT_EQ(files, 4U);
     }
     umask(before);
 }
