@@ -1,12 +1,13 @@
 // kestrelctl chain and cache: why a chain is good or bad, and what was fetched for it.
 #include "platform/chain/chain.h"
+
 #include "kestrelctl/bundle_file.h"
 #include "kestrelctl/chain_words.h"
 #include "kestrelctl/commands.h"
 #include "kestrelctl/output.h"
 #include "kestrelctl/text_forms.h"
 #include "platform/base/ticks.h"
-#include "platform/certs/signature.h"
+#include "platform/certs/ancestors.h"
 #include "platform/chain/stamp_policy.h"
 
 namespace kestrelctl {
@@ -47,14 +48,6 @@ struct Subject {
     Found certificate;
     std::shared_ptr<platform::Store> others;
 };
-
-bool Issued(const platform::Certificate& issuer, const platform::Certificate& subject) {
-    try {
-        return HasIssued(issuer, subject);
-    } catch (const platform::Error&) {
-        return false;  // it cannot be read
-    }
-}
 
 // Of a file with a whole chain, the certificate that issued none of the others.
 Subject InFile(const std::string& name) {

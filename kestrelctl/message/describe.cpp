@@ -110,13 +110,15 @@ Value RecipientValue(const Recipient& recipient) {
 }
 
 Value CrlValue(const platform::Crl& crl) {
-    const CRL_INFO& info = crl.Info();
+    const CRL_INFO& info = crl.Head();
+    std::uint64_t count = 0;
+    for (platform::CrlEntries entries = crl.Entries(); entries.Next();) ++count;
     const platform::Ticks next = platform::TicksOf(info.NextUpdate);
     Value value = Value::Object();
     value.Set("issuer", NameText(info.Issuer))
         .Set("thisUpdate", IsoTime(platform::TicksOf(info.ThisUpdate)))
         .Set("nextUpdate", next == 0 ? Value() : Value(IsoTime(next)))
-        .Set("entries", Value::Of(std::uint64_t{info.cCRLEntry}))
+        .Set("entries", Value::Of(count))
         .Set("sha1", Thumbprint(crl.Der()));
     return value;
 }

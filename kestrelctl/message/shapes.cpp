@@ -12,30 +12,30 @@ namespace {
 
 using platform::Field;
 using platform::Piece;
-using platform::Shape;
+using Take = platform::Shape;
 using platform::der::Context;
 using platform::der::ContextConstructed;
 namespace der = platform::der;
 
-constexpr Field kAnyContent[] = {{platform::kAnyTag, Shape::Content}};
+constexpr Field kAnyContent[] = {{platform::kAnyTag, Take::Content}};
 constexpr Field kPlainPart[] = {
-    {der::kOid, Shape::Keep, Piece::ContentType},
-    {ContextConstructed(0), Shape::Enter, Piece::None, true, kAnyContent},
+    {der::kOid, Take::Keep, Piece::ContentType},
+    {ContextConstructed(0), Take::Enter, Piece::None, true, kAnyContent},
 };
 constexpr Field kSecretPart[] = {
-    {der::kOid, Shape::Keep, Piece::ContentType},
-    {der::kSequence, Shape::Keep, Piece::ContentEncryption},
-    {Context(0), Shape::Content, Piece::None, true},
+    {der::kOid, Take::Keep, Piece::ContentType},
+    {der::kSequence, Take::Keep, Piece::ContentEncryption},
+    {Context(0), Take::Content, Piece::None, true},
 };
 
-constexpr Field kVersion = {der::kInteger, Shape::Keep, Piece::Version};
-constexpr Field kRecipients = {der::kSet, Shape::KeepEach, Piece::Recipient};
-constexpr Field kEncapsulated = {der::kSequence, Shape::Enter, Piece::None, false, kPlainPart};
-constexpr Field kSecret = {der::kSequence, Shape::Enter, Piece::None, false, kSecretPart};
-constexpr Field kCode = {der::kOctetString, Shape::Discard};
+constexpr Field kVersion = {der::kInteger, Take::Keep, Piece::Version};
+constexpr Field kRecipients = {der::kSet, Take::KeepEach, Piece::Recipient};
+constexpr Field kEncapsulated = {der::kSequence, Take::Enter, Piece::None, false, kPlainPart};
+constexpr Field kSecret = {der::kSequence, Take::Enter, Piece::None, false, kSecretPart};
+constexpr Field kCode = {der::kOctetString, Take::Discard};
 // What is passed over: the originator's certificates, and attributes of the whole message.
 constexpr Field Passed(unsigned tag) {
-    return {ContextConstructed(tag), Shape::Discard, Piece::None, true};
+    return {ContextConstructed(tag), Take::Discard, Piece::None, true};
 }
 
 constexpr Field kEnveloped[] = {kVersion, Passed(0), kRecipients, kSecret, Passed(1)};
@@ -43,23 +43,23 @@ constexpr Field kAuthEnveloped[] = {kVersion,  Passed(0), kRecipients, kSecret,
                                     Passed(1), kCode,     Passed(2)};
 constexpr Field kEncrypted[] = {kVersion, kSecret, Passed(1)};
 constexpr Field kDigested[] = {
-    kVersion, {der::kSequence, Shape::Keep, Piece::DigestAlgorithm}, kEncapsulated, kCode};
+    kVersion, {der::kSequence, Take::Keep, Piece::DigestAlgorithm}, kEncapsulated, kCode};
 constexpr Field kAuthenticated[] = {
     kVersion,
     Passed(0),
     kRecipients,
-    {der::kSequence, Shape::Keep, Piece::ContentEncryption},  // of the authentication code
-    {ContextConstructed(1), Shape::Discard, Piece::None, true},
+    {der::kSequence, Take::Keep, Piece::ContentEncryption},  // of the authentication code
+    {ContextConstructed(1), Take::Discard, Piece::None, true},
     kEncapsulated,
     Passed(2),
     kCode,
     Passed(3)};
 constexpr Field kCompressed[] = {
-    kVersion, {der::kSequence, Shape::Keep, Piece::ContentEncryption}, kEncapsulated};
+    kVersion, {der::kSequence, Take::Keep, Piece::ContentEncryption}, kEncapsulated};
 
 template <std::size_t Count>
 constexpr std::array<Field, 1> Wrapped(const Field (&fields)[Count]) {
-    return {{{der::kSequence, Shape::Enter, Piece::None, false, fields}}};
+    return {{{der::kSequence, Take::Enter, Piece::None, false, fields}}};
 }
 constexpr auto kWrappedEnveloped = Wrapped(kEnveloped);
 constexpr auto kWrappedAuthEnveloped = Wrapped(kAuthEnveloped);
