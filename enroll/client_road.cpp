@@ -46,10 +46,13 @@ Reported KeepByClient(UnixRequest& client, const char* idFile) {
 HRESULT InstallChain(UnixRequest& client, BSTR url, FLEnroll& control) {
     HRESULT result = client.SetAuth(nullptr, static_cast<LONG>(AuthType::Anonymous),
                                     kAuthFlag | kAuthTrustServer, nullptr, nullptr);
-    if (FAILED(result)) return result;
+    if (result != S_OK) return result;
     ComText chain;
+    // A fetch that failed may answer with a code of the network, which is no negative one.
     result = client.GetCACertificate(FALSE, url, 0, chain.Fill());
-    return FAILED(result) ? result : control.InstallPKCS7(chain.Get());
+    if (result != S_OK) return result;
+    const HRESULT installed = control.InstallPKCS7(chain.Get());
+    return FAILED(installed) ? installed : S_OK;
 }
 
 }  // namespace
@@ -83,7 +86,7 @@ Reported TrustAuthority(UnixRequest& client, const std::string& address) {
     std::unique_ptr<FLEnroll> control;
     if (const Reported failure = MakeControl(control)) return failure;
     const HRESULT result = InstallChain(client, url.Get(), *control);
-    return FAILED(result) ? LeaveToClosingLine(Unreported(static_cast<DWORD>(result))) : Reported();
+    return result != S_OK ? LeaveToClosingLine(Unreported(static_cast<DWORD>(result))) : Reported();
 }
 
 Reported CreateThrough(UnixRequest& client, const EnrollOptions& options,
@@ -118,7 +121,7 @@ Reported FetchThrough(UnixRequest& client, const EnrollOptions& options, const s
     if (!Widen(address.c_str(), url)) return ReportError(kLastError);
     LONG disposition = 0;
     const HRESULT result = client.RetrievePending(id, url.Get(), &disposition);
-    if (FAILED(result)) return ReportResult(result);
+    if (FAILED(result)) return ReportResult(result);  // negative ones alone (enroll-50)
     std::string words;
     if (const Reported failure = ReadDisposition(client, words)) return failure;
     if (disposition == CR_DISP_ISSUED) return InstallFrom(client, options);

@@ -6,6 +6,7 @@
 #include "enroll/ca_page.h"
 #include "enroll/client_road.h"
 #include "enroll/endpoints.h"
+#include "enroll/token.h"
 #include "enroll/web_road.h"
 #include "front/core/catalogue.h"
 #include "front/core/commands.h"
@@ -68,6 +69,8 @@ Reported CreateCertificate() {
     if (const Reported failure = ParseEnrollKeys(options, {.request = true, .install = true})) {
         return failure;
     }
+    // Before there is a key that nothing can be done with.
+    if (const Reported failure = CheckTokenPassword(options.tokenPassword.Get())) return failure;
     ComText request;
     if (const Reported failure = MakeRequest(options, request)) return failure;
     PrintMessage(say::kSendingRequest, 1);

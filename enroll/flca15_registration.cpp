@@ -19,9 +19,9 @@ HRESULT FullAddress(BSTR url, const RegistrationForm* form, std::string& address
 }
 
 std::string FormBody(const RegistrationForm& form) {
-    std::string body = "GetSubjectFormPosted=1";
+    std::string body = "GetSubjectFormPosted=1&";
     for (const FormField& field : form.fields) {
-        body += '&';
+        if (&field != &form.fields.front()) body += '&';
         body += field.id + '=' + EncodeFormValue(field.value);
     }
     return body;

@@ -19,6 +19,11 @@ namespace {
 
 using IdBytes = std::array<BYTE, 4>;  // the lowest first
 
+void ShowId(int id) {
+    PrintMessage(say::kRequestIdShown, 0);
+    PrintText(std::to_string(id), 1);
+}
+
 Reported WriteId(const char* file, int id) {
     BytesHolder bytes(static_cast<BYTE*>(std::malloc(sizeof(IdBytes))));
     if (!bytes) return ReportError(kNoMemory);
@@ -28,6 +33,7 @@ Reported WriteId(const char* file, int id) {
     }
     if (const Reported failure = WriteFileRaw(file, bytes.get(), sizeof(IdBytes))) {
         bytes.release();  // it was freed
+        ShowId(id);       // the authority has the request: its number must not get lost
         return failure;
     }
     PrintMessage(say::kRequestIdWritten, 1);
@@ -50,8 +56,7 @@ Reported ReadId(const char* file, int& id) {
 
 Reported TellRequestId(const char* file, int id) {
     if (file != nullptr) return WriteId(file, id);
-    PrintMessage(say::kRequestIdShown, 0);
-    PrintText(std::to_string(id), 1);
+    ShowId(id);
     return 0;
 }
 

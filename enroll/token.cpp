@@ -11,14 +11,18 @@ namespace kestrel {
 
 namespace {
 
-// A longer one cannot be a token's: it would only be cut (enroll-30).
 constexpr std::size_t kLongestTokenPassword = 19;
 
 }  // namespace
 
+Reported CheckTokenPassword(const char* password) {
+    const bool fits = password == nullptr || std::strlen(password) <= kLongestTokenPassword;
+    return fits ? Reported() : ReportError(kWrongKey, "tpassword");
+}
+
 Reported SetTokenAuth(UnixRequest& client, const char* token, const char* password) {
     const char* const given = password != nullptr ? password : "";
-    if (std::strlen(given) > kLongestTokenPassword) return ReportError(kWrongKey, "tpassword");
+    if (const Reported failure = CheckTokenPassword(given)) return failure;
     const HRESULT result =
         client.SetAuth(nullptr, static_cast<LONG>(AuthType::UserName), kAuthFlag, token, given);
     return result == S_OK ? Reported() : ReportResult(result);

@@ -14,9 +14,7 @@ Value TextOrNull(const std::string& text) { return text.empty() ? Value() : Valu
 
 }  // namespace
 
-std::string IsoTime(platform::Ticks ticks) {
-    return TimeText(platform::FileTimeOf(ticks));
-}
+std::string IsoTime(platform::Ticks ticks) { return TimeText(platform::FileTimeOf(ticks)); }
 
 Value TimeOrNull(const std::optional<platform::Ticks>& ticks) {
     return ticks ? Value(IsoTime(*ticks)) : Value();

@@ -20,10 +20,10 @@ std::string Harmless(std::string_view detail) {
 }
 
 constexpr DWORD kFirstModuleText = 12000;
-constexpr DWORD kLastModuleText = 12199;
+constexpr DWORD kLastModuleText = 12174;
 
 // The texts of the internet codes belong to their modules, as on the other system; they are
-// the only ones that modules have here.
+// the only ones that modules have here. Later codes are no module's that callers ask.
 bool HasText(DWORD flags, DWORD code) {
     const bool ofModule = code >= kFirstModuleText && code <= kLastModuleText;
     return (flags & (ofModule ? FORMAT_MESSAGE_FROM_HMODULE : FORMAT_MESSAGE_FROM_SYSTEM)) != 0;

@@ -63,7 +63,9 @@ class Registration(KestrelCase):
                 ("error", ["-FLCA", self.url + "/status?code=500&x="], 12030, closed),
                 ("in clear after all", ["-FLCA", f"https{self.url[4:]}/status?code=301&x=http://"],
                  1359, b"The platform failed inside."),
-                ("a stranger", ["-FLCA", self.tls], 12175, None),
+                ("a stranger", ["-FLCA", self.tls], 12175,
+                 b"No secure connection to the server could be made: SSL certificate problem: "
+                 b"self-signed certificate"),
                 ("nobody", ["-FLCA", "http://127.0.0.1:1"], 12029, None),
                 ("a setting that is no text", [], 13, None),
                 ("a file", ["-FLCA", self.url, "x"], 0x200000D2,
@@ -134,6 +136,12 @@ class Registration(KestrelCase):
         secret = "x" * 20
         body = self.fail_with(0x200000CE, *args[:-1], secret)
         self.assertNotIn(secret.encode(), body)
+
+    def test_a_request_is_asked_for_in_vain(self):
+        status, body = self.kestrel("-pendcert", "-noCSP", "-FLCA", "http://127.0.0.1:1", "-token", "T",
+                                    "-tpassword", "p", stdin=b"1\n")
+        self.assertIn(b"Request failed", body)
+        self.assertEqual(status, 0)
 
 
 if __name__ == "__main__":

@@ -118,6 +118,9 @@ class WebEnroll(KestrelCase):
         self.expect(second, 0, ASKED + INSTALLED)
         self.expect(self.fetch(), 0, b"Enter request ID:1\n" + ASKED + INSTALLED, stdin=b"1\n")
         self.assertEqual([self.count(store) for store in ("My", "Root", "REQUEST")], [2, 1, 0])
+        os.mkdir(self.path("folder"))
+        _, body = self.kestrel(*self.create("-FileID", "folder"))
+        self.assertIn(b"(0x20000065)\nRequest ID:3\n", body)
 
     def test_handed_in_again(self):
         """A refused request leaves its key in a container that is told, and another try takes it."""
@@ -218,6 +221,7 @@ class WebEnroll(KestrelCase):
             (["-pendcert", "file"], error_line(b"Command doesn't need file argument.", 0x200000D2)),
             ([*NEW, "-CA", "a", "-CA", "b"], wrong(b"CA")),
             ([*NEW, "-CA", "a", "-FLCA", "b"], wrong(b"FLCA")),
+            ([*NEW, "-FLCA", "a", "-tpassword", "x" * 20], wrong(b"tpassword")),
             (["-creatcert", "-CA", "a"], error_line(b"No required key: '-dn'.", 0x200000CD)),
             (self.fetch("-FileID", "three"), no_id(b"three")),
             (self.fetch("-FileID", "five"), no_id(b"five")),
