@@ -33,6 +33,7 @@ enum class Reason : std::uint8_t {
     NoSigner,
     TooManySigners,
     ContentInside,
+    PartNotSigned,
     SignerMissing,
     NoContent,
     ContentChanged,

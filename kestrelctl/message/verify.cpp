@@ -75,6 +75,7 @@ void AddFault(const Error& error, Findings& findings) {
 void Read(const Pair& pair, const ContentSink& sink, MessageVerdict& message) {
     message.record = ReadMessageFile(pair.message, sink);
     message.read = true;
+    if (message.record.strayPart) message.findings.Add(Reason::PartNotSigned);
     const bool tokenAlone =
         message.record.kind == Kind::StampToken || message.record.kind == Kind::StampResponse;
     message.detached = tokenAlone || !message.record.hasContent;

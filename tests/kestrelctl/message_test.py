@@ -1,6 +1,7 @@
 """`kestrelctl message`: verdicts over messages that lie, each built from parts, beside what the
 openssl command says of them; documents held against their schema."""
 
+import base64
 import hashlib
 import json
 import os
@@ -409,6 +410,19 @@ class Uses(MessageCase):
                 said = self.openssl("cms", "-verify", "-in", "m", "-CAfile", "rita.pem", "-purpose",
                                     "any", "-out", "plain", status=None)[0] == 0
                 self.assertEqual(said, reason is None)
+
+    def test_mail_about_something_else(self):
+        for title, second in (("a message", self.signed()), ("a token", stamp(
+                self.clock, CONTENT, NOW - HOUR, lists=[self.clean])), ("an answer", response(
+                    0, stamp(self.clock, CONTENT, NOW - HOUR, lists=[self.clean])))):
+            with self.subTest(title):
+                self.write("in", CONTENT)
+                self.write("m", b'Content-Type: multipart/signed; boundary="x"\n\n--x\n\nPay Eve\n--x\n'
+                           b"Content-Transfer-Encoding: base64\n\n"
+                           + base64.encodebytes(second) + b"--x--\n")
+                for words in ([], ["--content", "in"]):
+                    status, document = self.verify("m", *words)
+                    self.assertEqual((status, document["reason"]), (1, "part-not-signed"))
 
     def test_bad_command_lines(self):
         self.write("m", self.signed())
