@@ -103,6 +103,7 @@ void JudgeDemands(const Demands& demands, MessageVerdict& message) {
     if (message.token) message.findings.Add(message.token->findings);
     TakeDemanded(demands, message);
     if (demands.all) {
+        if (message.token) message.findings.Add(Reason::NoSigner);
         for (const SignerVerdict& signer : message.signers) message.findings.Add(signer.findings);
     } else if (demands.signers.empty()) {
         TakeSigners(message);

@@ -124,6 +124,10 @@ void JudgeParts(Judge& judge, const Pair& pair, MessageVerdict& message) {
     const bool token = record.kind == Kind::StampToken || record.kind == Kind::StampResponse;
     if (token && record.signedBody) {
         message.token = judge.JudgeToken(record, digests);
+        // Anybody gets a stamp for anything: it is no signature where one is looked for.
+        if (pair.message.ends_with(kExtension)) {
+            message.findings.Add(Reason::NotSigned, NameOf(record.kind));
+        }
     } else if (!record.signedBody) {
         message.findings.Add(Reason::NotSigned, NameOf(record.kind));
     } else if (record.Signers().empty()) {

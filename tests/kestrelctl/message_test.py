@@ -364,7 +364,7 @@ class Uses(MessageCase):
         more = [attribute(CONTENT_STAMP, content)]
         token = stamp(self.clock, CONTENT, NOW - HOUR, lists=[self.clean])
         files = {"m": self.signed(signer(self.ann, CONTENT, more)), "in": CONTENT, "t": token,
-                 "r": response(0, token), "no": response(2, text="no"),
+                 "r": response(0, token), "in.sgn": token, "no": response(2, text="no"),
                  "wrong": self.signed(signer(self.ann, b"x", more), content=b"x")}
         for file, octets_of in files.items():
             self.write(file, octets_of)
@@ -372,7 +372,9 @@ class Uses(MessageCase):
                 (["t", "--content", "in"], "good", None), (["t"], "indeterminate", "no-content"),
                 (["t", "--content", "m"], "bad", "stamp-imprint"),
                 (["r", "--content", "in", "--signer", "Clock"], "good", None),
-                (["no"], "bad", "not-signed")]
+                (["no"], "bad", "not-signed"), (["t", "--content", "in", "--all"], "bad", "no-signer"),
+                (["in"], "bad", "not-signed"), (["in.sgn"], "bad", "not-signed"),
+                (["in.sgn", "--content", "in"], "bad", "not-signed")]
         for words, verdict, reason in rows:
             with self.subTest(words):
                 _, document = self.verify(*words)
