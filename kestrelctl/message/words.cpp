@@ -15,9 +15,7 @@ Value TextOrNull(const std::string& text) { return text.empty() ? Value() : Valu
 }  // namespace
 
 std::string IsoTime(platform::Ticks ticks) {
-    std::string text = TimeText(platform::FileTimeOf(ticks));
-    if (text.size() > 10) text[10] = 'T';
-    return text + "Z";
+    return TimeText(platform::FileTimeOf(ticks));
 }
 
 Value TimeOrNull(const std::optional<platform::Ticks>& ticks) {

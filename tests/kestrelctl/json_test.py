@@ -20,7 +20,7 @@ LINES = {
     "store show": (["CA"], 0),
     "chain": (["end.pem"], 1),
     "cache list": ([], 0),
-    "cache fetch": (["end.pem"], 0),
+    "cache fetch": (["end.pem"], 1),
     "policy show": ([], 0),
     "policy show --all": ([], 0),
     "providers": ([], 0),
