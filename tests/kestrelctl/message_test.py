@@ -192,6 +192,8 @@ class Verdicts(MessageCase):
             ("revoked after the stamp", self.stamped(lists=[root.revoke((ann, after))]), "good",
              None, None),
             ("no list", self.signed(lists=[]), "indeterminate", "revocation-unknown", None),
+            ("a list in force at the stamp's time", self.stamped(lists=[root.revoke(
+                start=NOW - DAY, end=NOW - 99)]), "indeterminate", "revocation-unknown", None),
             ("expired", by(gone), "indeterminate", "expired", False),
             ("expired before the stamp", self.stamped(who=gone), "indeterminate", "expired", None),
             ("expired after the stamp", self.stamped(NOW - 2 * DAY, gone), "good", None, None),
@@ -461,6 +463,24 @@ class Run(MessageCase):
         self.assertEqual(words(), (3, [None] * 6 + [unknown] * 4))
         self.assertEqual(sorted(web.asked), ["/gone.crl", "/published.crl"])
         self.assertEqual(words("--offline"), (3, [None] * 6 + [unknown] * 4))
+
+    def test_lists_of_the_message_come_last(self):
+        web = Web()
+        self.addCleanup(web.close)
+        names = der(0xA0, der(0xA0, der(0x86, web.address("list").encode())))
+        point = evidence.extension("2.5.29.31", sequence(sequence(names)))
+        gone = self.party("Gone", self.root, uses=[*SIGNING, point])
+        web.pages["/list"] = self.root.revoke((gone, NOW - 20 * DAY))
+        over = self.root.revoke(start=NOW - 22 * DAY, end=NOW - 8 * DAY)
+        held = self.root.revoke(start=NOW - 22 * DAY, end=NOW + 8 * DAY)
+        self.write("over", self.stamped(NOW - 10 * DAY, gone, lists=[over, self.clean]))
+        self.write("held", self.signed(signer(gone, CONTENT), who=[gone], lists=[held]))
+        rows = [(["held", "--offline"], 0, None), (["held"], 1, "revoked"),
+                (["over"], 1, "revoked"), (["held", "--offline"], 1, "revoked")]
+        for words, status, reason in rows:
+            with self.subTest(words):
+                code, (document,) = self.documents("verify", *words)
+                self.assertEqual((code, document["reason"]), (status, reason))
 
     def test_pages_agree(self):
         with open(os.path.join(ROOT, "docs/verdicts.md"), encoding="utf-8") as file:

@@ -68,12 +68,12 @@ class Party:
         return sequence(body, algorithm(ECDSA, null=False),
                         der(0x03, b"\0" + self.sign(body)))
 
-    def revoke(self, *entries):
-        """A list of (party, time), in force now."""
+    def revoke(self, *entries, start=NOW - HOUR, end=NOW + DAY):
+        """A list of (party, time), in force now unless told otherwise."""
         rows = [sequence(integer(who.number), moment(when)) for who, when in entries]
         return self.seal(sequence(
-            integer(1), algorithm(ECDSA, null=False), name(self.subject), moment(NOW - HOUR),
-            moment(NOW + DAY), sequence(*rows) if rows else b""))
+            integer(1), algorithm(ECDSA, null=False), name(self.subject), moment(start),
+            moment(end), sequence(*rows) if rows else b""))
 
     def identifier(self):
         return sequence(name(self.issuer.subject), integer(self.number))
