@@ -75,7 +75,8 @@ void Judge::JudgeService(const Record& token, const Surroundings& around, StampV
 }
 
 // The chain holds at the stamp's time. A service that was revoked later counts as revoked all
-// the same: its key may have been anybody's, and nobody else tells when the stamp was made.
+// the same: its key may have been anybody's, and nobody else tells when the stamp was made. So
+// somebody has to tell that it is not.
 void Judge::JudgeServiceAt(const Surroundings& around, StampVerdict& stamp) {
     try {
         stamp.chain = chains_.Of(stamp.service, stamp.facts->time, around);
@@ -83,8 +84,12 @@ void Judge::JudgeServiceAt(const Surroundings& around, StampVerdict& stamp) {
         AddWeakIssues(*stamp.chain, settings_.now, Reason::StampWeak, stamp.findings);
         if (stamp.findings.Has(Reason::StampRevoked)) return;
         const ChainFacts& today = chains_.Of(stamp.service, settings_.now, around);
-        if ((today.path.Error() & CERT_TRUST_IS_REVOKED) != 0) {
+        const DWORD bits = today.path.Error();
+        if ((bits & CERT_TRUST_IS_REVOKED) != 0) {
             stamp.findings.Add(Reason::StampRevoked);
+        } else if ((bits & CERT_TRUST_REVOCATION_STATUS_UNKNOWN) != 0 &&
+                   !stamp.findings.Has(Reason::StampRevocationUnknown)) {
+            stamp.findings.Add(Reason::StampRevocationUnknown, "now");
         }
     } catch (const Error& error) {
         if (error.Code() != static_cast<DWORD>(NTE_BAD_ALGID)) throw;

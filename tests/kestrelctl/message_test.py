@@ -384,6 +384,24 @@ class Uses(MessageCase):
         _, document = self.verify("m")  # a stamp below the signature proves no later time
         self.assertEqual(document["signers"][0]["timeSource"], "now")
 
+    def test_services_now(self):
+        """A stamp rests on what is known of its service today, whenever it was made."""
+        below = self.party("Below", self.root, uses=AUTHORITY)
+        far = self.party("Far", below, uses=STAMPING)
+        self.write("below.cer", below.certificate)
+        self.write("old.crl", below.revoke(start=NOW - 20 * DAY, end=NOW - 5 * DAY))
+        for file in ("below.cer", "old.crl"):
+            self.ctl("store", "add", "CA", file)
+        self.write("open", self.stamped(NOW - 9 * DAY, service=far))
+        self.write("told", self.stamped(NOW - 9 * DAY, service=far, lists=[self.clean, below.revoke()]))
+        self.write("gone", self.stamped(NOW - 9 * DAY, lists=[self.root.revoke((self.clock, NOW - DAY))]))
+        rows = [(["open"], 3, "stamp-revocation-unknown"), (["told"], 0, None),
+                (["gone"], 1, "stamp-revoked")]
+        for words, status, reason in rows:
+            with self.subTest(words):
+                code, document = self.verify(*words)
+                self.assertEqual((code, document["reason"]), (status, reason))
+
     def test_mail(self):
         self.write("in", b"one\ntwo\n\nthree")
         self.make_certificate("rsa", "rita")
