@@ -168,6 +168,11 @@ Findings JudgeServiceChain(const ChainFacts& chain) {
 
 void AddWeakIssues(const ChainFacts& chain, Ticks time, Reason reason, Findings& findings) {
     for (const platform::Link& link : chain.path.links) {
+        const bool issuer = &link != &chain.path.links.front();  // the first has a check of its own
+        const KeyFacts key = KeyOf(link.certificate->Info().SubjectPublicKeyInfo);
+        if (const auto why = issuer ? WeaknessOfKey(key, time) : std::nullopt) {
+            findings.Add(reason, *why + ": " + SubjectOf(link));
+        }
         if (link.selfSigned) continue;  // nobody relies on its signature
         if (const auto why = WeaknessOfIssue(*link.certificate, time)) {
             findings.Add(reason, *why + ": " + SubjectOf(link));

@@ -55,7 +55,7 @@ class Chains {
 Findings JudgeChain(const ChainFacts& chain);
 // The same for a time-stamp service at the time of its stamp.
 Findings JudgeServiceChain(const ChainFacts& chain);
-// The weak digests under the certificates of a chain.
+// The weak digests under the certificates of a chain, and the weak keys of their issuers.
 void AddWeakIssues(const ChainFacts& chain, platform::Ticks time, Reason reason,
                    Findings& findings);
 

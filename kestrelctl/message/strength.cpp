@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "platform/base/error.h"
+#include "platform/certs/signature.h"
 #include "platform/providers/algorithms.h"
 
 namespace kestrelctl::message {
@@ -126,13 +127,7 @@ std::optional<std::string> WeaknessOfKey(const KeyFacts& key, Ticks time) {
 }
 
 std::optional<std::string> WeaknessOfIssue(const platform::Certificate& certificate, Ticks time) {
-    const std::string_view wanted = certificate.Info().SignatureAlgorithm.pszObjId;
-    for (const auto& row : platform::SignatureTable()) {
-        if (row.oid == wanted && row.digestOid != nullptr) {
-            return WeaknessOfDigest(row.digestOid, time);
-        }
-    }
-    return std::nullopt;
+    return WeaknessOfDigest(platform::DigestUnder(certificate.Info().SignatureAlgorithm), time);
 }
 
 }  // namespace kestrelctl::message

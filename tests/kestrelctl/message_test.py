@@ -27,6 +27,7 @@ except ImportError:
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 CONTENT = b"what was signed\n"
+PSS, RSA_SHA256 = "1.2.840.113549.1.1.10", "1.2.840.113549.1.1.11"
 SHA512 = "2.16.840.1.101.3.4.2.3"
 
 
@@ -183,6 +184,16 @@ class Verdicts(MessageCase):
             "2.5.29.37", sequence(oid("1.3.6.1.5.5.7.3.1")))])
         lost = self.party("Lost", self.party("Nobody", uses=AUTHORITY))
         before, after = NOW - 2 * HOUR, NOW - HOUR // 2
+        def below(bits, *named, hashed="-sha256", clock=False):
+            key = self.shop.new_key("RSA", f"rsa_keygen_bits:{bits}")
+            issuer = self.party("Issuer", root, uses=AUTHORITY, key=key)
+            issuer.algorithm = sequence(*named[:2])
+            issuer.sealing = [hashed, *" ".join(named[2:]).split()]
+            who = self.party("Who", issuer, uses=STAMPING if clock else SIGNING)
+            def stamps(signature):
+                return [attribute(SIGNATURE_STAMP, stamp(who, signature, NOW - HOUR))]
+            made = signer(ann, CONTENT, unsigned=stamps) if clock else signer(who, CONTENT)
+            return self.signed(made, who=[ann, who, issuer], lists=[self.clean, issuer.revoke()])
         def by(who, **more):
             return self.signed(signer(who, CONTENT), who=[who], **more)
         return [
@@ -194,6 +205,14 @@ class Verdicts(MessageCase):
             ("no list", self.signed(lists=[]), "indeterminate", "revocation-unknown", None),
             ("a list in force at the stamp's time", self.stamped(lists=[root.revoke(
                 start=NOW - DAY, end=NOW - 99)]), "indeterminate", "revocation-unknown", None),
+            ("issued with SHA-1 in PSS", below(2048, oid(PSS), sequence(), *(
+                f"-sigopt rsa_{o}" for o in ("padding_mode:pss", "pss_saltlen:20")), hashed="-sha1"),
+             "indeterminate", "weak-algorithm", None),
+            ("issued with 1024 bits", below(1024, oid(RSA_SHA256), b"\5\0"), "indeterminate",
+             "weak-algorithm", True),
+            ("issued with 2048 bits", below(2048, oid(RSA_SHA256), b"\5\0"), "good", None, True),
+            ("stamped below 1024 bits", below(1024, oid(RSA_SHA256), b"\5\0", clock=True),
+             "indeterminate", "stamp-weak", None),
             ("expired", by(gone), "indeterminate", "expired", False),
             ("expired before the stamp", self.stamped(who=gone), "indeterminate", "expired", None),
             ("expired after the stamp", self.stamped(NOW - 2 * DAY, gone), "good", None, None),
