@@ -40,8 +40,8 @@ message::JudgeSettings SettingsOf(const Arguments& arguments) {
     const std::string* at = arguments.Find("at");
     settings.given = at != nullptr;
     const platform::Ticks now = platform::CurrentTicks();
-    settings.now = at != nullptr ? platform::TicksOf(TimeNamed("at", *at))
-                                 : now - now % platform::kTicksPerSecond;
+    settings.today = now - now % platform::kTicksPerSecond;
+    settings.now = at != nullptr ? platform::TicksOf(TimeNamed("at", *at)) : settings.today;
     settings.offline = arguments.Has("offline");
     return settings;
 }

@@ -9,6 +9,7 @@ import re
 import shutil
 import subprocess
 import sys
+import time
 import unittest
 
 import evidence
@@ -414,12 +415,17 @@ class Uses(MessageCase):
         self.write("open", self.stamped(NOW - 9 * DAY, service=far))
         self.write("told", self.stamped(NOW - 9 * DAY, service=far, lists=[self.clean, below.revoke()]))
         self.write("gone", self.stamped(NOW - 9 * DAY, lists=[self.root.revoke((self.clock, NOW - DAY))]))
+        self.write("weak", self.stamped(hashed="sha1", named=evidence.SHA1))
+        before = time.strftime("%Y-%m-%d", time.gmtime(NOW - 3 * DAY))
         rows = [(["open"], 3, "stamp-revocation-unknown"), (["told"], 0, None),
-                (["gone"], 1, "stamp-revoked")]
+                (["gone"], 1, "stamp-revoked"), (["gone", "--at", before], 1, "stamp-revoked")]
         for words, status, reason in rows:
             with self.subTest(words):
                 code, document = self.verify(*words)
                 self.assertEqual((code, document["reason"]), (status, reason))
+
+        _, document = self.verify("weak", "--at", "2013-01-01")
+        self.assertIn("stamp-weak", [finding["reason"] for finding in document["findings"]])
 
     def test_mail(self):
         self.write("in", b"one\ntwo\n\nthree")
