@@ -62,6 +62,7 @@ MessageVerdict VerifyOne(message::Judge& judge, const std::string& file,
     message::ContentFile content(*output);
     MessageVerdict verdict =
         Verify(judge, file, demands, [&](platform::ByteView piece) { content.Write(piece); });
+    if (verdict.token) throw UsageError("a time stamp has no content for '--output'");
     if (VerdictOf(verdict) == Verdict::Good) {
         content.Keep();
         verdict.output = *output;
