@@ -60,6 +60,30 @@ void CheckSigned(const Record& record, const platform::SignerInfo& signer, const
     }
 }
 
+// NULL and nothing are one.
+bool SameAlgorithm(const platform::Algorithm& first, const platform::Algorithm& second) {
+    const auto told = [](const Bytes& parameters) {
+        return parameters == Bytes{der::kNull, 0} ? Bytes() : parameters;
+    };
+    return first.oid == second.oid && told(first.parameters) == told(second.parameters);
+}
+
+// RFC 6211: the algorithms that were signed are the ones that the signer names.
+void CheckProtection(const platform::SignerInfo& signer, Findings& findings) {
+    const auto value = ValueOf(signer, kProtectionOid);
+    if (!value) return;
+    der::Cursor cursor = der::Inside(*value, der::kSequence);
+    const auto digest = platform::ParseAlgorithm(cursor.Expect(der::kSequence).whole);
+    const der::Item signature = cursor.Expect(der::ContextConstructed(1));
+    const auto algorithm =
+        platform::ParseAlgorithm(der::Element(der::kSequence, signature.contents));
+    cursor.ExpectEnd();
+    if (!SameAlgorithm(digest, signer.digest) ||
+        !SameAlgorithm(algorithm, signer.signatureAlgorithm)) {
+        findings.Add(Reason::AttributeWrong, IdentifierName(kProtectionOid));
+    }
+}
+
 // False when nothing can be said of the signature.
 bool CheckContent(const Record& record, const platform::SignerInfo& signer, Findings& findings) {
     if (!record.signedBody->ContentComplete()) {
@@ -87,6 +111,7 @@ bool CheckForm(const Record& record, const platform::SignerInfo& signer, Finding
         const std::string twice = RepeatedAttribute(signer);
         if (!twice.empty()) findings.Add(Reason::AttributeTwice, twice);
         CheckUnsigned(signer, findings);
+        if (signer.signedAttributes) CheckProtection(signer, findings);
         return CheckContent(record, signer, findings);
     } catch (const Error&) {
         findings.Add(Reason::AttributeWrong);

@@ -133,6 +133,8 @@ class Verdicts(MessageCase):
         attributes = sorted(basics(CONTENT))
         twin = digest_attribute(b"other")
         times = [attribute(evidence.SIGNING_TIME, moment(NOW - t)) for t in (0, 99)]
+        protect = lambda digest, kind: [attribute("1.2.840.113549.1.9.52", sequence(
+            sequence(oid(digest)), der(0xA1, oid(kind))))]
         broken = signer(ann, CONTENT)
         as_content = der(0x31, *attributes)
         exchanged = signer(ann, as_content, bare=True)
@@ -158,6 +160,12 @@ class Verdicts(MessageCase):
              "attribute-wrong", None),
             ("an unsigned signing time", self.signed(signer(
                 ann, CONTENT, unsigned=lambda _: times[:1])), "bad", "attribute-wrong", None),
+            ("the algorithms signed, too", self.signed(signer(ann, CONTENT, protect(
+                evidence.SHA256, evidence.ECDSA))), "good", None, True),
+            ("other algorithms signed", self.signed(signer(ann, CONTENT, protect(
+                SHA512, evidence.ECDSA))), "bad", "attribute-wrong", None),
+            ("another signature signed", self.signed(signer(ann, CONTENT, protect(
+                evidence.SHA256, RSA_SHA256))), "bad", "attribute-wrong", None),
             ("attributes as content", self.signed(exchanged, content=as_content), "bad",
              "content-ambiguous", None),
             ("nobody", message(CONTENT, [], [ann.certificate]), "bad", "no-signer", False),
@@ -377,6 +385,11 @@ class Uses(MessageCase):
                 self.assertEqual(self.read(out) if os.path.exists(self.path(out)) else None, after)
                 self.assertLessEqual(set(os.listdir(self.folder)), before | {out})
         self.assertEqual(os.stat(self.path("kept")).st_mode & 0o777, 0o640)
+        self.write("t", stamp(self.clock, CONTENT, NOW - HOUR, lists=[self.clean]))
+        self.write("r", response(0, self.read("t")))
+        for file in "tr":
+            done = self.run_message("verify", file, "--content", "kept", "--output", "kept")
+            self.assertEqual((done.returncode, done.stdout, self.read("kept")), (2, b"", CONTENT))
         done = self.run_message("verify", "good", "--output", "pipe")
         self.assertEqual(done.returncode, 1)
         self.assertIn(b"could wait for the verdict", done.stderr)
