@@ -135,6 +135,8 @@ class Verdicts(MessageCase):
         times = [attribute(evidence.SIGNING_TIME, moment(NOW - t)) for t in (0, 99)]
         protect = lambda digest, kind: [attribute("1.2.840.113549.1.9.52", sequence(
             sequence(oid(digest)), der(0xA1, oid(kind))))]
+        armour = lambda octets_of, end=b"CMS": (b"-----BEGIN CMS-----\n" + base64.encodebytes(
+            octets_of) + b"-----END " + end + b"-----\n")
         broken = signer(ann, CONTENT)
         as_content = der(0x31, *attributes)
         exchanged = signer(ann, as_content, bare=True)
@@ -179,6 +181,11 @@ class Verdicts(MessageCase):
             ("nothing", b"", "bad", "cut-short", False),
             ("another type of message", sequence(oid("1.2.3.4")), "bad", "malformed", False),
             ("octets behind", self.signed() + b"\0", "bad", "malformed", None),
+            ("armour", armour(self.signed()), "good", None, None),
+            ("two in armour", armour(self.signed()) + armour(self.signed()), "bad", "malformed", None),
+            ("text behind armour", armour(self.signed()) + b"Pay", "bad", "malformed", None),
+            ("another end", armour(self.signed(), b"PKCS7"), "bad", "malformed", None),
+            ("no end", armour(self.signed())[:-10], "bad", "cut-short", None),
             ("one part", b'Content-Type: multipart/signed;\n boundary="x"\n\n--x\nA: b\n\n--x--\n',
              "bad", "malformed", None),
         ]
