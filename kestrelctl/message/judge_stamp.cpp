@@ -34,6 +34,7 @@ Reason StampReasonOf(const Finding& finding) {
         case Reason::CertificateDiffers:
             return Reason::StampCertificate;
         case Reason::CertificateMissing:
+        case Reason::TooManyCandidates:
             return Reason::StampUntrusted;
         case Reason::AlgorithmUnknown:
             return Reason::StampAlgorithm;

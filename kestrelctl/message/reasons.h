@@ -44,6 +44,7 @@ enum class Reason : std::uint8_t {
     AlgorithmUnknown,
     CertificateDiffers,
     CertificateMissing,
+    TooManyCandidates,
     NotForSigning,
     ChainSignature,
     Revoked,

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "kestrelctl/message/attributes.h"
+#include "kestrelctl/message/strength.h"
 #include "kestrelctl/text_forms.h"
 #include "platform/base/error.h"
 #include "platform/certs/compare.h"
@@ -218,7 +219,11 @@ void Search::Conclude(Identity& identity) const {
     identity.candidates = candidates_.size();
     identity.certificate = found_.candidate;
     if (!found_.candidate) return identity.findings.Add(Reason::CertificateMissing);
-    identity.comparedWhole = !marks_.empty() && found_.marked;
+    // Where another certificate can be made to fit the hash, nothing was compared.
+    const auto proves = [](const CertificateMark& mark) {
+        return !WeaknessOfDigest(mark.digestOid, 0);
+    };
+    identity.comparedWhole = found_.marked && std::ranges::any_of(marks_, proves);
     if (!found_.marked) identity.findings.Add(Reason::CertificateDiffers);
     switch (found_.key) {
         case KeyFit::Made:
@@ -228,6 +233,9 @@ void Search::Conclude(Identity& identity) const {
         case KeyFit::Ambiguous:
             return identity.findings.Add(Reason::ContentAmbiguous);
         case KeyFit::Wrong:
+            if (candidates_.size() >= kMostCandidates) {
+                return identity.findings.Add(Reason::TooManyCandidates);
+            }
             // Where the content or an attribute is at fault, no key would fit.
             if (identity.findings.WorstOf(Check::Signature) == Verdict::Bad) return;
             return identity.findings.Add(Reason::SignatureWrong);

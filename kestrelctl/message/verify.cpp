@@ -124,6 +124,11 @@ void JudgeParts(Judge& judge, const Pair& pair, MessageVerdict& message) {
     const bool token = record.kind == Kind::StampToken || record.kind == Kind::StampResponse;
     if (token && record.signedBody) {
         message.token = judge.JudgeToken(record, digests);
+        // RFC 3161 2.4.2: granted, or granted with changes.
+        if (record.answer && record.answer->status != 0 && record.answer->status != 1) {
+            message.findings.Add(Reason::NotSigned,
+                                 "status " + std::to_string(record.answer->status));
+        }
         // Anybody gets a stamp for anything: it is no signature where one is looked for.
         if (pair.message.ends_with(kExtension)) {
             message.findings.Add(Reason::NotSigned, NameOf(record.kind));

@@ -95,6 +95,8 @@ class Verdicts(MessageCase):
         borrowed = hashlib.sha1(b"Ann's key").digest()
         keyed = self.party("Ann Key", root, uses=[*SIGNING, key_identifier(borrowed)])
         thief = self.party("Thief", root, uses=[*SIGNING, key_identifier(borrowed)])
+        decoys = [self.party("Ann", root, number=ann.number, key=namesake.key, end=NOW + (n + 1) * DAY)
+                  for n in range(40)]
         by_key = {"sid": der(0x80, borrowed)}
         by_eve = signer(eve, CONTENT)
         return [
@@ -121,6 +123,8 @@ class Verdicts(MessageCase):
              False),
             ("an identifier of two", self.signed(signer(keyed, CONTENT, **by_key),
                                                  who=[thief, keyed]), "good", None, None),
+            ("among many namesakes", self.signed(who=decoys + [ann]), "indeterminate",
+             "too-many-candidates", None),
             ("nobody's certificate", self.signed(who=[root]), "indeterminate",
              "certificate-missing", False),
             ("self-made", self.signed(signer(false_root, CONTENT), who=[false_root]), "bad",
@@ -332,7 +336,8 @@ class Uses(MessageCase):
         both = [signer(who, CONTENT) for who in (self.ann, eve)]
         self.write("m", self.signed(*both, who=[self.ann, eve]))
         self.write("ann.cer", self.ann.certificate)
-        self.write("bob.cer", bob.certificate)
+        for file in ("bob.cer", "Ann"):  # a name is none of a file in the folder
+            self.write(file, bob.certificate)
         sha1 = hashlib.sha1(self.ann.certificate).hexdigest()
         sha256 = hashlib.sha256(self.ann.certificate).hexdigest()
         rows = [
@@ -341,6 +346,7 @@ class Uses(MessageCase):
             (["--signer", ":".join(sha256[i:i + 2] for i in range(0, 64, 2)).upper()], 0, None),
             (["--signer", sha1[:12]], 1, "signer-missing"), (["--signer", "An"], 1, "signer-missing"),
             (["--signer", "ann.cer"], 0, None), (["--signer", "bob.cer"], 1, "signer-missing"),
+            (["--signer", "./bob.cer"], 1, "signer-missing"),
             (["--signer", "Eve"], 3, "chain-incomplete"),
             (["--signer", "Ann", "--signer", "Bob"], 1, "signer-missing"),
             (["--signer", "Ann", "--all"], 3, "chain-incomplete"),
@@ -350,6 +356,11 @@ class Uses(MessageCase):
             with self.subTest(words):
                 code, document = self.verify("m", *words)
                 self.assertEqual((code, document["reason"]), (status, reason))
+        broken = signer(self.ann, CONTENT)[:-1] + b"\0"
+        self.write("twice", self.signed(signer(self.ann, CONTENT), broken))
+        code, document = self.verify("twice", "--signer", "Ann")
+        self.assertEqual((code, document["demanded"][0]["signer"]), (1, [
+            s["verdict"] for s in document["signers"]].index("bad")))
 
     def test_files_beside(self):
         self.write("m.sgn", self.signed(content=None))
@@ -407,6 +418,7 @@ class Uses(MessageCase):
         token = stamp(self.clock, CONTENT, NOW - HOUR, lists=[self.clean])
         files = {"m": self.signed(signer(self.ann, CONTENT, more)), "in": CONTENT, "t": token,
                  "r": response(0, token), "in.sgn": token, "no": response(2, text="no"),
+                 "refused": response(2, token),
                  "wrong": self.signed(signer(self.ann, b"x", more), content=b"x")}
         for file, octets_of in files.items():
             self.write(file, octets_of)
@@ -414,7 +426,7 @@ class Uses(MessageCase):
                 (["t", "--content", "in"], "good", None), (["t"], "indeterminate", "no-content"),
                 (["t", "--content", "m"], "bad", "stamp-imprint"),
                 (["r", "--content", "in", "--signer", "Clock"], "good", None),
-                (["no"], "bad", "not-signed"), (["t", "--content", "in", "--all"], "bad", "no-signer"),
+                (["no"], "bad", "not-signed"), (["refused", "--content", "in"], "bad", "not-signed"), (["t", "--content", "in", "--all"], "bad", "no-signer"),
                 (["in"], "bad", "not-signed"), (["in.sgn"], "bad", "not-signed"),
                 (["in.sgn", "--content", "in"], "bad", "not-signed")]
         for words, verdict, reason in rows:
