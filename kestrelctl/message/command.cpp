@@ -1,6 +1,7 @@
 // kestrelctl message verify: the command line, and what is printed.
 #include <algorithm>
 #include <cstdio>
+#include <optional>
 
 #include "kestrelctl/commands.h"
 #include "kestrelctl/message/content_file.h"
@@ -57,16 +58,21 @@ message::Demands DemandsOf(const Arguments& arguments) {
 
 MessageVerdict VerifyOne(message::Judge& judge, const std::string& file,
                          const message::Demands& demands, const Arguments& arguments) {
-    const std::string* output = arguments.Find("output");
-    if (output == nullptr) return Verify(judge, file, demands, {});
-    message::ContentFile content(*output);
-    MessageVerdict verdict =
-        Verify(judge, file, demands, [&](platform::ByteView piece) { content.Write(piece); });
-    if (verdict.token) throw UsageError("a time stamp has no content for '--output'");
-    if (VerdictOf(verdict) == Verdict::Good) {
-        content.Keep();
-        verdict.output = *output;
+    std::optional<message::ContentFile> content;
+    message::ContentSink sink;
+    if (const std::string* output = arguments.Find("output")) {
+        content.emplace(*output);
+        sink = [&](platform::ByteView piece) { content->Write(piece); };
     }
+    MessageVerdict verdict = Verify(judge, file, demands, sink);
+    if (content && verdict.token) throw UsageError("a time stamp has no content for '--output'");
+    const bool keep = content && VerdictOf(verdict) == Verdict::Good;
+    if (keep) verdict.output = arguments.Get("output");
+    // Before anything else is told or written: it may fail.
+    if (const std::string* report = arguments.Find("report")) {
+        message::WriteReport(*report, verdict, judge.Settings(), platform::RussianUser());
+    }
+    if (keep) content->Keep();
     return verdict;
 }
 
@@ -96,9 +102,6 @@ void MessageVerify(const Arguments& arguments) {
     for (const std::string& file : arguments.positionals) {
         const MessageVerdict verdict = VerifyOne(judge, file, demands, arguments);
         Print(verdict, judge.Settings(), arguments);
-        if (const std::string* report = arguments.Find("report")) {
-            message::WriteReport(*report, verdict, judge.Settings(), platform::RussianUser());
-        }
         worst = std::max(worst, VerdictOf(verdict));
     }
     FinishOutput();

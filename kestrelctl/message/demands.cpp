@@ -30,10 +30,11 @@ bool LooksLikeFile(const std::string& word) {
            std::ranges::any_of(kEnds, [&](std::string_view end) { return word.ends_with(end); });
 }
 
-// Empty for a subject that is no name.
+// The last, which is the one below the others. Empty for a subject that is no name.
 std::string CommonName(const CERT_NAME_BLOB& subject) {
     try {
-        return platform::CommonNameOf(platform::ViewOf(subject));
+        const auto names = platform::CommonNamesOf(platform::ViewOf(subject));
+        return names.empty() ? std::string() : names.back();
     } catch (const platform::Error&) {
         return {};
     }
