@@ -142,6 +142,7 @@ Findings JudgeChain(const ChainFacts& chain) {
     Findings findings;
     for (const platform::Link& link : chain.path.links) {
         AddBits(link.error, link, chain.time, findings);
+        if (link.evidence.compromised) findings.Add(Reason::Revoked, SubjectOf(link));
     }
     AddBits(chain.path.error, chain.path.links.back(), chain.time, findings);
     return findings;

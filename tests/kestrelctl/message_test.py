@@ -204,6 +204,8 @@ class Verdicts(MessageCase):
             "2.5.29.37", sequence(oid("1.3.6.1.5.5.7.3.1")))])
         lost = self.party("Lost", self.party("Nobody", uses=AUTHORITY))
         before, after = NOW - 2 * HOUR, NOW - HOUR // 2
+        lost_key = sequence(evidence.extension("2.5.29.21", der(0x0A, b"\1"), False), evidence.extension(
+            "2.5.29.24", der(0x18, time.strftime("%Y%m%d%H%M%SZ", time.gmtime(before)).encode()), False))
         def below(bits, *named, hashed="-sha256", clock=False):
             key = self.shop.new_key("RSA", f"rsa_keygen_bits:{bits}")
             issuer = self.party("Issuer", root, uses=AUTHORITY, key=key)
@@ -222,6 +224,8 @@ class Verdicts(MessageCase):
              "revoked", None),
             ("revoked after the stamp", self.stamped(lists=[root.revoke((ann, after))]), "good",
              None, None),
+            ("lost before the stamp", self.stamped(lists=[root.revoke((ann, after, lost_key))]), "bad",
+             "revoked", None),
             ("no list", self.signed(lists=[]), "indeterminate", "revocation-unknown", None),
             ("a list in force at the stamp's time", self.stamped(lists=[root.revoke(
                 start=NOW - DAY, end=NOW - 99)]), "indeterminate", "revocation-unknown", None),
@@ -408,6 +412,9 @@ class Uses(MessageCase):
         for file in "tr":
             done = self.run_message("verify", file, "--content", "kept", "--output", "kept")
             self.assertEqual((done.returncode, done.stdout, self.read("kept")), (2, b"", CONTENT))
+        done = self.run_message("verify", "good", "--output", "none", "--report", "nowhere/r.html")
+        self.assertEqual((done.returncode, done.stdout, os.path.exists(self.path("none"))),
+                         (1, b"", False))
         done = self.run_message("verify", "good", "--output", "pipe")
         self.assertEqual(done.returncode, 1)
         self.assertIn(b"could wait for the verdict", done.stderr)

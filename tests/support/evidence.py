@@ -72,8 +72,8 @@ class Party:
         return sequence(body, self.algorithm, der(0x03, b"\0" + value))
 
     def revoke(self, *entries, start=NOW - HOUR, end=NOW + DAY):
-        """A list of (party, time), in force now unless told otherwise."""
-        rows = [sequence(integer(who.number), moment(when)) for who, when in entries]
+        """A list of (party, time) with extensions behind, in force now unless told otherwise."""
+        rows = [sequence(integer(who.number), moment(when), *more) for who, when, *more in entries]
         return self.seal(sequence(
             integer(1), self.algorithm, name(self.subject), moment(start),
             moment(end), sequence(*rows) if rows else b""))
