@@ -68,7 +68,8 @@ void Judge::JudgeService(const Record& token, const Surroundings& around, StampV
         stamp.findings.Add(Reason::StampCertificate);
     }
     AddWeakness(WeaknessOfDigest(signer.digest.oid, settings_.today), stamp.findings);
-    AddWeakness(WeaknessOfDigest(stamp.facts->imprintAlgorithm.oid, settings_.today), stamp.findings);
+    AddWeakness(WeaknessOfDigest(stamp.facts->imprintAlgorithm.oid, settings_.today),
+                stamp.findings);
     if (!stamp.service) return;
     const KeyFacts key = KeyOf(stamp.service->Info().SubjectPublicKeyInfo);
     AddWeakness(WeaknessOfKey(key, settings_.today), stamp.findings);
