@@ -93,7 +93,7 @@ constexpr struct {
     {"1.2.840.113549.1.9.6", "countersignature", nullptr, false},
     {kContentStampOid, "content time stamp", nullptr, false},
     {kSignatureStampOid, "signature time stamp", nullptr, false},
-    {"1.2.840.113549.1.9.52", "algorithm protection", nullptr, true},
+    {kProtectionOid, "algorithm protection", nullptr, true},
     {"1.2.840.113549.1.9.16.2.4", "content hint", nullptr, false},
     {"1.2.840.113549.1.9.16.2.11", "encryption key preference", nullptr, false},
     {"1.2.840.113549.1.9.16.2.15", "signature policy", nullptr, false},

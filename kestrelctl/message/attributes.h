@@ -14,6 +14,8 @@ namespace kestrelctl::message {
 inline constexpr const char* kContentStampOid = "1.2.840.113549.1.9.16.2.20";
 inline constexpr const char* kSignatureStampOid = "1.2.840.113549.1.9.16.2.14";
 
+inline constexpr const char* kProtectionOid = "1.2.840.113549.1.9.52";
+
 // Of attributes, content types and others that stand in messages; empty when not known.
 std::string IdentifierName(std::string_view oid);
 

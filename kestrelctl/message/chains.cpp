@@ -1,6 +1,8 @@
 // Chains searched, and their bits turned into reasons.
 #include "kestrelctl/message/chains.h"
 
+#include <algorithm>
+
 #include "kestrelctl/message/strength.h"
 #include "kestrelctl/text_forms.h"
 #include "platform/chain/chain.h"
@@ -58,6 +60,28 @@ void AddBits(DWORD error, const platform::Link& link, Ticks time, Findings& find
     }
 }
 
+bool SameCertificates(const platform::Path& first, const platform::Path& second) {
+    return std::ranges::equal(first.links, second.links, [](const auto& one, const auto& other) {
+        return platform::Equal(one.certificate->Der(), other.certificate->Der());
+    });
+}
+
+// The answers of `told` for the certificates that `path` has none for.
+void TakeAnswers(const platform::Path& told, platform::Path& path) {
+    if (!SameCertificates(told, path)) return;
+    for (std::size_t i = 0; i < path.links.size(); ++i) {
+        platform::Link& link = path.links[i];
+        const platform::Link& other = told.links[i];
+        const bool open = (link.error & CERT_TRUST_REVOCATION_STATUS_UNKNOWN) != 0;
+        if (!open || other.revocation == platform::Revocation::Unknown) continue;
+        link.error &= ~static_cast<DWORD>(CERT_TRUST_REVOCATION_STATUS_UNKNOWN);
+        link.error |= other.error & CERT_TRUST_IS_REVOKED;
+        link.revocation = other.revocation;
+        link.evidence = other.evidence;
+        link.evidence.source = "message";
+    }
+}
+
 }  // namespace
 
 void Surroundings::Add(const Record& record) {
@@ -72,8 +96,34 @@ platform::Bytes Surroundings::Key() const {
     return digest.Value();
 }
 
-std::shared_ptr<platform::Store> Surroundings::AsStore() const {
-    return platform::StoreOf(bundle_);
+std::shared_ptr<platform::Store> Surroundings::CertificatesAsStore() const {
+    return platform::StoreOf({bundle_.certificates, {}});
+}
+
+std::shared_ptr<platform::Store> Surroundings::WithLists(Ticks now) const {
+    platform::CertificateBundle current{bundle_.certificates, {}};
+    for (const auto& list : bundle_.crls) {
+        const Ticks until = platform::TicksOf(list->Head().NextUpdate);
+        if (until == 0 || now <= until) current.crls.push_back(list);
+    }
+    return current.crls.empty() ? nullptr : platform::StoreOf(current);
+}
+
+// Whoever made the message chose its lists, an old one for example: they count for what nobody
+// else told, and while they are in force.
+platform::Path Chains::Search(const std::shared_ptr<platform::Certificate>& leaf, Ticks time,
+                              const Surroundings& around) const {
+    const DWORD flags = CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT;
+    constexpr DWORD kAskNobody = CERT_CHAIN_CACHE_ONLY_URL_RETRIEVAL;
+    platform::ChainRequest request;
+    request.time = platform::FileTimeOf(time);
+    platform::Path path = ExamineChain(leaf, around.CertificatesAsStore(), request,
+                                       offline_ ? flags | kAskNobody : flags)
+                              .path;
+    if ((path.Error() & CERT_TRUST_REVOCATION_STATUS_UNKNOWN) == 0) return path;
+    const auto lists = around.WithLists(platform::CurrentTicks());
+    if (lists) TakeAnswers(ExamineChain(leaf, lists, request, flags | kAskNobody).path, path);
+    return path;
 }
 
 const ChainFacts& Chains::Of(const std::shared_ptr<platform::Certificate>& leaf, Ticks time,
@@ -85,18 +135,14 @@ const ChainFacts& Chains::Of(const std::shared_ptr<platform::Certificate>& leaf,
     const platform::Bytes key = digest.Value();
     if (const auto known = known_.find(key); known != known_.end()) return known->second;
     if (known_.size() >= kMostKnown) known_.clear();
-    DWORD flags = CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT;
-    if (offline_) flags |= CERT_CHAIN_CACHE_ONLY_URL_RETRIEVAL;
-    platform::ChainRequest request;
-    request.time = platform::FileTimeOf(time);
-    ChainFacts facts{time, ExamineChain(leaf, around.AsStore(), request, flags).path};
-    return known_[key] = std::move(facts);
+    return known_[key] = ChainFacts{time, Search(leaf, time, around)};
 }
 
 Findings JudgeChain(const ChainFacts& chain) {
     Findings findings;
     for (const platform::Link& link : chain.path.links) {
         AddBits(link.error, link, chain.time, findings);
+        if (link.evidence.compromised) findings.Add(Reason::Revoked, SubjectOf(link));
     }
     AddBits(chain.path.error, chain.path.links.back(), chain.time, findings);
     return findings;
@@ -123,6 +169,11 @@ Findings JudgeServiceChain(const ChainFacts& chain) {
 
 void AddWeakIssues(const ChainFacts& chain, Ticks time, Reason reason, Findings& findings) {
     for (const platform::Link& link : chain.path.links) {
+        const bool issuer = &link != &chain.path.links.front();  // the first has a check of its own
+        const KeyFacts key = KeyOf(link.certificate->Info().SubjectPublicKeyInfo);
+        if (const auto why = issuer ? WeaknessOfKey(key, time) : std::nullopt) {
+            findings.Add(reason, *why + ": " + SubjectOf(link));
+        }
         if (link.selfSigned) continue;  // nobody relies on its signature
         if (const auto why = WeaknessOfIssue(*link.certificate, time)) {
             findings.Add(reason, *why + ": " + SubjectOf(link));

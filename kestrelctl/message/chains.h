@@ -23,7 +23,9 @@ class Surroundings {
     }
     // The same for the same certificates and lists.
     [[nodiscard]] platform::Bytes Key() const;
-    [[nodiscard]] std::shared_ptr<platform::Store> AsStore() const;
+    [[nodiscard]] std::shared_ptr<platform::Store> CertificatesAsStore() const;
+    // With the lists that are in force at `now`; null when there are none.
+    [[nodiscard]] std::shared_ptr<platform::Store> WithLists(platform::Ticks now) const;
 
   private:
     platform::CertificateBundle bundle_;
@@ -42,6 +44,9 @@ class Chains {
                          const Surroundings& around);
 
   private:
+    [[nodiscard]] platform::Path Search(const std::shared_ptr<platform::Certificate>& leaf,
+                                        platform::Ticks time, const Surroundings& around) const;
+
     bool offline_;
     std::map<platform::Bytes, ChainFacts> known_;
 };
@@ -50,7 +55,7 @@ class Chains {
 Findings JudgeChain(const ChainFacts& chain);
 // The same for a time-stamp service at the time of its stamp.
 Findings JudgeServiceChain(const ChainFacts& chain);
-// The weak digests under the certificates of a chain.
+// The weak digests under the certificates of a chain, and the weak keys of their issuers.
 void AddWeakIssues(const ChainFacts& chain, platform::Ticks time, Reason reason,
                    Findings& findings);
 

@@ -1,6 +1,7 @@
 // kestrelctl message verify: the command line, and what is printed.
 #include <algorithm>
 #include <cstdio>
+#include <optional>
 
 #include "kestrelctl/commands.h"
 #include "kestrelctl/message/content_file.h"
@@ -40,8 +41,8 @@ message::JudgeSettings SettingsOf(const Arguments& arguments) {
     const std::string* at = arguments.Find("at");
     settings.given = at != nullptr;
     const platform::Ticks now = platform::CurrentTicks();
-    settings.now = at != nullptr ? platform::TicksOf(TimeNamed("at", *at))
-                                 : now - now % platform::kTicksPerSecond;
+    settings.today = now - now % platform::kTicksPerSecond;
+    settings.now = at != nullptr ? platform::TicksOf(TimeNamed("at", *at)) : settings.today;
     settings.offline = arguments.Has("offline");
     return settings;
 }
@@ -57,15 +58,21 @@ message::Demands DemandsOf(const Arguments& arguments) {
 
 MessageVerdict VerifyOne(message::Judge& judge, const std::string& file,
                          const message::Demands& demands, const Arguments& arguments) {
-    const std::string* output = arguments.Find("output");
-    if (output == nullptr) return Verify(judge, file, demands, {});
-    message::ContentFile content(*output);
-    MessageVerdict verdict =
-        Verify(judge, file, demands, [&](platform::ByteView piece) { content.Write(piece); });
-    if (VerdictOf(verdict) == Verdict::Good) {
-        content.Keep();
-        verdict.output = *output;
+    std::optional<message::ContentFile> content;
+    message::ContentSink sink;
+    if (const std::string* output = arguments.Find("output")) {
+        content.emplace(*output);
+        sink = [&](platform::ByteView piece) { content->Write(piece); };
     }
+    MessageVerdict verdict = Verify(judge, file, demands, sink);
+    if (content && verdict.token) throw UsageError("a time stamp has no content for '--output'");
+    const bool keep = content && VerdictOf(verdict) == Verdict::Good;
+    if (keep) verdict.output = arguments.Get("output");
+    // Before anything else is told or written: it may fail.
+    if (const std::string* report = arguments.Find("report")) {
+        message::WriteReport(*report, verdict, judge.Settings(), platform::RussianUser());
+    }
+    if (keep) content->Keep();
     return verdict;
 }
 
@@ -95,9 +102,6 @@ void MessageVerify(const Arguments& arguments) {
     for (const std::string& file : arguments.positionals) {
         const MessageVerdict verdict = VerifyOne(judge, file, demands, arguments);
         Print(verdict, judge.Settings(), arguments);
-        if (const std::string* report = arguments.Find("report")) {
-            message::WriteReport(*report, verdict, judge.Settings(), platform::RussianUser());
-        }
         worst = std::max(worst, VerdictOf(verdict));
     }
     FinishOutput();

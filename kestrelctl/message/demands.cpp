@@ -23,10 +23,18 @@ bool IsThumbprint(const std::string& text) {
     return hex && (text.size() == 40 || text.size() == 64);
 }
 
-// Empty for a subject that is no name.
+// Whoever can put files into the folder at hand must not change what a name means.
+bool LooksLikeFile(const std::string& word) {
+    constexpr std::string_view kEnds[] = {".cer", ".crt", ".pem", ".der"};
+    return word.find('/') != word.npos ||
+           std::ranges::any_of(kEnds, [&](std::string_view end) { return word.ends_with(end); });
+}
+
+// The last, which is the one below the others. Empty for a subject that is no name.
 std::string CommonName(const CERT_NAME_BLOB& subject) {
     try {
-        return platform::CommonNameOf(platform::ViewOf(subject));
+        const auto names = platform::CommonNamesOf(platform::ViewOf(subject));
+        return names.empty() ? std::string() : names.back();
     } catch (const platform::Error&) {
         return {};
     }
@@ -46,16 +54,18 @@ bool Is(const Certificate& certificate, const Wanted& wanted) {
            (hex.size() == 40 ? Thumbprint(certificate.Der()) : Sha256Text(certificate.Der()));
 }
 
-// The best of those that it may be.
-std::optional<std::size_t> FindDemanded(const Wanted& wanted, const MessageVerdict& message) {
-    std::optional<std::size_t> best;
+// The worst of those that it may be, whose findings are added: all that he signed has to hold.
+std::optional<std::size_t> TakeSignaturesOf(const Wanted& wanted, MessageVerdict& message) {
+    std::optional<std::size_t> worst;
     for (std::size_t i = 0; i < message.signers.size(); ++i) {
-        const auto& certificate = message.signers[i].identity.certificate;
+        const SignerVerdict& signer = message.signers[i];
+        const auto& certificate = signer.identity.certificate;
         if (!certificate || !Is(*certificate, wanted)) continue;
+        message.findings.Add(signer.findings);
         const auto weight = [&](std::size_t at) { return message.signers[at].findings.Worst(); };
-        if (!best || weight(i) < weight(*best)) best = i;
+        if (!worst || weight(i) > weight(*worst)) worst = i;
     }
-    return best;
+    return worst;
 }
 
 bool Is(const std::optional<StampVerdict>& token, const Wanted& wanted) {
@@ -64,11 +74,9 @@ bool Is(const std::optional<StampVerdict>& token, const Wanted& wanted) {
 
 void TakeDemanded(const Demands& demands, MessageVerdict& message) {
     for (const Wanted& wanted : demands.signers) {
-        message.demanded.push_back({wanted.name, FindDemanded(wanted, message)});
-        const auto& signer = message.demanded.back().signer;
-        if (signer) {
-            message.findings.Add(message.signers[*signer].findings);
-        } else if (!Is(message.token, wanted)) {
+        const auto signer = TakeSignaturesOf(wanted, message);
+        message.demanded.push_back({wanted.name, signer});
+        if (!signer && !Is(message.token, wanted)) {
             message.findings.Add(Reason::SignerMissing, wanted.name);
         }
     }
@@ -92,8 +100,7 @@ void TakeSigners(MessageVerdict& message) {
 Wanted WantedSigner(const std::string& name) {
     // It would be the name of everybody who has none.
     if (name.empty()) throw UsageError("'--signer' needs a name, a thumbprint or a file");
-    std::error_code error;
-    if (!std::filesystem::is_regular_file(name, error)) return {name, nullptr};
+    if (!LooksLikeFile(name)) return {name, nullptr};
     const auto bundle = ReadBundleFile(name);
     if (bundle.certificates.empty()) throw Failure(name + " holds no certificate");
     return {name, bundle.certificates.front()};
@@ -103,6 +110,7 @@ void JudgeDemands(const Demands& demands, MessageVerdict& message) {
     if (message.token) message.findings.Add(message.token->findings);
     TakeDemanded(demands, message);
     if (demands.all) {
+        if (message.token) message.findings.Add(Reason::NoSigner);
         for (const SignerVerdict& signer : message.signers) message.findings.Add(signer.findings);
     } else if (demands.signers.empty()) {
         TakeSigners(message);

@@ -5,8 +5,8 @@
 
 namespace kestrelctl::message {
 
-// What --signer means: a name that is an ordinary file's stands for the first certificate in it.
-// Throws as ReadBundleFile does.
+// What --signer means: a name with a "/", or with the ending of a certificate's file, stands for
+// the first certificate in it. Throws as ReadBundleFile does.
 Wanted WantedSigner(const std::string& name);
 
 // Adds the demanded signers and what is left to say of the message.

@@ -110,8 +110,27 @@ void MessageFile::TakeParts(const std::string& boundary, std::string_view& text)
     TakeHeaders(text);
 }
 
+void MessageFile::TakeTail(std::string_view text) {
+    constexpr std::size_t kMostTail = 4'096;
+    if (tail_.empty()) text.remove_prefix(std::min(text.find_first_of("=-"), text.size()));
+    if (tail_.size() + text.size() > kMostTail) throw Error(CRYPT_E_BAD_ENCODE, "text behind");
+    tail_ += text;
+}
+
+// One reader would take another message out of it than the next.
+void MessageFile::CheckTail() const {
+    std::string_view tail = tail_;
+    tail.remove_prefix(std::min(tail.find_first_not_of("= \t\r\n"), tail.size()));
+    tail = tail.substr(0, tail.find_last_not_of(kBlank) + 1);
+    const std::string wanted = form_ == Form::Pem ? "-----END " + label_ + "-----" : std::string();
+    if (tail == wanted) return;
+    if (wanted.starts_with(tail)) throw Error(CRYPT_E_STREAM_INSUFFICIENT_DATA);
+    throw Error(CRYPT_E_BAD_ENCODE, "text behind");
+}
+
 ByteView MessageFile::AsText(ByteView piece) {
     if (!base64_) return piece;
+    if (form_ != Form::Mime) TakeTail(TextOf(piece));
     decoded_ = base64_->Feed(piece);
     return decoded_;
 }
@@ -123,6 +142,7 @@ ByteView MessageFile::Next() {
         if (piece.empty() && !first) {
             ended_ = true;
             if (base64_) base64_->Finish();
+            if (form_ == Form::Pem || form_ == Form::Base64) CheckTail();
             break;
         }
         const ByteView octets = AsText(piece);

@@ -24,7 +24,8 @@ class MessageFile {
     // Throws the system's reason for a file that cannot be read, CRYPT_E_BAD_ENCODE for text
     // that is none of these.
     explicit MessageFile(const std::string& name);
-    // Empty at the end; the view lives until the next call. Throws CRYPT_E_BAD_ENCODE.
+    // Empty at the end; the view lives until the next call. Throws CRYPT_E_BAD_ENCODE, also for
+    // text behind the message, and CRYPT_E_STREAM_INSUFFICIENT_DATA for armour without its end.
     platform::ByteView Next();
 
     [[nodiscard]] Form What() const { return form_; }
@@ -37,6 +38,8 @@ class MessageFile {
 
   private:
     platform::ByteView AsText(platform::ByteView piece);
+    void TakeTail(std::string_view text);
+    void CheckTail() const;
     void TakeHead(std::string_view& text);
     void TakeHeaders(std::string_view& text);
     void TakeParts(const std::string& boundary, std::string_view& text);
@@ -47,6 +50,7 @@ class MessageFile {
     Form form_ = Form::Der;
     std::string label_;
     std::unique_ptr<platform::Base64Reader> base64_;  // null: the octets as they stand
+    std::string tail_;  // text from the end of the BASE64 on; not of mail, where others write on
     platform::Bytes decoded_;
     platform::ByteView first_;
     bool started_ = false;

@@ -38,7 +38,8 @@ struct SignerVerdict {
 using ContentDigest = std::function<std::optional<platform::Bytes>(const std::string& oid)>;
 
 struct JudgeSettings {
-    platform::Ticks now = 0;  // or what --at says
+    platform::Ticks now = 0;    // or what --at says
+    platform::Ticks today = 0;  // now whatever --at says: for what stamps rest on
     bool given = false;
     bool offline = false;
 };

@@ -34,6 +34,7 @@ Reason StampReasonOf(const Finding& finding) {
         case Reason::CertificateDiffers:
             return Reason::StampCertificate;
         case Reason::CertificateMissing:
+        case Reason::TooManyCandidates:
             return Reason::StampUntrusted;
         case Reason::AlgorithmUnknown:
             return Reason::StampAlgorithm;
@@ -66,25 +67,31 @@ void Judge::JudgeService(const Record& token, const Surroundings& around, StampV
         !stamp.findings.Has(Reason::StampCertificate)) {
         stamp.findings.Add(Reason::StampCertificate);
     }
-    AddWeakness(WeaknessOfDigest(signer.digest.oid, settings_.now), stamp.findings);
-    AddWeakness(WeaknessOfDigest(stamp.facts->imprintAlgorithm.oid, settings_.now), stamp.findings);
+    AddWeakness(WeaknessOfDigest(signer.digest.oid, settings_.today), stamp.findings);
+    AddWeakness(WeaknessOfDigest(stamp.facts->imprintAlgorithm.oid, settings_.today),
+                stamp.findings);
     if (!stamp.service) return;
     const KeyFacts key = KeyOf(stamp.service->Info().SubjectPublicKeyInfo);
-    AddWeakness(WeaknessOfKey(key, settings_.now), stamp.findings);
+    AddWeakness(WeaknessOfKey(key, settings_.today), stamp.findings);
     JudgeServiceAt(around, stamp);
 }
 
 // The chain holds at the stamp's time. A service that was revoked later counts as revoked all
-// the same: its key may have been anybody's, and nobody else tells when the stamp was made.
+// the same: its key may have been anybody's, and nobody else tells when the stamp was made. So
+// somebody has to tell that it is not.
 void Judge::JudgeServiceAt(const Surroundings& around, StampVerdict& stamp) {
     try {
         stamp.chain = chains_.Of(stamp.service, stamp.facts->time, around);
         stamp.findings.Add(JudgeServiceChain(*stamp.chain));
-        AddWeakIssues(*stamp.chain, settings_.now, Reason::StampWeak, stamp.findings);
+        AddWeakIssues(*stamp.chain, settings_.today, Reason::StampWeak, stamp.findings);
         if (stamp.findings.Has(Reason::StampRevoked)) return;
-        const ChainFacts& today = chains_.Of(stamp.service, settings_.now, around);
-        if ((today.path.Error() & CERT_TRUST_IS_REVOKED) != 0) {
+        const ChainFacts& today = chains_.Of(stamp.service, settings_.today, around);
+        const DWORD bits = today.path.Error();
+        if ((bits & CERT_TRUST_IS_REVOKED) != 0) {
             stamp.findings.Add(Reason::StampRevoked);
+        } else if ((bits & CERT_TRUST_REVOCATION_STATUS_UNKNOWN) != 0 &&
+                   !stamp.findings.Has(Reason::StampRevocationUnknown)) {
+            stamp.findings.Add(Reason::StampRevocationUnknown, "now");
         }
     } catch (const Error& error) {
         if (error.Code() != static_cast<DWORD>(NTE_BAD_ALGID)) throw;
@@ -103,7 +110,7 @@ void Judge::JudgeTokenRecord(const Record& token, const Record* around, const Co
     // RFC 3161 2.4.2: none is known, so that each critical one is refused.
     if (stamp.facts->criticalExtension) stamp.findings.Add(Reason::StampMalformed, "extension");
     CheckImprint(*stamp.facts, digest, stamp.findings);
-    if (stamp.facts->time > platform::CurrentTicks() + kMostAhead) {
+    if (stamp.facts->time > settings_.today + kMostAhead) {
         stamp.findings.Add(Reason::StampFuture);
     }
     Surroundings all;

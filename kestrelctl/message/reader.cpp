@@ -180,9 +180,11 @@ void RecordReader::FinishSigned() {
 
 namespace {
 
-// Content that stands beside the message in one file with it counts as the message's own.
+// Content that stands beside the message in one file with it counts as the message's own, unless
+// that has another: a reader of mail shows the part.
 void FeedPart(const std::string& name, const Range& part, const ContentSink& sink, Record& record) {
-    if (record.hasContent || !record.signedBody) return;
+    record.strayPart = record.hasContent || !record.signedBody;
+    if (record.strayPart) return;
     FeedCanonical(name, part, [&](ByteView octets) {
         record.signedBody->Content(octets);
         if (sink) sink(octets);
@@ -206,8 +208,8 @@ Record ReadMessageFile(const std::string& name, const ContentSink& sink) {
         RecordReader reader(sink);
         for (; !piece.empty(); piece = file.Next()) reader.Feed(piece);
         record = reader.Finish();
-        if (file.ContentPart()) FeedPart(name, *file.ContentPart(), sink, record);
     }
+    if (file.ContentPart()) FeedPart(name, *file.ContentPart(), sink, record);
     record.form = file.What();
     record.label = file.Label();
     record.fileSize = file.Size();

@@ -37,6 +37,7 @@ struct Record {
     long version = 0;
     std::string contentType;        // dotted; empty where the type has none
     bool hasContent = false;        // false: detached
+    bool strayPart = false;         // a mail whose first part is not what its second is about
     std::uint64_t contentSize = 0;  // octets of it, encrypted or not
     std::vector<platform::Algorithm> digests;
     std::optional<platform::Algorithm> contentAlgorithm;  // cipher, code or compression

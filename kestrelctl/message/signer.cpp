@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "kestrelctl/message/attributes.h"
+#include "kestrelctl/message/strength.h"
 #include "kestrelctl/text_forms.h"
 #include "platform/base/error.h"
 #include "platform/certs/compare.h"
@@ -60,6 +61,30 @@ void CheckSigned(const Record& record, const platform::SignerInfo& signer, const
     }
 }
 
+// NULL and nothing are one.
+bool SameAlgorithm(const platform::Algorithm& first, const platform::Algorithm& second) {
+    const auto told = [](const Bytes& parameters) {
+        return parameters == Bytes{der::kNull, 0} ? Bytes() : parameters;
+    };
+    return first.oid == second.oid && told(first.parameters) == told(second.parameters);
+}
+
+// RFC 6211: the algorithms that were signed are the ones that the signer names.
+void CheckProtection(const platform::SignerInfo& signer, Findings& findings) {
+    const auto value = ValueOf(signer, kProtectionOid);
+    if (!value) return;
+    der::Cursor cursor = der::Inside(*value, der::kSequence);
+    const auto digest = platform::ParseAlgorithm(cursor.Expect(der::kSequence).whole);
+    const der::Item signature = cursor.Expect(der::ContextConstructed(1));
+    const auto algorithm =
+        platform::ParseAlgorithm(der::Element(der::kSequence, signature.contents));
+    cursor.ExpectEnd();
+    if (!SameAlgorithm(digest, signer.digest) ||
+        !SameAlgorithm(algorithm, signer.signatureAlgorithm)) {
+        findings.Add(Reason::AttributeWrong, IdentifierName(kProtectionOid));
+    }
+}
+
 // False when nothing can be said of the signature.
 bool CheckContent(const Record& record, const platform::SignerInfo& signer, Findings& findings) {
     if (!record.signedBody->ContentComplete()) {
@@ -87,6 +112,7 @@ bool CheckForm(const Record& record, const platform::SignerInfo& signer, Finding
         const std::string twice = RepeatedAttribute(signer);
         if (!twice.empty()) findings.Add(Reason::AttributeTwice, twice);
         CheckUnsigned(signer, findings);
+        if (signer.signedAttributes) CheckProtection(signer, findings);
         return CheckContent(record, signer, findings);
     } catch (const Error&) {
         findings.Add(Reason::AttributeWrong);
@@ -193,7 +219,11 @@ void Search::Conclude(Identity& identity) const {
     identity.candidates = candidates_.size();
     identity.certificate = found_.candidate;
     if (!found_.candidate) return identity.findings.Add(Reason::CertificateMissing);
-    identity.comparedWhole = !marks_.empty() && found_.marked;
+    // Where another certificate can be made to fit the hash, nothing was compared.
+    const auto proves = [](const CertificateMark& mark) {
+        return !WeaknessOfDigest(mark.digestOid, 0);
+    };
+    identity.comparedWhole = found_.marked && std::ranges::any_of(marks_, proves);
     if (!found_.marked) identity.findings.Add(Reason::CertificateDiffers);
     switch (found_.key) {
         case KeyFit::Made:
@@ -203,6 +233,9 @@ void Search::Conclude(Identity& identity) const {
         case KeyFit::Ambiguous:
             return identity.findings.Add(Reason::ContentAmbiguous);
         case KeyFit::Wrong:
+            if (candidates_.size() >= kMostCandidates) {
+                return identity.findings.Add(Reason::TooManyCandidates);
+            }
             // Where the content or an attribute is at fault, no key would fit.
             if (identity.findings.WorstOf(Check::Signature) == Verdict::Bad) return;
             return identity.findings.Add(Reason::SignatureWrong);

@@ -2,8 +2,11 @@
 #include "kestrelctl/message/strength.h"
 
 #include <algorithm>
+#include <map>
+#include <tuple>
 
 #include "platform/base/error.h"
+#include "platform/certs/signature.h"
 #include "platform/providers/algorithms.h"
 
 namespace kestrelctl::message {
@@ -101,14 +104,22 @@ std::string AlgorithmName(std::string_view wanted) {
     return row == nullptr ? std::string() : row->longName;
 }
 
+// Many files have one signer, and OpenSSL takes its time to decode a key.
 KeyFacts KeyOf(const CERT_PUBLIC_KEY_INFO& info) {
+    constexpr std::size_t kMostKept = 1'000;
+    static std::map<std::tuple<std::string, platform::Bytes, platform::Bytes>, KeyFacts> kept;
+    const std::tuple key{
+        std::string(info.Algorithm.pszObjId),
+        platform::Copy(platform::ViewOf(info.Algorithm.Parameters)),
+        platform::Bytes(info.PublicKey.pbData, info.PublicKey.pbData + info.PublicKey.cbData)};
+    if (const auto known = kept.find(key); known != kept.end()) return known->second;
+    if (kept.size() >= kMostKept) kept.clear();
     KeyFacts facts{info.Algorithm.pszObjId, 0};
     try {
         facts.bits = platform::PublicKeyFromInfo(info).Bits();
-    } catch (const platform::Error&) {
-        return facts;  // of another kind, or damaged
+    } catch (const platform::Error&) {  // of another kind, or damaged: not known
     }
-    return facts;
+    return kept[key] = facts;
 }
 
 std::optional<std::string> WeaknessOfDigest(std::string_view wanted, Ticks time) {
@@ -126,13 +137,7 @@ std::optional<std::string> WeaknessOfKey(const KeyFacts& key, Ticks time) {
 }
 
 std::optional<std::string> WeaknessOfIssue(const platform::Certificate& certificate, Ticks time) {
-    const std::string_view wanted = certificate.Info().SignatureAlgorithm.pszObjId;
-    for (const auto& row : platform::SignatureTable()) {
-        if (row.oid == wanted && row.digestOid != nullptr) {
-            return WeaknessOfDigest(row.digestOid, time);
-        }
-    }
-    return std::nullopt;
+    return WeaknessOfDigest(platform::DigestUnder(certificate.Info().SignatureAlgorithm), time);
 }
 
 }  // namespace kestrelctl::message

@@ -75,6 +75,7 @@ void AddFault(const Error& error, Findings& findings) {
 void Read(const Pair& pair, const ContentSink& sink, MessageVerdict& message) {
     message.record = ReadMessageFile(pair.message, sink);
     message.read = true;
+    if (message.record.strayPart) message.findings.Add(Reason::PartNotSigned);
     const bool tokenAlone =
         message.record.kind == Kind::StampToken || message.record.kind == Kind::StampResponse;
     message.detached = tokenAlone || !message.record.hasContent;
@@ -123,6 +124,15 @@ void JudgeParts(Judge& judge, const Pair& pair, MessageVerdict& message) {
     const bool token = record.kind == Kind::StampToken || record.kind == Kind::StampResponse;
     if (token && record.signedBody) {
         message.token = judge.JudgeToken(record, digests);
+        // RFC 3161 2.4.2: granted, or granted with changes.
+        if (record.answer && record.answer->status != 0 && record.answer->status != 1) {
+            message.findings.Add(Reason::NotSigned,
+                                 "status " + std::to_string(record.answer->status));
+        }
+        // Anybody gets a stamp for anything: it is no signature where one is looked for.
+        if (pair.message.ends_with(kExtension)) {
+            message.findings.Add(Reason::NotSigned, NameOf(record.kind));
+        }
     } else if (!record.signedBody) {
         message.findings.Add(Reason::NotSigned, NameOf(record.kind));
     } else if (record.Signers().empty()) {

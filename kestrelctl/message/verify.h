@@ -26,7 +26,7 @@ struct Demands {
 
 struct DemandedSigner {
     std::string name;
-    std::optional<std::size_t> signer;  // the one that it is, the best one of several
+    std::optional<std::size_t> signer;  // the one that it is, the worst one of several
 };
 
 struct MessageVerdict {

@@ -59,6 +59,11 @@ SignedParts Split(ByteView der) {
 
 enum class Fit { Unknown, OtherKey, Known };
 
+// Where no digest is fixed, the parameters of RSASSA-PSS tell it.
+std::string DigestOfRow(const SignatureRow& row, ByteView parameters) {
+    return row.digestOid != nullptr ? row.digestOid : PssDigest(parameters);
+}
+
 // How the algorithm goes with a kind of key; `digest` gets the one that it signs.
 Fit FitOf(const Algorithm& algorithm, std::string_view keyOid, std::string& digest) {
     Fit fit = Fit::Unknown;
@@ -68,9 +73,8 @@ Fit FitOf(const Algorithm& algorithm, std::string_view keyOid, std::string& dige
             fit = Fit::OtherKey;
             continue;
         }
-        // Where no digest is fixed, the parameters of RSASSA-PSS tell it.
         if (row.digestOid == nullptr && row.scheme != Scheme::Pss) return Fit::Unknown;
-        digest = row.digestOid != nullptr ? row.digestOid : PssDigest(algorithm.parameters);
+        digest = DigestOfRow(row, algorithm.parameters);
         return Fit::Known;
     }
     return fit;
@@ -103,6 +107,19 @@ SignatureVerdict Check(const SignedParts& parts, const CERT_PUBLIC_KEY_INFO& key
 }
 
 }  // namespace
+
+std::string DigestUnder(const CRYPT_ALGORITHM_IDENTIFIER& algorithm) {
+    const std::string_view oid = algorithm.pszObjId;
+    for (const SignatureRow& row : SignatureTable()) {
+        if (row.oid != oid || (row.digestOid == nullptr && row.scheme != Scheme::Pss)) continue;
+        try {
+            return DigestOfRow(row, ViewOf(algorithm.Parameters));
+        } catch (const Error&) {
+            return {};
+        }
+    }
+    return {};
+}
 
 SignatureVerdict CheckSignature(ByteView der, const CERT_PUBLIC_KEY_INFO& key) {
     try {

@@ -30,6 +30,9 @@ SignatureVerdict CheckSignature(ByteView der, const CERT_PUBLIC_KEY_INFO& key);
 SignatureVerdict CheckSignature(ByteView toBeSigned, ByteView algorithm, ByteView signature,
                                 const CERT_PUBLIC_KEY_INFO& key);
 
+// The digest under a signature by that algorithm, as dotted identifier; empty when it is not known.
+std::string DigestUnder(const CRYPT_ALGORITHM_IDENTIFIER& algorithm);
+
 // Whether the one certificate may be the issuer of the other: by name and key identifier, and by
 // what the issuer's key is for (RFC 5280 4.2.1.1, 4.2.1.3). Throws as Certificate::Native does.
 bool IsNamedIssuer(const Certificate& issuer, const Certificate& subject);

@@ -20,6 +20,8 @@ constexpr Identifier kReasonCode = {0x55, 0x1D, 0x15};
 constexpr Identifier kInvalidityDate = {0x55, 0x1D, 0x18};
 constexpr Identifier kCertificateIssuer = {0x55, 0x1D, 0x1D};
 constexpr std::array<std::uint8_t, 3> kRemoveFromCrl = {0x0A, 0x01, 0x08};
+constexpr std::array<std::uint8_t, 3> kKeyCompromise = {0x0A, 0x01, 0x01};
+constexpr std::array<std::uint8_t, 3> kAuthorityCompromise = {0x0A, 0x01, 0x02};
 
 // The serial number as it stands in `certificate`; INTEGERs are equal though one has octets too
 // many in front.
@@ -69,21 +71,30 @@ class EntryWalk {
             listed_.removed = true;
         } else if (TicksOf(ReadTime(entry.date)) <= TicksOf(time_)) {
             listed_.revoked = true;
+        } else if (compromise_ && !invalid_.empty()) {
+            const Ticks since = TicksOf(ReadTime(der::Cursor(invalid_).Next()));
+            listed_.compromised = since <= TicksOf(time_);
         }
     }
 
     // True for the reason "remove from CRL".
     bool ReadExtensionsOf(const CrlEntry& entry) {
         bool removes = false;
+        compromise_ = false;
+        invalid_ = {};
         der::Cursor list(entry.extensions);
         while (!list.AtEnd()) {
             const RawExtension extension = NextExtension(list);
             if (Equal(extension.oid, kReasonCode)) {
                 removes = Equal(extension.value, kRemoveFromCrl);
+                compromise_ = Equal(extension.value, kKeyCompromise) ||
+                              Equal(extension.value, kAuthorityCompromise);
             } else if (Equal(extension.oid, kCertificateIssuer)) {
                 if (extension.critical && !indirect_) listed_.understood = false;
                 ReadIssuer(extension.value);
-            } else if (extension.critical && !Equal(extension.oid, kInvalidityDate)) {
+            } else if (Equal(extension.oid, kInvalidityDate)) {
+                invalid_ = extension.value;
+            } else if (extension.critical) {
                 listed_.understood = false;
             }
         }
@@ -113,6 +124,8 @@ class EntryWalk {
     const bool plain_;
     bool ours_;      // entries from here on are about certificates of the subject's issuer
     ByteView told_;  // the issuer told last
+    bool compromise_ = false;  // of the entry at hand, as its reason says
+    ByteView invalid_;         // and the date since when
     bool exhausted_ = false;
     Listed listed_;
 };

@@ -10,6 +10,8 @@ struct Listed {
     bool understood = true;  // no entry has a critical extension beyond those handled here
     bool revoked = false;
     bool removed = false;  // "remove from CRL", of a delta list
+    // Revoked later, as the key may have been somebody else's at that time (RFC 5280 5.3.2).
+    bool compromised = false;
 };
 
 // Whether `crl` lists the certificate as revoked at `time`: by serial number and issuer, which

@@ -203,7 +203,8 @@ Revocation Judge(RevocationQuestion& question, const SoundLists& sound) {
         if (base.baseNumber || !adds) continue;
         const SoundList& deciding = Deciding(base, lists);
         const CRL_INFO& head = deciding.crl->Head();
-        question.evidence = {deciding.source, head.ThisUpdate, head.NextUpdate};
+        question.evidence = {deciding.source, head.ThisUpdate, head.NextUpdate,
+                             question.evidence.compromised || deciding.listed.compromised};
         if (deciding.listed.revoked) return Revocation::Revoked;
         question.covered |= base.list->reasons;
     }

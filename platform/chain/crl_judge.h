@@ -30,6 +30,9 @@ struct Evidence {
     std::string source;  // where it was found
     FILETIME thisUpdate{};
     FILETIME nextUpdate{};  // zero when none is told
+    // Not revoked at the question's time, but since, for a key that was lost by then. Changes no
+    // answer here.
+    bool compromised = false;
 };
 
 // The question: was `subject`, which `issuer` signed, revoked at `time`?

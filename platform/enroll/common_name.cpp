@@ -13,7 +13,8 @@ constexpr const char* kCommonName = "2.5.4.3";
 }  // namespace
 
 // RFC 5280 4.1.2.4: a sequence of sets of pairs.
-std::string CommonNameOf(ByteView subject) {
+std::vector<std::string> CommonNamesOf(ByteView subject) {
+    std::vector<std::string> names;
     der::Cursor sets = der::Inside(subject, der::kSequence);
     while (!sets.AtEnd()) {
         der::Cursor pairs(sets.Expect(der::kSet).contents);
@@ -21,10 +22,15 @@ std::string CommonNameOf(ByteView subject) {
             der::Cursor pair(pairs.Expect(der::kSequence).contents);
             if (pair.OidText() != kCommonName) continue;
             const auto text = ReadNameCharacters(pair.Next());
-            if (text) return Narrow(*text);
+            if (text) names.push_back(Narrow(*text));
         }
     }
-    return {};
+    return names;
+}
+
+std::string CommonNameOf(ByteView subject) {
+    const auto names = CommonNamesOf(subject);
+    return names.empty() ? std::string() : names.front();
 }
 
 }  // namespace platform

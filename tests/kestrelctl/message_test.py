@@ -1,6 +1,7 @@
 """`kestrelctl message`: verdicts over messages that lie, each built from parts, beside what the
 openssl command says of them; documents held against their schema."""
 
+import base64
 import hashlib
 import json
 import os
@@ -8,6 +9,7 @@ import re
 import shutil
 import subprocess
 import sys
+import time
 import unittest
 
 import evidence
@@ -26,6 +28,7 @@ except ImportError:
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 CONTENT = b"what was signed\n"
+PSS, RSA_SHA256 = "1.2.840.113549.1.1.10", "1.2.840.113549.1.1.11"
 SHA512 = "2.16.840.1.101.3.4.2.3"
 
 
@@ -92,6 +95,8 @@ class Verdicts(MessageCase):
         borrowed = hashlib.sha1(b"Ann's key").digest()
         keyed = self.party("Ann Key", root, uses=[*SIGNING, key_identifier(borrowed)])
         thief = self.party("Thief", root, uses=[*SIGNING, key_identifier(borrowed)])
+        decoys = [self.party("Ann", root, number=ann.number, key=namesake.key, end=NOW + (n + 1) * DAY)
+                  for n in range(40)]
         by_key = {"sid": der(0x80, borrowed)}
         by_eve = signer(eve, CONTENT)
         return [
@@ -118,6 +123,8 @@ class Verdicts(MessageCase):
              False),
             ("an identifier of two", self.signed(signer(keyed, CONTENT, **by_key),
                                                  who=[thief, keyed]), "good", None, None),
+            ("among many namesakes", self.signed(who=decoys + [ann]), "indeterminate",
+             "too-many-candidates", None),
             ("nobody's certificate", self.signed(who=[root]), "indeterminate",
              "certificate-missing", False),
             ("self-made", self.signed(signer(false_root, CONTENT), who=[false_root]), "bad",
@@ -130,6 +137,10 @@ class Verdicts(MessageCase):
         attributes = sorted(basics(CONTENT))
         twin = digest_attribute(b"other")
         times = [attribute(evidence.SIGNING_TIME, moment(NOW - t)) for t in (0, 99)]
+        protect = lambda digest, kind: [attribute("1.2.840.113549.1.9.52", sequence(
+            sequence(oid(digest)), der(0xA1, oid(kind))))]
+        armour = lambda octets_of, end=b"CMS": (b"-----BEGIN CMS-----\n" + base64.encodebytes(
+            octets_of) + b"-----END " + end + b"-----\n")
         broken = signer(ann, CONTENT)
         as_content = der(0x31, *attributes)
         exchanged = signer(ann, as_content, bare=True)
@@ -155,6 +166,12 @@ class Verdicts(MessageCase):
              "attribute-wrong", None),
             ("an unsigned signing time", self.signed(signer(
                 ann, CONTENT, unsigned=lambda _: times[:1])), "bad", "attribute-wrong", None),
+            ("the algorithms signed, too", self.signed(signer(ann, CONTENT, protect(
+                evidence.SHA256, evidence.ECDSA))), "good", None, True),
+            ("other algorithms signed", self.signed(signer(ann, CONTENT, protect(
+                SHA512, evidence.ECDSA))), "bad", "attribute-wrong", None),
+            ("another signature signed", self.signed(signer(ann, CONTENT, protect(
+                evidence.SHA256, RSA_SHA256))), "bad", "attribute-wrong", None),
             ("attributes as content", self.signed(exchanged, content=as_content), "bad",
              "content-ambiguous", None),
             ("nobody", message(CONTENT, [], [ann.certificate]), "bad", "no-signer", False),
@@ -168,6 +185,11 @@ class Verdicts(MessageCase):
             ("nothing", b"", "bad", "cut-short", False),
             ("another type of message", sequence(oid("1.2.3.4")), "bad", "malformed", False),
             ("octets behind", self.signed() + b"\0", "bad", "malformed", None),
+            ("armour", armour(self.signed()), "good", None, None),
+            ("two in armour", armour(self.signed()) + armour(self.signed()), "bad", "malformed", None),
+            ("text behind armour", armour(self.signed()) + b"Pay", "bad", "malformed", None),
+            ("another end", armour(self.signed(), b"PKCS7"), "bad", "malformed", None),
+            ("no end", armour(self.signed())[:-10], "bad", "cut-short", None),
             ("one part", b'Content-Type: multipart/signed;\n boundary="x"\n\n--x\nA: b\n\n--x--\n',
              "bad", "malformed", None),
         ]
@@ -182,6 +204,18 @@ class Verdicts(MessageCase):
             "2.5.29.37", sequence(oid("1.3.6.1.5.5.7.3.1")))])
         lost = self.party("Lost", self.party("Nobody", uses=AUTHORITY))
         before, after = NOW - 2 * HOUR, NOW - HOUR // 2
+        lost_key = sequence(evidence.extension("2.5.29.21", der(0x0A, b"\1"), False), evidence.extension(
+            "2.5.29.24", der(0x18, time.strftime("%Y%m%d%H%M%SZ", time.gmtime(before)).encode()), False))
+        def below(bits, *named, hashed="-sha256", clock=False):
+            key = self.shop.new_key("RSA", f"rsa_keygen_bits:{bits}")
+            issuer = self.party("Issuer", root, uses=AUTHORITY, key=key)
+            issuer.algorithm = sequence(*named[:2])
+            issuer.sealing = [hashed, *" ".join(named[2:]).split()]
+            who = self.party("Who", issuer, uses=STAMPING if clock else SIGNING)
+            def stamps(signature):
+                return [attribute(SIGNATURE_STAMP, stamp(who, signature, NOW - HOUR))]
+            made = signer(ann, CONTENT, unsigned=stamps) if clock else signer(who, CONTENT)
+            return self.signed(made, who=[ann, who, issuer], lists=[self.clean, issuer.revoke()])
         def by(who, **more):
             return self.signed(signer(who, CONTENT), who=[who], **more)
         return [
@@ -190,7 +224,19 @@ class Verdicts(MessageCase):
              "revoked", None),
             ("revoked after the stamp", self.stamped(lists=[root.revoke((ann, after))]), "good",
              None, None),
+            ("lost before the stamp", self.stamped(lists=[root.revoke((ann, after, lost_key))]), "bad",
+             "revoked", None),
             ("no list", self.signed(lists=[]), "indeterminate", "revocation-unknown", None),
+            ("a list in force at the stamp's time", self.stamped(lists=[root.revoke(
+                start=NOW - DAY, end=NOW - 99)]), "indeterminate", "revocation-unknown", None),
+            ("issued with SHA-1 in PSS", below(2048, oid(PSS), sequence(), *(
+                f"-sigopt rsa_{o}" for o in ("padding_mode:pss", "pss_saltlen:20")), hashed="-sha1"),
+             "indeterminate", "weak-algorithm", None),
+            ("issued with 1024 bits", below(1024, oid(RSA_SHA256), b"\5\0"), "indeterminate",
+             "weak-algorithm", True),
+            ("issued with 2048 bits", below(2048, oid(RSA_SHA256), b"\5\0"), "good", None, True),
+            ("stamped below 1024 bits", below(1024, oid(RSA_SHA256), b"\5\0", clock=True),
+             "indeterminate", "stamp-weak", None),
             ("expired", by(gone), "indeterminate", "expired", False),
             ("expired before the stamp", self.stamped(who=gone), "indeterminate", "expired", None),
             ("expired after the stamp", self.stamped(NOW - 2 * DAY, gone), "good", None, None),
@@ -294,7 +340,8 @@ class Uses(MessageCase):
         both = [signer(who, CONTENT) for who in (self.ann, eve)]
         self.write("m", self.signed(*both, who=[self.ann, eve]))
         self.write("ann.cer", self.ann.certificate)
-        self.write("bob.cer", bob.certificate)
+        for file in ("bob.cer", "Ann"):  # a name is none of a file in the folder
+            self.write(file, bob.certificate)
         sha1 = hashlib.sha1(self.ann.certificate).hexdigest()
         sha256 = hashlib.sha256(self.ann.certificate).hexdigest()
         rows = [
@@ -303,6 +350,7 @@ class Uses(MessageCase):
             (["--signer", ":".join(sha256[i:i + 2] for i in range(0, 64, 2)).upper()], 0, None),
             (["--signer", sha1[:12]], 1, "signer-missing"), (["--signer", "An"], 1, "signer-missing"),
             (["--signer", "ann.cer"], 0, None), (["--signer", "bob.cer"], 1, "signer-missing"),
+            (["--signer", "./bob.cer"], 1, "signer-missing"),
             (["--signer", "Eve"], 3, "chain-incomplete"),
             (["--signer", "Ann", "--signer", "Bob"], 1, "signer-missing"),
             (["--signer", "Ann", "--all"], 3, "chain-incomplete"),
@@ -312,6 +360,11 @@ class Uses(MessageCase):
             with self.subTest(words):
                 code, document = self.verify("m", *words)
                 self.assertEqual((code, document["reason"]), (status, reason))
+        broken = signer(self.ann, CONTENT)[:-1] + b"\0"
+        self.write("twice", self.signed(signer(self.ann, CONTENT), broken))
+        code, document = self.verify("twice", "--signer", "Ann")
+        self.assertEqual((code, document["demanded"][0]["signer"]), (1, [
+            s["verdict"] for s in document["signers"]].index("bad")))
 
     def test_files_beside(self):
         self.write("m.sgn", self.signed(content=None))
@@ -354,6 +407,14 @@ class Uses(MessageCase):
                 self.assertEqual(self.read(out) if os.path.exists(self.path(out)) else None, after)
                 self.assertLessEqual(set(os.listdir(self.folder)), before | {out})
         self.assertEqual(os.stat(self.path("kept")).st_mode & 0o777, 0o640)
+        self.write("t", stamp(self.clock, CONTENT, NOW - HOUR, lists=[self.clean]))
+        self.write("r", response(0, self.read("t")))
+        for file in "tr":
+            done = self.run_message("verify", file, "--content", "kept", "--output", "kept")
+            self.assertEqual((done.returncode, done.stdout, self.read("kept")), (2, b"", CONTENT))
+        done = self.run_message("verify", "good", "--output", "none", "--report", "nowhere/r.html")
+        self.assertEqual((done.returncode, done.stdout, os.path.exists(self.path("none"))),
+                         (1, b"", False))
         done = self.run_message("verify", "good", "--output", "pipe")
         self.assertEqual(done.returncode, 1)
         self.assertIn(b"could wait for the verdict", done.stderr)
@@ -363,7 +424,8 @@ class Uses(MessageCase):
         more = [attribute(CONTENT_STAMP, content)]
         token = stamp(self.clock, CONTENT, NOW - HOUR, lists=[self.clean])
         files = {"m": self.signed(signer(self.ann, CONTENT, more)), "in": CONTENT, "t": token,
-                 "r": response(0, token), "no": response(2, text="no"),
+                 "r": response(0, token), "in.sgn": token, "no": response(2, text="no"),
+                 "refused": response(2, token),
                  "wrong": self.signed(signer(self.ann, b"x", more), content=b"x")}
         for file, octets_of in files.items():
             self.write(file, octets_of)
@@ -371,13 +433,38 @@ class Uses(MessageCase):
                 (["t", "--content", "in"], "good", None), (["t"], "indeterminate", "no-content"),
                 (["t", "--content", "m"], "bad", "stamp-imprint"),
                 (["r", "--content", "in", "--signer", "Clock"], "good", None),
-                (["no"], "bad", "not-signed")]
+                (["no"], "bad", "not-signed"), (["refused", "--content", "in"], "bad", "not-signed"), (["t", "--content", "in", "--all"], "bad", "no-signer"),
+                (["in"], "bad", "not-signed"), (["in.sgn"], "bad", "not-signed"),
+                (["in.sgn", "--content", "in"], "bad", "not-signed")]
         for words, verdict, reason in rows:
             with self.subTest(words):
                 _, document = self.verify(*words)
                 self.assertEqual((document["verdict"], document["reason"]), (verdict, reason))
         _, document = self.verify("m")  # a stamp below the signature proves no later time
         self.assertEqual(document["signers"][0]["timeSource"], "now")
+
+    def test_services_now(self):
+        """A stamp rests on what is known of its service today, whenever it was made."""
+        below = self.party("Below", self.root, uses=AUTHORITY)
+        far = self.party("Far", below, uses=STAMPING)
+        self.write("below.cer", below.certificate)
+        self.write("old.crl", below.revoke(start=NOW - 20 * DAY, end=NOW - 5 * DAY))
+        for file in ("below.cer", "old.crl"):
+            self.ctl("store", "add", "CA", file)
+        self.write("open", self.stamped(NOW - 9 * DAY, service=far))
+        self.write("told", self.stamped(NOW - 9 * DAY, service=far, lists=[self.clean, below.revoke()]))
+        self.write("gone", self.stamped(NOW - 9 * DAY, lists=[self.root.revoke((self.clock, NOW - DAY))]))
+        self.write("weak", self.stamped(hashed="sha1", named=evidence.SHA1))
+        before = time.strftime("%Y-%m-%d", time.gmtime(NOW - 3 * DAY))
+        rows = [(["open"], 3, "stamp-revocation-unknown"), (["told"], 0, None),
+                (["gone"], 1, "stamp-revoked"), (["gone", "--at", before], 1, "stamp-revoked")]
+        for words, status, reason in rows:
+            with self.subTest(words):
+                code, document = self.verify(*words)
+                self.assertEqual((code, document["reason"]), (status, reason))
+
+        _, document = self.verify("weak", "--at", "2013-01-01")
+        self.assertIn("stamp-weak", [finding["reason"] for finding in document["findings"]])
 
     def test_mail(self):
         self.write("in", b"one\ntwo\n\nthree")
@@ -409,6 +496,19 @@ class Uses(MessageCase):
                 said = self.openssl("cms", "-verify", "-in", "m", "-CAfile", "rita.pem", "-purpose",
                                     "any", "-out", "plain", status=None)[0] == 0
                 self.assertEqual(said, reason is None)
+
+    def test_mail_about_something_else(self):
+        for title, second in (("a message", self.signed()), ("a token", stamp(
+                self.clock, CONTENT, NOW - HOUR, lists=[self.clean])), ("an answer", response(
+                    0, stamp(self.clock, CONTENT, NOW - HOUR, lists=[self.clean])))):
+            with self.subTest(title):
+                self.write("in", CONTENT)
+                self.write("m", b'Content-Type: multipart/signed; boundary="x"\n\n--x\n\nPay Eve\n--x\n'
+                           b"Content-Transfer-Encoding: base64\n\n"
+                           + base64.encodebytes(second) + b"--x--\n")
+                for words in ([], ["--content", "in"]):
+                    status, document = self.verify("m", *words)
+                    self.assertEqual((status, document["reason"]), (1, "part-not-signed"))
 
     def test_bad_command_lines(self):
         self.write("m", self.signed())
@@ -445,6 +545,24 @@ class Run(MessageCase):
         self.assertEqual(words(), (3, [None] * 6 + [unknown] * 4))
         self.assertEqual(sorted(web.asked), ["/gone.crl", "/published.crl"])
         self.assertEqual(words("--offline"), (3, [None] * 6 + [unknown] * 4))
+
+    def test_lists_of_the_message_come_last(self):
+        web = Web()
+        self.addCleanup(web.close)
+        names = der(0xA0, der(0xA0, der(0x86, web.address("list").encode())))
+        point = evidence.extension("2.5.29.31", sequence(sequence(names)))
+        gone = self.party("Gone", self.root, uses=[*SIGNING, point])
+        web.pages["/list"] = self.root.revoke((gone, NOW - 20 * DAY))
+        over = self.root.revoke(start=NOW - 22 * DAY, end=NOW - 8 * DAY)
+        held = self.root.revoke(start=NOW - 22 * DAY, end=NOW + 8 * DAY)
+        self.write("over", self.stamped(NOW - 10 * DAY, gone, lists=[over, self.clean]))
+        self.write("held", self.signed(signer(gone, CONTENT), who=[gone], lists=[held]))
+        rows = [(["held", "--offline"], 0, None), (["held"], 1, "revoked"),
+                (["over"], 1, "revoked"), (["held", "--offline"], 1, "revoked")]
+        for words, status, reason in rows:
+            with self.subTest(words):
+                code, (document,) = self.documents("verify", *words)
+                self.assertEqual((code, document["reason"]), (status, reason))
 
     def test_pages_agree(self):
         with open(os.path.join(ROOT, "docs/verdicts.md"), encoding="utf-8") as file:

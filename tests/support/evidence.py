@@ -46,7 +46,10 @@ def key_identifier(value):
 
 
 class Party:
-    """A key, and whoever it is said to belong to."""
+    """A key, and whoever it is said to belong to. It seals by `algorithm`, as `sealing` tells
+    the openssl command."""
+    algorithm = algorithm(ECDSA, null=False)
+    sealing = ("-sha256",)
 
     def __init__(self, shop, subject, issuer=None, number=None, uses=(), start=NOW - 300 * DAY,
                  end=NOW + 300 * DAY, key=None):
@@ -56,7 +59,7 @@ class Party:
         self.number = number or shop.count
         public = shop.run("openssl", "pkey", "-in", self.key, "-pubout", "-outform", "DER")
         body = sequence(
-            der(0xA0, integer(2)), integer(self.number), algorithm(ECDSA, null=False),
+            der(0xA0, integer(2)), integer(self.number), self.issuer.algorithm,
             name(self.issuer.subject), sequence(moment(start), moment(end)), name(subject), public,
             der(0xA3, sequence(*uses)) if uses else b"")
         self.certificate = self.issuer.seal(body)
@@ -65,15 +68,15 @@ class Party:
         return self.shop.run("openssl", "dgst", f"-{digest}", "-sign", self.key, stdin=data)
 
     def seal(self, body):
-        return sequence(body, algorithm(ECDSA, null=False),
-                        der(0x03, b"\0" + self.sign(body)))
+        value = self.shop.run("openssl", "dgst", *self.sealing, "-sign", self.key, stdin=body)
+        return sequence(body, self.algorithm, der(0x03, b"\0" + value))
 
-    def revoke(self, *entries):
-        """A list of (party, time), in force now."""
-        rows = [sequence(integer(who.number), moment(when)) for who, when in entries]
+    def revoke(self, *entries, start=NOW - HOUR, end=NOW + DAY):
+        """A list of (party, time) with extensions behind, in force now unless told otherwise."""
+        rows = [sequence(integer(who.number), moment(when), *more) for who, when, *more in entries]
         return self.seal(sequence(
-            integer(1), algorithm(ECDSA, null=False), name(self.subject), moment(NOW - HOUR),
-            moment(NOW + DAY), sequence(*rows) if rows else b""))
+            integer(1), self.algorithm, name(self.subject), moment(start),
+            moment(end), sequence(*rows) if rows else b""))
 
     def identifier(self):
         return sequence(name(self.issuer.subject), integer(self.number))
@@ -92,11 +95,10 @@ class Shop:
         return subprocess.run(words, cwd=self.folder, input=stdin, capture_output=True,
                               check=True).stdout
 
-    def new_key(self):
+    def new_key(self, kind="EC", option="ec_paramgen_curve:P-256"):
         self.keys += 1
         key = os.path.join(self.folder, f"key{self.keys}.pem")
-        self.run("openssl", "genpkey", "-algorithm", "EC", "-pkeyopt", "ec_paramgen_curve:P-256",
-                 "-out", key)
+        self.run("openssl", "genpkey", "-algorithm", kind, "-pkeyopt", option, "-out", key)
         return key
 
 
