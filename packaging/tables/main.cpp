@@ -1,5 +1,6 @@
-// kestrel_tables TEMPLATE OUTPUT: fills a manual page, a completion script or the settings file from
-// the programs' own tables. "@NAME@" is a part; on a line of its own it is that line. Runs at build time alone.
+// kestrel_tables TEMPLATE OUTPUT: fills a manual page, a completion script or the settings file
+// from the programs' own tables. "@NAME@" is a part; on a line of its own it is that line. Runs at
+// build time alone.
 #include <cstdio>
 #include <exception>
 #include <fstream>
