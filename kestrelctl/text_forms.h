@@ -12,8 +12,8 @@ inline constexpr platform::Ticks kTicksOfADay = 24 * 60 * 60 * platform::kTicksP
 
 std::string NameText(const CERT_NAME_BLOB& name);
 std::string TimeText(const FILETIME& time);  // ISO 8601: 2026-11-21T02:20:00Z
-// The other way round, of an option: "2026-11-21", with "T02:20" and ":00" behind it or not, a blank
-// for the T; UTC. Throws UsageError.
+// The other way round, of an option: "2026-11-21", with "T02:20" and ":00" behind it or not, a
+// blank for the T; UTC. Throws UsageError.
 FILETIME TimeNamed(const char* option, const std::string& text);
 // What a listing says of the end of a certificate: nothing while it is 30 days away or more.
 std::string ExpiryText(const FILETIME& notAfter);
