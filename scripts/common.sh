@@ -11,6 +11,7 @@ test_packages=(libengine-gost-openssl mandoc zsh libgtest-dev python3 python3-js
   strace apache2-bin squid)
 check_packages=(clang-format clang-tidy)
 windows_packages=(g++-mingw-w64-x86-64-posix wine64)
+package_packages=(debhelper dpkg-dev lintian zip)
 bench_packages=(curl libbenchmark-dev nettle-dev libgcrypt20-dev libengine-gost-openssl python3 time)
 # Older ones lack std::source_location.
 fuzz_packages=(clang-16 libclang-rt-16-dev python3)

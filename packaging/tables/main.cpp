@@ -1,5 +1,6 @@
-// kestrel_tables TEMPLATE OUTPUT: fills a manual page or a completion script from the programs' own
-// tables. "@NAME@" is a part; on a line of its own it is that line. Runs at build time alone.
+// kestrel_tables TEMPLATE OUTPUT: fills a manual page, a completion script or the settings file
+// from the programs' own tables. "@NAME@" is a part; on a line of its own it is that line. Runs at
+// build time alone.
 #include <cstdio>
 #include <exception>
 #include <fstream>
@@ -16,6 +17,7 @@ std::string PartNamed(const std::string& name) {
     if (name == "VERSION") return KESTREL_VERSION;
     std::string part = tables::ManualPart(name);
     if (part.empty()) part = tables::CompletionPart(name);
+    if (part.empty()) part = tables::SettingsPart(name);
     if (part.empty()) throw std::runtime_error("there is no part '" + name + "'");
     return part;
 }

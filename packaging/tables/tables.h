@@ -35,8 +35,9 @@ bool IsKnown(const std::string& key);
 enum class KeyKind { WithValue, WithSecret, Attached };
 std::vector<std::string> KeysOf(KeyKind kind);
 
-// Parts of a page or a script; empty for a name that there is not.
+// Parts of a page, a script or the settings file; empty for a name that there is not.
 std::string ManualPart(const std::string& name);
 std::string CompletionPart(const std::string& name);
+std::string SettingsPart(const std::string& name);
 
 }  // namespace tables

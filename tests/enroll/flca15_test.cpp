@@ -25,11 +25,8 @@ class FlcaTest : public test_support::InFolderTest {
   protected:
     void SetUp() override {
         InFolderTest::SetUp();
-        const std::filesystem::path support =
-            std::filesystem::path(__FILE__).parent_path().parent_path() / "support";
         std::filesystem::create_directory("log.pages");
-        server_ =
-            popen(("python3 " + (support / "web_server.py").string() + " log >port").c_str(), "w");
+        server_ = popen("python3 " TEST_SUPPORT "/web_server.py log >port", "w");
         while (!Read("port").ends_with('\n')) {
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
