@@ -110,7 +110,8 @@ KeyFacts KeyOf(const CERT_PUBLIC_KEY_INFO& info) {
     static std::map<std::tuple<std::string, platform::Bytes, platform::Bytes>, KeyFacts> kept;
     const std::tuple key{
         std::string(info.Algorithm.pszObjId),
-        platform::Copy(platform::ViewOf(info.Algorithm.Parameters)),
+        platform::Bytes(info.Algorithm.Parameters.pbData,
+                        info.Algorithm.Parameters.pbData + info.Algorithm.Parameters.cbData),
         platform::Bytes(info.PublicKey.pbData, info.PublicKey.pbData + info.PublicKey.cbData)};
     if (const auto known = kept.find(key); known != kept.end()) return known->second;
     if (kept.size() >= kMostKept) kept.clear();

@@ -113,7 +113,8 @@ std::string DigestUnder(const CRYPT_ALGORITHM_IDENTIFIER& algorithm) {
     for (const SignatureRow& row : SignatureTable()) {
         if (row.oid != oid || (row.digestOid == nullptr && row.scheme != Scheme::Pss)) continue;
         try {
-            return DigestOfRow(row, ViewOf(algorithm.Parameters));
+            return DigestOfRow(row,
+                               ViewOf(algorithm.Parameters.pbData, algorithm.Parameters.cbData));
         } catch (const Error&) {
             return {};
         }
