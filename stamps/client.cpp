@@ -109,6 +109,21 @@ CBlob GenerateNonce(std::uint32_t size) {
     return nonce;
 }
 
+// X.690 8.3.2: not all of the first nine bits of an INTEGER are zero.
+bool IsMinimal(const CBigInteger& number) {
+    const std::uint8_t* octets = number.GetData();
+    return number.GetSize() < 2 || octets[0] != 0 || (octets[1] & 0x80) != 0;
+}
+
+// Positive and of the whole length, without an octet too many: services refuse that.
+CBigInteger NewNonce(std::uint32_t size) {
+    CBigInteger nonce;
+    do {
+        nonce = CBigInteger(GenerateNonce(size)).ToPositive();
+    } while (!IsMinimal(nonce));
+    return nonce;
+}
+
 void BuildRequest(CStampClient& client) {
     if (client.hash_.Get() != 0) {
         DWORD size = 0;
@@ -125,8 +140,7 @@ void BuildRequest(CStampClient& client) {
     request.certReq = client.certReq;
     if (!client.policyId.empty()) request.policy = client.policyId;
     if (client.useNonce) {
-        // Positive, so that no sign octet is needed.
-        client.nonce = CBigInteger(GenerateNonce(client.policySettings.nonceLength)).ToPositive();
+        client.nonce = NewNonce(client.policySettings.nonceLength);
         request.nonce = client.nonce;
     }
     client.encodedRequest = request.Encode();
