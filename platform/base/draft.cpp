@@ -131,6 +131,12 @@ bool LacksUnnamedFiles(int error) {
 
 std::string LinkOf(int file) { return "/proc/self/fd/" + std::to_string(file); }
 
+// What a file without a name gets one by.
+bool HasLinks() {
+    struct stat status {};
+    return lstat("/proc/self/fd", &status) == 0;
+}
+
 mode_t CurrentMask() {
     const mode_t mask = umask(0);
     umask(mask);
@@ -164,18 +170,17 @@ std::unique_ptr<Draft> Draft::In(const std::string& folder) {
 }
 
 // It is made with the permissions of any file, so that the mask and the folder's rules have
-// their say, and narrowed after that: nobody else can open it without a name.
+// their say: nobody else can open it without a name, so it is narrowed with that.
 bool Draft::OpenUnnamed(int flags, Access access) {
+    static const bool hasLinks = HasLinks();
+    if (!hasLinks) return false;
     Descriptor file(OpenUninterrupted(FolderOf(name_), flags | O_TMPFILE, kEverybody));
     if (file.Get() < 0 && !LacksUnnamedFiles(errno)) ThrowFileError(errno, name_);
+    if (file.Get() < 0) return false;
     struct stat status {};
-    if (file.Get() < 0 || lstat(LinkOf(file.Get()).c_str(), &status) != 0) return false;
     if (fstat(file.Get(), &status) != 0) ThrowFileError(errno, name_);
     ordinaryMode_ = status.st_mode & ~mode_t{S_IFMT};
-    if (access == Access::OwnerAlone && fchmod(file.Get(), kOwnerAlone) != 0) {
-        ThrowFileError(errno, name_);
-    }
-    static_cast<void>(flock(file.Get(), LOCK_EX | LOCK_NB));
+    narrows_ = access == Access::OwnerAlone;
     file_ = std::move(file);
     return true;
 }
@@ -194,6 +199,7 @@ void Draft::OpenNamed(int flags, Access access) {
         if (status.st_nlink == 0) continue;
         file_ = std::move(file);
         named_ = true;
+        isNarrow_ = access == Access::OwnerAlone;
         return ShowToSignals();
     }
 }
@@ -213,6 +219,15 @@ void Draft::Settle() {
 
 bool Draft::GiveName() {
     if (named_) return true;
+    if (narrows_ && fchmod(Get(), kOwnerAlone) != 0) return false;
+    isNarrow_ = narrows_;
+    return LinkOwnName();
+}
+
+// Unlocked, a sweep would take it for a leftover.
+bool Draft::LinkOwnName() {
+    if (named_) return true;
+    static_cast<void>(flock(Get(), LOCK_EX | LOCK_NB));
     const SignalsHeld held;
     named_ =
         linkat(AT_FDCWD, LinkOf(Get()).c_str(), AT_FDCWD, name_.c_str(), AT_SYMLINK_FOLLOW) == 0;
@@ -220,8 +235,16 @@ bool Draft::GiveName() {
     return named_;
 }
 
+bool Draft::Widen() {
+    narrows_ = false;
+    if (isNarrow_ && fchmod(Get(), ordinaryMode_) != 0) return false;
+    isNarrow_ = false;
+    return true;
+}
+
+// Its permissions are those that it is to keep, so the name on the way shows no more.
 bool Draft::RenameTo(const std::string& target) {
-    if (!GiveName() || rename(name_.c_str(), target.c_str()) != 0) return false;
+    if (!LinkOwnName() || rename(name_.c_str(), target.c_str()) != 0) return false;
     Settle();
     return true;
 }
@@ -256,6 +279,18 @@ void KeepDraft(std::shared_ptr<Draft> draft) {
 std::shared_ptr<Draft> FindDraft(const std::string& name) {
     const auto found = WaitingDrafts().find(name);
     return found == WaitingDrafts().end() ? nullptr : found->second;
+}
+
+void NameDraft(const std::string& name) {
+    const auto draft = FindDraft(name);
+    if (draft != nullptr) static_cast<void>(draft->GiveName());
+}
+
+bool DropUnnamedDraft(const std::string& name) {
+    const auto found = WaitingDrafts().find(name);
+    if (found == WaitingDrafts().end() || found->second->IsNamed()) return false;
+    WaitingDrafts().erase(found);
+    return true;
 }
 
 void ForgetDraft(const std::string& name) {

@@ -32,8 +32,13 @@ class Draft {
     // The permissions that any new file would have got.
     [[nodiscard]] mode_t OrdinaryMode() const { return ordinaryMode_; }
 
+    [[nodiscard]] bool IsNamed() const { return named_; }
+
     // These answer false with errno. The file may have its name already.
     [[nodiscard]] bool GiveName();
+    // Gives it the permissions of any new file.
+    [[nodiscard]] bool Widen();
+    // For a file that has the permissions which it is to keep.
     [[nodiscard]] bool RenameTo(const std::string& target);
     // The same to a name that must be free (EEXIST).
     [[nodiscard]] bool LinkTo(const std::string& target);
@@ -43,20 +48,27 @@ class Draft {
   private:
     bool OpenUnnamed(int flags, Access access);
     void OpenNamed(int flags, Access access);
+    bool LinkOwnName();
     void ShowToSignals();
 
     std::string name_;
     Descriptor file_{-1};
     mode_t ordinaryMode_ = 0;
+    bool narrows_ = false;  // to its owner when it gets its name
+    bool isNarrow_ = false;
     bool named_ = false;
     bool settled_ = false;
     int place_ = -1;  // among the names that a signal removes
 };
 
-// Drafts that wait under their names for a call that says what becomes of them.
+// Drafts that wait, mostly without their names, for a call that says what becomes of them.
 void KeepDraft(std::shared_ptr<Draft> draft);
 // Null when the name is none of them.
 std::shared_ptr<Draft> FindDraft(const std::string& name);
+// For calls that look for the file under its name.
+void NameDraft(const std::string& name);
+// False when the name is none of them, or a file has it.
+bool DropUnnamedDraft(const std::string& name);
 // The name was moved, replaced or deleted.
 void ForgetDraft(const std::string& name);
 

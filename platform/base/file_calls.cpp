@@ -3,6 +3,7 @@
 
 #include <cerrno>
 
+#include "platform/base/draft.h"
 #include "platform/base/errno_map.h"
 #include "platform/base/file_entry.h"
 #include "platform/base/file_name.h"
@@ -16,18 +17,33 @@ void CheckDone(bool done) {
     if (!done) throw Error(ErrnoToCode(errno));
 }
 
+// A file whose name is asked for has one.
+std::string NamedFile(const char* name) {
+    std::string file = FileArgument(name);
+    NameDraft(file);
+    return file;
+}
+
 int DescriptorOf(HANDLE file) { return Resolve<OpenFile>(file)->Get(); }
 
-DWORD AttributesBehind(const std::string& name, const struct stat& status) {
+// What stands behind the name, and whether that is a link: most names are none, and asked once.
+// False with errno.
+bool Look(const std::string& name, struct stat& status, bool& isLink) {
+    if (lstat(name.c_str(), &status) != 0) return false;
+    isLink = S_ISLNK(status.st_mode);
+    return !isLink || stat(name.c_str(), &status) == 0;
+}
+
+DWORD AttributesBehind(const std::string& name, const struct stat& status, bool isLink) {
     const DWORD attributes = AttributesOf(status);
-    if (!S_ISREG(status.st_mode) || !LeadsToOpenFile(name)) return attributes;
+    if (!isLink || !S_ISREG(status.st_mode) || !LeadsToOpenFile(name)) return attributes;
     return (attributes & ~DWORD{FILE_ATTRIBUTE_NORMAL}) | FILE_ATTRIBUTE_REPARSE_POINT;
 }
 
 void Replace(LPCSTR replaced, LPCSTR replacement, DWORD flags) {
     if ((flags & ~DWORD{REPLACEFILE_WRITE_THROUGH}) != 0) throw Error(ERROR_INVALID_PARAMETER);
     const std::string target = FileArgument(replaced);
-    const std::string source = FileArgument(replacement);
+    const std::string source = NamedFile(replacement);
     CheckHeld(target);
     ReplaceByFile(target, source, (flags & REPLACEFILE_WRITE_THROUGH) != 0);
     ForgetDraft(source);
@@ -41,9 +57,10 @@ using namespace platform;
 // "No such file" is an answer that callers want for each of many names, so it is not thrown.
 DWORD WINAPI GetFileAttributesA(LPCSTR name) {
     return Guarded<DWORD>(INVALID_FILE_ATTRIBUTES, [&] {
-        const std::string file = FileArgument(name);
+        const std::string file = NamedFile(name);
         struct stat status {};
-        if (stat(file.c_str(), &status) == 0) return AttributesBehind(file, status);
+        bool isLink = false;
+        if (Look(file, status, isLink)) return AttributesBehind(file, status, isLink);
         SetFailure(FileErrorCode(errno, file));
         return INVALID_FILE_ATTRIBUTES;
     });
@@ -51,7 +68,7 @@ DWORD WINAPI GetFileAttributesA(LPCSTR name) {
 
 BOOL WINAPI SetFileAttributesA(LPCSTR name, DWORD attributes) {
     return GuardedBool(
-        [&] { SetReadOnly(FileArgument(name), (attributes & FILE_ATTRIBUTE_READONLY) != 0); });
+        [&] { SetReadOnly(NamedFile(name), (attributes & FILE_ATTRIBUTE_READONLY) != 0); });
 }
 
 BOOL WINAPI CreateDirectoryA(LPCSTR name, LPSECURITY_ATTRIBUTES) {
@@ -61,7 +78,7 @@ BOOL WINAPI CreateDirectoryA(LPCSTR name, LPSECURITY_ATTRIBUTES) {
 HANDLE WINAPI CreateFileA(LPCSTR name, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES,
                           DWORD disposition, DWORD flags, HANDLE) {
     return Guarded<HANDLE>(INVALID_HANDLE_VALUE, [&]() -> HANDLE {
-        return Publish(Open({FileArgument(name), access, share, disposition, flags}));
+        return Publish(Open({NamedFile(name), access, share, disposition, flags}));
     });
 }
 

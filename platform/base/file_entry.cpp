@@ -29,12 +29,15 @@ void SyncNamed(const std::string& name) {
     if (file.Get() < 0 || !SyncFile(file.Get())) ThrowFileError(errno, name);
 }
 
-// A temporary file that is moved is one no more: it gets the permissions of any new file.
-void MakeOrdinary(const std::string& name) {
-    const auto draft = FindDraft(name);
-    if (draft != nullptr && fchmod(draft->Get(), draft->OrdinaryMode()) != 0) {
-        ThrowFileError(errno, name);
-    }
+// A temporary file that is moved is one no more.
+bool MoveDraft(Draft& draft, const std::string& to, bool replacing, bool durable) {
+    if (!draft.Widen() || (durable && !SyncFile(draft.Get()))) ThrowFileError(errno, draft.Name());
+    return replacing ? draft.RenameTo(to) : draft.LinkTo(to);
+}
+
+bool MoveFile(const std::string& from, const std::string& to, bool replacing, bool durable) {
+    if (durable) SyncNamed(from);
+    return replacing ? rename(from.c_str(), to.c_str()) == 0 : RenameToFree(from, to);
 }
 
 }  // namespace
@@ -49,10 +52,10 @@ void Move(const std::string& from, const std::string& to, DWORD flags) {
     constexpr DWORD kKnown = MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH;
     if ((flags & ~kKnown) != 0) throw Error(ERROR_INVALID_PARAMETER);
     const bool durable = (flags & MOVEFILE_WRITE_THROUGH) != 0;
-    MakeOrdinary(from);
-    if (durable) SyncNamed(from);
     const bool replacing = (flags & MOVEFILE_REPLACE_EXISTING) != 0;
-    const bool moved = replacing ? rename(from.c_str(), to.c_str()) == 0 : RenameToFree(from, to);
+    const auto draft = FindDraft(from);
+    const bool moved = draft != nullptr ? MoveDraft(*draft, to, replacing, durable)
+                                        : MoveFile(from, to, replacing, durable);
     if (!moved && errno == EEXIST) throw Error(ERROR_ALREADY_EXISTS, to);
     if (!moved) ThrowFileError(errno, to);
     ForgetDraft(from);
@@ -77,6 +80,7 @@ void MakeFolder(const std::string& name) {
 }
 
 void DeleteNamed(const std::string& name) {
+    if (DropUnnamedDraft(name)) return;
     if (unlink(name.c_str()) != 0) ThrowFileError(errno, name);
     ForgetDraft(name);
 }

@@ -160,10 +160,9 @@ std::shared_ptr<OpenFile> OpenLocked(const OpenRequest& request, int flags) {
 // A draft stays open, so a copy is closed for what a file system may tell only then.
 void OpenFile::Close() {
     if (draft_ != nullptr) {
-        if (!Descriptor(dup(draft_->Get())).Close() || !draft_->GiveName()) {
-            ThrowFileError(errno, draft_->Name());
-        }
+        if (!Descriptor(dup(draft_->Get())).Close()) ThrowFileError(errno, draft_->Name());
         if (isTemporary_) return KeepDraft(std::move(draft_));
+        if (!draft_->GiveName()) ThrowFileError(errno, draft_->Name());
         draft_->Settle();
         draft_.reset();
         return;

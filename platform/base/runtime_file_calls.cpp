@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <string>
 
+#include "platform/base/draft.h"
 #include "platform/base/errno_map.h"
 #include "platform/base/error.h"
 #include "platform/base/file_name.h"
@@ -46,7 +47,9 @@ std::FILE* OpenUninterrupted(const std::string& name, const std::string& mode) {
 
 std::FILE* Open(const char* name, const char* mode) {
     if (name == nullptr || mode == nullptr || *name == '\0') Fail(EINVAL);
-    std::FILE* const file = OpenUninterrupted(SystemFileName(name), ModeOf(mode));
+    const std::string systemName = SystemFileName(name);
+    NameDraft(systemName);
+    std::FILE* const file = OpenUninterrupted(systemName, ModeOf(mode));
     if (file == nullptr) Fail(errno);
     RefuseFolder(file);
     return file;
