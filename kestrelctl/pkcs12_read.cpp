@@ -11,6 +11,7 @@
 #include "kestrelctl/pkcs12_parts.h"
 #include "platform/base/home.h"
 #include "platform/providers/algorithms.h"
+#include "platform/providers/container.h"
 #include "platform/providers/key_file.h"
 #include "platform/providers/pkcs12.h"
 #include "platform/providers/round_budget.h"
@@ -221,6 +222,16 @@ bool OpensMac(PKCS12* file, Password& password) {
     return true;
 }
 
+// A key that no container takes fits no certificate either.
+void CheckAlgorithm(const platform::AnyKey& key, const std::string& name) {
+    try {
+        platform::TypeForKey(key);
+    } catch (const platform::Error&) {
+        throw Failure("'" + name + "' holds a key of an algorithm that no container takes, " +
+                      key.Oid());
+    }
+}
+
 Pkcs12Content Open(PKCS12* file, Password password, const std::string& name) {
     if (!OpensMac(file, password)) throw Failure("wrong password for '" + name + "'");
     Attempt attempt = TryAll(file, password);
@@ -228,7 +239,10 @@ Pkcs12Content Open(PKCS12* file, Password password, const std::string& name) {
     if (!attempt.unknown.empty()) {
         throw Failure("'" + name + "' is encrypted with an unknown algorithm, " + attempt.unknown);
     }
-    if (attempt.content.key) throw Failure("'" + name + "' holds no certificate for its key");
+    if (attempt.content.key) {
+        CheckAlgorithm(attempt.content.key, name);
+        throw Failure("'" + name + "' holds no certificate for its key");
+    }
     if (PKCS12_mac_present(file) == 0 && !attempt.unusable) {
         throw Failure("wrong password for '" + name + "', or no private key in it");
     }
