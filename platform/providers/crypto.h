@@ -100,6 +100,9 @@ class Digest {
     std::unique_ptr<Running> running_;
 };
 
+// The digest of what is there whole.
+Bytes DigestOf(std::string_view oid, ByteView data);
+
 // Public key of a SubjectPublicKeyInfo, from its DER or its decoded record. Throws
 // NTE_BAD_ALGID when no algorithm fits and CRYPT_E_ASN1_BADTAG when it is malformed.
 AnyKey PublicKeyFromDer(ByteView subjectPublicKeyInfo);

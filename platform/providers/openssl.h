@@ -28,6 +28,7 @@ using EncryptedKeyInfo = std::unique_ptr<X509_SIG, Freer<X509_SIG_free>>;
 using PublicKeyInfo = std::unique_ptr<X509_PUBKEY, Freer<X509_PUBKEY_free>>;
 using Asn1Type = std::unique_ptr<ASN1_TYPE, Freer<ASN1_TYPE_free>>;
 using Asn1Object = std::unique_ptr<ASN1_OBJECT, Freer<ASN1_OBJECT_free>>;
+using AlgorithmHolder = std::unique_ptr<X509_ALGOR, Freer<X509_ALGOR_free>>;
 using OctetString = std::unique_ptr<ASN1_OCTET_STRING, Freer<ASN1_OCTET_STRING_free>>;
 using PssParameters = std::unique_ptr<RSA_PSS_PARAMS, Freer<RSA_PSS_PARAMS_free>>;
 using OaepParameters = std::unique_ptr<RSA_OAEP_PARAMS, Freer<RSA_OAEP_PARAMS_free>>;
