@@ -126,12 +126,6 @@ Bytes SignDigest(const AnyKey& key, std::string_view digestOid, ByteView digest)
 void VerifyDigest(const AnyKey& key, const Algorithm& signatureAlgorithm,
                   std::string_view digestOid, ByteView digest, ByteView signature);
 
-// Puts the public key into a certificate that is being made.
-void SetPublicKey(X509* certificate, const AnyKey& key);
-// Signs a certificate that is complete but for this, with the digest that goes with the key
-// first; the result is its DER. Throws NTE_FAIL.
-Bytes SignCertificate(X509* certificate, const AnyKey& key);
-
 // keyEncryptionAlgorithm of a KeyTransRecipientInfo for this recipient key and content cipher.
 Algorithm KeyTransportAlgorithmFor(const AnyKey& recipient, std::string_view cipherOid);
 // encryptedKey for the recipient: RSA PKCS #1 v1.5, or GostR3410-KeyTransport

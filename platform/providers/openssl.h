@@ -95,9 +95,6 @@ Bytes EncodeItem(const ASN1_ITEM* item, const T* value) {
     return bytes;
 }
 
-// All bits count, zeros at the end too. Throws NTE_NO_MEMORY.
-void SetBits(ASN1_BIT_STRING* bits, ByteView octets);
-
 inline ByteView ViewOf(const ASN1_STRING* text) {
     return ViewOf(ASN1_STRING_get0_data(text), static_cast<std::size_t>(ASN1_STRING_length(text)));
 }
