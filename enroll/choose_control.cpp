@@ -1,4 +1,4 @@
-// Which control a system has.
+// Which enrolment control is taken: that which the version of the system has.
 #include <enrollment.h>
 #include <windows.h>
 

@@ -1,4 +1,4 @@
-// What a client is told and asked.
+// What the client for an authority is told and asked, from a request to its installed answer.
 #include "enroll/client_road.h"
 
 #include <certcli.h>

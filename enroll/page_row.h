@@ -1,4 +1,4 @@
-// What the authority's tables list.
+// A row of the authority's tables: one certificate, request or revocation.
 #pragma once
 
 #include <windows.h>

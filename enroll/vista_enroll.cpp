@@ -1,4 +1,4 @@
-// The newer way: requests and answers by objects.
+// Enrolment by the system's newer objects: a request put together, an answer taken in.
 #include "enroll/vista_enroll.h"
 
 #include <enrollment.h>

@@ -1,4 +1,5 @@
-// The newer way: the settings are kept here, and a request is put together from objects.
+// Enrolment by the system's newer objects: settings are kept here, and a request is put together
+// from objects.
 #pragma once
 
 #include <string>

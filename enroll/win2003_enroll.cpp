@@ -1,4 +1,4 @@
-// The older control, each operation one of its own.
+// Enrolment by the system's older control: each operation is one of the control's.
 #include "enroll/win2003_enroll.h"
 
 #include <enrollment.h>

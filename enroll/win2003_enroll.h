@@ -1,4 +1,4 @@
-// The older control.
+// Enrolment by the system's older control.
 #pragma once
 
 #include <xenroll.h>

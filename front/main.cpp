@@ -1,4 +1,4 @@
-// The program.
+// Where the program begins.
 #include "front/main_frame.h"
 
 int main(int argumentCount, char** arguments) {

@@ -1,4 +1,4 @@
-// The frame around every command.
+// What stands around every command, from the banner to the line that closes.
 #include "front/main_frame.h"
 
 #include <clocale>

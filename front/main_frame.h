@@ -1,4 +1,4 @@
-// The frame around every command.
+// What stands around every command: language, banner, arguments, and the line that closes.
 #pragma once
 
 #include <windows.h>

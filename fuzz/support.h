@@ -1,4 +1,4 @@
-// What the fuzz targets share.
+// How a fuzz target says that something does not hold which always must.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// The words of chains.
+// What is wrong with a chain, a sentence for each bit.
 #include "kestrelctl/chain_words.h"
 
 namespace kestrelctl {

@@ -1,4 +1,4 @@
-// The commands of kestrelctl.
+// The table of kestrelctl's commands, for whoever runs or describes them.
 #pragma once
 
 #include <span>

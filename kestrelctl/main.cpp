@@ -1,4 +1,4 @@
-// The administrator's tool.
+// Where the administrator's tool begins.
 #include "kestrelctl/command_table.h"
 
 int main(int count, char** words) { return kestrelctl::Run(kestrelctl::Commands(), count, words); }

@@ -26,9 +26,7 @@ void Require(bool good) {
 
 // The key and its certificate carry the name and the number that tie them together.
 void Label(PKCS12_SAFEBAG* bag, const Pkcs12Source& source) {
-    platform::Digest digest(platform::oid::kSha1);
-    digest.Update(source.certificate);
-    platform::Bytes id = digest.Value();
+    platform::Bytes id = platform::DigestOf(platform::oid::kSha1, source.certificate);
     Require(PKCS12_add_localkeyid(bag, id.data(), static_cast<int>(id.size())) == 1 &&
             PKCS12_add_friendlyname_utf8(bag, source.name.c_str(), -1) == 1);
 }

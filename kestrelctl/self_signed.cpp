@@ -1,83 +1,63 @@
-// Putting a self-signed certificate together.
+// Subject and extensions of the self-signed certificate of a new identity.
 #include "kestrelctl/self_signed.h"
 
-#include <openssl/rand.h>
-#include <openssl/x509v3.h>
-
 #include "kestrelctl/cli.h"
-#include "platform/certs/certificate.h"
+#include "platform/certs/compare.h"
+#include "platform/certs/names.h"
+#include "platform/der/records.h"
+#include "platform/enroll/request.h"
 
 namespace kestrelctl {
 namespace {
 
-void Require(bool good, const char* what) {
-    if (!good) throw Failure(std::string("cannot make the certificate: ") + what);
+using platform::Bytes;
+
+constexpr const char* kBasicConstraints = "2.5.29.19";
+
+[[noreturn]] void RefuseName(const std::string& subject, const std::string& where) {
+    throw Failure("'" + subject + "' is no name such as \"CN=Ann Example, O=Example\"" + where);
 }
 
-platform::Bytes EncodeName(const std::string& subject) {
-    DWORD size = 0;
-    LPCSTR errorAt = nullptr;
-    if (!CertStrToNameA(X509_ASN_ENCODING, subject.c_str(), CERT_X500_NAME_STR, nullptr, nullptr,
-                        &size, &errorAt)) {
-        throw Failure("'" + subject + "' is no name such as \"CN=Ann Example, O=Example\"" +
-                      (errorAt != nullptr ? ": see at '" + std::string(errorAt) + "'" : ""));
+Bytes EncodeName(const std::string& subject) {
+    try {
+        return platform::TextToName(subject, CERT_X500_NAME_STR);
+    } catch (const platform::BadNameText& bad) {
+        RefuseName(subject, ": see at '" + subject.substr(bad.At()) + "'");
+    } catch (const platform::Error&) {
+        RefuseName(subject, "");
     }
-    platform::Bytes name(size);
-    Require(CertStrToNameA(X509_ASN_ENCODING, subject.c_str(), CERT_X500_NAME_STR, nullptr,
-                           name.data(), &size, nullptr) != 0,
-            "the name");
-    return name;
 }
 
-// A positive 16-byte serial number, as RFC 5280 4.1.2.2 allows.
-void SetSerial(X509* certificate) {
-    unsigned char random[16];
-    Require(RAND_bytes(random, sizeof random) == 1, "the serial number");
-    random[0] = static_cast<unsigned char>((random[0] & 0x7F) | 0x40);
-    BIGNUM* number = BN_bin2bn(random, sizeof random, nullptr);
-    const bool good = number != nullptr &&
-                      BN_to_ASN1_INTEGER(number, X509_get_serialNumber(certificate)) != nullptr;
-    BN_free(number);
-    Require(good, "the serial number");
+// Of an end, not of an authority.
+platform::Extension EndExtension() {
+    return {kBasicConstraints, true, platform::der::Element(platform::der::kSequence, Bytes())};
 }
 
-void SetNames(X509* certificate, const std::string& subject) {
-    const platform::Bytes der = EncodeName(subject);
-    const unsigned char* at = der.data();
-    X509_NAME* name = d2i_X509_NAME(nullptr, &at, static_cast<long>(der.size()));
-    const bool good = name != nullptr && X509_set_subject_name(certificate, name) == 1 &&
-                      X509_set_issuer_name(certificate, name) == 1;
-    X509_NAME_free(name);
-    Require(good, "the name");
-}
-
-void AddExtension(X509* certificate, int nid, const char* value) {
-    X509V3_CTX context;
-    X509V3_set_ctx_nodb(&context);
-    X509V3_set_ctx(&context, certificate, certificate, nullptr, nullptr, 0);
-    X509_EXTENSION* extension = X509V3_EXT_conf_nid(nullptr, &context, nid, value);
-    const bool good = extension != nullptr && X509_add_ext(certificate, extension, -1) == 1;
-    X509_EXTENSION_free(extension);
-    Require(good, "an extension");
+// RFC 5280 4.2.1.2, method 1.
+platform::Extension KeyIdentifierExtension(const platform::AnyKey& key) {
+    const Bytes der = platform::PublicKeyToDer(key);
+    platform::der::Cursor cursor(der);
+    const Bytes hash = platform::Sha1Of(platform::ReadPublicKey(cursor).key.octets);
+    return {szOID_SUBJECT_KEY_IDENTIFIER, false,
+            platform::der::Element(platform::der::kOctetString, hash)};
 }
 
 }  // namespace
 
-platform::Bytes SelfSigned(const platform::AnyKey& key, const std::string& subject,
-                           unsigned long days) {
-    const platform::NativeCertificate certificate(X509_new());
-    Require(certificate != nullptr && X509_set_version(certificate.get(), X509_VERSION_3) == 1,
-            "no memory");
-    SetSerial(certificate.get());
-    SetNames(certificate.get(), subject);
-    X509_gmtime_adj(X509_getm_notBefore(certificate.get()), 0);
-    X509_time_adj_ex(X509_getm_notAfter(certificate.get()), static_cast<int>(days), 0, nullptr);
-    platform::SetPublicKey(certificate.get(), key);
-    AddExtension(certificate.get(), NID_basic_constraints, "critical,CA:FALSE");
-    AddExtension(certificate.get(), NID_key_usage,
-                 "critical,digitalSignature,nonRepudiation,keyEncipherment,dataEncipherment");
-    AddExtension(certificate.get(), NID_subject_key_identifier, "hash");
-    return platform::SignCertificate(certificate.get(), key);
+Bytes SelfSigned(const platform::AnyKey& key, const std::string& subject, unsigned long days) {
+    constexpr std::uint8_t kUsage =
+        CERT_DIGITAL_SIGNATURE_KEY_USAGE | CERT_NON_REPUDIATION_KEY_USAGE |
+        CERT_KEY_ENCIPHERMENT_KEY_USAGE | CERT_DATA_ENCIPHERMENT_KEY_USAGE;
+    const platform::RequestContent content{
+        EncodeName(subject),
+        {EndExtension(), platform::KeyUsageExtension(kUsage), KeyIdentifierExtension(key)}};
+    try {
+        return platform::SignSelf(content, key, days);
+    } catch (const platform::Error& error) {
+        if (error.Code() != ERROR_INVALID_PARAMETER) throw;
+        throw Failure("a certificate of " + std::to_string(days) +
+                      " days would end after the year 9999");
+    }
 }
 
 }  // namespace kestrelctl

@@ -1,4 +1,4 @@
-// A self-signed certificate for a fresh key.
+// The self-signed certificate of a new identity.
 #pragma once
 
 #include <string>

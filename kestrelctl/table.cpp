@@ -1,4 +1,4 @@
-// Laying out tables.
+// The layout of tables: columns by what their cells need, long cells in several lines.
 #include "kestrelctl/table.h"
 
 #include <sys/ioctl.h>

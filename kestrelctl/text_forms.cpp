@@ -5,18 +5,13 @@
 #include <cstdio>
 
 #include "kestrelctl/cli.h"
+#include "platform/providers/algorithms.h"
 #include "platform/providers/crypto.h"
 
 namespace kestrelctl {
 namespace {
 
 constexpr platform::Ticks kDaysOfWarning = 30;
-
-std::string DigestText(const char* algorithm, platform::ByteView der) {
-    platform::Digest digest(algorithm);
-    digest.Update(der);
-    return platform::Hex(digest.Value());
-}
 
 }  // namespace
 
@@ -73,7 +68,9 @@ std::string SerialText(const CRYPT_INTEGER_BLOB& serial) {
     return platform::Hex(bytes);
 }
 
-std::string Thumbprint(platform::ByteView der) { return DigestText("1.3.14.3.2.26", der); }
+std::string Thumbprint(platform::ByteView der) {
+    return platform::Hex(platform::DigestOf(platform::oid::kSha1, der));
+}
 
 std::string PlainHex(std::string text) {
     std::erase_if(text, [](char c) { return c == ':' || c == ' '; });
@@ -82,7 +79,9 @@ std::string PlainHex(std::string text) {
     return text;
 }
 
-std::string Sha256Text(platform::ByteView der) { return DigestText("2.16.840.1.101.3.4.2.1", der); }
+std::string Sha256Text(platform::ByteView der) {
+    return platform::Hex(platform::DigestOf(platform::oid::kSha256, der));
+}
 
 void AppendPem(std::string& text, const char* label, platform::ByteView der) {
     constexpr std::size_t kLine = 48;  // octets, 64 characters

@@ -1,4 +1,4 @@
-// Reading the policy.
+// Reads the time-stamp policy from the settings, the machine's before the user's.
 #include <algorithm>
 #include <string_view>
 

@@ -1,4 +1,4 @@
-// The key table and the command-line parser.
+// The keys of the command line: their table, reading the line, and taking keys out of it.
 #pragma once
 
 #include "front/core/result.h"

@@ -1,4 +1,4 @@
-// The command-line parser.
+// Reads the command line: its command, the keys with their values, the files.
 #include <cstring>
 
 #include "front/core/catalogue.h"

@@ -13,8 +13,6 @@ BOOL WINAPI CryptHashCertificate(HCRYPTPROV_LEGACY /*provider*/, ALG_ID algorith
         const AlgorithmRow* row =
             FindAlgorithm(algorithm == 0 ? CALG_SHA1 : algorithm, CRYPT_HASH_ALG_OID_GROUP_ID);
         if (row == nullptr) throw Error(NTE_BAD_ALGID);
-        Digest digest(row->oid);
-        digest.Update(ViewOf(encoded, encodedSize));
-        CopyOut(digest.Value(), hash, size);
+        CopyOut(DigestOf(row->oid, ViewOf(encoded, encodedSize)), hash, size);
     });
 }

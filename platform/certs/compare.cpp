@@ -98,6 +98,13 @@ const CERT_EXTENSION* FindExtension(const char* oid, DWORD count,
     return nullptr;
 }
 
+bool SameExtension(const CRL_INFO& first, const CRL_INFO& second, const char* oid) {
+    const CERT_EXTENSION* one = FindExtension(oid, first.cExtension, first.rgExtension);
+    const CERT_EXTENSION* other = FindExtension(oid, second.cExtension, second.rgExtension);
+    if (one == nullptr || other == nullptr) return one == other;
+    return Equal(ViewOf(one->Value), ViewOf(other->Value));
+}
+
 bool SameInteger(ByteView first, ByteView second) {
     return Equal(WithoutSignOctets(first), WithoutSignOctets(second));
 }

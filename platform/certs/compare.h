@@ -21,6 +21,9 @@ Bytes Sha1Of(ByteView bytes);
 // The extension, or null. Of several with one identifier, the first.
 const CERT_EXTENSION* FindExtension(const char* oid, DWORD count, const CERT_EXTENSION* extensions);
 
+// Whether two CRLs have the extension with the same value, or both lack it.
+bool SameExtension(const CRL_INFO& first, const CRL_INFO& second, const char* oid);
+
 // Little-endian two's complement integers, equal however many sign octets they carry.
 bool SameInteger(ByteView first, ByteView second);
 

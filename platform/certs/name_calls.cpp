@@ -74,7 +74,6 @@ BOOL WINAPI CertStrToNameA(DWORD, LPCSTR text, DWORD type, void*, BYTE* encoded,
                            LPCSTR* errorAt) {
     return GuardedOutput(size, [&] {
         if (text == nullptr) throw Error(E_INVALIDARG);
-        Widen(text);  // only well-formed text goes into a certificate
         Convert(text, type, encoded, size, errorAt, [&](std::size_t at) { return text + at; });
     });
 }

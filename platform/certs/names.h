@@ -28,7 +28,7 @@ class BadNameText : public Error {
 // unknown type, CRYPT_E_ASN1_BADTAG, _EOD or _CORRUPT for a name that cannot be read.
 std::string NameToText(ByteView name, DWORD type);
 // UTF-8 text in the form of CERT_X500_NAME_STR; of `type` only the flags count. Throws
-// BadNameText.
+// BadNameText, and ERROR_NO_UNICODE_TRANSLATION for octets that are no UTF-8.
 Bytes TextToName(std::string_view text, DWORD type);
 
 // The characters of a string of any type that names know; none for anything else, and for

@@ -1,4 +1,4 @@
-// What certificates and CRLs have in common as contexts.
+// The encoding that calls on certificates and CRLs demand, and the signed part of either.
 #include "platform/certs/share.h"
 
 #include "platform/base/error.h"

@@ -1,4 +1,4 @@
-// What certificates and CRLs have in common as contexts.
+// What the calls on certificates and on CRLs share: checks, buffers, the signed part, the store.
 #pragma once
 
 #include "platform/base/ground.h"

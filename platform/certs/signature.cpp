@@ -82,10 +82,8 @@ Fit FitOf(const Algorithm& algorithm, std::string_view keyOid, std::string& dige
 
 void Verify(const SignedParts& parts, const std::string& digestOid,
             const CERT_PUBLIC_KEY_INFO& key) {
-    Digest digest(digestOid);
-    digest.Update(parts.toBeSigned);
-    VerifyDigest(PublicKeyFromInfo(key), parts.algorithm, digestOid, digest.Value(),
-                 parts.signature.octets);
+    VerifyDigest(PublicKeyFromInfo(key), parts.algorithm, digestOid,
+                 DigestOf(digestOid, parts.toBeSigned), parts.signature.octets);
 }
 
 SignatureVerdict Check(const SignedParts& parts, const CERT_PUBLIC_KEY_INFO& key) {

@@ -208,6 +208,7 @@ bool IsOneElement(ByteView octets) {
 }
 
 Bytes TextToName(std::string_view text, DWORD type) {
+    Widen(text);  // only well-formed text goes into a certificate
     std::vector<Bytes> relativeNames = NameParser(text).Parse();
     if ((type & CERT_NAME_STR_REVERSE_FLAG) != 0) {
         std::reverse(relativeNames.begin(), relativeNames.end());

@@ -153,21 +153,12 @@ std::vector<UsableList> LatestFirst(const SoundLists& lists) {
     return usable;
 }
 
-bool SameExtension(const Crl& first, const Crl& second, const char* oid) {
-    const auto valueIn = [oid](const CRL_INFO& info) {
-        const auto* extension = FindExtension(oid, info.cExtension, info.rgExtension);
-        return extension == nullptr ? ByteView() : ViewOf(extension->Value);
-    };
-    return Equal(valueIn(first.Head()), valueIn(second.Head()));
-}
-
 // RFC 5280 6.3.3 (c): of one scope and one key, and newer.
 bool Builds(const UsableList& delta, const UsableList& base) {
-    const Crl& later = *delta.list->crl;
-    const Crl& earlier = *base.list->crl;
+    const CRL_INFO& later = delta.list->crl->Head();
+    const CRL_INFO& earlier = base.list->crl->Head();
     return delta.baseNumber && base.number && delta.number &&
-           DistinguishedName(later.Head().Issuer)
-               .Equals(DistinguishedName(earlier.Head().Issuer)) &&
+           DistinguishedName(later.Issuer).Equals(DistinguishedName(earlier.Issuer)) &&
            SameExtension(later, earlier, kScope) && SameExtension(later, earlier, kAuthorityKey) &&
            ASN1_INTEGER_cmp(delta.baseNumber.get(), base.number.get()) <= 0 &&
            ASN1_INTEGER_cmp(delta.number.get(), base.number.get()) > 0;

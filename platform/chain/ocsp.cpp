@@ -40,12 +40,6 @@ class Refusal {
     bool refused_;
 };
 
-Bytes DigestOf(std::string_view oid, ByteView data) {
-    Digest digest(oid);
-    digest.Update(data);
-    return digest.Value();
-}
-
 Bytes SerialOf(const Certificate& certificate) {
     Bytes serial = Copy(ViewOf(certificate.Info().SerialNumber));
     std::reverse(serial.begin(), serial.end());

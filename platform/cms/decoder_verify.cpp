@@ -36,9 +36,7 @@ void CheckAttributes(const std::vector<Bytes>& attributes, const std::string& co
 }
 
 Bytes DigestOfAttributes(const SignerInfo& signer) {
-    Digest digest(signer.digest.oid);
-    digest.Update(SignedAttributesForDigest(*signer.signedAttributes));
-    return digest.Value();
+    return DigestOf(signer.digest.oid, SignedAttributesForDigest(*signer.signedAttributes));
 }
 
 // RFC 5754 2 and 3.2, RFC 3370 3.2, RFC 5758 3: NULL or nothing, and readers take both. PSS

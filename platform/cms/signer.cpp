@@ -133,9 +133,9 @@ SignerInfo PreparedSigner::Sign(ByteView contentDigest) const {
         signer.signature = SignDigest(key_, signer.digest.oid, contentDigest);
         return signer;
     }
-    Digest digest(signer.digest.oid);
-    digest.Update(SignedAttributesForDigest(*signer.signedAttributes));
-    signer.signature = SignDigest(key_, signer.digest.oid, digest.Value());
+    const Bytes digest =
+        DigestOf(signer.digest.oid, SignedAttributesForDigest(*signer.signedAttributes));
+    signer.signature = SignDigest(key_, signer.digest.oid, digest);
     return signer;
 }
 

@@ -10,6 +10,7 @@
 #include "platform/certs/names.h"
 #include "platform/console/hidden_line.h"
 #include "platform/console/terminal.h"
+#include "platform/providers/algorithms.h"
 #include "platform/registry/registry.h"
 
 namespace platform {
@@ -63,9 +64,7 @@ InstallRoots Policy() {
 }
 
 std::string Thumbprint(const Certificate& certificate) {
-    Digest digest("2.16.840.1.101.3.4.2.1");
-    digest.Update(certificate.Der());
-    return Hex(digest.Value());
+    return Hex(DigestOf(oid::kSha256, certificate.Der()));
 }
 
 bool AskToTrust(const Certificate& root) {

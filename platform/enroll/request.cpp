@@ -23,7 +23,9 @@ namespace {
 // RFC 2985 5.4.2.
 constexpr const char* kExtensionRequest = "1.2.840.113549.1.9.14";
 constexpr const char* kSmimeCapabilities = "1.2.840.113549.1.9.15";
-constexpr Ticks kStandInDays = 366;
+constexpr Ticks kTicksPerDay = 86400 * kTicksPerSecond;
+// From 1601 to the end of 9999, the last year that a certificate can tell (RFC 5280 4.1.2.5.2).
+constexpr Ticks kTellableDays = 3'067'671;
 constexpr int kLineColumns = 64;
 
 struct Signing {
@@ -44,9 +46,7 @@ Signing SigningOf(const AnyKey& key) {
 }
 
 Bytes Signed(const Signing& signing, ByteView body, const AnyKey& key) {
-    Digest digest(signing.digestOid);
-    digest.Update(body);
-    const Bytes signature = SignDigest(key, signing.digestOid, digest.Value());
+    const Bytes signature = SignDigest(key, signing.digestOid, DigestOf(signing.digestOid, body));
     return der::Element(der::kSequence,
                         {body, EncodeAlgorithm(signing.algorithm), EncodeBitString(signature, 0)});
 }
@@ -74,11 +74,13 @@ Bytes FreshSerial() {
     return der::Element(der::kInteger, random);
 }
 
-Bytes ValidFromNow() {
-    constexpr Ticks kLifetime = kStandInDays * 86400 * kTicksPerSecond;
+Bytes ValidFromNow(unsigned long days) {
     const Ticks now = CurrentTicks();
-    return der::Element(der::kSequence,
-                        {EncodeTime(FileTimeOf(now)), EncodeTime(FileTimeOf(now + kLifetime))});
+    if (days >= kTellableDays - now / kTicksPerDay) {
+        throw Error(ERROR_INVALID_PARAMETER, std::to_string(days) + " days");
+    }
+    const Ticks end = now + days * kTicksPerDay;
+    return der::Element(der::kSequence, {EncodeTime(FileTimeOf(now)), EncodeTime(FileTimeOf(end))});
 }
 
 }  // namespace
@@ -127,7 +129,7 @@ Bytes SignRequest(const RequestContent& content, const AnyKey& key) {
     return Signed(SigningOf(key), body, key);
 }
 
-Bytes SignStandIn(const RequestContent& content, const AnyKey& key) {
+Bytes SignSelf(const RequestContent& content, const AnyKey& key, unsigned long days) {
     const Signing signing = SigningOf(key);
     const Bytes version = der::Element(der::ContextConstructed(0), der::Integer(2));
     const Bytes extensions =
@@ -137,7 +139,7 @@ Bytes SignStandIn(const RequestContent& content, const AnyKey& key) {
     const Bytes body =
         der::Element(der::kSequence,
                      {version, FreshSerial(), EncodeAlgorithm(signing.algorithm), content.subject,
-                      ValidFromNow(), content.subject, PublicKeyToDer(key), extensions});
+                      ValidFromNow(days), content.subject, PublicKeyToDer(key), extensions});
     return Signed(signing, body, key);
 }
 

@@ -1,5 +1,5 @@
-// Certificate requests (PKCS #10, RFC 2986): what is in one, its encoding, and the certificate
-// that stands for it in a store until the answer comes.
+// Certificate requests (PKCS #10, RFC 2986): what is in one, its encoding, and certificates of the
+// same content that sign themselves.
 #pragma once
 
 #include "platform/base/ground.h"
@@ -37,13 +37,15 @@ Extension SmimeExtension(DWORD providerType);
 // From an identifier and one DER element. Throws CRYPT_E_ASN1_* for another value.
 Extension GivenExtension(const std::string& oid, bool critical, ByteView value);
 
-// ---- encodings, signed with the digest that goes with the key. Both throw NTE_FAIL ------
+// ---- encodings, signed with the digest that goes with the key. All throw NTE_FAIL -------
 
 Bytes SignRequest(const RequestContent& content, const AnyKey& key);
-// A self-signed certificate with subject and key of the request, valid from now.
-Bytes SignStandIn(const RequestContent& content, const AnyKey& key);
+// A certificate (X.509 v3, RFC 5280) that signs itself, valid from now. Throws
+// ERROR_INVALID_PARAMETER for days that lead past the year 9999.
+Bytes SignSelf(const RequestContent& content, const AnyKey& key, unsigned long days);
 
-// The request as the content of a signed message of its own key, whose stand-in goes along (est-2).
+// The request as the content of a signed message of its own key, whose stand-in goes along: a
+// certificate that signs itself (est-2).
 Bytes WrapRequest(ByteView request, const Certificate& standIn, const AnyKey& key);
 
 // The key of a request. Throws CRYPT_E_ASN1_* for what is none.

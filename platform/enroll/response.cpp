@@ -20,6 +20,9 @@
 namespace platform {
 namespace {
 
+// How long the certificate counts that stands for a request in a store; nobody relies on it.
+constexpr unsigned long kStandInDays = 366;
+
 struct Match {
     CertificatePointer certificate;
     KeyProviderInfo place;
@@ -244,7 +247,7 @@ void RemoveRequests(const Certificate& installed) {
 Bytes MakeRequest(const RequestContent& content, const EnrollKey& key, RequestForm form) {
     try {
         Bytes request = SignRequest(content, key.key);
-        const auto standIn = Certificate::Parse(SignStandIn(content, key.key));
+        const auto standIn = Certificate::Parse(SignSelf(content, key.key, kStandInDays));
         if (form == RequestForm::Wrapped) request = WrapRequest(request, *standIn, key.key);
         standIn->properties[CERT_KEY_PROV_INFO_PROP_ID] = Serialize(key.place);
         OpenSystemStore(Side::User, kRequestStore, OpenMode::OpenOrCreate)

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <span>
 
 #include "platform/base/bytes.h"
 #include "platform/gost/substitution.h"
@@ -47,6 +48,23 @@ class StreamCipher {
   public:
     virtual ~StreamCipher() = default;
     virtual void Turn(const std::uint8_t* in, std::uint8_t* out, std::size_t size) = 0;
+};
+
+// A cipher that lays a key stream over the text; the stream is made in runs and wiped at the end.
+class KeyStreamCipher : public StreamCipher {
+  public:
+    ~KeyStreamCipher() override { Wipe(stream_); }
+    void Turn(const std::uint8_t* in, std::uint8_t* out, std::size_t size) override;
+
+  protected:
+    explicit KeyStreamCipher(std::size_t longestRun) : stream_(longestRun) {}
+    // Fills `run`, of the longest run's size, and tells how much of it counts: at least one octet.
+    virtual std::size_t NextRun(std::span<std::uint8_t> run) = 0;
+
+  private:
+    Bytes stream_;
+    std::size_t filled_ = 0;
+    std::size_t used_ = 0;
 };
 
 // What the modes share: the running register, and the new key after each 1024 octets.
@@ -91,19 +109,14 @@ class Feedback89 : public StreamCipher, private Meshing89 {
     std::size_t used_ = Key89::kBlock;
 };
 
-class Counter89 : public StreamCipher, private Meshing89 {
+class Counter89 : public KeyStreamCipher, private Meshing89 {
   public:
     Counter89(Key89 key, ByteView iv, bool meshes);
-    ~Counter89() override { Wipe(stream_.data(), stream_.size()); }
-    void Turn(const std::uint8_t* in, std::uint8_t* out, std::size_t size) override;
 
   private:
-    void Refill();
+    std::size_t NextRun(std::span<std::uint8_t> run) override;
 
     bool started_ = false;
-    std::array<std::uint8_t, Key89::kBlock * 16> stream_{};
-    std::size_t filled_ = 0;
-    std::size_t used_ = 0;
 };
 
 // Whole blocks; padding is the caller's.

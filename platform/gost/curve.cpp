@@ -295,11 +295,11 @@ class CurveOf : public Curve {
         std::size_t twos = MakeOdd(right, down);
         while (left != right) {
             if (IsLess(right, left)) {
-                Increase(down, up);
+                AddTo(down, up);
                 Decrease(left, right);
                 twos += MakeOdd(left, up);
             } else {
-                Increase(up, down);
+                AddTo(up, down);
                 Decrease(right, left);
                 twos += MakeOdd(right, down);
             }
@@ -311,10 +311,6 @@ class CurveOf : public Curve {
         return order_.Mul(up, power);
     }
 
-    static void Increase(Value& number, const Value& other) {
-        unsigned char carry = 0;
-        for (std::size_t i = 0; i < n; ++i) number[i] = AddWord(number[i], other[i], carry);
-    }
     static void Decrease(Value& number, const Value& other) {
         unsigned char borrow = 0;
         for (std::size_t i = 0; i < n; ++i) number[i] = SubWord(number[i], other[i], borrow);

@@ -119,16 +119,6 @@ Words MixFour(Words w, int rounds) {
     return w;
 }
 
-void Add(Words& sum, const Words& block) {
-    std::uint64_t carry = 0;
-    for (std::size_t i = 0; i < sum.size(); ++i) {
-        const std::uint64_t with = sum[i] + carry;
-        carry = with < carry ? 1 : 0;
-        sum[i] = with + block[i];
-        carry += sum[i] < with ? 1 : 0;
-    }
-}
-
 }  // namespace
 
 Digest94::~Digest94() {
@@ -146,7 +136,7 @@ void Digest94::Step(const Words& block) {
 void Digest94::Take(const std::uint8_t* block) {
     const Words words = LoadWords(block);
     Step(words);
-    Add(sum_, words);
+    AddTo(sum_, words);
 }
 
 void Digest94::Update(ByteView data) {

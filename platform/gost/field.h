@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "platform/gost/words.h"
+
 #if defined(__x86_64__)
 #include <immintrin.h>
 
@@ -14,34 +16,6 @@
 #endif
 
 namespace platform::gost {
-
-__extension__ using Wide = unsigned __int128;
-
-// a + b + carry and a - b - borrow; both leave the next carry or borrow. The compiler makes
-// one instruction of a processor's own form only.
-inline std::uint64_t AddWord(std::uint64_t a, std::uint64_t b, unsigned char& carry) {
-#if defined(__x86_64__)
-    unsigned long long sum;
-    carry = _addcarry_u64(carry, a, b, &sum);
-    return sum;
-#else
-    const Wide sum = Wide{a} + b + carry;
-    carry = static_cast<unsigned char>(sum >> 64);
-    return static_cast<std::uint64_t>(sum);
-#endif
-}
-
-inline std::uint64_t SubWord(std::uint64_t a, std::uint64_t b, unsigned char& borrow) {
-#if defined(__x86_64__)
-    unsigned long long difference;
-    borrow = _subborrow_u64(borrow, a, b, &difference);
-    return difference;
-#else
-    const Wide difference = Wide{a} - b - borrow;
-    borrow = static_cast<unsigned char>(difference >> 64) & 1;
-    return static_cast<std::uint64_t>(difference);
-#endif
-}
 
 template <std::size_t n>
 using Number = std::array<std::uint64_t, n>;  // lowest word first

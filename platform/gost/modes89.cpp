@@ -88,29 +88,12 @@ void Feedback89::Turn(const std::uint8_t* in, std::uint8_t* out, std::size_t siz
 
 // ---- counter --------------------------------------------------------------------
 
-Counter89::Counter89(Key89 key, ByteView iv, bool meshes) : Meshing89(key, iv, meshes) {}
-
-// The halves of the counter run modulo 2^32 and 2^32 - 1.
-void Counter89::Refill() {
-    if (!started_) register_ = key_.Encrypt(register_);
-    started_ = true;
-    MeshWhenDue();
-    filled_ = std::min(stream_.size(), SectionLeft());
-    for (std::size_t i = 0; i < filled_; i += kBlock) {
-        const auto low = static_cast<std::uint32_t>(register_) + 0x01010101U;
-        std::uint32_t high = static_cast<std::uint32_t>(register_ >> 32) + 0x01010104U;
-        if (high < 0x01010104U) ++high;
-        register_ = low | std::uint64_t{high} << 32;
-        Store64(&stream_[i], register_);
-    }
-    key_.EncryptBlocks(stream_.data(), stream_.data(), filled_ / kBlock);
-    Count(filled_);
-    used_ = 0;
-}
-
-void Counter89::Turn(const std::uint8_t* in, std::uint8_t* out, std::size_t size) {
+void KeyStreamCipher::Turn(const std::uint8_t* in, std::uint8_t* out, std::size_t size) {
     while (size > 0) {
-        if (used_ == filled_) Refill();
+        if (used_ == filled_) {
+            filled_ = NextRun(stream_);
+            used_ = 0;
+        }
         const std::size_t part = std::min(size, filled_ - used_);
         for (std::size_t i = 0; i < part; ++i) out[i] = in[i] ^ stream_[used_ + i];
         used_ += part;
@@ -118,6 +101,27 @@ void Counter89::Turn(const std::uint8_t* in, std::uint8_t* out, std::size_t size
         out += part;
         size -= part;
     }
+}
+
+Counter89::Counter89(Key89 key, ByteView iv, bool meshes)
+    : KeyStreamCipher(16 * kBlock), Meshing89(key, iv, meshes) {}
+
+// The halves of the counter run modulo 2^32 and 2^32 - 1.
+std::size_t Counter89::NextRun(std::span<std::uint8_t> run) {
+    if (!started_) register_ = key_.Encrypt(register_);
+    started_ = true;
+    MeshWhenDue();
+    const std::size_t filled = std::min(run.size(), SectionLeft());
+    for (std::size_t i = 0; i < filled; i += kBlock) {
+        const auto low = static_cast<std::uint32_t>(register_) + 0x01010101U;
+        std::uint32_t high = static_cast<std::uint32_t>(register_ >> 32) + 0x01010104U;
+        if (high < 0x01010104U) ++high;
+        register_ = low | std::uint64_t{high} << 32;
+        Store64(&run[i], register_);
+    }
+    key_.EncryptBlocks(run.data(), run.data(), filled / kBlock);
+    Count(filled);
+    return filled;
 }
 
 // ---- block chaining -------------------------------------------------------------

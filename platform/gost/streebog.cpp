@@ -104,16 +104,6 @@ void Compress(Words& state, const Words& count, const Words& block) {
     for (unsigned i = 0; i < 8; ++i) state[i] ^= text[i] ^ key[i] ^ block[i];
 }
 
-void Add(Words& sum, const Words& other) {
-    std::uint64_t carry = 0;
-    for (std::size_t i = 0; i < sum.size(); ++i) {
-        const std::uint64_t with = sum[i] + carry;
-        carry = with < carry ? 1 : 0;
-        sum[i] = with + other[i];
-        carry += sum[i] < with ? 1 : 0;
-    }
-}
-
 }  // namespace
 
 Streebog::Streebog(std::size_t size) : size_(size) {
@@ -130,8 +120,8 @@ void Streebog::Take(const std::uint8_t* block, std::uint64_t octets) {
     Words words;
     for (std::size_t i = 0; i < words.size(); ++i) words[i] = Load64(block + 8 * i);
     Compress(state_, count_, words);
-    Add(count_, {octets * 8});
-    Add(sum_, words);
+    AddTo(count_, {octets * 8});
+    AddTo(sum_, words);
 }
 
 void Streebog::Update(ByteView data) {

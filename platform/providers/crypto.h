@@ -100,6 +100,9 @@ class Digest {
     std::unique_ptr<Running> running_;
 };
 
+// The digest of what is there whole.
+Bytes DigestOf(std::string_view oid, ByteView data);
+
 // Public key of a SubjectPublicKeyInfo, from its DER or its decoded record. Throws
 // NTE_BAD_ALGID when no algorithm fits and CRYPT_E_ASN1_BADTAG when it is malformed.
 AnyKey PublicKeyFromDer(ByteView subjectPublicKeyInfo);
@@ -122,12 +125,6 @@ Bytes SignDigest(const AnyKey& key, std::string_view digestOid, ByteView digest)
 // signature algorithm does not go with the key. RSA: PKCS #1 v1.5 and PSS.
 void VerifyDigest(const AnyKey& key, const Algorithm& signatureAlgorithm,
                   std::string_view digestOid, ByteView digest, ByteView signature);
-
-// Puts the public key into a certificate that is being made.
-void SetPublicKey(X509* certificate, const AnyKey& key);
-// Signs a certificate that is complete but for this, with the digest that goes with the key
-// first; the result is its DER. Throws NTE_FAIL.
-Bytes SignCertificate(X509* certificate, const AnyKey& key);
 
 // keyEncryptionAlgorithm of a KeyTransRecipientInfo for this recipient key and content cipher.
 Algorithm KeyTransportAlgorithmFor(const AnyKey& recipient, std::string_view cipherOid);

@@ -85,4 +85,10 @@ void Digest::Update(ByteView data) {
 
 Bytes Digest::Value() const { return running_->Value(); }
 
+Bytes DigestOf(std::string_view oid, ByteView data) {
+    Digest digest(oid);
+    digest.Update(data);
+    return digest.Value();
+}
+
 }  // namespace platform

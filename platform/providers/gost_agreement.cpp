@@ -31,9 +31,7 @@ ASN1_SEQUENCE(EncryptedKey) = {
 } static_ASN1_SEQUENCE_END(EncryptedKey)
     // clang-format on
 
-    using AlgorithmHolder = std::unique_ptr<X509_ALGOR, Freer<X509_ALGOR_free>>;
-
-Algorithm AlgorithmOf(ByteView der) {
+    Algorithm AlgorithmOf(ByteView der) {
     const auto value = DecodeWhole<AlgorithmHolder>(&d2i_X509_ALGOR, der);
     if (!value) ThrowCrypto(NTE_BAD_ALGID);
     Algorithm algorithm{DottedOf(value->algorithm), {}};

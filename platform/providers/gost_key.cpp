@@ -152,6 +152,14 @@ SharedGostKey ReadGostPublicKey(const GostPublicInfo& info) {
     return key;
 }
 
+// All bits count, zeros at the end too.
+void SetBits(ASN1_BIT_STRING* bits, ByteView octets) {
+    if (ASN1_STRING_set(bits, octets.data(), static_cast<int>(octets.size())) != 1) {
+        ThrowCrypto(NTE_NO_MEMORY);
+    }
+    bits->flags = (bits->flags & ~7L) | ASN1_STRING_FLAG_BITS_LEFT;
+}
+
 GostPublicInfoHolder GostPublicInfoOf(const GostKey& key) {
     const ASN1_ITEM* item = ASN1_ITEM_rptr(GostPublicInfo);
     GostPublicInfoHolder info(reinterpret_cast<GostPublicInfo*>(ASN1_item_new(item)), {item});

@@ -1,4 +1,4 @@
-// What OpenSSL objects have in common here.
+// Failures of OpenSSL as the platform's, and identifiers as its objects and back.
 #include "platform/providers/openssl.h"
 
 namespace platform {
@@ -6,13 +6,6 @@ namespace platform {
 void ThrowCrypto(LONG code) {
     ERR_clear_error();
     throw Error(code);
-}
-
-void SetBits(ASN1_BIT_STRING* bits, ByteView octets) {
-    if (ASN1_STRING_set(bits, octets.data(), static_cast<int>(octets.size())) != 1) {
-        ThrowCrypto(NTE_NO_MEMORY);
-    }
-    bits->flags = (bits->flags & ~7L) | ASN1_STRING_FLAG_BITS_LEFT;
 }
 
 Asn1Object ObjectOf(std::string_view oid) {

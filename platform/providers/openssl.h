@@ -28,6 +28,7 @@ using EncryptedKeyInfo = std::unique_ptr<X509_SIG, Freer<X509_SIG_free>>;
 using PublicKeyInfo = std::unique_ptr<X509_PUBKEY, Freer<X509_PUBKEY_free>>;
 using Asn1Type = std::unique_ptr<ASN1_TYPE, Freer<ASN1_TYPE_free>>;
 using Asn1Object = std::unique_ptr<ASN1_OBJECT, Freer<ASN1_OBJECT_free>>;
+using AlgorithmHolder = std::unique_ptr<X509_ALGOR, Freer<X509_ALGOR_free>>;
 using OctetString = std::unique_ptr<ASN1_OCTET_STRING, Freer<ASN1_OCTET_STRING_free>>;
 using PssParameters = std::unique_ptr<RSA_PSS_PARAMS, Freer<RSA_PSS_PARAMS_free>>;
 using OaepParameters = std::unique_ptr<RSA_OAEP_PARAMS, Freer<RSA_OAEP_PARAMS_free>>;
@@ -93,9 +94,6 @@ Bytes EncodeItem(const ASN1_ITEM* item, const T* value) {
     OPENSSL_free(der);
     return bytes;
 }
-
-// All bits count, zeros at the end too. Throws NTE_NO_MEMORY.
-void SetBits(ASN1_BIT_STRING* bits, ByteView octets);
 
 inline ByteView ViewOf(const ASN1_STRING* text) {
     return ViewOf(ASN1_STRING_get0_data(text), static_cast<std::size_t>(ASN1_STRING_length(text)));

@@ -7,11 +7,9 @@
 namespace platform {
 namespace {
 
-std::string DigestOf(const X509_ALGOR* algorithm) {
+std::string DigestNamed(const X509_ALGOR* algorithm) {
     return algorithm == nullptr ? oid::kSha1 : DottedOf(algorithm->algorithm);
 }
-
-using AlgorithmHolder = std::unique_ptr<X509_ALGOR, Freer<X509_ALGOR_free>>;
 
 AlgorithmHolder NewAlgorithm() {
     AlgorithmHolder algorithm(X509_ALGOR_new());
@@ -34,16 +32,14 @@ AlgorithmHolder MaskOf(const EVP_MD* digest) {
     return mask;
 }
 
-std::string MaskDigestOf(const X509_ALGOR* mask) {
+std::string MaskDigestNamed(const X509_ALGOR* mask) {
     if (mask == nullptr) return oid::kSha1;
     if (OBJ_obj2nid(mask->algorithm) != NID_mgf1 || mask->parameter == nullptr ||
         mask->parameter->type != V_ASN1_SEQUENCE) {
         ThrowCrypto(NTE_BAD_ALGID);
     }
-    const ASN1_STRING* der = mask->parameter->value.sequence;
-    const auto digest = DecodeWhole<AlgorithmHolder>(
-        &d2i_X509_ALGOR,
-        ViewOf(ASN1_STRING_get0_data(der), static_cast<std::size_t>(ASN1_STRING_length(der))));
+    const auto digest =
+        DecodeWhole<AlgorithmHolder>(&d2i_X509_ALGOR, ViewOf(mask->parameter->value.sequence));
     if (!digest) ThrowCrypto(NTE_BAD_ALGID);
     return DottedOf(digest->algorithm);
 }
@@ -71,13 +67,13 @@ void ApplyLabel(EVP_PKEY_CTX* context, const X509_ALGOR* source) {
 void ApplyPss(EVP_PKEY_CTX* context, ByteView der, std::string_view digestOid) {
     const auto parameters = DecodeWhole<PssParameters>(&d2i_RSA_PSS_PARAMS, der);
     if (!parameters) ThrowCrypto(NTE_BAD_ALGID);
-    if (DigestOf(parameters->hashAlgorithm) != digestOid) ThrowCrypto(NTE_BAD_ALGID);
+    if (DigestNamed(parameters->hashAlgorithm) != digestOid) ThrowCrypto(NTE_BAD_ALGID);
     const long salt =
         parameters->saltLength == nullptr ? 20 : ASN1_INTEGER_get(parameters->saltLength);
     const bool usualTrailer =
         parameters->trailerField == nullptr || ASN1_INTEGER_get(parameters->trailerField) == 1;
     if (salt < 0 || salt > 4096 || !usualTrailer) ThrowCrypto(NTE_BAD_ALGID);
-    const EVP_MD* mask = NativeDigest(MaskDigestOf(parameters->maskGenAlgorithm));
+    const EVP_MD* mask = NativeDigest(MaskDigestNamed(parameters->maskGenAlgorithm));
     if (EVP_PKEY_CTX_set_rsa_padding(context, RSA_PKCS1_PSS_PADDING) <= 0 ||
         EVP_PKEY_CTX_set_rsa_pss_saltlen(context, static_cast<int>(salt)) <= 0 ||
         EVP_PKEY_CTX_set_rsa_mgf1_md(context, mask) <= 0) {
@@ -113,7 +109,7 @@ void UsePss(EVP_PKEY_CTX* sign, std::string_view digestOid) {
 std::string PssDigest(ByteView der) {
     const auto parameters = DecodeWhole<PssParameters>(&d2i_RSA_PSS_PARAMS, der);
     if (!parameters) ThrowCrypto(NTE_BAD_ALGID);
-    return DigestOf(parameters->hashAlgorithm);
+    return DigestNamed(parameters->hashAlgorithm);
 }
 
 void ApplyOaep(EVP_PKEY_CTX* context, ByteView der) {
@@ -121,8 +117,8 @@ void ApplyOaep(EVP_PKEY_CTX* context, ByteView der) {
     const auto parameters =
         DecodeWhole<OaepParameters>(&d2i_RSA_OAEP_PARAMS, der.empty() ? ByteView(empty) : der);
     if (!parameters) ThrowCrypto(NTE_BAD_ALGID);
-    const EVP_MD* digest = NativeDigest(DigestOf(parameters->hashFunc));
-    const EVP_MD* mask = NativeDigest(MaskDigestOf(parameters->maskGenFunc));
+    const EVP_MD* digest = NativeDigest(DigestNamed(parameters->hashFunc));
+    const EVP_MD* mask = NativeDigest(MaskDigestNamed(parameters->maskGenFunc));
     if (EVP_PKEY_CTX_set_rsa_padding(context, RSA_PKCS1_OAEP_PADDING) <= 0 ||
         EVP_PKEY_CTX_set_rsa_oaep_md(context, digest) <= 0 ||
         EVP_PKEY_CTX_set_rsa_mgf1_md(context, mask) <= 0) {

@@ -19,13 +19,6 @@ void CheckDisposition(DWORD disposition) {
     }
 }
 
-bool SameExtension(const CRL_INFO& first, const CRL_INFO& second, const char* oid) {
-    const CERT_EXTENSION* one = FindExtension(oid, first.cExtension, first.rgExtension);
-    const CERT_EXTENSION* other = FindExtension(oid, second.cExtension, second.rgExtension);
-    if (one == nullptr || other == nullptr) return one == other;
-    return Equal(ViewOf(one->Value), ViewOf(other->Value));
-}
-
 // A later list of the same series takes the place of the earlier one.
 bool SameSeries(const CRL_INFO& first, const CRL_INFO& second) {
     const auto isDelta = [](const CRL_INFO& info) {

@@ -1,5 +1,6 @@
 """Identities as an administrator handles them: files in and out, names, lists, secrets."""
 
+import datetime
 import json
 import os
 import subprocess
@@ -289,6 +290,15 @@ class Identities(KestrelCase):
         self.ctl("identity", "create", "CN=one", "--provtype", "1", "--container", "one")
         self.assertIn(("one", "1"), self.rows("container", "provtype"))
         self.ctl("identity", "create", "CN=one", "--container", "one", status=1)
+
+    def test_days_up_to_the_last_year(self):
+        # A day of grace: the day may end while the test runs.
+        most = (datetime.date.max - datetime.datetime.now(datetime.timezone.utc).date()).days
+        for days in (most + 1, 3000000, 2**32 - 1, 2**32 + 1):
+            told = self.ctl("identity", "create", "CN=x", "--days", str(days), status=1)
+            self.assertIn(b"would end after the year 9999", told)
+        self.ctl("identity", "create", "CN=x", "--days", str(most - 1))
+        self.assertEqual([until[:5] for until, in self.rows("not_after")], ["9999-"])
 
 
 if __name__ == "__main__":

@@ -31,11 +31,11 @@ void WriteComponentEncoder(Writer& out, const Component& component) {
     if (HasFlag(component)) out.Close();
 }
 
-// The header of a constructed type around contents of `total` bytes.
-void WriteEnd(Writer& out, const Definition& definition) {
-    out.Line("if (tagging != kExplicit) return total;");
-    out.Line("length = xe_tag_len(context, " + TagText(definition.type.chain.front()) +
-             ", total);");
+// The header of a constructed type around contents of as many bytes as the variable tells.
+void WriteEnd(Writer& out, const Definition& definition, const std::string& contents) {
+    out.Line("if (tagging != kExplicit) return " + contents + ";");
+    out.Line("length = xe_tag_len(context, " + TagText(definition.type.chain.front()) + ", " +
+             contents + ");");
     WriteFail(out, "length");
     out.Line("return length;");
 }
@@ -59,7 +59,7 @@ void WriteComponentsEncoder(Writer& out, const Definition& definition) {
     for (auto component = components.rbegin(); component != components.rend(); ++component) {
         WriteComponentEncoder(out, **component);
     }
-    WriteEnd(out, definition);
+    WriteEnd(out, definition, "total");
 }
 
 void WriteAlternativeEncoder(Writer& out, const Definition& definition,
@@ -113,11 +113,7 @@ void WriteListEncoder(Writer& out, const Definition& definition) {
     out.Line("return " + EncodeExpression(element, "element") + ";");
     out.Close("});");
     WriteFail(out, "length");
-    out.Line("if (tagging != kExplicit) return length;");
-    out.Line("length = xe_tag_len(context, " + TagText(definition.type.chain.front()) +
-             ", length);");
-    WriteFail(out, "length");
-    out.Line("return length;");
+    WriteEnd(out, definition, "length");
 }
 
 // Another name, a primitive type, or either within tags.

@@ -1,4 +1,4 @@
-// asn1gen -o FOLDER FILE.asn1...
+// asn1gen -o FOLDER FILE.asn1...: from schemas to the sources that read and write their types.
 // Exit status 1 after a fault in a schema or a file, 2 after one in the command line.
 #include <cstdio>
 #include <filesystem>

@@ -1,4 +1,4 @@
-// Look-ups in the model.
+// What the emitter asks of the model: kinds of types, what references stand for, first tags.
 #include "asn1/asn1data/generator/model.h"
 
 #include <algorithm>

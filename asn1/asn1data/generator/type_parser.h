@@ -1,4 +1,4 @@
-// Types.
+// The part of the parser that reads types (X.680 clauses 17 to 31).
 #pragma once
 
 #include "asn1/asn1data/generator/syntax.h"

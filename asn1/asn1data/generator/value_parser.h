@@ -1,4 +1,4 @@
-// Values, and the constraints that are made of them.
+// The part of the parser that reads values, and the constraints that are made of them.
 #pragma once
 
 #include "asn1/asn1data/generator/syntax.h"

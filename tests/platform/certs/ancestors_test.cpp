@@ -2,6 +2,7 @@
 #include <openssl/x509v3.h>
 
 #include "platform/certs/ancestors.h"
+#include "platform/providers/openssl.h"
 #include "tests/support/workshop.h"
 
 namespace platform::testing {
@@ -38,9 +39,10 @@ CertificatePointer Make(const Name& subject, const Name& issuer, bool altered = 
     add(X509_get_issuer_name(made.get()), issuer.name);
     X509_gmtime_adj(X509_getm_notBefore(made.get()), 0);
     X509_gmtime_adj(X509_getm_notAfter(made.get()), 1000);
-    SetPublicKey(made.get(), subject.key);
+    X509_set_pubkey(made.get(), subject.key.Native());
     AddKeyIds(made.get(), subject.keyId, issuer.keyId);
-    Bytes der = SignCertificate(made.get(), issuer.key);
+    X509_sign(made.get(), issuer.key.Native(), EVP_sha256());
+    Bytes der = EncodeWhole<X509>(&i2d_X509, made.get());
     if (altered) der.back() ^= 1;
     return Certificate::Parse(der);
 }

@@ -5,6 +5,8 @@
 #include "platform/base/text.h"
 #include "platform/certs/certificate.h"
 #include "platform/certs/key_provider_info.h"
+#include "platform/certs/names.h"
+#include "platform/enroll/request.h"
 #include "platform/providers/algorithms.h"
 #include "platform/providers/container.h"
 #include "platform/providers/openssl.h"
@@ -236,13 +238,9 @@ TEST_F(ClientTest, KeysAndPasswords) {
 
 // TLS here has no use for it: nothing goes out, whatever the server asks for.
 TEST_F(ClientTest, GostKeysAreRefused) {
-    const NativeCertificate made(X509_new());
-    const AnyKey key = GenerateKey(kTypeGost2012_256);
-    ASN1_INTEGER_set(X509_get_serialNumber(made.get()), 1);
-    X509_gmtime_adj(X509_getm_notBefore(made.get()), 0);
-    X509_gmtime_adj(X509_getm_notAfter(made.get()), 1000);
-    SetPublicKey(made.get(), key);
-    const auto certificate = Certificate::Parse(SignCertificate(made.get(), key));
+    const Bytes name = TextToName("CN=Ann", CERT_X500_NAME_STR);
+    const auto certificate =
+        Certificate::Parse(SignSelf({name, {}}, GenerateKey(kTypeGost2012_256), 1));
     for (const WORD port : {Own().wantsClient, Own().good}) {
         Exchange exchange(port, "/", true);
         ASSERT_NE(Set(exchange, certificate), FALSE);
