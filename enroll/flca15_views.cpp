@@ -15,7 +15,8 @@ std::wstring Packed(std::string_view page) {
     std::wstring packed((page.size() + 1) / 2, L'\0');
     for (std::size_t i = 0; i < page.size(); ++i) {
         const unsigned byte = static_cast<unsigned char>(page[i]);
-        packed[i / 2] = static_cast<wchar_t>(packed[i / 2] | (byte << (i % 2 * 8)));
+        packed[i / 2] =
+            static_cast<wchar_t>(static_cast<unsigned>(packed[i / 2]) | (byte << (i % 2 * 8)));
     }
     return packed;
 }

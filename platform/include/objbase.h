@@ -28,6 +28,10 @@ typedef short VARIANT_BOOL;
 typedef unsigned short VARTYPE;
 #define VT_EMPTY 0
 #define VT_BSTR 8
+struct tagBRECORD {
+    PVOID pvRecord;
+    PVOID pRecInfo;
+};
 typedef struct tagVARIANT {
     VARTYPE vt;
     WORD wReserved1;
@@ -35,10 +39,7 @@ typedef struct tagVARIANT {
     WORD wReserved3;
     union {
         BSTR bstrVal;
-        struct {
-            PVOID pvRecord;
-            PVOID pRecInfo;
-        } brecVal;  // no other value is as large
+        tagBRECORD brecVal;  // no other value is as large
     };
 } VARIANT;
 
