@@ -115,7 +115,7 @@ def parse_options(description):
     parser.add_argument("--signed", type=int, default=2_000, help="of them to sign (2000)")
     parser.add_argument("--stamps", type=int, default=1_000, help="time stamps (1000)")
     parser.add_argument("--runs", type=int, default=3, help="of which the best counts (3)")
-    parser.add_argument("--folder", help="where the files go; needs four times the size")
+    parser.add_argument("--folder", help="where the files go; needs five times the size")
     parser.add_argument("--bin", required=True, help="folder of kestrel and kestrelctl")
     options = parser.parse_args()
     options.bin = os.path.abspath(options.bin)

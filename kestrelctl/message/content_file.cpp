@@ -16,6 +16,8 @@
 namespace kestrelctl::message {
 namespace {
 
+constexpr std::size_t kBufferSize = std::size_t{16} << 10;
+
 bool IsThere(const std::string& name) {
     std::error_code error;
     return std::filesystem::exists(name, error);
@@ -29,28 +31,42 @@ ContentFile::ContentFile(std::string name) : name_(std::move(name)) {
         throw Failure("'" + name_ + "' is no file that could wait for the verdict");
     }
     draft_ = platform::Draft::In(platform::FolderOf(name_));
+    buffer_.reserve(kBufferSize);
 }
 
-void ContentFile::Write(platform::ByteView piece) {
-    if (platform::WriteAll(draft_->Get(), piece)) return;
-    // No fault of the message, whose own are of the platform's kind.
+// No fault of the message, whose own are of the platform's kind.
+void ContentFile::Put(platform::ByteView octets) {
+    if (platform::WriteAll(draft_->Get(), octets)) return;
     throw Failure("cannot write '" + name_ + "': " + std::strerror(errno));
 }
 
-// A file that is there keeps its owner, rights and links.
+void ContentFile::Flush() {
+    Put(buffer_);
+    buffer_.clear();
+}
+
+// Content in pieces of a few octets is written in larger ones.
+void ContentFile::Write(platform::ByteView piece) {
+    if (buffer_.size() + piece.size() > kBufferSize) Flush();
+    if (piece.size() > kBufferSize) return Put(piece);
+    buffer_.insert(buffer_.end(), piece.begin(), piece.end());
+}
+
+// A file that is there keeps its owner, rights and links. Nobody waits for the disk: whoever has
+// the message has the content.
 void ContentFile::Keep() {
+    Flush();
     const int file = draft_->Get();
-    if (fchmod(file, draft_->OrdinaryMode()) != 0) platform::ThrowFileError(errno, name_);
+    if (!platform::WritesArrived(file) || fchmod(file, draft_->OrdinaryMode()) != 0) {
+        platform::ThrowFileError(errno, name_);
+    }
     if (!IsThere(name_)) {
-        if (!platform::SyncFile(file) || !draft_->RenameTo(name_)) {
-            platform::ThrowFileError(errno, name_);
-        }
-        platform::SyncFolder(platform::FolderOf(name_));
+        if (!draft_->RenameTo(name_)) platform::ThrowFileError(errno, name_);
         return;
     }
     if (!draft_->GiveName()) platform::ThrowFileError(errno, name_);
     try {
-        platform::ReplaceByFile(name_, draft_->Name(), true);
+        platform::ReplaceByFile(name_, draft_->Name(), false);
     } catch (const platform::Error& error) {
         // It is the one whole copy then.
         if (error.Code() == ERROR_UNABLE_TO_MOVE_REPLACEMENT) draft_->Settle();

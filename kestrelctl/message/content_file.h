@@ -18,8 +18,12 @@ class ContentFile {
     void Keep();
 
   private:
+    void Put(platform::ByteView octets);
+    void Flush();
+
     std::string name_;
     std::unique_ptr<platform::Draft> draft_;
+    platform::Bytes buffer_;
 };
 
 }  // namespace kestrelctl::message

@@ -112,7 +112,8 @@ void MessageFile::TakeParts(const std::string& boundary, std::string_view& text)
 
 void MessageFile::TakeTail(std::string_view text) {
     constexpr std::size_t kMostTail = 4'096;
-    if (tail_.empty()) text.remove_prefix(std::min(text.find_first_of("=-"), text.size()));
+    // One search for each is many times as fast as one for both.
+    if (tail_.empty()) text.remove_prefix(std::min({text.find('='), text.find('-'), text.size()}));
     if (tail_.size() + text.size() > kMostTail) throw Error(CRYPT_E_BAD_ENCODE, "text behind");
     tail_ += text;
 }

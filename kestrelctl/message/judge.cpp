@@ -58,15 +58,16 @@ void Judge::JudgeCertificate(const Surroundings& around, SignerVerdict& signer) 
 SignerVerdict Judge::JudgeSigner(const Record& record, std::size_t index,
                                  const ContentDigest& digest) {
     SignerVerdict signer;
-    signer.info = record.Signers()[index];
-    signer.claimedTime = SigningTimeOf(signer.info);
+    const platform::SignerInfo& info = record.Signers()[index];
+    signer.info = {info.signer, info.digest, info.signatureAlgorithm};
+    signer.claimedTime = SigningTimeOf(info);
     signer.time = settings_.now;
     signer.timeSource = settings_.given ? TimeSource::Given : TimeSource::Now;
     Surroundings around;
     around.Add(record);
     signer.identity = Identify(record, index, around, known_);
     signer.findings.Add(signer.identity.findings);
-    JudgeStamps(record, digest, signer);
+    JudgeStamps(record, info, digest, signer);
     TakeProvenTime(signer);
     JudgeCertificate(around, signer);
     AddWeak(WeaknessOfDigest(signer.info.digest.oid, signer.time), signer.findings);

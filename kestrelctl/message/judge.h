@@ -23,8 +23,15 @@ struct StampVerdict {
 enum class TimeSource : std::uint8_t { Now, Given, Stamp };
 const char* NameOf(TimeSource source);
 
+// What a message says of a signer, without his attributes: they may hold a hundred stamps.
+struct SignerHead {
+    platform::KeyHolder signer;
+    platform::Algorithm digest;
+    platform::Algorithm signatureAlgorithm;
+};
+
 struct SignerVerdict {
-    platform::SignerInfo info;
+    SignerHead info;
     Identity identity;
     std::optional<platform::Ticks> claimedTime;
     platform::Ticks time = 0;  // that counts
@@ -61,7 +68,8 @@ class Judge {
                           StampVerdict& stamp);
     void JudgeService(const Record& token, const Surroundings& around, StampVerdict& stamp);
     void JudgeServiceAt(const Surroundings& around, StampVerdict& stamp);
-    void JudgeStamps(const Record& record, const ContentDigest& digest, SignerVerdict& signer);
+    void JudgeStamps(const Record& record, const platform::SignerInfo& info,
+                     const ContentDigest& digest, SignerVerdict& signer);
     void JudgeCertificate(const Surroundings& around, SignerVerdict& signer);
 
     JudgeSettings settings_;

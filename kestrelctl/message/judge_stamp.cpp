@@ -142,13 +142,14 @@ StampVerdict Judge::JudgeToken(const Record& token, const ContentDigest& digest)
     return stamp;
 }
 
-void Judge::JudgeStamps(const Record& record, const ContentDigest& digest, SignerVerdict& signer) {
+void Judge::JudgeStamps(const Record& record, const platform::SignerInfo& info,
+                        const ContentDigest& digest, SignerVerdict& signer) {
     const ContentDigest signature = [&](const std::string& oid) {
         platform::Digest running(oid);
-        running.Update(signer.info.signature);
+        running.Update(info.signature);
         return std::optional<Bytes>(running.Value());
     };
-    const std::vector<StampPlace> places = StampsOf(signer.info);
+    const std::vector<StampPlace> places = StampsOf(info);
     if (places.size() > kMostStamps) return signer.findings.Add(Reason::TooManyStamps);
     for (const StampPlace& place : places) {
         const bool ofContent = place.of == StampOf::Content;

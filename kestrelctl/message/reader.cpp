@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "kestrelctl/message/answer.h"
+#include "kestrelctl/message/kept_items.h"
 #include "platform/base/error.h"
 #include "platform/der/der.h"
 #include "platform/der/values.h"
@@ -60,9 +61,11 @@ const char* KindOf(std::uint8_t tag) {
 template <class Item>
 void Collect(const std::vector<Bytes>& choices, std::vector<std::shared_ptr<Item>>& items,
              std::size_t& others) {
+    // Never destroyed: OpenSSL's own clean-up at exit may run first.
+    static auto& kept = *new KeptItems<Item>;
     for (const Bytes& choice : choices) {
         try {
-            items.push_back(Item::Parse(choice));
+            items.push_back(kept.Parse(choice));
         } catch (const Error&) {
             ++others;
         }

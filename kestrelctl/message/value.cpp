@@ -39,13 +39,13 @@ Value Value::Of(std::uint64_t number) {
     return value;
 }
 
-Value& Value::Set(std::string name, Value value) {
-    members_.emplace_back(std::move(name), std::move(value));
+Value& Value::Set(const char* name, Value value) {
+    members_.emplace_back(name, std::move(value));
     return *this;
 }
 
 Value& Value::Add(Value value) {
-    members_.emplace_back(std::string(), std::move(value));
+    members_.emplace_back(nullptr, std::move(value));
     return *this;
 }
 

@@ -25,8 +25,8 @@ class Value {
     static Value List() { return Value(Kind::List); }
     static Value Object() { return Value(Kind::Object); }
 
-    // A member of an object, and one more item of a list.
-    Value& Set(std::string name, Value value);
+    // A member of an object, whose name lives as long as the process, and one more item of a list.
+    Value& Set(const char* name, Value value);
     Value& Add(Value value);
 
     // What people read in one line in place of the members.
@@ -50,7 +50,7 @@ class Value {
     Kind kind_ = Kind::Null;
     // Of a text; the digits or the word of numbers and flags; the short form of the others.
     std::string text_;
-    std::vector<std::pair<std::string, Value>> members_;  // of a list without names
+    std::vector<std::pair<const char*, Value>> members_;  // of a list without names
 };
 
 }  // namespace kestrelctl::message

@@ -160,6 +160,7 @@ MessageVerdict Verify(Judge& judge, const std::string& file, const Demands& dema
         return message;
     }
     JudgeParts(judge, pair, message);
+    message.record.signedBody.reset();  // its attributes are many times the rest
     JudgeDemands(demands, message);
     return message;
 }

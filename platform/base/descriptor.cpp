@@ -48,6 +48,12 @@ bool SyncFile(int file) {
     return true;
 }
 
+// Any descriptor's end makes a file system on the network send what it holds.
+bool WritesArrived(int file) {
+    Descriptor other(fcntl(file, F_DUPFD_CLOEXEC, 0));
+    return other.Get() >= 0 && other.Close();
+}
+
 bool SetLength(int file, off_t length) {
     while (ftruncate(file, length) != 0) {
         if (errno != EINTR) return false;

@@ -37,6 +37,8 @@ class Descriptor {
 // Copies from the start of one file to the current place in another.
 [[nodiscard]] bool CopyContent(int from, int to);
 [[nodiscard]] bool SyncFile(int file);
+// What closing the file would tell, without the wait for a disk.
+[[nodiscard]] bool WritesArrived(int file);
 [[nodiscard]] bool SetLength(int file, off_t length);
 
 // A rename is on the disk once its folder is.

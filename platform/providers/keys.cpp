@@ -3,6 +3,9 @@
 #include <openssl/core_names.h>
 #include <openssl/err.h>
 
+#include <algorithm>
+#include <array>
+
 #include "platform/providers/algorithms.h"
 #include "platform/providers/container.h"
 #include "platform/providers/gost_key.h"
@@ -152,18 +155,22 @@ Bytes AnyKey::Mark() const {
     return mark;
 }
 
-// Signer after signer of a message has the key of the one before, and reading it costs more than
-// its signature.
+// Signer after signer has the key of the one before, or takes turns with the services that stamp
+// him, and reading a key costs more than its signature.
 AnyKey PublicKeyFromDer(ByteView subjectPublicKeyInfo) {
-    struct LastKey {
+    struct Known {
         Bytes der;
         AnyKey key;
     };
-    static thread_local LastKey last;
-    if (!last.key || !Equal(last.der, subjectPublicKeyInfo)) {
-        last = {Copy(subjectPublicKeyInfo), ReadPublicKey(subjectPublicKeyInfo)};
-    }
-    return last.key;
+    static thread_local std::array<Known, 8> recent;
+    static thread_local std::size_t oldest = 0;
+    const auto* known = std::ranges::find_if(
+        recent, [&](const Known& one) { return one.key && Equal(one.der, subjectPublicKeyInfo); });
+    if (known != recent.end()) return known->key;
+    Known fresh{Copy(subjectPublicKeyInfo), ReadPublicKey(subjectPublicKeyInfo)};
+    Known& place = recent[oldest++ % recent.size()];
+    place = std::move(fresh);
+    return place.key;
 }
 
 AnyKey PublicKeyFromInfo(const CERT_PUBLIC_KEY_INFO& info) {

@@ -20,7 +20,15 @@ class Base64Reader {
     void Finish();
 
   private:
+    ByteView TakePlain(ByteView text, std::uint8_t*& out);
+    void FeedNative(ByteView text, std::uint8_t*& out);
+
     void* context_;
+    // While nothing but the alphabet and blanks came, the text is decoded here, and OpenSSL's
+    // context has seen none of it. The characters of a group that is not whole yet wait.
+    bool plain_ = true;
+    std::uint8_t group_[4];
+    std::size_t waiting_ = 0;
     bool ended_ = false;
 };
 
