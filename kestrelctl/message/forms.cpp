@@ -113,7 +113,8 @@ void MessageFile::TakeParts(const std::string& boundary, std::string_view& text)
 void MessageFile::TakeTail(std::string_view text) {
     constexpr std::size_t kMostTail = 4'096;
     if (tail_.empty()) text.remove_prefix(std::min(text.find_first_of("=-"), text.size()));
-    if (tail_.size() + text.size() > kMostTail) throw Error(CRYPT_E_BAD_ENCODE, "text behind");
+    if (tail_.size() + text.size() > kMostTail)
+        throw Error(CRYPT_E_BAD_ENCODE, kTextBehind.english);
     tail_ += text;
 }
 
@@ -125,7 +126,7 @@ void MessageFile::CheckTail() const {
     const std::string wanted = form_ == Form::Pem ? "-----END " + label_ + "-----" : std::string();
     if (tail == wanted) return;
     if (wanted.starts_with(tail)) throw Error(CRYPT_E_STREAM_INSUFFICIENT_DATA);
-    throw Error(CRYPT_E_BAD_ENCODE, "text behind");
+    throw Error(CRYPT_E_BAD_ENCODE, kTextBehind.english);
 }
 
 ByteView MessageFile::AsText(ByteView piece) {

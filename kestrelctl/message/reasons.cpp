@@ -137,9 +137,7 @@ const ReasonRow& RowOf(Reason reason) {
     return *std::ranges::find(kRows, reason, &ReasonRow::reason);
 }
 
-void Findings::Add(Reason reason, std::string detail) {
-    all_.push_back({reason, std::move(detail)});
-}
+void Findings::Add(Reason reason, Detail detail) { all_.push_back({reason, std::move(detail)}); }
 
 void Findings::Add(const Findings& others) {
     all_.insert(all_.end(), others.all_.begin(), others.all_.end());

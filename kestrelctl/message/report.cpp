@@ -1,6 +1,7 @@
 // The page: the verdict above, what it rests on below.
 #include "kestrelctl/message/report.h"
 
+#include "kestrelctl/message/chain_picture.h"
 #include "kestrelctl/message/report_page.h"
 #include "kestrelctl/message/report_texts.h"
 #include "kestrelctl/message/strength.h"
@@ -65,8 +66,9 @@ void Page::AddSummary() {
     const bool apart = !message_.content.empty();
     rows.Add(Word(Text::ContentFile), apart ? message_.content : Word(Text::Inside));
     if (message_.read) {
-        rows.Add(Word(Text::Kind),
-                 std::string(NameOf(message_.record.kind)) + ", " + NameOf(message_.record.form));
+        rows.Add(Word(Text::Kind), std::string(KindWords(message_.record.kind, russian_)) + " (" +
+                                       NameOf(message_.record.kind) + "), " +
+                                       NameOf(message_.record.form));
         rows.Add(Word(Text::Size), std::to_string(message_.record.contentSize));
     }
     const std::string offline = settings_.offline ? std::string(", ") + Word(Text::Offline) : "";
@@ -134,7 +136,7 @@ void Page::AddFindings(const Findings& findings) {
 void Page::AddChain(const std::optional<ChainFacts>& chain) {
     if (!chain) return;
     out_ += "<h3>" + Html(Word(Text::ChainAt)) + " " + Html(IsoTime(chain->time)) + "</h3>\n" +
-            ChainPicture(*chain, russian_);
+            ChainPicture(*chain, russian_) + ChainList(*chain, russian_);
 }
 
 void Page::AddStamp(const StampVerdict& stamp, const std::string& heading) {

@@ -70,6 +70,8 @@ constexpr struct {
     {Text::Revoked, "revoked", "отозван"},
     {Text::NotTold, "revocation unknown", "отзыв неизвестен"},
     {Text::NotAsked, "revocation not asked", "отзыв не проверялся"},
+    {Text::ToldBy, "told by", "источник"},
+    {Text::InStores, "a list in the stores", "список в хранилищах"},
     {Text::Foot, "Made by kestrelctl message verify. The same as JSON: --json.",
      "Составлено командой kestrelctl message verify. То же в виде JSON: --json."},
     // clang-format on

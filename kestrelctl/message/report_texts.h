@@ -60,6 +60,8 @@ enum class Text : std::uint8_t {
     Revoked,
     NotTold,
     NotAsked,
+    ToldBy,
+    InStores,
     Foot,
 };
 

@@ -101,4 +101,21 @@ const char* NameOf(Kind kind) {
     return kNames[static_cast<std::size_t>(kind)];
 }
 
+const char* KindWords(Kind kind, bool russian) {
+    constexpr const char* kWords[][2] = {
+        {"unknown", "неизвестный вид"},
+        {"data", "данные"},
+        {"signed message", "подписанное сообщение"},
+        {"encrypted for recipients", "зашифровано для получателей"},
+        {"encrypted for recipients, with a code", "зашифровано для получателей, с имитовставкой"},
+        {"encrypted with a shared key", "зашифровано на общем ключе"},
+        {"data with its digest", "данные с хэш-значением"},
+        {"data with an authentication code", "данные с имитовставкой"},
+        {"compressed data", "сжатые данные"},
+        {"time stamp", "штамп времени"},
+        {"answer of a time-stamp service", "ответ службы штампов времени"},
+        {"certificates", "сертификаты"}};
+    return kWords[static_cast<std::size_t>(kind)][russian ? 1 : 0];
+}
+
 }  // namespace kestrelctl::message

@@ -71,27 +71,33 @@ constexpr Ticks kAlways = 0;
 constexpr struct {
     const char* oid;
     Ticks since;
-    const char* words;
+    const char* english;
+    const char* russian;
 } kDigests[] = {
-    {"1.2.840.113549.2.2", kAlways, "MD2"},
-    {"1.2.840.113549.2.4", kAlways, "MD4"},
-    {oid::kMd5, kAlways, "MD5"},
-    {oid::kSha1, Year(2014), "SHA-1, since 2014"},
-    {oid::kRipemd160, Year(2014), "RIPEMD-160, since 2014"},
-    {oid::kGostR3411_94, Year(2020), "GOST R 34.11-94, since 2020"},
+    {"1.2.840.113549.2.2", kAlways, "MD2", "MD2"},
+    {"1.2.840.113549.2.4", kAlways, "MD4", "MD4"},
+    {oid::kMd5, kAlways, "MD5", "MD5"},
+    {oid::kSha1, Year(2014), "SHA-1, since 2014", "SHA-1, с 2014 года"},
+    {oid::kRipemd160, Year(2014), "RIPEMD-160, since 2014", "RIPEMD-160, с 2014 года"},
+    {oid::kGostR3411_94, Year(2020), "GOST R 34.11-94, since 2020", "ГОСТ Р 34.11-94, с 2020 года"},
 };
 constexpr struct {
     const char* oid;
     unsigned long below;  // bits
     Ticks since;
-    const char* words;
+    const char* english;
+    const char* russian;
 } kKeys[] = {
-    {oid::kRsa, 1024, kAlways, "RSA below 1024 bits"},
-    {oid::kRsaPss, 1024, kAlways, "RSA below 1024 bits"},
-    {oid::kRsa, 2048, Year(2014), "RSA below 2048 bits, since 2014"},
-    {oid::kRsaPss, 2048, Year(2014), "RSA below 2048 bits, since 2014"},
-    {oid::kEc, 224, Year(2014), "curves below 224 bits, since 2014"},
-    {oid::kGostR3410_2001, 512, Year(2020), "GOST R 34.10-2001, since 2020"},
+    {oid::kRsa, 1024, kAlways, "RSA below 1024 bits", "RSA короче 1024 бит"},
+    {oid::kRsaPss, 1024, kAlways, "RSA below 1024 bits", "RSA короче 1024 бит"},
+    {oid::kRsa, 2048, Year(2014), "RSA below 2048 bits, since 2014",
+     "RSA короче 2048 бит, с 2014 года"},
+    {oid::kRsaPss, 2048, Year(2014), "RSA below 2048 bits, since 2014",
+     "RSA короче 2048 бит, с 2014 года"},
+    {oid::kEc, 224, Year(2014), "curves below 224 bits, since 2014",
+     "кривые короче 224 бит, с 2014 года"},
+    {oid::kGostR3410_2001, 512, Year(2020), "GOST R 34.10-2001, since 2020",
+     "ГОСТ Р 34.10-2001, с 2020 года"},
 };
 
 }  // namespace
@@ -123,21 +129,22 @@ KeyFacts KeyOf(const CERT_PUBLIC_KEY_INFO& info) {
     return kept[key] = facts;
 }
 
-std::optional<std::string> WeaknessOfDigest(std::string_view wanted, Ticks time) {
+std::optional<Detail> WeaknessOfDigest(std::string_view wanted, Ticks time) {
     for (const auto& row : kDigests) {
-        if (row.oid == wanted && time >= row.since) return row.words;
+        if (row.oid == wanted && time >= row.since) return Detail(row.english, row.russian);
     }
     return std::nullopt;
 }
 
-std::optional<std::string> WeaknessOfKey(const KeyFacts& key, Ticks time) {
+std::optional<Detail> WeaknessOfKey(const KeyFacts& key, Ticks time) {
     for (const auto& row : kKeys) {
-        if (row.oid == key.oid && key.bits < row.below && time >= row.since) return row.words;
+        if (row.oid == key.oid && key.bits < row.below && time >= row.since)
+            return Detail(row.english, row.russian);
     }
     return std::nullopt;
 }
 
-std::optional<std::string> WeaknessOfIssue(const platform::Certificate& certificate, Ticks time) {
+std::optional<Detail> WeaknessOfIssue(const platform::Certificate& certificate, Ticks time) {
     return WeaknessOfDigest(platform::DigestUnder(certificate.Info().SignatureAlgorithm), time);
 }
 

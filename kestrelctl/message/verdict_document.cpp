@@ -23,7 +23,8 @@ Value FindingList(const Findings& findings) {
         value.Set("reason", row.word)
             .Set("verdict", NameOf(row.verdict))
             .Set("check", NameOf(row.check))
-            .Set("detail", finding.detail.empty() ? Value() : Value(finding.detail));
+            .Set("detail",
+                 finding.detail.english.empty() ? Value() : Value(finding.detail.english));
         list.Add(value.Short(std::string(row.word) + ": " + Sentence(finding, false)));
     }
     return list;
@@ -148,7 +149,8 @@ void SetMessage(const MessageVerdict& message, Value& value) {
 std::string Sentence(const Finding& finding, bool russian) {
     const ReasonRow& row = RowOf(finding.reason);
     const std::string text = russian ? row.russian : row.english;
-    return finding.detail.empty() ? text : text + ": " + finding.detail;
+    const std::string& detail = russian ? finding.detail.russian : finding.detail.english;
+    return detail.empty() ? text : text + ": " + detail;
 }
 
 const char* StateOf(const SignerVerdict& signer, Check check) {
