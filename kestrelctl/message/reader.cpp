@@ -2,6 +2,7 @@
 #include "kestrelctl/message/reader.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "kestrelctl/message/answer.h"
@@ -38,22 +39,6 @@ std::shared_ptr<SignedBody> NewHeldBody() {
     stream.cbContent = CMSG_INDEFINITE_LENGTH;
     stream.pfnStreamOutput = PassContent;
     return std::make_shared<HeldSignedBody>(stream);
-}
-
-// RFC 5652 6.2.
-const char* KindOf(std::uint8_t tag) {
-    switch (tag) {
-        case der::kSequence:
-            return "key-transport";
-        case der::ContextConstructed(1):
-            return "key-agreement";
-        case der::ContextConstructed(2):
-            return "shared-key";
-        case der::ContextConstructed(3):
-            return "password";
-        default:
-            return "other";
-    }
 }
 
 // One that cannot be read is in nobody's way.
@@ -121,12 +106,11 @@ void RecordReader::KeepPlain(Piece piece, const Bytes& der) {
 }
 
 void RecordReader::AddRecipients(const Bytes& der) {
-    std::vector<platform::RecipientInfo> infos;
-    platform::ParseRecipientInfo(der, infos);
-    if (record_.recipients.size() + infos.size() > platform::kMostRecipients) {
+    std::vector<Recipient> more = ReadRecipients(der);
+    if (record_.recipients.size() + more.size() > platform::kMostRecipients) {
         throw Error(CRYPT_E_ASN1_LARGE);
     }
-    for (auto& info : infos) record_.recipients.push_back({KindOf(der.front()), std::move(info)});
+    std::ranges::move(more, std::back_inserter(record_.recipients));
 }
 
 platform::ContentForm RecordReader::BeginContent(const platform::BerHeader& header) {

@@ -18,7 +18,7 @@ from evidence import (AUTHORITY, CONTENT_STAMP, DAY, HOUR, NOW, SIGNATURE_STAMP,
                       STAMPING, Party, Shop, basics, digest_attribute, key_identifier, key_usage,
                       message, moment, signer, stamp)
 from kestrel_case import KESTRELCTL, KestrelCase
-from tokens import (MESSAGE_DIGEST, attribute, der, elements, octets, oid, response, sequence,
+from tokens import (MESSAGE_DIGEST, attribute, der, elements, integer, octets, oid, response, sequence,
                     take)
 
 try:
@@ -608,6 +608,48 @@ class Shown(MessageCase):
         _, (document,) = self.documents("show", "enveloped-3")
         self.assertEqual(document["recipients"][0]["identifier"]["issuer"], "CN=rita")
         self.assertEqual(document["content"]["algorithm"]["name"], "AES-256-CBC")
+
+    def test_recipients(self):
+        """Of each kind, as the openssl command makes them; the last by hand."""
+        self.write("in", CONTENT)
+        for kind in ("rsa", "ec"):
+            self.make_certificate(kind, kind)
+        self.openssl("cms", "-encrypt", "-in", "in", "-outform", "DER", "-out", "m", "-aes256",
+                     "-secretkey", "0011" * 8, "-secretkeyid", "0a0b0c", "-pwri_password", "secret",
+                     "rsa.pem", "ec.pem")
+        sender = sequence(oid("1.2.840.10045.2.1"), oid("1.3.132.0.34"))
+        agreement = lambda originator: der(0xA1, integer(3), der(0xA0, originator), sequence(
+            oid("1.3.132.1.11.1"), sequence(oid("2.16.840.1.101.3.4.1.45"))), sequence(sequence(
+                self.ann.identifier(), octets(b"key"))))
+        others = [agreement(der(0xA1, sender, der(0x03, b"\0key"))), agreement(der(0x80, b"\1\2")),
+                  agreement(self.ann.identifier()), der(0xA4, oid("1.2.3.4"), octets(b"x")),
+                  der(0xA2, octets(b"damaged"))]
+        body = sequence(integer(2), der(0x31, *others), sequence(oid(evidence.DATA), sequence(
+            oid("2.16.840.1.101.3.4.1.42"), octets(bytes(16))), der(0x80, bytes(16))))
+        self.write("h", sequence(oid("1.2.840.113549.1.7.3"), der(0xA0, body)))
+        ecdh = ("ECDH, SHA-256", "AES-256 key wrap", None)
+        rows = {
+            "m": [("key-transport", "CN=rsa", "RSA", None, None, None, None),
+                  ("key-agreement", "CN=ec", "ECDH, SHA-1", "AES-256 key wrap", None, "key", None),
+                  ("shared-key", "0a0b0c", "AES-128 key wrap", None, None, None, None),
+                  ("password", None, "PWRI-KEK", "AES-256-CBC", "PBKDF2", None, None)],
+            "h": [("key-agreement", "CN=Root", *ecdh, "key", None),
+                  ("key-agreement", "CN=Root", *ecdh, "key-identifier", None),
+                  ("key-agreement", "CN=Root", *ecdh, "issuer-and-serial", None),
+                  ("other", None, None, None, None, None, "1.2.3.4"),
+                  ("shared-key", None, None, None, None, None, None)],
+        }
+        named = lambda value, member="name": value and value[member]
+        for file, wanted in rows.items():
+            _, (document,) = self.documents("show", file)
+            found = [(one["kind"], one["identifier"] and (one["identifier"]["issuer"] or one[
+                "identifier"]["keyIdentifier"]), *(named(one[member]) for member in (
+                    "keyEncryption", "keyWrap", "keyDerivation")), named(one["originator"], "by"),
+                      named(one["type"], "oid")) for one in document["recipients"]]
+            self.assertCountEqual(found, wanted)
+        first, second = [document["recipients"][i]["originator"] for i in (0, 1)]
+        self.assertEqual((first["algorithm"]["name"], first["curve"]["name"]), ("elliptic curve", "P-384"))
+        self.assertEqual(second["identifier"]["keyIdentifier"], "0102")
 
     def test_strangers_text_is_escaped(self):
         eve = self.party('</script>"\x1b[2J\u202e<b>', self.root)
