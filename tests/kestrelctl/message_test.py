@@ -187,6 +187,12 @@ class Verdicts(MessageCase):
             ("octets behind", self.signed() + b"\0", "bad", "malformed", None),
             ("armour", armour(self.signed()), "good", None, None),
             ("two in armour", armour(self.signed()) + armour(self.signed()), "bad", "malformed", None),
+            ("text behind in UTF-16", (armour(self.signed()) + b"Pay").decode().encode("utf-16-le"), "bad",
+             "malformed", None),
+            ("half a character", base64.encodebytes(self.signed()).decode().encode("utf-16-be") + b"\0",
+             "bad", "malformed", None),
+            ("beyond ASCII", ("\u0439" + base64.b64encode(self.signed()).decode()).encode("utf-16"), "bad",
+             "malformed", None),
             ("text behind armour", armour(self.signed()) + b"Pay", "bad", "malformed", None),
             ("another end", armour(self.signed(), b"PKCS7"), "bad", "malformed", None),
             ("no end", armour(self.signed())[:-10], "bad", "cut-short", None),
@@ -599,6 +605,11 @@ class Shown(MessageCase):
                 rows.append((file, kind, form))
         self.openssl("base64", "-in", rows[3][0], "-out", "text")
         rows.append(("text", "enveloped", "BASE64"))
+        for file, kind, form in rows[-1:] + [row for row in rows if row[2] == "PEM"]:
+            for code, mark in (("utf-16-le", b""), ("utf-16-be", b""), ("utf-16-le", b"\xff\xfe"),
+                               ("utf-16-be", b"\xfe\xff"), ("utf-8", b"\xef\xbb\xbf")):
+                rows.append((f"{file}-{code}{len(mark)}", kind, form))
+                self.write(rows[-1][0], mark + self.read(file).decode().encode(code))
         for file, kind, form in rows:
             with self.subTest((file, kind, form)):
                 status, (document,) = self.documents("show", file)
