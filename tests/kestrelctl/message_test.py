@@ -30,6 +30,7 @@ ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)
 CONTENT = b"what was signed\n"
 PSS, RSA_SHA256 = "1.2.840.113549.1.1.10", "1.2.840.113549.1.1.11"
 SHA512 = "2.16.840.1.101.3.4.2.3"
+MD5 = "md5", sequence(oid("1.2.840.113549.2.5"))
 
 
 class MessageCase(KestrelCase):
@@ -111,6 +112,9 @@ class Verdicts(MessageCase):
             ("two of one serial, the second's", self.signed(signer(namesake, CONTENT),
                                                            who=[ann, namesake]), "good", None, None),
             ("named whole", self.signed(signer(ann, CONTENT, [ann.mark()])), "good", None, True),
+            ("named whole by MD5", self.signed(signer(ann, CONTENT, [ann.mark(*MD5)])), "good", None, None),
+            ("another's MD5", self.signed(signer(ann, CONTENT, [renewed.mark(*MD5)])), "bad",
+             "certificate-differs", None),
             ("another certificate of one key", self.signed(signer(ann, CONTENT, [renewed.mark()])),
              "bad", "certificate-differs", None),
             ("named whole, and forged", self.signed(signer(eve, CONTENT, [ann.mark()]),
@@ -210,8 +214,12 @@ class Verdicts(MessageCase):
             "2.5.29.37", sequence(oid("1.3.6.1.5.5.7.3.1")))])
         lost = self.party("Lost", self.party("Nobody", uses=AUTHORITY))
         before, after = NOW - 2 * HOUR, NOW - HOUR // 2
-        lost_key = sequence(evidence.extension("2.5.29.21", der(0x0A, b"\1"), False), evidence.extension(
-            "2.5.29.24", der(0x18, time.strftime("%Y%m%d%H%M%SZ", time.gmtime(before)).encode()), False))
+        def since(when, reason=1):
+            date = time.strftime("%Y%m%d%H%M%SZ", time.gmtime(when)).encode()
+            return sequence(evidence.extension("2.5.29.21", der(0x0A, bytes([reason])), False),
+                            evidence.extension("2.5.29.24", der(0x18, date), False))
+        def later(*more):
+            return self.stamped(lists=[root.revoke((ann, after, *more))])
         def below(bits, *named, hashed="-sha256", clock=False):
             key = self.shop.new_key("RSA", f"rsa_keygen_bits:{bits}")
             issuer = self.party("Issuer", root, uses=AUTHORITY, key=key)
@@ -230,8 +238,14 @@ class Verdicts(MessageCase):
              "revoked", None),
             ("revoked after the stamp", self.stamped(lists=[root.revoke((ann, after))]), "good",
              None, None),
-            ("lost before the stamp", self.stamped(lists=[root.revoke((ann, after, lost_key))]), "bad",
-             "revoked", None),
+            ("lost before the stamp", later(since(before)), "bad", "revoked", None),
+            ("an authority's key lost before the stamp", later(since(before, 2)), "bad", "revoked", None),
+            ("lost after the stamp", later(since(after)), "good", None, None),
+            ("superseded before the stamp", later(since(before, 4)), "good", None, None),
+            ("lost, nobody knows when", later(sequence(evidence.extension(
+                "2.5.29.21", der(0x0A, b"\1"), False))), "good", None, None),
+            ("lost and revoked before the stamp", self.stamped(lists=[root.revoke(
+                (ann, before, since(before)))]), "bad", "revoked", None),
             ("no list", self.signed(lists=[]), "indeterminate", "revocation-unknown", None),
             ("a list in force at the stamp's time", self.stamped(lists=[root.revoke(
                 start=NOW - DAY, end=NOW - 99)]), "indeterminate", "revocation-unknown", None),
@@ -272,6 +286,8 @@ class Verdicts(MessageCase):
             ("not trusted", self.stamped(service=foreign), "indeterminate", "stamp-untrusted", False),
             ("the service's names", lie, "bad", "stamp-chain", False),
             ("names no certificate", self.stamped(mark=False), "bad", "stamp-certificate", False),
+            ("names its certificate by MD5", self.stamped(mark=self.clock.mark(*MD5)), "bad",
+             "stamp-certificate", None),
             ("no service", self.stamped(service=plain), "bad", "stamp-usage", False),
             ("more uses", self.stamped(service=more), "bad", "stamp-usage", None),
             ("of tomorrow", self.stamped(NOW + DAY), "bad", "stamp-future", None),
@@ -366,6 +382,12 @@ class Uses(MessageCase):
             with self.subTest(words):
                 code, document = self.verify("m", *words)
                 self.assertEqual((code, document["reason"]), (status, reason))
+        two = self.party(["Ann", "Zoe"], self.root)  # the last names him: the first is a group's
+        self.write("two", self.signed(signer(two, CONTENT), who=[two]))
+        for who, status in (("Zoe", 0), ("Ann", 1), ("CN=Ann, CN=Zoe", 0), ("CN=Zoe", 1)):
+            self.assertEqual(self.verify("two", "--signer", who)[0], status, who)
+        self.write("md5", self.signed(signer(self.ann, CONTENT, [self.ann.mark(*MD5)])))
+        self.assertFalse(self.verify("md5")[1]["signers"][0]["identity"]["comparedWhole"])
         broken = signer(self.ann, CONTENT)[:-1] + b"\0"
         self.write("twice", self.signed(signer(self.ann, CONTENT), broken))
         code, document = self.verify("twice", "--signer", "Ann")
