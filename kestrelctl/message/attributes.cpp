@@ -90,7 +90,7 @@ constexpr struct {
     {kMarkV2, "signing certificate v2", MarkWords<kMarkV2>, true},
     {kMarkOther, "other signing certificate", MarkWords<kMarkOther>, true},
     {"1.2.840.113549.1.9.15", "S/MIME capabilities", CapabilityWords, false},
-    {"1.2.840.113549.1.9.6", "countersignature", nullptr, false},
+    {kCountersignatureOid, "countersignature", nullptr, false},
     {kContentStampOid, "content time stamp", nullptr, false},
     {kSignatureStampOid, "signature time stamp", nullptr, false},
     {kProtectionOid, "algorithm protection", nullptr, true},
@@ -162,6 +162,20 @@ std::vector<CertificateMark> MarksOf(const platform::SignerInfo& signer) {
         if (mark) marks.push_back(ReadMark(attribute.oid, attribute.values.at(0)));
     }
     return marks;
+}
+
+std::vector<Bytes> ValuesOf(const std::vector<Bytes>& attributes, std::string_view oid) {
+    std::vector<Bytes> values;
+    for (const Bytes& encoded : attributes) {
+        try {
+            const platform::AttributeView attribute = platform::ParseAttribute(encoded);
+            if (attribute.oid != oid) continue;
+            values.insert(values.end(), attribute.values.begin(), attribute.values.end());
+        } catch (const platform::Error&) {
+            continue;
+        }
+    }
+    return values;
 }
 
 std::string RepeatedAttribute(const platform::SignerInfo& signer) {

@@ -21,9 +21,9 @@ enum class Check : std::uint8_t {
     Fitness,
     Chain,
     Stamps,
+    Countersignatures,
     Strength
 };
-inline constexpr std::size_t kChecks = 7;
 const char* NameOf(Check check);
 
 enum class Reason : std::uint8_t {
@@ -69,6 +69,8 @@ enum class Reason : std::uint8_t {
     StampAlgorithm,
     StampRevocationUnknown,
     StampWeak,
+    TooManyCountersignatures,
+    CountersignatureWrong,
     WeakAlgorithm,
 };
 

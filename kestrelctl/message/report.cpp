@@ -82,11 +82,10 @@ void Page::AddSummary() {
 void Page::AddChecks(const SignerVerdict& signer) {
     out_ += "<ul class=\"checks\">\n";
     for (const Check check : {Check::Signature, Check::Certificate, Check::Fitness, Check::Chain,
-                              Check::Stamps, Check::Strength}) {
+                              Check::Stamps, Check::Countersignatures, Check::Strength}) {
         const std::string state = StateOf(signer, check);
         out_ += "<li>" + Html(Of(check, russian_)) + ": ";
-        out_ += state == "none" ? Html(Word(Text::None))
-                                : Badge(signer.findings.WorstOf(check), russian_);
+        out_ += state == "none" ? Html(Word(Text::None)) : Badge(WorstOf(signer, check), russian_);
         out_ += "</li>\n";
     }
     out_ += "</ul>\n";
@@ -119,6 +118,12 @@ void Page::AddSignerRows(const SignerVerdict& signer) {
     if (signer.claimedTime) rows.Add(Word(Text::SigningTime), IsoTime(*signer.claimedTime));
     rows.Add(Word(Text::TimeThatCounts),
              IsoTime(signer.time) + " (" + SourceWords(signer.timeSource) + ")");
+    for (const Countersignature& one : signer.countersignatures) {
+        const auto& who = one.identity.certificate;
+        rows.AddMarkup(Word(Text::Countersigned),
+                       Badge(one.findings.Worst(), russian_) + " " +
+                           Html(who ? NameText(who->Info().Subject) : Word(Text::Nobody)));
+    }
     out_ += rows.Table();
 }
 

@@ -306,6 +306,33 @@ class Verdicts(MessageCase):
              "bad", "stamp-imprint", None),
         ]
 
+    def countersignatures(self):
+        """Signatures over a signature's value, in its unsigned attributes."""
+        bob = self.party("Bob", self.root)
+        eve = self.party("Bob", self.party("Root", uses=AUTHORITY), number=bob.number)
+        def by(*make, who=(bob,)):
+            return self.signed(signer(self.ann, CONTENT, unsigned=lambda value: [
+                attribute(evidence.COUNTERSIGNATURE, one(value)) for one in make]), who=[self.ann, *who])
+        def own(value, covered=None):
+            return signer(bob, value, attributes=[digest_attribute(covered or value)])
+        wrong = "countersignature-wrong"
+        return [
+            ("countersigned", by(own), "good", None, True),
+            ("without attributes", by(lambda value: signer(bob, value, bare=True)), "good", None, True),
+            ("with a content type", by(lambda value: signer(bob, value)), "good", None, True),
+            ("of another signature", by(lambda value: own(b"other")), "bad", wrong, True),
+            ("of another, without attributes", by(lambda _: signer(bob, b"other", bare=True)), "bad",
+             wrong, True),
+            ("a digest that nobody signed", by(lambda value: own(b"other").replace(
+                *(hashlib.sha256(c).digest() for c in (b"other", value)))), "bad", wrong, True),
+            ("in another's name", by(own, who=[eve]), "bad", wrong, True),
+            ("by nobody known", by(own, who=[]), "good", None, True),
+            ("no signature", by(lambda _: octets(b"x")), "bad", wrong, True),
+            ("two, one of another", by(own, lambda _: own(b"other")), "bad", wrong, True),
+            ("many", by(*[lambda _: octets(b"x")] * 21), "indeterminate", "too-many-countersignatures",
+             True),
+        ]
+
     def stamp_by_openssl(self, encoded):
         """What `openssl ts` says of the token in a message, taken out by its head."""
         start = encoded.index(oid(SIGNATURE_STAMP)) + len(oid(SIGNATURE_STAMP))
@@ -317,7 +344,7 @@ class Verdicts(MessageCase):
                             "-CAfile", "root.pem", status=None)[0] == 0
 
     def test_rows(self):
-        for table in (self.strangers, self.shapes, self.certificates, self.stamps):
+        for table in (self.strangers, self.shapes, self.certificates, self.stamps, self.countersignatures):
             for title, encoded, verdict, reason, other in table():
                 with self.subTest(title):
                     self.write("m", encoded)
@@ -325,6 +352,11 @@ class Verdicts(MessageCase):
                     self.assertEqual((document["verdict"], document["reason"]), (verdict, reason),
                                      document["findings"])
                     self.assertEqual(status, {"good": 0, "bad": 1, "indeterminate": 3}[verdict])
+                    if table == self.countersignatures and title == "by nobody known":
+                        signed = document["signers"][0]
+                        self.assertEqual((signed["checks"]["countersignatures"],
+                                          signed["countersignatures"][0]["reason"]),
+                                         ("indeterminate", "certificate-missing"))
                     if other is None:
                         continue
                     if table == self.stamps:
