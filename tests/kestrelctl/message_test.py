@@ -674,6 +674,24 @@ class Shown(MessageCase):
         self.assertEqual(document["recipients"][0]["identifier"]["issuer"], "CN=rita")
         self.assertEqual(document["content"]["algorithm"]["name"], "AES-256-CBC")
 
+    def test_attributes(self):
+        told = [attribute("1.2.840.113549.1.9.16.2.15", sequence(oid("1.2.3.4"), sequence())),
+                attribute("1.2.840.113549.1.9.16.2.16", sequence(oid("1.2.840.113549.1.9.16.6.5"))),
+                attribute(evidence.SIGNING_TIME, moment(1700000000)), attribute("1.2.3", octets(b"x"))]
+        self.write("m", self.signed(signer(self.ann, CONTENT, told, unsigned=lambda value: [attribute(
+            evidence.COUNTERSIGNATURE, signer(self.clock, value, bare=True), octets(b"damaged"))])))
+        _, (document,) = self.documents("show", "m")
+        found = {one["type"]["name"] or one["type"]["oid"]: [v["decoded"] for v in one["values"]]
+                 for part in ("signedAttributes", "unsignedAttributes")
+                 for one in document["signers"][0][part]}
+        number = "%02x" % self.clock.number
+        self.assertEqual(found, {
+            "content type": ["data (1.2.840.113549.1.7.1)"], "signature policy": ["1.2.3.4"],
+            "message digest": [hashlib.sha256(CONTENT).hexdigest()], "1.2.3": [None],
+            "commitment type": ["proof of approval (1.2.840.113549.1.9.16.6.5)"],
+            "signing time": ["2023-11-14T22:13:20Z"],
+            "countersignature": [None, f"number {number} of CN=Root"]})
+
     def test_recipients(self):
         """Of each kind, as the openssl command makes them; the last by hand."""
         self.write("in", CONTENT)
