@@ -627,9 +627,19 @@ class Run(MessageCase):
     def test_pages_agree(self):
         with open(os.path.join(ROOT, "docs/verdicts.md"), encoding="utf-8") as file:
             page = file.read()
-        told = re.findall(r"^\| `([a-z-]+)` \| (?:bad|indeterminate) \|", page, re.M)
+        with open(os.path.join(ROOT, "kestrelctl/message/reasons.cpp"), encoding="utf-8") as file:
+            rows = re.findall(r'\{\w+,\s*"([a-z-]+)",\s*(\w+),\s*Check::(\w+),\s*"([^"]+)"', file.read())
+        told = re.findall(r"^\| `([a-z-]+)` \| (bad|indeterminate) \| (\w+) \| (.+) \|$", page, re.M)
+        self.assertEqual(told, [(word, verdict.lower(), check.lower(), text)
+                                for word, verdict, check, text in rows])
         schema = self.schemas["verify"].schema["definitions"]
-        self.assertEqual(told, schema["reason"]["enum"])
+        self.assertEqual([row[0] for row in told], schema["reason"]["enum"])
+        self.assertEqual({row[2] for row in told}, set(schema["check"]["enum"]))
+        def members(part):
+            inside = part.values() if isinstance(part, dict) else part if isinstance(part, list) else []
+            named = set(part.get("properties", ())) if isinstance(part, dict) else set()
+            return named.union(*map(members, inside))
+        self.assertEqual({name for name in members(schema) if f"`{name}`" not in page}, set())
         example = json.loads(re.search(r"^```json\n(.*?)^```", page, re.M | re.S)[1])
         self.assertTrue(self.schemas["verify"].is_valid(example))
 
