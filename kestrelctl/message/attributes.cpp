@@ -112,6 +112,7 @@ constexpr struct {
     {"1.2.840.113549.1.9.16.2.22", "revocation references", nullptr, false},
     {"1.2.840.113549.1.9.16.2.23", "certificate values", nullptr, false},
     {"1.2.840.113549.1.9.16.2.24", "revocation values", nullptr, false},
+    {platform::kContentCodeOid, "authentication code", OctetWords, false},
     {"0.4.0.1733.2.4", "archive time stamp", nullptr, false},
     {"1.2.840.113549.1.9.16.6.1", "proof of origin", nullptr, false},
     {"1.2.840.113549.1.9.16.6.2", "proof of receipt", nullptr, false},

@@ -197,6 +197,8 @@ Value Describe(const std::string& file, const Record& record) {
         .Set("digestAlgorithms", ListOf(record.digests, AlgorithmValue))
         .Set("recipients", ListOf(record.recipients, RecipientValue))
         .Set("signers", ListOf(record.Signers(), SignerValue))
+        .Set("protectedAttributes", AttributeList(record.protectedAttributes))
+        .Set("unprotectedAttributes", AttributeList(record.unprotectedAttributes))
         .Set("certificates",
              ListOf(record.certificates, [](const auto& one) { return CertificateValue(*one); }))
         .Set("crls", ListOf(record.crls, [](const auto& one) { return CrlValue(*one); }))

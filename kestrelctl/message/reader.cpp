@@ -93,13 +93,25 @@ void RecordReader::KeepPlain(Piece piece, const Bytes& der) {
             record_.contentType = der::Cursor(der).OidText();
             return;
         case Piece::DigestAlgorithm:
-            record_.digests.push_back(platform::ParseAlgorithm(der));
+            // Of authenticated data under a tag of its own.
+            record_.digests.push_back(platform::ParseAlgorithm(
+                der::Element(der::kSequence, der::Cursor(der).Next().contents)));
             return;
         case Piece::ContentEncryption:
             record_.contentAlgorithm = platform::ParseAlgorithm(der);
             return;
         case Piece::Recipient:
             return AddRecipients(der);
+        case Piece::Certificate:
+            return Collect({der}, record_.certificates, record_.otherChoices);
+        case Piece::Crl:
+            return Collect({der}, record_.crls, record_.otherChoices);
+        case Piece::ProtectedAttribute:
+            record_.protectedAttributes.push_back(der);
+            return;
+        case Piece::UnprotectedAttribute:
+            record_.unprotectedAttributes.push_back(der);
+            return;
         default:
             return;
     }

@@ -37,6 +37,9 @@ struct Record {
     std::vector<platform::Algorithm> digests;
     std::optional<platform::Algorithm> contentAlgorithm;  // cipher, code or compression
     std::vector<Recipient> recipients;
+    // Of the whole message: those that its code covers, and others.
+    std::vector<platform::Bytes> protectedAttributes;
+    std::vector<platform::Bytes> unprotectedAttributes;
     std::optional<StampAnswer> answer;
 
     // Of signed data: its records, and the digests that ran over the content. Null otherwise.

@@ -717,8 +717,10 @@ class Shown(MessageCase):
         others = [agreement(der(0xA1, sender, der(0x03, b"\0key"))), agreement(der(0x80, b"\1\2")),
                   agreement(self.ann.identifier()), der(0xA4, oid("1.2.3.4"), octets(b"x")),
                   der(0xA2, octets(b"damaged"))]
-        body = sequence(integer(2), der(0x31, *others), sequence(oid(evidence.DATA), sequence(
-            oid("2.16.840.1.101.3.4.1.42"), octets(bytes(16))), der(0x80, bytes(16))))
+        sent = der(0xA0, der(0xA0, self.ann.certificate), der(0xA1, self.clean))
+        body = sequence(integer(2), sent, der(0x31, *others), sequence(oid(evidence.DATA), sequence(
+            oid("2.16.840.1.101.3.4.1.42"), octets(bytes(16))), der(0x80, bytes(16))),
+                        der(0xA1, attribute("1.2.643.7.1.0.6.1.1", octets(b"\1\2"))))
         self.write("h", sequence(oid("1.2.840.113549.1.7.3"), der(0xA0, body)))
         ecdh = ("ECDH, SHA-256", "AES-256 key wrap", None)
         rows = {
@@ -740,6 +742,9 @@ class Shown(MessageCase):
                     "keyEncryption", "keyWrap", "keyDerivation")), named(one["originator"], "by"),
                       named(one["type"], "oid")) for one in document["recipients"]]
             self.assertCountEqual(found, wanted)
+        self.assertEqual([document[part][0][member] for part, member in (
+            ("certificates", "subject"), ("crls", "issuer"))], ["CN=Ann", "CN=Root"])
+        self.assertEqual([v["decoded"] for v in document["unprotectedAttributes"][0]["values"]], ["0102"])
         first, second = [document["recipients"][i]["originator"] for i in (0, 1)]
         self.assertEqual((first["algorithm"]["name"], first["curve"]["name"]), ("elliptic curve", "P-384"))
         self.assertEqual(second["identifier"]["keyIdentifier"], "0102")
