@@ -624,6 +624,33 @@ class Run(MessageCase):
                 code, (document,) = self.documents("verify", *words)
                 self.assertEqual((code, document["reason"]), (status, reason))
 
+    def test_a_responder_tells_of_lost_keys(self):
+        """Revoked after the stamp: the invalidity date decides (the index of `openssl ocsp` has it)."""
+        web = Web()
+        self.addCleanup(web.close)
+        place = sequence(oid("1.3.6.1.5.5.7.48.1"), der(0x86, web.address("ocsp").encode()))
+        ann = self.party("Ann", self.root, uses=[*SIGNING, evidence.extension(
+            "1.3.6.1.5.5.7.1.1", sequence(place), False)])
+        def answer(request):
+            self.write("query", request)
+            self.openssl("ocsp", "-index", "index", "-CA", "root.pem", "-rsigner", "root.pem", "-rkey",
+                         self.root.key, "-reqin", "query", "-respout", "reply", "-ndays", "1")
+            return self.read("reply")
+        web.pages["/ocsp"] = answer
+        self.write("m", self.stamped(NOW - 2 * HOUR, ann))
+        at = lambda when, year="%Y": time.strftime(year + "%m%d%H%M%SZ", time.gmtime(when))
+        for why, status, reason in (
+                ("keyTime," + at(NOW - 3 * HOUR), 1, "revoked"), ("keyTime," + at(NOW - HOUR), 0, None),
+                ("CAkeyTime," + at(NOW - 3 * HOUR), 1, "revoked"), ("keyCompromise", 0, None)):
+            with self.subTest(why):
+                self.write("index", "\t".join(["R", at(NOW + DAY, "%y"), at(NOW - HOUR, "%y") + "," + why,
+                                               "%02X" % ann.number, "unknown", "/CN=Ann\n"]).encode())
+                self.ctl("cache", "clear")
+                code, (document,) = self.documents("verify", "m")
+                self.assertEqual((code, document["reason"]), (status, reason))
+                source = document["signers"][0]["chain"]["links"][0]["revocation"]["source"]
+                self.assertTrue(source.startswith("OCSP "), source)
+
     def test_pages_agree(self):
         with open(os.path.join(ROOT, "docs/verdicts.md"), encoding="utf-8") as file:
             page = file.read()
