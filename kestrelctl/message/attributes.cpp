@@ -36,6 +36,15 @@ std::string TimeWords(ByteView value) {
     return IsoTime(platform::TicksOf(platform::ReadTime(der::Cursor(value).Next())));
 }
 
+// What begins with an identifier: a signature policy, a kind of commitment (RFC 5126 5.8, 5.11).
+std::string FirstOidWords(ByteView value) {
+    return OidWords(der::Inside(value, der::kSequence).Expect(der::kOid).whole);
+}
+
+std::string CountersignerWords(ByteView value) {
+    return HolderWords(platform::ParseSignerInfo(value).signer);
+}
+
 // SMIMECapabilities (RFC 8551 2.5.2): algorithms in order of preference.
 std::string CapabilityWords(ByteView value) {
     std::string words;
@@ -90,20 +99,27 @@ constexpr struct {
     {kMarkV2, "signing certificate v2", MarkWords<kMarkV2>, true},
     {kMarkOther, "other signing certificate", MarkWords<kMarkOther>, true},
     {"1.2.840.113549.1.9.15", "S/MIME capabilities", CapabilityWords, false},
-    {"1.2.840.113549.1.9.6", "countersignature", nullptr, false},
+    {kCountersignatureOid, "countersignature", CountersignerWords, false},
     {kContentStampOid, "content time stamp", nullptr, false},
     {kSignatureStampOid, "signature time stamp", nullptr, false},
     {kProtectionOid, "algorithm protection", nullptr, true},
     {"1.2.840.113549.1.9.16.2.4", "content hint", nullptr, false},
     {"1.2.840.113549.1.9.16.2.11", "encryption key preference", nullptr, false},
-    {"1.2.840.113549.1.9.16.2.15", "signature policy", nullptr, false},
-    {"1.2.840.113549.1.9.16.2.16", "commitment type", nullptr, false},
+    {"1.2.840.113549.1.9.16.2.15", "signature policy", FirstOidWords, false},
+    {"1.2.840.113549.1.9.16.2.16", "commitment type", FirstOidWords, false},
     {"1.2.840.113549.1.9.16.2.17", "signer location", nullptr, false},
     {"1.2.840.113549.1.9.16.2.21", "certificate references", nullptr, false},
     {"1.2.840.113549.1.9.16.2.22", "revocation references", nullptr, false},
     {"1.2.840.113549.1.9.16.2.23", "certificate values", nullptr, false},
     {"1.2.840.113549.1.9.16.2.24", "revocation values", nullptr, false},
+    {platform::kContentCodeOid, "authentication code", OctetWords, false},
     {"0.4.0.1733.2.4", "archive time stamp", nullptr, false},
+    {"1.2.840.113549.1.9.16.6.1", "proof of origin", nullptr, false},
+    {"1.2.840.113549.1.9.16.6.2", "proof of receipt", nullptr, false},
+    {"1.2.840.113549.1.9.16.6.3", "proof of delivery", nullptr, false},
+    {"1.2.840.113549.1.9.16.6.4", "proof of sender", nullptr, false},
+    {"1.2.840.113549.1.9.16.6.5", "proof of approval", nullptr, false},
+    {"1.2.840.113549.1.9.16.6.6", "proof of creation", nullptr, false},
     {"1.2.840.113549.1.7.1", "data", nullptr, false},
     {"1.2.840.113549.1.7.2", "signed data", nullptr, false},
     {"1.2.840.113549.1.7.3", "enveloped data", nullptr, false},
@@ -162,6 +178,20 @@ std::vector<CertificateMark> MarksOf(const platform::SignerInfo& signer) {
         if (mark) marks.push_back(ReadMark(attribute.oid, attribute.values.at(0)));
     }
     return marks;
+}
+
+std::vector<Bytes> ValuesOf(const std::vector<Bytes>& attributes, std::string_view oid) {
+    std::vector<Bytes> values;
+    for (const Bytes& encoded : attributes) {
+        try {
+            const platform::AttributeView attribute = platform::ParseAttribute(encoded);
+            if (attribute.oid != oid) continue;
+            values.insert(values.end(), attribute.values.begin(), attribute.values.end());
+        } catch (const platform::Error&) {
+            continue;
+        }
+    }
+    return values;
 }
 
 std::string RepeatedAttribute(const platform::SignerInfo& signer) {

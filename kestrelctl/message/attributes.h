@@ -14,6 +14,7 @@ namespace kestrelctl::message {
 inline constexpr const char* kContentStampOid = "1.2.840.113549.1.9.16.2.20";
 inline constexpr const char* kSignatureStampOid = "1.2.840.113549.1.9.16.2.14";
 
+inline constexpr const char* kCountersignatureOid = "1.2.840.113549.1.9.6";
 inline constexpr const char* kProtectionOid = "1.2.840.113549.1.9.52";
 
 // Of attributes, content types and others that stand in messages; empty when not known.
@@ -34,6 +35,10 @@ struct CertificateMark {
 // One for each attribute that there is: of the first version, the second, and the one for other
 // digests. Throws CRYPT_E_ASN1_BADTAG, _EOD or _CORRUPT for one that cannot be read.
 std::vector<CertificateMark> MarksOf(const platform::SignerInfo& signer);
+
+// Of all attributes of a type. One that is damaged has none; whoever judges the signer tells.
+std::vector<platform::Bytes> ValuesOf(const std::vector<platform::Bytes>& attributes,
+                                      std::string_view oid);
 
 // The attribute that stands twice where one alone may, or has not one value; empty: none.
 std::string RepeatedAttribute(const platform::SignerInfo& signer);

@@ -172,11 +172,11 @@ void AddWeakIssues(const ChainFacts& chain, Ticks time, Reason reason, Findings&
         const bool issuer = &link != &chain.path.links.front();  // the first has a check of its own
         const KeyFacts key = KeyOf(link.certificate->Info().SubjectPublicKeyInfo);
         if (const auto why = issuer ? WeaknessOfKey(key, time) : std::nullopt) {
-            findings.Add(reason, *why + ": " + SubjectOf(link));
+            findings.Add(reason, why->Of(SubjectOf(link)));
         }
         if (link.selfSigned) continue;  // nobody relies on its signature
         if (const auto why = WeaknessOfIssue(*link.certificate, time)) {
-            findings.Add(reason, *why + ": " + SubjectOf(link));
+            findings.Add(reason, why->Of(SubjectOf(link)));
         }
     }
 }

@@ -97,15 +97,28 @@ Value SignerValue(const platform::SignerInfo& signer) {
     return value;
 }
 
+Value AlgorithmOrNull(const std::optional<platform::Algorithm>& algorithm) {
+    return algorithm ? AlgorithmValue(*algorithm) : Value();
+}
+
+Value OriginatorValue(const Originator& originator) {
+    Value value = Value::Object();
+    value.Set("by", originator.by)
+        .Set("identifier", originator.holder ? HolderValue(*originator.holder) : Value())
+        .Set("algorithm", AlgorithmOrNull(originator.algorithm))
+        .Set("curve", originator.curve.empty() ? Value() : OidValue(originator.curve));
+    return value;
+}
+
 Value RecipientValue(const Recipient& recipient) {
-    const platform::RecipientInfo& info = recipient.info;
-    const bool known = info.kind != platform::RecipientInfo::Kind::Other;
-    const platform::Algorithm& algorithm =
-        info.agreement ? info.agreement->keyEncryption : info.keyEncryption;
     Value value = Value::Object();
     value.Set("kind", recipient.kind)
-        .Set("identifier", known ? HolderValue(info.recipient) : Value())
-        .Set("keyEncryption", known ? AlgorithmValue(algorithm) : Value());
+        .Set("identifier", recipient.holder ? HolderValue(*recipient.holder) : Value())
+        .Set("keyEncryption", AlgorithmOrNull(recipient.keyEncryption))
+        .Set("keyWrap", AlgorithmOrNull(recipient.keyWrap))
+        .Set("keyDerivation", AlgorithmOrNull(recipient.keyDerivation))
+        .Set("originator", recipient.originator ? OriginatorValue(*recipient.originator) : Value())
+        .Set("type", recipient.type.empty() ? Value() : OidValue(recipient.type));
     return value;
 }
 
@@ -140,8 +153,7 @@ Value ContentValue(const Record& record) {
         .Set("present", Value::Of(record.hasContent))
         .Set("size", record.hasContent ? Value::Of(record.contentSize) : Value())
         .Set("encrypted", Value::Of(encrypted))
-        .Set("algorithm",
-             record.contentAlgorithm ? AlgorithmValue(*record.contentAlgorithm) : Value());
+        .Set("algorithm", AlgorithmOrNull(record.contentAlgorithm));
     return value;
 }
 
@@ -185,6 +197,8 @@ Value Describe(const std::string& file, const Record& record) {
         .Set("digestAlgorithms", ListOf(record.digests, AlgorithmValue))
         .Set("recipients", ListOf(record.recipients, RecipientValue))
         .Set("signers", ListOf(record.Signers(), SignerValue))
+        .Set("protectedAttributes", AttributeList(record.protectedAttributes))
+        .Set("unprotectedAttributes", AttributeList(record.unprotectedAttributes))
         .Set("certificates",
              ListOf(record.certificates, [](const auto& one) { return CertificateValue(*one); }))
         .Set("crls", ListOf(record.crls, [](const auto& one) { return CrlValue(*one); }))

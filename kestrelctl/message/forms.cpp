@@ -60,6 +60,8 @@ const char* NameOf(Form form) {
 MessageFile::MessageFile(const std::string& name) : name_(name), file_(name) {
     first_ = file_.Next();
     if (first_.empty() || first_[0] == platform::der::kSequence) return;
+    wide_ = WideText::Told(first_);
+    if (wide_) first_ = wide_->Narrow(first_);
     std::string_view text = TextOf(first_);
     if (text.starts_with(kMark)) text.remove_prefix(kMark.size());
     text.remove_prefix(std::min(text.find_first_not_of(kBlank), text.size()));
@@ -70,7 +72,7 @@ MessageFile::MessageFile(const std::string& name) : name_(name), file_(name) {
 }
 
 void MessageFile::TakeHead(std::string_view& text) {
-    if (IsHeader(text)) return TakeHeaders(text);
+    if (!wide_ && IsHeader(text)) return TakeHeaders(text);
     if (!text.starts_with(kArmourStart)) return;
     form_ = Form::Pem;
     const std::string_view line = TakeLine(text).substr(kArmourStart.size());
@@ -114,7 +116,8 @@ void MessageFile::TakeTail(std::string_view text) {
     constexpr std::size_t kMostTail = 4'096;
     // One search for each is many times as fast as one for both.
     if (tail_.empty()) text.remove_prefix(std::min({text.find('='), text.find('-'), text.size()}));
-    if (tail_.size() + text.size() > kMostTail) throw Error(CRYPT_E_BAD_ENCODE, "text behind");
+    if (tail_.size() + text.size() > kMostTail)
+        throw Error(CRYPT_E_BAD_ENCODE, kTextBehind.english);
     tail_ += text;
 }
 
@@ -126,7 +129,18 @@ void MessageFile::CheckTail() const {
     const std::string wanted = form_ == Form::Pem ? "-----END " + label_ + "-----" : std::string();
     if (tail == wanted) return;
     if (wanted.starts_with(tail)) throw Error(CRYPT_E_STREAM_INSUFFICIENT_DATA);
-    throw Error(CRYPT_E_BAD_ENCODE, "text behind");
+    throw Error(CRYPT_E_BAD_ENCODE, kTextBehind.english);
+}
+
+ByteView MessageFile::NextPiece() {
+    ByteView piece = file_.Next();
+    if (!wide_) return piece;
+    for (; !piece.empty(); piece = file_.Next()) {
+        const ByteView narrow = wide_->Narrow(piece);
+        if (!narrow.empty()) return narrow;
+    }
+    wide_->Finish();
+    return {};
 }
 
 ByteView MessageFile::AsText(ByteView piece) {
@@ -139,7 +153,7 @@ ByteView MessageFile::AsText(ByteView piece) {
 ByteView MessageFile::Next() {
     while (!ended_) {
         const bool first = !std::exchange(started_, true);
-        const ByteView piece = first ? first_ : file_.Next();
+        const ByteView piece = first ? first_ : NextPiece();
         if (piece.empty() && !first) {
             ended_ = true;
             if (base64_) base64_->Finish();

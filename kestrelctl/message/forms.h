@@ -7,6 +7,7 @@
 #include <string>
 
 #include "kestrelctl/message/multipart.h"
+#include "kestrelctl/message/wide_text.h"
 #include "platform/base/bytes.h"
 #include "platform/stores/bundle_text.h"
 #include "platform/stores/piece_reader.h"
@@ -18,7 +19,8 @@ const char* NameOf(Form form);
 
 // Told by the first octets: a SEQUENCE is DER (or BER), "-----BEGIN " armour, a header line an
 // S/MIME entity whose body is the message, or one of two parts; anything else is BASE64. Text may
-// begin with the UTF-8 mark and with blanks; header lines have to lie in the first piece.
+// begin with the UTF-8 mark and with blanks; header lines have to lie in the first piece. Armour
+// and BASE64 may be UTF-16, too.
 class MessageFile {
   public:
     // Throws the system's reason for a file that cannot be read, CRYPT_E_BAD_ENCODE for text
@@ -37,6 +39,7 @@ class MessageFile {
     [[nodiscard]] std::uint64_t Size() const { return file_.Taken(); }
 
   private:
+    platform::ByteView NextPiece();
     platform::ByteView AsText(platform::ByteView piece);
     void TakeTail(std::string_view text);
     void CheckTail() const;
@@ -46,6 +49,7 @@ class MessageFile {
 
     std::string name_;
     platform::PieceReader file_;
+    std::optional<WideText> wide_;
     std::optional<Range> content_;
     Form form_ = Form::Der;
     std::string label_;

@@ -25,7 +25,7 @@ void TakeProvenTime(SignerVerdict& signer) {
     }
 }
 
-void AddWeak(const std::optional<std::string>& why, Findings& findings) {
+void AddWeak(const std::optional<Detail>& why, Findings& findings) {
     if (why) findings.Add(Reason::WeakAlgorithm, *why);
 }
 
@@ -48,7 +48,8 @@ void Judge::JudgeCertificate(const Surroundings& around, SignerVerdict& signer) 
         const bool unknown = error.Code() == static_cast<DWORD>(NTE_BAD_ALGID);
         const bool damaged = error.Code() == static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT);
         if (!unknown && !damaged) throw;
-        const std::string detail = unknown ? error.Detail() : "a damaged certificate";
+        const Detail detail =
+            unknown ? Detail(error.Detail()) : Detail("a damaged certificate", "повреждён");
         signer.findings.Add(Reason::ChainConstraints, detail);
     }
     const KeyFacts key = KeyOf(certificate->Info().SubjectPublicKeyInfo);
@@ -70,6 +71,8 @@ SignerVerdict Judge::JudgeSigner(const Record& record, std::size_t index,
     JudgeStamps(record, info, digest, signer);
     TakeProvenTime(signer);
     JudgeCertificate(around, signer);
+    signer.countersignatures =
+        JudgeCountersignatures(signer.info, around, settings_.now, known_, signer.findings);
     AddWeak(WeaknessOfDigest(signer.info.digest.oid, signer.time), signer.findings);
     return signer;
 }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "kestrelctl/message/chains.h"
+#include "kestrelctl/message/countersigner.h"
 #include "kestrelctl/message/signer.h"
 #include "kestrelctl/message/token.h"
 
@@ -37,6 +38,7 @@ struct SignerVerdict {
     platform::Ticks time = 0;  // that counts
     TimeSource timeSource = TimeSource::Now;
     std::vector<StampVerdict> stamps;
+    std::vector<Countersignature> countersignatures;
     std::optional<ChainFacts> chain;
     Findings findings;  // of everything, the stamps included
 };

@@ -43,7 +43,7 @@ Reason StampReasonOf(const Finding& finding) {
     }
 }
 
-void AddWeakness(const std::optional<std::string>& why, Findings& findings) {
+void AddWeakness(const std::optional<Detail>& why, Findings& findings) {
     if (why) findings.Add(Reason::StampWeak, *why);
 }
 
@@ -91,7 +91,7 @@ void Judge::JudgeServiceAt(const Surroundings& around, StampVerdict& stamp) {
             stamp.findings.Add(Reason::StampRevoked);
         } else if ((bits & CERT_TRUST_REVOCATION_STATUS_UNKNOWN) != 0 &&
                    !stamp.findings.Has(Reason::StampRevocationUnknown)) {
-            stamp.findings.Add(Reason::StampRevocationUnknown, "now");
+            stamp.findings.Add(Reason::StampRevocationUnknown, Detail("now", "сейчас"));
         }
     } catch (const Error& error) {
         if (error.Code() != static_cast<DWORD>(NTE_BAD_ALGID)) throw;
@@ -108,7 +108,9 @@ void Judge::JudgeTokenRecord(const Record& token, const Record* around, const Co
         return stamp.findings.Add(Reason::StampMalformed);
     }
     // RFC 3161 2.4.2: none is known, so that each critical one is refused.
-    if (stamp.facts->criticalExtension) stamp.findings.Add(Reason::StampMalformed, "extension");
+    if (stamp.facts->criticalExtension) {
+        stamp.findings.Add(Reason::StampMalformed, Detail("extension", "расширение"));
+    }
     CheckImprint(*stamp.facts, digest, stamp.findings);
     if (stamp.facts->time > settings_.today + kMostAhead) {
         stamp.findings.Add(Reason::StampFuture);

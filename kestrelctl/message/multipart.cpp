@@ -64,7 +64,8 @@ bool BoundaryScanner::IsBoundary() const {
 
 void BoundaryScanner::EndLine() {
     if (IsBoundary()) {
-        if (marks_.size() == kBoundaries) throw platform::Error(CRYPT_E_BAD_ENCODE, "parts");
+        if (marks_.size() == kBoundaries)
+            throw platform::Error(CRYPT_E_BAD_ENCODE, kNotTwoParts.english);
         marks_.push_back({breakBegin_, position_});
     }
     line_.clear();
@@ -100,7 +101,7 @@ SignedParts FindSignedParts(const std::string& file, const std::string& boundary
     scanner.Finish();
     const auto& marks = scanner.Marks();
     if (boundary.empty() || marks.size() != kBoundaries) {
-        throw platform::Error(CRYPT_E_BAD_ENCODE, "a multipart message without two whole parts");
+        throw platform::Error(CRYPT_E_BAD_ENCODE, kNotTwoParts.english);
     }
     return {{marks[0].end, std::max(marks[0].end, marks[1].begin)},
             {marks[1].end, std::max(marks[1].end, marks[2].begin)}};

@@ -22,6 +22,15 @@ struct SignedParts {
     Range signature;
 };
 
+// Faults of text around a message, the details of CRYPT_E_BAD_ENCODE.
+struct TextFault {
+    const char* english;
+    const char* russian;
+};
+inline constexpr TextFault kNotTwoParts = {"a mail without exactly two whole parts",
+                                           "в письме не ровно две целые части"};
+inline constexpr TextFault kTextBehind = {"text behind", "за сообщением есть текст"};
+
 // The boundary of a header field, or empty (RFC 2046 5.1.1).
 std::string BoundaryOf(std::string_view field);
 

@@ -2,6 +2,7 @@
 #include "kestrelctl/message/reader.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "kestrelctl/message/answer.h"
@@ -39,22 +40,6 @@ std::shared_ptr<SignedBody> NewHeldBody() {
     stream.cbContent = CMSG_INDEFINITE_LENGTH;
     stream.pfnStreamOutput = PassContent;
     return std::make_shared<HeldSignedBody>(stream);
-}
-
-// RFC 5652 6.2.
-const char* KindOf(std::uint8_t tag) {
-    switch (tag) {
-        case der::kSequence:
-            return "key-transport";
-        case der::ContextConstructed(1):
-            return "key-agreement";
-        case der::ContextConstructed(2):
-            return "shared-key";
-        case der::ContextConstructed(3):
-            return "password";
-        default:
-            return "other";
-    }
 }
 
 // One that cannot be read is in nobody's way.
@@ -111,25 +96,36 @@ void RecordReader::KeepPlain(Piece piece, const Bytes& der) {
             record_.contentType = der::Cursor(der).OidText();
             return;
         case Piece::DigestAlgorithm:
-            record_.digests.push_back(platform::ParseAlgorithm(der));
+            // Of authenticated data under a tag of its own.
+            record_.digests.push_back(platform::ParseAlgorithm(
+                der::Element(der::kSequence, der::Cursor(der).Next().contents)));
             return;
         case Piece::ContentEncryption:
             record_.contentAlgorithm = platform::ParseAlgorithm(der);
             return;
         case Piece::Recipient:
             return AddRecipients(der);
+        case Piece::Certificate:
+            return Collect({der}, record_.certificates, record_.otherChoices);
+        case Piece::Crl:
+            return Collect({der}, record_.crls, record_.otherChoices);
+        case Piece::ProtectedAttribute:
+            record_.protectedAttributes.push_back(der);
+            return;
+        case Piece::UnprotectedAttribute:
+            record_.unprotectedAttributes.push_back(der);
+            return;
         default:
             return;
     }
 }
 
 void RecordReader::AddRecipients(const Bytes& der) {
-    std::vector<platform::RecipientInfo> infos;
-    platform::ParseRecipientInfo(der, infos);
-    if (record_.recipients.size() + infos.size() > platform::kMostRecipients) {
+    std::vector<Recipient> more = ReadRecipients(der);
+    if (record_.recipients.size() + more.size() > platform::kMostRecipients) {
         throw Error(CRYPT_E_ASN1_LARGE);
     }
-    for (auto& info : infos) record_.recipients.push_back({KindOf(der.front()), std::move(info)});
+    std::ranges::move(more, std::back_inserter(record_.recipients));
 }
 
 platform::ContentForm RecordReader::BeginContent(const platform::BerHeader& header) {

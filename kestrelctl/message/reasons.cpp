@@ -112,6 +112,12 @@ constexpr ReasonRow kRows[] = {
     {StampWeak, "stamp-weak", Indeterminate, Check::Stamps,
      "a time stamp uses an algorithm that proves nothing any more",
      "алгоритм штампа времени больше ничего не доказывает"},
+    {TooManyCountersignatures, "too-many-countersignatures", Indeterminate, Check::Countersignatures,
+     "there are more countersignatures than anybody looks at",
+     "заверяющих подписей больше, чем проверяется"},
+    {CountersignatureWrong, "countersignature-wrong", Bad, Check::Countersignatures,
+     "a countersignature is damaged, or not for this signature",
+     "заверяющая подпись повреждена или сделана для другой подписи"},
     {WeakAlgorithm, "weak-algorithm", Indeterminate, Check::Strength,
      "an algorithm proved nothing any more at the time that counts",
      "алгоритм на учитываемый момент уже ничего не доказывал"},
@@ -126,8 +132,8 @@ const char* NameOf(Verdict verdict) {
 }
 
 const char* NameOf(Check check) {
-    constexpr const char* kNames[] = {"message", "signature", "certificate", "fitness",
-                                      "chain",   "stamps",    "strength"};
+    constexpr const char* kNames[] = {"message", "signature", "certificate",       "fitness",
+                                      "chain",   "stamps",    "countersignatures", "strength"};
     return kNames[static_cast<std::size_t>(check)];
 }
 
@@ -137,9 +143,7 @@ const ReasonRow& RowOf(Reason reason) {
     return *std::ranges::find(kRows, reason, &ReasonRow::reason);
 }
 
-void Findings::Add(Reason reason, std::string detail) {
-    all_.push_back({reason, std::move(detail)});
-}
+void Findings::Add(Reason reason, Detail detail) { all_.push_back({reason, std::move(detail)}); }
 
 void Findings::Add(const Findings& others) {
     all_.insert(all_.end(), others.all_.begin(), others.all_.end());

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace kestrelctl::message {
@@ -20,9 +21,9 @@ enum class Check : std::uint8_t {
     Fitness,
     Chain,
     Stamps,
+    Countersignatures,
     Strength
 };
-inline constexpr std::size_t kChecks = 7;
 const char* NameOf(Check check);
 
 enum class Reason : std::uint8_t {
@@ -68,6 +69,8 @@ enum class Reason : std::uint8_t {
     StampAlgorithm,
     StampRevocationUnknown,
     StampWeak,
+    TooManyCountersignatures,
+    CountersignatureWrong,
     WeakAlgorithm,
 };
 
@@ -82,16 +85,31 @@ struct ReasonRow {
 const ReasonRow& RowOf(Reason reason);
 std::span<const ReasonRow> ReasonRows();
 
-// One fault. The detail is a name or identifier that a stranger chose: it is escaped where it is
-// printed.
+// What a fault is about: a name or identifier that a stranger chose, which is the same in both
+// languages and escaped where it is printed, or words of our own.
+struct Detail {
+    Detail() = default;
+    Detail(const std::string& name) : english(name), russian(name) {}
+    Detail(const char* name) : Detail(std::string(name)) {}
+    Detail(std::string inEnglish, std::string inRussian)
+        : english(std::move(inEnglish)), russian(std::move(inRussian)) {}
+    // With a name behind.
+    [[nodiscard]] Detail Of(const std::string& name) const {
+        return {english + ": " + name, russian + ": " + name};
+    }
+
+    std::string english;
+    std::string russian;
+};
+
 struct Finding {
     Reason reason;
-    std::string detail;
+    Detail detail;
 };
 
 class Findings {
   public:
-    void Add(Reason reason, std::string detail = {});
+    void Add(Reason reason, Detail detail = {});
     // All of another thing's, an embedded stamp's for example.
     void Add(const Findings& others);
     [[nodiscard]] const std::vector<Finding>& All() const { return all_; }

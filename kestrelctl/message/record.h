@@ -8,18 +8,13 @@
 #include <vector>
 
 #include "kestrelctl/message/forms.h"
+#include "kestrelctl/message/recipients.h"
 #include "kestrelctl/message/shapes.h"
 #include "platform/certs/certificate.h"
 #include "platform/cms/model.h"
 #include "platform/cms/signed_decoder.h"
 
 namespace kestrelctl::message {
-
-// One recipient, with a word for how it gets its key.
-struct Recipient {
-    const char* kind;
-    platform::RecipientInfo info;
-};
 
 // The head of a service's answer (RFC 3161 2.4.2).
 struct StampAnswer {
@@ -42,6 +37,9 @@ struct Record {
     std::vector<platform::Algorithm> digests;
     std::optional<platform::Algorithm> contentAlgorithm;  // cipher, code or compression
     std::vector<Recipient> recipients;
+    // Of the whole message: those that its code covers, and others.
+    std::vector<platform::Bytes> protectedAttributes;
+    std::vector<platform::Bytes> unprotectedAttributes;
     std::optional<StampAnswer> answer;
 
     // Of signed data: its records, and the digests that ran over the content. Null otherwise.

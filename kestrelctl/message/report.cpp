@@ -1,6 +1,7 @@
 // The page: the verdict above, what it rests on below.
 #include "kestrelctl/message/report.h"
 
+#include "kestrelctl/message/chain_picture.h"
 #include "kestrelctl/message/report_page.h"
 #include "kestrelctl/message/report_texts.h"
 #include "kestrelctl/message/strength.h"
@@ -65,8 +66,9 @@ void Page::AddSummary() {
     const bool apart = !message_.content.empty();
     rows.Add(Word(Text::ContentFile), apart ? message_.content : Word(Text::Inside));
     if (message_.read) {
-        rows.Add(Word(Text::Kind),
-                 std::string(NameOf(message_.record.kind)) + ", " + NameOf(message_.record.form));
+        rows.Add(Word(Text::Kind), std::string(KindWords(message_.record.kind, russian_)) + " (" +
+                                       NameOf(message_.record.kind) + "), " +
+                                       NameOf(message_.record.form));
         rows.Add(Word(Text::Size), std::to_string(message_.record.contentSize));
     }
     const std::string offline = settings_.offline ? std::string(", ") + Word(Text::Offline) : "";
@@ -80,11 +82,10 @@ void Page::AddSummary() {
 void Page::AddChecks(const SignerVerdict& signer) {
     out_ += "<ul class=\"checks\">\n";
     for (const Check check : {Check::Signature, Check::Certificate, Check::Fitness, Check::Chain,
-                              Check::Stamps, Check::Strength}) {
+                              Check::Stamps, Check::Countersignatures, Check::Strength}) {
         const std::string state = StateOf(signer, check);
         out_ += "<li>" + Html(Of(check, russian_)) + ": ";
-        out_ += state == "none" ? Html(Word(Text::None))
-                                : Badge(signer.findings.WorstOf(check), russian_);
+        out_ += state == "none" ? Html(Word(Text::None)) : Badge(WorstOf(signer, check), russian_);
         out_ += "</li>\n";
     }
     out_ += "</ul>\n";
@@ -117,6 +118,12 @@ void Page::AddSignerRows(const SignerVerdict& signer) {
     if (signer.claimedTime) rows.Add(Word(Text::SigningTime), IsoTime(*signer.claimedTime));
     rows.Add(Word(Text::TimeThatCounts),
              IsoTime(signer.time) + " (" + SourceWords(signer.timeSource) + ")");
+    for (const Countersignature& one : signer.countersignatures) {
+        const auto& who = one.identity.certificate;
+        rows.AddMarkup(Word(Text::Countersigned),
+                       Badge(one.findings.Worst(), russian_) + " " +
+                           Html(who ? NameText(who->Info().Subject) : Word(Text::Nobody)));
+    }
     out_ += rows.Table();
 }
 
@@ -134,7 +141,7 @@ void Page::AddFindings(const Findings& findings) {
 void Page::AddChain(const std::optional<ChainFacts>& chain) {
     if (!chain) return;
     out_ += "<h3>" + Html(Word(Text::ChainAt)) + " " + Html(IsoTime(chain->time)) + "</h3>\n" +
-            ChainPicture(*chain, russian_);
+            ChainPicture(*chain, russian_) + ChainList(*chain, russian_);
 }
 
 void Page::AddStamp(const StampVerdict& stamp, const std::string& heading) {

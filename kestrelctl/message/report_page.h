@@ -4,7 +4,6 @@
 #include <string>
 #include <string_view>
 
-#include "kestrelctl/message/chains.h"
 #include "kestrelctl/message/reasons.h"
 
 namespace kestrelctl::message {
@@ -12,7 +11,10 @@ namespace kestrelctl::message {
 // For text and for values in quotation marks. Hidden characters stay visible as on a terminal.
 std::string Html(std::string_view text);
 
-// A sign, in a shape of its own for each verdict, and the word.
+// In a shape of its own for each verdict.
+const char* SignOf(Verdict verdict);
+
+// That sign, and the word.
 std::string Badge(Verdict verdict, bool russian);
 
 // The rows of a table of names and values.
@@ -26,9 +28,6 @@ class Rows {
   private:
     std::string rows_;
 };
-
-// The chain as a picture, its root above.
-std::string ChainPicture(const ChainFacts& chain, bool russian);
 
 // The head of the page with its style.
 std::string PageStart(const std::string& title, bool russian);

@@ -23,6 +23,7 @@ constexpr struct {
     {Text::Fitness, "Fit for signing", "Назначение ключа"},
     {Text::Chain, "Chain", "Цепочка"},
     {Text::Stamps, "Time stamps", "Штампы времени"},
+    {Text::Countersignatures, "Countersignatures", "Заверяющие подписи"},
     {Text::Strength, "Strength", "Стойкость"},
     {Text::File, "File", "Файл"},
     {Text::ContentFile, "Signed content", "Подписанное содержимое"},
@@ -54,6 +55,7 @@ constexpr struct {
      "текущее: более раннего ни один штамп не доказывает"},
     {Text::FromOption, "as asked for", "задано при проверке"},
     {Text::Findings, "Findings", "Замечания"},
+    {Text::Countersigned, "Countersignature", "Заверяющая подпись"},
     {Text::Stamp, "Time stamp", "Штамп времени"},
     {Text::OfContent, "over the content", "на содержимое"},
     {Text::OfSignature, "over the signature", "на подпись"},
@@ -70,6 +72,8 @@ constexpr struct {
     {Text::Revoked, "revoked", "отозван"},
     {Text::NotTold, "revocation unknown", "отзыв неизвестен"},
     {Text::NotAsked, "revocation not asked", "отзыв не проверялся"},
+    {Text::ToldBy, "told by", "источник"},
+    {Text::InStores, "a list in the stores", "список в хранилищах"},
     {Text::Foot, "Made by kestrelctl message verify. The same as JSON: --json.",
      "Составлено командой kestrelctl message verify. То же в виде JSON: --json."},
     // clang-format on
@@ -89,8 +93,9 @@ const char* Of(Verdict verdict, bool russian) {
 }
 
 const char* Of(Check check, bool russian) {
-    constexpr Text kOfChecks[] = {Text::File,  Text::Signature, Text::Certificate, Text::Fitness,
-                                  Text::Chain, Text::Stamps,    Text::Strength};
+    constexpr Text kOfChecks[] = {
+        Text::File,  Text::Signature, Text::Certificate,       Text::Fitness,
+        Text::Chain, Text::Stamps,    Text::Countersignatures, Text::Strength};
     return Of(kOfChecks[static_cast<std::size_t>(check)], russian);
 }
 

@@ -16,6 +16,7 @@ enum class Text : std::uint8_t {
     Fitness,
     Chain,
     Stamps,
+    Countersignatures,
     Strength,
     File,
     ContentFile,
@@ -44,6 +45,7 @@ enum class Text : std::uint8_t {
     FromNow,
     FromOption,
     Findings,
+    Countersigned,
     Stamp,
     OfContent,
     OfSignature,
@@ -60,6 +62,8 @@ enum class Text : std::uint8_t {
     Revoked,
     NotTold,
     NotAsked,
+    ToldBy,
+    InStores,
     Foot,
 };
 

@@ -33,27 +33,31 @@ constexpr Field kRecipients = {der::kSet, Take::KeepEach, Piece::Recipient};
 constexpr Field kEncapsulated = {der::kSequence, Take::Enter, Piece::None, false, kPlainPart};
 constexpr Field kSecret = {der::kSequence, Take::Enter, Piece::None, false, kSecretPart};
 constexpr Field kCode = {der::kOctetString, Take::Discard};
-// What is passed over: the originator's certificates, and attributes of the whole message.
-constexpr Field Passed(unsigned tag) {
-    return {ContextConstructed(tag), Take::Discard, Piece::None, true};
+constexpr Field Each(unsigned tag, Piece piece) {
+    return {ContextConstructed(tag), Take::KeepEach, piece, true};
 }
+constexpr Field kOriginatorInfo[] = {Each(0, Piece::Certificate), Each(1, Piece::Crl)};
+constexpr Field kOriginator = {ContextConstructed(0), Take::Enter, Piece::None, true,
+                               kOriginatorInfo};
+constexpr Field Protected(unsigned tag) { return Each(tag, Piece::ProtectedAttribute); }
+constexpr Field Unprotected(unsigned tag) { return Each(tag, Piece::UnprotectedAttribute); }
 
-constexpr Field kEnveloped[] = {kVersion, Passed(0), kRecipients, kSecret, Passed(1)};
-constexpr Field kAuthEnveloped[] = {kVersion,  Passed(0), kRecipients, kSecret,
-                                    Passed(1), kCode,     Passed(2)};
-constexpr Field kEncrypted[] = {kVersion, kSecret, Passed(1)};
+constexpr Field kEnveloped[] = {kVersion, kOriginator, kRecipients, kSecret, Unprotected(1)};
+constexpr Field kAuthEnveloped[] = {kVersion,     kOriginator, kRecipients,   kSecret,
+                                    Protected(1), kCode,       Unprotected(2)};
+constexpr Field kEncrypted[] = {kVersion, kSecret, Unprotected(1)};
 constexpr Field kDigested[] = {
     kVersion, {der::kSequence, Take::Keep, Piece::DigestAlgorithm}, kEncapsulated, kCode};
 constexpr Field kAuthenticated[] = {
     kVersion,
-    Passed(0),
+    kOriginator,
     kRecipients,
     {der::kSequence, Take::Keep, Piece::ContentEncryption},  // of the authentication code
-    {ContextConstructed(1), Take::Discard, Piece::None, true},
+    {ContextConstructed(1), Take::Keep, Piece::DigestAlgorithm, true},
     kEncapsulated,
-    Passed(2),
+    Protected(2),
     kCode,
-    Passed(3)};
+    Unprotected(3)};
 constexpr Field kCompressed[] = {
     kVersion, {der::kSequence, Take::Keep, Piece::ContentEncryption}, kEncapsulated};
 
@@ -99,6 +103,23 @@ const char* NameOf(Kind kind) {
                                       "time-stamp-response",
                                       "certificates"};
     return kNames[static_cast<std::size_t>(kind)];
+}
+
+const char* KindWords(Kind kind, bool russian) {
+    constexpr const char* kWords[][2] = {
+        {"unknown", "неизвестный вид"},
+        {"data", "данные"},
+        {"signed message", "подписанное сообщение"},
+        {"encrypted for recipients", "зашифровано для получателей"},
+        {"encrypted for recipients, with a code", "зашифровано для получателей, с имитовставкой"},
+        {"encrypted with a shared key", "зашифровано на общем ключе"},
+        {"data with its digest", "данные с хэш-значением"},
+        {"data with an authentication code", "данные с имитовставкой"},
+        {"compressed data", "сжатые данные"},
+        {"time stamp", "штамп времени"},
+        {"answer of a time-stamp service", "ответ службы штампов времени"},
+        {"certificates", "сертификаты"}};
+    return kWords[static_cast<std::size_t>(kind)][russian ? 1 : 0];
 }
 
 }  // namespace kestrelctl::message

@@ -35,5 +35,7 @@ const Shape* ShapeOf(std::string_view oid);
 
 // The word for documents.
 const char* NameOf(Kind kind);
+// For people.
+const char* KindWords(Kind kind, bool russian);
 
 }  // namespace kestrelctl::message

@@ -2,6 +2,8 @@
 #include "kestrelctl/message/signer.h"
 
 #include <algorithm>
+#include <functional>
+#include <utility>
 
 #include "kestrelctl/message/attributes.h"
 #include "kestrelctl/message/strength.h"
@@ -9,6 +11,7 @@
 #include "platform/base/error.h"
 #include "platform/certs/compare.h"
 #include "platform/chain/checks.h"
+#include "platform/cms/decoder_verify.h"
 #include "platform/cms/params.h"
 #include "platform/der/values.h"
 #include "platform/providers/algorithms.h"
@@ -141,9 +144,12 @@ void AddFitting(const platform::KeyHolder& holder, const std::vector<Candidate>&
 
 enum class KeyFit { Made, Wrong, Unknown, Ambiguous };
 
-KeyFit TryKey(const Record& record, const platform::SignerInfo& signer, const Candidate& one) {
+// Throws unless the key of that certificate made the signature.
+using CheckKey = std::function<void(const CERT_INFO& info)>;
+
+KeyFit TryKey(const CheckKey& check, const Candidate& one) {
     try {
-        record.signedBody->VerifyWith(signer, one->Info());
+        check(one->Info());
         return KeyFit::Made;
     } catch (const Error& error) {
         if (IsCode(error, NTE_BAD_ALGID)) return KeyFit::Unknown;
@@ -175,8 +181,8 @@ struct Trial {
 
 class Search {
   public:
-    Search(const Record& record, std::size_t index)
-        : record_(record), signer_(record.Signers()[index]) {}
+    Search(const platform::SignerInfo& signer, CheckKey check)
+        : signer_(signer), check_(std::move(check)) {}
 
     void Run(const Surroundings& around, KnownCertificates& known, Identity& identity);
 
@@ -185,8 +191,8 @@ class Search {
     void Conclude(Identity& identity) const;
     [[nodiscard]] bool Decided() const { return found_.candidate && found_.Rank() == 3; }
 
-    const Record& record_;
     const platform::SignerInfo& signer_;
+    CheckKey check_;
     std::vector<CertificateMark> marks_;
     std::vector<Candidate> candidates_;
     std::size_t tried_ = 0;
@@ -197,7 +203,7 @@ void Search::Try(const std::vector<Candidate>& from) {
     AddFitting(signer_.signer, from, candidates_);
     for (; tried_ < candidates_.size(); ++tried_) {
         const Candidate& one = candidates_[tried_];
-        const Trial trial{one, TryKey(record_, signer_, one), MarkedBy(marks_, one)};
+        const Trial trial{one, TryKey(check_, one), MarkedBy(marks_, one)};
         if (!found_.candidate || trial.Rank() > found_.Rank()) found_ = trial;
     }
 }
@@ -260,7 +266,10 @@ Identity Identify(const Record& record, std::size_t index, const Surroundings& a
                   KnownCertificates& known) {
     Identity identity;
     const bool verifiable = CheckForm(record, record.Signers()[index], identity.findings);
-    Search(record, index).Run(around, known, identity);
+    const auto check = [&](const CERT_INFO& info) {
+        record.signedBody->VerifyWith(record.Signers()[index], info);
+    };
+    Search(record.Signers()[index], check).Run(around, known, identity);
     if (!verifiable) {
         // Without content, or with one that nobody can digest, no key was tried.
         Findings own;
@@ -269,6 +278,17 @@ Identity Identify(const Record& record, std::size_t index, const Surroundings& a
         }
         identity.findings = std::move(own);
     }
+    return identity;
+}
+
+Identity IdentifyCountersigner(const platform::SignerInfo& signer, platform::ByteView covered,
+                               const Surroundings& around, KnownCertificates& known) {
+    const auto check = [&](const CERT_INFO& info) {
+        const auto key = platform::PublicKeyFromInfo(info.SubjectPublicKeyInfo);
+        platform::VerifyCountersigner(signer, covered, key);
+    };
+    Identity identity;
+    Search(signer, check).Run(around, known, identity);
     return identity;
 }
 

@@ -33,6 +33,10 @@ struct Identity {
 Identity Identify(const Record& record, std::size_t index, const Surroundings& around,
                   KnownCertificates& known);
 
+// The same of a countersignature over the value of another signature.
+Identity IdentifyCountersigner(const platform::SignerInfo& signer, platform::ByteView covered,
+                               const Surroundings& around, KnownCertificates& known);
+
 // Adds the reason when the certificate does not allow its key to sign.
 void JudgeFitness(const platform::Certificate& certificate, Findings& findings);
 

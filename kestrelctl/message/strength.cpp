@@ -50,11 +50,25 @@ constexpr struct {
     {"1.2.840.113549.3.2", "RC2-CBC"},
     {"1.3.14.3.2.7", "DES-CBC"},
     {"2.16.840.1.101.3.4.1.5", "AES-128 key wrap"},
+    {"2.16.840.1.101.3.4.1.25", "AES-192 key wrap"},
     {"2.16.840.1.101.3.4.1.45", "AES-256 key wrap"},
+    {"1.2.840.113549.1.9.16.3.6", "3DES key wrap"},
     {"1.3.133.16.840.63.0.2", "ECDH, SHA-1"},
+    {"1.3.132.1.11.0", "ECDH, SHA-224"},
     {"1.3.132.1.11.1", "ECDH, SHA-256"},
+    {"1.3.132.1.11.2", "ECDH, SHA-384"},
+    {"1.3.132.1.11.3", "ECDH, SHA-512"},
+    {"1.2.840.113549.1.9.16.3.5", "ephemeral-static DH"},
+    {"1.2.840.113549.1.9.16.3.19", "ECDH, HKDF with SHA-256"},
+    {"1.2.840.10045.3.1.7", "P-256"},
+    {"1.3.132.0.34", "P-384"},
+    {"1.3.132.0.35", "P-521"},
+    {"1.3.101.110", "X25519"},
+    {"1.3.101.111", "X448"},
+    {"1.2.840.113549.1.5.12", "PBKDF2"},
+    {"1.2.840.113549.1.9.16.13.3", "key encapsulation"},
     {"1.2.840.113549.1.9.16.3.8", "zlib"},
-    {"1.2.840.113549.1.9.16.3.9", "password, PWRI-KEK"},
+    {"1.2.840.113549.1.9.16.3.9", "PWRI-KEK"},
 };
 
 constexpr Ticks Year(int year) {
@@ -71,27 +85,33 @@ constexpr Ticks kAlways = 0;
 constexpr struct {
     const char* oid;
     Ticks since;
-    const char* words;
+    const char* english;
+    const char* russian;
 } kDigests[] = {
-    {"1.2.840.113549.2.2", kAlways, "MD2"},
-    {"1.2.840.113549.2.4", kAlways, "MD4"},
-    {oid::kMd5, kAlways, "MD5"},
-    {oid::kSha1, Year(2014), "SHA-1, since 2014"},
-    {oid::kRipemd160, Year(2014), "RIPEMD-160, since 2014"},
-    {oid::kGostR3411_94, Year(2020), "GOST R 34.11-94, since 2020"},
+    {"1.2.840.113549.2.2", kAlways, "MD2", "MD2"},
+    {"1.2.840.113549.2.4", kAlways, "MD4", "MD4"},
+    {oid::kMd5, kAlways, "MD5", "MD5"},
+    {oid::kSha1, Year(2014), "SHA-1, since 2014", "SHA-1, с 2014 года"},
+    {oid::kRipemd160, Year(2014), "RIPEMD-160, since 2014", "RIPEMD-160, с 2014 года"},
+    {oid::kGostR3411_94, Year(2020), "GOST R 34.11-94, since 2020", "ГОСТ Р 34.11-94, с 2020 года"},
 };
 constexpr struct {
     const char* oid;
     unsigned long below;  // bits
     Ticks since;
-    const char* words;
+    const char* english;
+    const char* russian;
 } kKeys[] = {
-    {oid::kRsa, 1024, kAlways, "RSA below 1024 bits"},
-    {oid::kRsaPss, 1024, kAlways, "RSA below 1024 bits"},
-    {oid::kRsa, 2048, Year(2014), "RSA below 2048 bits, since 2014"},
-    {oid::kRsaPss, 2048, Year(2014), "RSA below 2048 bits, since 2014"},
-    {oid::kEc, 224, Year(2014), "curves below 224 bits, since 2014"},
-    {oid::kGostR3410_2001, 512, Year(2020), "GOST R 34.10-2001, since 2020"},
+    {oid::kRsa, 1024, kAlways, "RSA below 1024 bits", "RSA короче 1024 бит"},
+    {oid::kRsaPss, 1024, kAlways, "RSA below 1024 bits", "RSA короче 1024 бит"},
+    {oid::kRsa, 2048, Year(2014), "RSA below 2048 bits, since 2014",
+     "RSA короче 2048 бит, с 2014 года"},
+    {oid::kRsaPss, 2048, Year(2014), "RSA below 2048 bits, since 2014",
+     "RSA короче 2048 бит, с 2014 года"},
+    {oid::kEc, 224, Year(2014), "curves below 224 bits, since 2014",
+     "кривые короче 224 бит, с 2014 года"},
+    {oid::kGostR3410_2001, 512, Year(2020), "GOST R 34.10-2001, since 2020",
+     "ГОСТ Р 34.10-2001, с 2020 года"},
 };
 
 }  // namespace
@@ -123,21 +143,22 @@ KeyFacts KeyOf(const CERT_PUBLIC_KEY_INFO& info) {
     return kept[key] = facts;
 }
 
-std::optional<std::string> WeaknessOfDigest(std::string_view wanted, Ticks time) {
+std::optional<Detail> WeaknessOfDigest(std::string_view wanted, Ticks time) {
     for (const auto& row : kDigests) {
-        if (row.oid == wanted && time >= row.since) return row.words;
+        if (row.oid == wanted && time >= row.since) return Detail(row.english, row.russian);
     }
     return std::nullopt;
 }
 
-std::optional<std::string> WeaknessOfKey(const KeyFacts& key, Ticks time) {
+std::optional<Detail> WeaknessOfKey(const KeyFacts& key, Ticks time) {
     for (const auto& row : kKeys) {
-        if (row.oid == key.oid && key.bits < row.below && time >= row.since) return row.words;
+        if (row.oid == key.oid && key.bits < row.below && time >= row.since)
+            return Detail(row.english, row.russian);
     }
     return std::nullopt;
 }
 
-std::optional<std::string> WeaknessOfIssue(const platform::Certificate& certificate, Ticks time) {
+std::optional<Detail> WeaknessOfIssue(const platform::Certificate& certificate, Ticks time) {
     return WeaknessOfDigest(platform::DigestUnder(certificate.Info().SignatureAlgorithm), time);
 }
 

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "kestrelctl/message/reasons.h"
 #include "platform/base/ticks.h"
 #include "platform/certs/certificate.h"
 #include "platform/cms/model.h"
@@ -21,10 +22,10 @@ struct KeyFacts {
 KeyFacts KeyOf(const CERT_PUBLIC_KEY_INFO& info);
 
 // Why a digest, or a key of that length, proved nothing any more at `time`; none for what held.
-std::optional<std::string> WeaknessOfDigest(std::string_view oid, platform::Ticks time);
-std::optional<std::string> WeaknessOfKey(const KeyFacts& key, platform::Ticks time);
+std::optional<Detail> WeaknessOfDigest(std::string_view oid, platform::Ticks time);
+std::optional<Detail> WeaknessOfKey(const KeyFacts& key, platform::Ticks time);
 // The digest under a certificate's own signature.
-std::optional<std::string> WeaknessOfIssue(const platform::Certificate& certificate,
-                                           platform::Ticks time);
+std::optional<Detail> WeaknessOfIssue(const platform::Certificate& certificate,
+                                      platform::Ticks time);
 
 }  // namespace kestrelctl::message

@@ -22,18 +22,9 @@ bool HasCritical(ByteView extensions) {
     return false;
 }
 
-// An attribute that is damaged holds no stamp; whoever judges the signer tells.
 void AddStamps(const std::vector<Bytes>& attributes, const char* oid, StampOf of,
                std::vector<StampPlace>& stamps) {
-    for (const Bytes& encoded : attributes) {
-        try {
-            const platform::AttributeView attribute = platform::ParseAttribute(encoded);
-            if (attribute.oid != oid) continue;
-            for (const Bytes& value : attribute.values) stamps.push_back({of, value});
-        } catch (const platform::Error&) {
-            continue;
-        }
-    }
+    for (Bytes& value : ValuesOf(attributes, oid)) stamps.push_back({of, std::move(value)});
 }
 
 }  // namespace

@@ -1,7 +1,10 @@
 // What was judged as a tree, in the order that readers rely on.
 #include "kestrelctl/message/verdict_document.h"
 
+#include <algorithm>
+
 #include "kestrelctl/chain_words.h"
+#include "kestrelctl/message/attributes.h"
 #include "kestrelctl/message/words.h"
 #include "kestrelctl/text_forms.h"
 
@@ -23,7 +26,8 @@ Value FindingList(const Findings& findings) {
         value.Set("reason", row.word)
             .Set("verdict", NameOf(row.verdict))
             .Set("check", NameOf(row.check))
-            .Set("detail", finding.detail.empty() ? Value() : Value(finding.detail));
+            .Set("detail",
+                 finding.detail.english.empty() ? Value() : Value(finding.detail.english));
         list.Add(value.Short(std::string(row.word) + ": " + Sentence(finding, false)));
     }
     return list;
@@ -92,14 +96,32 @@ Value IdentityValue(const SignerVerdict& signer) {
     return value;
 }
 
+Value CountersignatureValue(const Countersignature& one) {
+    const platform::SignerInfo* info = one.info ? &*one.info : nullptr;
+    Value value = Value::Object();
+    SetVerdict(one.findings, value);
+    value.Set("findings", FindingList(one.findings))
+        .Set("identifier", info == nullptr ? Value() : HolderValue(info->signer))
+        .Set("certificate", CertificateOrNull(one.identity.certificate))
+        .Set("digestAlgorithm", info == nullptr ? Value() : AlgorithmValue(info->digest))
+        .Set("signatureAlgorithm",
+             info == nullptr ? Value() : AlgorithmValue(info->signatureAlgorithm))
+        .Set("signingTime", info == nullptr ? Value() : TimeOrNull(SigningTimeOf(*info)));
+    return value;
+}
+
 Value SignerValue(const SignerVerdict& signer, std::size_t index) {
     Value checks = Value::Object();
     for (const Check check : {Check::Signature, Check::Certificate, Check::Fitness, Check::Chain,
-                              Check::Stamps, Check::Strength}) {
+                              Check::Stamps, Check::Countersignatures, Check::Strength}) {
         checks.Set(NameOf(check), StateOf(signer, check));
     }
     Value stamps = Value::List();
     for (const StampVerdict& stamp : signer.stamps) stamps.Add(StampValue(stamp));
+    Value countersignatures = Value::List();
+    for (const Countersignature& one : signer.countersignatures) {
+        countersignatures.Add(CountersignatureValue(one));
+    }
     Value value = Value::Object();
     value.Set("index", Value::Of(std::uint64_t{index}));
     SetVerdict(signer.findings, value);
@@ -114,7 +136,8 @@ Value SignerValue(const SignerVerdict& signer, std::size_t index) {
         .Set("time", IsoTime(signer.time))
         .Set("timeSource", NameOf(signer.timeSource))
         .Set("chain", ChainValue(signer.chain))
-        .Set("stamps", std::move(stamps));
+        .Set("stamps", std::move(stamps))
+        .Set("countersignatures", std::move(countersignatures));
     return value;
 }
 
@@ -148,18 +171,27 @@ void SetMessage(const MessageVerdict& message, Value& value) {
 std::string Sentence(const Finding& finding, bool russian) {
     const ReasonRow& row = RowOf(finding.reason);
     const std::string text = russian ? row.russian : row.english;
-    return finding.detail.empty() ? text : text + ": " + finding.detail;
+    const std::string& detail = russian ? finding.detail.russian : finding.detail.english;
+    return detail.empty() ? text : text + ": " + detail;
+}
+
+Verdict WorstOf(const SignerVerdict& signer, Check check) {
+    Verdict worst = signer.findings.WorstOf(check);
+    if (check != Check::Countersignatures) return worst;
+    for (const Countersignature& one : signer.countersignatures) {
+        worst = std::max(worst, one.findings.Worst());
+    }
+    return worst;
 }
 
 const char* StateOf(const SignerVerdict& signer, Check check) {
     const bool known = signer.identity.certificate != nullptr;
     const bool needsCertificate = check == Check::Fitness || check == Check::Chain;
-    if (check == Check::Stamps && signer.stamps.empty() &&
-        signer.findings.WorstOf(check) == Verdict::Good) {
-        return "none";
-    }
+    const bool none = (check == Check::Stamps && signer.stamps.empty()) ||
+                      (check == Check::Countersignatures && signer.countersignatures.empty());
+    if (none && signer.findings.WorstOf(check) == Verdict::Good) return "none";
     if (needsCertificate && !known) return "none";
-    return NameOf(signer.findings.WorstOf(check));
+    return NameOf(WorstOf(signer, check));
 }
 
 Value VerdictDocument(const MessageVerdict& message, const JudgeSettings& settings) {

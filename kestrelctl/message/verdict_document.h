@@ -8,6 +8,8 @@ namespace kestrelctl::message {
 
 Value VerdictDocument(const MessageVerdict& message, const JudgeSettings& settings);
 
+// Countersignatures have a verdict of their own, of which the signer's takes the bad ones.
+Verdict WorstOf(const SignerVerdict& signer, Check check);
 // "good", "bad", "indeterminate", or "none" where there was nothing to check.
 const char* StateOf(const SignerVerdict& signer, Check check);
 

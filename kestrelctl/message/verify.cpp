@@ -56,11 +56,18 @@ bool IsCut(const Error& error) {
     return error.Code() == static_cast<DWORD>(CRYPT_E_STREAM_INSUFFICIENT_DATA);
 }
 
-std::string TextOf(const Error& error) {
-    const char* text = platform::SystemText(error.Code(), false);
-    std::string words = text != nullptr ? text : "unknown error";
+std::string DetailOf(const Error& error, bool russian) {
+    for (const TextFault& fault : {kNotTwoParts, kTextBehind}) {
+        if (russian && error.Detail() == fault.english) return fault.russian;
+    }
+    return error.Detail();
+}
+
+std::string TextOf(const Error& error, bool russian) {
+    const char* text = platform::SystemText(error.Code(), russian);
+    std::string words = text != nullptr ? text : russian ? "неизвестная ошибка" : "unknown error";
     if (words.ends_with('.')) words.pop_back();
-    return error.Detail().empty() ? words : words + ": " + error.Detail();
+    return error.Detail().empty() ? words : words + ": " + DetailOf(error, russian);
 }
 
 // What reading throws is a fault of the message, or of the file.
@@ -69,7 +76,7 @@ void AddFault(const Error& error, Findings& findings) {
     const Reason reason = IsCut(error) ? Reason::CutShort
                           : ofContent  ? Reason::Malformed
                                        : Reason::CannotRead;
-    findings.Add(reason, TextOf(error));
+    findings.Add(reason, {TextOf(error, false), TextOf(error, true)});
 }
 
 void Read(const Pair& pair, const ContentSink& sink, MessageVerdict& message) {
@@ -126,15 +133,17 @@ void JudgeParts(Judge& judge, const Pair& pair, MessageVerdict& message) {
         message.token = judge.JudgeToken(record, digests);
         // RFC 3161 2.4.2: granted, or granted with changes.
         if (record.answer && record.answer->status != 0 && record.answer->status != 1) {
-            message.findings.Add(Reason::NotSigned,
-                                 "status " + std::to_string(record.answer->status));
+            const std::string status = std::to_string(record.answer->status);
+            message.findings.Add(Reason::NotSigned, {"status " + status, "ответ " + status});
         }
         // Anybody gets a stamp for anything: it is no signature where one is looked for.
         if (pair.message.ends_with(kExtension)) {
-            message.findings.Add(Reason::NotSigned, NameOf(record.kind));
+            message.findings.Add(Reason::NotSigned,
+                                 {NameOf(record.kind), KindWords(record.kind, true)});
         }
     } else if (!record.signedBody) {
-        message.findings.Add(Reason::NotSigned, NameOf(record.kind));
+        message.findings.Add(Reason::NotSigned,
+                             {NameOf(record.kind), KindWords(record.kind, true)});
     } else if (record.Signers().empty()) {
         message.findings.Add(Reason::NoSigner);
     } else if (record.Signers().size() > kMostSigners) {

@@ -38,15 +38,18 @@ Value OidValue(const std::string& oid) {
 
 Value AlgorithmValue(const platform::Algorithm& algorithm) { return OidValue(algorithm.oid); }
 
+std::string HolderWords(const platform::KeyHolder& holder) {
+    if (holder.ByKeyIdentifier()) return "key " + platform::Hex(holder.keyIdentifier);
+    return "number " + platform::Hex(holder.serial) + " of " + NameWords(holder.issuer);
+}
+
 Value HolderValue(const platform::KeyHolder& holder) {
     Value value = Value::Object();
     const bool byKey = holder.ByKeyIdentifier();
     value.Set("issuer", byKey ? Value() : Value(NameWords(holder.issuer)));
     value.Set("serial", byKey ? Value() : Value(platform::Hex(holder.serial)));
     value.Set("keyIdentifier", byKey ? Value(platform::Hex(holder.keyIdentifier)) : Value());
-    return value.Short(byKey ? "key " + platform::Hex(holder.keyIdentifier)
-                             : "number " + platform::Hex(holder.serial) + " of " +
-                                   NameWords(holder.issuer));
+    return value.Short(HolderWords(holder));
 }
 
 Value CertificateValue(const platform::Certificate& certificate) {

@@ -17,6 +17,8 @@ std::string NameWords(platform::ByteView name);  // of a DER Name; what is no na
 // An identifier with its name, null when it has none.
 Value OidValue(const std::string& oid);
 Value AlgorithmValue(const platform::Algorithm& algorithm);
+// Names and number, or the key identifier, in one line.
+std::string HolderWords(const platform::KeyHolder& holder);
 Value HolderValue(const platform::KeyHolder& holder);
 Value CertificateValue(const platform::Certificate& certificate);
 

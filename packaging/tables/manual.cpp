@@ -93,6 +93,31 @@ std::string Verbatim(const std::string& text) { return ".nf\n" + Roff(text) + "\
 
 // ---- kestrel ---------------------------------------------------------------------
 
+// What the program cannot tell of itself: on other systems kestrelctl is not there.
+constexpr struct {
+    const char* word;
+    const char* note;
+} kNotes[] = {
+    {"-verify",
+     "It tells by its end whether the signatures hold, not whose they are. For scripts, and for "
+     "the "
+     "reasons, there is kestrelctl message verify, which says who signed, when, and whether each "
+     "part "
+     "of that is proven."},
+    {"-vsignf",
+     "Any certificate that a signature brings along will do. Whether it is the one of a given "
+     "signer, "
+     "and trusted, is told by kestrelctl message verify --dir, which takes the same files."},
+};
+
+std::string NotesOn(const std::string& word) {
+    std::string page;
+    for (const auto& row : kNotes) {
+        if (word == row.word) page += ".PP\n" + Prose(row.note);
+    }
+    return page;
+}
+
 std::string OfCommand(const ProgramCommand& command) {
     std::string page = ".SS \"" + Roff(command.word) + "\"\n" + Prose(command.sentence) + ".PP\n" +
                        Verbatim("kestrel" + command.synopsis);
@@ -100,7 +125,7 @@ std::string OfCommand(const ProgramCommand& command) {
     if (command.withSearch) {
         page += ".PP\nCSC and CSC1 stand for the keys under\n.B Search criterion\nbelow.\n";
     }
-    return page;
+    return page + NotesOn(command.word);
 }
 
 std::string Commands() {

@@ -72,8 +72,7 @@ class EntryWalk {
         } else if (TicksOf(ReadTime(entry.date)) <= TicksOf(time_)) {
             listed_.revoked = true;
         } else if (compromise_ && !invalid_.empty()) {
-            const Ticks since = TicksOf(ReadTime(der::Cursor(invalid_).Next()));
-            listed_.compromised = since <= TicksOf(time_);
+            listed_.compromised = WasInvalid(invalid_, time_);
         }
     }
 
@@ -87,8 +86,7 @@ class EntryWalk {
             const RawExtension extension = NextExtension(list);
             if (Equal(extension.oid, kReasonCode)) {
                 removes = Equal(extension.value, kRemoveFromCrl);
-                compromise_ = Equal(extension.value, kKeyCompromise) ||
-                              Equal(extension.value, kAuthorityCompromise);
+                compromise_ = IsLostKey(extension.value);
             } else if (Equal(extension.oid, kCertificateIssuer)) {
                 if (extension.critical && !indirect_) listed_.understood = false;
                 ReadIssuer(extension.value);
@@ -131,6 +129,14 @@ class EntryWalk {
 };
 
 }  // namespace
+
+bool IsLostKey(ByteView reason) {
+    return Equal(reason, kKeyCompromise) || Equal(reason, kAuthorityCompromise);
+}
+
+bool WasInvalid(ByteView invalidityDate, const FILETIME& time) {
+    return TicksOf(ReadTime(der::Cursor(invalidityDate).Next())) <= TicksOf(time);
+}
 
 std::optional<Listed> LookUp(const Crl& crl, const Certificate& subject, const FILETIME& time,
                              Budget& budget) {

@@ -21,4 +21,9 @@ struct Listed {
 std::optional<Listed> LookUp(const Crl& crl, const Certificate& subject, const FILETIME& time,
                              Budget& budget);
 
+// Whether a reason code, an ENUMERATED, says that a key is somebody else's as well (RFC 5280
+// 5.3.1), and whether an invalidity date (5.3.2) is not after a time. For OCSP, too.
+bool IsLostKey(ByteView reason);
+bool WasInvalid(ByteView invalidityDate, const FILETIME& time);
+
 }  // namespace platform

@@ -16,6 +16,7 @@ namespace platform {
 namespace {
 
 constexpr const char* kBasicResponse = "1.3.6.1.5.5.7.48.1.1";
+constexpr const char* kInvalidityDateOid = "2.5.29.24";
 constexpr const char* kOcspSigning = "1.3.6.1.5.5.7.3.9";
 constexpr std::uint8_t kEnumerated = 0x0A;
 constexpr std::uint8_t kGood = 0x80;     // [0] IMPLICIT NULL
@@ -57,6 +58,7 @@ struct SingleResponse {
     der::Item status;
     FILETIME thisUpdate{};
     FILETIME nextUpdate{};
+    ByteView invalidityDate;  // empty when it tells none
 };
 
 struct BasicResponse {
@@ -68,11 +70,21 @@ struct BasicResponse {
     std::vector<SingleResponse> responses;
 };
 
-void RefuseCritical(ByteView explicitly) {
-    for (const ExtensionView& extension :
-         ReadExtensions(der::Cursor(explicitly).Expect(der::kSequence).contents)) {
+// The extensions, none of which is critical.
+std::vector<ExtensionView> OptionalExtensions(ByteView explicitly) {
+    auto extensions = ReadExtensions(der::Cursor(explicitly).Expect(der::kSequence).contents);
+    for (const ExtensionView& extension : extensions) {
         if (extension.critical) throw Refusal("an unknown critical extension");
     }
+    return extensions;
+}
+
+// RFC 6960 4.4.5: those of a list's entries may stand here.
+ByteView InvalidityDateIn(const std::vector<ExtensionView>& extensions) {
+    for (const ExtensionView& extension : extensions) {
+        if (extension.oid == kInvalidityDateOid) return extension.value;
+    }
+    return {};
 }
 
 SingleResponse ReadSingle(der::Cursor cursor) {
@@ -83,7 +95,9 @@ SingleResponse ReadSingle(der::Cursor cursor) {
     if (cursor.NextIs(der::ContextConstructed(0))) {
         single.nextUpdate = ReadTime(der::Cursor(cursor.Next().contents).Next());
     }
-    if (cursor.NextIs(der::ContextConstructed(1))) RefuseCritical(cursor.Next().contents);
+    if (cursor.NextIs(der::ContextConstructed(1))) {
+        single.invalidityDate = InvalidityDateIn(OptionalExtensions(cursor.Next().contents));
+    }
     cursor.ExpectEnd();
     return single;
 }
@@ -98,7 +112,7 @@ void ReadResponseData(der::Cursor cursor, BasicResponse& basic) {
     while (!list.AtEnd()) {
         basic.responses.push_back(ReadSingle(der::Cursor(list.Expect(der::kSequence).contents)));
     }
-    if (cursor.NextIs(der::ContextConstructed(1))) RefuseCritical(cursor.Next().contents);
+    if (cursor.NextIs(der::ContextConstructed(1))) OptionalExtensions(cursor.Next().contents);
     cursor.ExpectEnd();
 }
 
@@ -244,6 +258,16 @@ Revocation VerdictOf(const SingleResponse& single, const RevocationQuestion& que
     return TicksOf(when) > TicksOf(question.time) ? Revocation::Good : Revocation::Revoked;
 }
 
+// A later revocation for a key that was lost by the question's time.
+bool WasCompromised(const SingleResponse& single, const RevocationQuestion& question) {
+    if (single.status.tag != kRevoked || single.invalidityDate.empty()) return false;
+    der::Cursor revoked(single.status.contents);
+    revoked.Next();
+    const bool lost =
+        revoked.NextIs(der::ContextConstructed(0)) && IsLostKey(revoked.Next().contents);
+    return lost && WasInvalid(single.invalidityDate, question.time);
+}
+
 }  // namespace
 
 Bytes OcspRequest(std::string_view digestOid, const Certificate& subject,
@@ -279,7 +303,10 @@ OcspFinding JudgeOcsp(ByteView response, RevocationQuestion& question,
         finding.verdict = VerdictOf(single, question);
         finding.thisUpdate = single.thisUpdate;
         finding.nextUpdate = single.nextUpdate;
-        question.evidence = {{}, single.thisUpdate, single.nextUpdate};
+        question.evidence = {{},
+                             single.thisUpdate,
+                             single.nextUpdate,
+                             question.evidence.compromised || WasCompromised(single, question)};
         return finding;
     } catch (const Refusal& refusal) {
         return refusal.Finding();

@@ -20,6 +20,7 @@ enum class Piece : std::uint8_t {
     Recipient,
     ContentEncryption,
     UnprotectedAttribute,
+    ProtectedAttribute,  // by the code over content and attributes
 };
 
 enum class Shape : std::uint8_t {

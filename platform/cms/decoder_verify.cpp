@@ -83,4 +83,16 @@ void VerifySigner(const SignerInfo& signer, const std::string& contentType, Byte
     VerifyValue(signer, DigestOfAttributes(signer), key);
 }
 
+void VerifyCountersigner(const SignerInfo& signer, ByteView covered, const AnyKey& key) {
+    CheckParameters(signer.digest);
+    CheckParameters(signer.signatureAlgorithm);
+    Digest running(signer.digest.oid);
+    running.Update(covered);
+    const Bytes digest = running.Value();
+    if (!signer.signedAttributes) return VerifyValue(signer, digest, key);
+    const Bytes announced = SoleValue(*signer.signedAttributes, szOID_RSA_messageDigest);
+    if (!Equal(announced, der::Element(der::kOctetString, digest))) throw Error(NTE_BAD_SIGNATURE);
+    VerifyValue(signer, DigestOfAttributes(signer), key);
+}
+
 }  // namespace platform

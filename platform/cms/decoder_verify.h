@@ -14,4 +14,8 @@ namespace platform {
 void VerifySigner(const SignerInfo& signer, const std::string& contentType, ByteView contentDigest,
                   const AnyKey& key);
 
+// The same of a countersignature over `covered`, the value of another signature (RFC 5652 11.4). A
+// content type, which has no place in one and stands in many, says nothing.
+void VerifyCountersigner(const SignerInfo& signer, ByteView covered, const AnyKey& key);
+
 }  // namespace platform

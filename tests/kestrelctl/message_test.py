@@ -18,7 +18,7 @@ from evidence import (AUTHORITY, CONTENT_STAMP, DAY, HOUR, NOW, SIGNATURE_STAMP,
                       STAMPING, Party, Shop, basics, digest_attribute, key_identifier, key_usage,
                       message, moment, signer, stamp)
 from kestrel_case import KESTRELCTL, KestrelCase
-from tokens import (MESSAGE_DIGEST, attribute, der, elements, octets, oid, response, sequence,
+from tokens import (MESSAGE_DIGEST, attribute, der, elements, integer, octets, oid, response, sequence,
                     take)
 
 try:
@@ -30,6 +30,7 @@ ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)
 CONTENT = b"what was signed\n"
 PSS, RSA_SHA256 = "1.2.840.113549.1.1.10", "1.2.840.113549.1.1.11"
 SHA512 = "2.16.840.1.101.3.4.2.3"
+MD5 = "md5", sequence(oid("1.2.840.113549.2.5"))
 
 
 class MessageCase(KestrelCase):
@@ -111,6 +112,9 @@ class Verdicts(MessageCase):
             ("two of one serial, the second's", self.signed(signer(namesake, CONTENT),
                                                            who=[ann, namesake]), "good", None, None),
             ("named whole", self.signed(signer(ann, CONTENT, [ann.mark()])), "good", None, True),
+            ("named whole by MD5", self.signed(signer(ann, CONTENT, [ann.mark(*MD5)])), "good", None, None),
+            ("another's MD5", self.signed(signer(ann, CONTENT, [renewed.mark(*MD5)])), "bad",
+             "certificate-differs", None),
             ("another certificate of one key", self.signed(signer(ann, CONTENT, [renewed.mark()])),
              "bad", "certificate-differs", None),
             ("named whole, and forged", self.signed(signer(eve, CONTENT, [ann.mark()]),
@@ -187,6 +191,12 @@ class Verdicts(MessageCase):
             ("octets behind", self.signed() + b"\0", "bad", "malformed", None),
             ("armour", armour(self.signed()), "good", None, None),
             ("two in armour", armour(self.signed()) + armour(self.signed()), "bad", "malformed", None),
+            ("text behind in UTF-16", (armour(self.signed()) + b"Pay").decode().encode("utf-16-le"), "bad",
+             "malformed", None),
+            ("half a character", base64.encodebytes(self.signed()).decode().encode("utf-16-be") + b"\0",
+             "bad", "malformed", None),
+            ("beyond ASCII", ("\u0439" + base64.b64encode(self.signed()).decode()).encode("utf-16"), "bad",
+             "malformed", None),
             ("text behind armour", armour(self.signed()) + b"Pay", "bad", "malformed", None),
             ("another end", armour(self.signed(), b"PKCS7"), "bad", "malformed", None),
             ("no end", armour(self.signed())[:-10], "bad", "cut-short", None),
@@ -204,8 +214,12 @@ class Verdicts(MessageCase):
             "2.5.29.37", sequence(oid("1.3.6.1.5.5.7.3.1")))])
         lost = self.party("Lost", self.party("Nobody", uses=AUTHORITY))
         before, after = NOW - 2 * HOUR, NOW - HOUR // 2
-        lost_key = sequence(evidence.extension("2.5.29.21", der(0x0A, b"\1"), False), evidence.extension(
-            "2.5.29.24", der(0x18, time.strftime("%Y%m%d%H%M%SZ", time.gmtime(before)).encode()), False))
+        def since(when, reason=1):
+            date = time.strftime("%Y%m%d%H%M%SZ", time.gmtime(when)).encode()
+            return sequence(evidence.extension("2.5.29.21", der(0x0A, bytes([reason])), False),
+                            evidence.extension("2.5.29.24", der(0x18, date), False))
+        def later(*more):
+            return self.stamped(lists=[root.revoke((ann, after, *more))])
         def below(bits, *named, hashed="-sha256", clock=False):
             key = self.shop.new_key("RSA", f"rsa_keygen_bits:{bits}")
             issuer = self.party("Issuer", root, uses=AUTHORITY, key=key)
@@ -224,8 +238,14 @@ class Verdicts(MessageCase):
              "revoked", None),
             ("revoked after the stamp", self.stamped(lists=[root.revoke((ann, after))]), "good",
              None, None),
-            ("lost before the stamp", self.stamped(lists=[root.revoke((ann, after, lost_key))]), "bad",
-             "revoked", None),
+            ("lost before the stamp", later(since(before)), "bad", "revoked", None),
+            ("an authority's key lost before the stamp", later(since(before, 2)), "bad", "revoked", None),
+            ("lost after the stamp", later(since(after)), "good", None, None),
+            ("superseded before the stamp", later(since(before, 4)), "good", None, None),
+            ("lost, nobody knows when", later(sequence(evidence.extension(
+                "2.5.29.21", der(0x0A, b"\1"), False))), "good", None, None),
+            ("lost and revoked before the stamp", self.stamped(lists=[root.revoke(
+                (ann, before, since(before)))]), "bad", "revoked", None),
             ("no list", self.signed(lists=[]), "indeterminate", "revocation-unknown", None),
             ("a list in force at the stamp's time", self.stamped(lists=[root.revoke(
                 start=NOW - DAY, end=NOW - 99)]), "indeterminate", "revocation-unknown", None),
@@ -266,6 +286,8 @@ class Verdicts(MessageCase):
             ("not trusted", self.stamped(service=foreign), "indeterminate", "stamp-untrusted", False),
             ("the service's names", lie, "bad", "stamp-chain", False),
             ("names no certificate", self.stamped(mark=False), "bad", "stamp-certificate", False),
+            ("names its certificate by MD5", self.stamped(mark=self.clock.mark(*MD5)), "bad",
+             "stamp-certificate", None),
             ("no service", self.stamped(service=plain), "bad", "stamp-usage", False),
             ("more uses", self.stamped(service=more), "bad", "stamp-usage", None),
             ("of tomorrow", self.stamped(NOW + DAY), "bad", "stamp-future", None),
@@ -284,6 +306,33 @@ class Verdicts(MessageCase):
              "bad", "stamp-imprint", None),
         ]
 
+    def countersignatures(self):
+        """Signatures over a signature's value, in its unsigned attributes."""
+        bob = self.party("Bob", self.root)
+        eve = self.party("Bob", self.party("Root", uses=AUTHORITY), number=bob.number)
+        def by(*make, who=(bob,)):
+            return self.signed(signer(self.ann, CONTENT, unsigned=lambda value: [
+                attribute(evidence.COUNTERSIGNATURE, one(value)) for one in make]), who=[self.ann, *who])
+        def own(value, covered=None):
+            return signer(bob, value, attributes=[digest_attribute(covered or value)])
+        wrong = "countersignature-wrong"
+        return [
+            ("countersigned", by(own), "good", None, True),
+            ("without attributes", by(lambda value: signer(bob, value, bare=True)), "good", None, True),
+            ("with a content type", by(lambda value: signer(bob, value)), "good", None, True),
+            ("of another signature", by(lambda value: own(b"other")), "bad", wrong, True),
+            ("of another, without attributes", by(lambda _: signer(bob, b"other", bare=True)), "bad",
+             wrong, True),
+            ("a digest that nobody signed", by(lambda value: own(b"other").replace(
+                *(hashlib.sha256(c).digest() for c in (b"other", value)))), "bad", wrong, True),
+            ("in another's name", by(own, who=[eve]), "bad", wrong, True),
+            ("by nobody known", by(own, who=[]), "good", None, True),
+            ("no signature", by(lambda _: octets(b"x")), "bad", wrong, True),
+            ("two, one of another", by(own, lambda _: own(b"other")), "bad", wrong, True),
+            ("many", by(*[lambda _: octets(b"x")] * 21), "indeterminate", "too-many-countersignatures",
+             True),
+        ]
+
     def stamp_by_openssl(self, encoded):
         """What `openssl ts` says of the token in a message, taken out by its head."""
         start = encoded.index(oid(SIGNATURE_STAMP)) + len(oid(SIGNATURE_STAMP))
@@ -295,7 +344,7 @@ class Verdicts(MessageCase):
                             "-CAfile", "root.pem", status=None)[0] == 0
 
     def test_rows(self):
-        for table in (self.strangers, self.shapes, self.certificates, self.stamps):
+        for table in (self.strangers, self.shapes, self.certificates, self.stamps, self.countersignatures):
             for title, encoded, verdict, reason, other in table():
                 with self.subTest(title):
                     self.write("m", encoded)
@@ -303,6 +352,11 @@ class Verdicts(MessageCase):
                     self.assertEqual((document["verdict"], document["reason"]), (verdict, reason),
                                      document["findings"])
                     self.assertEqual(status, {"good": 0, "bad": 1, "indeterminate": 3}[verdict])
+                    if table == self.countersignatures and title == "by nobody known":
+                        signed = document["signers"][0]
+                        self.assertEqual((signed["checks"]["countersignatures"],
+                                          signed["countersignatures"][0]["reason"]),
+                                         ("indeterminate", "certificate-missing"))
                     if other is None:
                         continue
                     if table == self.stamps:
@@ -360,6 +414,12 @@ class Uses(MessageCase):
             with self.subTest(words):
                 code, document = self.verify("m", *words)
                 self.assertEqual((code, document["reason"]), (status, reason))
+        two = self.party(["Ann", "Zoe"], self.root)  # the last names him: the first is a group's
+        self.write("two", self.signed(signer(two, CONTENT), who=[two]))
+        for who, status in (("Zoe", 0), ("Ann", 1), ("CN=Ann, CN=Zoe", 0), ("CN=Zoe", 1)):
+            self.assertEqual(self.verify("two", "--signer", who)[0], status, who)
+        self.write("md5", self.signed(signer(self.ann, CONTENT, [self.ann.mark(*MD5)])))
+        self.assertFalse(self.verify("md5")[1]["signers"][0]["identity"]["comparedWhole"])
         broken = signer(self.ann, CONTENT)[:-1] + b"\0"
         self.write("twice", self.signed(signer(self.ann, CONTENT), broken))
         code, document = self.verify("twice", "--signer", "Ann")
@@ -564,12 +624,49 @@ class Run(MessageCase):
                 code, (document,) = self.documents("verify", *words)
                 self.assertEqual((code, document["reason"]), (status, reason))
 
+    def test_a_responder_tells_of_lost_keys(self):
+        """Revoked after the stamp: the invalidity date decides (the index of `openssl ocsp` has it)."""
+        web = Web()
+        self.addCleanup(web.close)
+        place = sequence(oid("1.3.6.1.5.5.7.48.1"), der(0x86, web.address("ocsp").encode()))
+        ann = self.party("Ann", self.root, uses=[*SIGNING, evidence.extension(
+            "1.3.6.1.5.5.7.1.1", sequence(place), False)])
+        def answer(request):
+            self.write("query", request)
+            self.openssl("ocsp", "-index", "index", "-CA", "root.pem", "-rsigner", "root.pem", "-rkey",
+                         self.root.key, "-reqin", "query", "-respout", "reply", "-ndays", "1")
+            return self.read("reply")
+        web.pages["/ocsp"] = answer
+        self.write("m", self.stamped(NOW - 2 * HOUR, ann))
+        at = lambda when, year="%Y": time.strftime(year + "%m%d%H%M%SZ", time.gmtime(when))
+        for why, status, reason in (
+                ("keyTime," + at(NOW - 3 * HOUR), 1, "revoked"), ("keyTime," + at(NOW - HOUR), 0, None),
+                ("CAkeyTime," + at(NOW - 3 * HOUR), 1, "revoked"), ("keyCompromise", 0, None)):
+            with self.subTest(why):
+                self.write("index", "\t".join(["R", at(NOW + DAY, "%y"), at(NOW - HOUR, "%y") + "," + why,
+                                               "%02X" % ann.number, "unknown", "/CN=Ann\n"]).encode())
+                self.ctl("cache", "clear")
+                code, (document,) = self.documents("verify", "m")
+                self.assertEqual((code, document["reason"]), (status, reason))
+                source = document["signers"][0]["chain"]["links"][0]["revocation"]["source"]
+                self.assertTrue(source.startswith("OCSP "), source)
+
     def test_pages_agree(self):
         with open(os.path.join(ROOT, "docs/verdicts.md"), encoding="utf-8") as file:
             page = file.read()
-        told = re.findall(r"^\| `([a-z-]+)` \| (?:bad|indeterminate) \|", page, re.M)
+        with open(os.path.join(ROOT, "kestrelctl/message/reasons.cpp"), encoding="utf-8") as file:
+            rows = re.findall(r'\{\w+,\s*"([a-z-]+)",\s*(\w+),\s*Check::(\w+),\s*"([^"]+)"', file.read())
+        told = re.findall(r"^\| `([a-z-]+)` \| (bad|indeterminate) \| (\w+) \| (.+) \|$", page, re.M)
+        self.assertEqual(told, [(word, verdict.lower(), check.lower(), text)
+                                for word, verdict, check, text in rows])
         schema = self.schemas["verify"].schema["definitions"]
-        self.assertEqual(told, schema["reason"]["enum"])
+        self.assertEqual([row[0] for row in told], schema["reason"]["enum"])
+        self.assertEqual({row[2] for row in told}, set(schema["check"]["enum"]))
+        def members(part):
+            inside = part.values() if isinstance(part, dict) else part if isinstance(part, list) else []
+            named = set(part.get("properties", ())) if isinstance(part, dict) else set()
+            return named.union(*map(members, inside))
+        self.assertEqual({name for name in members(schema) if f"`{name}`" not in page}, set())
         example = json.loads(re.search(r"^```json\n(.*?)^```", page, re.M | re.S)[1])
         self.assertTrue(self.schemas["verify"].is_valid(example))
 
@@ -599,6 +696,11 @@ class Shown(MessageCase):
                 rows.append((file, kind, form))
         self.openssl("base64", "-in", rows[3][0], "-out", "text")
         rows.append(("text", "enveloped", "BASE64"))
+        for file, kind, form in rows[-1:] + [row for row in rows if row[2] == "PEM"]:
+            for code, mark in (("utf-16-le", b""), ("utf-16-be", b""), ("utf-16-le", b"\xff\xfe"),
+                               ("utf-16-be", b"\xfe\xff"), ("utf-8", b"\xef\xbb\xbf")):
+                rows.append((f"{file}-{code}{len(mark)}", kind, form))
+                self.write(rows[-1][0], mark + self.read(file).decode().encode(code))
         for file, kind, form in rows:
             with self.subTest((file, kind, form)):
                 status, (document,) = self.documents("show", file)
@@ -608,6 +710,71 @@ class Shown(MessageCase):
         _, (document,) = self.documents("show", "enveloped-3")
         self.assertEqual(document["recipients"][0]["identifier"]["issuer"], "CN=rita")
         self.assertEqual(document["content"]["algorithm"]["name"], "AES-256-CBC")
+
+    def test_attributes(self):
+        told = [attribute("1.2.840.113549.1.9.16.2.15", sequence(oid("1.2.3.4"), sequence())),
+                attribute("1.2.840.113549.1.9.16.2.16", sequence(oid("1.2.840.113549.1.9.16.6.5"))),
+                attribute(evidence.SIGNING_TIME, moment(1700000000)), attribute("1.2.3", octets(b"x"))]
+        self.write("m", self.signed(signer(self.ann, CONTENT, told, unsigned=lambda value: [attribute(
+            evidence.COUNTERSIGNATURE, signer(self.clock, value, bare=True), octets(b"damaged"))])))
+        _, (document,) = self.documents("show", "m")
+        found = {one["type"]["name"] or one["type"]["oid"]: [v["decoded"] for v in one["values"]]
+                 for part in ("signedAttributes", "unsignedAttributes")
+                 for one in document["signers"][0][part]}
+        number = "%02x" % self.clock.number
+        self.assertEqual(found, {
+            "content type": ["data (1.2.840.113549.1.7.1)"], "signature policy": ["1.2.3.4"],
+            "message digest": [hashlib.sha256(CONTENT).hexdigest()], "1.2.3": [None],
+            "commitment type": ["proof of approval (1.2.840.113549.1.9.16.6.5)"],
+            "signing time": ["2023-11-14T22:13:20Z"],
+            "countersignature": [None, f"number {number} of CN=Root"]})
+
+    def test_recipients(self):
+        """Of each kind, as the openssl command makes them; the last by hand."""
+        self.write("in", CONTENT)
+        for kind in ("rsa", "ec"):
+            self.make_certificate(kind, kind)
+        self.openssl("cms", "-encrypt", "-in", "in", "-outform", "DER", "-out", "m", "-aes256",
+                     "-secretkey", "0011" * 8, "-secretkeyid", "0a0b0c", "-pwri_password", "secret",
+                     "rsa.pem", "ec.pem")
+        sender = sequence(oid("1.2.840.10045.2.1"), oid("1.3.132.0.34"))
+        agreement = lambda originator: der(0xA1, integer(3), der(0xA0, originator), sequence(
+            oid("1.3.132.1.11.1"), sequence(oid("2.16.840.1.101.3.4.1.45"))), sequence(sequence(
+                self.ann.identifier(), octets(b"key"))))
+        others = [agreement(der(0xA1, sender, der(0x03, b"\0key"))), agreement(der(0x80, b"\1\2")),
+                  agreement(self.ann.identifier()), der(0xA4, oid("1.2.3.4"), octets(b"x")),
+                  der(0xA2, octets(b"damaged"))]
+        sent = der(0xA0, der(0xA0, self.ann.certificate), der(0xA1, self.clean))
+        body = sequence(integer(2), sent, der(0x31, *others), sequence(oid(evidence.DATA), sequence(
+            oid("2.16.840.1.101.3.4.1.42"), octets(bytes(16))), der(0x80, bytes(16))),
+                        der(0xA1, attribute("1.2.643.7.1.0.6.1.1", octets(b"\1\2"))))
+        self.write("h", sequence(oid("1.2.840.113549.1.7.3"), der(0xA0, body)))
+        ecdh = ("ECDH, SHA-256", "AES-256 key wrap", None)
+        rows = {
+            "m": [("key-transport", "CN=rsa", "RSA", None, None, None, None),
+                  ("key-agreement", "CN=ec", "ECDH, SHA-1", "AES-256 key wrap", None, "key", None),
+                  ("shared-key", "0a0b0c", "AES-128 key wrap", None, None, None, None),
+                  ("password", None, "PWRI-KEK", "AES-256-CBC", "PBKDF2", None, None)],
+            "h": [("key-agreement", "CN=Root", *ecdh, "key", None),
+                  ("key-agreement", "CN=Root", *ecdh, "key-identifier", None),
+                  ("key-agreement", "CN=Root", *ecdh, "issuer-and-serial", None),
+                  ("other", None, None, None, None, None, "1.2.3.4"),
+                  ("shared-key", None, None, None, None, None, None)],
+        }
+        named = lambda value, member="name": value and value[member]
+        for file, wanted in rows.items():
+            _, (document,) = self.documents("show", file)
+            found = [(one["kind"], one["identifier"] and (one["identifier"]["issuer"] or one[
+                "identifier"]["keyIdentifier"]), *(named(one[member]) for member in (
+                    "keyEncryption", "keyWrap", "keyDerivation")), named(one["originator"], "by"),
+                      named(one["type"], "oid")) for one in document["recipients"]]
+            self.assertCountEqual(found, wanted)
+        self.assertEqual([document[part][0][member] for part, member in (
+            ("certificates", "subject"), ("crls", "issuer"))], ["CN=Ann", "CN=Root"])
+        self.assertEqual([v["decoded"] for v in document["unprotectedAttributes"][0]["values"]], ["0102"])
+        first, second = [document["recipients"][i]["originator"] for i in (0, 1)]
+        self.assertEqual((first["algorithm"]["name"], first["curve"]["name"]), ("elliptic curve", "P-384"))
+        self.assertEqual(second["identifier"]["keyIdentifier"], "0102")
 
     def test_strangers_text_is_escaped(self):
         eve = self.party('</script>"\x1b[2J\u202e<b>', self.root)

@@ -5,6 +5,7 @@ With REPORT_PICTURE in the environment the pictures are kept in that folder."""
 
 import html.parser
 import os
+import re
 import shutil
 import struct
 import subprocess
@@ -19,6 +20,23 @@ from tokens import attribute
 CONTENT = b"a contract\n"
 BROWSER = shutil.which("chromium")
 KEEP = os.environ.get("REPORT_PICTURE")
+LONG = "</svg><script>alert(1)</script>Боб & Co" + "ЩШЖфмю" * 27
+# Tells in the title of the page around what sticks out: a text of a picture out of its box, any element out
+# of the page.
+MEASURE = """<script>const out = [];
+for (const svg of document.querySelectorAll('svg')) {
+  let box = null;
+  for (const part of svg.children) {
+    const now = part.getBoundingClientRect();
+    if (part.tagName == 'rect') box = now;
+    if (part.tagName == 'text' && (now.left < box.left || now.right > box.right ||
+        now.top < box.top || now.bottom > box.bottom)) out.push(part.textContent);
+  }
+}
+for (const one of document.querySelectorAll('body *'))
+  if (one.getBoundingClientRect().right > document.documentElement.clientWidth) out.push(one.tagName);
+parent.document.title = 'measured ' + innerWidth + ' ' + JSON.stringify(out);</script>"""
+FRAME = '<title></title><iframe src="open.html" style="border:0;width:WIDTHpx;height:800px"></iframe>'
 
 
 class Parts(html.parser.HTMLParser):
@@ -33,7 +51,7 @@ class Parts(html.parser.HTMLParser):
         self.tags.append(tag)
         self.links += [value for name, value in attrs if name in ("src", "href", "data", "action")]
         self.links += [name for name, _ in attrs if name.startswith("on")]
-        if tag not in ("meta", "rect", "path"):
+        if tag not in ("meta", "rect", "path", "br"):
             self.open.append(tag)
 
     def handle_endtag(self, tag):
@@ -80,7 +98,7 @@ class Report(KestrelCase):
         root = Party(shop, "Evidence Root", uses=AUTHORITY)
         middle = Party(shop, "Evidence Issuing CA", root, uses=AUTHORITY)
         ann = Party(shop, "Ann Example", middle, uses=SIGNING)
-        bob = Party(shop, "</svg><script>alert(1)</script>Боб & Co", middle, uses=SIGNING)
+        bob = Party(shop, LONG, middle, uses=SIGNING)
         clock = Party(shop, "Clock", root, uses=STAMPING)
         stranger = Party(shop, "Unknown Clock", Party(shop, "Elsewhere", uses=AUTHORITY),
                          uses=STAMPING)
@@ -110,19 +128,35 @@ class Report(KestrelCase):
                 self.assertEqual((parts.open, parts.links), ([], []))
                 self.assertNotIn("script", parts.tags)
                 self.assertEqual(parts.tags.count("svg"), 5)  # two signers', three stamps'
-                for word in [*words, "</svg><script>alert(1)</script>Боб & Co"]:
+                for word in [*words, LONG]:
                     self.assertIn(word, parts.words)
+
+    def browse(self, *words):
+        return subprocess.run([BROWSER, "--headless", "--no-sandbox", "--disable-gpu",
+                               f"--user-data-dir={self.path('profile')}", "--hide-scrollbars", *words],
+                              capture_output=True, timeout=120, check=True).stdout.decode()
+
+    @unittest.skipUnless(BROWSER, "chromium is not installed")
+    def test_nothing_sticks_out(self):
+        """In a frame as narrow as a phone: a window has a least width of its own."""
+        for language in ("C.UTF-8", "ru_RU.UTF-8"):
+            page = self.report(language)
+            open_page = re.sub('<meta http-equiv="Content-Security-Policy"[^>]*>', "", page)
+            self.write("open.html", (open_page + MEASURE).encode())
+            for width in (390, 900):
+                with self.subTest((language, width)):
+                    self.write("frame.html", FRAME.replace("WIDTH", str(width)).encode())
+                    said = self.browse("--window-size=1000,900", "--allow-file-access-from-files", "--virtual-time-budget=9000",
+                                       "--dump-dom", "file://" + self.path("frame.html"))
+                    self.assertIn(f"measured {width} []", said)
 
     @unittest.skipUnless(BROWSER, "chromium is not installed")
     def test_picture(self):
         for language, size in (("C.UTF-8", "900,1100"), ("ru_RU.UTF-8", "400,1500")):
             with self.subTest(language):
                 self.report(language)
-                subprocess.run([BROWSER, "--headless", "--no-sandbox", "--disable-gpu",
-                                f"--user-data-dir={self.path('profile')}", "--hide-scrollbars",
-                                f"--window-size={size}", "--screenshot=" + self.path("r.png"),
-                                "file://" + self.path("r.html")], capture_output=True, timeout=120,
-                               check=True)
+                self.browse(f"--window-size={size}", "--screenshot=" + self.path("r.png"),
+                            "file://" + self.path("r.html"))
                 if KEEP:
                     shutil.copy(self.path("r.png"), f"{KEEP}/{language}.png")
                 width, height, seen = colours(self.read("r.png"))

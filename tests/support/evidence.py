@@ -14,6 +14,7 @@ ECDSA = "1.2.840.10045.4.3.2"
 SHA1 = "1.3.14.3.2.26"
 DATA = "1.2.840.113549.1.7.1"
 SIGNING_TIME = "1.2.840.113549.1.9.5"
+COUNTERSIGNATURE = "1.2.840.113549.1.9.6"
 SIGNATURE_STAMP = "1.2.840.113549.1.9.16.2.14"
 CONTENT_STAMP = "1.2.840.113549.1.9.16.2.20"
 HOUR, DAY = 3600, 86400
@@ -25,7 +26,9 @@ def moment(seconds):
 
 
 def name(text):
-    return sequence(set_of(sequence(oid("2.5.4.3"), der(0x0C, text.encode()))))
+    """Common names, from the uppermost down."""
+    return sequence(*(set_of(sequence(oid("2.5.4.3"), der(0x0C, one.encode())))
+                      for one in ([text] if isinstance(text, str) else text)))
 
 
 def extension(number, value, critical=True):
@@ -81,10 +84,10 @@ class Party:
     def identifier(self):
         return sequence(name(self.issuer.subject), integer(self.number))
 
-    def mark(self):
-        """The signing-certificate attribute of the second version."""
-        digest = hashlib.sha256(self.certificate).digest()
-        return attribute("1.2.840.113549.1.9.16.2.47", sequence(sequence(sequence(octets(digest)))))
+    def mark(self, hashed="sha256", named=b""):
+        """The signing-certificate attribute of the second version; SHA-256 needs no name."""
+        digest = hashlib.new(hashed, self.certificate).digest()
+        return attribute("1.2.840.113549.1.9.16.2.47", sequence(sequence(sequence(named, octets(digest)))))
 
 
 class Shop:
@@ -147,5 +150,6 @@ def stamp(service, covered, when, mark=True, lists=(), forge=lambda info: info, 
     """A token over `covered`; `forge` changes what it says once it is signed."""
     info = tst_info(hashlib.new(hashed, covered).digest(), when, named)
     kind = "1.2.840.113549.1.9.16.1.4"
-    info_signer = signer(service, info, [service.mark()] if mark else [], content_type=kind)
+    mark = service.mark() if mark is True else mark
+    info_signer = signer(service, info, [mark] if mark else [], content_type=kind)
     return message(forge(info), [info_signer], [service.certificate], lists, kind)

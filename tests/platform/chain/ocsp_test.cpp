@@ -22,6 +22,8 @@ struct ResponseRecipe {
     const EVP_MD* digest = EVP_sha256();
     int status = V_OCSP_CERTSTATUS_GOOD;
     long revokedAt = -kHour;
+    int reason = OCSP_REVOKED_STATUS_NOSTATUS;
+    std::optional<long> invalidAt = {};
     long from = -60;
     long to = kHour;  // 0: no next update
     unsigned long flags = 0;
@@ -70,8 +72,14 @@ struct OcspWorld {
         const Time revoked(X509_gmtime_adj(nullptr, recipe.revokedAt));
         const Time from(X509_gmtime_adj(nullptr, recipe.from));
         const Time to(recipe.to == 0 ? nullptr : X509_gmtime_adj(nullptr, recipe.to));
-        OCSP_basic_add1_status(basic.get(), id.get(), recipe.status, 0, revoked.get(), from.get(),
-                               to.get());
+        OCSP_SINGLERESP* single =
+            OCSP_basic_add1_status(basic.get(), id.get(), recipe.status, recipe.reason,
+                                   revoked.get(), from.get(), to.get());
+        if (recipe.invalidAt) {
+            const std::unique_ptr<ASN1_GENERALIZEDTIME, Freer<ASN1_GENERALIZEDTIME_free>> since(
+                ASN1_GENERALIZEDTIME_adj(nullptr, std::time(nullptr), 0, *recipe.invalidAt));
+            OCSP_SINGLERESP_add1_ext_i2d(single, NID_invalidity_date, since.get(), 0, 0);
+        }
         if (recipe.nonce) OCSP_basic_add1_nonce(basic.get(), nullptr, 16);
         if (recipe.critical != nullptr) {
             X509_EXTENSION* extension =
@@ -88,14 +96,17 @@ struct OcspWorld {
     }
 
     [[nodiscard]] OcspFinding Judged(ByteView answer,
-                                     const std::vector<std::shared_ptr<Crl>>& lists = {}) const {
+                                     const std::vector<std::shared_ptr<Crl>>& lists = {},
+                                     Evidence* evidence = nullptr) const {
         const FILETIME now = FileTimeOf(CurrentTicks());
         NobodyElse nobody;
         Budget budget;
         RevocationQuestion question{*leaf.Cert(), *root.Cert(), now, now, nobody, budget};
-        return JudgeOcsp(answer, question, [&](RevocationQuestion& own) {
+        OcspFinding finding = JudgeOcsp(answer, question, [&](RevocationQuestion& own) {
             return Judge(own, Sound(own, lists, true)) == Revocation::Revoked;
         });
+        if (evidence != nullptr) *evidence = question.evidence;
+        return finding;
     }
 };
 
@@ -171,6 +182,32 @@ TEST_F(ChainTest, WhichOcspAnswersCount) {
     EXPECT_EQ(w.Judged(delegates, {MakeCrl(w.root)}).verdict, kGood);
     EXPECT_EQ(w.Judged(delegates, {MakeCrl(w.root, {.revoked = {{&w.delegate}}})}).verdict,
               kNoAnswer);
+}
+
+// Revoked later, for a key that was somebody else's before.
+TEST_F(ChainTest, OcspAnswersAboutLostKeys) {
+    const OcspWorld w;
+    const struct {
+        int reason;
+        std::optional<long> invalidAt;
+        bool compromised;
+    } rows[] = {
+        {OCSP_REVOKED_STATUS_KEYCOMPROMISE, -kHour, true},
+        {OCSP_REVOKED_STATUS_CACOMPROMISE, -kHour, true},
+        {OCSP_REVOKED_STATUS_KEYCOMPROMISE, kHour, false},
+        {OCSP_REVOKED_STATUS_KEYCOMPROMISE, std::nullopt, false},
+        {OCSP_REVOKED_STATUS_SUPERSEDED, -kHour, false},
+        {OCSP_REVOKED_STATUS_NOSTATUS, -kHour, false},
+    };
+    for (const auto& row : rows) {
+        Evidence evidence;
+        const Bytes answer = w.Answer({.status = V_OCSP_CERTSTATUS_REVOKED,
+                                       .revokedAt = 2 * kHour,
+                                       .reason = row.reason,
+                                       .invalidAt = row.invalidAt});
+        EXPECT_EQ(w.Judged(answer, {}, &evidence).verdict, Revocation::Good);
+        EXPECT_EQ(evidence.compromised, row.compromised) << row.reason;
+    }
 }
 
 // No cut and no flipped bit of an answer makes another answer of it.
