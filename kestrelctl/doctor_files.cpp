@@ -1,10 +1,8 @@
-// doctor: files, their modes and owners, what killed runs left, and what cannot be read.
+// doctor: files, their modes and owners, and what killed runs left.
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include <array>
 
 #include "kestrelctl/findings.h"
 #include "platform/base/descriptor.h"
@@ -135,17 +133,6 @@ void CheckStaged(Findings& findings) {
     }
 }
 
-// ---- what cannot be read -----------------------------------------------------------
-
-void CheckSettings(Findings& findings) {
-    const Side side = findings.GetSide();
-    for (const fs::path& file : platform::RegistryFiles(side)) {
-        const std::string name = ShellWord(file.string());
-        findings.Try(file.string(), "mv " + name + " " + name + ".damaged  # or mend the line told",
-                     [&] { static_cast<void>(platform::LoadTree(side, std::array{file})); });
-    }
-}
-
 void CheckCache(Findings& findings) {
     for (const fs::path& file : platform::DamagedAnswers(findings.GetSide())) {
         findings.Add("damaged", file.string(), "is damaged and counts as absent",
@@ -158,7 +145,6 @@ void CheckCache(Findings& findings) {
 bool CheckFiles(Findings& findings) {
     const fs::path home = findings.Home();
     struct stat status {};
-    CheckSettings(findings);
     if (stat(home.c_str(), &status) != 0) {
         if (errno == ENOENT) return false;
         findings.Try(home.string(), {}, [&] { platform::ThrowErrno(errno, home); });

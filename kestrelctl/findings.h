@@ -42,7 +42,9 @@ class Findings {
 // A word as a shell takes it.
 std::string ShellWord(const std::string& word);
 
-// Home, files, their modes and owners, leftovers, the cache, settings. False when there is no home
+// The settings of a side; they need no home.
+void CheckSettings(Findings& findings);
+// Home, files, their modes and owners, leftovers, the cache. False when there is no home
 // that could be looked into.
 bool CheckFiles(Findings& findings);
 // The stores and the certificates in them, and the containers.
