@@ -63,11 +63,12 @@ void CheckExpiry(Findings& findings, const std::string& store, const std::string
     if (expiry.empty()) return;
     const bool over = expiry == "expired";
     const auto place = PlaceOf(certificate);
-    const std::string renew =
-        place ? "kestrelctl request renew " + ShellWord(place->container) + " request.pem" +
-                    (place->side == Side::Machine ? " --machine" : "") +
-                    "  # then have an authority answer it, and install that with kestrel -instcert"
-              : "";
+    const std::string renew = place ? "kestrelctl request renew " + ShellWord(place->container) +
+                                          " request.pem" +
+                                          (place->side == Side::Machine ? " --machine" : "") +
+                                          "  # then have an authority answer it, and install that "
+                                          "with kestrelctl identity bind"
+                                    : "";
     const std::string remove =
         findings.Ctl("store remove " + ShellWord(store) + " " + Thumbprint(certificate.Der()));
     findings.Add(over ? "expired" : "expires", shown, over ? "has expired" : expiry,
