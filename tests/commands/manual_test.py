@@ -2,6 +2,7 @@
 
 import glob
 import os
+import pathlib
 import re
 import shutil
 import subprocess
@@ -104,9 +105,9 @@ class Manual(KestrelCase):
         self.assertGreater(len(names), 40)
         # What enrolment and the platform read by a name of their own.
         readers = re.compile(r'(?:ReadMachine\w+\([^,]+, |FindValue\(|TextNamed\(\*key, |AddressOf\()"(\w+)"')
-        others = [name for folder in ("platform", "enroll") for path in
-                  glob.glob(os.path.join(ROOT, folder, "**/*.cpp"), recursive=True)
-                  for name in readers.findall(open(path, encoding="utf-8").read())]
+        others = [name for folder in ("platform", "enroll")
+                  for path in pathlib.Path(ROOT, folder).rglob("*.cpp")
+                  for name in readers.findall(path.read_text(encoding="utf-8"))]
         self.assertGreater(len(others), 8)
         self.assertEqual({*names, *others} - {"value"} - self.tags("kestrel-settings.5"), set())
 
