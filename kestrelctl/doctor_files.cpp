@@ -66,7 +66,14 @@ void CheckMode(Findings& findings, const fs::path& file, const Rights& rights) {
                               : readable ? "is open to other users"
                                          : "may be written by other users";
     findings.Add("mode", file.string(), std::string(words) + " (mode " + Octal(mode) + ")",
-                 std::string("chmod ") + rights.remedy + " " + ShellWord(file.string()));
+                 std::string(status.st_uid == geteuid() ? "" : "sudo ") + "chmod " + rights.remedy +
+                     " " + ShellWord(file.string()));
+}
+
+// What begins with a backslash is no container either, and is looked at below.
+bool IsStray(const fs::directory_entry& entry) {
+    std::error_code error;
+    return !entry.is_directory(error) && !entry.path().filename().string().starts_with('\\');
 }
 
 void CheckModes(Findings& findings) {
@@ -81,6 +88,11 @@ void CheckModes(Findings& findings) {
     CheckMode(findings, containers, kNotOthersToWrite);
     std::error_code none;
     for (fs::directory_iterator at(containers, none), end; !none && at != end; at.increment(none)) {
+        if (IsStray(*at)) {
+            findings.Add("damaged", at->path().string(), "is no container",
+                         "rm " + ShellWord(at->path().string()) + "  # or move it elsewhere");
+            continue;
+        }
         CheckMode(findings, at->path(), kOwnersAlone);
         std::error_code barred;
         for (fs::directory_iterator in(at->path(), barred); !barred && in != end;
@@ -141,6 +153,19 @@ void CheckCache(Findings& findings) {
 }
 
 }  // namespace
+
+bool IsFileOrNothing(Findings& findings, const fs::path& file) {
+    struct stat status {};
+    if (lstat(file.c_str(), &status) != 0) return true;
+    const bool isThere = stat(file.c_str(), &status) == 0;
+    // Reading tells what is barred.
+    if (isThere ? S_ISREG(status.st_mode) : errno == EACCES) return true;
+    const std::string name = ShellWord(file.string());
+    findings.Add("damaged", file.string(),
+                 isThere ? "is no file" : "is a link that leads to no file",
+                 "mv " + name + " " + ShellWord(file.string() + ".old"));
+    return false;
+}
 
 bool CheckFiles(Findings& findings) {
     const fs::path home = findings.Home();

@@ -64,9 +64,14 @@ void CheckKeysOfSettings(const SettingsFile& settings) {
 
 }  // namespace
 
-void CheckSettings(Findings& findings) {
+bool CheckSettings(Findings& findings) {
     const platform::Side side = findings.GetSide();
+    bool areFiles = true;
     for (const fs::path& file : platform::RegistryFiles(side)) {
+        if (!IsFileOrNothing(findings, file)) {
+            areFiles = false;
+            continue;
+        }
         const std::string name = ShellWord(file.string());
         findings.Try(file.string(), "mv " + name + " " + name + ".damaged  # or mend the line told",
                      [&] {
@@ -74,6 +79,7 @@ void CheckSettings(Findings& findings) {
                          CheckKeysOfSettings({findings, file, tree.Root()});
                      });
     }
+    return areFiles;
 }
 
 }  // namespace kestrelctl

@@ -154,6 +154,18 @@ ROWS = [
      ("user", "leftover"), "whole copy", False),
     ("container half made", lambda test: test.write(CONTAINER + "/pending", b"My\n") and
      os.chmod(test.path(CONTAINER + "/pending"), 0o600), ("user", "leftover"), "half made", True),
+    ("pipe instead of settings", lambda test: os.mkfifo(test.path("home/registry.reg"), 0o600),
+     ("user", "damaged"), "registry.reg is no file", True),
+    ("pipe instead of a key", lambda test: (
+        os.remove(test.path(CONTAINER + "/exchange.key")),
+        os.mkfifo(test.path(CONTAINER + "/exchange.key"), 0o600)), ("user", "damaged"),
+     "exchange.key is no file", False),
+    ("link to nothing", lambda test: (
+        os.remove(test.path("home/stores.db")),
+        os.symlink("nowhere", test.path("home/stores.db"))), ("user", "damaged"),
+     "stores.db is a link that leads to no file", False),
+    ("file among the containers", lambda test: leave(test, "home/containers/notes"),
+     ("user", "damaged"), "notes is no container", True),
     ("folder that was being filled",
      lambda test: os.mkdir(test.path("home/containers/\\AbC123"), 0o700), ("user", "leftover"),
      "killed run that changed a container", True),
@@ -169,7 +181,7 @@ def state(folder):
         for name in folders + files:
             path = os.path.join(parent, name)
             status = os.lstat(path)
-            content = pathlib.Path(path).read_bytes() if name in files else None
+            content = pathlib.Path(path).read_bytes() if os.path.isfile(path) else None
             found[path] = (status.st_mode, status.st_mtime_ns, content)
     return found
 
