@@ -84,6 +84,7 @@ void CheckModes(Findings& findings) {
         CheckMode(findings, file, machine ? kEverybodysToRead : kNotOthersToWrite);
     }
     CheckMode(findings, home / "stores.db", machine ? kEverybodysToRead : kNotOthersToWrite);
+    CheckMode(findings, home / "waiting", kOwnersAlone);
     const fs::path containers = platform::ContainersOf(findings.GetSide());
     CheckMode(findings, containers, kNotOthersToWrite);
     std::error_code none;
