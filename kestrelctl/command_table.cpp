@@ -88,7 +88,8 @@ constexpr Command kCommands[] = {
     {"request", "renew", "CONTAINER OUT", 2, 2,
      "Writes a request for the key and the subject of a certificate that is there.\n\n"
      "What the certificate says of its uses and other names is asked for again. OUT is a PEM\n"
-     "file, or \"-\" for standard output; install the answer with kestrel -instcert.",
+     "file, or \"-\" for standard output. Install the answer with kestrelctl identity bind, which\n"
+     "moves the old certificate to \"Superseded\"; kestrel -instcert leaves both in \"My\".",
      {kPin, kForce, kMachine}, RequestRenew},
     {"store", "list", "[NAME]", 0, 1,
      "Lists the stores, or the certificates of one.\n\n"
@@ -184,9 +185,9 @@ constexpr Command kCommands[] = {
      MessageVerify},
     {"doctor", "", "", 0, 0,
      "Looks for what is wrong on both sides, and says what to do about it.\n\n"
-     "Files and their modes, damaged entries, keys without certificates and certificates without\n"
-     "keys, what expires within 30 days, what killed runs left, missing packages. It changes\n"
-     "nothing. Exit status 0: nothing found, 1: something.",
+     "Files and their modes, damaged entries, settings that nobody reads as they stand, keys\n"
+     "without certificates and certificates without keys, what expires within 30 days, what\n"
+     "killed runs left, missing packages. It changes nothing. Exit status 0: nothing found, 1: something.",
      {kJson}, Doctor},
     {"providers", "", "", 0, 0,
      "Lists provider types, providers and their algorithms in order.\n",

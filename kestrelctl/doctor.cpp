@@ -14,7 +14,7 @@ using platform::Side;
 
 std::vector<Finding> CheckSide(Side side) {
     Findings findings(side);
-    if (CheckFiles(findings)) CheckIdentities(findings);
+    if (CheckSettings(findings) && CheckFiles(findings)) CheckIdentities(findings);
     return findings.All();
 }
 

@@ -1,10 +1,8 @@
-// doctor: files, their modes and owners, what killed runs left, and what cannot be read.
+// doctor: files, their modes and owners, and what killed runs left.
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include <array>
 
 #include "kestrelctl/findings.h"
 #include "platform/base/descriptor.h"
@@ -68,7 +66,14 @@ void CheckMode(Findings& findings, const fs::path& file, const Rights& rights) {
                               : readable ? "is open to other users"
                                          : "may be written by other users";
     findings.Add("mode", file.string(), std::string(words) + " (mode " + Octal(mode) + ")",
-                 std::string("chmod ") + rights.remedy + " " + ShellWord(file.string()));
+                 std::string(status.st_uid == geteuid() ? "" : "sudo ") + "chmod " + rights.remedy +
+                     " " + ShellWord(file.string()));
+}
+
+// What begins with a backslash is no container either, and is looked at below.
+bool IsStray(const fs::directory_entry& entry) {
+    std::error_code error;
+    return !entry.is_directory(error) && !entry.path().filename().string().starts_with('\\');
 }
 
 void CheckModes(Findings& findings) {
@@ -79,10 +84,16 @@ void CheckModes(Findings& findings) {
         CheckMode(findings, file, machine ? kEverybodysToRead : kNotOthersToWrite);
     }
     CheckMode(findings, home / "stores.db", machine ? kEverybodysToRead : kNotOthersToWrite);
+    CheckMode(findings, home / "waiting", kOwnersAlone);
     const fs::path containers = platform::ContainersOf(findings.GetSide());
     CheckMode(findings, containers, kNotOthersToWrite);
     std::error_code none;
     for (fs::directory_iterator at(containers, none), end; !none && at != end; at.increment(none)) {
+        if (IsStray(*at)) {
+            findings.Add("damaged", at->path().string(), "is no container",
+                         "rm " + ShellWord(at->path().string()) + "  # or move it elsewhere");
+            continue;
+        }
         CheckMode(findings, at->path(), kOwnersAlone);
         std::error_code barred;
         for (fs::directory_iterator in(at->path(), barred); !barred && in != end;
@@ -135,17 +146,6 @@ void CheckStaged(Findings& findings) {
     }
 }
 
-// ---- what cannot be read -----------------------------------------------------------
-
-void CheckSettings(Findings& findings) {
-    const Side side = findings.GetSide();
-    for (const fs::path& file : platform::RegistryFiles(side)) {
-        const std::string name = ShellWord(file.string());
-        findings.Try(file.string(), "mv " + name + " " + name + ".damaged  # or mend the line told",
-                     [&] { static_cast<void>(platform::LoadTree(side, std::array{file})); });
-    }
-}
-
 void CheckCache(Findings& findings) {
     for (const fs::path& file : platform::DamagedAnswers(findings.GetSide())) {
         findings.Add("damaged", file.string(), "is damaged and counts as absent",
@@ -155,10 +155,22 @@ void CheckCache(Findings& findings) {
 
 }  // namespace
 
+bool IsFileOrNothing(Findings& findings, const fs::path& file) {
+    struct stat status {};
+    if (lstat(file.c_str(), &status) != 0) return true;
+    const bool isThere = stat(file.c_str(), &status) == 0;
+    // Reading tells what is barred.
+    if (isThere ? S_ISREG(status.st_mode) : errno == EACCES) return true;
+    const std::string name = ShellWord(file.string());
+    findings.Add("damaged", file.string(),
+                 isThere ? "is no file" : "is a link that leads to no file",
+                 "mv " + name + " " + ShellWord(file.string() + ".old"));
+    return false;
+}
+
 bool CheckFiles(Findings& findings) {
     const fs::path home = findings.Home();
     struct stat status {};
-    CheckSettings(findings);
     if (stat(home.c_str(), &status) != 0) {
         if (errno == ENOENT) return false;
         findings.Try(home.string(), {}, [&] { platform::ThrowErrno(errno, home); });

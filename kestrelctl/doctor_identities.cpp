@@ -63,11 +63,12 @@ void CheckExpiry(Findings& findings, const std::string& store, const std::string
     if (expiry.empty()) return;
     const bool over = expiry == "expired";
     const auto place = PlaceOf(certificate);
-    const std::string renew =
-        place ? "kestrelctl request renew " + ShellWord(place->container) + " request.pem" +
-                    (place->side == Side::Machine ? " --machine" : "") +
-                    "  # then have an authority answer it, and install that with kestrel -instcert"
-              : "";
+    const std::string renew = place ? "kestrelctl request renew " + ShellWord(place->container) +
+                                          " request.pem" +
+                                          (place->side == Side::Machine ? " --machine" : "") +
+                                          "  # then have an authority answer it, and install that "
+                                          "with kestrelctl identity bind"
+                                    : "";
     const std::string remove =
         findings.Ctl("store remove " + ShellWord(store) + " " + Thumbprint(certificate.Der()));
     findings.Add(over ? "expired" : "expires", shown, over ? "has expired" : expiry,
@@ -123,6 +124,7 @@ bool CheckStores(Findings& findings) {
     const fs::path file = findings.Home() / "stores.db";
     std::error_code error;
     if (!fs::exists(fs::symlink_status(file, error))) return true;
+    if (!IsFileOrNothing(findings, file)) return false;
     // Opening a database whose change was cut off takes that back, and here nothing is to change.
     if (HasJournal(findings.GetSide())) {
         findings.Add("leftover", JournalOf(findings.GetSide()).string(),
@@ -214,11 +216,22 @@ bool IsOthers(Side side, const std::string& name) {
     return false;
 }
 
+bool HoldsFiles(Findings& findings, const std::string& name) {
+    bool areFiles = true;
+    std::error_code barred;
+    const fs::path folder = platform::ContainersOf(findings.GetSide()) / name;
+    for (fs::directory_iterator at(folder, barred), end; !barred && at != end;
+         at.increment(barred)) {
+        areFiles = IsFileOrNothing(findings, at->path()) && areFiles;
+    }
+    return areFiles;
+}
+
 void CheckContainers(const Containers& all) {
     const Side side = all.findings.GetSide();
     all.findings.Try(platform::ContainersOf(side).string(), {}, [&] {
         for (const std::string& name : Container::List(side, 0)) {
-            if (IsOthers(side, name)) continue;
+            if (!HoldsFiles(all.findings, name) || IsOthers(side, name)) continue;
             all.findings.Try("container '" + name + "'",
                              all.findings.Ctl("identity delete " + ShellWord(name)) +
                                  "  # or bring it back from a backup",

@@ -42,7 +42,13 @@ class Findings {
 // A word as a shell takes it.
 std::string ShellWord(const std::string& word);
 
-// Home, files, their modes and owners, leftovers, the cache, settings. False when there is no home
+// Whether it can be read as a file, or is not there: opening a pipe would wait for who writes into
+// it.
+bool IsFileOrNothing(Findings& findings, const std::filesystem::path& file);
+
+// The settings of a side; they need no home. False when going on would open one that is no file.
+bool CheckSettings(Findings& findings);
+// Home, files, their modes and owners, leftovers, the cache. False when there is no home
 // that could be looked into.
 bool CheckFiles(Findings& findings);
 // The stores and the certificates in them, and the containers.

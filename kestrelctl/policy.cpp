@@ -10,7 +10,6 @@ namespace kestrelctl {
 namespace {
 
 using Ferroline::PKI::kListFlagEnd;
-using Ferroline::PKI::kPlatformKey;
 using platform::RegistryDocument;
 using platform::RegistryEdit;
 using platform::RegistryTree;
@@ -32,7 +31,7 @@ const Setting& KnownList(const std::string& name) {
 }
 
 std::string KeyOf(const Setting& setting, Side side) {
-    if (setting.key == kPlatformKey && side != Side::Machine) {
+    if (!CountsOn(side, setting)) {
         throw UsageError("'" + std::string(setting.name) + "' is the machine's: give --machine");
     }
     return std::string(RootOf(side)) + "\\" + std::string(setting.key);

@@ -5,21 +5,26 @@
 #include <charconv>
 #include <cstdint>
 #include <optional>
+#include <span>
 
 #include "kestrelctl/cli.h"
 #include "platform/base/error.h"
 #include "platform/base/text.h"
 #include "platform/certs/oid_info.h"
 #include "platform/http/url.h"
+#include "platform/providers/gost_ciphers.h"
 #include "platform/registry/registry.h"
 
 namespace kestrelctl {
 namespace {
 
+using Ferroline::PKI::kOtherSettings;
 using Ferroline::PKI::kPlatformKey;
 using Ferroline::PKI::kPolicyKey;
+using Ferroline::PKI::kProxyKey;
 using Ferroline::PKI::kSettings;
 using Ferroline::PKI::SettingForm;
+using Ferroline::PKI::SettingSide;
 using platform::RegistryEdit;
 using platform::RegistryValue;
 using platform::SameName;
@@ -77,6 +82,8 @@ const char* TextProblem(SettingForm form, const std::string& text) {
         case SettingForm::Proxy:
             return IsAddress(text, false) ? nullptr
                                           : "an address of http or https without a path behind it";
+        case SettingForm::Cipher:
+            return platform::IsGostCipher(text) ? nullptr : "the identifier of a cipher of GOST";
         default:
             return nullptr;
     }
@@ -92,6 +99,8 @@ const char* NumberProblem(const Setting& setting, std::uint32_t number) {
             return std::ranges::find(kSchemes, number) != std::end(kSchemes)
                        ? nullptr
                        : "0 none, 1 Basic, 2 NTLM, 8 Digest or 16 Negotiate";
+        case SettingForm::Roots:
+            return number <= 2 ? nullptr : "0 never, 1 asked for or 2 always";
         default:
             return nullptr;
     }
@@ -159,15 +168,48 @@ std::string SettingProblem(const RegistryEdit& edit, std::string_view key) {
                               : Told(edit.key + "\\" + value.name, problem, ShownData(value));
 }
 
+// ---- what is stored ----------------------------------------------------------------
+
+std::string KindAndData(const RegistryValue& value) {
+    constexpr std::size_t kMostShown = 60;
+    const bool isText = value.type == REG_SZ || value.type == REG_EXPAND_SZ;
+    const std::string data = ShownData(value);
+    // There may be a password in an address.
+    const bool isShown = data.size() <= kMostShown && data.find('@') == data.npos;
+    if (isText) return "text" + (isShown ? " '" + data + "'" : "");
+    if (!data.empty()) return "the number " + data;
+    if (value.type == REG_MULTI_SZ) return "several texts";
+    if (value.type == REG_BINARY) return "bytes";
+    return "data of kind " + std::to_string(value.type);
+}
+
+// The row of a single value at that key, of all settings.
+const Setting* SettingAt(std::string_view key, std::string_view name) {
+    for (const std::span<const Setting> settings :
+         {std::span<const Setting>(kSettings), std::span<const Setting>(kOtherSettings)}) {
+        for (const Setting& setting : settings) {
+            if (setting.kind != SettingKind::List && SameName(setting.key, key) &&
+                SameName(setting.name, name)) {
+                return &setting;
+            }
+        }
+    }
+    return nullptr;
+}
+
+// What an entry of the list has to be; null when it is.
+const char* StoredEntryProblem(const Setting& list, const RegistryValue& entry) {
+    return entry.type == REG_SZ ? EntryProblem(list, platform::TextOf(entry)) : "text";
+}
+
 std::string ListProblem(const RegistryEdit& edit, std::string_view name) {
     const Setting* list = FindSetting(name);
     if (list == nullptr || list->kind != SettingKind::List) {
         return "'" + edit.key + "' is no list of the policy";
     }
     if (edit.action != RegistryEdit::Action::SetValue) return {};
-    const bool isText = edit.value.type == REG_SZ;
-    const std::string text = isText ? platform::TextOf(edit.value) : "";
-    const char* const problem = isText ? EntryProblem(*list, text) : "text";
+    const char* const problem = StoredEntryProblem(*list, edit.value);
+    const std::string text = edit.value.type == REG_SZ ? platform::TextOf(edit.value) : "";
     return problem == nullptr ? std::string()
                               : Told(edit.key + "\\" + edit.value.name, problem, text);
 }
@@ -187,6 +229,10 @@ const Setting* FindSetting(std::string_view name) {
     const auto* const found = std::ranges::find_if(
         kSettings, [&](const Setting& setting) { return SameName(setting.name, name); });
     return found == std::end(kSettings) ? nullptr : found;
+}
+
+bool CountsOn(platform::Side side, const Setting& setting) {
+    return setting.side == SettingSide::Either || side == platform::Side::Machine;
 }
 
 const char* KindName(SettingKind kind) {
@@ -249,6 +295,20 @@ std::string ProblemOf(const RegistryEdit& edit) {
         return SettingProblem(edit, key);
     }
     return outside;
+}
+
+std::string StoredProblem(platform::Side side, std::string_view key, const RegistryValue& value) {
+    const bool inList = StandsUnder(key, kPolicyKey) && !SameName(key, kPolicyKey);
+    const Setting* setting =
+        inList ? FindSetting(Rest(key, kPolicyKey)) : SettingAt(key, value.name);
+    const bool isKnown = setting != nullptr && (setting->kind == SettingKind::List) == inList;
+    // The key of proxies has other programs' settings, too.
+    if (!isKnown) return SameName(key, kProxyKey) ? "" : "is no setting";
+    if (!CountsOn(side, *setting)) return "counts on the machine's side alone";
+    const char* const wanted =
+        inList ? StoredEntryProblem(*setting, value) : DataProblem(*setting, value);
+    if (wanted == nullptr) return {};
+    return "is " + KindAndData(value) + " and has to be " + wanted;
 }
 
 }  // namespace kestrelctl

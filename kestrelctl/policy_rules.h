@@ -15,6 +15,8 @@ using Ferroline::PKI::SettingKind;
 
 // The setting of that name in any case; null when there is none.
 const Setting* FindSetting(std::string_view name);
+// Whether anybody asks that side for it.
+bool CountsOn(platform::Side side, const Setting& setting);
 const char* KindName(SettingKind kind);
 // Its data when neither side sets it.
 std::string InitialText(const Setting& setting);
@@ -29,6 +31,11 @@ std::string SettingsHelp(bool lists);
 // What is wrong with a statement of a settings file: empty when it is one of the policy and
 // makes sense. Statements that only name a key say nothing.
 std::string ProblemOf(const platform::RegistryEdit& edit);
+
+// The same of what one side's settings hold under `key` (without the root), of the policy or not.
+// The words go behind the value's name.
+std::string StoredProblem(platform::Side side, std::string_view key,
+                          const platform::RegistryValue& value);
 
 // "HKEY_LOCAL_MACHINE" or "HKEY_CURRENT_USER".
 const char* RootOf(platform::Side side);

@@ -84,7 +84,7 @@ std::string ListInForce(const Setting& list) {
 std::string InForce(const Setting& setting) {
     if (setting.kind == SettingKind::List) return ListInForce(setting);
     for (const Side side : kSides) {
-        if (setting.key == kPlatformKey && side != Side::Machine) continue;
+        if (!CountsOn(side, setting)) continue;
         const RegistryValue* value = ValueOf(side, setting.key, setting.name);
         if (value != nullptr) return DataText(*value);
     }

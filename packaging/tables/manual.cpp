@@ -189,12 +189,22 @@ std::string Verbs() {
 
 // ---- settings --------------------------------------------------------------------
 
+std::string OfSetting(const kestrelctl::Setting& setting) {
+    return ".TP\n" + Line(kEmphasis, std::string(setting.name)) +
+           Prose(std::string(kestrelctl::KindName(setting.kind)) + ", default " +
+                 kestrelctl::InitialText(setting) + ": " + std::string(setting.effect));
+}
+
 std::string Policy() {
     std::string page;
-    for (const kestrelctl::Setting& setting : Ferroline::PKI::kSettings) {
-        page += ".TP\n" + Line(kEmphasis, std::string(setting.name)) +
-                Prose(std::string(kestrelctl::KindName(setting.kind)) + ", default " +
-                      kestrelctl::InitialText(setting) + ": " + std::string(setting.effect));
+    for (const auto& setting : Ferroline::PKI::kSettings) page += OfSetting(setting);
+    return page;
+}
+
+std::string OthersUnder(std::string_view key) {
+    std::string page;
+    for (const auto& setting : Ferroline::PKI::kOtherSettings) {
+        if (setting.key == key) page += OfSetting(setting);
     }
     return page;
 }
@@ -206,6 +216,8 @@ std::string ManualPart(const std::string& name) {
     if (name == "SEARCH") return Search();
     if (name == "VERBS") return Verbs();
     if (name == "POLICY") return Policy();
+    if (name == "PLATFORM") return OthersUnder(Ferroline::PKI::kPlatformKey);
+    if (name == "PROXIES") return OthersUnder(Ferroline::PKI::kProxyKey);
     return {};
 }
 

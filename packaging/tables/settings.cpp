@@ -1,4 +1,4 @@
-// The part of the settings file that the package brings: every setting of the policy, commented.
+// The parts of the settings file that the package brings: every setting, commented.
 #include <cstdio>
 
 #include "kestrelctl/policy_rules.h"
@@ -28,18 +28,22 @@ std::string OfValue(const Setting& setting) {
            "\"=" + Data(setting) + "\n";
 }
 
+const char* PartOf(const Setting& setting) {
+    if (setting.kind == SettingKind::List) return "POLICY_LISTS";
+    if (setting.key == Ferroline::PKI::kPolicyKey) return "POLICY_VALUES";
+    return setting.key == Ferroline::PKI::kPlatformKey ? "PLATFORM_VALUES" : "PROXY_VALUES";
+}
+
 }  // namespace
 
 std::string SettingsPart(const std::string& name) {
-    if (name != "POLICY_VALUES" && name != "POLICY_LISTS" && name != "PLATFORM_VALUES") return {};
     std::string part;
-    for (const Setting& setting : Ferroline::PKI::kSettings) {
+    const auto add = [&](const Setting& setting) {
         const bool list = setting.kind == SettingKind::List;
-        const bool platform = setting.key == Ferroline::PKI::kPlatformKey;
-        if (name == "POLICY_LISTS" && list) part += OfList(setting);
-        if (name == "POLICY_VALUES" && !list && !platform) part += OfValue(setting);
-        if (name == "PLATFORM_VALUES" && platform) part += OfValue(setting);
-    }
+        if (name == PartOf(setting)) part += list ? OfList(setting) : OfValue(setting);
+    };
+    for (const Setting& setting : Ferroline::PKI::kSettings) add(setting);
+    for (const Setting& setting : Ferroline::PKI::kOtherSettings) add(setting);
     return part;
 }
 

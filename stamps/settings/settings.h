@@ -1,5 +1,6 @@
-// The settings of the time-stamp policy, a row each. The client reads by these rows; kestrelctl
-// checks, shows and explains by them.
+// The settings, a row each. The time-stamp client reads by the rows of the policy; kestrelctl
+// checks, shows and explains by them. The manual page and the settings file of packages are made of
+// all.
 #pragma once
 
 #include <cstdint>
@@ -10,9 +11,14 @@ namespace Ferroline::PKI {
 // Where they live, under the machine's root and the user's.
 inline constexpr std::string_view kPolicyKey = "Software\\Policies\\Ferro-Line\\TSP";
 inline constexpr std::string_view kPlatformKey = "Software\\Kestrel\\Platform";
+inline constexpr std::string_view kProxyKey =
+    "Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings";
 
 // A list is a sub-key; the flag of its name with "Setted" behind puts it in force.
 enum class SettingKind : std::uint8_t { Number, Flag, Text, List };
+
+// Whose it is; of the machine's alone, the user's says nothing.
+enum class SettingSide : std::uint8_t { Either, Machine };
 
 // What the data has to be beside its kind.
 enum class SettingForm : std::uint8_t {
@@ -24,6 +30,8 @@ enum class SettingForm : std::uint8_t {
     Identifier,  // dotted numbers
     Service,     // an address of http or https
     Proxy,       // such an address without a path
+    Roots,       // what becomes of new roots
+    Cipher,      // the identifier of a cipher of GOST
 };
 
 struct Setting {
@@ -32,7 +40,8 @@ struct Setting {
     std::uint32_t initially;  // a number or flag that neither side sets
     SettingForm form;
     std::string_view effect;
-    std::string_view key = kPolicyKey;  // kPlatformKey: the machine's alone counts
+    std::string_view key = kPolicyKey;
+    SettingSide side = SettingSide::Either;
 };
 
 inline constexpr std::string_view kListFlagEnd = "Setted";
@@ -84,7 +93,21 @@ inline constexpr Setting kSettings[] = {
     {"HashAlgsAllowed", SettingKind::List, 0, SettingForm::Identifier, "hashes that may be stamped"},
     {"HashAlgsDeniedSetted", SettingKind::Flag, 0, SettingForm::Any, "puts HashAlgsDenied in force"},
     {"HashAlgsDenied", SettingKind::List, 0, SettingForm::Identifier, "hashes that may not be stamped"},
-    {"VerifyTokens", SettingKind::Flag, 0, SettingForm::Any, "an old stamp's signature and chain are checked too; of the machine alone", kPlatformKey},
+    {"VerifyTokens", SettingKind::Flag, 0, SettingForm::Any, "an old stamp's signature and chain are checked too; of the machine alone", kPlatformKey, SettingSide::Machine},
+};
+
+// No part of the policy: enrolment and the platform below read these by their names.
+inline constexpr Setting kOtherSettings[] = {
+    {"Retrieve", SettingKind::Number, 1, SettingForm::Any, "0, on either side: no revocation lists, OCSP answers and issuers are fetched for chains", kPlatformKey},
+    {"InstallRoots", SettingKind::Number, 1, SettingForm::Roots, "roots that an authority's answer brings: 0 never trusted, 1 asked for on the terminal, 2 always trusted", kPlatformKey, SettingSide::Machine},
+    {"GostCipher", SettingKind::Text, 0, SettingForm::Cipher, "cipher of new messages to GOST keys of 2012: 1.2.643.2.2.21 (GOST 28147-89, as without), 1.2.643.7.1.1.5.1.1 or 1.2.643.7.1.1.5.1.2 (Magma, without or with OMAC), 1.2.643.7.1.1.5.2.1 or 1.2.643.7.1.1.5.2.2 (Kuznyechik likewise)", kPlatformKey, SettingSide::Machine},
+    {"DefaultCA", SettingKind::Text, 0, SettingForm::Service, "authority of -creatcert and -pendcert without -CA and -FLCA", kPlatformKey, SettingSide::Machine},
+    {"DefaultRegistration", SettingKind::Text, 0, SettingForm::Service, "registration of -creatuser, -listDN and -checkreg without -FLCA", kPlatformKey, SettingSide::Machine},
+    {"Version", SettingKind::Number, 10, SettingForm::Any, "version of the system that the program is told; 6 makes requests by the newer controls", kPlatformKey, SettingSide::Machine},
+    {"ProxyEnable", SettingKind::Flag, 0, SettingForm::Any, "puts ProxyServer in force", kProxyKey},
+    {"ProxyServer", SettingKind::Text, 0, SettingForm::Any, "proxy as host:port, or one for each scheme: http=host:port;https=host:port", kProxyKey},
+    {"ProxyOverride", SettingKind::Text, 0, SettingForm::Any, "hosts that are asked directly, parted by semicolons", kProxyKey},
+    {"AutoConfigURL", SettingKind::Text, 0, SettingForm::Any, "configuration script; it is never run, and the direct way stands", kProxyKey},
 };
 // clang-format on
 

@@ -2,6 +2,7 @@
 
 import glob
 import os
+import pathlib
 import re
 import shutil
 import subprocess
@@ -11,6 +12,7 @@ import unittest
 from kestrel_case import KESTRELCTL, KestrelCase
 
 BUILD = os.environ.get("KESTREL_BUILD", ".")
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 PAGES = sorted(glob.glob(os.path.join(BUILD, "man", "*")))
 BASH = os.path.join(BUILD, "completion", "kestrel.bash")
 
@@ -101,7 +103,13 @@ class Manual(KestrelCase):
     def test_every_setting(self):
         names = re.findall(r"^(\w+) ", self.ctl("policy", "show", "--all").decode(), re.M)
         self.assertGreater(len(names), 40)
-        self.assertEqual(set(names) - {"value"} - self.tags("kestrel-settings.5"), set())
+        # What enrolment and the platform read by a name of their own.
+        readers = re.compile(r'(?:ReadMachine\w+\([^,]+, |FindValue\(|TextNamed\(\*key, |AddressOf\()"(\w+)"')
+        others = [name for folder in ("platform", "enroll")
+                  for path in pathlib.Path(ROOT, folder).rglob("*.cpp")
+                  for name in readers.findall(path.read_text(encoding="utf-8"))]
+        self.assertGreater(len(others), 8)
+        self.assertEqual({*names, *others} - {"value"} - self.tags("kestrel-settings.5"), set())
 
 
 class Completion(KestrelCase):

@@ -63,6 +63,21 @@ def without_request(test):
     test.ctl("request", "delete", "waits")
 
 
+def settings(side, *lines):
+    """A settings file: keys below "Software\\" without a mark, values with theirs."""
+    root = "HKEY_CURRENT_USER" if side == "home" else "HKEY_LOCAL_MACHINE"
+    text = "".join(f"{line}\r\n" if line[0] in "\";" else f"[{root}\\Software\\{line}]\r\n"
+                   for line in lines)
+
+    def fault(test):
+        leave(test, side + "/registry.reg")
+        test.write(side + "/registry.reg",
+                   b"Windows Registry Editor Version 5.00\r\n" + text.encode())
+    return fault
+
+
+TSP, OURS = "Policies\\Ferro-Line\\TSP", "Kestrel\\Platform"
+PROXY = "Microsoft\\Windows\\CurrentVersion\\Internet Settings"
 CONTAINER = "home/containers/Ann B"
 # Name, what is done, side and kind of what is found, part of its words; whether the remedy is a
 # command that mends it.
@@ -88,6 +103,29 @@ ROWS = [
      ("user", "damaged"), "registry.reg is damaged", True),
     ("damaged machine's settings", lambda test: leave(test, "machine/registry.reg"),
      ("machine", "damaged"), "registry.reg is damaged", True),
+    ("settings of their kinds", settings(
+        "machine", TSP, '"NonceLength"=dword:00000010', '"DefaultTSPURL"="http://tsa.example/"',
+        TSP + "\\AllowedTSPs", '"1"="http://tsa.example/"', OURS, '"Retrieve"=dword:00000000',
+        '"InstallRoots"=dword:00000002', '"GostCipher"="1.2.643.7.1.1.5.2.2"', '"DefaultCA"=""',
+        PROXY, '"ProxyEnable"=dword:00000001', '"MigrateProxy"="of other programs"'), None, "", True),
+    ("a number as text", settings("machine", TSP, '"nonceLength"="16"'), ("machine", "setting"),
+     "TSP\\nonceLength is text '16' and has to be a number (dword), in ", True),
+    ("text as a number", settings("machine", OURS, '"GostCipher"=dword:00000001'),
+     ("machine", "setting"), "Platform\\GostCipher is the number 1 and has to be text", True),
+    ("a flag as bytes", settings("home", PROXY, '"ProxyEnable"=hex:01'), ("user", "setting"),
+     "Internet Settings\\ProxyEnable is bytes and has to be a number", True),
+    ("an entry of a list", settings("home", TSP + "\\AllowedTSPs", '"7"=dword:00000001'),
+     ("user", "setting"), "AllowedTSPs\\7 is the number 1 and has to be text", True),
+    ("beyond what is known", settings("machine", OURS, '"InstallRoots"=dword:00000003'),
+     ("machine", "setting"), "is the number 3 and has to be 0 never, 1 asked for or 2", True),
+    ("no cipher", settings("machine", OURS, '"GostCipher"="2.16.840.1.101.3.4.1.42"'),
+     ("machine", "setting"), "the identifier of a cipher of GOST", True),
+    ("a password in an address", settings("machine", OURS, '"DefaultCA"="//ann:pw@ca"'),
+     ("machine", "setting"), "DefaultCA is text and has to be an address", True),
+    ("a name that is none", settings("machine", OURS, '"Retreive"=dword:00000000'),
+     ("machine", "setting"), "Retreive is no setting", True),
+    ("the machine's on the user's side", settings("home", OURS, '"VerifyTokens"=dword:00000001'),
+     ("user", "setting"), "counts on the machine's side alone", True),
     ("damaged key", lambda test: damage(test, CONTAINER + "/exchange.key"), ("user", "damaged"),
      "container 'Ann B' is damaged", True),
     ("no type of container", lambda test: os.remove(test.path(CONTAINER + "/provider.type")),
@@ -116,6 +154,18 @@ ROWS = [
      ("user", "leftover"), "whole copy", False),
     ("container half made", lambda test: test.write(CONTAINER + "/pending", b"My\n") and
      os.chmod(test.path(CONTAINER + "/pending"), 0o600), ("user", "leftover"), "half made", True),
+    ("pipe instead of settings", lambda test: os.mkfifo(test.path("home/registry.reg"), 0o600),
+     ("user", "damaged"), "registry.reg is no file", True),
+    ("pipe instead of a key", lambda test: (
+        os.remove(test.path(CONTAINER + "/exchange.key")),
+        os.mkfifo(test.path(CONTAINER + "/exchange.key"), 0o600)), ("user", "damaged"),
+     "exchange.key is no file", False),
+    ("link to nothing", lambda test: (
+        os.remove(test.path("home/stores.db")),
+        os.symlink("nowhere", test.path("home/stores.db"))), ("user", "damaged"),
+     "stores.db is a link that leads to no file", False),
+    ("file among the containers", lambda test: leave(test, "home/containers/notes"),
+     ("user", "damaged"), "notes is no container", True),
     ("folder that was being filled",
      lambda test: os.mkdir(test.path("home/containers/\\AbC123"), 0o700), ("user", "leftover"),
      "killed run that changed a container", True),
@@ -131,7 +181,7 @@ def state(folder):
         for name in folders + files:
             path = os.path.join(parent, name)
             status = os.lstat(path)
-            content = pathlib.Path(path).read_bytes() if name in files else None
+            content = pathlib.Path(path).read_bytes() if os.path.isfile(path) else None
             found[path] = (status.st_mode, status.st_mtime_ns, content)
     return found
 
@@ -154,8 +204,12 @@ class Doctor(KestrelCase):
         return [one for one in findings if one["side"] != "system"]
 
     def mend(self, remedy):
-        subprocess.run(["sh", "-c", remedy], cwd=self.folder, capture_output=True, check=False, env={
-            **self.env, "PATH": os.path.dirname(KESTRELCTL) + ":" + os.environ["PATH"]})
+        # Who is asked to edit a file takes its last line out.
+        self.write("editor", b"#!/bin/sh\nsed -i '$d' \"$1\"\n")
+        os.chmod(self.path("editor"), 0o700)
+        path = ":".join([self.folder, os.path.dirname(KESTRELCTL), os.environ["PATH"]])
+        subprocess.run(["sh", "-c", remedy], cwd=self.folder, env={**self.env, "PATH": path},
+                       stdin=subprocess.DEVNULL, capture_output=True, timeout=60, check=False)
         return self.examine()
 
     def test_finds_and_mends(self):
