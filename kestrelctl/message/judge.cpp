@@ -72,7 +72,7 @@ SignerVerdict Judge::JudgeSigner(const Record& record, std::size_t index,
     TakeProvenTime(signer);
     JudgeCertificate(around, signer);
     signer.countersignatures =
-        JudgeCountersignatures(signer.info, around, settings_.now, known_, signer.findings);
+        JudgeCountersignatures(info, around, settings_.now, known_, signer.findings);
     AddWeak(WeaknessOfDigest(signer.info.digest.oid, signer.time), signer.findings);
     return signer;
 }
