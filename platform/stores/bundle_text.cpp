@@ -8,7 +8,7 @@
 #include <array>
 #include <limits>
 #include <memory>
-#include <utility>
+#include <optional>
 
 #include "platform/base/error.h"
 #include "platform/providers/openssl.h"
@@ -51,15 +51,41 @@ void StoreGroup(std::uint32_t bits, std::uint8_t*& out) {
 
 bool IsBlank(std::uint8_t c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 
-// As many groups as lie at the start of `text` without a blank between.
-ByteView TakeGroups(ByteView text, std::uint8_t*& out) {
-    while (text.size() >= 4) {
-        const std::uint32_t bits = GroupBits(text.data());
-        if (bits >= kNotPlain) break;
-        StoreGroup(bits, out);
-        text = text.subspan(4);
+bool IsPlain(std::uint8_t c) { return kPlaces[3][c] != kNotPlain; }
+
+// A group whose characters have blanks between them; none where there are fewer, or others.
+std::optional<std::uint32_t> TakeSpread(ByteView& text) {
+    std::uint8_t group[4];
+    for (std::size_t count = 0; count < std::size(group); text = text.subspan(1)) {
+        if (text.empty()) return std::nullopt;
+        if (IsBlank(text.front())) continue;
+        if (!IsPlain(text.front())) return std::nullopt;
+        group[count++] = text.front();
     }
-    return text;
+    return GroupBits(group);
+}
+
+// OpenSSL's context decodes so many characters at once, and is empty then.
+constexpr std::size_t kBlock = 64;
+
+// False, with nothing taken, where there are fewer characters, or others.
+bool TakeBlock(ByteView& text, std::uint8_t*& out) {
+    ByteView rest = text;
+    std::uint8_t* at = out;
+    for (std::size_t group = 0; group < kBlock / 4; ++group) {
+        std::uint32_t bits = rest.size() < 4 ? kNotPlain : GroupBits(rest.data());
+        if (bits < kNotPlain) {
+            rest = rest.subspan(4);
+        } else {
+            const auto spread = TakeSpread(rest);
+            if (!spread) return false;
+            bits = *spread;
+        }
+        StoreGroup(bits, at);
+    }
+    text = rest;
+    out = at;
+    return true;
 }
 
 }  // namespace
@@ -71,32 +97,39 @@ Base64Reader::Base64Reader() : context_(EVP_ENCODE_CTX_new()) {
 
 Base64Reader::~Base64Reader() { EVP_ENCODE_CTX_free(Context(context_)); }
 
-// Up to the first character that is neither of the alphabet nor a blank.
-ByteView Base64Reader::TakePlain(ByteView text, std::uint8_t*& out) {
-    for (;;) {
-        if (waiting_ == 0) text = TakeGroups(text, out);
-        if (text.empty()) return text;
-        const std::uint8_t next = text.front();
-        const bool blank = IsBlank(next);
-        if (!blank && kPlaces[3][next] == kNotPlain) return text;
-        text = text.subspan(1);
-        if (blank) continue;
-        group_[waiting_++] = next;
-        if (waiting_ < std::size(group_)) continue;
-        StoreGroup(GroupBits(group_), out);
-        waiting_ = 0;
-    }
-}
-
 void Base64Reader::FeedNative(ByteView text, std::uint8_t*& out) {
+    if (text.empty()) return;
     int length = 0;
     const int state = EVP_DecodeUpdate(Context(context_), out, &length, text.data(),
                                        static_cast<int>(text.size()));
     if (state < 0) throw Error(CRYPT_E_BAD_ENCODE);
     ended_ = state == 0;
     out += length;
+    const auto count = static_cast<std::size_t>(std::ranges::count_if(text, IsPlain));
+    plain_ = plain_ &&
+             count == text.size() - static_cast<std::size_t>(std::ranges::count_if(text, IsBlank));
+    held_ = (held_ + count) % kBlock;
+    if (held_ % 4 == 0) held_ = 0;  // whole groups at the end of a piece are not held back
 }
 
+// What is behind the block that the context has the beginning of; all of `text` where that does
+// not end here, or has other characters.
+ByteView Base64Reader::CompleteBlock(ByteView text, std::uint8_t*& out) {
+    std::size_t missing = kBlock - held_;
+    std::size_t at = 0;
+    for (; at < text.size() && missing > 0; ++at) {
+        if (IsPlain(text[at])) {
+            --missing;
+        } else if (!IsBlank(text[at])) {
+            return text;
+        }
+    }
+    if (missing > 0) return text;
+    FeedNative(text.first(at), out);
+    return text.subspan(at);
+}
+
+// Whole blocks are decoded here, many times as fast; OpenSSL has the ends, padding and faults.
 Bytes Base64Reader::Feed(ByteView text) {
     if (ended_ || text.empty()) return {};
     if (text.size() > static_cast<std::size_t>(std::numeric_limits<int>::max() / 2)) {
@@ -104,17 +137,14 @@ Bytes Base64Reader::Feed(ByteView text) {
     }
     Bytes octets(text.size() / 4 * 3 + 64);  // the context may hold most of a line back
     std::uint8_t* out = octets.data();
-    if (plain_) text = TakePlain(text, out);
-    if (!text.empty()) {
-        if (std::exchange(plain_, false) && waiting_ != 0) FeedNative({group_, waiting_}, out);
-        FeedNative(text, out);
-    }
+    if (plain_ && held_ != 0) text = CompleteBlock(text, out);
+    while (plain_ && held_ == 0 && TakeBlock(text, out)) continue;
+    FeedNative(text, out);
     octets.resize(static_cast<std::size_t>(out - octets.data()));
     return octets;
 }
 
 void Base64Reader::Finish() {
-    if (plain_ && waiting_ != 0) throw Error(CRYPT_E_BAD_ENCODE);
     std::uint8_t rest[64];
     int length = 0;
     if (EVP_DecodeFinal(Context(context_), rest, &length) < 0) throw Error(CRYPT_E_BAD_ENCODE);

@@ -20,15 +20,14 @@ class Base64Reader {
     void Finish();
 
   private:
-    ByteView TakePlain(ByteView text, std::uint8_t*& out);
+    ByteView CompleteBlock(ByteView text, std::uint8_t*& out);
     void FeedNative(ByteView text, std::uint8_t*& out);
 
     void* context_;
-    // While nothing but the alphabet and blanks came, the text is decoded here, and OpenSSL's
-    // context has seen none of it. The characters of a group that is not whole yet wait.
+    // Characters that OpenSSL's context holds back, as long as it has seen nothing but the
+    // alphabet and blanks.
+    std::size_t held_ = 0;
     bool plain_ = true;
-    std::uint8_t group_[4];
-    std::size_t waiting_ = 0;
     bool ended_ = false;
 };
 
