@@ -173,7 +173,7 @@ Acquired Acquire(PCCERT_CONTEXT certificate, DWORD flags) {
     SetLastError(0);
     key.result = CryptAcquireCertificatePrivateKey(certificate, flags, nullptr, &key.provider,
                                                    &key.keySpec, &key.callerFree);
-    key.error = key.result != FALSE ? 0 : GetLastError();
+    key.error = Outcome(key.result);
     return key;
 }
 
@@ -191,10 +191,10 @@ TEST_F(PropertiesTest, AcquiresTheKey) {
 
     const Acquired cached = Acquire(ec.get(), CRYPT_ACQUIRE_CACHE_FLAG);
     ASSERT_EQ(cached.error, 0U);
-    EXPECT_EQ(cached.callerFree, FALSE);
+    EXPECT_FALSE(cached.callerFree);
     const Acquired again = Acquire(ec.get(), 0);
     EXPECT_EQ(again.provider, cached.provider);
-    EXPECT_EQ(again.callerFree, FALSE);
+    EXPECT_FALSE(again.callerFree);
 
     EXPECT_FALSE(
         CryptAcquireCertificatePrivateKey(ec.get(), 0, nullptr, nullptr, nullptr, nullptr));
@@ -203,18 +203,17 @@ TEST_F(PropertiesTest, AcquiresTheKey) {
 TEST_F(PropertiesTest, TellsWhyThereIsNoKey) {
     MakeContainer("box", GenerateKey(16));
     MakeContainer("locked", GenerateKey(16), "secret");
-    struct Row {
+    const struct {
         const char* name;
         const wchar_t* container;
         DWORD error;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"another key", L"box", Code(NTE_BAD_PUBLIC_KEY)},
         {"no container", L"none", Code(NTE_BAD_KEYSET)},
         // Looking into it would ask for the password, so the key is taken at its word.
         {"another key behind a password", L"locked", 0},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         const CertHolder ec = ContextOf("p256");
         Bind(ec.get(), row.container);
@@ -254,9 +253,9 @@ TEST_F(PropertiesTest, SystemStoresKeepThemAtOnce) {
     // A certificate that somebody else removed keeps what it had.
     store->Remove(*Certificate::Of(first.get()));
     const CRYPT_DATA_BLOB blob{};
-    EXPECT_FALSE(
-        CertSetCertificateContextProperty(second.get(), CERT_FRIENDLY_NAME_PROP_ID, 0, &blob));
-    EXPECT_EQ(GetLastError(), Code(CRYPT_E_NOT_FOUND));
+    EXPECT_EQ(Outcome(CertSetCertificateContextProperty(second.get(), CERT_FRIENDLY_NAME_PROP_ID, 0,
+                                                        &blob)),
+              Code(CRYPT_E_NOT_FOUND));
     EXPECT_EQ(Property(second.get(), kSomeProperty + 1), Bytes{2});
 }
 

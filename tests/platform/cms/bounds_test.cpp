@@ -9,7 +9,7 @@ using namespace platform::testing;
 
 namespace {
 
-constexpr DWORD kDeep = static_cast<DWORD>(CRYPT_E_ASN1_CONSTRAINT);
+constexpr DWORD kDeep = Code(CRYPT_E_ASN1_CONSTRAINT);
 constexpr std::size_t kMegabyte = std::size_t{1} << 20;
 
 // One RSA signer with one attribute, detached and without certificates.
@@ -131,7 +131,7 @@ const struct {
 };
 
 TEST(Ambiguity, BareSignaturesCoverNoAttributes) {
-    const auto missing = static_cast<DWORD>(CRYPT_E_AUTH_ATTR_MISSING);
+    const auto missing = Code(CRYPT_E_AUTH_ATTR_MISSING);
     const PCCERT_CONTEXT certificate = IdentityOf("rsa").certificate;
     for (const auto& row : kContents) {
         SCOPED_TRACE(row.name);
@@ -170,7 +170,7 @@ TEST(Ambiguity, BareSignaturesCoverNoAttributes) {
 // ---- what the calls document ---------------------------------------------------------
 
 TEST(Pieces, OneIsAllThatAHeldMessageTakes) {
-    const auto refused = static_cast<DWORD>(CRYPT_E_MSG_ERROR);
+    const auto refused = Code(CRYPT_E_MSG_ERROR);
     const Bytes message = SignWith({"rsa"}, "", FromHex("0102"));
     Decoding held(nullptr);
     EXPECT_EQ(held.Update(message, false), refused);
@@ -197,14 +197,14 @@ TEST(Pieces, PlainDataIsRead) {
         Sink sink;
         Decoding stream(&sink);
         EXPECT_EQ(stream.Feed(message, chunk), 0U);
-        EXPECT_EQ(stream.Number(CMSG_TYPE_PARAM), static_cast<DWORD>(CMSG_DATA));
+        EXPECT_EQ(stream.Number(CMSG_TYPE_PARAM), Code(CMSG_DATA));
         EXPECT_EQ(Hex(sink.output), "616263");
         EXPECT_EQ(sink.finals, 1);
     }
     Decoding whole(nullptr);
     EXPECT_EQ(whole.Update(message, true), 0U);
     EXPECT_EQ(Hex(whole.Value(CMSG_CONTENT_PARAM)), "616263");
-    EXPECT_EQ(whole.Get(CMSG_SIGNER_COUNT_PARAM), static_cast<DWORD>(CRYPT_E_INVALID_MSG_TYPE));
+    EXPECT_EQ(whole.Get(CMSG_SIGNER_COUNT_PARAM), Code(CRYPT_E_INVALID_MSG_TYPE));
 }
 
 }  // namespace

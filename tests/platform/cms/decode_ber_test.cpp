@@ -52,7 +52,7 @@ constexpr const char* kPrint = "-cmsout -print -inform DER";
 
 TEST(SpreadOut, SignedMessagesReadAsBefore) {
     SKIP_WITHOUT_ENGINE();
-    const Bytes content = Noise(3000);
+    const Bytes content = Pattern(3000);
     const struct {
         const char* signer;
         const char* options;
@@ -83,7 +83,7 @@ TEST(SpreadOut, SignedMessagesReadAsBefore) {
 
 TEST(SpreadOut, EnvelopedMessagesReadAsBefore) {
     SKIP_WITHOUT_ENGINE();
-    const Bytes content = Noise(3000);
+    const Bytes content = Pattern(3000);
     const struct {
         const char* recipient;
         const char* options;

@@ -175,12 +175,6 @@ TEST_F(EstTest, WhoIsKnown) {
     EXPECT_EQ(static_cast<DWORD>(Submit(at("ann:%7x@"), RequestNamed("ann"))), kOtherKind);
 }
 
-std::size_t CountOf(std::string_view word, std::string_view text) {
-    std::size_t count = 0;
-    for (std::size_t at = 0; (at = text.find(word, at)) != text.npos; ++at) ++count;
-    return count;
-}
-
 // What a certificate looks like under each flag, as the openssl command reads it.
 TEST_F(EstTest, FormsOfTheAnswer) {
     TrustServer();
