@@ -1,13 +1,13 @@
 """-creatrqst and -instcert from a request to messages, with an authority of openssl."""
 
 import base64
-import json
 import os
 import re
 import shutil
 import subprocess
 import unittest
 
+import tokens
 from kestrel_case import KESTREL, KestrelCase, closing, error_line
 
 SAVED = b"Request is saved in file.\n"
@@ -21,17 +21,13 @@ REQUEST_KEYS = ["-dn", "CN=Ann", "-provtype", "24"]
 class Enroll(KestrelCase):
     def setUp(self):
         super().setUp()
-        self.openssl("genrsa", "-out", "ca.key", "2048")
-        self.openssl("req", "-x509", "-new", "-key", "ca.key", "-subj", "/CN=Authority", "-days",
-                     "30", "-out", "ca.pem", "-addext", "basicConstraints=critical,CA:TRUE",
-                     "-addext", "subjectKeyIdentifier=hash")
+        self.self_sign("Authority", "basicConstraints=critical,CA:TRUE", "subjectKeyIdentifier=hash")
+        for kind in ("key", "pem"):
+            os.rename(self.path("Authority." + kind), self.path("ca." + kind))
         self.write("ids", b"authorityKeyIdentifier=keyid\n")
 
     def use_version(self, version):
-        os.makedirs(self.path("machine"), exist_ok=True)
-        self.write("machine/registry.reg", b"Windows Registry Editor Version 5.00\r\n\r\n"
-                   b"[HKEY_LOCAL_MACHINE\\Software\\Kestrel\\Platform]\r\n"
-                   b'"Version"=dword:%08x\r\n"InstallRoots"=dword:00000002\r\n' % version)
+        self.set_machine(f'"Version"=dword:{version:08x}', '"InstallRoots"=dword:00000002')
 
     def raw(self, *args, stdin=b"", env=None):
         """Without a terminal, so that nobody is asked."""
@@ -117,8 +113,7 @@ class Enroll(KestrelCase):
                 self.use(name, receives)
 
     def provider_name(self, kind):
-        rows = json.loads(self.ctl("providers", "--json"))
-        return next(row["provider"] for row in rows if row["type"] == str(kind))
+        return dict(self.columns("providers", "type", "provider"))[str(kind)]
 
     def test_usages_of_both_controls(self):
         rows = [  # keys, key usage with the older control, with the newer one
@@ -149,10 +144,8 @@ class Enroll(KestrelCase):
         self.assertIn(b"Error: ", body)
 
     def extension(self, number, critical=False, value=b"\x05\x00"):
-        inner = b"\x06\x03\x2a\x03" + bytes([number])
-        inner += b"\x01\x01\xff" if critical else b""
-        inner += b"\x04" + bytes([len(value)]) + value
-        return b"\x30" + bytes([len(inner)]) + inner
+        return tokens.sequence(tokens.oid(f"1.2.3.{number}"), b"\x01\x01\xff" if critical else b"",
+                               tokens.octets(value))
 
     def test_extensions(self):
         keys = []
@@ -277,11 +270,11 @@ class Enroll(KestrelCase):
         at = der.rindex(b"\x17\x0d")  # a date of the root's
         self.make_certificate("rsa", "stranger")
         self.make_certificate("ec", "pointless")
-        _, point = self.openssl("x509", "-in", "pointless.pem", "-outform", "DER")
+        point = self.der_of("pointless")
         at2 = point.index(b"\x03\x42\x00\x04") + 10
         self.write("pointless.der", point[:at2] + bytes([point[at2] ^ 1]) + point[at2 + 1:])
         self.openssl("x509", "-inform", "DER", "-in", "pointless.der", "-out", "pointless.pem")
-        _, forged = self.openssl("x509", "-in", "cert.pem", "-outform", "DER")
+        forged = self.der_of("cert")
         self.write("f.der", forged[:-1] + bytes([forged[-1] ^ 1]))
         self.openssl("x509", "-inform", "DER", "-in", "f.der", "-out", "f.pem")
         for one, other in (("f", "ca"), ("cert", "pointless")):

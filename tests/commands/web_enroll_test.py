@@ -1,7 +1,6 @@
 """-creatcert and -pendcert over the web pages of a standard authority."""
 
 import base64
-import json
 import os
 import re
 import struct
@@ -53,11 +52,6 @@ class WebEnroll(KestrelCase):
         self.web.pages[PAGE] = self.reply
         self.set_machine('"InstallRoots"=dword:00000002')
 
-    def set_machine(self, setting):
-        os.makedirs(self.path("machine"), exist_ok=True)
-        self.write("machine/registry.reg", b"Windows Registry Editor Version 5.00\r\n\r\n"
-                   b"[HKEY_LOCAL_MACHINE\\Software\\Kestrel\\Platform]\r\n%s\r\n" % setting.encode())
-
     def reply(self, body):
         self.forms.append(body.decode())
         if self.answer is None:
@@ -72,7 +66,7 @@ class WebEnroll(KestrelCase):
                 *keys]
 
     def count(self, store):
-        return len(json.loads(self.ctl("store", "list", store, "--json")))
+        return len(self.listing("store", "list", store))
 
     def test_as_the_server_sees_it(self):
         self.pages.write("policy", "denied")
@@ -101,9 +95,8 @@ class WebEnroll(KestrelCase):
         self.assertEqual([self.count(store) for store in ("My", "Root", "REQUEST")], [1, 1, 0])
         self.write("in", b"what Ann has to say")
         self.succeed("-sign", "-norev", "-dn", "Ann", "-der", "in", "sig")
-        self.openssl("cms", "-verify", "-inform", "DER", "-in", "sig", "-CAfile",
-                     "authority/ca.pem", "-purpose", "any", "-out", "out")
-        self.assertEqual(self.read("out"), self.read("in"))
+        self.cms_verify("sig", "authority/ca.pem")
+        self.same("out2")
 
     def test_approved_between_two_runs(self):
         self.pages.write("policy", "pending")

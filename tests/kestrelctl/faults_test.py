@@ -2,7 +2,6 @@
 
 import contextlib
 import functools
-import json
 import os
 import re
 import resource
@@ -60,8 +59,7 @@ class Faults(KestrelCase):
 
     def state(self):
         """What a user sees; the listing must work at any time."""
-        rows = json.loads(self.ctl("identity", "list", "--json"))
-        return [(row["container"], row["password"], row["state"]) for row in rows]
+        return self.columns("identity list", "container", "password", "state")
 
     def stores(self):
         """How many certificates each store has, by SQLite alone."""
@@ -132,8 +130,7 @@ class Faults(KestrelCase):
     def test_files_that_cannot_grow(self):
         """What is undone after a failure must need no room, either."""
         self.make_certificate("ec", "x")
-        self.openssl("pkcs12", "-export", "-inkey", "x.key", "-in", "x.pem", "-out", "x.p12",
-                     "-passout", "pass:p", "-iter", "1")
+        self.export("x", "-iter", "1")
         whole = [("x", "no", "")]
         rows = [
             (["create", "CN=x", "--provtype", "16", "--trust"], [], whole),
@@ -176,12 +173,6 @@ class Faults(KestrelCase):
             with self.subTest(name):
                 self.with_faults(command, check)
 
-    def trust_all_roots(self):
-        os.makedirs(self.path("machine"))
-        self.write("machine/registry.reg", b"Windows Registry Editor Version 5.00\r\n\r\n"
-                   b"[HKEY_LOCAL_MACHINE\\Software\\Kestrel\\Platform]\r\n"
-                   b'"InstallRoots"=dword:00000002\r\n')
-
     def test_request(self):
         """A key whose request did not get out is whole, and one of a run that failed is gone."""
         command = [KESTREL, "-creatrqst", "-silent", "-provtype", "16", "-dn", "CN=x", "out"]
@@ -190,7 +181,7 @@ class Faults(KestrelCase):
         def check(killed, done):
             keyed = len(self.state())
             self.assertLessEqual(keyed, 1)
-            waiting = len(json.loads(self.ctl("request", "list", "--json")))
+            waiting = len(self.listing("request", "list"))
             self.assertTrue(killed or waiting == keyed, done.stdout)
             self.assertEqual(self.run_plainly(command).returncode, 0)
             self.assertEqual(len(self.state()), keyed + 1)
@@ -200,9 +191,8 @@ class Faults(KestrelCase):
         self.with_faults(command, check)
 
     def test_installation(self):
-        self.trust_all_roots()
-        self.openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", "ca.key", "-subj",
-                     "/CN=ca", "-out", "ca.pem", "-days", "30")
+        self.set_machine('"InstallRoots"=dword:00000002')
+        self.self_sign("ca")
         self.succeed("-creatrqst", "-silent", "-provtype", "16", "-dn", "CN=x", "-der", "x.csr")
         self.openssl("x509", "-req", "-days", "60", "-inform", "DER", "-in", "x.csr", "-CA",
                      "ca.pem", "-CAkey", "ca.key", "-CAcreateserial", "-out", "x.pem")
@@ -221,8 +211,7 @@ class Faults(KestrelCase):
 
     def test_import(self):
         self.make_certificate("ec", "x")
-        self.openssl("pkcs12", "-export", "-inkey", "x.key", "-in", "x.pem", "-out", "x.p12",
-                     "-passout", "pass:p", "-iter", "1")
+        self.export("x", "-iter", "1")
         self.sweep(["identity", "import", "x.p12", "--password", "p"], [], [("x", "no", "")],
                    {"My": 1}, ["x/exchange.key"], [("x", "no", 'not in "My"')])
 

@@ -3,11 +3,10 @@
 import json
 import os
 import re
-import subprocess
 import unittest
 
 from authority import Authority, Web
-from kestrel_case import KESTRELCTL, KestrelCase
+from kestrel_case import KestrelCase
 
 PAGE = os.path.join(os.path.dirname(__file__), "..", "..", "docs", "json.md")
 # What is asked of the sides that setUp fills, so that each answer has a row; its exit status.
@@ -51,8 +50,7 @@ class Json(KestrelCase):
     def document(self, name):
         words, status = LINES[name]
         verb = re.sub(r" NAME$", "", name).split()
-        done = subprocess.run([KESTRELCTL, *verb, *words, "--json"], cwd=self.folder, env=self.env,
-                              capture_output=True, check=False)
+        done = self.run_ctl(*verb, *words, "--json")
         self.assertEqual(done.returncode, status, done.stderr)
         return json.loads(done.stdout)
 

@@ -1,5 +1,6 @@
 """Runs the built programs as a user does: a temporary home, exact output bytes."""
 
+import json
 import os
 import pty
 import select
@@ -115,11 +116,31 @@ class KestrelCase(unittest.TestCase):
         self.assertEqual(status, exit_status(code), f"{args}")
         return body
 
+    def run_ctl(self, *args, stdin=b"", env=None):
+        return subprocess.run([KESTRELCTL, *args], cwd=self.folder, env={**self.env, **(env or {})},
+                              input=stdin, capture_output=True, timeout=120, check=False)
+
     def ctl(self, *args, stdin=b"", status=0):
-        done = subprocess.run([KESTRELCTL, *args], cwd=self.folder, env=self.env, input=stdin,
-                              capture_output=True, timeout=120, check=False)
+        done = self.run_ctl(*args, stdin=stdin)
         self.assertEqual(done.returncode, status, f"{args}: {done.stdout!r} {done.stderr!r}")
         return done.stdout if status == 0 else done.stderr
+
+    def listing(self, *args):
+        return json.loads(self.ctl(*args, "--json"))
+
+    def columns(self, listed, *names):
+        """Those columns of a listing, told by its words."""
+        return [tuple(row[name] for name in names) for row in self.listing(*listed.split())]
+
+    def subjects(self, store):
+        return [row["subject"] for row in self.listing("store", "list", store)]
+
+    def set_machine(self, *lines):
+        """The platform's settings of the machine, these alone."""
+        os.makedirs(self.path("machine"), exist_ok=True)
+        self.write("machine/registry.reg", "\r\n".join((
+            "Windows Registry Editor Version 5.00", "",
+            "[HKEY_LOCAL_MACHINE\\Software\\Kestrel\\Platform]", *lines, "")).encode())
 
     def need_engine(self):
         if not HAS_ENGINE:
@@ -134,6 +155,37 @@ class KestrelCase(unittest.TestCase):
         if status is not None:
             self.assertEqual(done.returncode, status, f"openssl {args}: {done.stderr!r}")
         return done.returncode, done.stdout
+
+    # ---- `openssl cms`, in DER -----------------------------------------------------
+
+    def cms_sign(self, out, signers, *options, source="in", detached=False):
+        words = [] if detached else ["-nodetach"]
+        for signer in signers:
+            words += ["-signer", f"{signer}.pem", "-inkey", f"{signer}.key"]
+        self.openssl("cms", "-sign", "-binary", "-in", source, "-outform", "DER", "-out", out,
+                     *words, *options)
+
+    def cms_verify(self, file, authority, *options, out="out2"):
+        self.openssl("cms", "-verify", "-binary", "-inform", "DER", "-in", file, "-CAfile",
+                     authority, "-purpose", "any", "-out", out, *options)
+
+    def cms_encrypt(self, out, *options, source="in"):
+        self.openssl("cms", "-encrypt", "-binary", "-in", source, "-outform", "DER", "-out", out,
+                     *options)
+
+    def cms_decrypt(self, file, name, out="out2"):
+        self.openssl("cms", "-decrypt", "-binary", "-inform", "DER", "-in", file, "-recip",
+                     f"{name}.pem", "-inkey", f"{name}.key", "-out", out)
+
+    def cms_printed(self, file):
+        return self.openssl("cms", "-cmsout", "-print", "-noout", "-inform", "DER", "-in", file)[1]
+
+    def der_of(self, name):
+        """The certificate NAME.pem."""
+        return self.openssl("x509", "-in", f"{name}.pem", "-outform", "DER")[1]
+
+    def same(self, one, other="in"):
+        self.assertEqual(self.read(one), self.read(other))
 
     def on_terminal(self, cue, typed, *args, ahead=b""):
         """What a terminal shows when this is typed at the first question that ends in the cue."""
@@ -168,9 +220,21 @@ class KestrelCase(unittest.TestCase):
         for option in options:
             arguments += ["-pkeyopt", option]
         self.openssl(*arguments)
-        self.openssl("req", "-x509", "-new", "-key", f"{name}.key", "-subj", f"/CN={name}",
-                     "-days", "60", "-out", f"{name}.pem", "-addext", "basicConstraints=CA:FALSE",
-                     "-addext", "keyUsage=digitalSignature,keyEncipherment,dataEncipherment")
+        self.self_sign(name, "basicConstraints=CA:FALSE",
+                       "keyUsage=digitalSignature,keyEncipherment,dataEncipherment", key=name)
+
+    def self_sign(self, name, *extensions, key=None):
+        """NAME.pem for a key that is there, or NAME.key, too."""
+        keyed = (["-new", "-key", f"{key}.key"] if key else
+                 ["-newkey", "rsa:2048", "-nodes", "-keyout", f"{name}.key"])
+        more = [word for extension in extensions for word in ("-addext", extension)]
+        self.openssl("req", "-x509", *keyed, "-subj", f"/CN={name}", "-days", "60", "-out",
+                     f"{name}.pem", *more)
+
+    def export(self, name, *options, out=None, key=None):
+        """The PKCS #12 file NAME.p12, with the password "p"."""
+        self.openssl("pkcs12", "-export", "-inkey", f"{key or name}.key", "-in", f"{name}.pem", "-out",
+                     out or f"{name}.p12", "-passout", "pass:p", *options)
 
     def make_crl(self, name):
         """An empty list NAME.crl of the authority NAME."""
@@ -183,15 +247,11 @@ class KestrelCase(unittest.TestCase):
     def make_identity(self, kind, name, pin=None, trust=True):
         """An identity made by openssl and taken in from its PKCS #12 file."""
         self.make_certificate(kind, name)
-        self.openssl("pkcs12", "-export", "-inkey", f"{name}.key", "-in", f"{name}.pem",
-                     "-out", f"{name}.p12", "-passout", "pass:transfer")
-        arguments = ["identity", "import", f"{name}.p12", "--password", "transfer",
-                     "--container", name]
+        self.export(name)
+        arguments = ["identity", "import", f"{name}.p12", "--password", "p", "--container", name]
         arguments += ["--pin", pin] if pin is not None else []
         arguments += ["--trust"] if trust else []
         self.ctl(*arguments)
-
-
 
     # ---- what the program prints ---------------------------------------------------
 

@@ -166,6 +166,7 @@ TEST(DecodeEnveloped, HidesWhatWentWrong) {
             const bool keyIsWrong = &row.message != &padding;
             if (error == 0 && keyIsWrong && sink.output != content) continue;
             EXPECT_EQ(error, kBadData);
+            EXPECT_EQ(LastErrorDetail(kBadData), "");
             EXPECT_EQ(sink.finals, 0);
             // The control itself had nothing to say: what came before the end is out.
             EXPECT_EQ(sink.output.empty(), chunk > 512);
