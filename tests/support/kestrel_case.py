@@ -10,6 +10,8 @@ import tempfile
 import time
 import unittest
 
+from enrolment.openssl import ENGINE, has_engine
+
 KESTREL = os.environ.get("KESTREL", "kestrel")
 KESTRELCTL = os.environ.get("KESTRELCTL", "kestrelctl")
 VERSION_LINE_END = b".\nCommand prompt Utility for data protection.\n"
@@ -30,22 +32,12 @@ ALL_KEYS = tuple(kind for kind in KEYS if kind != "pss")
 TRANSPORT_KEYS = ("rsa", "gost2001", "gost256", "gost512")
 
 # The other side of the GOST tests; what needs it is skipped without.
-HAS_ENGINE = subprocess.run(["openssl", "engine", "gost"], capture_output=True,
-                            check=False).returncode == 0
+HAS_ENGINE = has_engine()
 
 PLAIN_CONFIG = """[req]
 distinguished_name = name
 [name]
 """
-ENGINE_CONFIG = """openssl_conf = top
-[top]
-engines = engines
-[engines]
-gost = gost
-[gost]
-engine_id = gost
-default_algorithms = ALL
-""" + PLAIN_CONFIG
 
 
 def error_line(text, code):
@@ -71,7 +63,7 @@ class KestrelCase(unittest.TestCase):
         self.env.update(KESTREL_HOME=self.home, KESTREL_MACHINE_HOME=self.path("machine"))
         self.env.pop("OPENSSL_CONF", None)
         with open(self.path("engine.cnf"), "w", encoding="ascii") as config:
-            config.write(ENGINE_CONFIG if HAS_ENGINE else PLAIN_CONFIG)
+            config.write((ENGINE if HAS_ENGINE else "") + PLAIN_CONFIG)
 
     def path(self, name):
         return os.path.join(self.folder, name)
