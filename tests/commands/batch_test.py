@@ -241,8 +241,7 @@ class Signatures(BatchCase):
         self.assertNotIn(b"crls:\n      <ABSENT>", text)
 
     def test_signer_comes_from_the_message_or_the_criterion(self):
-        for name in ("ann", "bob"):
-            self.make_identity("rsa", name)
+        self.make_identities("ann", "bob")
         self.write("a", b"content")
         for keys, other in (([], NO_SIGNER), (["-cert"], 0)):
             self.succeed("-signf", "-dn", "ann", *keys, "a")
@@ -250,8 +249,7 @@ class Signatures(BatchCase):
             self.fail_with(other, *self.verify("bob"), "a")
 
     def test_all_embedded_certificates_are_looked_at(self):
-        for name in ("ann", "bob"):
-            self.make_identity("rsa", name)
+        self.make_identities("ann", "bob")
         self.write("a", b"content")
         for keys, code in ((["-nocerts"], NO_SIGNER), ([], 0)):
             self.cms_sign("a.sgn", ["ann"], "-certfile", "bob.pem", *keys, source="a", detached=True)

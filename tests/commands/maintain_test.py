@@ -5,6 +5,7 @@ import os
 import unittest
 
 from kestrel_case import ALL_KEYS, KestrelCase, error_line
+from tokens import elements, take
 
 NO_SIGNATURE = 0x200001F8
 SIGNING = b"Signing the data...\n"
@@ -13,29 +14,9 @@ DELETED = b"The signature is deleted.\n"
 VALUE = bytes.fromhex("0c056c6f63616c")
 
 
-def element(data, at=0):
-    """Tag, start and end of the contents, and end of the BER element at `at`."""
-    tag, length, start = data[at], data[at + 1], at + 2
-    if length == 0x80:
-        end = start
-        while data[end:end + 2] != b"\0\0":
-            end = element(data, end)[3]
-        return tag, start, end, end + 2
-    if length > 0x80:
-        start += length - 0x80
-        length = int.from_bytes(data[at + 2:start], "big")
-    return tag, start, start + length, start + length
-
-
 def children(data):
     """The elements inside the first element of `data`, each whole."""
-    _, at, end, _ = element(data)
-    found = []
-    while at < end:
-        behind = element(data, at)[3]
-        found.append(data[at:behind])
-        at = behind
-    return found
+    return [whole for _, _, whole in elements(take(data)[1])]
 
 
 class Parts:
@@ -312,9 +293,7 @@ class Maintain(KestrelCase):
     def refused(self, words, code, body):
         if body is not None:
             return self.expect(words, code, body)
-        status, printed = self.kestrel(*words)
-        self.assertNotEqual(status, 0)
-        self.assertEqual(printed.count(b"Error: "), 1)
+        printed = self.fail_with(None, *words, errors=1)
         self.assertNotIn(b"Unknown error.", printed)
         if code is not None:
             self.assertIn(b"(0x%X)\n" % code, printed)

@@ -19,8 +19,7 @@ NO_SIGNATURES_GOOD = 0x200001F9
 class RevocationCase(KestrelCase):
     def setUp(self):
         super().setUp()
-        self.web = Web()
-        self.addCleanup(self.web.close)
+        self.web = Web(self)
         self.root = Authority(self, self.web, "root")
         self.ctl("trust", "root.pem")
         self.root.publish()
@@ -189,8 +188,6 @@ class BadAnswersTest(RevocationCase):
     def test_lists(self):
         good = self.low.publish()
         self.openssl("crl", "-in", "low.crl", "-out", "low.crl.pem")
-        self.low.publish(seconds=1, page="/old")
-        time.sleep(2)
         pages = self.web.pages
         pages["/circle"] = (302, {"Location": "/circle"}, b"")
         pages["/once"] = (302, {"Location": "/good"}, b"")
@@ -207,7 +204,6 @@ class BadAnswersTest(RevocationCase):
             ("an empty answer", b"", UNKNOWN),
             ("a page", b"<html><body>Log in first</body></html>", UNKNOWN),
             ("a list of another authority", pages["/high.crl"], UNKNOWN),
-            ("one out of date", pages["/old"], UNKNOWN),
             ("one that was cut", good[:-1], UNKNOWN),
             ("one that was altered", good[:-1] + bytes([good[-1] ^ 1]), UNKNOWN),
             ("65 MiB", bytes(65 * 1024 * 1024), UNKNOWN),
@@ -220,34 +216,17 @@ class BadAnswersTest(RevocationCase):
                 self.assertEqual(self.verdict("ann"), status)
 
     def test_responders(self):
-        leaf = self.low.access(responder=True)
-        self.leaf("ann", leaf)
-        self.leaf("bob", leaf)
-        self.high.issue("foreign", DELEGATE)
-        self.low.issue("plain", END)
-        self.low.respond("delegate")
+        self.leaf("ann", self.low.access(responder=True))
         self.low.publish()
         for name, more in (("gone", ""), ("never", "noCheck=ignored\n"), ("there", "")):
             self.low.issue(name, END + "extendedKeyUsage=OCSPSigning\n" + self.low.points() + more)
             if name != "there":
                 self.low.revoke(name)
         self.low.publish()
-        self.verdict("bob")
-        of_bob = {}
-
-        def recorded(request):
-            of_bob["answer"] = self.low.answer(request, "delegate")
-            return of_bob["answer"]
-        self.web.pages["/low.ocsp"] = recorded
-        self.assertEqual(self.verdict("bob"), "good")
-        rows = [
+        rows = [  # whose answers count: tests/platform/chain/ocsp_test.cpp
             ("a delegate", lambda r: self.low.answer(r, "delegate"), "good"),
-            ("the issuer", lambda r: self.low.answer(r, "low"), "good"),
-            ("by its key, without next update",
+            ("the issuer, by its key, without next update",
              lambda r: self.low.answer(r, "low", ("-resp_key_id",)), "good"),
-            ("about another certificate", of_bob["answer"], UNKNOWN),
-            ("a delegate without the usage", lambda r: self.low.answer(r, "plain"), UNKNOWN),
-            ("another authority's delegate", lambda r: self.low.answer(r, "foreign"), UNKNOWN),
             ("another authority", lambda r: self.low.answer(r, "high"), UNKNOWN),
             ("a revoked delegate", lambda r: self.low.answer(r, "gone"), UNKNOWN),
             ("one that is not", lambda r: self.low.answer(r, "there"), "good"),

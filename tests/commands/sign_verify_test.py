@@ -18,6 +18,10 @@ def verified(name):
 
 
 class SignVerify(KestrelCase):
+    def setUp(self):
+        super().setUp()
+        self.write("in", b"content")
+
     def test_every_key_and_form_round_trips_and_openssl_agrees(self):
         self.write("in", bytes(range(256)) * 300)
         for kind in (*ALL_KEYS, "pss"):
@@ -76,7 +80,6 @@ class SignVerify(KestrelCase):
 
     def test_unknown_algorithms_are_named(self):
         self.make_identity("rsa", "rsa")
-        self.write("in", b"content")
         self.cms_sign("good", ["rsa"], "-noattr")
         for known, name in ((b"\x60\x86\x48\x01\x65\x03\x04\x02\x01", b"2.16.840.1.101.3.4.2.99"),
                             (b"\x2a\x86\x48\x86\xf7\x0d\x01\x01\x01", b"1.2.840.113549.1.1.99")):
@@ -89,7 +92,6 @@ class SignVerify(KestrelCase):
     def test_two_signers_and_the_criterion(self):
         for name, kind in (("ann", "rsa"), ("bob", "ec")):
             self.make_identity(kind, name)
-        self.write("in", b"content")
         self.cms_sign("msg", ["ann", "bob"], "-nocerts")
         skip = (b"Skipping the signature due to signer certificate is not in certificate "
                 b"criterion.\n")
@@ -112,9 +114,7 @@ class SignVerify(KestrelCase):
                     self.assertNotIn(text, body)
 
     def test_embedded_signer_outside_the_criterion_is_skipped(self):
-        for name in ("ann", "bob"):
-            self.make_identity("rsa", name)
-        self.write("in", b"content")
+        self.make_identities("ann", "bob")
         self.succeed("-sign", "-dn", "ann", "in", "msg")
         body = self.fail_with(NO_SIGNATURES_GOOD, "-verify", "-dn", "bob", "msg")
         self.assertIn(b"Skipping the signature due to signer certificate is not in", body)
@@ -122,7 +122,6 @@ class SignVerify(KestrelCase):
 
     def test_nocert_leaves_the_certificate_to_the_criterion(self):
         self.make_identity("rsa", "ann")
-        self.write("in", b"content")
         self.succeed("-sign", "-dn", "ann", "-nocert", "-der", "in", "msg")
         self.assertNotIn(self.pem_body("ann"), base64.b64encode(self.read("msg")))
         self.assertIn(verified("ann"), self.succeed("-verify", "msg"))
@@ -136,7 +135,6 @@ class SignVerify(KestrelCase):
 
     def test_chain_questions(self):
         self.make_identity("rsa", "ann", trust=False)
-        self.write("in", b"content")
         found = self.chosen("ann", checked=False)
         question = (b"Certificate chain is not checked for this certificate:\n" + self.summary("ann") +
                     b"The certificate or certificate chain is based on an untrusted root.\n")
@@ -160,7 +158,6 @@ class SignVerify(KestrelCase):
 
     def test_verify_chain_answers(self):
         self.make_identity("rsa", "ann", trust=False)
-        self.write("in", b"content")
         self.succeed("-sign", "-dn", "ann", "-nochain", "in", "msg")
         rows = [
             ("yes", [], b"Y", 0, True),
@@ -176,7 +173,6 @@ class SignVerify(KestrelCase):
 
     def test_key_usage_of_signers(self):
         self.make_identity("rsa", "ann")
-        self.write("in", b"content")
         unfit = b"The certificate or certificate chain is not valid for its proposed usage.\n"
         rows = [("keyEncipherment", False), ("keyEncipherment,digitalSignature", True),
                 ("nonRepudiation", True)]
@@ -197,7 +193,6 @@ class SignVerify(KestrelCase):
     def test_passwords(self):
         self.make_identity("rsa", "ann", pin="right")
         self.make_identity("gost512", "gost", pin="right")
-        self.write("in", b"content")
         for name in ("ann", "gost"):
             with self.subTest(name):
                 self.succeed("-sign", "-dn", name, "-pin", "right", "in", "msg")
@@ -209,7 +204,6 @@ class SignVerify(KestrelCase):
 
     def test_attributes(self):
         self.make_identity("rsa", "ann")
-        self.write("in", b"content")
         self.write("a.bin", bytes.fromhex("0c056c6f63616c"))
         self.write("b,c.bin", bytes.fromhex("020107"))
         self.succeed("-sign", "-dn", "ann", "-der", "-authattr", "1.2.3.4,a.bin", "-attr",
@@ -227,7 +221,6 @@ class SignVerify(KestrelCase):
 
     def test_crl_goes_into_the_message(self):
         self.make_identity("rsa", "ann")
-        self.write("in", b"content")
         self.fail_with(0x80092004, "-sign", "-dn", "ann", "-crl", "in", "msg")
         self.make_crl("ann")
         self.ctl("store", "add", "CA", "ann.crl")
@@ -238,7 +231,6 @@ class SignVerify(KestrelCase):
 
     def test_refusals_before_anything_is_written(self):
         self.make_identity("rsa", "ann")
-        self.write("in", b"content")
         found = self.chosen("ann")
         rows = [
             ("stray key", ["-dn", "ann", "-yes", "in", "msg"], 0x200000CE,
@@ -259,7 +251,6 @@ class SignVerify(KestrelCase):
 
     def test_outputs_that_are_left_alone(self):
         self.make_identity("ec", "ann")
-        self.write("in", b"content")
         self.succeed("-sign", "-dn", "ann", "in", "msg")
         message = self.read("msg")
         os.link(self.path("msg"), self.path("twin"))
@@ -271,7 +262,6 @@ class SignVerify(KestrelCase):
 
     def test_start(self):
         self.make_identity("rsa", "ann")
-        self.write("in", b"content")
         self.succeed("-sign", "-dn", "ann", "in", "msg")
         os.mkdir(self.path("bin"))
         script = self.write("bin/cmd", b"#!/bin/sh\necho \"$@\" >started\n")

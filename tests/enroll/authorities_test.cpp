@@ -18,7 +18,6 @@ class Client final : public UnixRequestImpl {
 
     using UnixRequestImpl::Name;
     using UnixRequestImpl::Password;
-    using UnixRequestImpl::SetDisposition;
 };
 
 class Counted final : public PasswordCallback {
@@ -107,25 +106,6 @@ TEST(Authorities, Credentials) {
             client.SetCredential(0, row.type, TextOf(row.name).Get(), TextOf(row.password).Get()),
             row.expected)
             << row.what;
-    }
-}
-
-TEST(Authorities, Dispositions) {
-    const struct {
-        LONG disposition;
-        const wchar_t* text;  // null: none
-    } rows[] = {{-1, nullptr},
-                {0, L"Request did not complete"},
-                {3, L"Certificate issued"},
-                {5, L"Request taken under submission"},
-                {6, nullptr}};
-    for (const auto& row : rows) {
-        Client client;
-        client.SetDisposition(row.disposition);
-        ComText text;
-        const HRESULT result = client.GetDispositionMessage(text.Fill());
-        EXPECT_EQ(static_cast<DWORD>(result), row.text != nullptr ? 0U : 0x80090027U);
-        EXPECT_EQ(text.View(), row.text != nullptr ? row.text : L"");
     }
 }
 

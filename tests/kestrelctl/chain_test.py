@@ -11,8 +11,7 @@ from kestrel_case import KestrelCase
 class ChainTest(KestrelCase):
     def setUp(self):
         super().setUp()
-        self.web = Web()
-        self.addCleanup(self.web.close)
+        self.web = Web(self)
         self.root = Authority(self, self.web, "root")
         self.root.publish()
         self.root.issue("ann", END + self.root.points())

@@ -38,8 +38,7 @@ def sections():
 class Json(KestrelCase):
     def setUp(self):
         super().setUp()
-        self.web = Web()
-        self.addCleanup(self.web.close)
+        self.web = Web(self)
         self.ctl("identity", "create", "CN=Ann", "--days", "3")
         self.succeed("-creatrqst", "-dn", "CN=Waits", "-provtype", "24", "-silent", "waits.p10")
         self.ctl("policy", "set", "NonceLength", "16")

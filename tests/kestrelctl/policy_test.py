@@ -1,6 +1,5 @@
 """kestrelctl policy: names, kinds, lists and files of the time-stamp policy."""
 
-import json
 import os
 import re
 import unittest

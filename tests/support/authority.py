@@ -50,10 +50,13 @@ class Handler(loopback.Handler):
 
 
 class Web(loopback.Server):
-    def __init__(self):
+    """Ends with its test."""
+
+    def __init__(self, case):
         super().__init__(Handler)
         self.pages, self.asked, self.heads = {}, [], []
         self.start()
+        case.addCleanup(self.close)
 
 
 class Authority:

@@ -54,6 +54,7 @@ def exit_status(code):
 
 class KestrelCase(unittest.TestCase):
     """A test in a folder of its own, with empty user and machine sides."""
+    apart = False  # from the terminal that the tests were started on
 
     def setUp(self):
         self.folder = tempfile.mkdtemp(prefix="kestrel-")
@@ -80,7 +81,8 @@ class KestrelCase(unittest.TestCase):
     def raw(self, *args, stdin=b"", env=None):
         """Runs kestrel in the test's folder; nothing may ever be on standard error."""
         done = subprocess.run([KESTREL, *args], cwd=self.folder, env={**self.env, **(env or {})},
-                              input=stdin, capture_output=True, timeout=300, check=False)
+                              input=stdin, capture_output=True, timeout=300, check=False,
+                              start_new_session=self.apart)
         self.assertEqual(done.stderr, b"", f"{args}: something on standard error")
         return done.returncode, done.stdout
 
@@ -102,10 +104,16 @@ class KestrelCase(unittest.TestCase):
         self.assertTrue(status == 0 and body.endswith(OK), f"{args}: {status} {body!r}")
         return body
 
-    def fail_with(self, code, *args, stdin=b""):
+    def fail_with(self, code, *args, stdin=b"", errors=None):
+        """Ends with the code, or (None) fails with any; `errors`: how many lines tell of one."""
         status, body = self.kestrel(*args, stdin=stdin)
-        self.assertTrue(body.endswith(closing(code)), f"{args}: {status} {body!r}")
-        self.assertEqual(status, exit_status(code), f"{args}")
+        if code is None:
+            self.assertNotEqual(status, 0, f"{args}: {body!r}")
+        else:
+            self.assertTrue(body.endswith(closing(code)), f"{args}: {status} {body!r}")
+            self.assertEqual(status, exit_status(code), f"{args}")
+        if errors is not None:
+            self.assertEqual(body.count(b"Error: "), errors, f"{args}: {body!r}")
         return body
 
     def run_ctl(self, *args, stdin=b"", env=None):
@@ -235,6 +243,10 @@ class KestrelCase(unittest.TestCase):
                              b"default_crl_days=10\n")
         self.openssl("ca", "-config", "ca.cnf", "-gencrl", "-cert", f"{name}.pem", "-keyfile",
                      f"{name}.key", "-out", f"{name}.crl")
+
+    def make_identities(self, *names):
+        for name in names:
+            self.make_identity("rsa", name)
 
     def make_identity(self, kind, name, pin=None, trust=True):
         """An identity made by openssl and taken in from its PKCS #12 file."""

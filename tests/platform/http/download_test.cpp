@@ -3,8 +3,8 @@
 
 #include <cstdlib>
 
-#include "platform/stores/store.h"
 #include "tests/platform/http/servers.h"
+#include "tests/support/certificates.h"
 
 namespace platform::testing {
 namespace {
@@ -51,8 +51,7 @@ DWORD Fetched(const std::string& address, const Bytes& body = {}) {
 
 TEST_F(HomesTest, WhatDownloadsTake) {
     MakeAuthority();
-    OpenSystemStore(Side::User, "Root", OpenMode::OpenOrCreate)
-        ->Add(*ReadBundle(ReadFile("root.pem")).certificates.front(), CERT_STORE_ADD_NEW);
+    Trust("root.pem");
     const auto http = [](const std::string& object) {
         return "http://127.0.0.1:" + std::to_string(Own().clear) + object;
     };

@@ -10,6 +10,7 @@
 #include "platform/providers/openssl.h"
 #include "platform/stores/store.h"
 #include "tests/platform/http/servers.h"
+#include "tests/support/certificates.h"
 
 namespace platform::testing {
 namespace {
@@ -28,14 +29,10 @@ std::shared_ptr<Certificate> Read(const std::string& name) {
 class TlsTest : public HomesTest {
   protected:
     TlsTest() { MakeAuthority(); }
-    static void Trust(Side side) {
-        OpenSystemStore(side, "Root", OpenMode::OpenOrCreate)
-            ->Add(*Read("root"), CERT_STORE_ADD_ALWAYS);
-    }
 };
 
 TEST_F(TlsTest, EveryFlagTakesAwayWhatItsNameSays) {
-    Trust(Side::User);
+    Trust("root.pem");
     const OwnServer& own = Own();
     const struct {
         const char* name;
@@ -88,7 +85,7 @@ TEST_F(TlsTest, RootOfBothSidesIsTrusted) {
     }
     for (const Side side : {Side::User, Side::Machine}) {
         Clear();
-        Trust(side);
+        Trust("root.pem", side);
         EXPECT_EQ(Exchange(Own().good, "/", true).Run(), 0U);
         EXPECT_EQ(Exchange(Own().good, "/", true, "GET", "", "localhost").Run(), 0U);
     }
@@ -107,7 +104,7 @@ TEST_F(TlsTest, RulesMayChangeBetweenSends) {
 }
 
 TEST_F(TlsTest, RedirectsStaySecure) {
-    Trust(Side::User);
+    Trust("root.pem");
     const auto location = [](const char* scheme, WORD port) {
         return std::string("/status?code=302&to=") + scheme +
                "://127.0.0.1:" + std::to_string(port) + "/";
@@ -127,7 +124,7 @@ TEST_F(TlsTest, RedirectsStaySecure) {
 
 class ClientTest : public TlsTest {
   protected:
-    ClientTest() { Trust(Side::User); }
+    ClientTest() { Trust("root.pem"); }
 
     // The certificate "client", bound to a fresh container of the name given.
     static std::shared_ptr<Certificate> Install(const std::string& name,

@@ -251,10 +251,7 @@ TEST_F(StoresTest, ContextsOutliveTheirStore) {
         EXPECT_EQ(found->hCertStore, store.get());
         EXPECT_TRUE(CertCloseStore(store.release(), CERT_CLOSE_STORE_FORCE_FLAG));
         EXPECT_EQ(found->cbCertEncoded, NumberedCertificate(1).size());
-        BYTE hash[20];
-        DWORD size = sizeof hash;
-        EXPECT_TRUE(
-            CertGetCertificateContextProperty(found.get(), CERT_SHA1_HASH_PROP_ID, hash, &size));
+        EXPECT_EQ(PropertyOf(found.get(), CERT_SHA1_HASH_PROP_ID).size(), 20U);
         EXPECT_TRUE(CertDeleteCertificateFromStore(found.release()));
     }
     EXPECT_EQ(Walk(OpenSystem("My")), "");
@@ -303,16 +300,12 @@ TEST_F(StoresTest, FindsByEveryKind) {
     CertHolder leaf = Context(ReadFile("leaf.cer"));
     CertHolder ec = ContextOf("p256");
     const CertHolder stranger = Context(NumberedCertificate(1));
-    BYTE hash[20];
-    DWORD size = sizeof hash;
-    CertGetCertificateContextProperty(ec.get(), CERT_SHA1_HASH_PROP_ID, hash, &size);
-    CRYPT_HASH_BLOB hashBlob{20, hash};
-    Bytes key(64);
-    size = 64;
-    CertGetCertificateContextProperty(ec.get(), CERT_KEY_IDENTIFIER_PROP_ID, key.data(), &size);
+    Bytes hash = PropertyOf(ec.get(), CERT_SHA1_HASH_PROP_ID);
+    CRYPT_HASH_BLOB hashBlob{20, hash.data()};
+    Bytes key = PropertyOf(ec.get(), CERT_KEY_IDENTIFIER_PROP_ID);
     CERT_ID byKey{};
     byKey.dwIdChoice = CERT_ID_KEY_IDENTIFIER;
-    byKey.KeyId = {size, key.data()};
+    byKey.KeyId = {static_cast<DWORD>(key.size()), key.data()};
     CERT_ID bySerial{};
     bySerial.dwIdChoice = CERT_ID_ISSUER_SERIAL_NUMBER;
     bySerial.IssuerSerialNumber = {leaf->pCertInfo->Issuer, leaf->pCertInfo->SerialNumber};
