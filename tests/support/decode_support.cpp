@@ -40,6 +40,10 @@ Decoding::Decoding(Sink* sink, DWORD flags, DWORD type) {
     EXPECT_NE(handle_, nullptr) << std::hex << GetLastError();
 }
 
+Decoding::Decoding(const Bytes& whole, DWORD flags) : Decoding(nullptr, flags) {
+    EXPECT_EQ(Update(whole, true), 0U);
+}
+
 Decoding::~Decoding() { EXPECT_TRUE(CryptMsgClose(handle_)); }
 
 DWORD Decoding::Update(ByteView piece, bool isFinal) {

@@ -32,6 +32,8 @@ class Decoding {
   public:
     // No sink: the whole message is held.
     explicit Decoding(Sink* sink, DWORD flags = 0, DWORD type = 0);
+    // Held, and read already.
+    explicit Decoding(const Bytes& whole, DWORD flags = 0);
     ~Decoding();
     Decoding(const Decoding&) = delete;
     Decoding& operator=(const Decoding&) = delete;

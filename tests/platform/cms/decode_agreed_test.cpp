@@ -179,8 +179,7 @@ TEST(DecodeAgreed, OpensEveryForm) {
         SCOPED_TRACE(form.name);
         const Bytes message = MessageOf(form, {}, content);
         EXPECT_EQ(Open(form, message, content), 0U);
-        Decoding whole(nullptr);
-        ASSERT_EQ(whole.Update(message, true), 0U);
+        Decoding whole(message);
         EXPECT_EQ(whole.Number(CMSG_RECIPIENT_COUNT_PARAM), 3U);
         EXPECT_EQ(whole.Decrypt(IdentityOf(form.identity).provider, 2),
                   Code(CRYPT_E_RECIPIENT_NOT_FOUND));

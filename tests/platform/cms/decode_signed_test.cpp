@@ -96,8 +96,7 @@ TEST(DecodeSigned, ReadsInAnyPiecesAndWhole) {
             CheckSigners(message, row);
         }
         EXPECT_EQ(LiveHandles(), handles);
-        Decoding whole(nullptr);
-        ASSERT_EQ(whole.Update(encoded, true), 0U);
+        Decoding whole(encoded);
         EXPECT_EQ(whole.Value(CMSG_CONTENT_PARAM), content);
         CheckSigners(whole, row);
         // What is encoded again is judged by another reader.
@@ -137,8 +136,7 @@ TEST(DecodeSigned, ASignerHasAName) {
         {"octets for an attribute", 4, der::kOctetString, Code(CRYPT_E_ASN1_BADTAG)},
         {"octets for a type", 6, der::kOctetString, Code(CRYPT_E_ASN1_BADTAG)},
     };
-    Decoding message(nullptr);
-    ASSERT_EQ(message.Update(SignWith({"rsa"}, "-nodetach", Pattern(10)), true), 0U);
+    Decoding message(SignWith({"rsa"}, "-nodetach", Pattern(10)));
     for (const auto& row : rows) {
         const PCCERT_CONTEXT certificate = WithOctetOfSubject(IdentityOf("rsa"), row.at, row.octet);
         ASSERT_NE(certificate, nullptr) << row.name;
@@ -224,8 +222,7 @@ TEST(DecodeSigned, ReadsContentThatIsNoOctetString) {
         EXPECT_EQ(Hex(sink.output), Hex(inner));
         EXPECT_EQ(stream.Verify(0, CertificateOf("rsa")), 0U);
     }
-    Decoding message(nullptr);
-    ASSERT_EQ(message.Update(encoded, true), 0U);
+    Decoding message(encoded);
     EXPECT_EQ(Hex(message.Value(CMSG_CONTENT_PARAM)), Hex(whole));
     EXPECT_EQ(message.Value(CMSG_ENCODED_MESSAGE), encoded);
 }
