@@ -26,13 +26,6 @@ class SafeWrite(KestrelCase):
         return subprocess.Popen(command, cwd=self.folder, env=self.env, stdin=subprocess.DEVNULL,
                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE)
 
-    def run_here(self, *command, status=None):
-        done = subprocess.run(command, cwd=self.folder, env=self.env, stdin=subprocess.DEVNULL,
-                              capture_output=True, check=False)
-        if status is not None:
-            self.assertEqual(done.returncode, status, (command, done.stdout, done.stderr))
-        return done
-
     def signers(self):
         """How many signatures the message has, all of which openssl must find good."""
         self.cms_verify("msg", "ec.pem")

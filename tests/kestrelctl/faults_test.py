@@ -7,7 +7,6 @@ import re
 import resource
 import shutil
 import sqlite3
-import subprocess
 import tempfile
 import unittest
 
@@ -36,9 +35,7 @@ class Faults(KestrelCase):
 
     def strace(self, *options, command):
         log = self.path("trace")
-        words = ["strace", "-f", "-o", log, "-e", "trace=" + CALLS, *options, *command]
-        done = subprocess.run(words, cwd=self.folder, env=self.env, capture_output=True,
-                              timeout=60, check=False)
+        done = self.run_here("strace", "-f", "-o", log, "-e", "trace=" + CALLS, *options, *command)
         with open(log, encoding="utf-8", errors="replace") as file:
             return done, file.read()
 
@@ -79,13 +76,9 @@ class Faults(KestrelCase):
                         clear.append(os.path.basename(folder) + "/" + name)
         return hidden, sorted(clear)
 
-    def run_plainly(self, command, **options):
-        return subprocess.run(command, cwd=self.folder, env=self.env, capture_output=True,
-                              timeout=60, check=False, **options)
-
     def run_again(self, command, new, stores, clear):
         """The same command ends in the new state, or says that it is so already."""
-        done = self.run_plainly(command)
+        done = self.run_here(*command)
         self.assertIn(done.returncode, (0, 1), done.stderr)
         self.assertEqual((self.state(), self.stores()), (new, stores))
         self.assertEqual(self.leftovers(), ([], clear))
@@ -146,7 +139,7 @@ class Faults(KestrelCase):
                     self.fresh_home()
                     bound = functools.partial(resource.setrlimit, resource.RLIMIT_FSIZE,
                                               (limit, resource.RLIM_INFINITY))
-                    done = self.run_plainly([KESTRELCTL, "identity", *words], preexec_fn=bound)
+                    done = self.run_here(KESTRELCTL, "identity", *words, preexec_fn=bound)
                     self.assertEqual(self.state(), old if done.returncode else new)
                     self.assertEqual(self.leftovers()[0], [])
                 if done.returncode == 0:
@@ -167,7 +160,7 @@ class Faults(KestrelCase):
                 stores = self.stores()
                 self.assertIn(stores, ({"From": 3}, new))
                 self.assertTrue(killed or done.returncode or stores == new, done.stdout)
-                self.run_plainly(command)
+                self.run_here(*command)
                 self.assertEqual(self.stores(), new)
 
             with self.subTest(name):
@@ -183,7 +176,7 @@ class Faults(KestrelCase):
             self.assertLessEqual(keyed, 1)
             waiting = len(self.listing("request", "list"))
             self.assertTrue(killed or waiting == keyed, done.stdout)
-            self.assertEqual(self.run_plainly(command).returncode, 0)
+            self.run_here(*command, status=0)
             self.assertEqual(len(self.state()), keyed + 1)
             self.assertEqual(self.stores(), {"REQUEST": waiting + 1})
             self.assertEqual(self.leftovers()[0], [])
@@ -203,7 +196,7 @@ class Faults(KestrelCase):
 
         def check(killed, done):
             self.assertTrue(killed or done.returncode or (self.state(), self.stores()) == whole)
-            self.assertEqual(self.run_plainly(command).returncode, 0)
+            self.run_here(*command, status=0)
             self.assertEqual((self.state(), self.stores()), whole)
             self.assertEqual(self.leftovers()[0], [])
 

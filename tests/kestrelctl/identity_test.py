@@ -1,6 +1,7 @@
 """Identities as an administrator handles them: files in and out, names, lists, secrets."""
 
 import os
+import shutil
 import subprocess
 import time
 import unittest
@@ -81,7 +82,7 @@ class Identities(KestrelCase):
         os.remove(os.path.join(folder, "bare", "exchange.cer"))
         for file in ("exchange.cer", "exchange.key"):
             os.remove(os.path.join(folder, "empty", file))
-        subprocess.run(["rm", "-r", os.path.join(folder, "gone")], check=True)
+        shutil.rmtree(os.path.join(folder, "gone"))
         row = [r for r in self.listing("store", "list", "My") if r["subject"] == "CN=unlisted"]
         self.ctl("store", "remove", "My", row[0]["thumbprint"])
         self.assertEqual(self.rows("container", "subject", "state"),
@@ -250,9 +251,7 @@ class Identities(KestrelCase):
         rows = [("full", ">/dev/full"), ("closed", ">&-"), ("all closed", "<&- >&- 2>&-")]
         for name, redirection in rows:
             with self.subTest(name):
-                done = subprocess.run(["sh", "-c", f'"$@" {redirection}', "sh", *work],
-                                      env=self.env, capture_output=True, check=False)
-                self.assertEqual(done.returncode, 1)
+                self.run_here("sh", "-c", f'"$@" {redirection}', "sh", *work, status=1)
         self.assertEqual(self.rows("container", "state"), [("x", ""), ("x-2", ""), ("x-3", "")])
 
     def test_password_leaves_the_arguments(self):

@@ -78,6 +78,14 @@ class KestrelCase(unittest.TestCase):
         with open(self.path(name), "rb") as file:
             return file.read()
 
+    def run_here(self, *command, status=None, **options):
+        """Any command, in the test's folder and with its homes."""
+        done = subprocess.run(command, cwd=self.folder, env=self.env, stdin=subprocess.DEVNULL,
+                              capture_output=True, timeout=300, check=False, **options)
+        if status is not None:
+            self.assertEqual(done.returncode, status, (command, done.stdout, done.stderr))
+        return done
+
     def raw(self, *args, stdin=b"", env=None):
         """Runs kestrel in the test's folder; nothing may ever be on standard error."""
         done = subprocess.run([KESTREL, *args], cwd=self.folder, env={**self.env, **(env or {})},
