@@ -7,6 +7,7 @@ import json
 import os
 import re
 import shutil
+import subprocess
 import sys
 import time
 import unittest
@@ -16,7 +17,7 @@ from authority import END, Authority, Web
 from evidence import (AUTHORITY, CONTENT_STAMP, DAY, HOUR, NOW, SIGNATURE_STAMP, SIGNING,
                       STAMPING, Party, Shop, basics, digest_attribute, key_identifier, key_usage,
                       message, moment, signer, stamp)
-from kestrel_case import KestrelCase
+from kestrel_case import KESTRELCTL, KestrelCase
 from tokens import (MESSAGE_DIGEST, attribute, der, elements, octets, oid, response, sequence,
                     take)
 
@@ -49,7 +50,8 @@ class MessageCase(KestrelCase):
             {**schema, "anyOf": [{"$ref": f"#/definitions/{kind}"}]}) for kind in ("verify", "show")}
 
     def run_message(self, verb, *words):
-        return self.run_ctl("message", verb, *words)
+        return subprocess.run([KESTRELCTL, "message", verb, *words], cwd=self.folder, env=self.env,
+                              capture_output=True, timeout=60, check=False)
 
     def documents(self, verb, *words, line="--json"):
         """Exit status and the documents that were printed, each of which keeps to the schema."""
@@ -519,7 +521,8 @@ class Uses(MessageCase):
 
 class Run(MessageCase):
     def test_many_files_ask_each_address_once(self):
-        web = Web(self)
+        web = Web()
+        self.addCleanup(web.close)
         authority = Authority(self, web, "published")
         authority.publish()
         self.ctl("trust", "published.pem")
@@ -544,7 +547,8 @@ class Run(MessageCase):
         self.assertEqual(words("--offline"), (3, [None] * 6 + [unknown] * 4))
 
     def test_lists_of_the_message_come_last(self):
-        web = Web(self)
+        web = Web()
+        self.addCleanup(web.close)
         names = der(0xA0, der(0xA0, der(0x86, web.address("list").encode())))
         point = evidence.extension("2.5.29.31", sequence(sequence(names)))
         gone = self.party("Gone", self.root, uses=[*SIGNING, point])

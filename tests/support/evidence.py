@@ -8,7 +8,7 @@ import subprocess
 import time
 
 from tokens import (CONTENT_TYPE, MESSAGE_DIGEST, SHA256, SIGNED_DATA, algorithm, attribute, der,
-                    ess_v2, integer, octets, oid, sequence, set_of, tst_info)
+                    integer, octets, oid, sequence, set_of)
 
 ECDSA = "1.2.840.10045.4.3.2"
 SHA1 = "1.3.14.3.2.26"
@@ -83,7 +83,8 @@ class Party:
 
     def mark(self):
         """The signing-certificate attribute of the second version."""
-        return ess_v2(self.certificate)
+        digest = hashlib.sha256(self.certificate).digest()
+        return attribute("1.2.840.113549.1.9.16.2.47", sequence(sequence(sequence(octets(digest)))))
 
 
 class Shop:
@@ -135,10 +136,16 @@ def message(content, signers, certificates=(), lists=(), content_type=DATA, dige
     return sequence(oid(SIGNED_DATA), der(0xA0, signed))
 
 
+def tst_info(imprint, when, digest=SHA256):
+    return sequence(integer(1), oid("1.2.3.4"),
+                    sequence(algorithm(digest, null=False), octets(imprint)), integer(77),
+                    der(0x18, time.strftime("%Y%m%d%H%M%SZ", time.gmtime(when)).encode()))
+
+
 def stamp(service, covered, when, mark=True, lists=(), forge=lambda info: info, hashed="sha256",
           named=SHA256):
     """A token over `covered`; `forge` changes what it says once it is signed."""
-    info = tst_info(hashlib.new(hashed, covered).digest(), named, when=when)
+    info = tst_info(hashlib.new(hashed, covered).digest(), when, named)
     kind = "1.2.840.113549.1.9.16.1.4"
     info_signer = signer(service, info, [service.mark()] if mark else [], content_type=kind)
     return message(forge(info), [info_signer], [service.certificate], lists, kind)
