@@ -81,13 +81,11 @@ void AddExtension(X509* certificate, const char* name, const char* value) {
 }
 
 // By the type that an extension's value has.
-struct ExtensionRow {
+const struct {
     const char* name;
     const char* value;
     Pass pass;
-};
-
-const ExtensionRow kExtensions[] = {
+} kExtensions[] = {
     {"basicConstraints", "critical,CA:TRUE,pathlen:3", ASN1_TYPE_PASS(BasicConstraintsSyntax)},
     {"basicConstraints", "CA:FALSE", ASN1_TYPE_PASS(BasicConstraintsSyntax)},
     {"keyUsage", "critical,digitalSignature,keyCertSign,cRLSign", ASN1_TYPE_PASS(KeyUsage)},
@@ -141,7 +139,7 @@ Certificate NewSigner(EVP_PKEY* key) {
 // With all the extensions above and fifty more.
 Certificate NewCrowd(EVP_PKEY* key) {
     Certificate certificate = NewCertificate(key);
-    for (const ExtensionRow& row : kExtensions) {
+    for (const auto& row : kExtensions) {
         AddExtension(certificate.get(), row.name, row.value);
     }
     for (int i = 0; i < 50; ++i) {
@@ -176,7 +174,7 @@ TEST_F(OpenSsl, CertificatesAndNames) {
 
 TEST_F(OpenSsl, Extensions) {
     int at = 0;
-    for (const ExtensionRow& row : kExtensions) {
+    for (const auto& row : kExtensions) {
         const ASN1_OCTET_STRING* const value =
             X509_EXTENSION_get_data(X509_get_ext(crowd.get(), at++));
         ExpectSame(row.name, row.pass,

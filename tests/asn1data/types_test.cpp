@@ -90,15 +90,13 @@ TEST(Types, ComeOutAsTheyWentIn) {
     for (const Row& row : kRows) ExpectSame(row.name, row.pass, Der(row.der));
 }
 
-struct NormalisedRow {
+// X.690: the left side is BER, the right side the DER of the same value.
+const struct {
     const char* name;
     Pass pass;
     const char* ber;
     const char* der;
-};
-
-// X.690: the left side is BER, the right side the DER of the same value.
-const NormalisedRow kNormalised[] = {
+} kNormalised[] = {
     // The Name inside is kept as received.
     {"an indefinite explicit tag", ASN1_TYPE_PASS(GeneralName), "A4~{30~{}}", "A4{30~{}}"},
     {"signers, all of indefinite length", ASN1_TYPE_PASS(SignerInfos),
@@ -109,7 +107,7 @@ const NormalisedRow kNormalised[] = {
 };
 
 TEST(Types, AreWrittenInDer) {
-    for (const NormalisedRow& row : kNormalised) {
+    for (const auto& row : kNormalised) {
         const Outcome outcome = row.pass(Der(row.ber));
         EXPECT_EQ(outcome.status, 0) << row.name;
         EXPECT_EQ(Hex(outcome.encoded), Hex(Der(row.der))) << row.name;
@@ -117,14 +115,12 @@ TEST(Types, AreWrittenInDer) {
     }
 }
 
-struct RefusedRow {
+const struct {
     const char* name;
     Pass pass;
     const char* der;
     int status;
-};
-
-const RefusedRow kRefused[] = {
+} kRefused[] = {
     {"a reason that is not defined", ASN1_TYPE_PASS(CRLReason), "0A{07}", ASN_E_INVENUM},
     {"a key too short", ASN1_TYPE_PASS(GostR3410_2001_PublicKey), "04{" BYTES_32 "}",
      ASN_E_CONSVIO},
@@ -136,7 +132,7 @@ const RefusedRow kRefused[] = {
 };
 
 TEST(Types, Refuse) {
-    for (const RefusedRow& row : kRefused) {
+    for (const auto& row : kRefused) {
         EXPECT_EQ(row.pass(Der(row.der)).status, row.status) << row.name;
     }
 }

@@ -30,14 +30,12 @@ std::string Travel(const Bytes& input) {
 
 #define TRAVEL(T) Travel<T, ASN1C_##T, asn1Copy_##T>
 
-struct Sample {
+const struct {
     const char* name;
     std::string (*travel)(const Bytes&);
     std::string input;
     std::string expected;  // empty: as the input
-};
-
-const Sample kSamples[] = {
+} kSamples[] = {
     // Tags.
     {"implicit", TRAVEL(Tagged), "3003 800105", ""},
     {"explicit", TRAVEL(Tagged), "3008 800105 A103020107", ""},
@@ -159,7 +157,7 @@ const Sample kSamples[] = {
 };
 
 TEST(Samples, Encodings) {
-    for (const Sample& row : kSamples) {
+    for (const auto& row : kSamples) {
         const Bytes input = FromHex(row.input);
         const std::string found = row.travel(input);
         if (row.expected == "*") {
@@ -173,7 +171,7 @@ TEST(Samples, Encodings) {
 
 // No prefix of a whole message is one, and none leads astray.
 TEST(Samples, TruncatedAnywhere) {
-    for (const Sample& row : kSamples) {
+    for (const auto& row : kSamples) {
         const Bytes input = FromHex(row.input);
         if (!row.expected.empty()) continue;
         for (std::size_t size = 0; size < input.size(); ++size) {

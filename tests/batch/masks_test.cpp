@@ -1,21 +1,16 @@
 // Which files a mask stands for.
 #include "batch/masks.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <fstream>
+#include "tests/support/folder.h"
 
 namespace batch_tests {
 namespace {
 
-struct MaskRow {
+const struct {
     const char* name;
     const char* argument;
     std::vector<std::string> files;
-};
-
-const MaskRow kMasks[] = {
+} kMasks[] = {
     {"in order of bytes", "*.txt", {".d.txt", "B.txt", "a.txt", "\xD0\xB6.txt"}},
     {"folder in front", "sub\\*", {"sub\\-all", "sub\\x.txt"}},
     {"one character", "./sub/x.?xt", {"./sub/x.txt"}},
@@ -26,20 +21,15 @@ const MaskRow kMasks[] = {
     {"a file of that name", "what?", {}},
 };
 
-TEST(Masks, StandForFiles) {
-    namespace fs = std::filesystem;
-    const fs::path before = fs::current_path();
-    const fs::path folder = fs::path(testing::TempDir()) / "kestrel_masks";
-    fs::remove_all(folder);
-    fs::create_directories(folder / "sub");
-    fs::current_path(folder);
+using Masks = test_support::InFolderTest;
+
+TEST_F(Masks, StandForFiles) {
+    std::filesystem::create_directory("sub");
     for (const char* name :
          {"a.txt", "B.txt", ".d.txt", "\xD0\xB6.txt", "what?", "what1", "sub/x.txt", "sub/-all"}) {
-        std::ofstream(name) << "";
+        Write(name, "");
     }
-    for (const MaskRow& row : kMasks) EXPECT_EQ(kestrel::ExpandMask(row.argument), row.files);
-    fs::current_path(before);
-    fs::remove_all(folder);
+    for (const auto& row : kMasks) EXPECT_EQ(kestrel::ExpandMask(row.argument), row.files);
 }
 
 }  // namespace

@@ -8,15 +8,13 @@ namespace {
 
 using namespace kestrel;
 
-struct Row {
+const struct {
     const char* name;
     const char* source;
     const char* dir;
     const char* folderPart;
     const char* companion;
-};
-
-const Row kRows[] = {
+} kRows[] = {
     {"plain name", "a.txt", "./", ".\\", "./a.txt.hsh"},
     {"in a folder", "data/a.txt", "./", "data/", ".//a.txt.hsh"},
     {"backslash and the default folder", "data\\a.txt", "./", "data\\", "./\\a.txt.hsh"},
@@ -30,7 +28,7 @@ const Row kRows[] = {
 };
 
 TEST(Paths, Rows) {
-    for (const Row& row : kRows) {
+    for (const auto& row : kRows) {
         SCOPED_TRACE(row.name);
         EXPECT_EQ(FolderPart(row.source), row.folderPart);
         EXPECT_EQ(CompanionName(CompanionFolder(row.dir), row.source, ".hsh"), row.companion);

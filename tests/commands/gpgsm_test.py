@@ -20,7 +20,7 @@ class Gpgsm(KestrelCase):
     def run_gpgsm(self, *args):
         return subprocess.run(["gpgsm", "--batch", "--yes", "--pinentry-mode", "loopback",
                                "--passphrase-fd", "0", *args], cwd=self.folder, env=self.env,
-                              input=b"x\n", capture_output=True, timeout=200, check=False)
+                              input=b"p\n", capture_output=True, timeout=200, check=False)
 
     def gpgsm(self, *args):
         done = self.run_gpgsm(*args)
@@ -28,22 +28,18 @@ class Gpgsm(KestrelCase):
 
     def make_issued_identity(self):
         """ann, issued by a CA that both sides trust; gpgsm reads old PKCS #12 ciphers only."""
-        self.openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", "ca.key", "-out",
-                     "ca.pem", "-subj", "/CN=Test CA", "-days", "30", "-addext",
-                     "basicConstraints=critical,CA:TRUE", "-addext", "keyUsage=keyCertSign,cRLSign")
+        self.self_sign("ca", "basicConstraints=critical,CA:TRUE", "keyUsage=keyCertSign,cRLSign")
         self.write("gpg/trustlist.txt", self.fingerprint("ca.pem") + b" S\n")
         self.gpgsm("--import", "ca.pem")
         self.issue_ann()
         # gpgsm cannot read one PKCS #12 file in a hundred; another salt helps.
         for _ in range(4):
-            self.openssl("pkcs12", "-export", "-certpbe", "NONE", "-keypbe", "PBE-SHA1-3DES",
-                         "-macalg", "sha1", "-inkey", "ann.key", "-in", "ann.pem", "-out",
-                         "ann.p12", "-passout", "pass:x")
+            self.export("ann", "-certpbe", "NONE", "-keypbe", "PBE-SHA1-3DES", "-macalg", "sha1")
             imported = self.run_gpgsm("--import", "ann.p12")
             if imported.returncode == 0:
                 break
         self.assertEqual(imported.returncode, 0, imported.stderr)
-        self.ctl("identity", "import", "ann.p12", "--password", "x")
+        self.ctl("identity", "import", "ann.p12", "--password", "p")
         self.ctl("trust", "ca.pem")
 
     def fingerprint(self, name):

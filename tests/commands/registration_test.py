@@ -24,9 +24,8 @@ class Registration(KestrelCase):
     def setUp(self):
         super().setUp()
         os.makedirs(self.path("log.pages"))
-        self.openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", "tls.key",
-                     "-out", "tls.pem", "-subj", "/CN=localhost")
-        files = self.path("tls.pem") + ":" + self.path("tls.key")
+        self.self_sign("localhost")
+        files = self.path("localhost.pem") + ":" + self.path("localhost.key")
         server = subprocess.Popen([sys.executable, web_server.__file__, self.path("log"), files],
                                   stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
         self.addCleanup(server.communicate)
@@ -39,23 +38,17 @@ class Registration(KestrelCase):
     def posted(self, name):
         return self.read("log.pages/Register_" + name + ".asp.posted")
 
-    def setting(self, value):
-        os.makedirs(self.path("machine"), exist_ok=True)
-        self.write("machine/registry.reg", b"Windows Registry Editor Version 5.00\r\n\r\n"
-                   b"[HKEY_LOCAL_MACHINE\\Software\\Kestrel\\Platform]\r\n"
-                   b'"DefaultRegistration"=' + value.encode() + b"\r\n")
-
     def test_list_of_fields(self):
         self.page("RegGetSubject", FORM)
         self.expect(["-listDN", "-FLCA", self.url], 0, FIELDS)
-        self.setting(f'"{self.url}"')
+        self.set_machine(f'"DefaultRegistration"="{self.url}"')
         self.expect(["-listDN"], 0, FIELDS)
         self.fail_with(12030, "-listDN", "-FLCA", self.url + "/a/")
         self.assertIn(b"GET /a//Register/RegGetSubject.asp", self.read("log"))
 
     def test_addresses_that_do_not_answer(self):
         self.page("RegGetSubject", b"another page")
-        self.setting("dword:00000001")
+        self.set_machine('"DefaultRegistration"=dword:00000001')
         closed = b"The connection to the server was closed."
         for name, args, code, text in (
                 ("not the form", ["-FLCA", self.url], 1359, b"The platform failed inside."),

@@ -10,29 +10,16 @@ import unittest
 
 from authority import DELEGATE, END, Authority, Web, forget
 from kestrel_case import KESTRELCTL, KestrelCase
+from tokens import der, take
 
 BAD_CHAIN = 0x20000133
 NO_SIGNATURES_GOOD = 0x200001F9
 
 
-def element(tag, *parts):
-    body = b"".join(parts)
-    size = len(body).to_bytes((len(body).bit_length() + 7) // 8 or 1, "big")
-    return bytes([tag]) + (size if len(body) < 128 else bytes([0x80 | len(size)]) + size) + body
-
-
-def inside(der):
-    """The contents of its first element."""
-    behind = 2 + (der[1] & 0x7F if der[1] & 0x80 else 0)
-    size = int.from_bytes(der[2:behind], "big") if behind > 2 else der[1]
-    return der[behind:behind + size]
-
-
 class RevocationCase(KestrelCase):
     def setUp(self):
         super().setUp()
-        self.web = Web()
-        self.addCleanup(self.web.close)
+        self.web = Web(self)
         self.root = Authority(self, self.web, "root")
         self.ctl("trust", "root.pem")
         self.root.publish()
@@ -46,16 +33,13 @@ class RevocationCase(KestrelCase):
     def leaf(self, name, extensions):
         """An identity below "low" that has nothing but its own certificate."""
         self.low.issue(name, END + extensions)
-        self.openssl("pkcs12", "-export", "-inkey", f"{name}.key", "-in", f"{name}.pem", "-out",
-                     f"{name}.p12", "-passout", "pass:x")
-        self.ctl("identity", "import", f"{name}.p12", "--password", "x", "--container", name)
+        self.export(name)
+        self.ctl("identity", "import", f"{name}.p12", "--password", "p", "--container", name)
         return name
 
     def chain(self, name, status=0, *more):
         """The rows of `kestrelctl chain`, the end certificate's first; None: any status."""
-        done = subprocess.run([KESTRELCTL, "chain", f"{name}.pem", "--json", *more],
-                              cwd=self.folder, env=self.env, capture_output=True, timeout=120,
-                              check=False)
+        done = self.run_ctl("chain", f"{name}.pem", "--json", *more)
         if status is not None:
             self.assertEqual(done.returncode, status, f"{done.stdout!r} {done.stderr!r}")
         return json.loads(done.stdout)
@@ -148,11 +132,11 @@ class LdapTest(RevocationCase):
     def test_ldap(self):
         """A list in an entry of a directory that answers two messages (RFC 4511)."""
         def message(number, body):
-            return element(0x30, bytes([2, 1, number]), body)
+            return der(0x30, bytes([2, 1, number]), body)
         result = b"\x0a\x01\x00\x04\x00\x04\x00"
-        entry = element(0x64, element(4, b"CN=low"), element(0x30, element(
-            0x30, element(4, b"certificateRevocationList;binary"),
-            element(0x31, element(4, self.low.publish())))))
+        entry = der(0x64, der(4, b"CN=low"), der(0x30, der(
+            0x30, der(4, b"certificateRevocationList;binary"),
+            der(0x31, der(4, self.low.publish())))))
 
         sent = []
 
@@ -161,13 +145,13 @@ class LdapTest(RevocationCase):
                 while request := self.connection.recv(4096):
                     number = request[request.index(b"\x02\x01") + 2]
                     if b"\x02\x01" + bytes([number]) + b"\x60" in request:
-                        self.wfile.write(message(number, element(0x61, result)))
+                        self.wfile.write(message(number, der(0x61, result)))
                     elif b"endless" in request:
                         self.endless(b"\x30\x84\x60\0\0\0\x02\x01" + bytes([number])
                                      + b"\x64\x84\x5F\xFF\xFF\xF7")
                     elif b"\x02\x01" + bytes([number]) + b"\x63" in request:
                         self.wfile.write(message(number, entry))
-                        self.wfile.write(message(number, element(0x65, result)))
+                        self.wfile.write(message(number, der(0x65, result)))
 
             def endless(self, head):
                 try:
@@ -204,8 +188,6 @@ class BadAnswersTest(RevocationCase):
     def test_lists(self):
         good = self.low.publish()
         self.openssl("crl", "-in", "low.crl", "-out", "low.crl.pem")
-        self.low.publish(seconds=1, page="/old")
-        time.sleep(2)
         pages = self.web.pages
         pages["/circle"] = (302, {"Location": "/circle"}, b"")
         pages["/once"] = (302, {"Location": "/good"}, b"")
@@ -222,7 +204,6 @@ class BadAnswersTest(RevocationCase):
             ("an empty answer", b"", UNKNOWN),
             ("a page", b"<html><body>Log in first</body></html>", UNKNOWN),
             ("a list of another authority", pages["/high.crl"], UNKNOWN),
-            ("one out of date", pages["/old"], UNKNOWN),
             ("one that was cut", good[:-1], UNKNOWN),
             ("one that was altered", good[:-1] + bytes([good[-1] ^ 1]), UNKNOWN),
             ("65 MiB", bytes(65 * 1024 * 1024), UNKNOWN),
@@ -235,34 +216,17 @@ class BadAnswersTest(RevocationCase):
                 self.assertEqual(self.verdict("ann"), status)
 
     def test_responders(self):
-        leaf = self.low.access(responder=True)
-        self.leaf("ann", leaf)
-        self.leaf("bob", leaf)
-        self.high.issue("foreign", DELEGATE)
-        self.low.issue("plain", END)
-        self.low.respond("delegate")
+        self.leaf("ann", self.low.access(responder=True))
         self.low.publish()
         for name, more in (("gone", ""), ("never", "noCheck=ignored\n"), ("there", "")):
             self.low.issue(name, END + "extendedKeyUsage=OCSPSigning\n" + self.low.points() + more)
             if name != "there":
                 self.low.revoke(name)
         self.low.publish()
-        self.verdict("bob")
-        of_bob = {}
-
-        def recorded(request):
-            of_bob["answer"] = self.low.answer(request, "delegate")
-            return of_bob["answer"]
-        self.web.pages["/low.ocsp"] = recorded
-        self.assertEqual(self.verdict("bob"), "good")
-        rows = [
+        rows = [  # whose answers count: tests/platform/chain/ocsp_test.cpp
             ("a delegate", lambda r: self.low.answer(r, "delegate"), "good"),
-            ("the issuer", lambda r: self.low.answer(r, "low"), "good"),
-            ("by its key, without next update",
+            ("the issuer, by its key, without next update",
              lambda r: self.low.answer(r, "low", ("-resp_key_id",)), "good"),
-            ("about another certificate", of_bob["answer"], UNKNOWN),
-            ("a delegate without the usage", lambda r: self.low.answer(r, "plain"), UNKNOWN),
-            ("another authority's delegate", lambda r: self.low.answer(r, "foreign"), UNKNOWN),
             ("another authority", lambda r: self.low.answer(r, "high"), UNKNOWN),
             ("a revoked delegate", lambda r: self.low.answer(r, "gone"), UNKNOWN),
             ("one that is not", lambda r: self.low.answer(r, "there"), "good"),
@@ -309,14 +273,14 @@ class BadAnswersTest(RevocationCase):
     def test_long_lists(self):
         """A chain of four with the longest lists, from the network and from the cache."""
         for authority in (self.low, self.high, self.root):
-            head = inside(inside(authority.publish()))  # of version 1, up to its next update
-            filler = element(0x30, bytes.fromhex("06032a0304"), element(4, bytes(62 << 20)))
-            signed = element(0x30, b"\x02\x01\x01", head, element(0xA0, element(0x30, filler)))
+            head = take(take(authority.publish())[1])[1]  # of version 1, up to its next update
+            filler = der(0x30, bytes.fromhex("06032a0304"), der(4, bytes(62 << 20)))
+            signed = der(0x30, b"\x02\x01\x01", head, der(0xA0, der(0x30, filler)))
             self.write("signed", signed)
             _, signature = self.openssl("dgst", "-sha256", "-sign", f"{authority.name}.key",
                                         "signed")
-            self.web.pages[f"/{authority.name}.crl"] = element(
-                0x30, signed, head[:2 + head[1]], element(3, b"\0", signature))
+            self.web.pages[f"/{authority.name}.crl"] = der(
+                0x30, signed, head[:2 + head[1]], der(3, b"\0", signature))
         self.leaf("ann", self.low.points() + self.low.access())
         self.assertEqual(self.verdict("ann"), "good")
         self.assertEqual({row["status"] for row in self.chain("ann")}, {"good"}, "kept")
@@ -394,7 +358,7 @@ class CacheTest(RevocationCase):
         self.leaf("ann", self.low.points() + self.low.access())
 
     def test_what_is_fetched(self):
-        listing = json.loads(self.ctl("cache", "fetch", "ann.pem", "--json"))
+        listing = self.listing("cache", "fetch", "ann.pem")
         self.assertEqual([(row["kind"], row["address"], row["outcome"]) for row in listing],
                          [(kind, self.web.address(page), "fetched") for kind, page in (
                              ("certificates", "low.cer"), ("certificates", "high.cer"),
@@ -403,9 +367,9 @@ class CacheTest(RevocationCase):
                                 "iso_8601")
         self.assertEqual(listing[2]["until"],
                          until.decode().strip().partition("=")[2].replace(" ", "T"))
-        kept = json.loads(self.ctl("cache", "list", "--json"))
+        kept = self.listing("cache", "list")
         self.assertEqual({row["address"] for row in kept}, {row["address"] for row in listing})
-        again = json.loads(self.ctl("cache", "fetch", "ann.pem", "--json"))
+        again = self.listing("cache", "fetch", "ann.pem")
         self.assertEqual({row["outcome"] for row in again}, {"kept"})
         self.assertEqual(len(self.web.asked), 5)
         for head in self.web.heads:
@@ -413,9 +377,7 @@ class CacheTest(RevocationCase):
 
     def test_the_library_is_loaded_late(self):
         def loads():
-            done = subprocess.run([KESTRELCTL, "chain", "ann.pem"], cwd=self.folder,
-                                  env={**self.env, "LD_DEBUG": "files"}, capture_output=True,
-                                  timeout=60, check=False)
+            done = self.run_ctl("chain", "ann.pem", env={"LD_DEBUG": "files"})
             self.assertEqual(done.returncode, 0)
             return b"libcurl" in done.stderr
         self.assertEqual([loads(), loads()], [True, False], "what is kept needs no network")
@@ -442,8 +404,7 @@ class CacheTest(RevocationCase):
                 for home in ("home", "machine"):
                     if os.path.exists(self.path(f"{home}/registry.reg")):
                         os.remove(self.path(f"{home}/registry.reg"))
-        self.openssl("req", "-x509", "-new", "-key", "self.key", "-subj", "/CN=alone", "-days", "9",
-                     "-out", "alone.pem", "-addext", self.low.points().strip())
+        self.self_sign("alone", self.low.points().strip(), key="self")
         self.chain("alone", 1)
         self.assertEqual(self.web.asked, [], "a self-signed certificate")
         self.succeed("-sign", "-dn", "ann", "-errchain", "-der", "in", "out")
@@ -473,7 +434,7 @@ class CacheTest(RevocationCase):
         for run in runs:
             output, _ = run.communicate(timeout=60)
             self.assertEqual(run.returncode, 0, output)
-        self.assertEqual(len(json.loads(self.ctl("cache", "list", "--json"))), 5)
+        self.assertEqual(len(self.listing("cache", "list")), 5)
         self.assertEqual(len(os.listdir(self.path("home/cache"))), 5, "nothing half-written")
 
 

@@ -19,8 +19,7 @@ class SafeWrite(KestrelCase):
         self.env["ASAN_OPTIONS"] = "detect_leaks=0"
         self.make_identity("ec", "ec")
         self.write("in", b"content")
-        self.openssl("cms", "-sign", "-binary", "-nodetach", "-in", "in", "-outform", "DER", "-out",
-                     "msg", "-signer", "ec.pem", "-inkey", "ec.key")
+        self.cms_sign("msg", ["ec"])
         self.before = self.read("msg")
 
     def start(self, *command):
@@ -29,10 +28,8 @@ class SafeWrite(KestrelCase):
 
     def signers(self):
         """How many signatures the message has, all of which openssl must find good."""
-        self.openssl("cms", "-verify", "-inform", "DER", "-in", "msg", "-CAfile", "ec.pem",
-                     "-purpose", "any", "-binary", "-out", "out")
-        _, text = self.openssl("cms", "-cmsout", "-print", "-noout", "-inform", "DER", "-in", "msg")
-        return text.count(b"digestAlgorithm:")
+        self.cms_verify("msg", "ec.pem")
+        return self.cms_printed("msg").count(b"digestAlgorithm:")
 
     # ---- several at once ---------------------------------------------------------
 
@@ -48,7 +45,7 @@ class SafeWrite(KestrelCase):
                 self.assertIn(b"Another process is using the file: msg (0x20)", output)
         self.assertGreater(statuses.count(0), 0)
         self.assertEqual(self.signers(), one + statuses.count(0))
-        self.assertEqual([n for n in os.listdir(self.folder) if n.endswith(".tmp")], [])
+        self.assertEqual(self.leftovers(), [])
 
     def test_no_setting_is_lost(self):
         running = [self.start(KESTRELCTL, "policy", "add", "AllowedPolicyID", f"1.2.{i}")
@@ -64,8 +61,7 @@ class SafeWrite(KestrelCase):
         """The numbers of the system calls from the one that opens the message on."""
         self.write("msg", self.before)
         trace = self.path("trace")
-        subprocess.run(["strace", "-o", trace, *command], cwd=self.folder, env=self.env,
-                       stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, check=True)
+        self.run_here("strace", "-o", trace, *command, status=0)
         with open(trace, encoding="utf-8", errors="replace") as lines:
             calls = [line.split("(", 1)[0] for line in lines if re.match(r"\w+\(", line)]
         counts, numbered = {}, []
@@ -76,10 +72,8 @@ class SafeWrite(KestrelCase):
 
     def ended_at(self, command, call, number, how):
         self.write("msg", self.before)
-        subprocess.run(["strace", "-o", "/dev/null", "-e",
-                        f"inject={call}:signal={how}:when={number}", *command],
-                       cwd=self.folder, env=self.env, stdin=subprocess.DEVNULL,
-                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False)
+        self.run_here("strace", "-o", "/dev/null", "-e",
+                      f"inject={call}:signal={how}:when={number}", *command)
 
     def leftovers(self):
         return [name for name in os.listdir(self.folder) if name.endswith(".tmp")]
@@ -102,9 +96,7 @@ class SafeWrite(KestrelCase):
         self.assertEqual(self.leftovers(), [], "the next run clears up")
 
     def test_no_room_is_an_error_that_leaves_the_old_file(self):
-        done = subprocess.run(["sh", "-c", 'ulimit -f 1; exec "$0" -addsign -dn ec msg', KESTREL],
-                              cwd=self.folder, env=self.env, capture_output=True, check=False)
-        self.assertEqual(done.returncode, 0x65, done.stdout)
+        self.run_here("sh", "-c", 'ulimit -f 1; exec "$0" -addsign -dn ec msg', KESTREL, status=0x65)
         self.assertEqual(self.read("msg"), self.before)
         self.assertEqual(self.leftovers(), [])
 
@@ -134,9 +126,8 @@ class SafeWrite(KestrelCase):
                     fifo.close()
                     self.assertEqual(first.communicate(timeout=300)[1], b"")
                     self.assertEqual(first.returncode, 0)
-                    self.openssl("cms", "-verify", "-inform", "DER", "-in", "out", "-CAfile",
-                                 "ec.pem", "-purpose", "any", "-binary", "-out", "content")
-                    self.assertEqual(self.read("content"), bytes(300000))
+                    self.cms_verify("out", "ec.pem")
+                    self.assertEqual(self.read("out2"), bytes(300000))
                     self.assertEqual(self.leftovers(), [])
 
     def test_an_old_output_goes_at_the_end(self):
@@ -149,9 +140,7 @@ class SafeWrite(KestrelCase):
                 fifo.close()
                 self.assertEqual(self.read("out"), b"precious")
                 self.assertEqual(self.leftovers(), [])
-        done = subprocess.run(["sh", "-c", 'ulimit -f 1; exec "$0" -verify msg out', KESTREL],
-                              cwd=self.folder, env=self.env, capture_output=True, check=False)
-        self.assertEqual(done.returncode, 0, done.stdout)
+        self.run_here("sh", "-c", 'ulimit -f 1; exec "$0" -verify msg out', KESTREL, status=0)
         self.assertEqual(self.read("out"), b"content")
 
     def test_what_a_failed_stream_leaves(self):
@@ -165,8 +154,7 @@ class SafeWrite(KestrelCase):
                 self.write("out", b"precious")
                 os.link(self.path("out"), self.path("second"))
                 script = f'{limit or ":"}; exec "$0" {command}'
-                done = subprocess.run(["sh", "-c", script, KESTREL], cwd=self.folder,
-                                      env=self.env, capture_output=True, check=False)
+                done = self.run_here("sh", "-c", script, KESTREL)
                 self.assertNotEqual(done.returncode, 0, done.stdout)
                 left = self.read("out")
                 if stays:
@@ -184,10 +172,8 @@ class SafeWrite(KestrelCase):
             with self.subTest(command[0]):
                 self.write("out", self.before)
                 os.link(self.path("out"), self.path("second"))
-                done = subprocess.run(["strace", "-o", "/dev/null", "-e",
-                                       "inject=ftruncate:error=ENOSPC", KESTREL, *command],
-                                      cwd=self.folder, env=self.env, capture_output=True,
-                                      check=False)
+                done = self.run_here("strace", "-o", "/dev/null", "-e",
+                                     "inject=ftruncate:error=ENOSPC", KESTREL, *command)
                 beside = self.leftovers()
                 self.assertEqual(len(beside), 1, done.stdout)
                 line = (f"Error: The new content did not fully reach the file; it is whole in the"
@@ -205,10 +191,7 @@ class SafeWrite(KestrelCase):
                                             (KESTRELCTL, 1, "store", "list")):
             for script in ('exec "$0" "$@" >/dev/full', 'exec "$0" "$@" >&-',
                            '(sleep 1; "$0" "$@"; echo $? >status) | true; exit $(cat status)'):
-                done = subprocess.run(["sh", "-c", script, program, *arguments],
-                                      cwd=self.folder, env=self.env, capture_output=True,
-                                      check=False)
-                self.assertEqual(done.returncode, status, (program, script, done.stderr))
+                self.run_here("sh", "-c", script, program, *arguments, status=status)
                 if program == KESTREL:
                     self.assertEqual(self.read("in.hsh"), digest, "the work is done")
                     os.unlink(self.path("in.hsh"))

@@ -7,7 +7,6 @@ import sys
 import unittest
 
 import real_servers
-from kestrel_case import closing
 from stamp_case import HASH, POLICY, StampCase
 
 REFUSED = 0xC2100100  # the status is not 200
@@ -59,8 +58,7 @@ class StampServers(StampCase):
             with self.subTest(name):
                 self.policy(f'"DefaultHashAlg"="{HASH}"', *lines)
                 seen = len(self.service.seen)
-                _, body = self.sign("-sd" + url, "-ss", out="stamped")
-                self.assertTrue(body.endswith(closing(code)), body)
+                self.sign("-sd" + url, "-ss", out="stamped", code=code)
                 self.assertEqual(len(self.service.seen) - seen, 0 if code else 2)
                 self.assertEqual(os.path.exists(self.path("stamped")), code == 0)
                 if code == 0:
@@ -102,8 +100,7 @@ class StampServers(StampCase):
              0x80072F0C),
         ))
         self.ctl("store", "remove", "Root", self.thumbprint("ca"), "--machine")
-        _, body = self.sign("-sd" + self.url("open", tls=True))
-        self.assertTrue(body.endswith(closing(NOT_TRUSTED)), body)
+        self.sign("-sd" + self.url("open", tls=True), code=NOT_TRUSTED)
 
     def thumbprint(self, name):
         _, printed = self.shared.openssl("x509", "-in", name + ".pem", "-noout", "-fingerprint")
@@ -143,10 +140,9 @@ class StampServers(StampCase):
         for user, code in (("bob:secret@", 0), ("", REFUSED)):
             with self.subTest(user):
                 self.env["http_proxy"] = f"http://{user}127.0.0.1:{self.proxy}"
-                _, body = self.sign("-sd" + self.url("open"))
-                self.assertTrue(body.endswith(closing(code)), body)
+                self.sign("-sd" + self.url("open"), code=code)
         self.env["no_proxy"] = "localhost"
-        self.assertEqual(self.sign("-sd" + self.url("open"))[0], 0)
+        self.sign("-sd" + self.url("open"))
 
 
 if __name__ == "__main__":

@@ -18,7 +18,6 @@ class Client final : public UnixRequestImpl {
 
     using UnixRequestImpl::Name;
     using UnixRequestImpl::Password;
-    using UnixRequestImpl::SetDisposition;
 };
 
 class Counted final : public PasswordCallback {
@@ -29,7 +28,7 @@ class Counted final : public PasswordCallback {
     ULONG count = 0;
 };
 
-struct AuthRow {
+constexpr struct {
     const char* what;
     LONG type;
     DWORD flags;
@@ -37,8 +36,7 @@ struct AuthRow {
     const char* name;
     const char* password;
     HRESULT expected;
-};
-constexpr AuthRow kAuthRows[] = {
+} kAuthRows[] = {
     {"anonymous", 1, 1, false, nullptr, nullptr, S_OK},
     {"anonymous with a name", 1, 1, false, "x", nullptr, E_INVALIDARG},
     {"anonymous with a password", 1, 1, false, nullptr, "p", E_INVALIDARG},
@@ -57,7 +55,7 @@ constexpr AuthRow kAuthRows[] = {
 };
 
 TEST(Authorities, WhoIsTold) {
-    for (const AuthRow& row : kAuthRows) {
+    for (const auto& row : kAuthRows) {
         Counted callback;
         {
             Client client;
@@ -82,14 +80,13 @@ TEST(Authorities, ACertificateIsRefusedWhileAPasswordIsKept) {
     EXPECT_EQ(client.SetAuth(nullptr, 8, 1, "ab12", nullptr), S_OK);
 }
 
-struct CredentialRow {
+constexpr struct {
     const char* what;
     LONG type;
     const wchar_t* name;
     const wchar_t* password;
     HRESULT expected;
-};
-constexpr CredentialRow kCredentialRows[] = {
+} kCredentialRows[] = {
     {"user", 4, L"ann", L"p", S_OK},
     {"user without a password", 4, L"ann", nullptr, E_INVALIDARG},
     {"certificate", 8, L"ab12", nullptr, S_OK},
@@ -103,31 +100,12 @@ constexpr CredentialRow kCredentialRows[] = {
 ComText TextOf(const wchar_t* text) { return text != nullptr ? ComText(text) : ComText(); }
 
 TEST(Authorities, Credentials) {
-    for (const CredentialRow& row : kCredentialRows) {
+    for (const auto& row : kCredentialRows) {
         Client client;
         EXPECT_EQ(
             client.SetCredential(0, row.type, TextOf(row.name).Get(), TextOf(row.password).Get()),
             row.expected)
             << row.what;
-    }
-}
-
-TEST(Authorities, Dispositions) {
-    const struct {
-        LONG disposition;
-        const wchar_t* text;  // null: none
-    } rows[] = {{-1, nullptr},
-                {0, L"Request did not complete"},
-                {3, L"Certificate issued"},
-                {5, L"Request taken under submission"},
-                {6, nullptr}};
-    for (const auto& row : rows) {
-        Client client;
-        client.SetDisposition(row.disposition);
-        ComText text;
-        const HRESULT result = client.GetDispositionMessage(text.Fill());
-        EXPECT_EQ(static_cast<DWORD>(result), row.text != nullptr ? 0U : 0x80090027U);
-        EXPECT_EQ(text.View(), row.text != nullptr ? row.text : L"");
     }
 }
 

@@ -6,9 +6,12 @@
 
 #include "enroll/ca_page.h"
 #include "front/core/catalogue.h"
+#include "tests/support/folder.h"
 
 namespace kestrel {
 namespace {
+
+using test_support::Printed;
 
 constexpr HRESULT kFault = static_cast<HRESULT>(0x8009000B);
 
@@ -82,20 +85,19 @@ TEST(ClientRoad, Dispositions) {
         client.submitted = row.submitted;
         client.told = row.told;
         EnrollOptions options;
-        const auto expect = [&](DWORD result, DWORD code, const std::string& text) {
-            const std::string printed = ::testing::internal::GetCapturedStdout();
-            EXPECT_EQ(result, code) << row.disposition;
+        const auto expect = [&](const auto& run, DWORD code, const std::string& text) {
+            const std::string printed = Printed([&] { EXPECT_EQ(run(), code) << row.disposition; });
             if (text.empty()) {
                 EXPECT_TRUE(printed.starts_with("Error: ")) << printed;
             } else {
                 EXPECT_EQ(printed, text) << row.disposition;
             }
         };
-        ::testing::internal::CaptureStdout();
-        expect(CreateThrough(client, options, "https://x", ComText(L"request"), nullptr),
+        const ComText request(L"request");
+        expect([&] { return CreateThrough(client, options, "https://x", request, nullptr); },
                row.created, row.creating);
-        ::testing::internal::CaptureStdout();
-        expect(FetchThrough(client, options, "https://x", 7), row.fetched, row.fetching);
+        expect([&] { return FetchThrough(client, options, "https://x", 7); }, row.fetched,
+               row.fetching);
     }
 }
 
@@ -114,9 +116,7 @@ TEST(ClientRoad, WhoAsks) {
     };
     for (const auto& row : rows) {
         FakeClient client;
-        ::testing::internal::CaptureStdout();
-        EXPECT_EQ(Introduce(client, row.applicant), row.code);
-        EXPECT_EQ(::testing::internal::GetCapturedStdout(),
+        EXPECT_EQ(Printed([&] { EXPECT_EQ(Introduce(client, row.applicant), row.code); }),
                   row.code != 0 ? "Error: Wrong key: 'tpassword'. (0x200000CE)\n" : "");
         EXPECT_EQ(client.asked, row.asked);
     }
@@ -130,9 +130,7 @@ TEST(ClientRoad, TheChainComesFirst) {
     for (const auto& row : rows) {
         FakeClient client;
         client.submitted = row.introduced;
-        ::testing::internal::CaptureStdout();
-        EXPECT_EQ(TrustAuthority(client, "https://x"), row.code);
-        EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
+        EXPECT_EQ(Printed([&] { EXPECT_EQ(TrustAuthority(client, "https://x"), row.code); }), "");
         EXPECT_EQ(client.asked, "1 5 - -");
     }
 }

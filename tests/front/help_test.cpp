@@ -82,15 +82,13 @@ TEST_F(HelpTest, RussianCommandListHasTheSameLayout) {
 
 // ---- the frame of every usage ------------------------------------------------
 
-struct UsageRow {
+// From number 9 on the description is that of the next command.
+const struct {
     int number;
     bool search;
     const char* described;  // the entry of the list that stands first
     const char* synopsis;
-};
-
-// From number 9 on the description is that of the next command.
-const UsageRow kUsages[] = {
+} kUsages[] = {
     {2, true, "encr", " -encr <CSC> [-der] <input file> <message>"},
     {3, true, "decr", " -decr <CSC1> [-start] [-pin <pass>|-askpin] <message> <output file>"},
     {4, true, "sign",
@@ -157,7 +155,7 @@ std::string EntryOf(const std::string& word) {
 }
 
 TEST_F(HelpTest, EveryUsageHasItsFrame) {
-    for (const UsageRow& row : kUsages) {
+    for (const auto& row : kUsages) {
         std::string expected = EntryOf(row.described);
         expected.append("Command usage:\n [path]kestrel").append(row.synopsis).append("\n\n");
         const std::string printed = Usage(row.number);
@@ -208,7 +206,7 @@ bool Explains(const std::string& lines, const std::string& word) {
 
 TEST_F(HelpTest, EveryWordIsExplained) {
     std::size_t words = 0;
-    for (const UsageRow& row : kUsages) {
+    for (const auto& row : kUsages) {
         for (const bool russian : {false, true}) {
             const std::string printed = Usage(row.number, russian);
             const std::size_t synopsis = printed.find("]kestrel ") + 8;

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "front/core/state.h"
+#include "tests/support/folder.h"
 
 namespace kestrel {
 
@@ -15,11 +16,6 @@ class FrontTest : public ::testing::Test {
     void TearDown() override { state = ProgramState{}; }
 };
 
-template <typename Action>
-std::string Printed(Action action) {
-    testing::internal::CaptureStdout();
-    action();
-    return testing::internal::GetCapturedStdout();
-}
+using test_support::Printed;
 
 }  // namespace kestrel

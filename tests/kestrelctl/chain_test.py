@@ -2,18 +2,16 @@
 
 import hashlib
 import json
-import subprocess
 import unittest
 
 from authority import END, Authority, Web
-from kestrel_case import KESTRELCTL, KestrelCase
+from kestrel_case import KestrelCase
 
 
 class ChainTest(KestrelCase):
     def setUp(self):
         super().setUp()
-        self.web = Web()
-        self.addCleanup(self.web.close)
+        self.web = Web(self)
         self.root = Authority(self, self.web, "root")
         self.root.publish()
         self.root.issue("ann", END + self.root.points())
@@ -23,13 +21,9 @@ class ChainTest(KestrelCase):
         self.stranger.issue("eve", END)
         self.ctl("trust", "root.pem")
 
-    def run_chain(self, *words):
-        return subprocess.run([KESTRELCTL, "chain", *words], cwd=self.folder, env=self.env,
-                              capture_output=True, timeout=60, check=False)
-
     def test_verdicts(self):
         self.ctl("store", "add", "AddressBook", "ann.pem")
-        _, der = self.openssl("x509", "-in", "ann.pem", "-outform", "DER")
+        der = self.der_of("ann")
         thumbprint = hashlib.sha1(der).hexdigest()
         self.write("forged.cer", der[:-1] + bytes([der[-1] ^ 1]))
         for name, parts in (("full", ("root", "ann")), ("two", ("ann", "clock", "root")),
@@ -63,17 +57,17 @@ class ChainTest(KestrelCase):
         ]
         for title, words, status, printed, said in rows:
             with self.subTest(title):
-                done = self.run_chain(*words)
+                done = self.run_ctl("chain", *words)
                 self.assertEqual(done.returncode, status, done)
                 self.assertIn(printed, done.stdout)
                 self.assertIn(said, done.stderr)
                 self.assertEqual(bool(said), bool(done.stderr), done.stderr)
 
     def test_listing(self):
-        rows = json.loads(self.run_chain("ann.pem", "--json", "--at", "2099-01-01T10:00:00Z").stdout)
+        rows = json.loads(self.run_ctl("chain", "ann.pem", "--json", "--at", "2099-01-01T10:00:00Z").stdout)
         self.assertEqual([row["subject"] for row in rows], ["CN=ann", "CN=root"])
         self.assertEqual({row["status"] for row in rows}, {"not valid at this time"})
-        rows = json.loads(self.run_chain("ann.pem", "--json").stdout)
+        rows = json.loads(self.run_ctl("chain", "ann.pem", "--json").stdout)
         self.assertEqual(rows[0]["source"], "cache: CRL " + self.web.address("root.crl"))
         self.assertRegex(rows[0]["age"], r"^\d+ (s|min)$")
         _, until = self.openssl("crl", "-in", "root.crl", "-noout", "-nextupdate", "-dateopt",

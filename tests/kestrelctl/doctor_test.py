@@ -190,14 +190,13 @@ class Doctor(KestrelCase):
     def setUp(self):
         super().setUp()
         self.ctl("identity", "create", "CN=Ann", "--container", "Ann B")
-        self.ann = json.loads(self.ctl("identity", "list", "--json"))[0]["thumbprint"]
+        self.ann = self.listing("identity", "list")[0]["thumbprint"]
         self.ctl("store", "export", "My", "ann.pem")
 
     def examine(self):
         """What is found of the two sides; packages are the computer's own affair."""
         before = state(self.folder)
-        done = subprocess.run([KESTRELCTL, "doctor", "--json"], env=self.env, capture_output=True,
-                              check=False)
+        done = self.run_ctl("doctor", "--json")
         self.assertEqual((done.stderr, state(self.folder)), (b"", before))
         findings = json.loads(done.stdout)
         self.assertEqual(done.returncode, 1 if findings else 0)
@@ -234,7 +233,7 @@ class Doctor(KestrelCase):
         """As on a computer without it: the library cannot be loaded."""
         self.write("libcurl.so.4", b"")
         self.env["LD_LIBRARY_PATH"] = self.folder
-        done = subprocess.run([KESTRELCTL, "doctor"], env=self.env, capture_output=True, check=False)
+        done = self.run_ctl("doctor")
         self.assertIn(b"system: libcurl4 is not installed", done.stdout)
         self.assertIn(b"\n    sudo apt-get install libcurl4\n", done.stdout)
         self.assertEqual(done.returncode, 1)

@@ -2,13 +2,11 @@
 
 import contextlib
 import functools
-import json
 import os
 import re
 import resource
 import shutil
 import sqlite3
-import subprocess
 import tempfile
 import unittest
 
@@ -37,9 +35,7 @@ class Faults(KestrelCase):
 
     def strace(self, *options, command):
         log = self.path("trace")
-        words = ["strace", "-f", "-o", log, "-e", "trace=" + CALLS, *options, *command]
-        done = subprocess.run(words, cwd=self.folder, env=self.env, capture_output=True,
-                              timeout=60, check=False)
+        done = self.run_here("strace", "-f", "-o", log, "-e", "trace=" + CALLS, *options, *command)
         with open(log, encoding="utf-8", errors="replace") as file:
             return done, file.read()
 
@@ -60,8 +56,7 @@ class Faults(KestrelCase):
 
     def state(self):
         """What a user sees; the listing must work at any time."""
-        rows = json.loads(self.ctl("identity", "list", "--json"))
-        return [(row["container"], row["password"], row["state"]) for row in rows]
+        return self.columns("identity list", "container", "password", "state")
 
     def stores(self):
         """How many certificates each store has, by SQLite alone."""
@@ -81,13 +76,9 @@ class Faults(KestrelCase):
                         clear.append(os.path.basename(folder) + "/" + name)
         return hidden, sorted(clear)
 
-    def run_plainly(self, command, **options):
-        return subprocess.run(command, cwd=self.folder, env=self.env, capture_output=True,
-                              timeout=60, check=False, **options)
-
     def run_again(self, command, new, stores, clear):
         """The same command ends in the new state, or says that it is so already."""
-        done = self.run_plainly(command)
+        done = self.run_here(*command)
         self.assertIn(done.returncode, (0, 1), done.stderr)
         self.assertEqual((self.state(), self.stores()), (new, stores))
         self.assertEqual(self.leftovers(), ([], clear))
@@ -132,8 +123,7 @@ class Faults(KestrelCase):
     def test_files_that_cannot_grow(self):
         """What is undone after a failure must need no room, either."""
         self.make_certificate("ec", "x")
-        self.openssl("pkcs12", "-export", "-inkey", "x.key", "-in", "x.pem", "-out", "x.p12",
-                     "-passout", "pass:p", "-iter", "1")
+        self.export("x", "-iter", "1")
         whole = [("x", "no", "")]
         rows = [
             (["create", "CN=x", "--provtype", "16", "--trust"], [], whole),
@@ -149,7 +139,7 @@ class Faults(KestrelCase):
                     self.fresh_home()
                     bound = functools.partial(resource.setrlimit, resource.RLIMIT_FSIZE,
                                               (limit, resource.RLIM_INFINITY))
-                    done = self.run_plainly([KESTRELCTL, "identity", *words], preexec_fn=bound)
+                    done = self.run_here(KESTRELCTL, "identity", *words, preexec_fn=bound)
                     self.assertEqual(self.state(), old if done.returncode else new)
                     self.assertEqual(self.leftovers()[0], [])
                 if done.returncode == 0:
@@ -170,17 +160,11 @@ class Faults(KestrelCase):
                 stores = self.stores()
                 self.assertIn(stores, ({"From": 3}, new))
                 self.assertTrue(killed or done.returncode or stores == new, done.stdout)
-                self.run_plainly(command)
+                self.run_here(*command)
                 self.assertEqual(self.stores(), new)
 
             with self.subTest(name):
                 self.with_faults(command, check)
-
-    def trust_all_roots(self):
-        os.makedirs(self.path("machine"))
-        self.write("machine/registry.reg", b"Windows Registry Editor Version 5.00\r\n\r\n"
-                   b"[HKEY_LOCAL_MACHINE\\Software\\Kestrel\\Platform]\r\n"
-                   b'"InstallRoots"=dword:00000002\r\n')
 
     def test_request(self):
         """A key whose request did not get out is whole, and one of a run that failed is gone."""
@@ -190,9 +174,9 @@ class Faults(KestrelCase):
         def check(killed, done):
             keyed = len(self.state())
             self.assertLessEqual(keyed, 1)
-            waiting = len(json.loads(self.ctl("request", "list", "--json")))
+            waiting = len(self.listing("request", "list"))
             self.assertTrue(killed or waiting == keyed, done.stdout)
-            self.assertEqual(self.run_plainly(command).returncode, 0)
+            self.run_here(*command, status=0)
             self.assertEqual(len(self.state()), keyed + 1)
             self.assertEqual(self.stores(), {"REQUEST": waiting + 1})
             self.assertEqual(self.leftovers()[0], [])
@@ -200,9 +184,8 @@ class Faults(KestrelCase):
         self.with_faults(command, check)
 
     def test_installation(self):
-        self.trust_all_roots()
-        self.openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", "ca.key", "-subj",
-                     "/CN=ca", "-out", "ca.pem", "-days", "30")
+        self.set_machine('"InstallRoots"=dword:00000002')
+        self.self_sign("ca")
         self.succeed("-creatrqst", "-silent", "-provtype", "16", "-dn", "CN=x", "-der", "x.csr")
         self.openssl("x509", "-req", "-days", "60", "-inform", "DER", "-in", "x.csr", "-CA",
                      "ca.pem", "-CAkey", "ca.key", "-CAcreateserial", "-out", "x.pem")
@@ -213,7 +196,7 @@ class Faults(KestrelCase):
 
         def check(killed, done):
             self.assertTrue(killed or done.returncode or (self.state(), self.stores()) == whole)
-            self.assertEqual(self.run_plainly(command).returncode, 0)
+            self.run_here(*command, status=0)
             self.assertEqual((self.state(), self.stores()), whole)
             self.assertEqual(self.leftovers()[0], [])
 
@@ -221,8 +204,7 @@ class Faults(KestrelCase):
 
     def test_import(self):
         self.make_certificate("ec", "x")
-        self.openssl("pkcs12", "-export", "-inkey", "x.key", "-in", "x.pem", "-out", "x.p12",
-                     "-passout", "pass:p", "-iter", "1")
+        self.export("x", "-iter", "1")
         self.sweep(["identity", "import", "x.p12", "--password", "p"], [], [("x", "no", "")],
                    {"My": 1}, ["x/exchange.key"], [("x", "no", 'not in "My"')])
 

@@ -3,11 +3,10 @@
 import json
 import os
 import re
-import subprocess
 import unittest
 
 from authority import Authority, Web
-from kestrel_case import KESTRELCTL, KestrelCase
+from kestrel_case import KestrelCase
 
 PAGE = os.path.join(os.path.dirname(__file__), "..", "..", "docs", "json.md")
 # What is asked of the sides that setUp fills, so that each answer has a row; its exit status.
@@ -39,8 +38,7 @@ def sections():
 class Json(KestrelCase):
     def setUp(self):
         super().setUp()
-        self.web = Web()
-        self.addCleanup(self.web.close)
+        self.web = Web(self)
         self.ctl("identity", "create", "CN=Ann", "--days", "3")
         self.succeed("-creatrqst", "-dn", "CN=Waits", "-provtype", "24", "-silent", "waits.p10")
         self.ctl("policy", "set", "NonceLength", "16")
@@ -51,8 +49,7 @@ class Json(KestrelCase):
     def document(self, name):
         words, status = LINES[name]
         verb = re.sub(r" NAME$", "", name).split()
-        done = subprocess.run([KESTRELCTL, *verb, *words, "--json"], cwd=self.folder, env=self.env,
-                              capture_output=True, check=False)
+        done = self.run_ctl(*verb, *words, "--json")
         self.assertEqual(done.returncode, status, done.stderr)
         return json.loads(done.stdout)
 

@@ -1,6 +1,5 @@
 """kestrelctl policy: names, kinds, lists and files of the time-stamp policy."""
 
-import json
 import os
 import re
 import unittest
@@ -14,7 +13,7 @@ SHA256 = "2.16.840.1.101.3.4.2.1"
 
 class Policy(KestrelCase):
     def shown(self, *words):
-        return json.loads(self.ctl("policy", "show", "--json", *words))
+        return self.listing("policy", "show", *words)
 
     def in_force(self):
         return {row["value"]: row["in force"] for row in self.shown("--all")}

@@ -1,15 +1,13 @@
 """Requests that wait for an answer, as an administrator handles them."""
 
-import json
 import unittest
 
 from kestrel_case import KestrelCase
 
 
 class Requests(KestrelCase):
-    def rows(self, *columns):
-        return [tuple(row[name] for name in columns)
-                for row in json.loads(self.ctl("request", "list", "--json"))]
+    def rows(self, *names):
+        return self.columns("request list", *names)
 
     def test_list_show_delete(self):
         self.assertEqual(self.rows("container"), [])
@@ -17,7 +15,7 @@ class Requests(KestrelCase):
             self.succeed("-creatrqst", "-dn", f"CN={name},O=X", "-provtype", "24", "-silent", name)
         self.assertEqual(self.rows("container", "subject", "days", "state"),
                          [("Ann", "CN=Ann, O=X", "0", ""), ("Bob", "CN=Bob, O=X", "0", "")])
-        shown, = json.loads(self.ctl("request", "show", "Ann", "--json"))
+        shown, = self.listing("request", "show", "Ann")
         self.assertEqual((shown["key"], shown["bits"], shown["extensions"]),
                          ("1.2.840.113549.1.1.1", "2048", "2.5.29.37 2.5.29.15!"))
         self.ctl("identity", "delete", "Bob")

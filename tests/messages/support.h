@@ -5,7 +5,6 @@
 #include <windows.h>
 
 #include <cstdint>
-#include <functional>
 #include <string>
 
 #include "messages/files/base64.h"
@@ -25,15 +24,8 @@ class FolderTest : public test_support::InFolderTest {
     }
 };
 
+using test_support::Printed;
 using test_support::ReadAll;
-
-// What the routine printed.
-inline std::string Printed(const std::function<void()>& routine) {
-    testing::internal::CaptureStdout();
-    routine();
-    std::fflush(stdout);
-    return testing::internal::GetCapturedStdout();
-}
 
 // Bytes that look like nothing in particular, the same in every run.
 inline std::string Noise(std::size_t size, std::uint32_t seed) {

@@ -16,7 +16,6 @@
 #include "front/core/catalogue.h"
 #include "front/core/keys.h"
 #include "selection/search.h"
-#include "tests/support/folder.h"
 
 namespace selection_tests {
 
@@ -123,28 +122,15 @@ make gost512 "/CN=gost512" $later -algorithm gost2012_512 -pkeyopt paramset:A
 make ed "/CN=ed" $later -algorithm ED25519
 )";
 
-class FixtureFolder {
+class FixtureFolder : public test_support::TemporaryFolder {
   public:
     FixtureFolder() {
-        char name[] = "/tmp/kestrel-fixtures-XXXXXX";
-        path = mkdtemp(name);
-        std::ofstream(path / "make") << kMakeFixtures;
-        const std::string command = "cd " + path.string() + " && sh make >log 2>&1";
-        if (std::system(command.c_str()) != 0) {
-            std::printf("%s\n", test_support::ReadAll(path / "log").c_str());
-            std::abort();
-        }
+        std::ofstream(Path() / "make") << kMakeFixtures;
+        const std::string command = "cd " + Path().string() + " && sh make >log 2>&1";
+        if (std::system(command.c_str()) == 0) return;
+        std::printf("%s\n", test_support::ReadAll(Path() / "log").c_str());
+        std::abort();
     }
-    ~FixtureFolder() {
-        if (getpid() == owner_) fs::remove_all(path);
-    }
-    FixtureFolder(const FixtureFolder&) = delete;
-    FixtureFolder& operator=(const FixtureFolder&) = delete;
-
-    fs::path path;
-
-  private:
-    pid_t owner_ = getpid();
 };
 
 std::string FixtureDer(const std::string& name) {
@@ -199,7 +185,7 @@ std::string LeftKeys() {
 
 fs::path FixtureFile(const std::string& name) {
     static const FixtureFolder fixtures;
-    return fixtures.path / name;
+    return fixtures.Path() / name;
 }
 
 PCCERT_CONTEXT FixtureContext(const std::string& name) {
@@ -219,13 +205,9 @@ void SelectionTest::SetUp() {
     // Some of the certificates have GOST keys.
     SKIP_WITHOUT_ENGINE();
     FixtureFile("");  // made here, and not in a run
-    char name[] = "/tmp/kestrel-selection-XXXXXX";
-    folder = mkdtemp(name);
     setenv("KESTREL_HOME", (folder / "user").c_str(), 1);
     setenv("KESTREL_MACHINE_HOME", (folder / "machine").c_str(), 1);
 }
-
-void SelectionTest::TearDown() { fs::remove_all(folder); }
 
 void SelectionTest::Fill(DWORD side, const wchar_t* store, const std::vector<std::string>& names) {
     const Outcome filled = RunPiped("", [&]() -> std::uint32_t {

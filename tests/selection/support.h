@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "front/core/state.h"
+#include "tests/support/folder.h"
 
 namespace selection_tests {
 
@@ -47,14 +48,14 @@ std::string NamesOf(const kestrel::FoundCertificates& certificates);
 class SelectionTest : public testing::Test {
   protected:
     void SetUp() override;
-    void TearDown() override;
 
     void Fill(DWORD side, const wchar_t* store, const std::vector<std::string>& names);
     void FillUser(const wchar_t* store, const std::vector<std::string>& names) {
         Fill(CERT_SYSTEM_STORE_CURRENT_USER, store, names);
     }
 
-    std::filesystem::path folder;
+    const test_support::TemporaryFolder made;
+    const std::filesystem::path folder = made.Path();
 };
 
 inline const std::string kDates = "Valid from 02.01.2009 03:04:05 to 31.12.2099 23:59:59\n\n";

@@ -8,14 +8,12 @@ namespace {
 
 using Ferroline::ASN1::CBigInteger;
 
-struct CompareRow {
+const struct {
     const char* name;
     const char* first;
     const char* second;
     int order;
-};
-
-const CompareRow kCompare[] = {
+} kCompare[] = {
     {"255 and -1", "00FF", "FF", 1},
     {"-1 in two bytes", "FFFF", "FF", 0},
     {"1 in two bytes", "0001", "01", 0},
@@ -31,7 +29,7 @@ const CompareRow kCompare[] = {
 };
 
 TEST(BigInteger, Compare) {
-    for (const CompareRow& row : kCompare) {
+    for (const auto& row : kCompare) {
         const CBigInteger first(Bytes(row.first));
         const CBigInteger second(Bytes(row.second));
         const int order = first < second ? -1 : (first > second ? 1 : 0);
@@ -41,14 +39,12 @@ TEST(BigInteger, Compare) {
     }
 }
 
-struct TextRow {
+const struct {
     const char* name;
     const char* text;
     unsigned thrown;
     const char* back;
-};
-
-const TextRow kTexts[] = {
+} kTexts[] = {
     {"pairs", "0x12aB", 0, "0x12AB"},
     {"an odd count that begins with 0", "0x012", 0, "0x0012"},
     {"an odd count that does not", "0x123", 0, "0x12"},
@@ -60,7 +56,7 @@ const TextRow kTexts[] = {
 };
 
 TEST(BigInteger, Text) {
-    for (const TextRow& row : kTexts) {
+    for (const auto& row : kTexts) {
         CBigInteger value;
         EXPECT_EQ(Thrown([&] { value.FromString(row.text); }), row.thrown) << row.name;
         if (row.thrown == 0) {

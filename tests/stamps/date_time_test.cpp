@@ -19,15 +19,13 @@ std::uint64_t SinceEpoch(std::uint64_t seconds, std::uint64_t microseconds = 0) 
     return kEpoch + seconds * 10000000 + microseconds * 10;
 }
 
-struct Row {
+// Seconds by `date -u -d ... +%s`.
+const struct {
     const char* name;
     const char* text;
     unsigned thrown;
     std::uint64_t ticks;
-};
-
-// Seconds by `date -u -d ... +%s`.
-const Row kRows[] = {
+} kRows[] = {
     {"the start of 1970", "19700101000000Z", 0, SinceEpoch(0)},
     {"without Z", "20260101123456", 0, SinceEpoch(1767270896)},
     {"a half", "20260101123456.5Z", 0, SinceEpoch(1767270896, 500000)},
@@ -43,7 +41,7 @@ const Row kRows[] = {
 };
 
 TEST(DateTime, FromText) {
-    for (const Row& row : kRows) {
+    for (const auto& row : kRows) {
         CDateTime time;
         EXPECT_EQ(Thrown([&] { time = CDateTime(row.text); }), row.thrown) << row.name;
         if (row.thrown == 0) {

@@ -11,14 +11,12 @@ namespace {
 
 using namespace Ferroline::ASN1;
 
-struct NameCase {
+const struct {
     const char* name;
     const char* der;
     std::uint32_t selector;
     const wchar_t* text;
-};
-
-const NameCase kNameCases[] = {
+} kNameCases[] = {
     {"rfc822Name", "8103614062", 2, L"rfc822Name: a@b"},
     {"dNSName", "82022E61", 3, L"dNSName: .a"},
     {"directoryName", "A4{30{31{30{06{550403} 0C{41}}}}}", 5, L"directoryName: CN=A"},
@@ -29,7 +27,7 @@ const NameCase kNameCases[] = {
 };
 
 TEST(GeneralName, DecodesAndEncodes) {
-    for (const NameCase& row : kNameCases) {
+    for (const auto& row : kNameCases) {
         CGeneralName name;
         name.Decode(Der(row.der));
         EXPECT_EQ(name.GetSelector(), row.selector) << row.name;
@@ -41,13 +39,11 @@ TEST(GeneralName, DecodesAndEncodes) {
     }
 }
 
-struct RefusedRow {
+const struct {
     const char* name;
     const char* der;
     unsigned thrown;
-};
-
-const RefusedRow kRefused[] = {
+} kRefused[] = {
     {"otherName", "A0{06{2A03} A0{0500}}", kInvalidArgument},
     {"x400Address", "A3{30{}}", kInvalidArgument},
     {"ediPartyName", "A5{A1{0C{41}}}", kInvalidArgument},
@@ -57,7 +53,7 @@ const RefusedRow kRefused[] = {
 };
 
 TEST(GeneralName, Refuses) {
-    for (const RefusedRow& row : kRefused) {
+    for (const auto& row : kRefused) {
         CGeneralName name;
         EXPECT_EQ(Thrown([&] { name.Decode(Der(row.der)); }), row.thrown) << row.name;
     }
@@ -109,14 +105,12 @@ TEST(Generated, ObjectIdentifiers) {
     }
 }
 
-struct IntegerRow {
+const struct {
     const char* name;
     const char* text;  // as the codec decodes it
     const char* hex;
     std::int64_t number;  // -1: out of range
-};
-
-const IntegerRow kIntegers[] = {
+} kIntegers[] = {
     {"zero", "0x00", "00", 0},
     {"-1", "0x0ff", "FF", -1},
     {"the largest", "0x00ffffffff", "00FFFFFFFF", 0xFFFFFFFF},
@@ -125,7 +119,7 @@ const IntegerRow kIntegers[] = {
 };
 
 TEST(Generated, Integers) {
-    for (const IntegerRow& row : kIntegers) {
+    for (const auto& row : kIntegers) {
         asn1rt::ASN1BigInt record;
         record.text = row.text;
         CBigInteger value;
@@ -138,14 +132,12 @@ TEST(Generated, Integers) {
     }
 }
 
-struct NameRow {
+const struct {
     const char* name;
     const char* der;
     unsigned thrown;
     const wchar_t* text;
-};
-
-const NameRow kNames[] = {
+} kNames[] = {
     {"empty", "30{}", 0, L""},
     {"printable", "30{31{30{06{550406} 13{5255}}}}", 0, L"C=RU"},
     {"UTF8", "30{31{30{06{55040A} 0C{D096}}}}", 0, L"O=\u0416"},
@@ -165,7 +157,7 @@ const NameRow kNames[] = {
 };
 
 TEST(NameText, Names) {
-    for (const NameRow& row : kNames) {
+    for (const auto& row : kNames) {
         std::wstring text;
         EXPECT_EQ(Thrown([&] { text = NameToText(Der(row.der)); }), row.thrown) << row.name;
         EXPECT_EQ(text, row.text) << row.name;

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include <filesystem>
 #include <functional>
 #include <optional>
 #include <string>
@@ -12,6 +11,7 @@
 #include "front/core/atl_exception.h"
 #include "stamps/blob.h"
 #include "tests/support/der_notation.h"
+#include "tests/support/folder.h"
 
 namespace stamps_tests {
 
@@ -46,21 +46,12 @@ inline constexpr unsigned kAsn1Internal = 0x80093101;
 inline constexpr unsigned kBadMessage = 0x8009200D;
 
 // A folder that goes away with the test.
-class Folder {
+class Folder : public test_support::TemporaryFolder {
   public:
-    Folder();
-    ~Folder();
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
-
-    [[nodiscard]] const std::filesystem::path& Path() const { return path_; }
     // Runs a shell command inside; what it prints is shown when it fails.
     void Run(const std::string& command) const;
     void Write(const std::string& name, std::string_view content) const;
     [[nodiscard]] CBlob Read(const std::string& name) const;
-
-  private:
-    std::filesystem::path path_;
 };
 
 }  // namespace stamps_tests

@@ -123,16 +123,14 @@ TEST(TstInfo, RestOfTheFields) {
     EXPECT_FALSE(token.accuracy || token.ordering || token.nonce || token.tsa || token.extensions);
 }
 
-struct StatusRow {
+const struct {
     const char* name;
     const char* der;
     unsigned thrown;
     std::uint32_t status;
     std::uint32_t failInfo;
     std::vector<std::wstring> texts;
-};
-
-const StatusRow kStatuses[] = {
+} kStatuses[] = {
     {"granted without a token", "30{30{02{00}}}", 0, 0, 0, {}},
     {"rejected, with texts",
      "30{30{02{02} 30{0C{6F6E65} 0C{D096}}}}",
@@ -150,7 +148,7 @@ const StatusRow kStatuses[] = {
 
 TEST(Response, Statuses) {
     EXPECT_EQ(CStampStatus().status, 2U);
-    for (const StatusRow& row : kStatuses) {
+    for (const auto& row : kStatuses) {
         CStampResponse response;
         EXPECT_EQ(Thrown([&] { response.Decode(Der(row.der)); }), row.thrown) << row.name;
         if (row.thrown != 0) continue;

@@ -1,11 +1,10 @@
 """A certification authority as `openssl ca` and `openssl ocsp` make it, and the web server on the
 loopback address where it publishes: lists, issuers, and a responder."""
 
-import http.server
 import os
-import socketserver
-import threading
 import time
+
+import loopback
 
 CONFIG = """[ca]
 default_ca = d
@@ -33,14 +32,9 @@ END = "basicConstraints=CA:false\nkeyUsage=digitalSignature\n"
 DELEGATE = END + "extendedKeyUsage=OCSPSigning\nnoCheck=ignored\n"
 
 
-class Handler(http.server.BaseHTTPRequestHandler):
-    protocol_version = "HTTP/1.1"
-
-    def log_message(self, *_):
-        pass
-
+class Handler(loopback.Handler):
     def serve(self):
-        request = self.rfile.read(int(self.headers.get("Content-Length", 0)))
+        request = self.body_of_request()
         self.server.asked.append(self.path)
         self.server.heads.append(self.headers)
         page = self.server.pages.get(self.path)
@@ -48,37 +42,22 @@ class Handler(http.server.BaseHTTPRequestHandler):
             page = page(request)
         status, headers, body = page if isinstance(page, tuple) else (200, {}, page)
         try:
-            self.send_response_only(status if body is not None else 404)
-            for name, value in headers.items():
-                self.send_header(name, value)
-            self.send_header("Content-Length", str(len(body or b"")))
-            self.end_headers()
-            self.wfile.write(body or b"")
+            self.answer(status if body is not None else 404, headers.items(), body or b"")
         except OSError:
             self.close_connection = True
 
     do_GET = do_POST = serve
 
 
-class Web(socketserver.ThreadingMixIn, http.server.HTTPServer):
-    """Ends with its test: it lives in the test's own process."""
-    daemon_threads = True
-    block_on_close = False
+class Web(loopback.Server):
+    """Ends with its test, where one is told."""
 
-    def __init__(self):
-        super().__init__(("127.0.0.1", 0), Handler)
+    def __init__(self, case=None):
+        super().__init__(Handler)
         self.pages, self.asked, self.heads = {}, [], []
-        threading.Thread(target=self.serve_forever, daemon=True).start()
-
-    def handle_error(self, *_):
-        pass
-
-    def address(self, path):
-        return f"http://127.0.0.1:{self.server_address[1]}/{path}"
-
-    def close(self):
-        self.shutdown()
-        self.server_close()
+        self.start()
+        if case is not None:
+            case.addCleanup(self.close)
 
 
 class Authority:

@@ -2,6 +2,7 @@
 #include "tests/support/certificates.h"
 
 #include "platform/der/der.h"
+#include "platform/stores/store.h"
 
 namespace platform::testing {
 
@@ -41,6 +42,19 @@ CrlHolder MakeCrl(const std::string& index, const std::string& options) {
     OpenSsl("crl -in made.crl -outform DER -out made.der");
     const Bytes der = ReadFile("made.der");
     return CrlHolder(CertCreateCRLContext(kEncoding, der.data(), static_cast<DWORD>(der.size())));
+}
+
+Bytes PropertyOf(PCCERT_CONTEXT certificate, DWORD id) {
+    DWORD size = 0;
+    EXPECT_TRUE(CertGetCertificateContextProperty(certificate, id, nullptr, &size));
+    Bytes value(size);
+    EXPECT_TRUE(CertGetCertificateContextProperty(certificate, id, value.data(), &size));
+    return value;
+}
+
+void Trust(const std::string& file, Side side) {
+    OpenSystemStore(side, "Root", OpenMode::OpenOrCreate)
+        ->Add(*ReadBundle(ReadFile(file)).certificates.at(0), CERT_STORE_ADD_ALWAYS);
 }
 
 std::string SubjectOf(const CERT_INFO& info) {

@@ -27,6 +27,12 @@ CertHolder ContextOf(const std::string& name);
 // of the command.
 CrlHolder MakeCrl(const std::string& index, const std::string& options);
 
+// Its value by the two usual calls.
+Bytes PropertyOf(PCCERT_CONTEXT certificate, DWORD id);
+
+// Puts the first certificate of a file in Folder() into "Root".
+void Trust(const std::string& file, Side side = Side::User);
+
 // The subject's values, as CERT_SIMPLE_NAME_STR writes them.
 std::string SubjectOf(const CERT_INFO& info);
 

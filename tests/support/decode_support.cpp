@@ -8,12 +8,6 @@
 #include "platform/providers/container.h"
 
 namespace platform::testing {
-namespace {
-
-DWORD CodeOfCall(BOOL answer) { return answer != FALSE ? 0 : GetLastError(); }
-
-}  // namespace
-
 Bytes SignWith(const std::vector<std::string>& signers, const std::string& options,
                ByteView content) {
     WriteFile("content", content);
@@ -46,11 +40,15 @@ Decoding::Decoding(Sink* sink, DWORD flags, DWORD type) {
     EXPECT_NE(handle_, nullptr) << std::hex << GetLastError();
 }
 
-Decoding::~Decoding() { EXPECT_NE(CryptMsgClose(handle_), FALSE); }
+Decoding::Decoding(const Bytes& whole, DWORD flags) : Decoding(nullptr, flags) {
+    EXPECT_EQ(Update(whole, true), 0U);
+}
+
+Decoding::~Decoding() { EXPECT_TRUE(CryptMsgClose(handle_)); }
 
 DWORD Decoding::Update(ByteView piece, bool isFinal) {
-    return CodeOfCall(CryptMsgUpdate(handle_, piece.data(), static_cast<DWORD>(piece.size()),
-                                     isFinal ? TRUE : FALSE));
+    return Outcome(CryptMsgUpdate(handle_, piece.data(), static_cast<DWORD>(piece.size()),
+                                  isFinal ? TRUE : FALSE));
 }
 
 DWORD Decoding::Feed(ByteView message, std::size_t chunk, HCRYPTPROV provider, DWORD recipient) {
@@ -62,7 +60,7 @@ DWORD Decoding::Feed(ByteView message, std::size_t chunk, HCRYPTPROV provider, D
         DWORD error = Update(piece, isFinal);
         if (error == 0 && waiting) {
             error = Get(CMSG_ENVELOPE_ALGORITHM_PARAM);
-            waiting = error == static_cast<DWORD>(CRYPT_E_STREAM_MSG_NOT_READY) && !isFinal;
+            waiting = error == Code(CRYPT_E_STREAM_MSG_NOT_READY) && !isFinal;
             if (waiting) continue;
             if (error == 0) error = Decrypt(provider, recipient);
         }
@@ -89,20 +87,20 @@ DWORD Decoding::Verify(DWORD signer, PCCERT_CONTEXT certificate) {
 }
 
 DWORD Decoding::Control(DWORD type, const void* para) {
-    return CodeOfCall(CryptMsgControl(handle_, 0, type, para));
+    return Outcome(CryptMsgControl(handle_, 0, type, para));
 }
 
 DWORD Decoding::Get(DWORD param, DWORD index) {
     DWORD size = 0;
-    return CodeOfCall(CryptMsgGetParam(handle_, param, index, nullptr, &size));
+    return Outcome(CryptMsgGetParam(handle_, param, index, nullptr, &size));
 }
 
 Bytes Decoding::Value(DWORD param, DWORD index) {
     DWORD size = 0;
-    EXPECT_NE(CryptMsgGetParam(handle_, param, index, nullptr, &size), FALSE)
+    EXPECT_TRUE(CryptMsgGetParam(handle_, param, index, nullptr, &size))
         << param << " " << std::hex << GetLastError();
     Bytes value(size);
-    EXPECT_NE(CryptMsgGetParam(handle_, param, index, value.data(), &size), FALSE) << param;
+    EXPECT_TRUE(CryptMsgGetParam(handle_, param, index, value.data(), &size)) << param;
     value.resize(size);
     return value;
 }
@@ -110,7 +108,7 @@ Bytes Decoding::Value(DWORD param, DWORD index) {
 DWORD Decoding::Number(DWORD param) {
     DWORD number = 0;
     DWORD size = sizeof number;
-    EXPECT_NE(CryptMsgGetParam(handle_, param, 0, &number, &size), FALSE)
+    EXPECT_TRUE(CryptMsgGetParam(handle_, param, 0, &number, &size))
         << param << " " << std::hex << GetLastError();
     return number;
 }
@@ -126,8 +124,8 @@ HCRYPTPROV StrangerProvider(const Identity& identity) {
     const AnyKey key = GenerateKey(identity.type);
     Container::Create(Side::User, name, identity.type).SaveKey(AT_KEYEXCHANGE, key, Secret());
     HCRYPTPROV provider = 0;
-    EXPECT_NE(CryptAcquireContextA(&provider, name.c_str(), nullptr, identity.type, CRYPT_SILENT),
-              FALSE);
+    EXPECT_TRUE(
+        CryptAcquireContextA(&provider, name.c_str(), nullptr, identity.type, CRYPT_SILENT));
     return provider;
 }
 

@@ -13,12 +13,12 @@
 namespace platform::testing {
 
 // Refusals that many rows expect.
-inline constexpr DWORD kBadMessage = static_cast<DWORD>(CRYPT_E_BAD_MSG);
-inline constexpr DWORD kBadData = static_cast<DWORD>(NTE_BAD_DATA);
-inline constexpr DWORD kBadIndex = static_cast<DWORD>(CRYPT_E_INVALID_INDEX);
-inline constexpr DWORD kNotReady = static_cast<DWORD>(CRYPT_E_STREAM_MSG_NOT_READY);
-inline constexpr DWORD kShort = static_cast<DWORD>(CRYPT_E_STREAM_INSUFFICIENT_DATA);
-inline constexpr DWORD kLarge = static_cast<DWORD>(CRYPT_E_ASN1_LARGE);
+inline constexpr DWORD kBadMessage = Code(CRYPT_E_BAD_MSG);
+inline constexpr DWORD kBadData = Code(NTE_BAD_DATA);
+inline constexpr DWORD kBadIndex = Code(CRYPT_E_INVALID_INDEX);
+inline constexpr DWORD kNotReady = Code(CRYPT_E_STREAM_MSG_NOT_READY);
+inline constexpr DWORD kShort = Code(CRYPT_E_STREAM_INSUFFICIENT_DATA);
+inline constexpr DWORD kLarge = Code(CRYPT_E_ASN1_LARGE);
 
 // `openssl cms -sign` and `-encrypt` for identities of encode_support.h, in DER. Without
 // "-nodetach" among the options a signed message is detached.
@@ -32,6 +32,8 @@ class Decoding {
   public:
     // No sink: the whole message is held.
     explicit Decoding(Sink* sink, DWORD flags = 0, DWORD type = 0);
+    // Held, and read already.
+    explicit Decoding(const Bytes& whole, DWORD flags = 0);
     ~Decoding();
     Decoding(const Decoding&) = delete;
     Decoding& operator=(const Decoding&) = delete;

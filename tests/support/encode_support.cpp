@@ -92,16 +92,6 @@ const Identity& IdentityOf(const std::string& name) {
 
 CMSG_STREAM_INFO Sink::Info() { return {CMSG_INDEFINITE_LENGTH, Collect, this}; }
 
-Bytes Noise(std::size_t size) {
-    Bytes bytes(size);
-    std::uint32_t state = 12345;
-    for (std::uint8_t& byte : bytes) {
-        state = state * 1664525 + 1013904223;
-        byte = static_cast<std::uint8_t>(state >> 24);
-    }
-    return bytes;
-}
-
 Bytes Streamed(const Opener& open, ByteView content, std::size_t piece) {
     Sink sink;
     const CMSG_STREAM_INFO info = sink.Info();
@@ -123,14 +113,14 @@ void ExpectFailingSinkStopsEverything(const Opener& open) {
         const CMSG_STREAM_INFO info = sink.Info();
         const std::shared_ptr<Message> message = open(&info);
         const DWORD code = CodeOf([&] {
-            for (int i = 0; i < 3; ++i) message->Update(Noise(1000), i == 2);
+            for (int i = 0; i < 3; ++i) message->Update(Pattern(1000), i == 2);
         });
         if (code == 0) {
             EXPECT_GE(failAt, 7);
             return;
         }
-        ASSERT_EQ(code, static_cast<DWORD>(ERROR_WRITE_FAULT)) << failAt;
-        EXPECT_EQ(CodeOf([&] { message->Update(Noise(1), true); }), code) << failAt;
+        ASSERT_EQ(code, Code(ERROR_WRITE_FAULT)) << failAt;
+        EXPECT_EQ(CodeOf([&] { message->Update(Pattern(1), true); }), code) << failAt;
         EXPECT_EQ(sink.calls, failAt + 1);
         EXPECT_EQ(sink.finals, 0);
     }

@@ -49,9 +49,6 @@ struct Sink {
     CMSG_STREAM_INFO Info();
 };
 
-// Bytes that do not repeat with any short period.
-Bytes Noise(std::size_t size);
-
 // Opens an encoder, without a stream where the record is null.
 using Opener = std::function<std::shared_ptr<Message>(const CMSG_STREAM_INFO*)>;
 Bytes Streamed(const Opener& open, ByteView content, std::size_t piece);

@@ -1,5 +1,6 @@
 """Runs the built programs as a user does: a temporary home, exact output bytes."""
 
+import json
 import os
 import pty
 import select
@@ -8,6 +9,8 @@ import subprocess
 import tempfile
 import time
 import unittest
+
+from enrolment.openssl import ENGINE, has_engine
 
 KESTREL = os.environ.get("KESTREL", "kestrel")
 KESTRELCTL = os.environ.get("KESTRELCTL", "kestrelctl")
@@ -29,22 +32,12 @@ ALL_KEYS = tuple(kind for kind in KEYS if kind != "pss")
 TRANSPORT_KEYS = ("rsa", "gost2001", "gost256", "gost512")
 
 # The other side of the GOST tests; what needs it is skipped without.
-HAS_ENGINE = subprocess.run(["openssl", "engine", "gost"], capture_output=True,
-                            check=False).returncode == 0
+HAS_ENGINE = has_engine()
 
 PLAIN_CONFIG = """[req]
 distinguished_name = name
 [name]
 """
-ENGINE_CONFIG = """openssl_conf = top
-[top]
-engines = engines
-[engines]
-gost = gost
-[gost]
-engine_id = gost
-default_algorithms = ALL
-""" + PLAIN_CONFIG
 
 
 def error_line(text, code):
@@ -61,6 +54,7 @@ def exit_status(code):
 
 class KestrelCase(unittest.TestCase):
     """A test in a folder of its own, with empty user and machine sides."""
+    apart = False  # from the terminal that the tests were started on
 
     def setUp(self):
         self.folder = tempfile.mkdtemp(prefix="kestrel-")
@@ -70,7 +64,7 @@ class KestrelCase(unittest.TestCase):
         self.env.update(KESTREL_HOME=self.home, KESTREL_MACHINE_HOME=self.path("machine"))
         self.env.pop("OPENSSL_CONF", None)
         with open(self.path("engine.cnf"), "w", encoding="ascii") as config:
-            config.write(ENGINE_CONFIG if HAS_ENGINE else PLAIN_CONFIG)
+            config.write((ENGINE if HAS_ENGINE else "") + PLAIN_CONFIG)
 
     def path(self, name):
         return os.path.join(self.folder, name)
@@ -84,10 +78,19 @@ class KestrelCase(unittest.TestCase):
         with open(self.path(name), "rb") as file:
             return file.read()
 
+    def run_here(self, *command, status=None, **options):
+        """Any command, in the test's folder and with its homes."""
+        done = subprocess.run(command, cwd=self.folder, env=self.env, stdin=subprocess.DEVNULL,
+                              capture_output=True, timeout=300, check=False, **options)
+        if status is not None:
+            self.assertEqual(done.returncode, status, (command, done.stdout, done.stderr))
+        return done
+
     def raw(self, *args, stdin=b"", env=None):
         """Runs kestrel in the test's folder; nothing may ever be on standard error."""
         done = subprocess.run([KESTREL, *args], cwd=self.folder, env={**self.env, **(env or {})},
-                              input=stdin, capture_output=True, timeout=300, check=False)
+                              input=stdin, capture_output=True, timeout=300, check=False,
+                              start_new_session=self.apart)
         self.assertEqual(done.stderr, b"", f"{args}: something on standard error")
         return done.returncode, done.stdout
 
@@ -109,17 +112,43 @@ class KestrelCase(unittest.TestCase):
         self.assertTrue(status == 0 and body.endswith(OK), f"{args}: {status} {body!r}")
         return body
 
-    def fail_with(self, code, *args, stdin=b""):
+    def fail_with(self, code, *args, stdin=b"", errors=None):
+        """Ends with the code, or (None) fails with any; `errors`: how many lines tell of one."""
         status, body = self.kestrel(*args, stdin=stdin)
-        self.assertTrue(body.endswith(closing(code)), f"{args}: {status} {body!r}")
-        self.assertEqual(status, exit_status(code), f"{args}")
+        if code is None:
+            self.assertNotEqual(status, 0, f"{args}: {body!r}")
+        else:
+            self.assertTrue(body.endswith(closing(code)), f"{args}: {status} {body!r}")
+            self.assertEqual(status, exit_status(code), f"{args}")
+        if errors is not None:
+            self.assertEqual(body.count(b"Error: "), errors, f"{args}: {body!r}")
         return body
 
+    def run_ctl(self, *args, stdin=b"", env=None):
+        return subprocess.run([KESTRELCTL, *args], cwd=self.folder, env={**self.env, **(env or {})},
+                              input=stdin, capture_output=True, timeout=120, check=False)
+
     def ctl(self, *args, stdin=b"", status=0):
-        done = subprocess.run([KESTRELCTL, *args], cwd=self.folder, env=self.env, input=stdin,
-                              capture_output=True, timeout=120, check=False)
+        done = self.run_ctl(*args, stdin=stdin)
         self.assertEqual(done.returncode, status, f"{args}: {done.stdout!r} {done.stderr!r}")
         return done.stdout if status == 0 else done.stderr
+
+    def listing(self, *args):
+        return json.loads(self.ctl(*args, "--json"))
+
+    def columns(self, listed, *names):
+        """Those columns of a listing, told by its words."""
+        return [tuple(row[name] for name in names) for row in self.listing(*listed.split())]
+
+    def subjects(self, store):
+        return [row["subject"] for row in self.listing("store", "list", store)]
+
+    def set_machine(self, *lines):
+        """The platform's settings of the machine, these alone."""
+        os.makedirs(self.path("machine"), exist_ok=True)
+        self.write("machine/registry.reg", "\r\n".join((
+            "Windows Registry Editor Version 5.00", "",
+            "[HKEY_LOCAL_MACHINE\\Software\\Kestrel\\Platform]", *lines, "")).encode())
 
     def need_engine(self):
         if not HAS_ENGINE:
@@ -134,6 +163,37 @@ class KestrelCase(unittest.TestCase):
         if status is not None:
             self.assertEqual(done.returncode, status, f"openssl {args}: {done.stderr!r}")
         return done.returncode, done.stdout
+
+    # ---- `openssl cms`, in DER -----------------------------------------------------
+
+    def cms_sign(self, out, signers, *options, source="in", detached=False):
+        words = [] if detached else ["-nodetach"]
+        for signer in signers:
+            words += ["-signer", f"{signer}.pem", "-inkey", f"{signer}.key"]
+        self.openssl("cms", "-sign", "-binary", "-in", source, "-outform", "DER", "-out", out,
+                     *words, *options)
+
+    def cms_verify(self, file, authority, *options, out="out2"):
+        self.openssl("cms", "-verify", "-binary", "-inform", "DER", "-in", file, "-CAfile",
+                     authority, "-purpose", "any", "-out", out, *options)
+
+    def cms_encrypt(self, out, *options, source="in"):
+        self.openssl("cms", "-encrypt", "-binary", "-in", source, "-outform", "DER", "-out", out,
+                     *options)
+
+    def cms_decrypt(self, file, name, out="out2"):
+        self.openssl("cms", "-decrypt", "-binary", "-inform", "DER", "-in", file, "-recip",
+                     f"{name}.pem", "-inkey", f"{name}.key", "-out", out)
+
+    def cms_printed(self, file):
+        return self.openssl("cms", "-cmsout", "-print", "-noout", "-inform", "DER", "-in", file)[1]
+
+    def der_of(self, name):
+        """The certificate NAME.pem."""
+        return self.openssl("x509", "-in", f"{name}.pem", "-outform", "DER")[1]
+
+    def same(self, one, other="in"):
+        self.assertEqual(self.read(one), self.read(other))
 
     def on_terminal(self, cue, typed, *args, ahead=b""):
         """What a terminal shows when this is typed at the first question that ends in the cue."""
@@ -168,9 +228,21 @@ class KestrelCase(unittest.TestCase):
         for option in options:
             arguments += ["-pkeyopt", option]
         self.openssl(*arguments)
-        self.openssl("req", "-x509", "-new", "-key", f"{name}.key", "-subj", f"/CN={name}",
-                     "-days", "60", "-out", f"{name}.pem", "-addext", "basicConstraints=CA:FALSE",
-                     "-addext", "keyUsage=digitalSignature,keyEncipherment,dataEncipherment")
+        self.self_sign(name, "basicConstraints=CA:FALSE",
+                       "keyUsage=digitalSignature,keyEncipherment,dataEncipherment", key=name)
+
+    def self_sign(self, name, *extensions, key=None):
+        """NAME.pem for a key that is there, or NAME.key, too."""
+        keyed = (["-new", "-key", f"{key}.key"] if key else
+                 ["-newkey", "rsa:2048", "-nodes", "-keyout", f"{name}.key"])
+        more = [word for extension in extensions for word in ("-addext", extension)]
+        self.openssl("req", "-x509", *keyed, "-subj", f"/CN={name}", "-days", "60", "-out",
+                     f"{name}.pem", *more)
+
+    def export(self, name, *options, out=None, key=None):
+        """The PKCS #12 file NAME.p12, with the password "p"."""
+        self.openssl("pkcs12", "-export", "-inkey", f"{key or name}.key", "-in", f"{name}.pem", "-out",
+                     out or f"{name}.p12", "-passout", "pass:p", *options)
 
     def make_crl(self, name):
         """An empty list NAME.crl of the authority NAME."""
@@ -180,18 +252,18 @@ class KestrelCase(unittest.TestCase):
         self.openssl("ca", "-config", "ca.cnf", "-gencrl", "-cert", f"{name}.pem", "-keyfile",
                      f"{name}.key", "-out", f"{name}.crl")
 
+    def make_identities(self, *names):
+        for name in names:
+            self.make_identity("rsa", name)
+
     def make_identity(self, kind, name, pin=None, trust=True):
         """An identity made by openssl and taken in from its PKCS #12 file."""
         self.make_certificate(kind, name)
-        self.openssl("pkcs12", "-export", "-inkey", f"{name}.key", "-in", f"{name}.pem",
-                     "-out", f"{name}.p12", "-passout", "pass:transfer")
-        arguments = ["identity", "import", f"{name}.p12", "--password", "transfer",
-                     "--container", name]
+        self.export(name)
+        arguments = ["identity", "import", f"{name}.p12", "--password", "p", "--container", name]
         arguments += ["--pin", pin] if pin is not None else []
         arguments += ["--trust"] if trust else []
         self.ctl(*arguments)
-
-
 
     # ---- what the program prints ---------------------------------------------------
 

@@ -40,5 +40,6 @@ class StampCase(KestrelCase):
         with open(self.path("machine/registry.reg"), "w", encoding="utf-8") as file:
             file.write(text)
 
-    def sign(self, *more, out="out"):
-        return self.kestrel("-sign", "-dn", "Signer", "-nochain", "-der", "in", out, *more)
+    def sign(self, *more, out="out", code=0):
+        """Ends with that code, or fails with any (None)."""
+        return self.fail_with(code, "-sign", "-dn", "Signer", "-nochain", "-der", "in", out, *more)

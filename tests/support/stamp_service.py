@@ -6,11 +6,11 @@ and every answer that a client has to refuse, chosen by the path of the address.
 """
 
 import hashlib
-import http.server
 import subprocess
 import threading
 import time
 
+import loopback
 import tokens
 
 CONFIG = """[tsa]
@@ -220,35 +220,23 @@ class StampService:
     def __enter__(self):
         service = self
 
-        class Handler(http.server.BaseHTTPRequestHandler):
-            protocol_version = "HTTP/1.1"
-
-            def do_POST(self):
-                body = self.rfile.read(int(self.headers.get("Content-Length", 0)))
+        class Handler(loopback.Handler):
+            def serve(self):
+                body = self.body_of_request()
                 service.seen.append((self.path, dict(self.headers), body))
                 name = self.path.split("?")[0].strip("/").replace("-", "_")
                 status, answer, *headers = getattr(service.answers, name)(body)
-                self.send_response(status)
-                for header in headers:
-                    self.send_header(*header)
-                self.send_header("Content-Type", "application/timestamp-reply")
-                self.send_header("Content-Length", str(len(answer)))
-                self.end_headers()
-                self.wfile.write(answer)
+                self.answer(status, [*headers, ("Content-Type", "application/timestamp-reply")],
+                            answer)
 
-            do_GET = do_POST
+            do_GET = do_POST = serve
 
-            def log_message(self, *_):
-                pass
-
-        self.server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
-        self.server.daemon_threads = True
-        threading.Thread(target=self.server.serve_forever, daemon=True).start()
+        self.server = loopback.Server(Handler)
+        self.server.start()
         return self
 
     def __exit__(self, *_):
-        self.server.shutdown()
-        self.server.server_close()
+        self.server.close()
 
     def url(self, name):
-        return f"http://127.0.0.1:{self.server.server_address[1]}/{name}"
+        return self.server.address(name)

@@ -68,8 +68,13 @@ def attribute(name, *values):
 
 
 def take(data):
-    """Tag, contents and rest of the first element."""
+    """Tag, contents and rest of the first element, whose length may be open (X.690, 8.1.3.6)."""
     size, at = data[1], 2
+    if size == 0x80:
+        rest = data[at:]
+        while rest[:2] != b"\0\0":
+            rest = take(rest)[2]
+        return data[0], data[at:len(data) - len(rest)], rest[2:]
     if size & 0x80:
         at += size & 0x7F
         size = int.from_bytes(data[2:at], "big")

@@ -4,9 +4,7 @@ web_server.py LOG [CERT:KEY[:CLIENT_CA] ...] listens in clear and then under eac
 prints its ports in one line and ends with its standard input. LOG gets a line a request."""
 
 import base64
-import http.server
 import os
-import socketserver
 import ssl
 import struct
 import sys
@@ -15,33 +13,28 @@ import time
 import urllib.parse
 import warnings
 
+import loopback
 from late_certificate import client_certificate
 
 BIG = 10 * 1024 * 1024
 
 
-def end_with_input():
-    sys.stdin.buffer.read()
-    os._exit(0)
-
-
-class Handler(http.server.BaseHTTPRequestHandler):
-    protocol_version = "HTTP/1.1"
-
-    def log_message(self, *_):
-        pass
-
-    def body_of_request(self):
-        return self.rfile.read(int(self.headers.get("Content-Length", 0)))
-
+class Handler(loopback.Handler):
     def answer(self, status, headers=(), body=b""):
-        self.send_response_only(status, "As Asked" if status == 299 else None)
-        for name, value in headers:
-            self.send_header(name, value)
-        if status not in (204, 304):
-            self.send_header("Content-Length", str(len(body)))
+        super().answer(status, headers, body, "As Asked" if status == 299 else None,
+                       status not in (204, 304))
+
+    def begin(self, size):
+        """The head of a good answer of that size."""
+        self.send_response_only(200)
+        self.send_header("Content-Length", str(size))
         self.end_headers()
+
+    def half(self, size, body):
+        """The beginning of an answer of that size."""
+        self.begin(size)
         self.wfile.write(body)
+        self.wfile.flush()
 
     def serve(self):
         self.connection.settimeout(30)
@@ -112,11 +105,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
         time.sleep(20)
 
     def on_hang_in_body(self, _):
-        self.send_response_only(200)
-        self.send_header("Content-Length", "10")
-        self.end_headers()
-        self.wfile.write(b"12345")
-        self.wfile.flush()
+        self.half(10, b"12345")
         time.sleep(20)
 
     # The second half comes once somebody asked for /release.
@@ -124,11 +113,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
 
     def on_two_halves(self, _):
         Handler.gate.clear()
-        self.send_response_only(200)
-        self.send_header("Content-Length", "10")
-        self.end_headers()
-        self.wfile.write(b"first")
-        self.wfile.flush()
+        self.half(10, b"first")
         Handler.gate.wait(20)
         self.wfile.write(b"later")
 
@@ -137,10 +122,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
         self.answer(200)
 
     def on_cut(self, _):
-        self.send_response_only(200)
-        self.send_header("Content-Length", "100")
-        self.end_headers()
-        self.wfile.write(b"half")
+        self.half(100, b"half")
         self.close_connection = True
 
     def on_nothing(self, _):
@@ -160,9 +142,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
             self.close_connection = True
 
     def on_big(self, _):
-        self.send_response_only(200)
-        self.send_header("Content-Length", str(BIG))
-        self.end_headers()
+        self.begin(BIG)
         try:
             for number in range(BIG // 4096):
                 self.wfile.write((b"%07d\n" % number) * 512)
@@ -193,25 +173,9 @@ class Handler(http.server.BaseHTTPRequestHandler):
         return self.answer(401, [("WWW-Authenticate", challenge)], b"who are you?")
 
 
-class Server(socketserver.ThreadingMixIn, http.server.HTTPServer):
-    daemon_threads = True
-
-    def handle_error(self, *_):
-        pass
-
-
-class TlsServer(Server):
-    context = None
-
-    # The handshake runs in the connection's own thread, where it may fail.
-    def finish_request(self, request, client_address):
-        with self.context.wrap_socket(request, server_side=True) as secure:
-            super().finish_request(secure, client_address)
-
-
 def tls_server(files):
     parts = files.split(":")
-    server = TlsServer(("127.0.0.1", 0), Handler)
+    server = loopback.TlsServer(Handler)
     server.context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
     server.context.load_cert_chain(parts[0], parts[1])
     if parts[2:] == ["tls1.1"]:
@@ -231,11 +195,10 @@ def tls_server(files):
 
 
 def main():
-    servers = [Server(("127.0.0.1", 0), Handler)] + [tls_server(files) for files in sys.argv[2:]]
-    print(*(server.server_address[1] for server in servers), flush=True)
-    for server in servers:
-        threading.Thread(target=server.serve_forever, daemon=True).start()
-    end_with_input()
+    servers = [loopback.Server(Handler)] + [tls_server(files) for files in sys.argv[2:]]
+    print(*(server.start() for server in servers), flush=True)
+    sys.stdin.buffer.read()
+    os._exit(0)
 
 
 if __name__ == "__main__":

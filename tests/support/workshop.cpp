@@ -2,37 +2,19 @@
 #include "tests/support/workshop.h"
 
 #include <openssl/err.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 #include <map>
 
 #include "platform/providers/key_file.h"
+#include "tests/support/folder.h"
 
 namespace platform::testing {
 namespace {
 
 namespace fs = std::filesystem;
-
-struct TemporaryFolder {
-    TemporaryFolder() {
-        std::string name = (fs::temp_directory_path() / "kestrel.XXXXXX").string();
-        if (mkdtemp(name.data()) == nullptr) std::abort();
-        path = name;
-    }
-    ~TemporaryFolder() {
-        std::error_code error;
-        // A child of fork leaves the folder to its parent.
-        if (getpid() == owner) fs::remove_all(path, error);
-    }
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-    fs::path path;
-    pid_t owner = getpid();
-};
 
 const KeyRow& KeyNamed(std::string_view name) {
     for (const KeyRow& row : KeyRows()) {
@@ -55,8 +37,8 @@ Bytes MakeCertificate(const std::string& name) {
 }  // namespace
 
 const fs::path& Folder() {
-    static const TemporaryFolder folder;
-    return folder.path;
+    static const test_support::TemporaryFolder folder;
+    return folder.Path();
 }
 
 std::string OpenSsl(const std::string& arguments) {
@@ -81,10 +63,7 @@ fs::path WriteFile(const fs::path& name, ByteView content) {
 
 Bytes ReadFile(const fs::path& name) { return Copy(ViewOf(ReadText(name))); }
 
-std::string ReadText(const fs::path& name) {
-    std::ifstream stream(Folder() / name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
+std::string ReadText(const fs::path& name) { return test_support::ReadAll(Folder() / name); }
 
 Bytes Pattern(std::size_t size) {
     Bytes bytes(size);
@@ -105,6 +84,12 @@ DWORD CodeOf(const std::function<void()>& body) {
         EXPECT_EQ(ERR_peek_error(), 0U);
         return error.Code();
     }
+}
+
+std::size_t CountOf(std::string_view part, std::string_view text) {
+    std::size_t count = 0;
+    for (std::size_t at = 0; (at = text.find(part, at)) != text.npos; ++at) ++count;
+    return count;
 }
 
 std::string DetailOf(const std::function<void()>& body) {

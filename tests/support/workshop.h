@@ -43,6 +43,12 @@ std::string DetailOf(const std::function<void()>& body);
 
 constexpr DWORD Code(LONG value) { return static_cast<DWORD>(value); }
 
+// The last error of a call that answered `result`; 0 for success.
+inline DWORD Outcome(BOOL result) { return result != FALSE ? 0 : GetLastError(); }
+
+// How often the part stands in the text.
+std::size_t CountOf(std::string_view part, std::string_view text);
+
 struct KeyRow {
     const char* name;
     const char* generation;  // arguments of genpkey

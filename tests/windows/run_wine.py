@@ -24,7 +24,7 @@ WINE = shutil.which("wine64") or shutil.which("wine") or "/usr/lib/wine/wine64"
 
 # Command line, a line that must stand in the output, the closing line.
 ROWS = [
-    ("no arguments", [], "Supported commands:", "[ErrorCode: 0x00000001]"),
+    ("no arguments", [], " -checkreg    Check user registration status.", "[ErrorCode: 0x00000001]"),
     ("no command", ["-help"], "Error: No command. (0x200000CC)", "[ErrorCode: 0x200000cc]"),
     ("unknown key", ["-sign", "-zzz"], "Error: Unknown key: '-zzz'. (0x200000C9)",
      "[ErrorCode: 0x200000c9]"),
@@ -190,8 +190,7 @@ class WineRuns(unittest.TestCase):
             self.assertEqual(len(service.seen), len(rows))
 
     def test_pending_requests_over_web_pages(self):
-        web = Web()
-        self.addCleanup(web.close)
+        web = Web(self)
         # A server's name with a port is none to Wine; a proxy leads every name to this one.
         page = "http://ca.example:80/certsrv//certfnsh.asp"
         env = {**self.env, "http_proxy": web.address("")}
@@ -216,11 +215,6 @@ class WineRuns(unittest.TestCase):
         done = subprocess.run([WINE, suite], env=self.env, cwd=self.folder, timeout=120,
                               stdin=subprocess.DEVNULL, capture_output=True, check=False)
         self.assertEqual(check.failures("wine", done.stdout.decode("utf-8", "replace")), [])
-
-    def test_command_list_is_whole(self):
-        text = self.run_program([])
-        for word in ("-encr", "-decr", "-sign", "-verify", "-checkreg", "Search Criterion"):
-            self.assertIn(word, text)
 
 
 if __name__ == "__main__":

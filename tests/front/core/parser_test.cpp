@@ -27,14 +27,12 @@ std::string KeysLeft() {
     return text;
 }
 
-struct AcceptedRow {
+const struct {
     const char* name;
     std::vector<const char*> words;
     int command;
     const char* keys;
-};
-
-const AcceptedRow kAccepted[] = {
+} kAccepted[] = {
     {"upper case", {"-ENCR"}, 2, ""},
     {"mixed case of the table", {"-cspCERT"}, 14, ""},
     {"highest number", {"-checkreg"}, 24, ""},
@@ -58,7 +56,7 @@ const AcceptedRow kAccepted[] = {
 };
 
 TEST_F(ParserTest, AcceptsLines) {
-    for (const AcceptedRow& row : kAccepted) {
+    for (const auto& row : kAccepted) {
         const std::string printed = Printed([&] { EXPECT_EQ(Parse(row.words), 0u) << row.name; });
         EXPECT_EQ(printed, "") << row.name;
         EXPECT_EQ(state.command, row.command) << row.name;

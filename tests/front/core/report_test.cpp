@@ -7,15 +7,13 @@ namespace {
 
 using ReportTest = FrontTest;
 
-struct ReportRow {
+const struct {
     const char* name;
     DWORD code;
     const char* argument;
     const char* english;
     const char* russian;
-};
-
-const ReportRow kReports[] = {
+} kReports[] = {
     {"success", 0, nullptr, "", ""},
     {"with an argument", kCannotOpenFile, "a.txt", "Error: Can't open file 'a.txt'. (0x20000065)\n",
      "Ошибка: Не удалось открыть файл 'a.txt'. (0x20000065)\n"},
@@ -33,7 +31,7 @@ const ReportRow kReports[] = {
 };
 
 TEST_F(ReportTest, OwnCodes) {
-    for (const ReportRow& row : kReports) {
+    for (const auto& row : kReports) {
         for (const bool russian : {false, true}) {
             state.russian = russian;
             DWORD result = 1;
@@ -63,14 +61,12 @@ TEST_F(ReportTest, NumberTextHasNeitherPrefixNorCode) {
               "Цепочка сертификатов не проверена для этого сертификата (код ошибки FF):\n");
 }
 
-struct TextRow {
+// What terminals act upon: ECMA-48 5.2 and 5.3, Unicode UAX #9 2.
+const struct {
     const char* name;
     const char* text;
     const char* printed;
-};
-
-// What terminals act upon: ECMA-48 5.2 and 5.3, Unicode UAX #9 2.
-const TextRow kTexts[] = {
+} kTexts[] = {
     {"plain", "CN=Ann", "CN=Ann"},
     {"percent signs", "100% %s %n %%", "100% %s %n %%"},
     {"two and three and four bytes", "имя € 😀", "имя € 😀"},
@@ -93,7 +89,7 @@ const TextRow kTexts[] = {
 };
 
 TEST_F(ReportTest, StrangersTexts) {
-    for (const TextRow& row : kTexts) {
+    for (const auto& row : kTexts) {
         for (const bool russian : {false, true}) {
             state.russian = russian;
             EXPECT_EQ(Printed([&] { PrintText(row.text, 1); }), row.printed + std::string("\n"))

@@ -94,14 +94,12 @@ TEST_F(TablesTest, EveryMessageHasBothLanguages) {
     EXPECT_EQ(rows, 89);
 }
 
-struct ErrorBlock {
+const struct {
     DWORD first;
     DWORD last;
     std::string firstText;
     std::string lastText;
-};
-
-const ErrorBlock kErrorBlocks[] = {
+} kErrorBlocks[] = {
     {100, 105, "No enough memory.", "File is too large."},
     {200, 211, "Too many files: '%s'.", "No message file."},
     {300, 309, "Can't open certificate store: '%s'.", "Error while getting pin."},
@@ -112,7 +110,7 @@ const ErrorBlock kErrorBlocks[] = {
 };
 
 TEST_F(TablesTest, EveryErrorHasBothLanguages) {
-    for (const ErrorBlock& block : kErrorBlocks) {
+    for (const auto& block : kErrorBlocks) {
         EXPECT_EQ(ErrorText(kOwnError | block.first).english, block.firstText);
         EXPECT_EQ(ErrorText(kOwnError | block.last).english, block.lastText);
         for (DWORD id = block.first; id <= block.last; ++id) {

@@ -73,15 +73,13 @@ TEST(Base64Encoding, EqualsTheOpensslCommand) {
     std::filesystem::remove(path);
 }
 
-struct CapacityRow {
+const struct {
     const char* name;
     Encoder encoder;
     DWORD size;
     DWORD capacity;
     bool fits;
-};
-
-const CapacityRow kCapacities[] = {
+} kCapacities[] = {
     {"64 columns demand a byte more than groups", EncodeBase64Lines64, 4, 8, false},
     {"64 columns, one short of text and line end", EncodeBase64Lines64, 4, 9, false},
     {"64 columns, text and line end", EncodeBase64Lines64, 4, 10, true},
@@ -92,7 +90,7 @@ const CapacityRow kCapacities[] = {
 };
 
 TEST(Base64Encoding, Capacity) {
-    for (const CapacityRow& row : kCapacities) {
+    for (const auto& row : kCapacities) {
         const std::string bytes = Counting(row.size);
         std::string text(row.capacity + 1, '?');
         DWORD length = row.capacity;
@@ -108,15 +106,13 @@ TEST(Base64Encoding, Capacity) {
 
 // ---- decoders ----------------------------------------------------------------
 
-struct DecodeRow {
+const struct {
     const char* name;
     Decoder decoder;
     std::string text;
     std::string bytes;
     DWORD error;  // of the block decoder; the other one has none
-};
-
-const DecodeRow kDecodings[] = {
+} kDecodings[] = {
     {"blocks: nothing", DecodeBase64Blocks, "", "", 0},
     {"blocks: a group", DecodeBase64Blocks, "QUJD", "ABC", 0},
     {"blocks: white inside a group", DecodeBase64Blocks, " \tQU\r\nJ D\n", "ABC", 0},
@@ -142,7 +138,7 @@ const DecodeRow kDecodings[] = {
 };
 
 TEST(Base64Decoding, KnownTexts) {
-    for (const DecodeRow& row : kDecodings) {
+    for (const auto& row : kDecodings) {
         std::string bytes(row.text.size() + 3, '?');
         DWORD length = SizeOf(bytes);
         SetLastError(1);
@@ -156,7 +152,7 @@ TEST(Base64Decoding, KnownTexts) {
     }
 }
 
-struct RoomRow {
+const struct {
     const char* name;
     Decoder decoder;
     const char* text;
@@ -165,9 +161,7 @@ struct RoomRow {
     DWORD error;
     bool given;  // a destination
     bool result;
-};
-
-const RoomRow kRooms[] = {
+} kRooms[] = {
     {"blocks: the length", DecodeBase64Blocks, "QUJDREU=", 0, 5, 0, false, true},
     {"blocks: one short", DecodeBase64Blocks, "QUJDREU=", 4, 5, ERROR_MORE_DATA, true, false},
     {"blocks: exact, pads not counted", DecodeBase64Blocks, "QUJDREU=", 5, 5, 0, true, true},
@@ -177,7 +171,7 @@ const RoomRow kRooms[] = {
 };
 
 TEST(Base64Decoding, Room) {
-    for (const RoomRow& row : kRooms) {
+    for (const auto& row : kRooms) {
         std::string bytes(row.capacity + 1, '?');
         DWORD length = row.capacity;
         SetLastError(1);

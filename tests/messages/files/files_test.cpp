@@ -17,16 +17,14 @@ constexpr DWORD kTooShort = 0x800700EA;
 
 // ---- DecodeAnyText -----------------------------------------------------------
 
-struct AnyTextRow {
+// "MUJD" is 0x31 'B' 'C'.
+const struct {
     const char* name;
     std::string input;
     DWORD capacity;
     DWORD result;
     std::string bytes;
-};
-
-// "MUJD" is 0x31 'B' 'C'.
-const AnyTextRow kAnyTexts[] = {
+} kAnyTexts[] = {
     {"BASE64", "MUJD\r\n", 99, 0, "1BC"},
     {"BASE64 behind a UTF-8 mark", "\xEF\xBB\xBFTUJD", 99, 0, "MBC"},
     {"a UTF-8 mark alone is binary", "\xEF\xBB\xBF", 99, 0, "\xEF\xBB\xBF"},
@@ -50,7 +48,7 @@ const AnyTextRow kAnyTexts[] = {
 };
 
 TEST(AnyText, Recognised) {
-    for (const AnyTextRow& row : kAnyTexts) {
+    for (const auto& row : kAnyTexts) {
         std::string bytes(row.capacity + 1, '?');
         DWORD length = row.capacity;
         const HRESULT result = DecodeAnyText(AsBytes(row.input), SizeOf(row.input),
@@ -70,16 +68,14 @@ TEST(AnyText, Recognised) {
 
 class WholeFiles : public FolderTest {};
 
-struct ReadRow {
+const struct {
     const char* name;
     std::string content;
     bool classified;
     DWORD code;
     std::string bytes;
     int isDer;
-};
-
-const ReadRow kReads[] = {
+} kReads[] = {
     {"empty, as it stands", "", false, 0, "", -1},
     {"empty, classified", "", true, kCannotOpenFile, "", -1},
     {"text, as it stands", "MUJD", false, 0, "MUJD", -1},
@@ -88,7 +84,7 @@ const ReadRow kReads[] = {
 };
 
 TEST_F(WholeFiles, Read) {
-    for (const ReadRow& row : kReads) {
+    for (const auto& row : kReads) {
         const std::string path = Store("file", row.content);
         BYTE* data = nullptr;
         DWORD length = 99;

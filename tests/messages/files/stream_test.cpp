@@ -61,21 +61,19 @@ TEST_F(Streams, LinesDoNotDependOnTheBlocks) {
     }
 }
 
-struct FullRow {
+// The first two fail when the file is closed, the others when the stream's buffer is.
+const struct {
     const char* name;
     DWORD base64;
     bool last;
     std::size_t size;
-};
-
-// The first two fail when the file is closed, the others when the stream's buffer is.
-const FullRow kFull[] = {
+} kFull[] = {
     {"a little, at the end", 0, true, 10},
     {"much as text, in the middle", 1, false, 1000000},
 };
 
 TEST_F(Streams, AFullDevice) {
-    for (const FullRow& row : kFull) {
+    for (const auto& row : kFull) {
         StreamOutput output;
         output.base64 = row.base64;
         output.file = OutputFile::Open("/dev/full");

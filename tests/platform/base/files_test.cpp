@@ -17,27 +17,30 @@
 #include "platform/base/file_mask.h"
 #include "platform/base/handle.h"
 #include "tests/support/folder.h"
+#include "tests/support/workshop.h"
 
 namespace platform {
 namespace {
 
 namespace fs = std::filesystem;
+using testing::Outcome;
 
 class FilesTest : public test_support::InFolderTest {
   protected:
     void SetUp() override {
         test_support::InFolderTest::SetUp();
-        other_ = MakeFolder(access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp");
-        liveBefore_ = LiveHandles();
+        fs::permissions(other_, fs::perms::all);
     }
     void TearDown() override {
         EXPECT_EQ(LiveHandles(), liveBefore_);
-        fs::remove_all(other_);
         test_support::InFolderTest::TearDown();
     }
 
-    fs::path other_;  // on another file system where there is one
-    std::size_t liveBefore_ = 0;
+    // On another file system where there is one.
+    const test_support::TemporaryFolder madeToo_{access("/dev/shm", W_OK) == 0 ? "/dev/shm"
+                                                                               : "/tmp"};
+    const fs::path other_ = madeToo_.Path();
+    const std::size_t liveBefore_ = LiveHandles();
 };
 
 TEST(FileMask, Matches) {
@@ -85,8 +88,8 @@ std::string Found(const char* mask) {
     } while (FindNextFileA(search, &found));
     EXPECT_EQ(GetLastError(), DWORD{ERROR_NO_MORE_FILES}) << mask;
     EXPECT_TRUE(FindClose(search));
-    EXPECT_FALSE(FindNextFileA(search, &found));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_HANDLE}) << "a closed search";
+    EXPECT_EQ(Outcome(FindNextFileA(search, &found)), DWORD{ERROR_INVALID_HANDLE})
+        << "a closed search";
     std::string text;
     for (const std::string& name : names) text += name + " ";
     return text;
@@ -193,8 +196,7 @@ TEST_F(FilesTest, Refusals) {
          ERROR_INVALID_HANDLE},
     };
     for (const auto& row : rows) {
-        EXPECT_FALSE(row.call()) << row.name;
-        EXPECT_EQ(GetLastError(), row.error) << row.name;
+        EXPECT_EQ(Outcome(row.call()), row.error) << row.name;
     }
     EXPECT_EQ(Read("a") + Read("b"), "oldother");
     EXPECT_TRUE(MoveFileExA("a", "b", MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH));
@@ -221,8 +223,7 @@ TEST_F(FilesTest, ReadingAndWriting) {
         EXPECT_EQ(std::string(text, count), expected);
     }
     EXPECT_TRUE(CloseHandle(read));
-    EXPECT_FALSE(WriteFile(file, "1", 1, &count, nullptr));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_HANDLE});
+    EXPECT_EQ(Outcome(WriteFile(file, "1", 1, &count, nullptr)), DWORD{ERROR_INVALID_HANDLE});
 }
 
 // ---- replacing ---------------------------------------------------------------

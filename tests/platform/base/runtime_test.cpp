@@ -19,6 +19,7 @@
 #include "platform/base/error.h"
 #include "platform/base/home.h"
 #include "tests/support/folder.h"
+#include "tests/support/workshop.h"
 
 namespace platform {
 namespace {
@@ -97,7 +98,7 @@ TEST_F(RuntimeTest, ExitStatusKeepsFailureVisible) {
     } rows[] = {{0, 0},           {1, 1}, {256, 255}, {0x20000065, 0x65}, {0x80090016, 0x16},
                 {0x80004000, 255}};
     for (const auto& row : rows) {
-        EXPECT_EXIT(ExitProcess(row.code), testing::ExitedWithCode(row.status), "") << row.code;
+        EXPECT_EXIT(ExitProcess(row.code), ::testing::ExitedWithCode(row.status), "") << row.code;
     }
 }
 
@@ -204,13 +205,9 @@ TEST_F(RuntimeTest, FilesAreReplacedWhole) {
         {"file for a folder", "a/b", ERROR_PATH_NOT_FOUND},
     };
     for (const auto& row : rows) {
-        try {
-            ReplaceFile(row.file, view("x"), 0600);
-            ADD_FAILURE() << row.name;
-        } catch (const Error& error) {
-            EXPECT_EQ(error.Code(), row.code) << row.name;
-            EXPECT_EQ(error.Detail(), row.file) << row.name;
-        }
+        const auto replace = [&] { ReplaceFile(row.file, view("x"), 0600); };
+        EXPECT_EQ(testing::CodeOf(replace), row.code) << row.name;
+        EXPECT_EQ(testing::DetailOf(replace), row.file) << row.name;
         EXPECT_THROW(ReadWholeFile(row.file), Error) << row.name;
     }
     // No half-written file stays behind.
@@ -244,13 +241,8 @@ TEST_F(RuntimeTest, WhatIsThereDecidesHowItIsReplaced) {
         {"/dev/full", IfExists::Replace, ERROR_DISK_FULL, nullptr, ""},
     };
     for (const auto& row : rows) {
-        DWORD code = 0;
-        try {
-            ReplaceFile(row.name, ViewOf("new"), 0644, row.ifExists);
-        } catch (const Error& error) {
-            code = error.Code();
-        }
-        EXPECT_EQ(code, row.code) << row.name;
+        const auto replace = [&] { ReplaceFile(row.name, ViewOf("new"), 0644, row.ifExists); };
+        EXPECT_EQ(testing::CodeOf(replace), row.code) << row.name;
         const std::string content = row.holds == nullptr ? row.content : Read(row.holds);
         EXPECT_EQ(content, row.content) << row.name;
     }

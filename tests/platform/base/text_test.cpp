@@ -7,20 +7,11 @@
 
 #include <climits>
 
-#include "platform/base/error.h"
 #include "platform/base/text.h"
+#include "tests/support/workshop.h"
 
 namespace platform {
 namespace {
-
-DWORD CodeThrown(auto&& body) {
-    try {
-        body();
-        return 0;
-    } catch (const Error& error) {
-        return error.Code();
-    }
-}
 
 TEST(Text, WellFormedUtf8IsTakenBothWays) {
     const struct {
@@ -59,7 +50,7 @@ TEST(Text, MalformedUtf8IsRefusedAndReplaced) {
         {"three bytes cut to two", "\xE2\x82", L"\xFFFD\xFFFD"},
     };
     for (const auto& row : rows) {
-        EXPECT_EQ(CodeThrown([&] { Widen(row.text); }), DWORD{ERROR_NO_UNICODE_TRANSLATION})
+        EXPECT_EQ(testing::CodeOf([&] { Widen(row.text); }), DWORD{ERROR_NO_UNICODE_TRANSLATION})
             << row.name;
         wchar_t wide[16] = {};
         const int length = static_cast<int>(row.text.size());
@@ -67,7 +58,7 @@ TEST(Text, MalformedUtf8IsRefusedAndReplaced) {
         EXPECT_EQ(std::wstring(wide, static_cast<std::size_t>(made)), row.replaced) << row.name;
     }
     for (const wchar_t bad : {wchar_t{0xD800}, wchar_t{0xDFFF}, wchar_t{0x110000}, wchar_t{-1}}) {
-        EXPECT_EQ(CodeThrown([&] { Narrow(std::wstring(1, bad)); }),
+        EXPECT_EQ(testing::CodeOf([&] { Narrow(std::wstring(1, bad)); }),
                   DWORD{ERROR_NO_UNICODE_TRANSLATION})
             << static_cast<int>(bad);
     }

@@ -4,8 +4,12 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/workshop.h"
+
 namespace platform {
 namespace {
+
+using testing::Outcome;
 
 constexpr Ticks FromUnix(std::int64_t seconds) {
     return static_cast<Ticks>(seconds + 11644473600) * 10000000;
@@ -60,8 +64,9 @@ TEST(Ticks, ImpossibleTimesAreRefused) {
     for (const auto& row : rows) {
         FILETIME fileTime{1, 2};
         SetLastError(0);
-        EXPECT_FALSE(SystemTimeToFileTime(&row.time, &fileTime)) << row.name;
-        EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER}) << row.name;
+        EXPECT_EQ(Outcome(SystemTimeToFileTime(&row.time, &fileTime)),
+                  DWORD{ERROR_INVALID_PARAMETER})
+            << row.name;
         EXPECT_EQ(TicksOf(fileTime), (Ticks{2} << 32) + 1) << row.name;
     }
     SYSTEMTIME time{};

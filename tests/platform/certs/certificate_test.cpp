@@ -29,17 +29,16 @@ std::string Upper(std::string text) {
 
 TEST_F(CertificateTest, ReadsWhatTheCommandShows) {
     SKIP_WITHOUT_ENGINE();
-    struct Row {
+    const struct {
         const char* kind;
         const char* keyOid;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"rsa", "1.2.840.113549.1.1.1"},
         {"p256", "1.2.840.10045.2.1"},
         {"gost256", "1.2.643.7.1.1.1.1"},
         {"gost512", "1.2.643.7.1.1.1.2"},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.kind);
         const CertHolder context = ContextOf(row.kind);
         ASSERT_TRUE(context);
@@ -64,13 +63,12 @@ TEST_F(CertificateTest, ReadsWhatTheCommandShows) {
 }
 
 TEST_F(CertificateTest, ReadsTimes) {
-    struct Row {
+    const struct {
         const char* name;
         std::uint8_t tag;
         const char* text;
         const char* expected;  // empty: refused
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"last year of the two digits", 0x17, "491231235959Z", "2049-12-31 23:59:59"},
         {"first year of the two digits", 0x17, "500101000000Z", "1950-01-01 00:00:00"},
         {"without seconds", 0x17, "0901020304Z", "2009-01-02 03:04:00"},
@@ -87,7 +85,7 @@ TEST_F(CertificateTest, ReadsTimes) {
         {"empty", 0x17, "", ""},
         {"another tag", 0x13, "090101000000Z", ""},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         const Bytes time = der::Element(row.tag, ViewOf(std::string_view(row.text)));
         const CertHolder context = Context(NumberedCertificate(7, time));
@@ -135,7 +133,7 @@ TEST_F(CertificateTest, SurvivesEveryWrongOctet) {
             try {
                 (void)Certificate::Of(context.get())->Native();
             } catch (const Error& error) {
-                ASSERT_EQ(error.Code(), static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT));
+                ASSERT_EQ(error.Code(), Code(CRYPT_E_ASN1_CORRUPT));
             }
         }
     }
@@ -149,12 +147,11 @@ TEST_F(CertificateTest, CountsContexts) {
     EXPECT_TRUE(CertFreeCertificateContext(stale));
     EXPECT_EQ(second->cbCertEncoded, CertificateOf("p256").size());
     second.reset();
-    EXPECT_FALSE(CertFreeCertificateContext(stale));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
+    EXPECT_EQ(Outcome(CertFreeCertificateContext(stale)), DWORD{ERROR_INVALID_PARAMETER});
     EXPECT_EQ(CertDuplicateCertificateContext(stale), nullptr);
     EXPECT_TRUE(CertFreeCertificateContext(nullptr));
     EXPECT_EQ(CertCreateCertificateContext(0, CertificateOf("p256").data(), 10), nullptr);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(E_INVALIDARG));
+    EXPECT_EQ(GetLastError(), Code(E_INVALIDARG));
 }
 
 TEST_F(CertificateTest, ReadsRevocationLists) {

@@ -28,12 +28,11 @@ const char* const kThreeParts =
     "31 0B 30 09 06 03 55 04 06 13 02 52 55";
 
 TEST_F(NamesTest, WritesEveryForm) {
-    struct Row {
+    const struct {
         const char* name;
         DWORD type;
         const char* expected;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"X.500", CERT_X500_NAME_STR, "CN=Alpha, OU=x + O=Foo!, C=RU"},
         {"X.500 reversed", CERT_X500_NAME_STR | CERT_NAME_STR_REVERSE_FLAG,
          "C=RU, OU=x + O=Foo!, CN=Alpha"},
@@ -43,7 +42,7 @@ TEST_F(NamesTest, WritesEveryForm) {
         {"no form", 0, ""},
     };
     const Bytes der = FromHex(kThreeParts);
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         EXPECT_EQ(TextOf(der, row.type), row.expected);
     }
@@ -76,12 +75,11 @@ TEST_F(NamesTest, WritesKeys) {
 }
 
 TEST_F(NamesTest, WritesValues) {
-    struct Row {
+    const struct {
         const char* name;
         const char* value;
         const char* expected;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"UTF8String", "0C 04 D0 96 D0 B0", "Жа"},
         {"PrintableString", "13 03 61 27 62", "a'b"},
         {"TeletexString is Latin-1", "14 02 E9 61", "éa"},
@@ -120,7 +118,7 @@ TEST_F(NamesTest, WritesValues) {
         {"lone surrogate", "1E 02 D8 00", "#1E02D800"},
         {"beyond Unicode", "1C 04 00 11 00 00", "#1C0400110000"},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         const Bytes name = NameOf("06 03 55 04 03", row.value);
         EXPECT_EQ(TextOf(name, CERT_X500_NAME_STR), "CN=" + std::string(row.expected));
@@ -151,19 +149,18 @@ TEST_F(NamesTest, DamagedNamesAreEmptyTexts) {
 TEST_F(NamesTest, CutsAtTheBuffersEnd) {
     Bytes name = NameOf("06 03 55 04 03", "0C 05 61 D0 96 D0 B0");  // CN=aЖа
     CERT_NAME_BLOB blob = BlobOf(name);
-    struct Row {
+    const struct {
         DWORD size;
         const char* expected;
         const wchar_t* wide;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {1, "", L""},
         {5, "CN=a", L"CN=a"},
         {6, "CN=a", L"CN=aЖ"},
         {7, "CN=aЖ", L"CN=aЖа"},
         {9, "CN=aЖа", L"CN=aЖа"},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.size);
         std::string text(12, '?');
         const DWORD count =
@@ -184,12 +181,11 @@ TEST_F(NamesTest, CutsAtTheBuffersEnd) {
 }
 
 TEST_F(NamesTest, ReadsText) {
-    struct Row {
+    const struct {
         const char* text;
         DWORD flags;
         const char* expected;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"", 0, "3000"},
         {"CN=a", 0, "300c310a30080603550403130161"},
         {"  cn =  a  ", 0, "300c310a30080603550403130161"},
@@ -212,7 +208,7 @@ TEST_F(NamesTest, ReadsText) {
         {"CN=#04020500", 0, "300d310b3009060355040304020500"},
         {"CN=#0000", 0, "300d310b3009060355040304020000"},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.text);
         BYTE encoded[128];
         DWORD size = sizeof encoded;
@@ -225,13 +221,12 @@ TEST_F(NamesTest, ReadsText) {
 }
 
 TEST_F(NamesTest, TellsWhereTextIsWrong) {
-    struct Row {
+    const struct {
         const char* text;
         const wchar_t* wide;
         std::ptrdiff_t at;
         std::ptrdiff_t wideAt;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"CN", L"CN", 0, 0},           {"XX=1", L"XX=1", 0, 0},
         {"CN=", L"CN=", 3, 3},         {"CN=a,,O=b", L"CN=a,,O=b", 5, 5},
         {"CN=\"a", L"CN=\"a", 3, 3},   {"CN=\"a\"b", L"CN=\"a\"b", 6, 6},
@@ -239,14 +234,14 @@ TEST_F(NamesTest, TellsWhereTextIsWrong) {
         {"C=Ж", L"C=Ж", 2, 2},         {"CN=Ж, E=Ж", L"CN=Ж, E=Ж", 9, 8},
         {"OID.=a", L"OID.=a", 0, 0},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.text);
         BYTE encoded[64];
         DWORD size = sizeof encoded;
         LPCSTR at = nullptr;
-        EXPECT_FALSE(
-            CertStrToNameA(kEncoding, row.text, CERT_X500_NAME_STR, nullptr, encoded, &size, &at));
-        EXPECT_EQ(GetLastError(), Code(CRYPT_E_INVALID_X500_STRING));
+        EXPECT_EQ(Outcome(CertStrToNameA(kEncoding, row.text, CERT_X500_NAME_STR, nullptr, encoded,
+                                         &size, &at)),
+                  Code(CRYPT_E_INVALID_X500_STRING));
         EXPECT_EQ(at - row.text, row.at);
         LPCWSTR wideAt = nullptr;
         EXPECT_FALSE(CertStrToNameW(kEncoding, row.wide, CERT_X500_NAME_STR, nullptr, encoded,
@@ -254,8 +249,8 @@ TEST_F(NamesTest, TellsWhereTextIsWrong) {
         EXPECT_EQ(wideAt - row.wide, row.wideAt);
     }
     DWORD size = 0;
-    EXPECT_FALSE(CertStrToNameA(kEncoding, "CN=\xC3(", 3, nullptr, nullptr, &size, nullptr));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_NO_UNICODE_TRANSLATION});
+    EXPECT_EQ(Outcome(CertStrToNameA(kEncoding, "CN=\xC3(", 3, nullptr, nullptr, &size, nullptr)),
+              DWORD{ERROR_NO_UNICODE_TRANSLATION});
 }
 
 // What another program wrote reads as that program shows it.

@@ -30,14 +30,6 @@ class PropertiesTest : public CertsTest {
     }
 };
 
-Bytes Property(PCCERT_CONTEXT certificate, DWORD id) {
-    DWORD size = 0;
-    EXPECT_TRUE(CertGetCertificateContextProperty(certificate, id, nullptr, &size));
-    Bytes value(size);
-    EXPECT_TRUE(CertGetCertificateContextProperty(certificate, id, value.data(), &size));
-    return value;
-}
-
 DWORD ErrorOf(PCCERT_CONTEXT certificate, DWORD id) {
     DWORD size = 0;
     SetLastError(0);
@@ -60,15 +52,16 @@ std::string DigitsBehind(const std::string& shown, char mark) {
 TEST_F(PropertiesTest, AnswersFromTheCertificate) {
     const CertHolder ec = ContextOf("p256");
     std::string shown = OpenSsl("x509 -inform DER -in p256.cer -noout -fingerprint -sha1");
-    EXPECT_EQ(Property(ec.get(), CERT_SHA1_HASH_PROP_ID), FromHex(DigitsBehind(shown, '=')));
+    EXPECT_EQ(PropertyOf(ec.get(), CERT_SHA1_HASH_PROP_ID), FromHex(DigitsBehind(shown, '=')));
 
     shown = OpenSsl("x509 -inform DER -in p256.cer -noout -ext subjectKeyIdentifier");
-    EXPECT_EQ(Property(ec.get(), CERT_KEY_IDENTIFIER_PROP_ID), FromHex(DigitsBehind(shown, '\n')));
+    EXPECT_EQ(PropertyOf(ec.get(), CERT_KEY_IDENTIFIER_PROP_ID),
+              FromHex(DigitsBehind(shown, '\n')));
 
     // Without the extension it is SHA-1 of the public key record: the digest of the octets
     // 300F 3009 06072A8648CE3D0201 03020004, by sha1sum.
     const CertHolder plain = Context(NumberedCertificate(1));
-    EXPECT_EQ(Hex(Property(plain.get(), CERT_KEY_IDENTIFIER_PROP_ID)),
+    EXPECT_EQ(Hex(PropertyOf(plain.get(), CERT_KEY_IDENTIFIER_PROP_ID)),
               "b548088adf2a75b0a1c44854555c077bf760ae93");
 }
 
@@ -79,18 +72,18 @@ TEST_F(PropertiesTest, LaysOutTheProviderRecord) {
     CRYPT_KEY_PROV_INFO info{container, provider, 16,          CRYPT_MACHINE_KEYSET,
                              0,         nullptr,  AT_SIGNATURE};
     ASSERT_TRUE(CertSetCertificateContextProperty(ec.get(), CERT_KEY_PROV_INFO_PROP_ID, 0, &info));
-    Bytes block = Property(ec.get(), CERT_KEY_PROV_INFO_PROP_ID);
+    Bytes block = PropertyOf(ec.get(), CERT_KEY_PROV_INFO_PROP_ID);
     const auto* back = reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(block.data());
     EXPECT_STREQ(back->pwszContainerName, container);
     EXPECT_STREQ(back->pwszProvName, provider);
     EXPECT_EQ(back->dwProvType, 16U);
     EXPECT_EQ(back->dwFlags, DWORD{CRYPT_MACHINE_KEYSET});
     EXPECT_EQ(back->dwKeySpec, DWORD{AT_SIGNATURE});
-    EXPECT_EQ(Hex(Property(ec.get(), CERT_KEY_SPEC_PROP_ID)), "02000000");
+    EXPECT_EQ(Hex(PropertyOf(ec.get(), CERT_KEY_SPEC_PROP_ID)), "02000000");
 
     info.pwszProvName = nullptr;
     ASSERT_TRUE(CertSetCertificateContextProperty(ec.get(), CERT_KEY_PROV_INFO_PROP_ID, 0, &info));
-    block = Property(ec.get(), CERT_KEY_PROV_INFO_PROP_ID);
+    block = PropertyOf(ec.get(), CERT_KEY_PROV_INFO_PROP_ID);
     EXPECT_EQ(reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(block.data())->pwszProvName, nullptr);
 
     wchar_t twoLines[] = L"a\nprovider=b";
@@ -137,7 +130,7 @@ TEST_F(PropertiesTest, KeyContextReleasesWhatItTook) {
     EXPECT_EQ(LiveHandles(), before + 2);
     set(ec.get(), open(), 0);  // releases the first
     EXPECT_EQ(LiveHandles(), before + 2);
-    const Bytes record = Property(ec.get(), CERT_KEY_CONTEXT_PROP_ID);
+    const Bytes record = PropertyOf(ec.get(), CERT_KEY_CONTEXT_PROP_ID);
     const HCRYPTPROV held = reinterpret_cast<const CERT_KEY_CONTEXT*>(record.data())->hCryptProv;
     set(ec.get(), held, 0);  // the same handle is not released under its user
     EXPECT_EQ(LiveHandles(), before + 2);
@@ -173,7 +166,7 @@ Acquired Acquire(PCCERT_CONTEXT certificate, DWORD flags) {
     SetLastError(0);
     key.result = CryptAcquireCertificatePrivateKey(certificate, flags, nullptr, &key.provider,
                                                    &key.keySpec, &key.callerFree);
-    key.error = key.result != FALSE ? 0 : GetLastError();
+    key.error = Outcome(key.result);
     return key;
 }
 
@@ -191,10 +184,10 @@ TEST_F(PropertiesTest, AcquiresTheKey) {
 
     const Acquired cached = Acquire(ec.get(), CRYPT_ACQUIRE_CACHE_FLAG);
     ASSERT_EQ(cached.error, 0U);
-    EXPECT_EQ(cached.callerFree, FALSE);
+    EXPECT_FALSE(cached.callerFree);
     const Acquired again = Acquire(ec.get(), 0);
     EXPECT_EQ(again.provider, cached.provider);
-    EXPECT_EQ(again.callerFree, FALSE);
+    EXPECT_FALSE(again.callerFree);
 
     EXPECT_FALSE(
         CryptAcquireCertificatePrivateKey(ec.get(), 0, nullptr, nullptr, nullptr, nullptr));
@@ -203,18 +196,17 @@ TEST_F(PropertiesTest, AcquiresTheKey) {
 TEST_F(PropertiesTest, TellsWhyThereIsNoKey) {
     MakeContainer("box", GenerateKey(16));
     MakeContainer("locked", GenerateKey(16), "secret");
-    struct Row {
+    const struct {
         const char* name;
         const wchar_t* container;
         DWORD error;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"another key", L"box", Code(NTE_BAD_PUBLIC_KEY)},
         {"no container", L"none", Code(NTE_BAD_KEYSET)},
         // Looking into it would ask for the password, so the key is taken at its word.
         {"another key behind a password", L"locked", 0},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         const CertHolder ec = ContextOf("p256");
         Bind(ec.get(), row.container);
@@ -240,10 +232,10 @@ TEST_F(PropertiesTest, SystemStoresKeepThemAtOnce) {
 
     const auto fresh = OpenSystemStore(Side::User, "My", OpenMode::Existing);
     const CertHolder third(Certificate::Share(fresh->Certificates()[0]));
-    EXPECT_EQ(Property(third.get(), kSomeProperty), Bytes{7});
-    EXPECT_EQ(Property(third.get(), CERT_FRIENDLY_NAME_PROP_ID), Bytes{1});
-    EXPECT_EQ(Property(third.get(), kSomeProperty + 1), Bytes{2});
-    const Bytes block = Property(third.get(), CERT_KEY_PROV_INFO_PROP_ID);
+    EXPECT_EQ(PropertyOf(third.get(), kSomeProperty), Bytes{7});
+    EXPECT_EQ(PropertyOf(third.get(), CERT_FRIENDLY_NAME_PROP_ID), Bytes{1});
+    EXPECT_EQ(PropertyOf(third.get(), kSomeProperty + 1), Bytes{2});
+    const Bytes block = PropertyOf(third.get(), CERT_KEY_PROV_INFO_PROP_ID);
     EXPECT_STREQ(reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(block.data())->pwszContainerName,
                  L"box");
 
@@ -254,10 +246,10 @@ TEST_F(PropertiesTest, SystemStoresKeepThemAtOnce) {
     // A certificate that somebody else removed keeps what it had.
     store->Remove(*Certificate::Of(first.get()));
     const CRYPT_DATA_BLOB blob{};
-    EXPECT_FALSE(
-        CertSetCertificateContextProperty(second.get(), CERT_FRIENDLY_NAME_PROP_ID, 0, &blob));
-    EXPECT_EQ(GetLastError(), Code(CRYPT_E_NOT_FOUND));
-    EXPECT_EQ(Property(second.get(), kSomeProperty + 1), Bytes{2});
+    EXPECT_EQ(Outcome(CertSetCertificateContextProperty(second.get(), CERT_FRIENDLY_NAME_PROP_ID, 0,
+                                                        &blob)),
+              Code(CRYPT_E_NOT_FOUND));
+    EXPECT_EQ(PropertyOf(second.get(), kSomeProperty + 1), Bytes{2});
 }
 
 }  // namespace

@@ -20,14 +20,13 @@ Blob BlobOf(Bytes& bytes) {
 }
 
 TEST_F(RecordsTest, ComparesIntegers) {
-    struct Row {
+    // Little-endian, as records have them.
+    const struct {
         const char* name;
         const char* first;
         const char* second;
         BOOL equal;
-    };
-    // Little-endian, as records have them.
-    const Row rows[] = {
+    } rows[] = {
         {"other", "01 02", "02 01", FALSE},
         {"positive, more sign octets", "7F", "7F 00 00", TRUE},
         {"top bit needs its sign octet", "80 00", "80", FALSE},
@@ -37,7 +36,7 @@ TEST_F(RecordsTest, ComparesIntegers) {
         {"zero and nothing", "00", "", FALSE},
         {"longer", "01 02", "01 02 03", FALSE},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         Bytes first = FromHex(row.first);
         Bytes second = FromHex(row.second);
@@ -79,14 +78,13 @@ TEST_F(RecordsTest, ComparesCertificates) {
     Bytes zero = {0};
     Bytes noName = {0x30, 0x00};
 
-    struct Row {
+    const struct {
         const char* name;
         Bytes& issuer;
         Bytes& serial;
         const CertHolder& certificate;
         BOOL equal;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"issuer and serial", issuer, serial, ec, TRUE},
         {"serial with a sign octet more", issuer, longSerial, ec, TRUE},
         {"other serial", issuer, otherSerial, ec, FALSE},
@@ -96,7 +94,7 @@ TEST_F(RecordsTest, ComparesCertificates) {
         {"key identifier with a serial is a plain name", own, serial, ec, FALSE},
         {"key identifier of the bits", hashed, zero, plain, TRUE},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         CERT_INFO wanted{};
         wanted.Issuer = BlobOf<CERT_NAME_BLOB>(row.issuer);
@@ -109,21 +107,20 @@ TEST_F(RecordsTest, ComparesCertificates) {
 }
 
 TEST_F(RecordsTest, ReadsKeyUsage) {
-    struct Row {
+    const struct {
         const char* name;
         const char* value;  // of the extension; null: no extension
         BOOL result;
         const char* usage;
         DWORD error;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"signature and encipherment", "03 02 05 A0", TRUE, "A0 00", 0},
         {"empty", "03 01 00", TRUE, "00 00", 0},
         {"no extension", nullptr, FALSE, "00 00", 0},
         {"no bits", "04 01 00", FALSE, "00 00", Code(CRYPT_E_ASN1_BADTAG)},
         {"eight unused bits", "03 02 08 00", FALSE, "00 00", Code(CRYPT_E_ASN1_CORRUPT)},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         char oid[] = szOID_KEY_USAGE;
         Bytes value = row.value == nullptr ? Bytes() : FromHex(row.value);
@@ -149,8 +146,8 @@ std::string Encoded(LPCSTR type, const void* value) {
     // Exact fits, one short tells the need, one over stays as it is.
     Bytes out(size + 1, 0xEE);
     DWORD shortSize = size - 1;
-    EXPECT_FALSE(CryptEncodeObject(kEncoding, type, value, out.data(), &shortSize));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_MORE_DATA});
+    EXPECT_EQ(Outcome(CryptEncodeObject(kEncoding, type, value, out.data(), &shortSize)),
+              DWORD{ERROR_MORE_DATA});
     EXPECT_EQ(shortSize, size);
     DWORD exact = size;
     EXPECT_TRUE(CryptEncodeObject(kEncoding, type, value, out.data(), &exact));
@@ -161,14 +158,13 @@ std::string Encoded(LPCSTR type, const void* value) {
 
 // A record of bits begins as the plain ones do.
 TEST_F(RecordsTest, EncodesBlobs) {
-    struct Row {
+    const struct {
         const char* name;
         LPCSTR type;
         const char* value;
         DWORD unused;
         const char* expected;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"no octets", X509_OCTET_STRING, "", 0, "0400"},
         {"key identifier", szOID_SUBJECT_KEY_IDENTIFIER, "0A", 0, "04010a"},
         {"sign octet kept where it counts", X509_MULTI_BYTE_INTEGER, "FF 00", 0, "020200ff"},
@@ -182,7 +178,7 @@ TEST_F(RecordsTest, EncodesBlobs) {
         {"eight unused bits", X509_BITS, "FF", 8, "failed"},
         {"unused bits of nothing", X509_BITS, "", 1, "failed"},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         Bytes value = FromHex(row.value);
         auto blob = BlobOf<CRYPT_BIT_BLOB>(value);
@@ -192,13 +188,12 @@ TEST_F(RecordsTest, EncodesBlobs) {
 }
 
 TEST_F(RecordsTest, EncodesAttributes) {
-    struct Row {
+    const struct {
         const char* name;
         const char* oid;
         const char* value;
         const char* expected;  // empty: CRYPT_E_BAD_ENCODE
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"one value", "1.2.3", "04 01 FF", "300906022a0331030401ff"},
         // What the caller says is a value goes in as it stands.
         {"no element", "1.2.3", "61 62 63", "300906022a033103616263"},
@@ -207,7 +202,7 @@ TEST_F(RecordsTest, EncodesAttributes) {
         {"second arc too large", "1.40", "05 00", ""},
         {"null identifier", nullptr, "05 00", ""},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         std::string oid = row.oid == nullptr ? "" : row.oid;
         Bytes value = FromHex(row.value);
@@ -218,20 +213,19 @@ TEST_F(RecordsTest, EncodesAttributes) {
             continue;
         }
         DWORD size = 0;
-        EXPECT_FALSE(CryptEncodeObject(kEncoding, PKCS_ATTRIBUTE, &attribute, nullptr, &size));
-        EXPECT_EQ(GetLastError(), Code(CRYPT_E_BAD_ENCODE));
+        EXPECT_EQ(Outcome(CryptEncodeObject(kEncoding, PKCS_ATTRIBUTE, &attribute, nullptr, &size)),
+                  Code(CRYPT_E_BAD_ENCODE));
     }
 }
 
 // Every kind of structure decodes to one that encodes to the same octets; damaged ones
 // do not decode. The octets are written by hand.
 TEST_F(RecordsTest, DecodesWhatItEncodes) {
-    struct Row {
+    const struct {
         const char* name;
         LPCSTR type;
         const char* encoded;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"attribute", PKCS_ATTRIBUTE, "300c06022a03310604010a04010b"},
         {"integer", X509_INTEGER, "0202ff7f"},
         {"least integer", X509_INTEGER, "020480000000"},
@@ -242,7 +236,7 @@ TEST_F(RecordsTest, DecodesWhatItEncodes) {
         {"algorithm without parameters", X509_ALGORITHM_IDENTIFIER, "3004 06022a03"},
         {"public key", X509_PUBLIC_KEY_INFO, "300c 3006 06022a03 0500 0302 00ff"},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         const Bytes der = FromHex(row.encoded);
         DWORD size = 0;
@@ -251,9 +245,10 @@ TEST_F(RecordsTest, DecodesWhatItEncodes) {
         const auto block =
             std::make_unique<std::max_align_t[]>(size / sizeof(std::max_align_t) + 1);
         DWORD shortSize = size - 1;
-        EXPECT_FALSE(CryptDecodeObject(kEncoding, row.type, der.data(),
-                                       static_cast<DWORD>(der.size()), 0, block.get(), &shortSize));
-        EXPECT_EQ(GetLastError(), DWORD{ERROR_MORE_DATA});
+        EXPECT_EQ(
+            Outcome(CryptDecodeObject(kEncoding, row.type, der.data(),
+                                      static_cast<DWORD>(der.size()), 0, block.get(), &shortSize)),
+            DWORD{ERROR_MORE_DATA});
         ASSERT_TRUE(CryptDecodeObject(kEncoding, row.type, der.data(),
                                       static_cast<DWORD>(der.size()), 0, block.get(), &size));
         EXPECT_EQ(Encoded(row.type, block.get()), Hex(der));

@@ -113,7 +113,10 @@ struct OcspWorld {
 TEST_F(ChainTest, WhichOcspAnswersCount) {
     const OcspWorld w;
     constexpr Revocation kGood = Revocation::Good;
-    constexpr Revocation kNoAnswer = Revocation::Unknown;
+    constexpr Revocation kNo = Revocation::Unknown;  // no answer
+    constexpr const char* kOld = "it is out of date";
+    constexpr const char* kOther = "it is about another certificate";
+    constexpr const char* kNobody = "nobody signed it who may";
     const struct {
         const char* name;
         Revocation verdict;
@@ -127,51 +130,27 @@ TEST_F(ChainTest, WhichOcspAnswersCount) {
         {"revoked", Revocation::Revoked, {.status = V_OCSP_CERTSTATUS_REVOKED}},
         {"revoked later", kGood, {.status = V_OCSP_CERTSTATUS_REVOKED, .revokedAt = kHour}},
         {"not known",
-         kNoAnswer,
+         kNo,
          {.status = V_OCSP_CERTSTATUS_UNKNOWN},
          "the responder does not know the certificate"},
         {"without next update", kGood, {.to = 0}},
-        {"without next update, of long ago",
-         kNoAnswer,
-         {.from = -2 * kHour, .to = 0},
-         "it is out of date"},
-        {"out of date", kNoAnswer, {.from = -2 * kHour, .to = -kHour}, "it is out of date"},
+        {"without next update, of long ago", kNo, {.from = -2 * kHour, .to = 0}, kOld},
+        {"out of date", kNo, {.from = -2 * kHour, .to = -kHour}, kOld},
         {"a clock that is fast", kGood, {.from = 200}},
-        {"of the future", kNoAnswer, {.from = kHour, .to = 2 * kHour}, "it is of the future"},
+        {"of the future", kNo, {.from = kHour, .to = 2 * kHour}, "it is of the future"},
         {"with a nonce", kGood, {.nonce = true}},
-        {"a critical extension",
-         kNoAnswer,
-         {.critical = "1.2.3.4"},
-         "an unknown critical extension"},
-        {"another certificate",
-         kNoAnswer,
-         {.subject = &w.other},
-         "it is about another certificate"},
-        {"another issuer's key",
-         kNoAnswer,
-         {.issuer = &w.namesake},
-         "it is about another certificate"},
-        {"another issuer's signature",
-         kNoAnswer,
-         {.signer = &w.namesake},
-         "nobody signed it who may"},
+        {"a critical extension", kNo, {.critical = "1.2.3.4"}, "an unknown critical extension"},
+        {"another certificate", kNo, {.subject = &w.other}, kOther},
+        {"another issuer's key", kNo, {.issuer = &w.namesake}, kOther},
+        {"another issuer's signature", kNo, {.signer = &w.namesake}, kNobody},
         {"a delegate", kGood, {.signer = &w.delegate}},
         {"a delegate, by its key", kGood, {.signer = &w.delegate, .flags = OCSP_RESPID_KEY}},
-        {"a delegate not shown",
-         kNoAnswer,
-         {.signer = &w.delegate, .flags = OCSP_NOCERTS},
-         "nobody signed it who may"},
-        {"a delegate for something else",
-         kNoAnswer,
-         {.signer = &w.clerk},
-         "nobody signed it who may"},
-        {"a delegate for anything", kNoAnswer, {.signer = &w.anybody}, "nobody signed it who may"},
-        {"another's delegate", kNoAnswer, {.signer = &w.foreign}, "nobody signed it who may"},
-        {"a delegate of former times",
-         kNoAnswer,
-         {.signer = &w.former},
-         "nobody signed it who may"},
-        {"the certificate itself", kNoAnswer, {.signer = &w.leaf}, "nobody signed it who may"},
+        {"a delegate not shown", kNo, {.signer = &w.delegate, .flags = OCSP_NOCERTS}, kNobody},
+        {"a delegate for something else", kNo, {.signer = &w.clerk}, kNobody},
+        {"a delegate for anything", kNo, {.signer = &w.anybody}, kNobody},
+        {"another's delegate", kNo, {.signer = &w.foreign}, kNobody},
+        {"a delegate of former times", kNo, {.signer = &w.former}, kNobody},
+        {"the certificate itself", kNo, {.signer = &w.leaf}, kNobody},
     };
     for (const auto& row : rows) {
         const OcspFinding finding = w.Judged(w.Answer(row.recipe));
@@ -180,8 +159,7 @@ TEST_F(ChainTest, WhichOcspAnswersCount) {
     }
     const Bytes delegates = w.Answer({.signer = &w.delegate});
     EXPECT_EQ(w.Judged(delegates, {MakeCrl(w.root)}).verdict, kGood);
-    EXPECT_EQ(w.Judged(delegates, {MakeCrl(w.root, {.revoked = {{&w.delegate}}})}).verdict,
-              kNoAnswer);
+    EXPECT_EQ(w.Judged(delegates, {MakeCrl(w.root, {.revoked = {{&w.delegate}}})}).verdict, kNo);
 }
 
 // Revoked later, for a key that was somebody else's before.

@@ -42,7 +42,7 @@ TEST_F(ChainTest, NamesThatAreNone) {
     Put("CA", damaged(Middle().Cert()));
     EXPECT_EQ(StatusOf(LeafOf(Middle()), kNone), 0x10000U);
     EXPECT_EQ(Call(damaged(Middle().Cert()), nullptr, nullptr, {}, 0, kNone).Status(),
-              static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT));
+              Code(CRYPT_E_ASN1_CORRUPT));
     Put("CA", Middle().Cert());
     EXPECT_EQ(StatusOf(LeafOf(Middle()), kNone), 0U);
 }
@@ -268,7 +268,7 @@ TEST_F(ChainTest, TheMachinesEngineSeesTheMachineAlone) {
     Put("Root", Root().Cert(), Side::Machine);
     EXPECT_EQ(Call(leaf, machine, nullptr, {}, 0, kNone).Status(), 0U);
     EXPECT_EQ(Call(leaf, reinterpret_cast<HCERTCHAINENGINE>(2), nullptr, {}, 0, kNone).Status(),
-              static_cast<DWORD>(E_INVALIDARG));
+              Code(E_INVALIDARG));
 }
 
 TEST_F(ChainTest, BadArguments) {
@@ -284,7 +284,7 @@ TEST_F(ChainTest, BadArguments) {
             CertGetCertificateChain(nullptr, leaf, nullptr, store, given, 0, reserved, result);
         return built ? 0 : GetLastError();
     };
-    const auto invalid = static_cast<DWORD>(E_INVALIDARG);
+    const auto invalid = Code(E_INVALIDARG);
     EXPECT_EQ(fails(nullptr, nullptr, &para, nullptr, &chain), invalid);
     EXPECT_EQ(fails(context, nullptr, nullptr, nullptr, &chain), invalid);
     EXPECT_EQ(fails(context, nullptr, &para, &other, &chain), invalid);

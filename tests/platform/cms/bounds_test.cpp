@@ -9,7 +9,7 @@ using namespace platform::testing;
 
 namespace {
 
-constexpr DWORD kDeep = static_cast<DWORD>(CRYPT_E_ASN1_CONSTRAINT);
+constexpr DWORD kDeep = Code(CRYPT_E_ASN1_CONSTRAINT);
 constexpr std::size_t kMegabyte = std::size_t{1} << 20;
 
 // One RSA signer with one attribute, detached and without certificates.
@@ -47,8 +47,7 @@ void ExpectWritten(Bytes value, bool isSigned, DWORD expected) {
         EXPECT_EQ(sink.calls, 0);
         return;
     }
-    Decoding message(nullptr);
-    EXPECT_EQ(message.Update(sink.output, true), 0U);
+    Decoding message(sink.output);
     EXPECT_EQ(message.Number(CMSG_SIGNER_COUNT_PARAM), 1U);
 }
 
@@ -56,15 +55,13 @@ void ExpectWritten(Bytes value, bool isSigned, DWORD expected) {
 void ExpectAdded(const Bytes& value, DWORD atControl, DWORD atEnd) {
     Bytes attribute =
         der::Element(der::kSequence, {der::Oid("1.2.3.4"), der::Element(der::kSet, value)});
-    Decoding message(nullptr);
-    ASSERT_EQ(message.Update(SignWith({"rsa"}, "-noattr -nocerts", {}), true), 0U);
+    Decoding message(SignWith({"rsa"}, "-noattr -nocerts", {}));
     const CMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR_PARA para{
         sizeof para, 0, {static_cast<DWORD>(attribute.size()), attribute.data()}};
     EXPECT_EQ(message.Control(CMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR, &para), atControl);
     EXPECT_EQ(message.Get(CMSG_ENCODED_MESSAGE), atEnd);
     if (atControl != 0 || atEnd != 0) return;
-    Decoding again(nullptr);
-    EXPECT_EQ(again.Update(message.Value(CMSG_ENCODED_MESSAGE), true), 0U);
+    Decoding again(message.Value(CMSG_ENCODED_MESSAGE));
 }
 
 TEST(Bounds, SizeCountsEverythingBesideTheContent) {
@@ -131,7 +128,7 @@ const struct {
 };
 
 TEST(Ambiguity, BareSignaturesCoverNoAttributes) {
-    const auto missing = static_cast<DWORD>(CRYPT_E_AUTH_ATTR_MISSING);
+    const auto missing = Code(CRYPT_E_AUTH_ATTR_MISSING);
     const PCCERT_CONTEXT certificate = IdentityOf("rsa").certificate;
     for (const auto& row : kContents) {
         SCOPED_TRACE(row.name);
@@ -150,8 +147,7 @@ TEST(Ambiguity, BareSignaturesCoverNoAttributes) {
 
             const char* form = bare ? "-nodetach -noattr" : "-nodetach";
             const Bytes message = SignWith({"rsa"}, form, content);
-            Decoding whole(nullptr);
-            ASSERT_EQ(whole.Update(message, true), 0U);
+            Decoding whole(message);
             EXPECT_EQ(whole.Verify(0, certificate), here);
             const CMSG_SIGNER_ENCODE_INFO more = IdentityOf("ec").Signer();
             EXPECT_EQ(whole.Control(CMSG_CTRL_ADD_SIGNER, &more), expected);
@@ -159,8 +155,8 @@ TEST(Ambiguity, BareSignaturesCoverNoAttributes) {
             Decoding stream(&out);
             ASSERT_EQ(stream.Feed(message, 7), 0U);
             EXPECT_EQ(stream.Verify(0, certificate), here);
-            Decoding detached(nullptr, CMSG_DETACHED_FLAG);
-            ASSERT_EQ(detached.Update(SignWith({"rsa"}, bare ? "-noattr" : "", content), true), 0U);
+            Decoding detached(SignWith({"rsa"}, bare ? "-noattr" : "", content),
+                              CMSG_DETACHED_FLAG);
             ASSERT_EQ(detached.Update(content, true), 0U);
             EXPECT_EQ(detached.Verify(0, certificate), here);
         }
@@ -170,7 +166,7 @@ TEST(Ambiguity, BareSignaturesCoverNoAttributes) {
 // ---- what the calls document ---------------------------------------------------------
 
 TEST(Pieces, OneIsAllThatAHeldMessageTakes) {
-    const auto refused = static_cast<DWORD>(CRYPT_E_MSG_ERROR);
+    const auto refused = Code(CRYPT_E_MSG_ERROR);
     const Bytes message = SignWith({"rsa"}, "", FromHex("0102"));
     Decoding held(nullptr);
     EXPECT_EQ(held.Update(message, false), refused);
@@ -197,14 +193,13 @@ TEST(Pieces, PlainDataIsRead) {
         Sink sink;
         Decoding stream(&sink);
         EXPECT_EQ(stream.Feed(message, chunk), 0U);
-        EXPECT_EQ(stream.Number(CMSG_TYPE_PARAM), static_cast<DWORD>(CMSG_DATA));
+        EXPECT_EQ(stream.Number(CMSG_TYPE_PARAM), Code(CMSG_DATA));
         EXPECT_EQ(Hex(sink.output), "616263");
         EXPECT_EQ(sink.finals, 1);
     }
-    Decoding whole(nullptr);
-    EXPECT_EQ(whole.Update(message, true), 0U);
+    Decoding whole(message);
     EXPECT_EQ(Hex(whole.Value(CMSG_CONTENT_PARAM)), "616263");
-    EXPECT_EQ(whole.Get(CMSG_SIGNER_COUNT_PARAM), static_cast<DWORD>(CRYPT_E_INVALID_MSG_TYPE));
+    EXPECT_EQ(whole.Get(CMSG_SIGNER_COUNT_PARAM), Code(CRYPT_E_INVALID_MSG_TYPE));
 }
 
 }  // namespace

@@ -10,24 +10,22 @@ using namespace platform::testing;
 
 namespace {
 
-constexpr DWORD kBadTag = static_cast<DWORD>(CRYPT_E_ASN1_BADTAG);
-constexpr DWORD kCorrupt = static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT);
-constexpr DWORD kMissing = static_cast<DWORD>(CRYPT_E_ASN1_EOD);
-constexpr DWORD kOtherType = static_cast<DWORD>(CRYPT_E_INVALID_MSG_TYPE);
+constexpr DWORD kBadTag = Code(CRYPT_E_ASN1_BADTAG);
+constexpr DWORD kCorrupt = Code(CRYPT_E_ASN1_CORRUPT);
+constexpr DWORD kMissing = Code(CRYPT_E_ASN1_EOD);
+constexpr DWORD kOtherType = Code(CRYPT_E_INVALID_MSG_TYPE);
 
 #define SIGNED "3080 06092A864886F70D010702 A080 "
 #define ENVELOPED "3080 06092A864886F70D010703 A080 "
 #define DATA "06092A864886F70D010701 "
 #define END "0000 "
 
-struct MalformedCase {
+const struct {
     const char* name;
     const char* octets;
     DWORD whole;
     DWORD stream;
-};
-
-const MalformedCase kMalformedCases[] = {
+} kMalformedCases[] = {
     {"nothing", "", kMissing, kShort},
     {"text", "68656C6C6F2C20776F726C64", kBadTag, kBadTag},
     {"zeros", "0000", kBadTag, kBadTag},
@@ -85,7 +83,7 @@ const MalformedCase kMalformedCases[] = {
 
 TEST(Malformed, GivesADefinedError) {
     const std::size_t handles = LiveHandles();
-    for (const MalformedCase& row : kMalformedCases) {
+    for (const auto& row : kMalformedCases) {
         SCOPED_TRACE(row.name);
         const Bytes octets = FromHex(row.octets);
         Decoding whole(nullptr);
@@ -118,7 +116,7 @@ DWORD FeedLimited(const DecodeLimits& limits, ByteView octets, Sink& sink, std::
 }
 
 TEST(Limits, BoundHeadersAndTrailersTogether) {
-    const Bytes encoded = SignWith({"rsa"}, "-nodetach -stream", Noise(100000));
+    const Bytes encoded = SignWith({"rsa"}, "-nodetach -stream", Pattern(100000));
     Sink sink;
     EXPECT_EQ(FeedLimited({.kept = 4000}, encoded, sink, 1000), 0U);
     EXPECT_EQ(FeedLimited({.kept = 500}, encoded, sink, 1000), kLarge);
@@ -129,13 +127,12 @@ TEST(Limits, BoundHeadersAndTrailersTogether) {
 }
 
 TEST(Limits, BoundEncryptedContentThatWaits) {
-    const Bytes encoded = EncryptFor({"rsa"}, "-aes256", Noise(100000));
+    const Bytes encoded = EncryptFor({"rsa"}, "-aes256", Pattern(100000));
     Sink sink;
     // What comes with the header is taken whatever its size.
     EXPECT_EQ(FeedLimited({.undecrypted = 5000}, encoded, sink, encoded.size()), 0U);
     EXPECT_EQ(FeedLimited({.undecrypted = 200000}, encoded, sink, 1000), 0U);
-    EXPECT_EQ(FeedLimited({.undecrypted = 5000}, encoded, sink, 1000),
-              static_cast<DWORD>(CRYPT_E_NOT_DECRYPTED));
+    EXPECT_EQ(FeedLimited({.undecrypted = 5000}, encoded, sink, 1000), Code(CRYPT_E_NOT_DECRYPTED));
     EXPECT_EQ(sink.calls, 0);
 }
 

@@ -47,7 +47,7 @@ void ExpectOpened(const std::string& name, const Bytes& message, const Bytes& co
 TEST(EnvelopedEncoder, OpenSslOpensEveryKeyInPiecesOfEverySize) {
     SKIP_WITHOUT_ENGINE();
     // Past the 1 KiB after which the GOST cipher meshes its key.
-    const Bytes content = Noise(2 * kChunk + 3);
+    const Bytes content = Pattern(2 * kChunk + 3);
     for (const char* name : kEncryptingIdentities) {
         const EnvelopeRequest request({name}, IdentityOf(name).cipher);
         ExpectOpened(name, WholeMessage(*request.Open()(nullptr), content), content);
@@ -61,7 +61,7 @@ TEST(EnvelopedEncoder, OpenSslOpensEveryKeyInPiecesOfEverySize) {
 TEST(EnvelopedEncoder, OpenSslOpensTheCiphersOf2015) {
     SKIP_WITHOUT_ENGINE();
     // The engine changes keys after 1 KiB when it opens a message, wherever CMS says to.
-    const Bytes content = Noise(1000);
+    const Bytes content = Pattern(1000);
     for (const char* cipher : {"1.2.643.7.1.1.5.1.1", "1.2.643.7.1.1.5.1.2", "1.2.643.7.1.1.5.2.1",
                                "1.2.643.7.1.1.5.2.2"}) {
         const EnvelopeRequest request({"gost2012-256", "gost2012-512"}, cipher);
@@ -78,7 +78,7 @@ TEST(EnvelopedEncoder, TheCiphersOf2015AreNotForOlderKeys) {
     for (const char* name : {"gost2012-256", "gost2001"}) {
         const EnvelopeRequest request({"gost2012-512", name}, "1.2.643.7.1.1.5.2.2");
         EXPECT_EQ(CodeOf([&] { request.Open()(nullptr); }),
-                  name == std::string("gost2001") ? static_cast<DWORD>(NTE_BAD_ALGID) : 0U);
+                  name == std::string("gost2001") ? Code(NTE_BAD_ALGID) : 0U);
     }
 }
 
@@ -89,7 +89,7 @@ TEST(EnvelopedEncoder, EveryCipherAndSize) {
         for (const std::size_t size : {std::size_t{0}, std::size_t{1}, std::size_t{16}, kChunk - 1,
                                        kChunk, kChunk + 1, 2 * kChunk}) {
             SCOPED_TRACE(std::string(cipher) + ", " + std::to_string(size));
-            ExpectOpened("rsa", Streamed(request.Open(), Noise(size), kChunk), Noise(size));
+            ExpectOpened("rsa", Streamed(request.Open(), Pattern(size), kChunk), Pattern(size));
         }
         ExpectOpened("rsa", WholeMessage(*request.Open()(nullptr), {}), {});
     }
@@ -99,7 +99,7 @@ TEST(EnvelopedEncoder, EveryRecipientOpens) {
     SKIP_WITHOUT_ENGINE();
     const std::vector<const char*> names = {"gost2012-512", "gost2001", "gost2012-256"};
     const EnvelopeRequest request(names, IdentityOf("gost2001").cipher);
-    const Bytes content = Noise(5000);
+    const Bytes content = Pattern(5000);
     const Bytes message = Streamed(request.Open(), content, 4096);
     const std::string hex = Hex(message);
     std::size_t last = 0;
@@ -115,7 +115,7 @@ TEST(EnvelopedEncoder, EveryRecipientOpens) {
 TEST(EnvelopedEncoder, WholeMessageIsDerAndOfVersion0) {
     const EnvelopeRequest request({"rsa"}, kAes256);
     const std::shared_ptr<Message> message = request.Open()(nullptr);
-    WriteFile("message", WholeMessage(*message, Noise(300)));
+    WriteFile("message", WholeMessage(*message, Pattern(300)));
     OpenSsl("cms -cmsout -inform DER -in message -outform DER -out again");
     EXPECT_EQ(Hex(ReadFile("message")), Hex(ReadFile("again")));
     EXPECT_EQ(Hex(Param(*message, CMSG_VERSION_PARAM)), "00000000");
@@ -124,7 +124,7 @@ TEST(EnvelopedEncoder, WholeMessageIsDerAndOfVersion0) {
 TEST(EnvelopedEncoder, RefusesBadRequestsBeforeAnyOutput) {
     CERT_INFO damaged = *IdentityOf("rsa").certificate->pCertInfo;
     damaged.SubjectPublicKeyInfo.PublicKey.cbData /= 2;
-    const auto invalid = static_cast<DWORD>(ERROR_INVALID_PARAMETER);
+    const auto invalid = Code(ERROR_INVALID_PARAMETER);
     const struct {
         const char* name;
         DWORD expected;  // 1: any
@@ -134,7 +134,7 @@ TEST(EnvelopedEncoder, RefusesBadRequestsBeforeAnyOutput) {
         {"no recipients", invalid, [](EnvelopeRequest& r) { r.info.cRecipients = 0; }},
         {"null in the list", invalid, [](EnvelopeRequest& r) { r.recipients[1] = nullptr; }},
         {"small record", invalid, [](EnvelopeRequest& r) { r.info.cbSize = 4; }},
-        {"unknown cipher", static_cast<DWORD>(CRYPT_E_UNKNOWN_ALGO),
+        {"unknown cipher", Code(CRYPT_E_UNKNOWN_ALGO),
          [](EnvelopeRequest& r) { r.cipher[0] = '1'; }},
         {"key that cannot be wrapped for", 1,
          [](EnvelopeRequest& r) { r.recipients[1] = IdentityOf("ec").certificate->pCertInfo; }},

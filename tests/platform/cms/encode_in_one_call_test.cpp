@@ -54,8 +54,8 @@ struct OneCallRequest {
 
 TEST(SignMessage, OpenSslAcceptsAttachedAndDetached) {
     SKIP_WITHOUT_ENGINE();
-    const Bytes first = Noise(100000);
-    const Bytes second = Noise(3);
+    const Bytes first = Pattern(100000);
+    const Bytes second = Pattern(3);
     Bytes both = first;
     both.insert(both.end(), second.begin(), second.end());
     WriteFile("original", both);
@@ -76,7 +76,7 @@ TEST(SignMessage, OpenSslAcceptsAttachedAndDetached) {
 
 // An ECDSA signature is shorter or longer from one time to the next.
 TEST(SignMessage, SizeToldIsEnoughForEverySignature) {
-    const Bytes content = Noise(100);
+    const Bytes content = Pattern(100);
     for (int i = 0; i < 40; ++i) {
         OneCallRequest request(IdentityOf("ec"));
         request.Content(content);

@@ -68,7 +68,7 @@ void ExpectVerified(const Bytes& message, const Bytes& content) {
 
 TEST(SignedEncoder, OpenSslAcceptsEveryKeyStreamedAndWhole) {
     SKIP_WITHOUT_ENGINE();
-    const Bytes content = Noise(kChunk + 100);
+    const Bytes content = Pattern(kChunk + 100);
     for (const char* name : kSigningIdentities) {
         for (const bool withAttributes : {false, true}) {
             SCOPED_TRACE(std::string(name) + (withAttributes ? " with attributes" : ""));
@@ -85,7 +85,7 @@ TEST(SignedEncoder, EverySizeOfContentAndPiece) {
     SignRequest request({"rsa"});
     for (const std::size_t size :
          {std::size_t{0}, std::size_t{1}, std::size_t{127}, std::size_t{128}, kChunk, kChunk + 1}) {
-        const Bytes content = Noise(size);
+        const Bytes content = Pattern(size);
         ExpectVerified(WholeMessage(*request.Open()(nullptr), content), content);
         for (const std::size_t piece : {std::size_t{1000}, kChunk - 1, kChunk, kChunk + 1}) {
             SCOPED_TRACE(std::to_string(size) + " in " + std::to_string(piece));
@@ -103,14 +103,14 @@ TEST(SignedEncoder, WholeMessageIsDer) {
         SignRequest request({name, "ec"});
         request.signers.pop_back();
         attributes.AddTo(request.signers[0]);
-        WriteFile("message", WholeMessage(*request.Open()(nullptr), Noise(300)));
+        WriteFile("message", WholeMessage(*request.Open()(nullptr), Pattern(300)));
         OpenSsl("cms -engine gost -cmsout -inform DER -in message -outform DER -out again");
         EXPECT_EQ(Hex(ReadFile("message")), Hex(ReadFile("again"))) << name;
     }
 }
 
 TEST(SignedEncoder, StreamHasIndefiniteLengthsAndTheContentInPieces) {
-    WriteFile("message", Streamed(SignRequest({"rsa"}).Open(), Noise(2500), 1000));
+    WriteFile("message", Streamed(SignRequest({"rsa"}).Open(), Pattern(2500), 1000));
     const std::string printed = OpenSsl("asn1parse -inform DER -in message");
     for (const char* line :
          {"0:d=0  hl=2 l=inf  cons: SEQUENCE", "15:d=2  hl=2 l=inf  cons: SEQUENCE",
@@ -126,7 +126,7 @@ TEST(SignedEncoder, SeveralSignersAndAnotherContentType) {
     request.signers.back().HashAlgorithm.pszObjId = sha512.data();
     request.certificates.pop_back();
     const std::shared_ptr<Message> message = request.Open()(nullptr);
-    ExpectVerified(WholeMessage(*message, Noise(10)), Noise(10));
+    ExpectVerified(WholeMessage(*message, Pattern(10)), Pattern(10));
     EXPECT_EQ(Hex(Param(*message, CMSG_VERSION_PARAM)), "03000000");
     EXPECT_EQ(Hex(Param(*message, CMSG_SIGNER_COUNT_PARAM)), "03000000");
     const std::string printed = OpenSsl("cms -cmsout -print -noout -inform DER -in message");
@@ -136,8 +136,8 @@ TEST(SignedEncoder, SeveralSignersAndAnotherContentType) {
 }
 
 TEST(SignedEncoder, RefusesBadAttributesBeforeAnyOutput) {
-    const auto badEncode = static_cast<DWORD>(CRYPT_E_BAD_ENCODE);
-    const auto badOid = static_cast<DWORD>(CRYPT_E_OID_FORMAT);
+    const auto badEncode = Code(CRYPT_E_BAD_ENCODE);
+    const auto badOid = Code(CRYPT_E_OID_FORMAT);
     const struct {
         const char* name;
         std::string oid;
@@ -177,7 +177,7 @@ TEST(SignedEncoder, RefusesBadAttributesBeforeAnyOutput) {
 }
 
 TEST(SignedEncoder, RefusesBadRequestsBeforeAnyOutput) {
-    const auto invalid = static_cast<DWORD>(ERROR_INVALID_PARAMETER);
+    const auto invalid = Code(ERROR_INVALID_PARAMETER);
     const struct {
         const char* name;
         DWORD expected;
@@ -186,18 +186,18 @@ TEST(SignedEncoder, RefusesBadRequestsBeforeAnyOutput) {
         {"small signer record", invalid, [](SignRequest& r) { r.signers[0].cbSize = 8; }},
         {"no certificate record", invalid,
          [](SignRequest& r) { r.signers[0].pCertInfo = nullptr; }},
-        {"unknown digest", static_cast<DWORD>(CRYPT_E_UNKNOWN_ALGO),
+        {"unknown digest", Code(CRYPT_E_UNKNOWN_ALGO),
          [](SignRequest& r) {
              r.signers[0].HashAlgorithm.pszObjId = const_cast<char*>("1.2.3.4");
          }},
-        {"no key of that kind", static_cast<DWORD>(NTE_NO_KEY),
+        {"no key of that kind", Code(NTE_NO_KEY),
          [](SignRequest& r) { r.signers[0].dwKeySpec = AT_SIGNATURE; }},
-        {"no key of the default kind", static_cast<DWORD>(NTE_NO_KEY),
+        {"no key of the default kind", Code(NTE_NO_KEY),
          [](SignRequest& r) { r.signers[0].dwKeySpec = 0; }},
-        {"certificate cut", static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT),
+        {"certificate cut", Code(CRYPT_E_ASN1_CORRUPT),
          [](SignRequest& r) { --r.certificates[0].cbData; }},
         {"unknown flag", invalid, [](SignRequest& r) { r.flags = 0x40; }},
-        {"bad content type", static_cast<DWORD>(CRYPT_E_OID_FORMAT),
+        {"bad content type", Code(CRYPT_E_OID_FORMAT),
          [](SignRequest& r) { r.contentType = "data"; }},
     };
     for (const auto& row : rows) {

@@ -75,13 +75,11 @@ SignedRun RunSigned(ByteView octets, std::size_t split, PCCERT_CONTEXT certifica
     return run;
 }
 
-struct SignedRow {
+const struct {
     const char* name;
     const char* signer;
     const char* options;
-};
-
-const SignedRow kSigned[] = {
+} kSigned[] = {
     {"RSA", "rsa", "-nodetach -nocerts -nosmimecap"},
     {"RSA, indefinite", "rsa", "-nodetach -stream -nosmimecap"},
     {"RSA, no attributes", "rsa", "-nodetach -nocerts -noattr"},
@@ -105,8 +103,8 @@ void FlipEveryBit(const Bytes& octets, Check&& check) {
 
 TEST(SweepSigned, EveryLengthSplitAndBit) {
     SKIP_WITHOUT_ENGINE();
-    const Bytes content = Noise(20);
-    for (const SignedRow& row : kSigned) {
+    const Bytes content = Pattern(20);
+    for (const auto& row : kSigned) {
         SCOPED_TRACE(row.name);
         const PCCERT_CONTEXT certificate = IdentityOf(row.signer).certificate;
         const std::size_t handles = LiveHandles();
@@ -154,14 +152,12 @@ EnvelopedRun RunEnveloped(ByteView octets, std::size_t split, HCRYPTPROV provide
     return run;
 }
 
-struct EnvelopedRow {
+const struct {
     const char* name;
     const char* recipient;
     const char* options;
     bool padded;
-};
-
-const EnvelopedRow kEnveloped[] = {
+} kEnveloped[] = {
     {"RSA", "rsa", "-aes256", true},
     {"RSA, indefinite, key identifier", "rsa", "-aes128 -stream -keyid", true},
     {"GOST 2012", "gost2012-256", "-gost89", false},
@@ -174,8 +170,8 @@ const EnvelopedRow kEnveloped[] = {
 // changes must fail or leave the plaintext alone, and a failure never ends the output.
 TEST(SweepEnveloped, EveryLengthSplitAndBit) {
     SKIP_WITHOUT_ENGINE();
-    const Bytes content = Noise(40);
-    for (const EnvelopedRow& row : kEnveloped) {
+    const Bytes content = Pattern(40);
+    for (const auto& row : kEnveloped) {
         SCOPED_TRACE(row.name);
         const HCRYPTPROV provider = IdentityOf(row.recipient).provider;
         const std::size_t handles = LiveHandles();

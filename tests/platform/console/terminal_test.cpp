@@ -21,9 +21,12 @@
 #include "platform/base/bytes.h"
 #include "platform/base/error.h"
 #include "platform/console/hidden_line.h"
+#include "tests/support/workshop.h"
 
 namespace platform {
 namespace {
+
+using testing::Outcome;
 
 // The terminal's two ends, seen from outside.
 struct Terminal {
@@ -339,10 +342,9 @@ TEST(Console, HandlesAndRedirectedReads) {
     DWORD count = 0;
     char byte = 0;
     EXPECT_EQ(GetStdHandle(7), INVALID_HANDLE_VALUE);
-    EXPECT_FALSE(ReadFile(nullptr, &byte, 1, &count, nullptr));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_HANDLE});
-    EXPECT_FALSE(WriteFile(GetStdHandle(STD_OUTPUT_HANDLE), nullptr, 1, &count, nullptr));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
+    EXPECT_EQ(Outcome(ReadFile(nullptr, &byte, 1, &count, nullptr)), DWORD{ERROR_INVALID_HANDLE});
+    EXPECT_EQ(Outcome(WriteFile(GetStdHandle(STD_OUTPUT_HANDLE), nullptr, 1, &count, nullptr)),
+              DWORD{ERROR_INVALID_PARAMETER});
 }
 
 TEST(Console, OutputKeepsTheOrderOfStreamsAndHandles) {

@@ -10,6 +10,7 @@
 #include "tests/support/decode_support.h"
 
 using namespace platform;
+using platform::testing::Code;
 using platform::testing::FromHex;
 
 namespace {
@@ -70,9 +71,9 @@ struct Row {
     bool done;
 };
 
-constexpr DWORD kCorrupt = static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT);
-constexpr DWORD kLarge = static_cast<DWORD>(CRYPT_E_ASN1_LARGE);
-constexpr DWORD kConstraint = static_cast<DWORD>(CRYPT_E_ASN1_CONSTRAINT);
+constexpr DWORD kCorrupt = Code(CRYPT_E_ASN1_CORRUPT);
+constexpr DWORD kLarge = Code(CRYPT_E_ASN1_LARGE);
+constexpr DWORD kConstraint = Code(CRYPT_E_ASN1_CONSTRAINT);
 
 const Row kRows[] = {
     {"primitive", "0203 010203", "(02=010203)", 0, true},
@@ -137,14 +138,12 @@ TEST(BerReader, BoundsNesting) {
     }
 }
 
-struct NormaliseRow {
+const struct {
     const char* name;
     const char* ber;
     const char* der;  // null: an error
     DWORD error;
-};
-
-const NormaliseRow kNormaliseRows[] = {
+} kNormaliseRows[] = {
     {"long lengths stay", "3081 04 0481 01 61", "3081 04 0481 01 61", 0},
     {"constructed bit of other types stays", "3002 A000", "3002 A000", 0},
     {"indefinite", "3080 0201 05 0000", "3003 0201 05", 0},
@@ -163,7 +162,7 @@ const NormaliseRow kNormaliseRows[] = {
 };
 
 TEST(Normalise, MakesDer) {
-    for (const NormaliseRow& row : kNormaliseRows) {
+    for (const auto& row : kNormaliseRows) {
         SCOPED_TRACE(row.name);
         try {
             const Bytes der = Normalise(FromHex(row.ber));

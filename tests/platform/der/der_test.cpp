@@ -11,11 +11,11 @@
 namespace platform::testing {
 namespace {
 
-constexpr DWORD kEod = static_cast<DWORD>(CRYPT_E_ASN1_EOD);
-constexpr DWORD kCorrupt = static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT);
-constexpr DWORD kBadTag = static_cast<DWORD>(CRYPT_E_ASN1_BADTAG);
-constexpr DWORD kLarge = static_cast<DWORD>(CRYPT_E_ASN1_LARGE);
-constexpr DWORD kOidFormat = static_cast<DWORD>(CRYPT_E_OID_FORMAT);
+constexpr DWORD kEod = Code(CRYPT_E_ASN1_EOD);
+constexpr DWORD kCorrupt = Code(CRYPT_E_ASN1_CORRUPT);
+constexpr DWORD kBadTag = Code(CRYPT_E_ASN1_BADTAG);
+constexpr DWORD kLarge = Code(CRYPT_E_ASN1_LARGE);
+constexpr DWORD kOidFormat = Code(CRYPT_E_OID_FORMAT);
 
 TEST(Der, LengthsTakeTheShortestForm) {
     const struct {

@@ -12,10 +12,9 @@
 #include "platform/enroll/request.h"
 #include "platform/enroll/response.h"
 #include "platform/enroll/waiting_requests.h"
-#include "platform/stores/store.h"
+#include "tests/support/certificates.h"
 #include "tests/support/engine.h"
 #include "tests/support/server_child.h"
-#include "tests/support/workshop.h"
 
 namespace platform::testing {
 namespace {
@@ -84,9 +83,7 @@ class EstTest : public HomesTest {
 
     static void TrustServer() {
         AuthorityPort();
-        OpenSystemStore(Side::User, "Root", OpenMode::OpenOrCreate)
-            ->Add(*ReadBundle(ReadFile("authority/web-root.pem")).certificates[0],
-                  CERT_STORE_ADD_ALWAYS);
+        Trust("authority/web-root.pem");
     }
     HRESULT Submit(const std::string& address, const Bytes& request) {
         const Text config(AddressOf(address));
@@ -175,12 +172,6 @@ TEST_F(EstTest, WhoIsKnown) {
     EXPECT_EQ(static_cast<DWORD>(Submit(at("ann:%7x@"), RequestNamed("ann"))), kOtherKind);
 }
 
-std::size_t CountOf(std::string_view word, std::string_view text) {
-    std::size_t count = 0;
-    for (std::size_t at = 0; (at = text.find(word, at)) != text.npos; ++at) ++count;
-    return count;
-}
-
 // What a certificate looks like under each flag, as the openssl command reads it.
 TEST_F(EstTest, FormsOfTheAnswer) {
     TrustServer();
@@ -229,17 +220,13 @@ TEST_F(EstTest, FormsOfTheAnswer) {
 TEST_F(EstTest, PendingUntilDecided) {
     TrustServer();
     const std::string address = "https://@/.well-known/est/pend";
-    LONG number = 0;
-    ASSERT_EQ(Submit(address, RequestNamed("bob")), S_OK);
-    ASSERT_EQ(client->GetRequestId(&number), S_OK);
-    EXPECT_EQ(number, 1);
-    ASSERT_EQ(Submit(address, RequestNamed("bob")), S_OK);  // again: it waits already
-    ASSERT_EQ(client->GetRequestId(&number), S_OK);
-    EXPECT_EQ(number, 1);
-    ASSERT_EQ(Submit(address, RequestNamed("eve")), S_OK);
-    ASSERT_EQ(client->GetRequestId(&number), S_OK);
-    EXPECT_EQ(number, 2);
-
+    // "bob" again waits already.
+    for (const auto& [name, expected] : {std::pair{"bob", 1}, {"bob", 1}, {"eve", 2}}) {
+        LONG number = 0;
+        ASSERT_EQ(Submit(address, RequestNamed(name)), S_OK);
+        ASSERT_EQ(client->GetRequestId(&number), S_OK);
+        EXPECT_EQ(number, expected);
+    }
     EXPECT_EQ(Retrieve(7, address), CRYPT_E_NOT_FOUND);
     EXPECT_EQ(Retrieve(1, "https://@"), CRYPT_E_NOT_FOUND);
     ASSERT_EQ(Retrieve(1, address), S_OK);

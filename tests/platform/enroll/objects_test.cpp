@@ -18,14 +18,13 @@ struct InApartment {
     ~InApartment() { CoUninitialize(); }
 };
 
-struct MakingRow {
+const struct {
     const char* what;
     CLSID id;
     IID asked;
     DWORD context;
     HRESULT expected;
-};
-const MakingRow kMakingRows[] = {
+} kMakingRows[] = {
     {"older control", kCEnroll, kICEnroll3, CLSCTX_INPROC_SERVER, S_OK},
     {"older control, later interface", kCEnroll, kICEnroll4, CLSCTX_INPROC_SERVER, S_OK},
     {"older control, newer interface", kCEnroll, kIX509Enrollment, CLSCTX_INPROC_SERVER,
@@ -48,7 +47,7 @@ TEST(EnrollObjects, AreMadeByClassAndInterface) {
               CO_E_NOTINITIALIZED);
     const InApartment apartment;
     EXPECT_EQ(CoInitializeEx(nullptr, COINIT_MULTITHREADED), RPC_E_CHANGED_MODE);
-    for (const MakingRow& row : kMakingRows) {
+    for (const auto& row : kMakingRows) {
         EXPECT_EQ(CoCreateInstance(row.id, nullptr, row.context, row.asked, &object), row.expected)
             << row.what;
         EXPECT_EQ(object != nullptr, row.expected == S_OK) << row.what;
@@ -87,16 +86,15 @@ TEST(EnrollObjects, TextKeepsItsLength) {
     SysFreeString(nullptr);
 }
 
-struct UsageRow {
+// RFC 5280 4.2.1.3 with X.690 11.2.2.
+constexpr struct {
     std::uint8_t bits;
     const char* der;
-};
-// RFC 5280 4.2.1.3 with X.690 11.2.2.
-constexpr UsageRow kUsageRows[] = {
+} kUsageRows[] = {
     {0xF0, "030204F0"}, {0x30, "03020430"}, {0xC0, "030206C0"}, {0x01, "03020001"}, {0, "030100"}};
 
 TEST(RequestParts, KeyUsages) {
-    for (const UsageRow& row : kUsageRows) {
+    for (const auto& row : kUsageRows) {
         const Extension extension = KeyUsageExtension(row.bits);
         EXPECT_EQ(extension.value, FromHex(row.der)) << row.der;
         EXPECT_TRUE(extension.critical);

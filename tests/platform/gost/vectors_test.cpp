@@ -2,19 +2,19 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
 
-#include "platform/base/error.h"
 #include "platform/gost/block.h"
 #include "platform/gost/cipher89.h"
 #include "platform/gost/curve.h"
 #include "platform/gost/derivation.h"
-#include "tests/support/hex.h"
+#include "tests/support/workshop.h"
 
 namespace platform::gost {
 namespace {
 
-using support::FromHex;
+using testing::Code;
+using testing::CodeOf;
+using testing::FromHex;
 
 // Numbers in the standards stand with their highest octet first.
 Bytes Number(std::string_view digits) {
@@ -25,15 +25,13 @@ Bytes Number(std::string_view digits) {
 
 // ---- digests ------------------------------------------------------------------
 
-struct Digest94Row {
+// RFC 5831, 7.3, and the digests of the same messages that are published for the set of RFC 4357.
+constexpr struct {
     const char* name;
     const char* set;
     const char* message;
     const char* value;
-};
-
-// RFC 5831, 7.3, and the digests of the same messages that are published for the set of RFC 4357.
-constexpr Digest94Row kDigests94[] = {
+} kDigests94[] = {
     {"test, empty", "1.2.643.2.2.30.0", "",
      "ce85b99cc46752fffee35cab9a7b0278abb4c2d2055cff685af4912c49490f8d"},
     {"test, 3", "1.2.643.2.2.30.0", "abc",
@@ -49,7 +47,7 @@ constexpr Digest94Row kDigests94[] = {
 };
 
 TEST(Gost, Digest94FollowsTheStandard) {
-    for (const Digest94Row& row : kDigests94) {
+    for (const auto& row : kDigests94) {
         for (std::size_t piece : {1, 31, 64}) {
             Digest94 digest(*FindSubstitution(row.set));
             for (std::string_view left = row.message; !left.empty();) {
@@ -293,15 +291,6 @@ TEST(Gost, NoSecretStaysOnTheStack) {
     }
 }
 
-DWORD CodeOf(const std::function<void()>& body) {
-    try {
-        body();
-        return 0;
-    } catch (const Error& error) {
-        return error.Code();
-    }
-}
-
 TEST(Gost, BadKeysAreRefused) {
     EXPECT_EQ(Curve::Find("1.2.643.2.2.35.9"), nullptr);
     EXPECT_EQ(FindSubstitution("1.2.643.2.2.31.9"), nullptr);
@@ -328,18 +317,18 @@ TEST(Gost, BadKeysAreRefused) {
         for (const auto& row : rows) {
             EXPECT_EQ(curve.IsPublic(row.key), row.usable) << row.name;
             EXPECT_EQ(CodeOf([&] { (void)curve.Agree(good.View(), row.key, FromHex("01")); }),
-                      row.usable ? 0 : static_cast<DWORD>(NTE_BAD_DATA))
+                      row.usable ? 0 : Code(NTE_BAD_DATA))
                 << row.name;
         }
         for (const Bytes& bad : {Bytes(curve.Size()), Bytes(curve.Size(), 0xFF),
                                  Bytes(curve.Size() - 1, 1), Bytes()}) {
             EXPECT_FALSE(curve.IsPrivate(bad));
             EXPECT_EQ(CodeOf([&] { (void)curve.Sign(bad, Bytes(curve.Size(), 1)); }),
-                      static_cast<DWORD>(NTE_BAD_KEY));
+                      Code(NTE_BAD_KEY));
         }
         // Keying material of zero leads to infinity, and so does a point of order two.
         EXPECT_EQ(CodeOf([&] { (void)curve.Agree(good.View(), point, FromHex("00")); }),
-                  static_cast<DWORD>(NTE_BAD_DATA));
+                  Code(NTE_BAD_DATA));
     }
 }
 
@@ -372,7 +361,7 @@ TEST(Gost, KeysAreOfTheGroup) {
     ++next[0];
     const Bytes many(17 * 32, 1);
     for (const Bytes& bad : {order, next, many, Bytes(32), Bytes()}) {
-        EXPECT_EQ(CodeOf([&] { (void)curve.Unmask(bad); }), static_cast<DWORD>(NTE_BAD_KEY));
+        EXPECT_EQ(CodeOf([&] { (void)curve.Unmask(bad); }), Code(NTE_BAD_KEY));
     }
     EXPECT_EQ(CodeOf([&] { (void)curve.Unmask(ByteView(many).first(16 * 32)); }), 0U);
 }
@@ -394,8 +383,7 @@ TEST(Gost, WrapsRefuseDamage) {
             EXPECT_FALSE(open(damaged, wrapped.mac)) << at;
         }
         for (const std::size_t size : {0, 31, 33}) {
-            EXPECT_EQ(CodeOf([&] { (void)open(Bytes(size), wrapped.mac); }),
-                      static_cast<DWORD>(NTE_BAD_LEN));
+            EXPECT_EQ(CodeOf([&] { (void)open(Bytes(size), wrapped.mac); }), Code(NTE_BAD_LEN));
         }
     }
 }

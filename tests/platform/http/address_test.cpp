@@ -86,7 +86,7 @@ TEST_F(AddressTest, ComponentsArePointedOutOrCopied) {
     URL_COMPONENTS parts{};
     parts.dwStructSize = sizeof parts;
     parts.dwUrlPathLength = 1;
-    ASSERT_NE(WinHttpCrackUrl(url, 0, 0, &parts), FALSE);
+    ASSERT_TRUE(WinHttpCrackUrl(url, 0, 0, &parts));
     EXPECT_EQ(parts.lpszUrlPath, url + 9);
     EXPECT_EQ(parts.dwUrlPathLength, 4U);
     EXPECT_EQ(parts.lpszHostName, nullptr);
@@ -94,12 +94,12 @@ TEST_F(AddressTest, ComponentsArePointedOutOrCopied) {
         wchar_t buffer[6] = L"?????";
         parts.lpszScheme = buffer;
         parts.dwSchemeLength = capacity;
-        EXPECT_EQ(WinHttpCrackUrl(L"httpX://h", 0, 0, &parts), FALSE);
+        EXPECT_FALSE(WinHttpCrackUrl(L"httpX://h", 0, 0, &parts));
         parts.dwSchemeLength = capacity;
         const BOOL done = WinHttpCrackUrl(url, 10, 0, &parts);
         EXPECT_EQ(done, capacity > 5 ? TRUE : FALSE) << capacity;
         if (done == FALSE) {
-            EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INSUFFICIENT_BUFFER));
+            EXPECT_EQ(GetLastError(), Code(ERROR_INSUFFICIENT_BUFFER));
             EXPECT_EQ(parts.dwSchemeLength, 6U);
         } else {
             EXPECT_EQ(std::wstring(buffer), L"https");
@@ -107,8 +107,7 @@ TEST_F(AddressTest, ComponentsArePointedOutOrCopied) {
         }
     }
     parts.dwStructSize = 1;
-    EXPECT_EQ(WinHttpCrackUrl(url, 0, 0, &parts), FALSE);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+    EXPECT_EQ(Outcome(WinHttpCrackUrl(url, 0, 0, &parts)), Code(ERROR_INVALID_PARAMETER));
 }
 
 TEST_F(AddressTest, ServerNames) {
@@ -141,7 +140,7 @@ TEST_F(AddressTest, ServerNames) {
     const InternetHolder connection(WinHttpConnect(session.get(), port.c_str(), 1, 0));
     const InternetHolder request(
         WinHttpOpenRequest(connection.get(), nullptr, L"/", nullptr, nullptr, nullptr, 0));
-    EXPECT_NE(WinHttpSendRequest(request.get(), nullptr, 0, nullptr, 0, 0, 0), FALSE);
+    EXPECT_TRUE(WinHttpSendRequest(request.get(), nullptr, 0, nullptr, 0, 0, 0));
 }
 
 // ---- proxies ---------------------------------------------------------------------------
@@ -270,10 +269,10 @@ TEST_F(AddressTest, NoScriptIsRun) {
     WINHTTP_AUTOPROXY_OPTIONS options{};
     options.dwFlags = WINHTTP_AUTOPROXY_AUTO_DETECT;
     WINHTTP_PROXY_INFO info{};
-    EXPECT_EQ(WinHttpGetProxyForUrl(session.get(), L"http://h/", &options, &info), FALSE);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_WINHTTP_AUTODETECTION_FAILED));
-    EXPECT_EQ(WinHttpGetProxyForUrl(session.get(), nullptr, &options, &info), FALSE);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+    EXPECT_EQ(Outcome(WinHttpGetProxyForUrl(session.get(), L"http://h/", &options, &info)),
+              Code(ERROR_WINHTTP_AUTODETECTION_FAILED));
+    EXPECT_EQ(Outcome(WinHttpGetProxyForUrl(session.get(), nullptr, &options, &info)),
+              Code(ERROR_INVALID_PARAMETER));
 }
 
 // ---- the module --------------------------------------------------------------------------
@@ -296,15 +295,15 @@ TEST_F(AddressTest, ModulesAreFoundByName) {
         EXPECT_EQ(reinterpret_cast<void*>(GetProcAddress(module, "WinHttpOpen")),
                   reinterpret_cast<void*>(&WinHttpOpen));
         EXPECT_EQ(GetProcAddress(module, "WinHttpopen"), nullptr);
-        EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_PROC_NOT_FOUND));
-        EXPECT_NE(FreeLibrary(module), FALSE);
-        EXPECT_EQ(FreeLibrary(module), FALSE);
+        EXPECT_EQ(GetLastError(), Code(ERROR_PROC_NOT_FOUND));
+        EXPECT_TRUE(FreeLibrary(module));
+        EXPECT_FALSE(FreeLibrary(module));
         EXPECT_EQ(GetModuleHandleA("winhttp.dll"), nullptr);
     }
     HMODULE linked = GetModuleHandleA("wininet.dll");
     EXPECT_EQ(reinterpret_cast<void*>(GetProcAddress(linked, "InternetOpenA")),
               reinterpret_cast<void*>(&InternetOpenA));
-    EXPECT_NE(FreeLibrary(linked), FALSE);
+    EXPECT_TRUE(FreeLibrary(linked));
     EXPECT_EQ(GetModuleHandleA("wininet.dll"), linked);
 }
 
@@ -312,7 +311,7 @@ TEST_F(AddressTest, ModulesAreFoundByName) {
 TEST_F(AddressTest, DISABLED_WithoutTheLibrary) {
     const auto expect = [](const void* handle) {
         EXPECT_EQ(handle, nullptr);
-        EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_DLL_NOT_FOUND));
+        EXPECT_EQ(GetLastError(), Code(ERROR_DLL_NOT_FOUND));
         EXPECT_EQ(LastErrorDetail(ERROR_DLL_NOT_FOUND), "libcurl4");
     };
     for (int times = 0; times < 2; ++times) expect(LoadLibraryA("winhttp.dll"));

@@ -56,7 +56,7 @@ TEST_F(ExchangeTest, AnswersComeAsTheyAre) {
 
 TEST_F(ExchangeTest, HeadsHaveABound) {
     Exchange exchange(Own().clear, "/endless-head");
-    EXPECT_EQ(exchange.Run(), static_cast<DWORD>(ERROR_WINHTTP_INVALID_SERVER_RESPONSE));
+    EXPECT_EQ(exchange.Run(), Code(ERROR_WINHTTP_INVALID_SERVER_RESPONSE));
 }
 
 // What a POST goes on as.
@@ -90,9 +90,8 @@ TEST_F(ExchangeTest, RedirectsKeepOrDropTheBody) {
 TEST_F(ExchangeTest, TheRequestAsTheServerSeesIt) {
     Exchange exchange(Own().clear, "a/../echo?x=1 2", false, "POST");
     Exchange plain(Own().clear, "echo?q=\u00e9#part", false, "POST");
-    ASSERT_NE(WinHttpSendRequest(plain.Get(), L"Content-type: application/timestamp-query",
-                                 static_cast<DWORD>(-1), const_cast<char*>("body"), 4, 4, 0),
-              FALSE);
+    ASSERT_TRUE(WinHttpSendRequest(plain.Get(), L"Content-type: application/timestamp-query",
+                                   static_cast<DWORD>(-1), const_cast<char*>("body"), 4, 4, 0));
     EXPECT_EQ(plain.Receive(), 0U);
     EXPECT_EQ(plain.ReadAll(), 0U);
     EXPECT_EQ(plain.Body(),
@@ -139,17 +138,17 @@ TEST_F(ExchangeTest, TimeOuts) {
     } rows[] = {{"/hang", 0}, {"/hang-in-body", 5}};
     for (const auto& row : rows) {
         Exchange exchange(Own().clear, row.object);
-        EXPECT_NE(WinHttpSetTimeouts(exchange.Get(), 0, 5000, 5000, 300), FALSE);
+        EXPECT_TRUE(WinHttpSetTimeouts(exchange.Get(), 0, 5000, 5000, 300));
         const auto begin = std::chrono::steady_clock::now();
-        EXPECT_EQ(exchange.Run(), static_cast<DWORD>(ERROR_WINHTTP_TIMEOUT)) << row.object;
+        EXPECT_EQ(exchange.Run(), Code(ERROR_WINHTTP_TIMEOUT)) << row.object;
         EXPECT_EQ(exchange.Body().size(), row.bytes) << row.object;
         const auto took = std::chrono::steady_clock::now() - begin;
         EXPECT_GT(took, 250ms) << row.object;
         EXPECT_LT(took, 5s) << row.object;
     }
     Exchange exchange(Own().clear, "/");
-    EXPECT_EQ(WinHttpSetTimeouts(exchange.Get(), 0, -2, 0, 0), FALSE);
-    EXPECT_NE(WinHttpSetTimeouts(exchange.Get(), 0, -1, 0, -1), FALSE);
+    EXPECT_FALSE(WinHttpSetTimeouts(exchange.Get(), 0, -2, 0, 0));
+    EXPECT_TRUE(WinHttpSetTimeouts(exchange.Get(), 0, -1, 0, -1));
     EXPECT_EQ(exchange.Run(), 0U);
 }
 
@@ -185,12 +184,12 @@ TEST_F(ExchangeTest, MemoryIsBoundedByWhatIsRead) {
     std::string last;
     while (true) {
         DWORD available = 0;
-        ASSERT_NE(WinHttpQueryDataAvailable(exchange.Get(), &available), FALSE);
+        ASSERT_TRUE(WinHttpQueryDataAvailable(exchange.Get(), &available));
         most = std::max(most, available);
         if (available == 0) break;
         std::vector<char> buffer(available);
         DWORD read = 0;
-        ASSERT_NE(WinHttpReadData(exchange.Get(), buffer.data(), available, &read), FALSE);
+        ASSERT_TRUE(WinHttpReadData(exchange.Get(), buffer.data(), available, &read));
         ASSERT_EQ(read, available);
         total += read;
         last.assign(buffer.data() + read - 8, 8);
@@ -206,7 +205,7 @@ TEST_F(ExchangeTest, AnAnswerIsHandedOnAsItArrives) {
     ASSERT_EQ(exchange.Receive(), 0U);
     char buffer[64];
     DWORD read = 0;
-    ASSERT_NE(WinHttpReadData(exchange.Get(), buffer, sizeof buffer, &read), FALSE);
+    ASSERT_TRUE(WinHttpReadData(exchange.Get(), buffer, sizeof buffer, &read));
     EXPECT_EQ(std::string(buffer, read), "first");
     EXPECT_EQ(Exchange(Own().clear, "/release").Run(), 0U);
     EXPECT_EQ(exchange.ReadAll(), 0U);
@@ -216,24 +215,23 @@ TEST_F(ExchangeTest, AnAnswerIsHandedOnAsItArrives) {
 TEST_F(ExchangeTest, BodiesInPieces) {
     Exchange exchange(Own().clear, "/echo", false, "POST");
     char first[] = "ab";
-    ASSERT_NE(WinHttpSendRequest(exchange.Get(), nullptr, 0, first, 2, 300'005, 0), FALSE);
-    EXPECT_EQ(exchange.Receive(), static_cast<DWORD>(ERROR_WINHTTP_INCORRECT_HANDLE_STATE));
+    ASSERT_TRUE(WinHttpSendRequest(exchange.Get(), nullptr, 0, first, 2, 300'005, 0));
+    EXPECT_EQ(exchange.Receive(), Code(ERROR_WINHTTP_INCORRECT_HANDLE_STATE));
     const std::string large(300'000, 'x');
     for (const std::string& piece : {large, std::string(), std::string("cde")}) {
         DWORD written = 99;
-        ASSERT_NE(WinHttpWriteData(exchange.Get(), piece.data(), static_cast<DWORD>(piece.size()),
-                                   &written),
-                  FALSE);
+        ASSERT_TRUE(WinHttpWriteData(exchange.Get(), piece.data(), static_cast<DWORD>(piece.size()),
+                                     &written));
         EXPECT_EQ(written, piece.size());
     }
-    EXPECT_EQ(WinHttpWriteData(exchange.Get(), "f", 1, nullptr), FALSE);
+    EXPECT_FALSE(WinHttpWriteData(exchange.Get(), "f", 1, nullptr));
     EXPECT_EQ(exchange.Receive(), 0U);
     EXPECT_EQ(exchange.ReadAll(), 0U);
     EXPECT_TRUE(exchange.Body().ends_with("\n\nab" + large + "cde"));
     // What was not kept cannot follow a redirect.
     Exchange moved(Own().clear, "/status?code=307&to=/echo", false, "POST");
-    ASSERT_NE(WinHttpSendRequest(moved.Get(), nullptr, 0, first, 2, 4, 0), FALSE);
-    ASSERT_NE(WinHttpWriteData(moved.Get(), "cd", 2, nullptr), FALSE);
+    ASSERT_TRUE(WinHttpSendRequest(moved.Get(), nullptr, 0, first, 2, 4, 0));
+    ASSERT_TRUE(WinHttpWriteData(moved.Get(), "cd", 2, nullptr));
     EXPECT_EQ(moved.Receive(), 0U);
     EXPECT_EQ(moved.Status(), 307U);
 }
@@ -313,21 +311,20 @@ TEST_F(ExchangeTest, HandlesKnowTheirLevelAndState) {
         WinHttpOpenRequest(connection.get(), nullptr, L"/", nullptr, nullptr, nullptr, 0));
     DWORD value = 0;
     DWORD size = sizeof value;
-    const auto error = [](BOOL done) { return done != FALSE ? 0 : GetLastError(); };
     const auto receive = [&](HINTERNET handle) {
-        return error(WinHttpReceiveResponse(handle, nullptr));
+        return Outcome(WinHttpReceiveResponse(handle, nullptr));
     };
     EXPECT_EQ(receive(request.get()), 12019U);
-    EXPECT_EQ(error(WinHttpReadData(request.get(), &value, 4, &size)), 12019U);
-    EXPECT_EQ(error(WinHttpQueryDataAvailable(request.get(), &size)), 12019U);
-    EXPECT_EQ(error(WinHttpWriteData(request.get(), "a", 1, &size)), 12019U);
-    EXPECT_EQ(error(WinHttpQueryHeaders(request.get(), 19, nullptr, &value, &size, nullptr)),
+    EXPECT_EQ(Outcome(WinHttpReadData(request.get(), &value, 4, &size)), 12019U);
+    EXPECT_EQ(Outcome(WinHttpQueryDataAvailable(request.get(), &size)), 12019U);
+    EXPECT_EQ(Outcome(WinHttpWriteData(request.get(), "a", 1, &size)), 12019U);
+    EXPECT_EQ(Outcome(WinHttpQueryHeaders(request.get(), 19, nullptr, &value, &size, nullptr)),
               12019U);
     EXPECT_EQ(receive(session.get()), 12018U);
     EXPECT_EQ(WinHttpConnect(connection.get(), L"x", 0, 0), nullptr);
     EXPECT_EQ(GetLastError(), 12018U);
     for (HINTERNET bad : {HINTERNET(nullptr), HINTERNET(&value)}) {
-        EXPECT_EQ(receive(bad), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+        EXPECT_EQ(receive(bad), Code(ERROR_INVALID_HANDLE));
     }
     const struct {
         HINTERNET handle;
@@ -343,19 +340,19 @@ TEST_F(ExchangeTest, HandlesKnowTheirLevelAndState) {
         {request.get(), WINHTTP_OPTION_CLIENT_CERT_CONTEXT, 40, ERROR_INVALID_PARAMETER},
     };
     for (const auto& row : options) {
-        EXPECT_EQ(error(WinHttpSetOption(row.handle, row.option, &value, row.size)), row.error)
+        EXPECT_EQ(Outcome(WinHttpSetOption(row.handle, row.option, &value, row.size)), row.error)
             << row.option;
     }
     // Those below outlive the handles above them.
     session.reset();
     connection.reset();
-    EXPECT_EQ(error(WinHttpSendRequest(request.get(), nullptr, 0, nullptr, 0, 0, 0)), 0U);
+    EXPECT_EQ(Outcome(WinHttpSendRequest(request.get(), nullptr, 0, nullptr, 0, 0, 0)), 0U);
     EXPECT_EQ(receive(request.get()), 0U);
     EXPECT_EQ(receive(request.get()), 12019U);
     HINTERNET closed = request.release();
-    EXPECT_EQ(error(WinHttpCloseHandle(closed)), 0U);
-    EXPECT_EQ(error(WinHttpCloseHandle(closed)), static_cast<DWORD>(ERROR_INVALID_HANDLE));
-    EXPECT_EQ(receive(closed), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+    EXPECT_EQ(Outcome(WinHttpCloseHandle(closed)), 0U);
+    EXPECT_EQ(Outcome(WinHttpCloseHandle(closed)), Code(ERROR_INVALID_HANDLE));
+    EXPECT_EQ(receive(closed), Code(ERROR_INVALID_HANDLE));
 }
 
 TEST_F(ExchangeTest, ClosedOrSentAgainInTheMiddle) {

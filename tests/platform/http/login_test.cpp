@@ -132,8 +132,8 @@ TEST_F(LoginTest, ABodyInPiecesHasToBeSentAgain) {
         const DWORD expected[] = {ERROR_WINHTTP_RESEND_REQUEST, 0};
         for (const DWORD error : expected) {
             char first[] = "ab";
-            ASSERT_NE(WinHttpSendRequest(exchange.Get(), nullptr, 0, first, 2, 4, 0), FALSE);
-            ASSERT_NE(WinHttpWriteData(exchange.Get(), "cd", 2, nullptr), FALSE);
+            ASSERT_TRUE(WinHttpSendRequest(exchange.Get(), nullptr, 0, first, 2, 4, 0));
+            ASSERT_TRUE(WinHttpWriteData(exchange.Get(), "cd", 2, nullptr));
             EXPECT_EQ(exchange.Receive(), error) << row.page;
         }
         EXPECT_EQ(exchange.Status(), 200U) << row.page;
@@ -155,7 +155,7 @@ TEST_F(LoginTest, AutologonSendsNoPassword) {
         EXPECT_EQ(log.find("auth=N"), std::string::npos) << log;
         EXPECT_EQ(log.find("auth=B"), std::string::npos) << log;
     }
-    EXPECT_EQ(Exchange(Own().clear, "/").Autologon(3), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+    EXPECT_EQ(Exchange(Own().clear, "/").Autologon(3), Code(ERROR_INVALID_PARAMETER));
 }
 
 TEST_F(LoginTest, CredentialsAreChecked) {
@@ -252,7 +252,7 @@ TEST_F(LoginTest, ATunnelIsMadeWithoutTheServersSecrets) {
     WinHttpAddRequestHeaders(exchange.Get(), L"Authorization: Basic c2VjcmV0",
                              static_cast<DWORD>(-1), WINHTTP_ADDREQ_FLAG_ADD);
     TakeLog();
-    EXPECT_EQ(exchange.Run(), static_cast<DWORD>(ERROR_WINHTTP_CANNOT_CONNECT));
+    EXPECT_EQ(exchange.Run(), Code(ERROR_WINHTTP_CANNOT_CONNECT));
     EXPECT_EQ(LastErrorDetail(ERROR_WINHTTP_CANNOT_CONNECT), refusing);
     const std::string log = TakeLog();
     EXPECT_TRUE(log.starts_with("CONNECT ")) << log;
@@ -296,18 +296,16 @@ TEST_F(LoginTest, AProxyIsTakenOrPassedBy) {
         std::wstring proxy = Widen(dead);
         std::wstring bypass = Widen(row.bypass);
         WINHTTP_PROXY_INFO info{WINHTTP_ACCESS_TYPE_NAMED_PROXY, proxy.data(), bypass.data()};
-        ASSERT_NE(WinHttpSetOption(exchange.Get(), WINHTTP_OPTION_PROXY, &info, sizeof info),
-                  FALSE);
+        ASSERT_TRUE(WinHttpSetOption(exchange.Get(), WINHTTP_OPTION_PROXY, &info, sizeof info));
         EXPECT_EQ(exchange.Send(), row.error) << row.bypass;
         info.dwAccessType = WINHTTP_ACCESS_TYPE_NO_PROXY;
-        ASSERT_NE(WinHttpSetOption(exchange.Get(), WINHTTP_OPTION_PROXY, &info, sizeof info),
-                  FALSE);
+        ASSERT_TRUE(WinHttpSetOption(exchange.Get(), WINHTTP_OPTION_PROXY, &info, sizeof info));
         EXPECT_EQ(exchange.Send(), 0U);
     }
     // Nor does the environment add to a list that was given.
     setenv("no_proxy", "127.0.0.1", 1);
     EXPECT_EQ(Exchange(Own().clear, "/", false, "GET", dead).Run(),
-              static_cast<DWORD>(ERROR_WINHTTP_CANNOT_CONNECT));
+              Code(ERROR_WINHTTP_CANNOT_CONNECT));
     unsetenv("no_proxy");
     // The environment is for sessions that ask for the user's settings, and for no others.
     setenv("http_proxy", dead.c_str(), 1);
@@ -318,8 +316,8 @@ TEST_F(LoginTest, AProxyIsTakenOrPassedBy) {
     InternetHolder connection(WinHttpConnect(session.get(), L"127.0.0.1", Own().clear, 0));
     InternetHolder request(
         WinHttpOpenRequest(connection.get(), nullptr, nullptr, nullptr, nullptr, nullptr, 0));
-    EXPECT_EQ(WinHttpSendRequest(request.get(), nullptr, 0, nullptr, 0, 0, 0), FALSE);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_WINHTTP_CANNOT_CONNECT));
+    EXPECT_EQ(Outcome(WinHttpSendRequest(request.get(), nullptr, 0, nullptr, 0, 0, 0)),
+              Code(ERROR_WINHTTP_CANNOT_CONNECT));
 }
 
 }  // namespace

@@ -98,19 +98,13 @@ Exchange::Exchange(WORD port, const std::string& object, bool secure, const std:
     EXPECT_NE(request_, nullptr) << GetLastError();
 }
 
-namespace {
-
-DWORD ErrorUnless(BOOL done) { return done != FALSE ? 0 : GetLastError(); }
-
-}  // namespace
-
 DWORD Exchange::Send(const std::string& body) const {
     const auto size = static_cast<DWORD>(body.size());
-    return ErrorUnless(
+    return Outcome(
         WinHttpSendRequest(Get(), nullptr, 0, const_cast<char*>(body.data()), size, size, 0));
 }
 
-DWORD Exchange::Receive() const { return ErrorUnless(WinHttpReceiveResponse(Get(), nullptr)); }
+DWORD Exchange::Receive() const { return Outcome(WinHttpReceiveResponse(Get(), nullptr)); }
 
 DWORD Exchange::ReadAll() {
     body_.clear();
@@ -130,20 +124,17 @@ DWORD Exchange::Run(const std::string& body) {
 }
 
 DWORD Exchange::Flags(DWORD flags) const {
-    return ErrorUnless(
-        WinHttpSetOption(Get(), WINHTTP_OPTION_SECURITY_FLAGS, &flags, sizeof flags));
+    return Outcome(WinHttpSetOption(Get(), WINHTTP_OPTION_SECURITY_FLAGS, &flags, sizeof flags));
 }
 
 DWORD Exchange::Login(DWORD target, DWORD scheme, const std::wstring& user,
                       const std::wstring& password) const {
-    return ErrorUnless(WinHttpSetCredentials(Get(), target, scheme, user.c_str(),
-                                             password.empty() ? nullptr : password.c_str(),
-                                             nullptr));
+    return Outcome(WinHttpSetCredentials(Get(), target, scheme, user.c_str(),
+                                         password.empty() ? nullptr : password.c_str(), nullptr));
 }
 
 DWORD Exchange::Autologon(DWORD level) const {
-    return ErrorUnless(
-        WinHttpSetOption(Get(), WINHTTP_OPTION_AUTOLOGON_POLICY, &level, sizeof level));
+    return Outcome(WinHttpSetOption(Get(), WINHTTP_OPTION_AUTOLOGON_POLICY, &level, sizeof level));
 }
 
 DWORD Exchange::Status() const {

@@ -12,6 +12,7 @@
 #include "platform/providers/openssl.h"
 #include "platform/stores/store.h"
 #include "tests/platform/http/servers.h"
+#include "tests/support/certificates.h"
 
 namespace platform::testing {
 namespace {
@@ -30,14 +31,10 @@ std::shared_ptr<Certificate> Read(const std::string& name) {
 class TlsTest : public HomesTest {
   protected:
     TlsTest() { MakeAuthority(); }
-    static void Trust(Side side) {
-        OpenSystemStore(side, "Root", OpenMode::OpenOrCreate)
-            ->Add(*Read("root"), CERT_STORE_ADD_ALWAYS);
-    }
 };
 
 TEST_F(TlsTest, EveryFlagTakesAwayWhatItsNameSays) {
-    Trust(Side::User);
+    Trust("root.pem");
     const OwnServer& own = Own();
     const struct {
         const char* name;
@@ -76,7 +73,7 @@ TEST_F(TlsTest, EveryFlagTakesAwayWhatItsNameSays) {
                 << row.name << ": " << detail;
         }
     }
-    EXPECT_EQ(Exchange(own.good, "/").Flags(0x10), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+    EXPECT_EQ(Exchange(own.good, "/").Flags(0x10), Code(ERROR_INVALID_PARAMETER));
 }
 
 // The same chain is strange until its root stands in "Root" of either side.
@@ -90,12 +87,12 @@ TEST_F(TlsTest, RootOfBothSidesIsTrusted) {
     }
     for (const Side side : {Side::User, Side::Machine}) {
         Clear();
-        Trust(side);
+        Trust("root.pem", side);
         EXPECT_EQ(Exchange(Own().good, "/", true).Run(), 0U);
         EXPECT_EQ(Exchange(Own().good, "/", true, "GET", "", "localhost").Run(), 0U);
     }
     WriteFile("machine/stores.db", ViewOf("no database"));
-    EXPECT_EQ(Exchange(Own().good, "/", true).Run(), static_cast<DWORD>(ERROR_FILE_CORRUPT));
+    EXPECT_EQ(Exchange(Own().good, "/", true).Run(), Code(ERROR_FILE_CORRUPT));
 }
 
 // Refused once, sent again with more trust on the same handle.
@@ -109,7 +106,7 @@ TEST_F(TlsTest, RulesMayChangeBetweenSends) {
 }
 
 TEST_F(TlsTest, RedirectsStaySecure) {
-    Trust(Side::User);
+    Trust("root.pem");
     const auto location = [](const char* scheme, WORD port) {
         return std::string("/status?code=302&to=") + scheme +
                "://127.0.0.1:" + std::to_string(port) + "/";
@@ -129,7 +126,7 @@ TEST_F(TlsTest, RedirectsStaySecure) {
 
 class ClientTest : public TlsTest {
   protected:
-    ClientTest() { Trust(Side::User); }
+    ClientTest() { Trust("root.pem"); }
 
     // The certificate "client", bound to a fresh container of the name given.
     static std::shared_ptr<Certificate> Install(const std::string& name,
@@ -177,9 +174,8 @@ TEST_F(ClientTest, AskedForAndNotSet) {
     for (const auto& row : rows) {
         Exchange exchange(row.port, "/late", true);
         if (row.none) {
-            EXPECT_NE(
-                WinHttpSetOption(exchange.Get(), WINHTTP_OPTION_CLIENT_CERT_CONTEXT, nullptr, 0),
-                FALSE);
+            EXPECT_TRUE(
+                WinHttpSetOption(exchange.Get(), WINHTTP_OPTION_CLIENT_CERT_CONTEXT, nullptr, 0));
         }
         EXPECT_EQ(exchange.Run(), row.error) << row.name;
     }
@@ -189,13 +185,13 @@ TEST_F(ClientTest, ShownWithItsKey) {
     const auto certificate = Install("open");
     for (const WORD port : {Own().wantsClient, Own().mayHaveClient, Own().late, Own().good}) {
         Exchange exchange(port, "/late", true);
-        ASSERT_NE(Set(exchange, certificate), FALSE);
+        ASSERT_TRUE(Set(exchange, certificate));
         EXPECT_EQ(exchange.Run(), 0U);
         EXPECT_EQ(exchange.Status(), port == Own().good ? 403U : 200U);
     }
     Exchange exchange(Real().client, "/open/page", true);
     EXPECT_EQ(exchange.Run(), 12044U);
-    ASSERT_NE(Set(exchange, certificate), FALSE);
+    ASSERT_TRUE(Set(exchange, certificate));
     EXPECT_EQ(exchange.Run(), 0U);
     EXPECT_EQ(exchange.Body(), "the open page");
     // It is for that server alone.
@@ -203,7 +199,7 @@ TEST_F(ClientTest, ShownWithItsKey) {
         Own().wantsClient,
         "/status?code=307&to=https://127.0.0.1:" + std::to_string(Real().client) + "/open/page",
         true);
-    ASSERT_NE(Set(redirected, certificate), FALSE);
+    ASSERT_TRUE(Set(redirected, certificate));
     EXPECT_EQ(redirected.Run(), 12044U);
 }
 
@@ -221,19 +217,19 @@ TEST_F(ClientTest, KeysAndPasswords) {
         const auto certificate = Install(row.container, "secret");
         if (row.given != nullptr) {
             HCRYPTPROV provider = 0;
-            ASSERT_NE(CryptAcquireContextA(&provider, row.container, nullptr, 24, 0), FALSE);
+            ASSERT_TRUE(CryptAcquireContextA(&provider, row.container, nullptr, 24, 0));
             CryptSetProvParam(provider, PP_KEYEXCHANGE_PIN,
                               reinterpret_cast<const BYTE*>(row.given), 0);
             certificate->keyContext =
                 std::make_unique<KeyContext>(Resolve<Provider>(provider), AT_KEYEXCHANGE, true);
         }
         Exchange exchange(Own().wantsClient, "/", true);
-        ASSERT_NE(Set(exchange, certificate), FALSE);
+        ASSERT_TRUE(Set(exchange, certificate));
         EXPECT_EQ(exchange.Run(), row.error) << row.container;
     }
     Exchange exchange(Own().wantsClient, "/", true);
-    ASSERT_NE(Set(exchange, Read("client")), FALSE);
-    EXPECT_EQ(exchange.Run(), static_cast<DWORD>(ERROR_WINHTTP_CLIENT_CERT_NO_PRIVATE_KEY));
+    ASSERT_TRUE(Set(exchange, Read("client")));
+    EXPECT_EQ(exchange.Run(), Code(ERROR_WINHTTP_CLIENT_CERT_NO_PRIVATE_KEY));
 }
 
 // TLS here has no use for it: nothing goes out, whatever the server asks for.
@@ -243,7 +239,7 @@ TEST_F(ClientTest, GostKeysAreRefused) {
         Certificate::Parse(SignSelf({name, {}}, GenerateKey(kTypeGost2012_256), 1));
     for (const WORD port : {Own().wantsClient, Own().good}) {
         Exchange exchange(port, "/", true);
-        ASSERT_NE(Set(exchange, certificate), FALSE);
+        ASSERT_TRUE(Set(exchange, certificate));
         EXPECT_EQ(exchange.Run(), Code(NTE_BAD_ALGID));
     }
 }

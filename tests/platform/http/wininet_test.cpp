@@ -21,13 +21,13 @@ struct Form {
 
     DWORD Send(std::string body = {}) const {
         const auto size = static_cast<DWORD>(body.size());
-        return HttpSendRequestA(request.get(), nullptr, 0, body.data(), size) ? 0 : GetLastError();
+        return Outcome(HttpSendRequestA(request.get(), nullptr, 0, body.data(), size));
     }
     DWORD Read(char* buffer, DWORD size, DWORD& read) const {
-        return InternetReadFile(request.get(), buffer, size, &read) ? 0 : GetLastError();
+        return Outcome(InternetReadFile(request.get(), buffer, size, &read));
     }
     DWORD Query(DWORD query, char* buffer, DWORD& size, DWORD* index = nullptr) const {
-        return HttpQueryInfoA(request.get(), query, buffer, &size, index) ? 0 : GetLastError();
+        return Outcome(HttpQueryInfoA(request.get(), query, buffer, &size, index));
     }
 
     Handle internet, connection, request;
@@ -38,9 +38,8 @@ TEST_F(WinInetTest, TheRequestAsTheServerSeesIt) {
     EXPECT_EQ(Form("a//b/../c").Send(), 0U);
     EXPECT_TRUE(TakeLog().starts_with("POST /a//b/../c "));
     const Form form("echo", "*/*");
-    EXPECT_NE(HttpAddRequestHeadersA(form.request.get(), "Content-Type: text/x\r\n",
-                                     static_cast<DWORD>(-1), HTTP_ADDREQ_FLAG_ADD),
-              FALSE);
+    EXPECT_TRUE(HttpAddRequestHeadersA(form.request.get(), "Content-Type: text/x\r\n",
+                                       static_cast<DWORD>(-1), HTTP_ADDREQ_FLAG_ADD));
     EXPECT_EQ(form.Send("a=b"), 0U);
     char answer[1000] = "";
     DWORD read = 0;
@@ -75,7 +74,7 @@ TEST_F(WinInetTest, ReadsWaitForAllThatIsAskedFor) {
         EXPECT_EQ(first, row.first) << row.object;
         EXPECT_EQ(second, row.second) << row.object;
     }
-    EXPECT_EQ(Form("/nothing").Send(), static_cast<DWORD>(ERROR_INTERNET_CONNECTION_ABORTED));
+    EXPECT_EQ(Form("/nothing").Send(), Code(ERROR_INTERNET_CONNECTION_ABORTED));
 }
 
 TEST_F(WinInetTest, Queries) {
@@ -83,7 +82,7 @@ TEST_F(WinInetTest, Queries) {
     char buffer[100] = "";
     DWORD size = sizeof buffer;
     EXPECT_EQ(form.Query(HTTP_QUERY_STATUS_CODE, buffer, size),
-              static_cast<DWORD>(ERROR_INTERNET_INCORRECT_HANDLE_STATE));
+              Code(ERROR_INTERNET_INCORRECT_HANDLE_STATE));
     EXPECT_EQ(form.Send(), 0U);
     constexpr DWORD kNumber = HTTP_QUERY_STATUS_CODE | HTTP_QUERY_FLAG_NUMBER;
     const struct {
@@ -133,8 +132,8 @@ TEST_F(WinInetTest, ArgumentsAreChecked) {
             nullptr);
         EXPECT_EQ(GetLastError(), row.error);
     }
-    EXPECT_EQ(HttpSendRequestA(form.request.get(), nullptr, 0, nullptr, 1), FALSE);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+    EXPECT_EQ(Outcome(HttpSendRequestA(form.request.get(), nullptr, 0, nullptr, 1)),
+              Code(ERROR_INVALID_PARAMETER));
 }
 
 }  // namespace

@@ -14,14 +14,12 @@ namespace {
 constexpr std::size_t kPayload = (2U << 20) + 12345;
 constexpr std::size_t kChunk = 65536;
 
-struct CipherRow {
+// Identifiers as the standards write them: RFC 3565, 3370, 3657, 5794, 4010, 4490, 2144.
+constexpr struct {
     const char* name;  // of the openssl command
     const char* oid;
     std::size_t keyLength;
-};
-
-// Identifiers as the standards write them: RFC 3565, 3370, 3657, 5794, 4010, 4490, 2144.
-constexpr CipherRow kCiphers[] = {
+} kCiphers[] = {
     {"aes-128-cbc", "2.16.840.1.101.3.4.1.2", 16},
     {"aes-192-cbc", "2.16.840.1.101.3.4.1.22", 24},
     {"aes-256-cbc", "2.16.840.1.101.3.4.1.42", 32},
@@ -113,7 +111,7 @@ Bytes EnvelopedData(const Sealed& sealed) {
 TEST(Ciphers, OpensslOpensOurs) {
     SKIP_WITHOUT_ENGINE();
     const Bytes payload = Pattern(kPayload);
-    for (const CipherRow& row : kCiphers) {
+    for (const auto& row : kCiphers) {
         SCOPED_TRACE(row.name);
         Sealed sealed;
         Secret key;
@@ -134,7 +132,7 @@ TEST(Ciphers, OursOpenOpenssl) {
     SKIP_WITHOUT_ENGINE();
     const Bytes payload = Pattern(kPayload);
     WriteFile("payload", payload);
-    for (const CipherRow& row : kCiphers) {
+    for (const auto& row : kCiphers) {
         SCOPED_TRACE(row.name);
         const Bytes key = Pattern(row.keyLength);
         OpenSsl(

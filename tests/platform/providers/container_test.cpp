@@ -25,18 +25,16 @@ unsigned ModeOf(const fs::path& path) {
 
 using Containers = HomesTest;
 
-struct TypeRow {
+constexpr struct {
     DWORD type;
     const char* password;
-};
-
-constexpr TypeRow kTypes[] = {
+} kTypes[] = {
     {1, ""}, {24, "x"}, {16, "secret"}, {75, "secret"}, {80, "пароль 1 2"}, {81, ""},
 };
 
 TEST_F(Containers, KeepKeysOfEveryTypeAsOpensslReadsThem) {
     SKIP_WITHOUT_ENGINE();
-    for (const TypeRow& row : kTypes) {
+    for (const auto& row : kTypes) {
         const std::string name = std::to_string(row.type) + "-" + row.password;
         SCOPED_TRACE(name);
         Container container = Container::Create(Side::User, name, row.type);

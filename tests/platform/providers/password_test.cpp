@@ -85,8 +85,7 @@ TEST_F(Passwords, KeyInThePlaceOfAnOpenOneIsNoBarer) {
     EXPECT_TRUE(SetPassword(provider, PP_KEYEXCHANGE_PIN, "secret"));
     EXPECT_EQ(OpenKey(provider, AT_KEYEXCHANGE), 0U);
     HCRYPTKEY key = 0;
-    EXPECT_FALSE(CryptGenKey(provider, AT_KEYEXCHANGE, 0, &key));
-    EXPECT_EQ(GetLastError(), Code(NTE_SILENT_CONTEXT));
+    EXPECT_EQ(Outcome(CryptGenKey(provider, AT_KEYEXCHANGE, 0, &key)), Code(NTE_SILENT_CONTEXT));
     EXPECT_TRUE(SetPassword(provider, PP_KEYEXCHANGE_PIN, "other"));
     ASSERT_TRUE(CryptGenKey(provider, AT_KEYEXCHANGE, 0, &key));
     CryptDestroyKey(key);
@@ -128,15 +127,6 @@ constexpr TypedRow kTyped[] = {
     {"end of input", "\x04", kCancelled, 1},
 };
 
-std::size_t Count(std::string_view text, std::string_view part) {
-    std::size_t count = 0;
-    for (std::size_t at = text.find(part); at != std::string_view::npos;
-         at = text.find(part, at + 1)) {
-        ++count;
-    }
-    return count;
-}
-
 // Types a line whenever the child has asked; everything that shows on the terminal.
 std::string Talk(int terminal, std::string_view typed, std::string_view prompt) {
     std::string shown;
@@ -146,7 +136,7 @@ std::string Talk(int terminal, std::string_view typed, std::string_view prompt) 
         const ssize_t got = read(terminal, block, sizeof(block));
         if (got <= 0) return shown;
         shown.append(block, static_cast<std::size_t>(got));
-        while (answered < Count(shown, prompt) && !typed.empty()) {
+        while (answered < CountOf(prompt, shown) && !typed.empty()) {
             const std::size_t length = std::min(typed.find('\n'), typed.size() - 1) + 1;
             if (write(terminal, typed.data(), length) < 0) return shown;
             typed.remove_prefix(length);
@@ -175,9 +165,9 @@ TEST_F(Passwords, AreAskedForOnTheTerminalAndDoNotShow) {
             const std::string shown = Talk(terminal, row.typed, language.prompt);
             EXPECT_EQ(ExitOf(child), row.exit);
             close(terminal);
-            EXPECT_EQ(Count(shown, language.prompt), static_cast<std::size_t>(row.prompts));
-            EXPECT_EQ(Count(shown, language.wrong), static_cast<std::size_t>(row.prompts - 1));
-            EXPECT_EQ(Count(shown, "secret"), 0U) << shown;
+            EXPECT_EQ(CountOf(language.prompt, shown), static_cast<std::size_t>(row.prompts));
+            EXPECT_EQ(CountOf(language.wrong, shown), static_cast<std::size_t>(row.prompts - 1));
+            EXPECT_EQ(CountOf("secret", shown), 0U) << shown;
         }
     }
 }

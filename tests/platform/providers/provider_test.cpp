@@ -16,9 +16,6 @@ constexpr DWORD kTypeNumbers[] = {1, 16, 24, 75, 80, 81};
 
 using Providers = HomesTest;
 
-// The error of a call that answered `result`; 0 for success.
-DWORD Outcome(BOOL result) { return result != FALSE ? 0 : GetLastError(); }
-
 DWORD Acquire(HCRYPTPROV* provider, const char* container, const char* name, DWORD type,
               DWORD flags) {
     return Outcome(CryptAcquireContextA(provider, container, name, type, flags));

@@ -113,16 +113,14 @@ TEST(Signatures, OursAcceptOpensslAndNothingElse) {
     }
 }
 
-struct FitRow {
+// An empty signature is a bad one wherever the algorithms fit.
+constexpr struct {
     const char* name;
     const char* key;
     const char* algorithm;
     const char* digest;
     DWORD expected;
-};
-
-// An empty signature is a bad one wherever the algorithms fit.
-constexpr FitRow kFits[] = {
+} kFits[] = {
     {"RSA with its digest", "rsa", "1.2.840.113549.1.1.11", oid::kSha256, Code(NTE_BAD_SIGNATURE)},
     {"RSA with another digest", "rsa", "1.2.840.113549.1.1.11", oid::kSha1, Code(NTE_BAD_ALGID)},
     {"RSA key, ECDSA", "rsa", "1.2.840.10045.4.3.2", oid::kSha256, Code(NTE_BAD_ALGID)},
@@ -136,7 +134,7 @@ constexpr FitRow kFits[] = {
 
 TEST(Signatures, AlgorithmGoesWithKeyAndDigest) {
     SKIP_WITHOUT_ENGINE();
-    for (const FitRow& row : kFits) {
+    for (const auto& row : kFits) {
         const AnyKey key = PublicKey(row.key);
         const Bytes digest = DigestOfPattern(row.digest);
         EXPECT_EQ(CodeOf([&] {

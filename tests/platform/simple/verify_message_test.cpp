@@ -95,7 +95,7 @@ Bytes Replaced(Bytes message, const Bytes& from, const Bytes& to) {
 
 TEST(VerifyMessage, AnswersByMessageIndexAndCallback) {
     SKIP_WITHOUT_ENGINE();
-    const Bytes content = Noise(300);
+    const Bytes content = Pattern(300);
     Bytes changed = content;
     changed[7] ^= 1;
     // The openssl command puts the shorter signer first.
@@ -154,7 +154,7 @@ TEST(VerifyMessage, AnswersByMessageIndexAndCallback) {
 }
 
 TEST(VerifyMessage, GivesTheContentOut) {
-    const Bytes content = Noise(1000);
+    const Bytes content = Pattern(1000);
     const Bytes message = SignWith({"rsa"}, "-nodetach", content);
     CRYPT_VERIFY_MESSAGE_PARA para = Para(nullptr);
     const auto call = [&](BYTE* out, DWORD& size) {
@@ -167,17 +167,17 @@ TEST(VerifyMessage, GivesTheContentOut) {
     EXPECT_EQ(call(nullptr, size), 0U);
     EXPECT_EQ(size, content.size());
     Bytes out(size);
-    EXPECT_EQ(call(out.data(), --size), static_cast<DWORD>(ERROR_MORE_DATA));
+    EXPECT_EQ(call(out.data(), --size), Code(ERROR_MORE_DATA));
     EXPECT_EQ(size, content.size());
     EXPECT_EQ(call(out.data(), size), 0U);
     EXPECT_EQ(out, content);
     para.cbSize = 0;
-    EXPECT_EQ(call(out.data(), size), static_cast<DWORD>(E_INVALIDARG));
+    EXPECT_EQ(call(out.data(), size), Code(E_INVALIDARG));
     EXPECT_EQ(size, 0U) << "a failure leaves no size";
 }
 
 TEST(VerifyMessage, ChecksItsArguments) {
-    const Bytes message = SignWith({"rsa"}, "-nodetach", Noise(10));
+    const Bytes message = SignWith({"rsa"}, "-nodetach", Pattern(10));
     CRYPT_VERIFY_MESSAGE_PARA small = Para(nullptr);
     --small.cbSize;
     CRYPT_VERIFY_MESSAGE_PARA para = Para(nullptr);
@@ -190,17 +190,17 @@ TEST(VerifyMessage, ChecksItsArguments) {
         return GetLastError();
     };
     const DWORD invalid = ERROR_INVALID_PARAMETER;
-    EXPECT_EQ(call(nullptr, message.data(), 0), static_cast<DWORD>(E_INVALIDARG));
-    EXPECT_EQ(call(&small, message.data(), 0), static_cast<DWORD>(E_INVALIDARG));
+    EXPECT_EQ(call(nullptr, message.data(), 0), Code(E_INVALIDARG));
+    EXPECT_EQ(call(&small, message.data(), 0), Code(E_INVALIDARG));
     EXPECT_EQ(call(&para, nullptr, 0), invalid);
     EXPECT_EQ(call(&para, message.data(), 1), invalid);
     para.dwMsgAndCertEncodingType = X509_ASN_ENCODING;
-    EXPECT_EQ(call(&para, message.data(), 0), static_cast<DWORD>(E_INVALIDARG));
+    EXPECT_EQ(call(&para, message.data(), 0), Code(E_INVALIDARG));
 }
 
 TEST(VerifyDetached, AnswersByMessageAndContent) {
     SKIP_WITHOUT_ENGINE();
-    const Bytes content = Noise(300);
+    const Bytes content = Pattern(300);
     const Bytes front(content.begin(), content.begin() + 100);
     const Bytes back(content.begin() + 100, content.end());
     for (const char* name : kSigningIdentities) {

@@ -153,12 +153,11 @@ void Overwrite(const fs::path& file, std::size_t at, std::size_t size) {
 void Sql(const char* statement) { Database(Folder() / "user/stores.db").Run(statement); }
 
 TEST_F(StoreDamageTest, RefusesDamageAndLeavesIt) {
-    struct Row {
+    const struct {
         const char* name;
         void (*damage)();
         DWORD error;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"header", [] { Overwrite(Database(), 0, 16); }, ERROR_FILE_CORRUPT},
         {"first page", [] { Overwrite(Database(), 100, 3000); }, ERROR_FILE_CORRUPT},
         {"every later page", [] { Overwrite(Database(), 4096, 4096 * 6); }, ERROR_FILE_CORRUPT},
@@ -170,7 +169,7 @@ TEST_F(StoreDamageTest, RefusesDamageAndLeavesIt) {
         {"newer schema", [] { Sql("PRAGMA user_version = 2"); }, ERROR_BADDB},
         {"another program", [] { Sql("PRAGMA application_id = 1"); }, ERROR_BADDB},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         fs::remove_all(UserHome());
         Fill(8);
@@ -291,12 +290,11 @@ TEST_F(StoreDamageTest, TellsReadersWhoMendsACutOffChange) {
 
 // Only what is not there is empty.
 TEST_F(StoreDamageTest, TellsOfSidesThatCannotBeRead) {
-    struct Row {
+    const struct {
         const char* name;
         void (*spoil)();
         DWORD error;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"file without rights", [] { fs::permissions(Database(), fs::perms::none); },
          ERROR_ACCESS_DENIED},
         {"folder without rights", [] { fs::permissions(UserHome(), fs::perms::none); },
@@ -320,7 +318,7 @@ TEST_F(StoreDamageTest, TellsOfSidesThatCannotBeRead) {
          },
          ERROR_PATH_NOT_FOUND},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         Clear();
         Fill(1);

@@ -29,9 +29,8 @@ StoreHolder OpenMemory() {
 }
 
 DWORD Add(const StoreHolder& store, ByteView der, DWORD disposition = CERT_STORE_ADD_NEW) {
-    const BOOL added = CertAddEncodedCertificateToStore(
-        store.get(), kEncoding, der.data(), static_cast<DWORD>(der.size()), disposition, nullptr);
-    return added != FALSE ? 0 : GetLastError();
+    return Outcome(CertAddEncodedCertificateToStore(
+        store.get(), kEncoding, der.data(), static_cast<DWORD>(der.size()), disposition, nullptr));
 }
 
 // Common names of what a walk finds, one behind the other.
@@ -52,14 +51,13 @@ TEST_F(StoresTest, OpensByKindAndName) {
     std::string backslashes = file;
     std::replace(backslashes.begin(), backslashes.end(), '/', '\\');
     const DWORD machine = CERT_SYSTEM_STORE_LOCAL_MACHINE;
-    struct Row {
+    const struct {
         const char* name;
         LPCSTR provider;
         DWORD flags;
         const void* parameter;
         DWORD error;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"My", CERT_STORE_PROV_SYSTEM_A, kUser | kExisting, "My", 0},
         {"ROOT of the machine", CERT_STORE_PROV_SYSTEM_A, machine | kExisting, "ROOT", 0},
         {"wide name", CERT_STORE_PROV_SYSTEM_W, kUser | kExisting, L"cA", 0},
@@ -77,7 +75,7 @@ TEST_F(StoresTest, OpensByKindAndName) {
          ERROR_FILE_NOT_FOUND},
         {"unknown kind", reinterpret_cast<LPCSTR>(77), 0, nullptr, ERROR_FILE_NOT_FOUND},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         const StoreHolder store(
             CertOpenStore(row.provider, kEncoding, 0, row.flags, row.parameter));
@@ -123,14 +121,13 @@ TEST_F(StoresTest, KeepsCertificatesInOrder) {
 TEST_F(StoresTest, TakesDispositions) {
     constexpr DWORD kProperty = 40000;
     const auto check = [](const StoreHolder& store) {
-        struct Row {
+        const struct {
             const char* name;
             DWORD disposition;
             DWORD error;
             const char* present;
             const char* property;  // of the first one afterwards
-        };
-        const Row rows[] = {
+        } rows[] = {
             {"new", CERT_STORE_ADD_NEW, 0, "1", "01"},
             {"new again", CERT_STORE_ADD_NEW, Code(CRYPT_E_EXISTS), "1", "01"},
             {"existing", CERT_STORE_ADD_USE_EXISTING, 0, "1", "01"},
@@ -139,7 +136,7 @@ TEST_F(StoresTest, TakesDispositions) {
             {"unknown", 77, Code(E_INVALIDARG), "1 1", "04"},
         };
         BYTE mark = 0;
-        for (const Row& row : rows) {
+        for (const auto& row : rows) {
             SCOPED_TRACE(row.name);
             ++mark;
             const CertHolder context = Context(NumberedCertificate(1));
@@ -148,7 +145,7 @@ TEST_F(StoresTest, TakesDispositions) {
             PCCERT_CONTEXT added = nullptr;
             const BOOL result = CertAddCertificateContextToStore(store.get(), context.get(),
                                                                  row.disposition, &added);
-            EXPECT_EQ(result != FALSE ? 0 : GetLastError(), row.error);
+            EXPECT_EQ(Outcome(result), row.error);
             EXPECT_EQ(added != nullptr, row.error == 0);
             const CertHolder held(added);
             EXPECT_EQ(Walk(store), row.present);
@@ -182,12 +179,11 @@ class FullDisk {
 
 TEST_F(StoresTest, ManyChangesAreOneAndTellOfTheirLoss) {
     constexpr DWORD kCommit = CERT_STORE_CTRL_COMMIT;
-    struct Row {
+    const struct {
         const char* name;
         std::function<BOOL(StoreHolder& store)> end;
         bool toldOnce;  // the store itself tells no more
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"commit", [](auto& s) { return CertControlStore(s.get(), 0, kCommit, nullptr); }, true},
         {"close", [](auto& s) { return CertCloseStore(s.release(), 0); }, true},
         {"another store is opened", [](auto&) { return OpenSystem("CA") != nullptr; }, false},
@@ -198,7 +194,7 @@ TEST_F(StoresTest, ManyChangesAreOneAndTellOfTheirLoss) {
         return platform::Database(Database()).Number("SELECT count(*) FROM certificates");
     };
     for (const bool full : {true, false}) {
-        for (const Row& row : rows) {
+        for (const auto& row : rows) {
             SCOPED_TRACE(std::string(row.name) + (full ? ", full" : ""));
             Clear();
             StoreHolder store = OpenSystem("My");
@@ -212,7 +208,7 @@ TEST_F(StoresTest, ManyChangesAreOneAndTellOfTheirLoss) {
                 std::optional<FullDisk> disk;
                 if (full) disk.emplace();
                 const BOOL ended = row.end(store);
-                EXPECT_EQ(ended == FALSE ? GetLastError() : 0, full ? ERROR_WRITE_FAULT : 0);
+                EXPECT_EQ(Outcome(ended), full ? ERROR_WRITE_FAULT : 0);
             }
             EXPECT_EQ(kept(), full ? 1 : 3);
             if (!store) continue;
@@ -255,10 +251,7 @@ TEST_F(StoresTest, ContextsOutliveTheirStore) {
         EXPECT_EQ(found->hCertStore, store.get());
         EXPECT_TRUE(CertCloseStore(store.release(), CERT_CLOSE_STORE_FORCE_FLAG));
         EXPECT_EQ(found->cbCertEncoded, NumberedCertificate(1).size());
-        BYTE hash[20];
-        DWORD size = sizeof hash;
-        EXPECT_TRUE(
-            CertGetCertificateContextProperty(found.get(), CERT_SHA1_HASH_PROP_ID, hash, &size));
+        EXPECT_EQ(PropertyOf(found.get(), CERT_SHA1_HASH_PROP_ID).size(), 20U);
         EXPECT_TRUE(CertDeleteCertificateFromStore(found.release()));
     }
     EXPECT_EQ(Walk(OpenSystem("My")), "");
@@ -268,12 +261,12 @@ TEST_F(StoresTest, ChecksOnClosing) {
     StoreHolder store = OpenMemory();
     Add(store, NumberedCertificate(1));
     EXPECT_EQ(CertDuplicateStore(store.get()), store.get());
-    EXPECT_FALSE(CertCloseStore(store.get(), CERT_CLOSE_STORE_CHECK_FLAG));
-    EXPECT_EQ(GetLastError(), Code(CRYPT_E_PENDING_CLOSE));
+    EXPECT_EQ(Outcome(CertCloseStore(store.get(), CERT_CLOSE_STORE_CHECK_FLAG)),
+              Code(CRYPT_E_PENDING_CLOSE));
     CertHolder found(CertEnumCertificatesInStore(store.get(), nullptr));
     HCERTSTORE handle = store.release();
-    EXPECT_FALSE(CertCloseStore(handle, CERT_CLOSE_STORE_CHECK_FLAG));
-    EXPECT_EQ(GetLastError(), Code(CRYPT_E_PENDING_CLOSE));
+    EXPECT_EQ(Outcome(CertCloseStore(handle, CERT_CLOSE_STORE_CHECK_FLAG)),
+              Code(CRYPT_E_PENDING_CLOSE));
     EXPECT_FALSE(CertCloseStore(handle, 0));  // closed by now, though something was pending
     EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_HANDLE});
     found.reset();
@@ -289,8 +282,9 @@ TEST_F(StoresTest, ReadOnlyTakesNoChange) {
     Add(OpenSystem("My"), NumberedCertificate(1));
     const StoreHolder store = OpenSystem("My", kUser | CERT_STORE_READONLY_FLAG);
     EXPECT_EQ(Add(store, NumberedCertificate(2)), DWORD{ERROR_ACCESS_DENIED});
-    EXPECT_FALSE(CertDeleteCertificateFromStore(CertEnumCertificatesInStore(store.get(), nullptr)));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_ACCESS_DENIED});
+    EXPECT_EQ(
+        Outcome(CertDeleteCertificateFromStore(CertEnumCertificatesInStore(store.get(), nullptr))),
+        DWORD{ERROR_ACCESS_DENIED});
     EXPECT_EQ(Walk(store), "1");
 }
 
@@ -306,16 +300,12 @@ TEST_F(StoresTest, FindsByEveryKind) {
     CertHolder leaf = Context(ReadFile("leaf.cer"));
     CertHolder ec = ContextOf("p256");
     const CertHolder stranger = Context(NumberedCertificate(1));
-    BYTE hash[20];
-    DWORD size = sizeof hash;
-    CertGetCertificateContextProperty(ec.get(), CERT_SHA1_HASH_PROP_ID, hash, &size);
-    CRYPT_HASH_BLOB hashBlob{20, hash};
-    Bytes key(64);
-    size = 64;
-    CertGetCertificateContextProperty(ec.get(), CERT_KEY_IDENTIFIER_PROP_ID, key.data(), &size);
+    Bytes hash = PropertyOf(ec.get(), CERT_SHA1_HASH_PROP_ID);
+    CRYPT_HASH_BLOB hashBlob{20, hash.data()};
+    Bytes key = PropertyOf(ec.get(), CERT_KEY_IDENTIFIER_PROP_ID);
     CERT_ID byKey{};
     byKey.dwIdChoice = CERT_ID_KEY_IDENTIFIER;
-    byKey.KeyId = {size, key.data()};
+    byKey.KeyId = {static_cast<DWORD>(key.size()), key.data()};
     CERT_ID bySerial{};
     bySerial.dwIdChoice = CERT_ID_ISSUER_SERIAL_NUMBER;
     bySerial.IssuerSerialNumber = {leaf->pCertInfo->Issuer, leaf->pCertInfo->SerialNumber};
@@ -396,8 +386,7 @@ TEST_F(StoresTest, CollectionsDrawOnTheirStores) {
 
     EXPECT_FALSE(CertAddStoreToCollection(inner.get(), collection.get(), 0, 0));
     EXPECT_FALSE(CertAddStoreToCollection(collection.get(), collection.get(), 0, 0));
-    EXPECT_FALSE(CertAddStoreToCollection(high.get(), inner.get(), 0, 0));
-    EXPECT_EQ(GetLastError(), Code(E_INVALIDARG));
+    EXPECT_EQ(Outcome(CertAddStoreToCollection(high.get(), inner.get(), 0, 0)), Code(E_INVALIDARG));
 }
 
 // ---- files -----------------------------------------------------------------------
@@ -439,12 +428,11 @@ TEST_F(StoresTest, ReadsFilesOfEveryForm) {
     OpenSsl("base64 -A -in a.der -out a.b64");
     OpenSsl("cms -encrypt -in input.txt -outform DER -out enveloped.der p256.pem");
 
-    struct Row {
+    const struct {
         const char* name;
         std::string content;
         const char* expected;  // null: CRYPT_E_FILE_ERROR
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"DER", ReadText("a.der"), "1"},
         {"PEM", pem, "1"},
         {"PEM with CR LF", Replaced(pem, "\n", "\r\n"), "1"},
@@ -468,7 +456,7 @@ TEST_F(StoresTest, ReadsFilesOfEveryForm) {
         {"cut message", ReadText("streamed.der").substr(0, 300), nullptr},
         {"octets", std::string("\x30\x80\0\0", 4), nullptr},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         const std::string file = WriteFile("under.test", ViewOf(row.content)).string();
         const StoreHolder store = OpenFile(file);
@@ -515,8 +503,9 @@ TEST_F(StoresTest, KeepsRevocationLists) {
     {
         const StoreHolder ca = OpenSystem("CA");
         EXPECT_TRUE(CertAddCRLContextToStore(ca.get(), first.get(), CERT_STORE_ADD_NEW, nullptr));
-        EXPECT_FALSE(CertAddCRLContextToStore(ca.get(), second.get(), CERT_STORE_ADD_NEW, nullptr));
-        EXPECT_EQ(GetLastError(), Code(CRYPT_E_EXISTS));
+        EXPECT_EQ(
+            Outcome(CertAddCRLContextToStore(ca.get(), second.get(), CERT_STORE_ADD_NEW, nullptr)),
+            Code(CRYPT_E_EXISTS));
         PCCRL_CONTEXT added = nullptr;
         EXPECT_TRUE(CertAddCRLContextToStore(ca.get(), second.get(),
                                              CERT_STORE_ADD_REPLACE_EXISTING, &added));

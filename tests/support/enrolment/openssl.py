@@ -19,6 +19,11 @@ KINDS = {
 }
 
 
+def has_engine():
+    return subprocess.run(["openssl", "engine", "gost"], capture_output=True,
+                          check=False).returncode == 0
+
+
 class OpenSslError(Exception):
     """What the command said."""
 
@@ -27,12 +32,10 @@ class OpenSsl:
     """Runs in a folder. A failure is an OpenSslError."""
 
     def __init__(self, folder):
-        engine = subprocess.run(["openssl", "engine", "gost"], capture_output=True,
-                                check=False).returncode == 0
         self.folder = folder
         self.environment = {**os.environ, "OPENSSL_CONF": os.path.join(folder, "openssl.cnf")}
         with open(self.environment["OPENSSL_CONF"], "w", encoding="ascii") as file:
-            file.write(ENGINE if engine else "")
+            file.write(ENGINE if has_engine() else "")
 
     def __call__(self, *arguments, stdin=b""):
         done = subprocess.run(["openssl", *arguments], cwd=self.folder, env=self.environment,

@@ -1,13 +1,12 @@
 """The servers in front of the pages: one over TLS for all of them, one in clear for the standard
 authority's."""
 
-import http.server
 import os
-import socketserver
 import ssl
 import threading
 import urllib.parse
 
+import loopback
 from enrolment.est_pages import ROOT, EstPages
 from enrolment.exchange import Answer, Question
 from enrolment.flca_parts import chain_page
@@ -46,12 +45,7 @@ class Desk:
                                             question.body))
 
 
-class Handler(http.server.BaseHTTPRequestHandler):
-    protocol_version = "HTTP/1.1"
-
-    def log_message(self, *_):
-        pass
-
+class Handler(loopback.Handler):
     def serve(self):
         self.connection.settimeout(ANSWER_SECONDS)
         path, _, query = self.path.partition("?")
@@ -76,13 +70,12 @@ class Handler(http.server.BaseHTTPRequestHandler):
         self.close_connection |= answer.cut
 
 
-class Server(socketserver.ThreadingMixIn, http.server.HTTPServer):
+class Server(loopback.Server):
     """Questions are taken one after the other: the authority has one set of files."""
-    daemon_threads = True
     turn = threading.Lock()
 
     def __init__(self, port, desk):
-        super().__init__(("127.0.0.1", port), Handler)
+        super().__init__(Handler, port)
         self.desk = desk
         self.log = os.path.join(desk.issuer.folder, "asked.log")
 
@@ -90,15 +83,8 @@ class Server(socketserver.ThreadingMixIn, http.server.HTTPServer):
         with self.turn, open(self.log, "a", encoding="latin-1") as log:
             log.write(line + "\n")
 
-    def handle_error(self, *_):
-        pass  # a client that goes away is no matter
 
-    def start(self):
-        threading.Thread(target=self.serve_forever, daemon=True).start()
-        return self.server_address[1]
-
-
-class TlsServer(Server):
+class TlsServer(loopback.TlsServer, Server):
     def __init__(self, port, desk):
         super().__init__(port, desk)
         issuer = desk.issuer
@@ -108,8 +94,3 @@ class TlsServer(Server):
         self.context.load_verify_locations(issuer.path("ca.pem"))
         self.context.verify_mode = ssl.CERT_OPTIONAL
         self.context.post_handshake_auth = True
-
-    # The handshake runs in the connection's own thread, where it may fail.
-    def finish_request(self, request, client_address):
-        with self.context.wrap_socket(request, server_side=True) as secure:
-            super().finish_request(secure, client_address)
