@@ -172,9 +172,12 @@ class Step {
     }
 
     static CURLcode OnTls(CURL*, void* context, void* guard) {
-        return static_cast<TlsGuard*>(guard)->Apply(static_cast<SSL_CTX*>(context))
-                   ? CURLE_OK
-                   : CURLE_SSL_CERTPROBLEM;
+        try {
+            static_cast<TlsGuard*>(guard)->Apply(static_cast<SSL_CTX*>(context));
+            return CURLE_OK;
+        } catch (...) {
+            return CURLE_OUT_OF_MEMORY;  // there is no client's certificate to be refused
+        }
     }
 
     const DownloadRequest& request_;

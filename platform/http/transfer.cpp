@@ -285,8 +285,10 @@ int Transfer::OnConnected(void* self, char*, char*, int, int) {
 CURLcode Transfer::OnTls(CURL*, void* context, void* self) {
     auto& transfer = *static_cast<Transfer*>(self);
     try {
-        if (transfer.tls_->Apply(static_cast<SSL_CTX*>(context))) return CURLE_OK;
-        transfer.callbackFault_ = Error(ERROR_WINHTTP_CLIENT_CERT_NO_PRIVATE_KEY);
+        transfer.tls_->Apply(static_cast<SSL_CTX*>(context));
+        return CURLE_OK;
+    } catch (const Error& error) {
+        transfer.callbackFault_ = error;
     } catch (...) {
         transfer.callbackFault_ = Error(ERROR_OUTOFMEMORY);
     }

@@ -234,15 +234,30 @@ TEST_F(ClientTest, KeysAndPasswords) {
     EXPECT_EQ(exchange.Run(), static_cast<DWORD>(ERROR_WINHTTP_CLIENT_CERT_NO_PRIVATE_KEY));
 }
 
-// TLS here has no use for it: nothing goes out, whatever the server asks for.
-TEST_F(ClientTest, GostKeysAreRefused) {
+std::shared_ptr<Certificate> SelfSigned(const AnyKey& key) {
     const NativeCertificate made(X509_new());
-    const AnyKey key = GenerateKey(kTypeGost2012_256);
     ASN1_INTEGER_set(X509_get_serialNumber(made.get()), 1);
     X509_gmtime_adj(X509_getm_notBefore(made.get()), 0);
     X509_gmtime_adj(X509_getm_notAfter(made.get()), 1000);
     SetPublicKey(made.get(), key);
-    const auto certificate = Certificate::Parse(SignCertificate(made.get(), key));
+    return Certificate::Parse(SignCertificate(made.get(), key));
+}
+
+// The key is there; the library's own words tell what is wrong with it.
+TEST_F(ClientTest, WeakKeysAreRefused) {
+    const AnyKey key(EvpKey(EVP_RSA_gen(1024)));
+    const auto certificate = SelfSigned(key);
+    certificate->properties = Install("weak")->properties;
+    Container::Open(Side::User, "weak").SaveKey(AT_KEYEXCHANGE, key, {});
+    Exchange exchange(Own().wantsClient, "/", true);
+    ASSERT_NE(Set(exchange, certificate), FALSE);
+    EXPECT_EQ(exchange.Run(), kRefused);
+    EXPECT_EQ(LastErrorDetail(kRefused), "ee key too small");
+}
+
+// TLS here has no use for it: nothing goes out, whatever the server asks for.
+TEST_F(ClientTest, GostKeysAreRefused) {
+    const auto certificate = SelfSigned(GenerateKey(kTypeGost2012_256));
     for (const WORD port : {Own().wantsClient, Own().good}) {
         Exchange exchange(port, "/", true);
         ASSERT_NE(Set(exchange, certificate), FALSE);
