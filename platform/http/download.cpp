@@ -59,7 +59,7 @@ class Step {
 
     void AskHttp(const HttpUrl& url) {
         Set(CURLOPT_PROTOCOLS_STR, "http,https");
-        SetProxy(UserProxies().For(url), url);
+        SetProxy(UserProxyRules().For(url), url);
         if (url.secure) SetTls();
         if (!request_.body.empty()) SetBody();
         Perform(url.Text());
@@ -91,11 +91,6 @@ class Step {
         if (Curl().curl_easy_setopt(easy_.get(), option, value) != CURLE_OK) {
             throw Error(ERROR_WINHTTP_INTERNAL_ERROR);
         }
-    }
-
-    static ProxyRules UserProxies() {
-        const auto settings = UserProxySettings();
-        return settings ? ProxyRules(settings->proxies, settings->bypass) : ProxyRules();
     }
 
     void SetProxy(const Proxy& proxy, const HttpUrl& url) {

@@ -96,4 +96,9 @@ std::optional<ProxySettings> UserProxySettings() {
     return FromRegistry(Side::Machine);
 }
 
+ProxyRules UserProxyRules() {
+    const auto settings = UserProxySettings();
+    return settings ? ProxyRules(settings->proxies, settings->bypass) : ProxyRules();
+}
+
 }  // namespace platform

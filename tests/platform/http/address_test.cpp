@@ -192,6 +192,8 @@ TEST_F(AddressTest, ListsOfProxies) {
         });
         EXPECT_EQ(error != 0 ? std::to_string(error) : got, row.expected)
             << row.proxies << " " << row.bypass << " " << row.url;
+        const std::string detail = DetailOf([&] { ProxyRules(row.proxies, row.bypass); });
+        EXPECT_EQ(detail, error != 0 ? "the address of the proxy" : "");
     }
 }
 
