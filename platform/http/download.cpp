@@ -47,6 +47,7 @@ class Step {
     Step(const DownloadRequest& request, Clock::time_point until)
         : request_(request), until_(until), easy_(Curl().curl_easy_init()) {
         if (!easy_) throw Error(ERROR_OUTOFMEMORY);
+        LeaveResolverBehind(easy_.get());
         Set(CURLOPT_NOSIGNAL, 1L);
         Set(CURLOPT_ERRORBUFFER, errorText_);
         Set(CURLOPT_FOLLOWLOCATION, 0L);

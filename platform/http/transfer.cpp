@@ -33,7 +33,7 @@ void Transfer::Stop() {
     headerLines_.reset();
 }
 
-// Connections are kept for the next request, unless they were made under other rules:
+// Connections with TLS are kept for the next request, unless they were made under other rules:
 // libcurl would not notice.
 void Transfer::PrepareTls() {
     const bool same = tls_ && tls_->Rules() == request_.tls && !tls_->CertificateMissed();
