@@ -216,8 +216,8 @@ void Transfer::Resume() {
 // ---- what libcurl calls --------------------------------------------------------------
 
 std::size_t Transfer::OnHeader(char* data, std::size_t, std::size_t size, void* self) {
+    // No progress: a server could go on line by line for days.
     auto& transfer = *static_cast<Transfer*>(self);
-    transfer.progress_ = Clock::now();
     // Behind the body there can be trailers, which nobody asks for.
     if (transfer.bodyBegun_) return size;
     try {

@@ -111,6 +111,12 @@ class Handler(http.server.BaseHTTPRequestHandler):
     def on_hang(self, _):
         time.sleep(20)
 
+    def on_hang_in_head(self, _):
+        self.wfile.write(b"HTTP/1.1 200 OK\r\n")
+        for _ in range(200):
+            self.wfile.write(b"X: y\r\n")
+            time.sleep(0.1)
+
     def on_hang_in_body(self, _):
         self.send_response_only(200)
         self.send_header("Content-Length", "10")
