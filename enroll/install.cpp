@@ -41,6 +41,9 @@ Reported ConfigureInstallation(FLEnroll& control, const EnrollOptions& options) 
     return 0;
 }
 
+// Far more than any response has; each step from here makes further copies.
+constexpr DWORD kMostOctets = 64 * 1024 * 1024;
+
 // Whatever the file's form, the control is given one.
 Reported ReadResponse(const char* file, std::string& text) {
     BYTE* data = nullptr;
@@ -48,6 +51,7 @@ Reported ReadResponse(const char* file, std::string& text) {
     int isDer = 0;
     if (const Reported failure = ReadFileWhole(file, data, length, &isDer)) return failure;
     const BytesHolder held(data);
+    if (length > kMostOctets) return ReportError(kFileTooLarge);
     DWORD textLength = Base64Lines76Capacity(length);
     text.assign(textLength, '\0');
     if (!EncodeBase64Lines76(data, length, text.data(), &textLength)) {

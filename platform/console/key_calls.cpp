@@ -43,9 +43,11 @@ int EscapeOrSequence(int terminal) {
     if (!InputWaits(terminal, kSequencePause)) return kEscape;
     int byte = ReadByte(terminal);
     if (byte == '[' || byte == 'O') {
-        do {
+        // Alt with one of these two keys sends no more.
+        while (InputWaits(terminal, kSequencePause)) {
             byte = ReadByte(terminal);
-        } while (byte != kNoKey && byte < '@' && InputWaits(terminal, kSequencePause));
+            if (byte == kNoKey || byte >= '@') break;
+        }
     }
     secondHalf = ExtendedNumber(byte);
     return kExtended;

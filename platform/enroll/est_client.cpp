@@ -28,9 +28,7 @@ constexpr std::chrono::minutes kLongestAnswer{5};
 
 Connection ConnectionTo(const EstAddress& address) {
     auto session = std::make_shared<Session>("Kestrel");
-    if (const auto settings = UserProxySettings()) {
-        session->proxies = ProxyRules(settings->proxies, settings->bypass);
-    }
+    session->proxies = UserProxyRules();
     return {std::move(session), address.host, address.port};
 }
 

@@ -188,19 +188,29 @@ Certificates CheckedIssuers(const CertificatePointer& certificate, const Respons
     return found.issuers;
 }
 
-void AddPlain(Side side, const char* store, const Certificate& certificate) {
-    OpenSystemStore(side, store, OpenMode::OpenOrCreate)
-        ->Add(*Certificate::Parse(certificate.Der()), CERT_STORE_ADD_USE_EXISTING);
+// As one change: an authority whom nobody knows yet may send thousands.
+void AddPlain(Side side, const char* name, const Certificates& certificates) {
+    if (certificates.empty()) return;
+    const auto store = OpenSystemStore(side, name, OpenMode::OpenOrCreate);
+    store->Together([&] {
+        for (const auto& one : certificates) {
+            store->Add(*Certificate::Parse(one->Der()), CERT_STORE_ADD_USE_EXISTING);
+        }
+    });
 }
 
 bool IsTrusted(const Certificate& root) {
     return Holds(InStore(Side::User, "Root"), root) || Holds(InStore(Side::Machine, "Root"), root);
 }
 
-void PlaceIssuer(const Certificate& issuer, const Placing& placing) {
-    if (!IsSelfSigned(issuer)) return AddPlain(placing.caSide, "CA", issuer);
-    if (!IsTrusted(issuer) && MayTrust(issuer, placing.silent)) {
-        AddPlain(placing.rootSide, "Root", issuer);
+void PlaceIssuers(Certificates issuers, const Placing& placing) {
+    const auto roots =
+        std::ranges::stable_partition(issuers, [](const auto& one) { return !IsSelfSigned(*one); });
+    AddPlain(placing.caSide, "CA", {issuers.begin(), roots.begin()});
+    for (const auto& root : roots) {
+        if (!IsTrusted(*root) && MayTrust(*root, placing.silent)) {
+            AddPlain(placing.rootSide, "Root", {root});
+        }
     }
 }
 
@@ -264,7 +274,7 @@ std::shared_ptr<Certificate> AcceptResponse(ByteView content, const Placing& pla
     const Match match = FindMatch(response, placing);
     const Certificates issuers = CheckedIssuers(match.certificate, response);
     AskForRoot(match, placing);
-    for (const auto& issuer : issuers) PlaceIssuer(*issuer, placing);
+    PlaceIssuers(issuers, placing);
     PlaceCertificate(match, placing);
     if (placing.writeToContainer) WriteToContainer(match);
     // Last, so that a run that was killed before can be made again.
@@ -278,7 +288,7 @@ std::shared_ptr<Certificate> AcceptResponse(ByteView content, const Placing& pla
 void InstallIssuers(ByteView content, const Placing& placing) {
     const Response response(content);
     if (response.All().empty()) throw Error(CRYPT_E_NOT_FOUND);
-    for (const auto& certificate : response.All()) PlaceIssuer(*certificate, placing);
+    PlaceIssuers(response.All(), placing);
 }
 
 }  // namespace platform

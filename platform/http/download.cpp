@@ -47,6 +47,7 @@ class Step {
     Step(const DownloadRequest& request, Clock::time_point until)
         : request_(request), until_(until), easy_(Curl().curl_easy_init()) {
         if (!easy_) throw Error(ERROR_OUTOFMEMORY);
+        LeaveResolverBehind(easy_.get());
         Set(CURLOPT_NOSIGNAL, 1L);
         Set(CURLOPT_ERRORBUFFER, errorText_);
         Set(CURLOPT_FOLLOWLOCATION, 0L);
@@ -59,7 +60,7 @@ class Step {
 
     void AskHttp(const HttpUrl& url) {
         Set(CURLOPT_PROTOCOLS_STR, "http,https");
-        SetProxy(UserProxies().For(url), url);
+        SetProxy(UserProxyRules().For(url), url);
         if (url.secure) SetTls();
         if (!request_.body.empty()) SetBody();
         Perform(url.Text());
@@ -91,11 +92,6 @@ class Step {
         if (Curl().curl_easy_setopt(easy_.get(), option, value) != CURLE_OK) {
             throw Error(ERROR_WINHTTP_INTERNAL_ERROR);
         }
-    }
-
-    static ProxyRules UserProxies() {
-        const auto settings = UserProxySettings();
-        return settings ? ProxyRules(settings->proxies, settings->bypass) : ProxyRules();
     }
 
     void SetProxy(const Proxy& proxy, const HttpUrl& url) {
@@ -172,9 +168,12 @@ class Step {
     }
 
     static CURLcode OnTls(CURL*, void* context, void* guard) {
-        return static_cast<TlsGuard*>(guard)->Apply(static_cast<SSL_CTX*>(context))
-                   ? CURLE_OK
-                   : CURLE_SSL_CERTPROBLEM;
+        try {
+            static_cast<TlsGuard*>(guard)->Apply(static_cast<SSL_CTX*>(context));
+            return CURLE_OK;
+        } catch (...) {
+            return CURLE_OUT_OF_MEMORY;  // there is no client's certificate to be refused
+        }
     }
 
     const DownloadRequest& request_;

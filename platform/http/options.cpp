@@ -56,10 +56,8 @@ ProxyRules ProxiesOf(DWORD accessType, LPCWSTR proxy, LPCWSTR bypass) {
     switch (accessType) {
         case WINHTTP_ACCESS_TYPE_NO_PROXY:
             return {};
-        case WINHTTP_ACCESS_TYPE_DEFAULT_PROXY: {
-            const auto settings = UserProxySettings();
-            return settings ? ProxyRules(settings->proxies, settings->bypass) : ProxyRules();
-        }
+        case WINHTTP_ACCESS_TYPE_DEFAULT_PROXY:
+            return UserProxyRules();
         case WINHTTP_ACCESS_TYPE_NAMED_PROXY:
             if (proxy == nullptr || *proxy == L'\0') throw Error(ERROR_INVALID_PARAMETER);
             return {Narrow(proxy), bypass == nullptr ? std::string() : Narrow(bypass)};

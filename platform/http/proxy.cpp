@@ -115,7 +115,12 @@ ProxyRules::ProxyRules(std::string_view proxies, std::string_view bypass) {
             entry.urlScheme = Lower(word.substr(0, equals));
             word.remove_prefix(equals + 1);
         }
-        entry.proxy = ParseProxy(word, entry.urlScheme == "socks" ? "socks4" : "http");
+        try {
+            entry.proxy = ParseProxy(word, entry.urlScheme == "socks" ? "socks4" : "http");
+        } catch (const Error& error) {
+            // Nobody is to look for the fault in the address that was asked for.
+            throw Error(error.Code(), "the address of the proxy");
+        }
         if (entry.urlScheme == "socks") entry.urlScheme.clear();
         entries_.push_back(std::move(entry));
     }

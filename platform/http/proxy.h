@@ -27,7 +27,8 @@ class ProxyRules {
     ProxyRules() = default;
     // `proxies`: "[URL's scheme=][proxy's scheme://]server[:port]" parted by ";" or blanks.
     // `bypass`: hosts in the same way, "*" for any text, "<local>" for names without a dot.
-    // Throws ERROR_WINHTTP_INVALID_URL and ERROR_WINHTTP_UNRECOGNIZED_SCHEME.
+    // Throws ERROR_WINHTTP_INVALID_URL and ERROR_WINHTTP_UNRECOGNIZED_SCHEME; the detail holds
+    // nothing of the address, as there may be a password in it.
     ProxyRules(std::string_view proxies, std::string_view bypass);
     [[nodiscard]] Proxy For(const HttpUrl& url) const;
 
@@ -52,5 +53,6 @@ struct ProxySettings {
 };
 // Of the environment or else of the registry. No value when neither says anything.
 std::optional<ProxySettings> UserProxySettings();
+ProxyRules UserProxyRules();
 
 }  // namespace platform

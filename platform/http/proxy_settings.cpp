@@ -1,4 +1,5 @@
 // The user's own proxy settings: the environment's, or else the registry's.
+#include <algorithm>
 #include <cstdlib>
 
 #include "platform/base/error.h"
@@ -21,11 +22,28 @@ std::string Environment(const std::string& lower) {
     return value == nullptr ? std::string() : value;
 }
 
-// A domain there means its hosts too, with a dot before it or without.
+// One address, on its way into a list: what parts the list may stand in its password.
+std::string ProxyIn(const std::string& variable) {
+    std::string address;
+    for (const char c : Environment(variable)) {
+        if (c == ';') {
+            address += "%3B";
+        } else if (c == '=') {
+            address += "%3D";
+        } else {
+            address += c;
+        }
+    }
+    return address;
+}
+
+// A domain there means its hosts too, with a dot before it or without; an address of IPv6 may
+// stand without its brackets.
 std::string BypassOf(std::string_view noProxy) {
     std::string bypass;
-    for (std::string_view host : Words(noProxy, ", \t")) {
-        while (host.starts_with('.')) host.remove_prefix(1);
+    for (const std::string_view word : Words(noProxy, ", \t")) {
+        std::string host(word.substr(std::min(word.find_first_not_of('.'), word.size())));
+        if (std::ranges::count(host, ':') > 1 && !host.starts_with('[')) host = "[" + host + "]";
         bypass.append(bypass.empty() ? "" : ";").append(host);
         if (host.find('*') == host.npos) bypass.append(";*.").append(host);
     }
@@ -33,9 +51,9 @@ std::string BypassOf(std::string_view noProxy) {
 }
 
 std::optional<ProxySettings> FromEnvironment() {
-    const std::string any = Environment("all_proxy");
-    std::string http = Environment("http_proxy");
-    std::string https = Environment("https_proxy");
+    const std::string any = ProxyIn("all_proxy");
+    std::string http = ProxyIn("http_proxy");
+    std::string https = ProxyIn("https_proxy");
     if (http.empty()) http = any;
     if (https.empty()) https = any;
     if (http.empty() && https.empty()) return std::nullopt;
@@ -76,6 +94,11 @@ std::optional<ProxySettings> UserProxySettings() {
     if (auto settings = FromEnvironment()) return settings;
     if (auto settings = FromRegistry(Side::User)) return settings;
     return FromRegistry(Side::Machine);
+}
+
+ProxyRules UserProxyRules() {
+    const auto settings = UserProxySettings();
+    return settings ? ProxyRules(settings->proxies, settings->bypass) : ProxyRules();
 }
 
 }  // namespace platform

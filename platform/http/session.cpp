@@ -160,11 +160,11 @@ void Request::Start(HttpUrl url, std::string verb, Bytes body, std::uint64_t tot
     request.proxy = proxies.For(url);
     request.server = LoginFor(WINHTTP_AUTH_TARGET_SERVER, url);
     request.proxyLogin = LoginFor(WINHTTP_AUTH_TARGET_PROXY, url);
-    if (request.proxyLogin.schemes == 0 && !request.proxy.user.empty()) {
-        request.proxyLogin.schemes =
+    // What the proxy's address says of its user comes before the ticket of ours.
+    if (credentials_[WINHTTP_AUTH_TARGET_PROXY].scheme == 0 && !request.proxy.user.empty()) {
+        constexpr DWORD kWithPassword =
             WINHTTP_AUTH_SCHEME_BASIC | WINHTTP_AUTH_SCHEME_DIGEST | WINHTTP_AUTH_SCHEME_NTLM;
-        request.proxyLogin.user = request.proxy.user;
-        request.proxyLogin.password = request.proxy.password;
+        request.proxyLogin = {kWithPassword, false, request.proxy.user, request.proxy.password};
     }
     if (url.secure) request.tls = TlsRulesFor(url);
     request.url = std::move(url);

@@ -33,7 +33,7 @@ void Transfer::Stop() {
     headerLines_.reset();
 }
 
-// Connections are kept for the next request, unless they were made under other rules:
+// Connections with TLS are kept for the next request, unless they were made under other rules:
 // libcurl would not notice.
 void Transfer::PrepareTls() {
     const bool same = tls_ && tls_->Rules() == request_.tls && !tls_->CertificateMissed();
@@ -216,8 +216,8 @@ void Transfer::Resume() {
 // ---- what libcurl calls --------------------------------------------------------------
 
 std::size_t Transfer::OnHeader(char* data, std::size_t, std::size_t size, void* self) {
+    // No progress: a server could go on line by line for days.
     auto& transfer = *static_cast<Transfer*>(self);
-    transfer.progress_ = Clock::now();
     // Behind the body there can be trailers, which nobody asks for.
     if (transfer.bodyBegun_) return size;
     try {
@@ -285,8 +285,10 @@ int Transfer::OnConnected(void* self, char*, char*, int, int) {
 CURLcode Transfer::OnTls(CURL*, void* context, void* self) {
     auto& transfer = *static_cast<Transfer*>(self);
     try {
-        if (transfer.tls_->Apply(static_cast<SSL_CTX*>(context))) return CURLE_OK;
-        transfer.callbackFault_ = Error(ERROR_WINHTTP_CLIENT_CERT_NO_PRIVATE_KEY);
+        transfer.tls_->Apply(static_cast<SSL_CTX*>(context));
+        return CURLE_OK;
+    } catch (const Error& error) {
+        transfer.callbackFault_ = error;
     } catch (...) {
         transfer.callbackFault_ = Error(ERROR_OUTOFMEMORY);
     }

@@ -39,6 +39,7 @@ void Transfer::Set(CURLoption option, Value value) {
 }
 
 void Transfer::SetOptions() {
+    LeaveResolverBehind(easy_.get());
     Set(CURLOPT_ERRORBUFFER, errorText_);
     Set(CURLOPT_URL, request_.url.Text().c_str());
     Set(CURLOPT_PROTOCOLS_STR, "http,https");

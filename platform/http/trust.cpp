@@ -99,27 +99,29 @@ int TlsGuard::OnCertificateWanted(SSL*, void* guard) {
     return self.rules_.certificateRefused ? kGoOn : kStop;
 }
 
-bool TlsGuard::ApplyIdentity(SSL_CTX* context) const {
+void TlsGuard::ApplyIdentity(SSL_CTX* context) const {
     const CurlLibrary& curl = Curl();
     const ClientIdentity& identity = *rules_.identity;
-    if (curl.SSL_CTX_use_certificate(context, identity.certificate->Native()) != 1 ||
-        curl.SSL_CTX_use_PrivateKey(context, identity.key.Native()) != 1) {
-        return false;
-    }
+    const auto demand = [](long taken) {
+        if (taken == 1) return;
+        const char* reason = ERR_reason_error_string(ERR_peek_last_error());
+        throw Error(ERROR_WINHTTP_SECURE_FAILURE, reason == nullptr ? "" : reason);
+    };
+    demand(curl.SSL_CTX_use_certificate(context, identity.certificate->Native()));
+    demand(curl.SSL_CTX_use_PrivateKey(context, identity.key.Native()));
     for (const auto& issuer : identity.issuers) {
-        if (curl.SSL_CTX_ctrl(context, SSL_CTRL_CHAIN_CERT, 1, issuer->Native()) != 1) return false;
+        demand(curl.SSL_CTX_ctrl(context, SSL_CTRL_CHAIN_CERT, 1, issuer->Native()));
     }
-    return true;
 }
 
-bool TlsGuard::Apply(SSL_CTX* context) {
+void TlsGuard::Apply(SSL_CTX* context) {
     const CurlLibrary& curl = Curl();
     curl.SSL_CTX_set1_cert_store(context, TrustedStore(roots_));
     curl.SSL_CTX_set_cert_verify_callback(context, &OnVerify, this);
     curl.SSL_CTX_set_cert_cb(context, &OnCertificateWanted, this);
     // A server may ask once it knows the path (RFC 8446, 4.6.2), as others renegotiate.
     curl.SSL_CTX_set_post_handshake_auth(context, 1);
-    return !rules_.identity || ApplyIdentity(context);
+    if (rules_.identity) ApplyIdentity(context);
 }
 
 }  // namespace platform

@@ -29,8 +29,9 @@ class TlsGuard {
   public:
     // Reads "Root" of both sides. Throws what opening a damaged store throws.
     explicit TlsGuard(TlsRules rules);
-    // False when the client's certificate does not fit its key, or TLS.
-    bool Apply(SSL_CTX* context);
+    // Throws ERROR_WINHTTP_SECURE_FAILURE with the reason as detail when TLS does not take the
+    // client's certificate or its key.
+    void Apply(SSL_CTX* context);
 
     [[nodiscard]] const TlsRules& Rules() const { return rules_; }
     // The server asked for a certificate that was not set.
@@ -39,7 +40,7 @@ class TlsGuard {
   private:
     static int OnVerify(X509_STORE_CTX* chain, void* guard);
     static int OnCertificateWanted(SSL* connection, void* guard);
-    [[nodiscard]] bool ApplyIdentity(SSL_CTX* context) const;
+    void ApplyIdentity(SSL_CTX* context) const;
 
     TlsRules rules_;
     std::vector<std::shared_ptr<Certificate>> roots_;

@@ -21,6 +21,18 @@ bool ConcernsValue(const RegistryEdit& edit) {
     return edit.action == Action::SetValue || edit.action == Action::DeleteValue;
 }
 
+}  // namespace
+
+std::size_t BlockSize(std::span<const RegistryEdit> edits) {
+    if (!ConcernsValue(edits.front())) return 1;
+    const auto end = std::ranges::find_if(edits, [&](const RegistryEdit& next) {
+        return !ConcernsValue(next) || !SameName(next.key, edits.front().key);
+    });
+    return static_cast<std::size_t>(end - edits.begin());
+}
+
+namespace {
+
 // `key` is `ancestor` or lies below it.
 bool LiesUnder(std::string_view key, std::string_view ancestor) {
     if (key.size() > ancestor.size() && key[ancestor.size()] != '\\') return false;
@@ -144,21 +156,16 @@ void RegistryDocument::DeleteKey(const std::string& key) {
 }
 
 void RegistryDocument::Append(const RegistryDocument& other) {
-    for (auto edit = other.edits_.begin(); edit != other.edits_.end();) {
-        if (ConcernsValue(*edit)) {
-            const auto end = std::find_if(edit, other.edits_.end(), [&](const auto& next) {
-                return !ConcernsValue(next) || !SameName(next.key, edit->key);
-            });
-            PutBlock({edit, end});
-            edit = end;
-            continue;
-        }
-        if (edit->action == Action::DeleteKey) {
-            DeleteKey(edit->key);
+    for (std::span<const RegistryEdit> rest = other.edits_; !rest.empty();) {
+        const auto block = rest.first(BlockSize(rest));
+        rest = rest.subspan(block.size());
+        if (ConcernsValue(block.front())) {
+            PutBlock(block);
+        } else if (block.front().action == Action::DeleteKey) {
+            DeleteKey(block.front().key);
         } else {
-            edits_.push_back(*edit);
+            edits_.push_back(block.front());
         }
-        ++edit;
     }
 }
 

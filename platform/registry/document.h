@@ -33,6 +33,9 @@ struct RegistryEdit {
     RegistryValue value;
 };
 
+// How many of the first of them are about values of one key; 1 when the first is about a key.
+std::size_t BlockSize(std::span<const RegistryEdit> edits);
+
 class RegistryDocument {
   public:
     RegistryDocument() = default;

@@ -65,25 +65,39 @@ void RemoveKey(RegistryNode& root, std::string_view path) {
     if (parent != nullptr) parent->keys.erase(FoldedName(nested ? path.substr(cut + 1) : path));
 }
 
-auto FindIn(std::vector<RegistryValue>& values, std::string_view name) {
-    return std::find_if(values.begin(), values.end(),
-                        [&](const RegistryValue& value) { return SameName(value.name, name); });
-}
-
-void PutValue(RegistryNode& node, const RegistryValue& value) {
-    const auto found = FindIn(node.values, value.name);
-    if (found == node.values.end()) {
-        node.values.push_back(value);
-    } else {
-        *found = value;
+// The values of a key while a block of statements changes them, found by name: lists come with
+// many thousands of entries.
+class ValueChange {
+  public:
+    explicit ValueChange(std::vector<RegistryValue> values) {
+        for (auto& value : values) Put(std::move(value));
     }
-}
+    void Put(RegistryValue value) {
+        const auto [place, fresh] = places_.emplace(FoldedName(value.name), values_.size());
+        if (fresh) values_.emplace_back();
+        values_[place->second] = std::move(value);
+    }
+    void Remove(std::string_view name) {
+        const auto place = places_.find(FoldedName(name));
+        if (place == places_.end()) return;
+        values_[place->second].reset();
+        places_.erase(place);
+    }
+    // In order of their first mention.
+    std::vector<RegistryValue> Take() {
+        std::vector<RegistryValue> left;
+        for (auto& value : values_) {
+            if (value) left.push_back(*std::move(value));
+        }
+        return left;
+    }
 
-void RemoveValue(RegistryNode* node, std::string_view name) {
-    if (node == nullptr) return;
-    const auto found = FindIn(node->values, name);
-    if (found != node->values.end()) node->values.erase(found);
-}
+  private:
+    std::vector<std::optional<RegistryValue>> values_;
+    std::map<std::wstring, std::size_t> places_;
+};
+
+bool SetsValue(const RegistryEdit& edit) { return edit.action == RegistryEdit::Action::SetValue; }
 
 // The provider types that the platform has, as an administrator's file would list them.
 RegistryDocument BuiltIn() {
@@ -150,26 +164,42 @@ RegistryTree::RegistryTree(std::string rootName)
     : rootName_(std::move(rootName)), root_(std::make_shared<RegistryNode>()) {}
 
 void RegistryTree::Apply(const RegistryDocument& document) {
-    for (const RegistryEdit& edit : document.Edits()) Apply(edit);
+    for (std::span<const RegistryEdit> rest = document.Edits(); !rest.empty();) {
+        const auto block = rest.first(BlockSize(rest));
+        Apply(block);
+        rest = rest.subspan(block.size());
+    }
 }
 
-void RegistryTree::Apply(const RegistryEdit& edit) {
-    std::string_view path = edit.key;
+void RegistryTree::Apply(std::span<const RegistryEdit> block) {
+    std::string_view path = block.front().key;
     if (!SameName(TakeName(path), rootName_)) return;
-    switch (edit.action) {
+    switch (block.front().action) {
         case RegistryEdit::Action::CreateKey:
             MakeKey(*root_, path);
             break;
         case RegistryEdit::Action::DeleteKey:
             RemoveKey(*root_, path);
             break;
-        case RegistryEdit::Action::SetValue:
-            PutValue(MakeKey(*root_, path), edit.value);
-            break;
-        case RegistryEdit::Action::DeleteValue:
-            RemoveValue(FindForChange(*root_, path), edit.value.name);
-            break;
+        default:
+            ApplyValues(path, block);
     }
+}
+
+// Deleting a value makes no key.
+void RegistryTree::ApplyValues(std::string_view path, std::span<const RegistryEdit> block) {
+    RegistryNode* const node = std::ranges::any_of(block, SetsValue) ? &MakeKey(*root_, path)
+                                                                     : FindForChange(*root_, path);
+    if (node == nullptr) return;
+    ValueChange change(std::move(node->values));
+    for (const RegistryEdit& edit : block) {
+        if (SetsValue(edit)) {
+            change.Put(edit.value);
+        } else {
+            change.Remove(edit.value.name);
+        }
+    }
+    node->values = change.Take();
 }
 
 std::shared_ptr<const RegistryNode> FindKey(std::shared_ptr<const RegistryNode> node,

@@ -37,7 +37,8 @@ class RegistryTree {
     [[nodiscard]] std::shared_ptr<const RegistryNode> Root() const { return root_; }
 
   private:
-    void Apply(const RegistryEdit& edit);
+    void Apply(std::span<const RegistryEdit> block);
+    void ApplyValues(std::string_view path, std::span<const RegistryEdit> block);
     std::string rootName_;
     std::shared_ptr<RegistryNode> root_;
 };

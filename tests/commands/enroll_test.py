@@ -203,7 +203,11 @@ class Enroll(KestrelCase):
             (["-instcert", "-noCSP", "-dm", "-du", "a"], wrong(b"du")),
             (["-instcert", "-noCSP", "-pin", "1", "a"], wrong(b"pin")),
             (["-instcert", "-noCSP", "-dn", "CN=x", "a"], wrong(b"dn")),
+            (["-instcert", "-noCSP", "large"],
+             (0x20000069, error_line(b"File is too large.", 0x20000069))),
         ]
+        with open(self.path("large"), "wb") as file:
+            file.truncate(1100 << 20)
         for args, (code, line) in rows:
             with self.subTest(args):
                 self.expect(args, code, line)

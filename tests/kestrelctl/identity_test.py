@@ -1,7 +1,6 @@
 """Identities as an administrator handles them: files in and out, names, lists, secrets."""
 
 import datetime
-import json
 import os
 import shutil
 import subprocess

@@ -104,6 +104,12 @@ class Handler(loopback.Handler):
     def on_hang(self, _):
         time.sleep(20)
 
+    def on_hang_in_head(self, _):
+        self.wfile.write(b"HTTP/1.1 200 OK\r\n")
+        for _ in range(200):
+            self.wfile.write(b"X: y\r\n")
+            time.sleep(0.1)
+
     def on_hang_in_body(self, _):
         self.half(10, b"12345")
         time.sleep(20)

@@ -133,6 +133,7 @@ TEST(Getch, KeysOfATerminal) {
         {"end of input", "\x04", 1, "27 "},
         {"arrow is no Escape", "\x1B[A5", 3, "224 72 53 "},
         {"key with number", "\x1B[15~5", 3, "224 0 53 "},
+        {"Alt and a bracket", "\x1B[", 2, "224 0 "},
         {"two bytes of a letter", "\xD0\x9F", 2, "208 159 "},
     };
     for (const auto& row : rows) {

@@ -191,6 +191,8 @@ TEST_F(AddressTest, ListsOfProxies) {
         });
         EXPECT_EQ(error != 0 ? std::to_string(error) : got, row.expected)
             << row.proxies << " " << row.bypass << " " << row.url;
+        const std::string detail = DetailOf([&] { ProxyRules(row.proxies, row.bypass); });
+        EXPECT_EQ(detail, error != 0 ? "the address of the proxy" : "");
     }
 }
 
@@ -231,6 +233,8 @@ TEST_F(AddressTest, TheEnvironmentTellsProxies) {
         {{{"all_proxy", "c"}, {"no_proxy", "localhost, .lan,*"}},
          "0 - c localhost;*.localhost;lan;*.lan;*"},
         {{{"no_proxy", "localhost"}}, "2"},
+        {{{"all_proxy", "http://ann:a=b;c@p:1"}}, "0 - http://ann:a%3Db%3Bc@p:1 -"},
+        {{{"all_proxy", "c"}, {"no_proxy", "::1,[::2]"}}, "0 - c [::1];*.[::1];[::2];*.[::2]"},
     };
     for (const auto& row : rows) {
         for (const auto& [name, value] : row.variables) setenv(name, value, 1);

@@ -135,7 +135,7 @@ TEST_F(ExchangeTest, TimeOuts) {
     const struct {
         const char* object;
         DWORD bytes;
-    } rows[] = {{"/hang", 0}, {"/hang-in-body", 5}};
+    } rows[] = {{"/hang", 0}, {"/hang-in-head", 0}, {"/hang-in-body", 5}};
     for (const auto& row : rows) {
         Exchange exchange(Own().clear, row.object);
         EXPECT_TRUE(WinHttpSetTimeouts(exchange.Get(), 0, 5000, 5000, 300));

@@ -245,6 +245,15 @@ TEST_F(LoginTest, SquidWantsALogin) {
     }
 }
 
+// Leave for the user's ticket takes no login from a proxy that was given one.
+TEST_F(LoginTest, AutologonLeavesTheProxysLogin) {
+    Exchange exchange(Real().clear, "/open/page", false, "GET",
+                      "ann:right%20one@127.0.0.1:" + std::to_string(Real().proxy));
+    EXPECT_EQ(exchange.Autologon(WINHTTP_AUTOLOGON_SECURITY_LEVEL_LOW), 0U);
+    EXPECT_EQ(exchange.Run(), 0U);
+    EXPECT_EQ(exchange.Status(), 200U);
+}
+
 // What is for the server alone is not for the proxy that makes the way to it.
 TEST_F(LoginTest, ATunnelIsMadeWithoutTheServersSecrets) {
     const std::string refusing = "127.0.0.1:" + std::to_string(Own().clear);

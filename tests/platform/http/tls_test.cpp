@@ -232,11 +232,25 @@ TEST_F(ClientTest, KeysAndPasswords) {
     EXPECT_EQ(exchange.Run(), Code(ERROR_WINHTTP_CLIENT_CERT_NO_PRIVATE_KEY));
 }
 
+std::shared_ptr<Certificate> SelfSigned(const AnyKey& key) {
+    return Certificate::Parse(SignSelf({TextToName("CN=Ann", CERT_X500_NAME_STR), {}}, key, 1));
+}
+
+// The key is there; the library's own words tell what is wrong with it.
+TEST_F(ClientTest, WeakKeysAreRefused) {
+    const AnyKey key(EvpKey(EVP_RSA_gen(1024)));
+    const auto certificate = SelfSigned(key);
+    certificate->properties = Install("weak")->properties;
+    Container::Open(Side::User, "weak").SaveKey(AT_KEYEXCHANGE, key, {});
+    Exchange exchange(Own().wantsClient, "/", true);
+    ASSERT_TRUE(Set(exchange, certificate));
+    EXPECT_EQ(exchange.Run(), kRefused);
+    EXPECT_EQ(LastErrorDetail(kRefused), "ee key too small");
+}
+
 // TLS here has no use for it: nothing goes out, whatever the server asks for.
 TEST_F(ClientTest, GostKeysAreRefused) {
-    const Bytes name = TextToName("CN=Ann", CERT_X500_NAME_STR);
-    const auto certificate =
-        Certificate::Parse(SignSelf({name, {}}, GenerateKey(kTypeGost2012_256), 1));
+    const auto certificate = SelfSigned(GenerateKey(kTypeGost2012_256));
     for (const WORD port : {Own().wantsClient, Own().good}) {
         Exchange exchange(port, "/", true);
         ASSERT_TRUE(Set(exchange, certificate));

@@ -146,6 +146,16 @@ TEST_F(RegistryTest, LaterFilesWin) {
                                                                    "/etc/kestrel/registry.reg"}));
 }
 
+// A list of this length took minutes once.
+TEST_F(RegistryTest, ManyValuesOfOneKey) {
+    std::string text = "[HKEY_CURRENT_USER\\L]\r\n";
+    for (int i = 0; i < 30000; ++i) text += "\"v" + std::to_string(i) + "\"=\"\"\r\n";
+    WriteSide("user", text + "\"V1\"=-\r\n\"v2\"=-\r\n\"v1\"=\"again\"\r\n\"V3\"=\"3\"\r\n");
+    const auto values = FindKey(LoadSide(Side::User)->Root(), "L")->values;
+    ASSERT_EQ(values.size(), 29999U);
+    EXPECT_EQ(values[1].name + TextOf(values[1]) + values.back().name, "V33v1");
+}
+
 TEST_F(RegistryTest, OpeningKeys) {
     WriteSide("user", "[HKEY_CURRENT_USER\\A\\\xD0\x91]\r\n");
     const struct {
