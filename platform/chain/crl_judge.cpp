@@ -109,7 +109,7 @@ bool ProperlySigned(const RevocationQuestion& question, const Crl& crl) {
 std::optional<SoundList> Examine(const RevocationQuestion& question,
                                  const std::shared_ptr<Crl>& crl, bool covering) {
     if (!IsReadable(question, *crl)) return std::nullopt;
-    const Reasons reasons = ReasonsCovered(*crl, question.subject);
+    const Reasons reasons = ReasonsCovered(*crl, question.subject, question.budget);
     if ((covering && reasons == 0) || !ProperlySigned(question, *crl)) return std::nullopt;
     const auto listed = LookUp(*crl, question.subject, question.time, question.budget);
     if (!listed || !listed->understood) return std::nullopt;

@@ -185,6 +185,21 @@ TEST_F(ChainTest, EveryPlaceIsLookedAt) {
     }
 }
 
+// Of many names in the certificate and many in the list the last ones are one: nobody looks so far.
+TEST_F(ChainTest, ManyNamesOfPoints) {
+    const World& w = TheWorld();
+    const auto point = [](const char* name) {
+        std::string names;
+        for (int i = 0; i < 20'000; ++i) names += name;
+        const Bytes full = der::Element(0xA0, FromHex(names + "860163"));
+        return der::Element(der::kSequence, der::Element(0xA0, full));
+    };
+    const Bytes points = der::Element(der::kSequence, point("860161"));
+    Put("Root", w.root.Cert());
+    Put("CA", MakeCrl(w.root, {.extensions = {{kScope, "critical," + Hex(point("860162"))}}}));
+    EXPECT_EQ(StatusOf(LeafOf(w.root, {{"2.5.29.31", Hex(points)}}), kCheck), 0x40U);
+}
+
 // Lists of "Lists", which a certificate of "Root" names as the issuer of its list.
 TEST_F(ChainTest, IndirectLists) {
     const Identity root(AuthorityNamed("Root"));
