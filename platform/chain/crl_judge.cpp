@@ -116,15 +116,20 @@ std::optional<SoundList> Examine(const RevocationQuestion& question,
     return SoundList{crl, reasons, *listed, {}};
 }
 
+// Any of CRYPT_E_ASN1_*.
+bool IsOfEncoding(DWORD code) {
+    constexpr auto kErrors = static_cast<DWORD>(CRYPT_E_ASN1_ERROR);
+    return (code & ~DWORD{0xFF}) == kErrors;
+}
+
 std::optional<SoundList> ExamineAny(const RevocationQuestion& question,
                                     const std::shared_ptr<Crl>& crl, bool covering) {
     try {
         return Examine(question, crl, covering);
     } catch (const Error& error) {
         // A list that cannot be read does not keep the others from counting.
-        if (error.Code() == static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT)) return std::nullopt;
-        if (error.Code() == static_cast<DWORD>(CRYPT_E_ASN1_BADTAG)) return std::nullopt;
-        throw;
+        if (!IsOfEncoding(error.Code())) throw;
+        return std::nullopt;
     }
 }
 

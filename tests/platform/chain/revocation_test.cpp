@@ -79,6 +79,10 @@ TEST_F(ChainTest, WhichListsCount) {
         {"unknown critical entry extension",
          0x40,
          {{.revoked = {{&w.root, -60, {{"1.2.3.4", "critical,0500"}}}}}}},
+        {"a date of loss with a length of nine octets",
+         0x40,
+         {{.revoked =
+               {{&w.leaf, kDay, {{kReason, "0A0101"}, {"2.5.29.24", "1889010203040506070809"}}}}}}},
         {"for users", 0, {{.extensions = {{kScope, users}}}}},
         {"for authorities", 0x40, {{.extensions = {{kScope, authorities}}}}},
         {"for authorities, revoked",
