@@ -113,7 +113,7 @@ class OnlineSearch {
         // Then the fault is not the responder's.
         if (question.budget.Exhausted()) finding.fault.clear();
         if (finding.verdict != Revocation::Unknown) {
-            retriever_.Keep(inquiry, std::move(*body), TicksOf(finding.nextUpdate));
+            retriever_.Keep(inquiry, std::move(*body), finding.until);
         } else if (finding.refused) {
             retriever_.Refuse(inquiry, finding.fault);
         }
