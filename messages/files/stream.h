@@ -27,7 +27,8 @@ struct StreamOutput {
 //   CRYPT_E_ASN1_MEMORY    no memory
 //   CRYPT_E_ASN1_INTERNAL  the encoder refused
 //   ERROR_WRITE_FAULT      writing or closing failed
-// Only ERROR_SHARING_VIOLATION is left to the caller's report: another process writes the file.
+// Two are left to the caller's report: ERROR_SHARING_VIOLATION, another process writes the file,
+// and ERROR_UNABLE_TO_MOVE_REPLACEMENT, the whole content stays beside it.
 BOOL WINAPI StreamOutputCallback(const void* output, BYTE* block, DWORD blockLength, BOOL isFinal);
 
 // The record that ties `output` to a message object. Called before anything is written.

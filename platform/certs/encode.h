@@ -31,7 +31,8 @@ ByteView Whole(const Blob& blob) {
 
 // Throws CRYPT_E_BAD_ENCODE for more than 7 unused bits.
 Bytes EncodeBitString(ByteView octets, DWORD unusedBits);
-// RFC 5280 4.1.2.5. Throws CRYPT_E_BAD_ENCODE for a time that has no calendar day.
+// RFC 5280 4.1.2.5. Throws CRYPT_E_BAD_ENCODE for a time that has no calendar day, or a year of
+// five digits.
 Bytes EncodeTime(const FILETIME& time);
 // RFC 5280 4.1. Throws CRYPT_E_OID_FORMAT.
 Bytes EncodeExtension(const char* oid, bool critical, ByteView value);

@@ -74,6 +74,7 @@ der::Cursor ToBeSignedIn(ByteView encoded) {
 // RFC 5280 4.1.2.5: two digits of the year from 1950 to 2049, four outside.
 Bytes EncodeTime(const FILETIME& time) {
     const SYSTEMTIME parts = CalendarOf(time);
+    if (parts.wYear > 9999) throw Error(CRYPT_E_BAD_ENCODE);
     const bool twoDigits = parts.wYear >= 1950 && parts.wYear < 2050;
     char text[32];
     const int year = twoDigits ? parts.wYear % 100 : parts.wYear;

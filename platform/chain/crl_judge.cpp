@@ -109,11 +109,17 @@ bool ProperlySigned(const RevocationQuestion& question, const Crl& crl) {
 std::optional<SoundList> Examine(const RevocationQuestion& question,
                                  const std::shared_ptr<Crl>& crl, bool covering) {
     if (!IsReadable(question, *crl)) return std::nullopt;
-    const Reasons reasons = ReasonsCovered(*crl, question.subject);
+    const Reasons reasons = ReasonsCovered(*crl, question.subject, question.budget);
     if ((covering && reasons == 0) || !ProperlySigned(question, *crl)) return std::nullopt;
     const auto listed = LookUp(*crl, question.subject, question.time, question.budget);
     if (!listed || !listed->understood) return std::nullopt;
     return SoundList{crl, reasons, *listed, {}};
+}
+
+// Any of CRYPT_E_ASN1_*.
+bool IsOfEncoding(DWORD code) {
+    constexpr auto kErrors = static_cast<DWORD>(CRYPT_E_ASN1_ERROR);
+    return (code & ~DWORD{0xFF}) == kErrors;
 }
 
 std::optional<SoundList> ExamineAny(const RevocationQuestion& question,
@@ -122,9 +128,8 @@ std::optional<SoundList> ExamineAny(const RevocationQuestion& question,
         return Examine(question, crl, covering);
     } catch (const Error& error) {
         // A list that cannot be read does not keep the others from counting.
-        if (error.Code() == static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT)) return std::nullopt;
-        if (error.Code() == static_cast<DWORD>(CRYPT_E_ASN1_BADTAG)) return std::nullopt;
-        throw;
+        if (!IsOfEncoding(error.Code())) throw;
+        return std::nullopt;
     }
 }
 

@@ -1,6 +1,7 @@
 // Issuing distribution points against the distribution points that certificates name.
 #include "platform/chain/crl_scope.h"
 
+#include <algorithm>
 #include <memory>
 
 #include "platform/providers/openssl.h"
@@ -66,20 +67,47 @@ bool TellsPoint(DIST_POINT& point, const Wanted& list) {
     return list.name->type != kRelativeName && ShareName(point.CRLissuer, list.name->name.fullname);
 }
 
+bool IsRelative(const DIST_POINT_NAME* name) {
+    return name != nullptr && name->type == kRelativeName;
+}
+
+std::uint64_t CountOf(const GENERAL_NAMES* names) {
+    return static_cast<std::uint64_t>(std::max(sk_GENERAL_NAME_num(names), 0));
+}
+
+std::uint64_t CountOf(const DIST_POINT_NAME* name) {
+    return name == nullptr || IsRelative(name) ? 0 : CountOf(name->name.fullname);
+}
+
+// Nobody has vouched for either side yet: each name is held against each, and a relative one is put
+// together with the issuer's.
+std::uint64_t PriceOf(const DIST_POINT& point, const Wanted& list) {
+    constexpr std::uint64_t kPairPrice = 30;
+    std::size_t octets = 0;
+    if (IsRelative(point.distpoint) || IsRelative(list.name)) {
+        X509_NAME_get0_der(list.issuer, nullptr, &octets);
+    }
+    const std::uint64_t names = 1 + CountOf(point.CRLissuer) + CountOf(point.distpoint);
+    return kPairPrice * (names * (1 + CountOf(list.name)) + octets);
+}
+
 // RFC 5280 6.3.3: behind the points that the certificate tells comes one of the issuer's name.
 bool IsIssuer(DIST_POINT_NAME& wanted, X509_NAME* issuer) {
     return wanted.type != kRelativeName && HoldsName(wanted.name.fullname, issuer);
 }
 
-Reasons ReasonsAtPoint(const Wanted& list, X509* subject) {
+Reasons ReasonsAtPoint(const Wanted& list, const Certificate& subject, Budget& budget) {
     if (list.direct && (list.name == nullptr || IsIssuer(*list.name, list.issuer))) {
         return kAllReasons;
     }
+    constexpr std::uint64_t kOctetPrice = 8;
+    if (!budget.Spend(kOctetPrice * subject.Der().size())) return 0;
     const Points points(static_cast<CRL_DIST_POINTS*>(
-        X509_get_ext_d2i(subject, NID_crl_distribution_points, nullptr, nullptr)));
+        X509_get_ext_d2i(subject.Native(), NID_crl_distribution_points, nullptr, nullptr)));
     Reasons reasons = 0;
     for (int i = 0; i < sk_DIST_POINT_num(points.get()); ++i) {
         DIST_POINT& point = *sk_DIST_POINT_value(points.get(), i);
+        if (!budget.Spend(PriceOf(point, list))) return 0;
         if (TellsPoint(point, list)) reasons |= ReasonsIn(point.reasons);
     }
     return reasons;
@@ -107,7 +135,7 @@ bool IsIndirect(const Crl& crl) {
     return scope && scope->indirectCRL > 0;
 }
 
-Reasons ReasonsCovered(const Crl& crl, const Certificate& subject) {
+Reasons ReasonsCovered(const Crl& crl, const Certificate& subject, Budget& budget) {
     X509_CRL* native = crl.NativeHead();
     X509_NAME* issuer = X509_CRL_get_issuer(native);
     const bool direct = X509_NAME_cmp(issuer, X509_get_issuer_name(subject.Native())) == 0;
@@ -118,7 +146,7 @@ Reasons ReasonsCovered(const Crl& crl, const Certificate& subject) {
     if (!scope || scope->onlyattr > 0 || (!direct && scope->indirectCRL <= 0)) return 0;
     const bool authority = (X509_get_extension_flags(subject.Native()) & EXFLAG_CA) != 0;
     if (authority ? scope->onlyuser > 0 : scope->onlyCA > 0) return 0;
-    return ReasonsAtPoint({issuer, scope->distpoint, direct}, subject.Native()) &
+    return ReasonsAtPoint({issuer, scope->distpoint, direct}, subject, budget) &
            ReasonsIn(scope->onlysomereasons);
 }
 

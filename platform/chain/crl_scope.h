@@ -4,6 +4,7 @@
 #include <openssl/x509v3.h>
 
 #include "platform/certs/certificate.h"
+#include "platform/chain/budget.h"
 
 namespace platform {
 
@@ -13,8 +14,9 @@ inline constexpr Reasons kAllReasons = 0x807F;
 
 // The reasons for which `crl` tells of `subject`; none when it does not cover it: a list of another
 // issuer does only where it is an indirect one and a distribution point of the certificate names
-// its issuer. Those for attribute certificates cover nothing.
-Reasons ReasonsCovered(const Crl& crl, const Certificate& subject);
+// its issuer. Those for attribute certificates cover nothing, nor does any where `budget` does not
+// reach.
+Reasons ReasonsCovered(const Crl& crl, const Certificate& subject, Budget& budget);
 
 // Its entries may be about certificates of several issuers.
 bool IsIndirect(const Crl& crl);

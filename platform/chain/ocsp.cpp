@@ -194,12 +194,16 @@ const SingleResponse& OneFor(const BasicResponse& basic, const RevocationQuestio
     return *latest;
 }
 
-void CheckInForce(const SingleResponse& single, const FILETIME& now) {
-    const Ticks from = TicksOf(single.thisUpdate);
+Ticks EndOf(const SingleResponse& single) {
     const Ticks told = TicksOf(single.nextUpdate);
-    const Ticks until = told != 0 ? told : from + kWithoutNextUpdate;
-    if (from > TicksOf(now) + kClockSkew) throw Refusal("it is of the future");
-    if (until < TicksOf(now)) throw Refusal("it is out of date");
+    return told != 0 ? told : TicksOf(single.thisUpdate) + kWithoutNextUpdate;
+}
+
+void CheckInForce(const SingleResponse& single, const FILETIME& now) {
+    if (TicksOf(single.thisUpdate) > TicksOf(now) + kClockSkew) {
+        throw Refusal("it is of the future");
+    }
+    if (EndOf(single) < TicksOf(now)) throw Refusal("it is out of date");
 }
 
 // RFC 6960 4.2.1: by name, or by SHA-1 of the key's bits.
@@ -238,17 +242,31 @@ bool IsRevoked(const Certificate& delegate, const RevocationQuestion& question,
     return revoked(own);
 }
 
-bool SignedByDelegate(const BasicResponse& basic, RevocationQuestion& question,
-                      const DelegateRevoked& revoked) {
+// The delegate that signed it; null for none.
+std::shared_ptr<Certificate> SigningDelegate(const BasicResponse& basic,
+                                             RevocationQuestion& question,
+                                             const DelegateRevoked& revoked) {
     const std::size_t count = std::min(basic.certificates.size(), kMostDelegates);
-    return std::any_of(
-        basic.certificates.begin(), basic.certificates.begin() + static_cast<std::ptrdiff_t>(count),
-        [&](ByteView der) {
-            const auto delegate = Certificate::Parse(der);
-            return IsResponder(basic.responder, *delegate) && IsDelegate(*delegate, question) &&
-                   ResponseSignedBy(basic, *delegate, question.budget) &&
-                   !IsRevoked(*delegate, question, revoked);
-        });
+    for (std::size_t i = 0; i < count; ++i) {
+        auto delegate = Certificate::Parse(basic.certificates[i]);
+        if (IsResponder(basic.responder, *delegate) && IsDelegate(*delegate, question) &&
+            ResponseSignedBy(basic, *delegate, question.budget) &&
+            !IsRevoked(*delegate, question, revoked)) {
+            return delegate;
+        }
+    }
+    return nullptr;
+}
+
+// How long the answer counts: a delegate's no longer than his certificate is valid.
+Ticks CountsUntil(const BasicResponse& basic, const SingleResponse& single,
+                  RevocationQuestion& question, const DelegateRevoked& revoked) {
+    const bool issuers = IsResponder(basic.responder, question.issuer) &&
+                         ResponseSignedBy(basic, question.issuer, question.budget);
+    if (issuers) return EndOf(single);
+    const auto delegate = SigningDelegate(basic, question, revoked);
+    if (!delegate) throw Refusal("nobody signed it who may");
+    return std::min(EndOf(single), TicksOf(delegate->Info().NotAfter));
 }
 
 Revocation VerdictOf(const SingleResponse& single, const RevocationQuestion& question) {
@@ -294,15 +312,9 @@ OcspFinding JudgeOcsp(ByteView response, RevocationQuestion& question,
         const BasicResponse basic = ReadBasic(BasicIn(response));
         const SingleResponse& single = OneFor(basic, question);
         CheckInForce(single, question.now);
-        const bool issuers = IsResponder(basic.responder, question.issuer) &&
-                             ResponseSignedBy(basic, question.issuer, question.budget);
-        if (!issuers && !SignedByDelegate(basic, question, revoked)) {
-            throw Refusal("nobody signed it who may");
-        }
         OcspFinding finding;
+        finding.until = CountsUntil(basic, single, question, revoked);
         finding.verdict = VerdictOf(single, question);
-        finding.thisUpdate = single.thisUpdate;
-        finding.nextUpdate = single.nextUpdate;
         question.evidence = {{},
                              single.thisUpdate,
                              single.nextUpdate,

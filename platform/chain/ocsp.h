@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/base/ticks.h"
 #include "platform/chain/crl_judge.h"
 
 namespace platform {
@@ -16,10 +17,9 @@ Bytes OcspRequest(std::string_view digestOid, const Certificate& subject,
 
 struct OcspFinding {
     Revocation verdict = Revocation::Unknown;
-    FILETIME thisUpdate{};
-    FILETIME nextUpdate{};  // zero when it tells none
-    std::string fault;      // why there is no verdict
-    bool refused = false;   // the responder did not take the request; another form may do
+    Ticks until = 0;       // the last moment at which the answer would count
+    std::string fault;     // why there is no verdict
+    bool refused = false;  // the responder did not take the request; another form may do
 };
 
 // Whether the question's subject, a delegate, was revoked by what somebody knows.

@@ -49,14 +49,14 @@ Inquiry ListInquiry(const std::string& address, const RevocationQuestion& questi
     return {AnswerKind::Crl, address, {}, std::move(whose)};
 }
 
-class OnlineSource : public RevocationSource {
+// For one question. What it finds may lead to another one, about who signed a list or an answer:
+// that is a search of its own.
+class OnlineSearch {
   public:
-    OnlineSource(Retriever& retriever, const CertificatePool& pool)
+    OnlineSearch(Retriever& retriever, const CertificatePool& pool)
         : retriever_(retriever), pool_(pool) {}
 
-    Revocation Ask(RevocationQuestion& question) override {
-        if (Equal(question.subject.Der(), question.issuer.Der())) return Revocation::Unknown;
-        seen_.clear();
+    Revocation Ask(RevocationQuestion& question) {
         // What is kept decides, though the authority may say something else by now (chain-5).
         for (const bool fetch : {false, true}) {
             fetch_ = fetch;
@@ -113,7 +113,7 @@ class OnlineSource : public RevocationSource {
         // Then the fault is not the responder's.
         if (question.budget.Exhausted()) finding.fault.clear();
         if (finding.verdict != Revocation::Unknown) {
-            retriever_.Keep(inquiry, std::move(*body), TicksOf(finding.nextUpdate));
+            retriever_.Keep(inquiry, std::move(*body), finding.until);
         } else if (finding.refused) {
             retriever_.Refuse(inquiry, finding.fault);
         }
@@ -133,10 +133,9 @@ class OnlineSource : public RevocationSource {
             if (Judge(own, Sound(own, stored, true)) == Revocation::Revoked) return true;
             if (IsNeverRevoked(own.subject)) return false;
             // By lists alone: a responder would have a delegate of its own.
-            auto seen = std::exchange(seen_, {});
-            const bool revoked = AskPoints(own) == Revocation::Revoked;
-            seen_ = std::move(seen);
-            return revoked;
+            OnlineSearch lists(retriever_, pool_);
+            lists.fetch_ = fetch_;
+            return lists.AskPoints(own) == Revocation::Revoked;
         });
     }
 
@@ -168,7 +167,7 @@ class OnlineSource : public RevocationSource {
         return true;
     }
 
-    // Each is read and checked once for a question: it may be long.
+    // Each is read and checked once: it may be long.
     SoundLists ListsAt(const std::string& address, const RevocationQuestion& question) {
         const auto seen = seen_.find(address);
         if (seen != seen_.end()) return seen->second;
@@ -223,7 +222,22 @@ class OnlineSource : public RevocationSource {
     Retriever& retriever_;
     const CertificatePool& pool_;
     bool fetch_ = false;
-    std::map<std::string, SoundLists> seen_;  // by address, for the question at hand
+    std::map<std::string, SoundLists> seen_;  // by address
+};
+
+class OnlineSource : public RevocationSource {
+  public:
+    OnlineSource(Retriever& retriever, const CertificatePool& pool)
+        : retriever_(retriever), pool_(pool) {}
+
+    Revocation Ask(RevocationQuestion& question) override {
+        if (Equal(question.subject.Der(), question.issuer.Der())) return Revocation::Unknown;
+        return OnlineSearch(retriever_, pool_).Ask(question);
+    }
+
+  private:
+    Retriever& retriever_;
+    const CertificatePool& pool_;
 };
 
 bool HoldsIssuer(const std::vector<std::shared_ptr<Certificate>>& certificates,

@@ -48,6 +48,11 @@ bool AttributeSetWatch::Fits(const BerHeader& header) const {
     }
 }
 
+// Other readers take an attribute's values as they are, though no reader of ours would.
+bool AttributeSetWatch::Enters(const BerHeader& /*header*/) const {
+    return level_ < kAttributeLevel;
+}
+
 void AttributeSetWatch::OnHeader(const BerHeader& header) {
     ++level_;
     if (!Fits(header)) throw Error(CRYPT_E_ASN1_BADTAG);

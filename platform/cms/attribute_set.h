@@ -17,6 +17,7 @@ class AttributeSetWatch : private BerVisitor {
     void RequireOrdinary() const;
 
   private:
+    [[nodiscard]] bool Enters(const BerHeader& header) const override;
     void OnHeader(const BerHeader& header) override;
     void OnContents(ByteView piece) override;
     void OnEnd(ByteView endOctets) override;

@@ -1,6 +1,5 @@
 // One object that finds out what arrives.
 #include "platform/cms/decoder.h"
-#include "platform/base/output.h"
 
 #include <string>
 #include <utility>

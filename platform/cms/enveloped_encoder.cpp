@@ -1,5 +1,4 @@
 // EnvelopedData written: while the content passes, or held and written whole.
-#include "platform/base/output.h"
 #include "platform/cms/message.h"
 
 #include <algorithm>

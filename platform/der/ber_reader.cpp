@@ -81,7 +81,7 @@ void BerReader::Feed(ByteView input, BerVisitor& visitor) {
     while (!input.empty()) {
         if (done_) throw Error(CRYPT_E_ASN1_CORRUPT);
         const std::size_t used =
-            InPrimitive() ? TakeContents(input, visitor) : TakeHeader(input, visitor);
+            InContents() ? TakeContents(input, visitor) : TakeHeader(input, visitor);
         input = input.subspan(used);
     }
 }
@@ -119,7 +119,8 @@ void BerReader::OpenElement(const BerHeader& header, BerVisitor& visitor) {
         throw Error(open_.empty() ? CRYPT_E_ASN1_LARGE : CRYPT_E_ASN1_CORRUPT);
     }
     const std::uint64_t limit = header.indefinite ? Limit() : position_ + header.length;
-    open_.push_back({limit, header.indefinite, !header.Constructed()});
+    const bool entered = header.indefinite || (header.Constructed() && visitor.Enters(header));
+    open_.push_back({limit, header.indefinite, entered});
     visitor.OnHeader(header);
 }
 

@@ -49,8 +49,12 @@ class BerHeaderParser {
 class BerVisitor {
   public:
     virtual ~BerVisitor() = default;
+    // Asked in front of OnHeader. The elements in one that is not entered are its contents,
+    // whatever they are; only a definite length tells their end.
+    [[nodiscard]] virtual bool Enters(const BerHeader& /*header*/) const { return true; }
     virtual void OnHeader(const BerHeader& header) = 0;
-    // A piece of a primitive element's contents: a view into the fed octets.
+    // A piece of the contents of an element that is primitive or not entered: a view into the fed
+    // octets.
     virtual void OnContents(ByteView piece) = 0;
     // The innermost open element ended; `endOctets` are its end-of-contents octets,
     // empty for a definite length.
@@ -73,11 +77,11 @@ class BerReader {
     struct Open {
         std::uint64_t limit;  // where it ends; for an indefinite one, where it must have ended
         bool indefinite;
-        bool primitive;
+        bool entered;
     };
 
     [[nodiscard]] std::uint64_t Limit() const;
-    [[nodiscard]] bool InPrimitive() const { return !open_.empty() && open_.back().primitive; }
+    [[nodiscard]] bool InContents() const { return !open_.empty() && !open_.back().entered; }
     std::size_t TakeHeader(ByteView input, BerVisitor& visitor);
     std::size_t TakeContents(ByteView input, BerVisitor& visitor);
     void OpenElement(const BerHeader& header, BerVisitor& visitor);

@@ -94,8 +94,8 @@ Secret Pbkdf2(const Digest& fresh, ByteView password, ByteView salt, std::uint32
 // multiple of 32. With 32 it is KDF_GOSTR3411_2012_256.
 Secret KdfTree(ByteView key, std::string_view label, ByteView seed, std::size_t size);
 
-// VKO (RFC 4357, 5.2; RFC 7836, 4.3). Keying material has its lowest octet first. Throws
-// NTE_BAD_KEY for a public key that does not fit.
+// VKO (RFC 4357, 5.2; RFC 7836, 4.3). Keying material has its lowest octet first. Throws as
+// Curve::Agree does.
 enum class VkoDigest { Gost94, Streebog256, Streebog512 };
 Secret Vko(const Curve& curve, VkoDigest digest, ByteView privateKey, ByteView publicKey,
            ByteView ukm);

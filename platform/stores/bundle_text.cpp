@@ -18,6 +18,13 @@ namespace {
 
 constexpr std::string_view kArmour = "-----BEGIN ";
 
+// OpenSSL counts in int, and adds to it.
+int IntOf(std::size_t size) {
+    constexpr int kMost = std::numeric_limits<int>::max() / 2;
+    if (size > static_cast<std::size_t>(kMost)) throw Error(CRYPT_E_BAD_ENCODE);
+    return static_cast<int>(size);
+}
+
 EVP_ENCODE_CTX* Context(void* context) { return static_cast<EVP_ENCODE_CTX*>(context); }
 
 template <class T>
@@ -100,8 +107,8 @@ Base64Reader::~Base64Reader() { EVP_ENCODE_CTX_free(Context(context_)); }
 void Base64Reader::FeedNative(ByteView text, std::uint8_t*& out) {
     if (text.empty()) return;
     int length = 0;
-    const int state = EVP_DecodeUpdate(Context(context_), out, &length, text.data(),
-                                       static_cast<int>(text.size()));
+    const int state =
+        EVP_DecodeUpdate(Context(context_), out, &length, text.data(), IntOf(text.size()));
     if (state < 0) throw Error(CRYPT_E_BAD_ENCODE);
     ended_ = state == 0;
     out += length;
@@ -132,9 +139,6 @@ ByteView Base64Reader::CompleteBlock(ByteView text, std::uint8_t*& out) {
 // Whole blocks are decoded here, many times as fast; OpenSSL has the ends, padding and faults.
 Bytes Base64Reader::Feed(ByteView text) {
     if (ended_ || text.empty()) return {};
-    if (text.size() > static_cast<std::size_t>(std::numeric_limits<int>::max() / 2)) {
-        throw Error(CRYPT_E_BAD_ENCODE);
-    }
     Bytes octets(text.size() / 4 * 3 + 64);  // the context may hold most of a line back
     std::uint8_t* out = octets.data();
     if (plain_ && held_ != 0) text = CompleteBlock(text, out);
@@ -164,7 +168,7 @@ bool HasArmour(ByteView content) {
 
 void ForEachBlock(ByteView content,
                   const std::function<void(std::string_view label, ByteView octets)>& take) {
-    const Bio bio(BIO_new_mem_buf(content.data(), static_cast<int>(content.size())));
+    const Bio bio(BIO_new_mem_buf(content.data(), IntOf(content.size())));
     if (!bio) throw std::bad_alloc();
     for (;;) {
         char* label = nullptr;

@@ -35,7 +35,7 @@ Bytes DecodeBase64(ByteView text);
 
 bool HasArmour(ByteView content);
 // Calls `take` with label and octets of every armoured block, in order. Throws
-// CRYPT_E_BAD_ENCODE for a damaged one.
+// CRYPT_E_BAD_ENCODE for a damaged one, and for content past 1 GiB.
 void ForEachBlock(ByteView content,
                   const std::function<void(std::string_view label, ByteView octets)>& take);
 

@@ -28,7 +28,11 @@ constexpr const char* kUnfinishedRussian =
     " (изменение прервано; оно отменится, когда администратор выполнит"
     " 'kestrelctl store list', для машины - с --machine)";
 
-DWORD CodeFor(int primary) {
+DWORD CodeFor(int primary, int extended) {
+    // The second is a read that the disk did not do.
+    if (extended == SQLITE_IOERR_READ || extended == SQLITE_IOERR_CORRUPTFS) {
+        return ERROR_READ_FAULT;
+    }
     switch (primary) {
         case SQLITE_CORRUPT:
         case SQLITE_NOTADB:
@@ -69,11 +73,12 @@ Database::~Database() { sqlite3_close(handle_); }
 void Database::Fail(int code) const {
     const int primary = code & 0xFF;
     if (primary == SQLITE_NOMEM) throw std::bad_alloc();
-    if (sqlite3_extended_errcode(handle_) == SQLITE_READONLY_ROLLBACK) {
+    const int extended = sqlite3_extended_errcode(handle_);
+    if (extended == SQLITE_READONLY_ROLLBACK) {
         throw Error(ERROR_ACCESS_DENIED,
                     path_ + (RussianUser() ? kUnfinishedRussian : kUnfinishedEnglish));
     }
-    const DWORD mapped = CodeFor(primary);
+    const DWORD mapped = CodeFor(primary, extended);
     if (mapped != ERROR_INTERNAL_ERROR) throw Error(mapped, path_);
     throw Error(mapped, path_ + ": " + sqlite3_errmsg(handle_));
 }

@@ -157,6 +157,16 @@ TEST_F(ChainTest, WhichOcspAnswersCount) {
         EXPECT_EQ(finding.verdict, row.verdict) << row.name << ": " << finding.fault;
         EXPECT_EQ(finding.fault, row.fault) << row.name;
     }
+    Recipe recipe = DelegateNamed("OCSPSigning");
+    recipe.to = 600;
+    const Identity brief(recipe, &w.root);
+    const std::pair<ResponseRecipe, long> lasting[] = {
+        {{}, kHour}, {{.from = -600, .to = 0}, kHour - 600}, {{.signer = &brief}, 600}};
+    for (const auto& [answer, seconds] : lasting) {
+        const Ticks until = w.Judged(w.Answer(answer)).until;
+        const auto left = static_cast<long>((until - CurrentTicks()) / kTicksPerSecond);
+        EXPECT_LE(std::labs(left - seconds), 60) << seconds;
+    }
     const Bytes delegates = w.Answer({.signer = &w.delegate});
     EXPECT_EQ(w.Judged(delegates, {MakeCrl(w.root)}).verdict, kGood);
     EXPECT_EQ(w.Judged(delegates, {MakeCrl(w.root, {.revoked = {{&w.delegate}}})}).verdict, kNo);

@@ -79,6 +79,10 @@ TEST_F(ChainTest, WhichListsCount) {
         {"unknown critical entry extension",
          0x40,
          {{.revoked = {{&w.root, -60, {{"1.2.3.4", "critical,0500"}}}}}}},
+        {"a date of loss with a length of nine octets",
+         0x40,
+         {{.revoked =
+               {{&w.leaf, kDay, {{kReason, "0A0101"}, {"2.5.29.24", "1889010203040506070809"}}}}}}},
         {"for users", 0, {{.extensions = {{kScope, users}}}}},
         {"for authorities", 0x40, {{.extensions = {{kScope, authorities}}}}},
         {"for authorities, revoked",
@@ -183,6 +187,21 @@ TEST_F(ChainTest, EveryPlaceIsLookedAt) {
         row.put();
         EXPECT_EQ(StatusOf(w.leaf.Cert(), kCheck), row.status) << row.name;
     }
+}
+
+// Of many names in the certificate and many in the list the last ones are one: nobody looks so far.
+TEST_F(ChainTest, ManyNamesOfPoints) {
+    const World& w = TheWorld();
+    const auto point = [](const char* name) {
+        std::string names;
+        for (int i = 0; i < 20'000; ++i) names += name;
+        const Bytes full = der::Element(0xA0, FromHex(names + "860163"));
+        return der::Element(der::kSequence, der::Element(0xA0, full));
+    };
+    const Bytes points = der::Element(der::kSequence, point("860161"));
+    Put("Root", w.root.Cert());
+    Put("CA", MakeCrl(w.root, {.extensions = {{kScope, "critical," + Hex(point("860162"))}}}));
+    EXPECT_EQ(StatusOf(LeafOf(w.root, {{"2.5.29.31", Hex(points)}}), kCheck), 0x40U);
 }
 
 // Lists of "Lists", which a certificate of "Root" names as the issuer of its list.

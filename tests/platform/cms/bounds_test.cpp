@@ -117,6 +117,7 @@ const struct {
     {"a digest alone", "3113" DIGEST, true},
     {"a digest behind another", "311F" OTHER DIGEST, true},
     {"a length that is not the shortest", "318113" DIGEST, true},
+    {"a value that is no encoding", "3120 300B 06032A0304 3104 3002FFFF" DIGEST, true},
     {"no digest", "310C" OTHER, false},
     {"a sequence", "3013" DIGEST, false},
     {"an octet behind", "3113" DIGEST "00", false},
