@@ -85,6 +85,7 @@ std::optional<ProxySettings> FromRegistry(Side side) {
         settings.bypass = TextNamed(*key, "ProxyOverride");
     }
     settings.scriptUrl = TextNamed(*key, "AutoConfigURL");
+    if (enabled == nullptr && settings.scriptUrl.empty()) return std::nullopt;
     return settings;
 }
 

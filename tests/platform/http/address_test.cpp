@@ -257,6 +257,14 @@ TEST_F(AddressTest, TheRegistryTellsProxies) {
     };
     set(Side::Machine, 1, "m:1", "");
     EXPECT_EQ(UserSettings(), "0 - m:1 <local>");
+    // A key of the user's that says nothing of proxies takes nothing away.
+    ChangeOwnDocument(Side::User, [](RegistryDocument& document) {
+        document.Set(
+            "HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\"
+            "Internet Settings",
+            NumberValue("Other", 1));
+    });
+    EXPECT_EQ(UserSettings(), "0 - m:1 <local>");
     set(Side::User, 0, "u:1", "http://pac");
     EXPECT_EQ(UserSettings(), "0 http://pac - -");
     set(Side::User, 1, "u:1", "");
