@@ -40,10 +40,8 @@ class StreamWriter {
 // Counts content against the length that the caller announced, if any.
 class AnnouncedLength {
   public:
-    AnnouncedLength() = default;
     explicit AnnouncedLength(const CMSG_STREAM_INFO& info);
 
-    [[nodiscard]] bool Known() const { return announced_.has_value(); }
     // Throws CRYPT_E_BAD_LEN when the content grows longer or ends shorter than announced.
     void Count(std::size_t size, bool isFinal);
 

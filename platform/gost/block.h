@@ -14,7 +14,6 @@ namespace platform::gost {
 class BlockCipher {
   public:
     static constexpr std::size_t kKeySize = 32;
-    static constexpr std::size_t kMostBlock = 16;
 
     virtual ~BlockCipher() = default;
     [[nodiscard]] std::size_t Size() const { return size_; }

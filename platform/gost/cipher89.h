@@ -35,8 +35,6 @@ class Key89 {
     // The next key of RFC 4357 2.3.2.
     void Mesh();
 
-    [[nodiscard]] const Substitution& Block() const { return *substitution_; }
-
   private:
     const Substitution* substitution_;
     std::array<std::uint32_t, 8> words_;
