@@ -100,14 +100,12 @@ constexpr struct {
 } kNotes[] = {
     {"-verify",
      "It tells by its end whether the signatures hold, not whose they are. For scripts, and for "
-     "the "
-     "reasons, there is kestrelctl message verify, which says who signed, when, and whether each "
-     "part "
-     "of that is proven."},
+     "the reasons, there is kestrelctl message verify, which says who signed, when, and whether "
+     "each part of that is proven."},
     {"-vsignf",
      "Any certificate that a signature brings along will do. Whether it is the one of a given "
-     "signer, "
-     "and trusted, is told by kestrelctl message verify --dir, which takes the same files."},
+     "signer, and trusted, is told by kestrelctl message verify --dir, which takes the same "
+     "files."},
 };
 
 std::string NotesOn(const std::string& word) {
