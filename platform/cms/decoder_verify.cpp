@@ -86,9 +86,7 @@ void VerifySigner(const SignerInfo& signer, const std::string& contentType, Byte
 void VerifyCountersigner(const SignerInfo& signer, ByteView covered, const AnyKey& key) {
     CheckParameters(signer.digest);
     CheckParameters(signer.signatureAlgorithm);
-    Digest running(signer.digest.oid);
-    running.Update(covered);
-    const Bytes digest = running.Value();
+    const Bytes digest = DigestOf(signer.digest.oid, covered);
     if (!signer.signedAttributes) return VerifyValue(signer, digest, key);
     const Bytes announced = SoleValue(*signer.signedAttributes, szOID_RSA_messageDigest);
     if (!Equal(announced, der::Element(der::kOctetString, digest))) throw Error(NTE_BAD_SIGNATURE);
