@@ -56,23 +56,9 @@ void ContentFile::Write(platform::ByteView piece) {
 // the message has the content.
 void ContentFile::Keep() {
     Flush();
-    const int file = draft_->Get();
-    if (!platform::WritesArrived(file) || fchmod(file, draft_->OrdinaryMode()) != 0) {
-        platform::ThrowFileError(errno, name_);
-    }
-    if (!IsThere(name_)) {
-        if (!draft_->RenameTo(name_)) platform::ThrowFileError(errno, name_);
-        return;
-    }
-    if (!draft_->GiveName()) platform::ThrowFileError(errno, name_);
-    try {
-        platform::ReplaceByFile(name_, draft_->Name(), false);
-    } catch (const platform::Error& error) {
-        // It is the one whole copy then.
-        if (error.Code() == ERROR_UNABLE_TO_MOVE_REPLACEMENT) draft_->Settle();
-        throw;
-    }
-    draft_->Settle();
+    const bool arrived = platform::WritesArrived(draft_->Get());
+    if (!arrived || (!IsThere(name_) && !draft_->Widen())) platform::ThrowFileError(errno, name_);
+    platform::ReplaceByDraft(name_, *draft_, false);
 }
 
 }  // namespace kestrelctl::message

@@ -69,6 +69,19 @@ void SkipDigits(std::string_view& text) {
     while (!text.empty() && IsDigit(text.front())) text.remove_prefix(1);
 }
 
+constexpr std::string_view kTemporaryStem = "kestrel-";
+constexpr std::string_view kTemporaryEnd = ".tmp";
+
+// What is swept is called like this, and nothing else is.
+bool IsTemporaryName(std::string_view name) {
+    return name.starts_with(kTemporaryStem) && name.ends_with(kTemporaryEnd);
+}
+
+std::string TemporaryName(const std::string& folder, unsigned number) {
+    return folder + std::string(kTemporaryStem) + std::to_string(getpid()) + "-" +
+           std::to_string(number) + std::string(kTemporaryEnd);
+}
+
 // True when the names have numbers at the same places and are equal otherwise.
 bool DifferInDigitsAlone(std::string_view first, std::string_view second) {
     bool digits = false;
@@ -120,6 +133,7 @@ void Sweep(const std::string& folder, std::string_view like) {
 void SweepOnce(const std::string& name) {
     static std::set<std::string> swept;
     const std::string folder = FolderOf(name);
+    if (!IsTemporaryName(LastPart(name))) return;
     if (swept.insert(folder).second) Sweep(folder, LastPart(name));
 }
 
@@ -150,19 +164,17 @@ bool NameIsFree(const std::string& name) {
 
 }  // namespace
 
-Draft::Draft(std::string name, int flags, Access access) : name_(std::move(name)) {
+Draft::Draft(std::string name, Access access) : name_(std::move(name)) {
     SweepOnce(name_);
     if (!NameIsFree(name_)) ThrowFileError(EEXIST, name_);
-    if (!OpenUnnamed(flags, access)) OpenNamed(flags, access);
+    if (!OpenUnnamed(access)) OpenNamed(access);
 }
 
 std::unique_ptr<Draft> Draft::In(const std::string& folder) {
     constexpr unsigned kMostTries = 10000;
-    const std::string stem = folder + "kestrel-" + std::to_string(getpid()) + "-";
     for (unsigned number = 0;; ++number) {
         try {
-            return std::make_unique<Draft>(stem + std::to_string(number) + ".tmp", O_RDWR,
-                                           Access::OwnerAlone);
+            return std::make_unique<Draft>(TemporaryName(folder, number), Access::OwnerAlone);
         } catch (const Error& error) {
             if (error.Code() != ERROR_FILE_EXISTS || number == kMostTries) throw;
         }
@@ -171,10 +183,10 @@ std::unique_ptr<Draft> Draft::In(const std::string& folder) {
 
 // It is made with the permissions of any file, so that the mask and the folder's rules have
 // their say: nobody else can open it without a name, so it is narrowed with that.
-bool Draft::OpenUnnamed(int flags, Access access) {
+bool Draft::OpenUnnamed(Access access) {
     static const bool hasLinks = HasLinks();
     if (!hasLinks) return false;
-    Descriptor file(OpenUninterrupted(FolderOf(name_), flags | O_TMPFILE, kEverybody));
+    Descriptor file(OpenUninterrupted(FolderOf(name_), O_RDWR | O_TMPFILE, kEverybody));
     if (file.Get() < 0 && !LacksUnnamedFiles(errno)) ThrowFileError(errno, name_);
     if (file.Get() < 0) return false;
     struct stat status {};
@@ -186,12 +198,12 @@ bool Draft::OpenUnnamed(int flags, Access access) {
 }
 
 // Before it is locked, a sweep may have taken it for a leftover.
-void Draft::OpenNamed(int flags, Access access) {
+void Draft::OpenNamed(Access access) {
     ordinaryMode_ = kEverybody & ~CurrentMask();
     const mode_t mode = access == Access::OwnerAlone ? kOwnerAlone : kEverybody;
     for (;;) {
         const SignalsHeld held;
-        Descriptor file(OpenUninterrupted(name_, flags | O_CREAT | O_EXCL, mode));
+        Descriptor file(OpenUninterrupted(name_, O_RDWR | O_CREAT | O_EXCL, mode));
         if (file.Get() < 0) ThrowFileError(errno, name_);
         static_cast<void>(flock(file.Get(), LOCK_EX));
         struct stat status {};
@@ -206,7 +218,9 @@ void Draft::OpenNamed(int flags, Access access) {
 
 void Draft::ShowToSignals() { place_ = TakePlace(name_); }
 
-Draft::~Draft() {
+Draft::~Draft() { Drop(); }
+
+void Draft::Drop() {
     if (named_ && !settled_) unlink(name_.c_str());
     Settle();
 }
@@ -224,6 +238,8 @@ bool Draft::GiveName() {
     return LinkOwnName();
 }
 
+bool Draft::GiveAnyName() { return fchmod(Get(), kOwnerAlone) == 0 && (named_ || LinkAnyName()); }
+
 // Unlocked, a sweep would take it for a leftover.
 bool Draft::LinkOwnName() {
     if (named_) return true;
@@ -235,6 +251,16 @@ bool Draft::LinkOwnName() {
     return named_;
 }
 
+// Whoever else makes files in the folder cannot foresee the names.
+bool Draft::LinkAnyName() {
+    constexpr int kMostTries = 100;
+    for (int tries = 0; !LinkOwnName(); ++tries) {
+        if (errno != EEXIST || tries == kMostTries) return false;
+        name_ = TemporaryName(FolderOf(name_), arc4random());
+    }
+    return true;
+}
+
 bool Draft::Widen() {
     narrows_ = false;
     if (isNarrow_ && fchmod(Get(), ordinaryMode_) != 0) return false;
@@ -244,7 +270,7 @@ bool Draft::Widen() {
 
 // Its permissions are those that it is to keep, so the name on the way shows no more.
 bool Draft::RenameTo(const std::string& target) {
-    if (!LinkOwnName() || rename(name_.c_str(), target.c_str()) != 0) return false;
+    if (!LinkAnyName() || rename(name_.c_str(), target.c_str()) != 0) return false;
     Settle();
     return true;
 }
@@ -283,7 +309,7 @@ std::shared_ptr<Draft> FindDraft(const std::string& name) {
 
 void NameDraft(const std::string& name) {
     const auto draft = FindDraft(name);
-    if (draft != nullptr) static_cast<void>(draft->GiveName());
+    if (draft != nullptr && !draft->GiveName()) ThrowFileError(errno, name);
 }
 
 bool DropUnnamedDraft(const std::string& name) {

@@ -19,8 +19,8 @@ class Draft {
   public:
     enum class Access { Everybody, OwnerAlone };
 
-    // Throws ERROR_FILE_EXISTS when the name is taken. `flags`: O_WRONLY or O_RDWR.
-    Draft(std::string name, int flags, Access access);
+    // Throws ERROR_FILE_EXISTS when the name is taken. Open for reading and writing.
+    Draft(std::string name, Access access);
     // Under a fresh name in `folder`, which ends in "/"; for its owner alone.
     static std::unique_ptr<Draft> In(const std::string& folder);
     ~Draft();
@@ -36,6 +36,8 @@ class Draft {
 
     // These answer false with errno. The file may have its name already.
     [[nodiscard]] bool GiveName();
+    // For its owner alone, and with another name when somebody has taken its own in the meantime.
+    [[nodiscard]] bool GiveAnyName();
     // Gives it the permissions of any new file.
     [[nodiscard]] bool Widen();
     // For a file that has the permissions which it is to keep.
@@ -44,11 +46,14 @@ class Draft {
     [[nodiscard]] bool LinkTo(const std::string& target);
     // From now on the named file stays, or somebody else has taken it away.
     void Settle();
+    // The file is not wanted any more.
+    void Drop();
 
   private:
-    bool OpenUnnamed(int flags, Access access);
-    void OpenNamed(int flags, Access access);
+    bool OpenUnnamed(Access access);
+    void OpenNamed(Access access);
     bool LinkOwnName();
+    bool LinkAnyName();
     void ShowToSignals();
 
     std::string name_;
@@ -65,7 +70,7 @@ class Draft {
 void KeepDraft(std::shared_ptr<Draft> draft);
 // Null when the name is none of them.
 std::shared_ptr<Draft> FindDraft(const std::string& name);
-// For calls that look for the file under its name.
+// For calls that look for the file under its name. Throws when another one has it.
 void NameDraft(const std::string& name);
 // False when the name is none of them, or a file has it.
 bool DropUnnamedDraft(const std::string& name);

@@ -43,9 +43,14 @@ DWORD AttributesBehind(const std::string& name, const struct stat& status, bool 
 void Replace(LPCSTR replaced, LPCSTR replacement, DWORD flags) {
     if ((flags & ~DWORD{REPLACEFILE_WRITE_THROUGH}) != 0) throw Error(ERROR_INVALID_PARAMETER);
     const std::string target = FileArgument(replaced);
-    const std::string source = NamedFile(replacement);
+    const std::string source = FileArgument(replacement);
+    const bool durable = (flags & REPLACEFILE_WRITE_THROUGH) != 0;
     CheckHeld(target);
-    ReplaceByFile(target, source, (flags & REPLACEFILE_WRITE_THROUGH) != 0);
+    const auto draft = FindDraft(source);
+    if (draft == nullptr) return ReplaceByFile(target, source, durable);
+    struct stat status {};
+    if (lstat(target.c_str(), &status) != 0) ThrowFileError(errno, target);
+    ReplaceByDraft(target, *draft, durable);
     ForgetDraft(source);
 }
 

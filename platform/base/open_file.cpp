@@ -181,7 +181,7 @@ std::shared_ptr<OpenFile> Open(const OpenRequest& request) {
     if (request.disposition == CREATE_NEW && request.share == 0 && access != O_RDONLY) {
         const auto who =
             IsTemporary(request) ? Draft::Access::OwnerAlone : Draft::Access::Everybody;
-        return std::make_shared<OpenFile>(std::make_shared<Draft>(request.name, access, who),
+        return std::make_shared<OpenFile>(std::make_shared<Draft>(request.name, who),
                                           IsTemporary(request));
     }
     const bool locks = request.disposition == OPEN_EXISTING &&

@@ -12,7 +12,6 @@
 
 #include "platform/base/cleanup.h"
 #include "platform/base/descriptor.h"
-#include "platform/base/draft.h"
 #include "platform/base/error.h"
 #include "platform/base/file_name.h"
 #include "platform/base/file_traits.h"
@@ -98,21 +97,49 @@ std::unique_ptr<Draft> DraftBeside(const Target& target) {
     }
 }
 
-// The replacement, as opened for reading.
-struct Source {
-    std::string name;
-    Descriptor file;
-    struct stat status {};
-};
-
-Source OpenSource(const std::string& name) {
-    Source source{name, Descriptor(OpenUninterrupted(name, O_RDONLY | O_NONBLOCK)), {}};
-    if (source.file.Get() < 0 || fstat(source.file.Get(), &source.status) != 0) {
-        ThrowFileError(errno, name);
+// The replacement, open for reading: a file by its name, or a draft, which is never looked for
+// by its name. In a folder that others write to, another file may have that by now.
+class Source {
+  public:
+    explicit Source(const std::string& name)
+        : name_(name), opened_(OpenUninterrupted(name, O_RDONLY | O_NONBLOCK | O_NOFOLLOW)) {
+        if (opened_.Get() < 0) ThrowFileError(errno, name);
+        TakeStatus();
+        if (!S_ISREG(status_.st_mode)) ThrowFileError(EISDIR, name);
     }
-    if (!S_ISREG(source.status.st_mode)) ThrowFileError(EISDIR, name);
-    return source;
-}
+    explicit Source(Draft& draft) : name_(draft.Name()), draft_(&draft) { TakeStatus(); }
+
+    [[nodiscard]] int Get() const { return draft_ != nullptr ? draft_->Get() : opened_.Get(); }
+    [[nodiscard]] const std::string& Name() const {
+        return draft_ != nullptr ? draft_->Name() : name_;
+    }
+    [[nodiscard]] const struct stat& Status() const { return status_; }
+
+    [[nodiscard]] bool RenameTo(const std::string& target) const {
+        return draft_ != nullptr ? draft_->RenameTo(target)
+                                 : rename(name_.c_str(), target.c_str()) == 0;
+    }
+    // Whoever kills the process finds it.
+    void Show() const {
+        if (draft_ != nullptr && !draft_->GiveAnyName()) ThrowFileError(errno, Name());
+    }
+    void Leave() const {
+        if (draft_ != nullptr) draft_->Settle();
+    }
+    void Remove() const {
+        if (draft_ != nullptr) return draft_->Drop();
+        unlink(name_.c_str());
+    }
+
+  private:
+    void TakeStatus() {
+        if (fstat(Get(), &status_) != 0) ThrowFileError(errno, name_);
+    }
+    std::string name_;
+    Descriptor opened_{-1};
+    Draft* draft_ = nullptr;
+    struct stat status_ {};
+};
 
 void SyncIf(bool durable, int file, const std::string& name) {
     if (durable && !SyncFile(file)) ThrowFileError(errno, name);
@@ -120,15 +147,17 @@ void SyncIf(bool durable, int file, const std::string& name) {
 
 // All of these answer false when the file cannot be replaced by a rename and kept as it is.
 
+// A new file has the replacement's permissions.
 bool Dress(int file, const Source& source, const Target& target) {
+    constexpr mode_t kPermissions = S_IRWXU | S_IRWXG | S_IRWXO;
     return target.exists ? CarryTraits(target.name, target.status, file)
-                         : CarryTraits(source.name, source.status, file);
+                         : fchmod(file, source.Status().st_mode & kPermissions) == 0;
 }
 
 bool RenameSource(const Source& source, const Target& target, bool durable) {
-    if (!Dress(source.file.Get(), source, target)) return false;
-    SyncIf(durable, source.file.Get(), source.name);
-    if (rename(source.name.c_str(), target.name.c_str()) == 0) return true;
+    if (!Dress(source.Get(), source, target)) return false;
+    SyncIf(durable, source.Get(), source.Name());
+    if (source.RenameTo(target.name)) return true;
     if (!BarsRename(target)) ThrowFileError(errno, target.name);
     return false;
 }
@@ -136,11 +165,11 @@ bool RenameSource(const Source& source, const Target& target, bool durable) {
 bool RenameCopy(const Source& source, const Target& target, bool durable) {
     const std::unique_ptr<Draft> copy = DraftBeside(target);
     if (!copy) return false;
-    if (!CopyContent(source.file.Get(), copy->Get())) ThrowFileError(errno, target.name);
+    if (!CopyContent(source.Get(), copy->Get())) ThrowFileError(errno, target.name);
     if (!Dress(copy->Get(), source, target)) return false;
     SyncIf(durable, copy->Get(), target.name);
     if (copy->RenameTo(target.name)) {
-        unlink(source.name.c_str());
+        source.Remove();
         return true;
     }
     if (!BarsRename(target)) ThrowFileError(errno, target.name);
@@ -152,8 +181,8 @@ bool RenameCopy(const Source& source, const Target& target, bool durable) {
 bool ReplaceByRename(const Source& source, const Target& target, bool durable) {
     if (target.pinned || (target.exists && target.status.st_nlink > 1)) return false;
     const std::string folder = FolderOf(target.name);
-    const bool replaced = folder == FolderOf(source.name) ? RenameSource(source, target, durable)
-                                                          : RenameCopy(source, target, durable);
+    const bool replaced = folder == FolderOf(source.Name()) ? RenameSource(source, target, durable)
+                                                            : RenameCopy(source, target, durable);
     if (replaced && durable) SyncFolder(folder);
     return replaced;
 }
@@ -181,22 +210,23 @@ void ReserveRoom(int file, const Target& target, off_t size) {
 void Overwrite(const Source& source, const Target& target, bool durable) {
     Descriptor file(OpenUninterrupted(target.name, O_WRONLY));
     if (file.Get() < 0) ThrowFileError(errno, target.name);
-    SyncIf(durable, source.file.Get(), source.name);
-    if (durable) SyncFolder(FolderOf(source.name));
-    const off_t size = source.status.st_size;
+    source.Show();
+    SyncIf(durable, source.Get(), source.Name());
+    if (durable) SyncFolder(FolderOf(source.Name()));
+    const off_t size = source.Status().st_size;
     ReserveRoom(file.Get(), target, size);
     const SignalsHeld held;
-    fchmod(source.file.Get(), 0400);
-    if (!CopyContent(source.file.Get(), file.Get()) || !SetLength(file.Get(), size) ||
+    fchmod(source.Get(), 0400);
+    if (!CopyContent(source.Get(), file.Get()) || !SetLength(file.Get(), size) ||
         (durable && !SyncFile(file.Get())) || !file.Close()) {
-        ForgetDraft(source.name);
-        throw Error(ERROR_UNABLE_TO_MOVE_REPLACEMENT, source.name);
+        source.Leave();
+        throw Error(ERROR_UNABLE_TO_MOVE_REPLACEMENT, source.Name());
     }
-    unlink(source.name.c_str());
+    source.Remove();
 }
 
 void Put(const Source& source, const Target& target, bool durable) {
-    CheckTarget(target, source.status);
+    CheckTarget(target, source.Status());
     if (ReplaceByRename(source, target, durable)) return;
     if (!target.exists) ThrowFileError(EACCES, target.name);
     Overwrite(source, target, durable);
@@ -232,15 +262,11 @@ bool RenameDraft(Draft& draft, const Target& target, mode_t mode, IfExists ifExi
     return put;
 }
 
-void OverwriteWith(Draft& draft, const Target& target) {
-    if (!draft.GiveName()) ThrowFileError(errno, draft.Name());
-    const Source source = OpenSource(draft.Name());
-    try {
-        Overwrite(source, target, true);
-    } catch (const Error& error) {
-        if (error.Code() == ERROR_UNABLE_TO_MOVE_REPLACEMENT) draft.Settle();
-        throw;
-    }
+// What others may read is narrowed before a secret goes into it.
+void NarrowTarget(const Target& target, mode_t mode) {
+    constexpr mode_t kOthersRead = S_IRGRP | S_IROTH;
+    if ((target.status.st_mode & ~mode & kOthersRead) == 0) return;
+    if (chmod(target.name.c_str(), mode) != 0) ThrowFileError(errno, target.name);
 }
 
 // The folder takes no file beside it: a process that is killed on the way leaves a part.
@@ -273,19 +299,29 @@ void ReplaceFile(const std::filesystem::path& file, ByteView content, unsigned m
     if (IsWrittenTo(target)) return WriteTo(target, content);
     CheckReplaced(target, file.string(), ifExists);
     const std::unique_ptr<Draft> draft = DraftBeside(target);
-    if (draft == nullptr) return WriteInPlace(target, content);
+    const auto wanted = static_cast<mode_t>(mode);
+    if (draft == nullptr) {
+        NarrowTarget(target, wanted);
+        return WriteInPlace(target, content);
+    }
     if (!WriteAll(draft->Get(), content)) ThrowFileError(errno, target.name);
-    if (RenameDraft(*draft, target, static_cast<mode_t>(mode), ifExists)) return;
-    OverwriteWith(*draft, target);
+    if (RenameDraft(*draft, target, wanted, ifExists)) return;
+    NarrowTarget(target, wanted);
+    Overwrite(Source(*draft), target, true);
 }
 
 bool LeadsToOpenFile(const std::string& name) { return FindTarget(name).pinned; }
 
 void ReplaceByFile(const std::string& replaced, const std::string& replacement, bool durable) {
-    const Source source = OpenSource(replacement);
+    const Source source(replacement);
     const Target target = FindTarget(replaced);
     if (!target.exists && target.name == replaced) ThrowFileError(ENOENT, replaced);
     Put(source, target, durable);
+}
+
+void ReplaceByDraft(const std::string& replaced, Draft& draft, bool durable) {
+    const Source source(draft);
+    Put(source, FindTarget(replaced), durable);
 }
 
 }  // namespace platform

@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "platform/base/bytes.h"
+#include "platform/base/draft.h"
 
 namespace platform {
 
@@ -21,6 +22,11 @@ void ReplaceFile(const std::filesystem::path& file, ByteView content, unsigned m
 // traits stay. `durable`: the disk has it on return. After ERROR_UNABLE_TO_MOVE_REPLACEMENT
 // the replacement alone is whole.
 void ReplaceByFile(const std::string& replaced, const std::string& replacement, bool durable);
+
+// Puts a file that is being made in the place of `replaced`, which exists or does not; else the
+// same. The draft is settled, also after ERROR_UNABLE_TO_MOVE_REPLACEMENT, whose detail is its
+// name.
+void ReplaceByDraft(const std::string& replaced, Draft& draft, bool durable);
 
 // True for a link that stands for a file as a process has it open, and not for a name.
 bool LeadsToOpenFile(const std::string& name);

@@ -16,6 +16,7 @@
 
 #include "platform/base/file_mask.h"
 #include "platform/base/handle.h"
+#include "platform/base/replace_file.h"
 #include "tests/support/folder.h"
 #include "tests/support/workshop.h"
 
@@ -372,12 +373,53 @@ TEST_F(FilesTest, ReplacingKeepsTheFile) {
     }
 }
 
+// In a folder that others write to, the name of a file that is being made can be taken.
+TEST_F(FilesTest, WhoTakesTheNameGainsNothing) {
+    for (const bool inPlace : {false, true}) {
+        for (const bool isLink : {false, true}) {
+            for (const auto& entry : fs::directory_iterator(folder_)) fs::remove_all(entry);
+            Write("real", "old content");
+            Write("secret", "secret");
+            chmod("secret", 0600);
+            const std::string traits = TraitsOf("secret");
+            if (inPlace) fs::create_hard_link("real", "second");
+            const HANDLE file = CreateFileA("new.tmp", GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                                            FILE_ATTRIBUTE_TEMPORARY, nullptr);
+            DWORD count = 0;
+            EXPECT_TRUE(WriteFile(file, "new", 3, &count, nullptr) && CloseHandle(file));
+            if (isLink) {
+                fs::create_symlink("secret", "new.tmp");
+            } else {
+                Write("new.tmp", "stranger's");
+            }
+            EXPECT_EQ(Outcome(GetFileAttributesA("new.tmp") != INVALID_FILE_ATTRIBUTES),
+                      DWORD{ERROR_FILE_EXISTS});
+            EXPECT_TRUE(ReplaceFileA("real", "new.tmp", nullptr, 0, nullptr, nullptr));
+            EXPECT_EQ(Read("real"), "new");
+            EXPECT_EQ(Read("new.tmp"), isLink ? "secret" : "stranger's");
+            EXPECT_EQ(TraitsOf("secret"), traits);
+            const auto names = std::distance(fs::directory_iterator("."), {});
+            EXPECT_EQ(names, inPlace ? 4 : 3) << "nothing is left behind";
+        }
+    }
+}
+
+// Where a secret cannot get a file of its own, the old one is narrowed first.
+TEST_F(FilesTest, SecretsAreForTheirOwner) {
+    Write("real", "old");
+    chmod("real", 0644);
+    fs::create_hard_link("real", "second");
+    ReplaceFile("real", ViewOf("secret"), 0600);
+    EXPECT_EQ(Read("second"), "secret");
+    EXPECT_EQ(static_cast<unsigned>(fs::status("real").permissions()), 0600U);
+}
+
 TEST_F(FilesTest, WhatMayNotBeWrittenIsNotReplaced) {
     if (geteuid() != 0) GTEST_SKIP() << "the test needs two users";
     Write("real", "old");
     EXPECT_EQ(InChild(kUser, [] { return Replace("real"); }), 2);
     EXPECT_EQ(Read("real"), "old");
-    EXPECT_EQ(Read("new.tmp"), "new");
+    EXPECT_FALSE(fs::exists("new.tmp")) << "it ended with its process";
 }
 
 // A disk of 1 MiB in a namespace of its own; false where the system grants none.
