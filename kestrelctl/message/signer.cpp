@@ -35,11 +35,14 @@ bool IsCode(const Error& error, LONG code) { return error.Code() == static_cast<
 
 // ---- what the message says of itself ---------------------------------------------
 
-// The one value of an attribute that may stand once; none when it is not there.
+// The one value of an attribute that may stand once; none when it is not there. Throws
+// CRYPT_E_ASN1_CORRUPT for one without any.
 std::optional<Bytes> ValueOf(const platform::SignerInfo& signer, std::string_view oid) {
     for (const Bytes& encoded : *signer.signedAttributes) {
         const platform::AttributeView attribute = platform::ParseAttribute(encoded);
-        if (attribute.oid == oid && !attribute.values.empty()) return attribute.values.front();
+        if (attribute.oid != oid) continue;
+        if (attribute.values.empty()) throw Error(CRYPT_E_ASN1_CORRUPT);
+        return attribute.values.front();
     }
     return std::nullopt;
 }

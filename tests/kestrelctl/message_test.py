@@ -30,6 +30,8 @@ ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)
 CONTENT = b"what was signed\n"
 PSS, RSA_SHA256 = "1.2.840.113549.1.1.10", "1.2.840.113549.1.1.11"
 SHA512 = "2.16.840.1.101.3.4.2.3"
+PROTECTION = "1.2.840.113549.1.9.52"
+MARKS = [f"1.2.840.113549.1.9.16.2.{last}" for last in (12, 47, 19)]
 MD5 = "md5", sequence(oid("1.2.840.113549.2.5"))
 
 
@@ -141,7 +143,7 @@ class Verdicts(MessageCase):
         attributes = sorted(basics(CONTENT))
         twin = digest_attribute(b"other")
         times = [attribute(evidence.SIGNING_TIME, moment(NOW - t)) for t in (0, 99)]
-        protect = lambda digest, kind: [attribute("1.2.840.113549.1.9.52", sequence(
+        protect = lambda digest, kind: [attribute(PROTECTION, sequence(
             sequence(oid(digest)), der(0xA1, oid(kind))))]
         armour = lambda octets_of, end=b"CMS": (b"-----BEGIN CMS-----\n" + base64.encodebytes(
             octets_of) + b"-----END " + end + b"-----\n")
@@ -166,6 +168,8 @@ class Verdicts(MessageCase):
              "attribute-twice", None),
             ("no digest", self.signed(signer(ann, CONTENT, attributes=attributes[:1])), "bad",
              "attribute-wrong", False),
+            *[(f"{kind} without a value", self.signed(signer(ann, CONTENT, [attribute(kind)])), "bad",
+               "attribute-wrong", None) for kind in (*MARKS, PROTECTION)],
             ("another type", self.signed(signer(ann, CONTENT, content_type="1.2.3")), "bad",
              "attribute-wrong", None),
             ("an unsigned signing time", self.signed(signer(
@@ -286,6 +290,7 @@ class Verdicts(MessageCase):
             ("not trusted", self.stamped(service=foreign), "indeterminate", "stamp-untrusted", False),
             ("the service's names", lie, "bad", "stamp-chain", False),
             ("names no certificate", self.stamped(mark=False), "bad", "stamp-certificate", False),
+            ("names nothing", self.stamped(mark=attribute(MARKS[1])), "bad", "stamp-signature", None),
             ("names its certificate by MD5", self.stamped(mark=self.clock.mark(*MD5)), "bad",
              "stamp-certificate", None),
             ("no service", self.stamped(service=plain), "bad", "stamp-usage", False),
@@ -327,6 +332,8 @@ class Verdicts(MessageCase):
                 *(hashlib.sha256(c).digest() for c in (b"other", value)))), "bad", wrong, True),
             ("in another's name", by(own, who=[eve]), "bad", wrong, True),
             ("by nobody known", by(own, who=[]), "good", None, True),
+            ("names nothing", by(lambda value: signer(bob, value, [attribute(MARKS[1])])), "bad", wrong,
+             None),
             ("no signature", by(lambda _: octets(b"x")), "bad", wrong, True),
             ("two, one of another", by(own, lambda _: own(b"other")), "bad", wrong, True),
             ("many", by(*[lambda _: octets(b"x")] * 21), "indeterminate", "too-many-countersignatures",
