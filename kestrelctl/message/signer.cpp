@@ -91,6 +91,14 @@ void CheckProtection(const platform::SignerInfo& signer, Findings& findings) {
     }
 }
 
+// The claim counts for nothing, but a damaged one was not made by an honest signer.
+void CheckTime(const platform::SignerInfo& signer, Findings& findings) {
+    const bool claimed = ValueOf(signer, szOID_RSA_signingTime).has_value();
+    if (claimed && !SigningTimeOf(signer)) {
+        findings.Add(Reason::AttributeWrong, IdentifierName(szOID_RSA_signingTime));
+    }
+}
+
 // False when nothing can be said of the signature.
 bool CheckContent(const Record& record, const platform::SignerInfo& signer, Findings& findings) {
     if (!record.signedBody->ContentComplete()) {
@@ -118,7 +126,10 @@ bool CheckForm(const Record& record, const platform::SignerInfo& signer, Finding
         const std::string twice = RepeatedAttribute(signer);
         if (!twice.empty()) findings.Add(Reason::AttributeTwice, twice);
         CheckUnsigned(signer, findings);
-        if (signer.signedAttributes) CheckProtection(signer, findings);
+        if (signer.signedAttributes) {
+            CheckProtection(signer, findings);
+            CheckTime(signer, findings);
+        }
         return CheckContent(record, signer, findings);
     } catch (const Error&) {
         findings.Add(Reason::AttributeWrong);

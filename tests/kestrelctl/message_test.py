@@ -169,7 +169,9 @@ class Verdicts(MessageCase):
             ("no digest", self.signed(signer(ann, CONTENT, attributes=attributes[:1])), "bad",
              "attribute-wrong", False),
             *[(f"{kind} without a value", self.signed(signer(ann, CONTENT, [attribute(kind)])), "bad",
-               "attribute-wrong", None) for kind in (*MARKS, PROTECTION)],
+               "attribute-wrong", None) for kind in (*MARKS, PROTECTION, evidence.SIGNING_TIME)],
+            ("a time that is none", self.signed(signer(ann, CONTENT, [attribute(
+                evidence.SIGNING_TIME, octets(b"x"))])), "bad", "attribute-wrong", None),
             ("another type", self.signed(signer(ann, CONTENT, content_type="1.2.3")), "bad",
              "attribute-wrong", None),
             ("an unsigned signing time", self.signed(signer(
