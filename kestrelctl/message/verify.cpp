@@ -57,7 +57,7 @@ bool IsCut(const Error& error) {
 }
 
 std::string DetailOf(const Error& error, bool russian) {
-    for (const TextFault& fault : {kNotTwoParts, kTextBehind}) {
+    for (const TextFault& fault : kTextFaults) {
         if (russian && error.Detail() == fault.english) return fault.russian;
     }
     return error.Detail();
