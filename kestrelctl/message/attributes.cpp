@@ -179,7 +179,9 @@ std::vector<CertificateMark> MarksOf(const platform::SignerInfo& signer) {
         const platform::AttributeView attribute = platform::ParseAttribute(encoded);
         const bool mark =
             attribute.oid == kMarkV1 || attribute.oid == kMarkV2 || attribute.oid == kMarkOther;
-        if (mark) marks.push_back(ReadMark(attribute.oid, attribute.values.at(0)));
+        if (!mark) continue;
+        if (attribute.values.empty()) throw platform::Error(CRYPT_E_ASN1_CORRUPT);
+        marks.push_back(ReadMark(attribute.oid, attribute.values.front()));
     }
     return marks;
 }
@@ -206,7 +208,7 @@ std::string RepeatedAttribute(const platform::SignerInfo& signer) {
         const auto* row = FindKnown(attribute.oid);
         if (row == nullptr || !row->once) continue;
         const bool before = std::ranges::find(seen, attribute.oid) != seen.end();
-        if (before || attribute.values.size() != 1) return row->name;
+        if (before || attribute.values.size() > 1) return row->name;
         seen.push_back(attribute.oid);
     }
     return {};

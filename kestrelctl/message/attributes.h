@@ -40,7 +40,7 @@ std::vector<CertificateMark> MarksOf(const platform::SignerInfo& signer);
 std::vector<platform::Bytes> ValuesOf(const std::vector<platform::Bytes>& attributes,
                                       std::string_view oid);
 
-// The attribute that stands twice where one alone may, or has not one value; empty: none.
+// The attribute that stands twice where one alone may, or has several values; empty: none.
 std::string RepeatedAttribute(const platform::SignerInfo& signer);
 
 }  // namespace kestrelctl::message

@@ -2,10 +2,10 @@
 #include "kestrelctl/message/forms.h"
 
 #include <algorithm>
+#include <initializer_list>
 #include <utility>
 
 #include "platform/base/error.h"
-#include "platform/base/text.h"
 #include "platform/der/der.h"
 
 namespace kestrelctl::message {
@@ -39,15 +39,8 @@ bool IsHeader(std::string_view text) {
     return colon != line.npos && colon != 0 && line.find(' ') > colon;
 }
 
-bool StartsFolded(std::string_view text, std::string_view start) {
-    return platform::SameName(text.substr(0, start.size()), start);
-}
-
-bool Contains(std::string_view text, std::string_view part) {
-    for (; text.size() >= part.size(); text.remove_prefix(1)) {
-        if (StartsFolded(text, part)) return true;
-    }
-    return false;
+bool IsAmong(std::string_view word, std::initializer_list<std::string_view> words) {
+    return std::ranges::find(words, word) != words.end();
 }
 
 }  // namespace
@@ -63,53 +56,77 @@ MessageFile::MessageFile(const std::string& name) : name_(name), file_(name) {
     wide_ = WideText::Told(first_);
     if (wide_) first_ = wide_->Narrow(first_);
     std::string_view text = TextOf(first_);
-    if (text.starts_with(kMark)) text.remove_prefix(kMark.size());
-    text.remove_prefix(std::min(text.find_first_not_of(kBlank), text.size()));
     form_ = Form::Base64;
     base64_ = std::make_unique<platform::Base64Reader>();
-    TakeHead(text);
+    if (!wide_ && IsHeader(text)) {
+        TakeMail(text);
+    } else {
+        TakeHead(text);
+    }
     first_ = platform::ViewOf(text);
 }
 
 void MessageFile::TakeHead(std::string_view& text) {
-    if (!wide_ && IsHeader(text)) return TakeHeaders(text);
+    if (text.starts_with(kMark)) text.remove_prefix(kMark.size());
+    text.remove_prefix(std::min(text.find_first_not_of(kBlank), text.size()));
     if (!text.starts_with(kArmourStart)) return;
     form_ = Form::Pem;
     const std::string_view line = TakeLine(text).substr(kArmourStart.size());
     label_ = std::string(line.substr(0, line.find(kArmourEnd)));
 }
 
-// The header ends with an empty line; a line that begins with a blank continues the one before.
-void MessageFile::TakeHeaders(std::string_view& text) {
-    form_ = Form::Mime;
-    bool binary = false;
-    std::string field;
-    std::string boundary;
-    while (!text.empty()) {
-        const std::string_view line = TakeLine(text);
-        const bool goesOn = line.starts_with(' ') || line.starts_with('\t');
-        field = goesOn ? field + std::string(line) : std::string(line);
-        if (line.empty()) break;
-        if (StartsFolded(field, "Content-Type:") && Contains(field, "multipart/signed")) {
-            boundary = BoundaryOf(field);
-        }
-        binary = binary || (StartsFolded(field, "Content-Transfer-Encoding:") &&
-                            (Contains(field, "binary") || Contains(field, "8bit")));
+// Of `text` and as much behind it as is needed; `text` is what follows then.
+MailHeader MessageFile::TakeHeader(std::string_view& text) {
+    constexpr std::size_t kMostOfHeader = std::size_t{1} << 20;
+    held_ = std::string(text);
+    std::size_t size = HeaderSize(held_, 0);
+    while (size == held_.npos && held_.size() <= kMostOfHeader) {
+        const std::size_t line = held_.rfind('\n') + 1;
+        const ByteView piece = file_.Next();
+        if (piece.empty()) throw Error(CRYPT_E_STREAM_INSUFFICIENT_DATA);
+        held_ += TextOf(piece);
+        size = HeaderSize(held_, line);
     }
-    if (!boundary.empty() && !content_) return TakeParts(boundary, text);
-    if (binary) base64_.reset();
+    if (size > kMostOfHeader) throw Error(CRYPT_E_BAD_ENCODE, kUnclearHeader.english);
+    text = std::string_view(held_).substr(size);
+    return ReadMailHeader(std::string_view(held_).substr(0, size));
 }
 
-// The second part is an entity of its own, which may lie far behind.
-void MessageFile::TakeParts(const std::string& boundary, std::string_view& text) {
-    const SignedParts parts = FindSignedParts(name_, boundary);
+// People are shown what is neither a message nor of two parts; it may hold anything.
+void MessageFile::TakeMail(std::string_view& text) {
+    form_ = Form::Mime;
+    MailHeader header = TakeHeader(text);
+    if (header.type == "multipart/signed") {
+        header = TakeParts(header, text);
+        if (header.type.empty()) header.type = "application/";
+    }
+    if (!header.type.starts_with("application/")) {
+        throw Error(CRYPT_E_BAD_ENCODE, kNoMessagePart.english);
+    }
+    if (IsAmong(header.encoding, {"binary", "8bit"})) {
+        base64_.reset();
+    } else if (!IsAmong(header.encoding, {"", "7bit", "base64"})) {
+        throw Error(CRYPT_E_BAD_ENCODE, kUnclearHeader.english);
+    }
+}
+
+// The second part is an entity of its own, which may lie far behind: its header.
+MailHeader MessageFile::TakeParts(const MailHeader& header, std::string_view& text) {
+    const bool plain = IsAmong(header.encoding, {"", "7bit", "8bit", "binary"});  // RFC 2045 6.4
+    if (header.boundary.empty() || !plain) {
+        throw Error(CRYPT_E_BAD_ENCODE, kUnclearHeader.english);
+    }
+    const SignedParts parts = FindSignedParts(name_, header.boundary, file_.Taken() - text.size());
     content_ = parts.content;
-    while (file_.Taken() <= parts.signature.begin && !first_.empty()) first_ = file_.Next();
-    const std::uint64_t start = file_.Taken() - first_.size();
+    while (file_.Taken() <= parts.signature.begin) {
+        text = TextOf(file_.Next());
+        if (text.empty()) break;
+    }
+    const std::uint64_t start = file_.Taken() - text.size();
     const std::uint64_t skipped =
-        std::min<std::uint64_t>(parts.signature.begin - start, first_.size());
-    text = TextOf(first_.subspan(static_cast<std::size_t>(skipped)));
-    TakeHeaders(text);
+        std::min<std::uint64_t>(parts.signature.begin - start, text.size());
+    text.remove_prefix(static_cast<std::size_t>(skipped));
+    return TakeHeader(text);
 }
 
 void MessageFile::TakeTail(std::string_view text) {

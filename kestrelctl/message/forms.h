@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "kestrelctl/message/mail_header.h"
 #include "kestrelctl/message/multipart.h"
 #include "kestrelctl/message/wide_text.h"
 #include "platform/base/bytes.h"
@@ -18,13 +19,13 @@ enum class Form : std::uint8_t { Der, Base64, Pem, Mime };
 const char* NameOf(Form form);
 
 // Told by the first octets: a SEQUENCE is DER (or BER), "-----BEGIN " armour, a header line an
-// S/MIME entity whose body is the message, or one of two parts; anything else is BASE64. Text may
-// begin with the UTF-8 mark and with blanks; header lines have to lie in the first piece. Armour
-// and BASE64 may be UTF-16, too.
+// S/MIME entity whose body is the message, or one of two parts; anything else is BASE64. Armour and
+// BASE64 may begin with the UTF-8 mark and with blanks, and may be UTF-16, too. A mail begins with
+// its header: behind an empty line it would be text to whoever reads mail.
 class MessageFile {
   public:
     // Throws the system's reason for a file that cannot be read, CRYPT_E_BAD_ENCODE for text
-    // that is none of these.
+    // that is none of these, CRYPT_E_STREAM_INSUFFICIENT_DATA for a header without its end.
     explicit MessageFile(const std::string& name);
     // Empty at the end; the view lives until the next call. Throws CRYPT_E_BAD_ENCODE, also for
     // text behind the message, and CRYPT_E_STREAM_INSUFFICIENT_DATA for armour without its end.
@@ -44,8 +45,9 @@ class MessageFile {
     void TakeTail(std::string_view text);
     void CheckTail() const;
     void TakeHead(std::string_view& text);
-    void TakeHeaders(std::string_view& text);
-    void TakeParts(const std::string& boundary, std::string_view& text);
+    void TakeMail(std::string_view& text);
+    MailHeader TakeHeader(std::string_view& text);
+    MailHeader TakeParts(const MailHeader& header, std::string_view& text);
 
     std::string name_;
     platform::PieceReader file_;
@@ -54,6 +56,7 @@ class MessageFile {
     Form form_ = Form::Der;
     std::string label_;
     std::unique_ptr<platform::Base64Reader> base64_;  // null: the octets as they stand
+    std::string held_;  // the header of a mail, and what was read with it
     std::string tail_;  // text from the end of the BASE64 on; not of mail, where others write on
     platform::Bytes decoded_;
     platform::ByteView first_;

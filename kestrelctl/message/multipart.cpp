@@ -5,8 +5,6 @@
 #include <vector>
 
 #include "platform/base/error.h"
-#include "platform/base/text.h"
-#include "platform/der/der.h"
 #include "platform/stores/piece_reader.h"
 
 namespace kestrelctl::message {
@@ -16,59 +14,88 @@ using platform::ByteView;
 
 constexpr std::size_t kBoundaries = 3;  // around two parts
 
+[[noreturn]] void NotTwoParts() { throw platform::Error(CRYPT_E_BAD_ENCODE, kNotTwoParts.english); }
+
 // A line that is a boundary.
 struct Mark {
     std::uint64_t begin;  // of the line break in front of it, which is its own
     std::uint64_t end;    // of the line
 };
 
-// Lines of any length: no more of one is held than a boundary has.
+// Lines of any length: no more of one is held than a boundary has. Of a line that begins like a
+// boundary everything is looked at: to some readers it is one whatever follows (RFC 2046 5.1.1).
 class BoundaryScanner {
   public:
-    explicit BoundaryScanner(const std::string& boundary) : wanted_("--" + boundary) {}
+    BoundaryScanner(const std::string& boundary, std::uint64_t body)
+        : wanted_("--" + boundary), position_(body), breakBegin_(body) {}
     void Feed(ByteView piece);
-    void Finish() { EndLine(); }
+    void Finish();
     [[nodiscard]] const std::vector<Mark>& Marks() const { return marks_; }
 
   private:
+    void Take(char octet);
     void EndLine();
-    [[nodiscard]] bool IsBoundary() const;
 
     std::string wanted_;
     std::string line_;
-    std::uint64_t position_ = 0;
-    std::uint64_t breakBegin_ = 0;  // of the line break in front of this line
-    bool carriage_ = false;         // the octet before was CR
+    bool begun_ = false;   // the line begins like a boundary
+    bool blanks_ = false;  // behind what is held
+    std::uint64_t position_;
+    std::uint64_t breakBegin_;  // of the line break in front of this line
+    bool carriage_ = false;     // the octet before was CR
+    bool halfBreak_ = false;    // the line in front ended with CR alone
     std::vector<Mark> marks_;
 };
 
+// To some readers CR alone ends a line, too.
 void BoundaryScanner::Feed(ByteView piece) {
     for (const std::uint8_t octet : piece) {
+        if (carriage_ && octet != '\n') {
+            halfBreak_ = true;
+            EndLine();
+            halfBreak_ = true;  // of the next line, too
+        }
         ++position_;
         if (octet == '\n') {
             EndLine();
             breakBegin_ = position_ - (carriage_ ? 2 : 1);
-        } else if (line_.size() < wanted_.size() + 4) {
-            line_ += static_cast<char>(octet);
+        } else if (octet != '\r') {
+            Take(static_cast<char>(octet));
         }
         carriage_ = octet == '\r';
     }
 }
 
-bool BoundaryScanner::IsBoundary() const {
-    if (!line_.starts_with(wanted_)) return false;
-    std::string_view rest = std::string_view(line_).substr(wanted_.size());
-    if (rest.starts_with("--")) rest.remove_prefix(2);
-    return rest.find_first_not_of(" \t\r") == rest.npos;
+void BoundaryScanner::Take(char octet) {
+    if (line_.size() < wanted_.size()) {
+        line_ += octet;
+        begun_ = line_ == wanted_;
+    } else if (begun_ && (octet == ' ' || octet == '\t')) {
+        blanks_ = true;
+    } else if (begun_ && blanks_) {
+        NotTwoParts();
+    } else if (begun_ && line_.size() < wanted_.size() + 3) {
+        line_ += octet;
+    }
 }
 
+// Two openings and a close, in that order.
 void BoundaryScanner::EndLine() {
-    if (IsBoundary()) {
-        if (marks_.size() == kBoundaries)
-            throw platform::Error(CRYPT_E_BAD_ENCODE, kNotTwoParts.english);
+    if (begun_) {
+        const bool last = marks_.size() == kBoundaries - 1;
+        const bool fits = line_ == wanted_ + (last ? "--" : "");
+        if (!fits || halfBreak_ || marks_.size() == kBoundaries) NotTwoParts();
         marks_.push_back({breakBegin_, position_});
     }
     line_.clear();
+    begun_ = false;
+    blanks_ = false;
+    halfBreak_ = false;
+}
+
+void BoundaryScanner::Finish() {
+    EndLine();
+    if (marks_.size() != kBoundaries) NotTwoParts();
 }
 
 // The piece that lies in the range, of one that begins at `at`.
@@ -81,28 +108,15 @@ ByteView Within(ByteView piece, std::uint64_t at, const Range& range) {
 
 }  // namespace
 
-std::string BoundaryOf(std::string_view field) {
-    constexpr std::string_view kName = "boundary=";
-    for (; field.size() > kName.size(); field.remove_prefix(1)) {
-        if (!platform::SameName(field.substr(0, kName.size()), kName)) continue;
-        field.remove_prefix(kName.size());
-        if (!field.starts_with('"'))
-            return std::string(field.substr(0, field.find_first_of("; \t")));
-        field.remove_prefix(1);
-        return std::string(field.substr(0, field.find('"')));
-    }
-    return {};
-}
-
-SignedParts FindSignedParts(const std::string& file, const std::string& boundary) {
+SignedParts FindSignedParts(const std::string& file, const std::string& boundary,
+                            std::uint64_t body) {
     platform::PieceReader pieces(file);
-    BoundaryScanner scanner(boundary);
-    for (ByteView piece = pieces.Next(); !piece.empty(); piece = pieces.Next()) scanner.Feed(piece);
+    BoundaryScanner scanner(boundary, body);
+    for (ByteView piece = pieces.Next(); !piece.empty(); piece = pieces.Next()) {
+        scanner.Feed(Within(piece, pieces.Taken() - piece.size(), {body, pieces.Taken()}));
+    }
     scanner.Finish();
     const auto& marks = scanner.Marks();
-    if (boundary.empty() || marks.size() != kBoundaries) {
-        throw platform::Error(CRYPT_E_BAD_ENCODE, kNotTwoParts.english);
-    }
     return {{marks[0].end, std::max(marks[0].end, marks[1].begin)},
             {marks[1].end, std::max(marks[1].end, marks[2].begin)}};
 }

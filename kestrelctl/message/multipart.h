@@ -29,14 +29,20 @@ struct TextFault {
 };
 inline constexpr TextFault kNotTwoParts = {"a mail without exactly two whole parts",
                                            "в письме не ровно две целые части"};
+inline constexpr TextFault kUnclearHeader = {
+    "the header of a mail that tells no two readers the same",
+    "заголовок письма, который разные программы поймут по-разному"};
+inline constexpr TextFault kNoMessagePart = {"a mail of a type that holds no message",
+                                             "письмо такого типа не содержит сообщения"};
 inline constexpr TextFault kTextBehind = {"text behind", "за сообщением есть текст"};
+inline constexpr TextFault kTextFaults[] = {kNotTwoParts, kUnclearHeader, kNoMessagePart,
+                                            kTextBehind};
 
-// The boundary of a header field, or empty (RFC 2046 5.1.1).
-std::string BoundaryOf(std::string_view field);
-
-// Reads the file once. Throws CRYPT_E_BAD_ENCODE when it has not exactly two parts, and what
+// Reads the file once; its parts lie from `body` on. Throws CRYPT_E_BAD_ENCODE when it has not
+// exactly two parts and their end, or a line that only some readers take for a boundary, and what
 // reading it throws.
-SignedParts FindSignedParts(const std::string& file, const std::string& boundary);
+SignedParts FindSignedParts(const std::string& file, const std::string& boundary,
+                            std::uint64_t body);
 
 // The part as it was signed: with the line ends of mail, whatever the file has (RFC 8551 3.1.1).
 void FeedCanonical(const std::string& file, const Range& range,

@@ -35,11 +35,14 @@ bool IsCode(const Error& error, LONG code) { return error.Code() == static_cast<
 
 // ---- what the message says of itself ---------------------------------------------
 
-// The one value of an attribute that may stand once; none when it is not there.
+// The one value of an attribute that may stand once; none when it is not there. Throws
+// CRYPT_E_ASN1_CORRUPT for one without any.
 std::optional<Bytes> ValueOf(const platform::SignerInfo& signer, std::string_view oid) {
     for (const Bytes& encoded : *signer.signedAttributes) {
         const platform::AttributeView attribute = platform::ParseAttribute(encoded);
-        if (attribute.oid == oid && !attribute.values.empty()) return attribute.values.front();
+        if (attribute.oid != oid) continue;
+        if (attribute.values.empty()) throw Error(CRYPT_E_ASN1_CORRUPT);
+        return attribute.values.front();
     }
     return std::nullopt;
 }
@@ -88,6 +91,14 @@ void CheckProtection(const platform::SignerInfo& signer, Findings& findings) {
     }
 }
 
+// The claim counts for nothing, but a damaged one was not made by an honest signer.
+void CheckTime(const platform::SignerInfo& signer, Findings& findings) {
+    const bool claimed = ValueOf(signer, szOID_RSA_signingTime).has_value();
+    if (claimed && !SigningTimeOf(signer)) {
+        findings.Add(Reason::AttributeWrong, IdentifierName(szOID_RSA_signingTime));
+    }
+}
+
 // False when nothing can be said of the signature.
 bool CheckContent(const Record& record, const platform::SignerInfo& signer, Findings& findings) {
     if (!record.signedBody->ContentComplete()) {
@@ -115,7 +126,10 @@ bool CheckForm(const Record& record, const platform::SignerInfo& signer, Finding
         const std::string twice = RepeatedAttribute(signer);
         if (!twice.empty()) findings.Add(Reason::AttributeTwice, twice);
         CheckUnsigned(signer, findings);
-        if (signer.signedAttributes) CheckProtection(signer, findings);
+        if (signer.signedAttributes) {
+            CheckProtection(signer, findings);
+            CheckTime(signer, findings);
+        }
         return CheckContent(record, signer, findings);
     } catch (const Error&) {
         findings.Add(Reason::AttributeWrong);

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "kestrelctl/cli.h"
 #include "kestrelctl/message/demands.h"
 #include "kestrelctl/message/reader.h"
 #include "platform/base/error.h"
@@ -57,7 +58,7 @@ bool IsCut(const Error& error) {
 }
 
 std::string DetailOf(const Error& error, bool russian) {
-    for (const TextFault& fault : {kNotTwoParts, kTextBehind}) {
+    for (const TextFault& fault : kTextFaults) {
         if (russian && error.Detail() == fault.english) return fault.russian;
     }
     return error.Detail();
@@ -155,10 +156,8 @@ void JudgeParts(Judge& judge, const Pair& pair, MessageVerdict& message) {
     }
 }
 
-}  // namespace
-
-MessageVerdict Verify(Judge& judge, const std::string& file, const Demands& demands,
-                      const ContentSink& sink) {
+MessageVerdict ReadAndJudge(Judge& judge, const std::string& file, const Demands& demands,
+                            const ContentSink& sink) {
     MessageVerdict message;
     message.file = file;
     const Pair pair = PairOf(file, demands);
@@ -172,6 +171,26 @@ MessageVerdict Verify(Judge& judge, const std::string& file, const Demands& dema
     message.record.signedBody.reset();  // its attributes are many times the rest
     JudgeDemands(demands, message);
     return message;
+}
+
+}  // namespace
+
+// What nobody foresaw in one file keeps no other from being looked at. Faults of stores and of the
+// output are no file's, and end the run.
+MessageVerdict Verify(Judge& judge, const std::string& file, const Demands& demands,
+                      const ContentSink& sink) {
+    try {
+        return ReadAndJudge(judge, file, demands, sink);
+    } catch (const Error&) {
+        throw;
+    } catch (const Failure&) {
+        throw;
+    } catch (const std::exception& error) {
+        MessageVerdict message;
+        message.file = file;
+        message.findings.Add(Reason::CannotRead, error.what());
+        return message;
+    }
 }
 
 Verdict VerdictOf(const MessageVerdict& message) { return message.findings.Worst(); }
