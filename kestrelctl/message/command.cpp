@@ -19,8 +19,16 @@ using message::MessageVerdict;
 using message::Verdict;
 
 constexpr const char* kForOneFile[] = {"content", "output", "report"};
+constexpr const char* kOfNames[] = {"content", "dir", "output", "report"};
 
 void CheckOptions(const Arguments& arguments) {
+    // A script's variable that is not set must not count as an option that is not given.
+    for (const char* option : kOfNames) {
+        const std::string* name = arguments.Find(option);
+        if (name != nullptr && name->empty()) {
+            throw UsageError(std::string("'--") + option + "' needs a name");
+        }
+    }
     if (arguments.Json() && arguments.Has("jsonl")) {
         throw UsageError("'--json' and '--jsonl' are two forms of one thing");
     }

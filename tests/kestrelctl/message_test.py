@@ -573,7 +573,9 @@ class Uses(MessageCase):
     def test_bad_command_lines(self):
         self.write("m", self.signed())
         for words in (["m", "m", "--json"], ["m", "--json", "--jsonl"], ["m", "m", "--output", "o"],
-                      ["m", "--at", "soon"], ["m", "--signer", ""], ["m", "--content", "m", "--dir", "."], []):
+                      ["m", "--at", "soon"], ["m", "--signer", ""], ["m", "--content", "m", "--dir", "."], [],
+                      *(["m", option, ""] for option in ("--content", "--dir", "--output", "--report")),
+                      ["m", "--at", "2026-01-01", "--at", "2026-01-02"]):
             with self.subTest(words):
                 done = self.run_message("verify", *words)
                 self.assertEqual((done.returncode, done.stdout), (2, b""), done.stderr)
