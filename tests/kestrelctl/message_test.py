@@ -393,14 +393,16 @@ class Uses(MessageCase):
         eve = self.party("Eve", self.party("Elsewhere", uses=AUTHORITY))
         both = [signer(who, CONTENT) for who in (self.ann, eve)]
         self.write("m", self.signed(*both, who=[self.ann, eve]))
-        self.write("ann.cer", self.ann.certificate)
+        for file in ("ann.cer", "ann.CER"):
+            self.write(file, self.ann.certificate)
         for file in ("bob.cer", "Ann"):  # a name is none of a file in the folder
             self.write(file, bob.certificate)
         sha1 = hashlib.sha1(self.ann.certificate).hexdigest()
         sha256 = hashlib.sha256(self.ann.certificate).hexdigest()
         rows = [
             ([], 0, None), (["--all"], 3, "chain-incomplete"), (["--signer", "Ann"], 0, None),
-            (["--signer", "CN=ann"], 0, None), (["--signer", sha1], 0, None),
+            (["--signer", "CN=ann"], 0, None), (["--signer", "CN = Ann"], 0, None),
+            (["--signer", "ann.CER"], 0, None), (["--signer", sha1], 0, None),
             (["--signer", ":".join(sha256[i:i + 2] for i in range(0, 64, 2)).upper()], 0, None),
             (["--signer", sha1[:12]], 1, "signer-missing"), (["--signer", "An"], 1, "signer-missing"),
             (["--signer", "ann.cer"], 0, None), (["--signer", "bob.cer"], 1, "signer-missing"),
@@ -475,9 +477,12 @@ class Uses(MessageCase):
         done = self.run_message("verify", "good", "--output", "none", "--report", "nowhere/r.html")
         self.assertEqual((done.returncode, done.stdout, os.path.exists(self.path("none"))),
                          (1, b"", False))
-        done = self.run_message("verify", "good", "--output", "pipe")
-        self.assertEqual(done.returncode, 1)
-        self.assertIn(b"could wait for the verdict", done.stderr)
+        for words, told in ((["verify", "good", "--output", "pipe"], b"could wait for the verdict"),
+                            (["verify", "good", "--output", "nowhere/o"], b": nowhere/o ("),
+                            (["show", "."], b"'.' is a folder")):
+            done = self.run_message(*words)
+            self.assertEqual(done.returncode, 1)
+            self.assertIn(told, done.stderr)
 
     def test_stamps_of_other_kinds(self):
         content = stamp(self.clock, CONTENT, NOW - HOUR, hashed="sha512", named=SHA512)
@@ -572,8 +577,9 @@ class Uses(MessageCase):
 
     def test_bad_command_lines(self):
         self.write("m", self.signed())
+        self.write("two.pem", self.read("root.pem") * 2)
         for words in (["m", "m", "--json"], ["m", "--json", "--jsonl"], ["m", "m", "--output", "o"],
-                      ["m", "--at", "soon"], ["m", "--signer", ""], ["m", "--content", "m", "--dir", "."], [],
+                      ["m", "--at", "soon"], ["m", "--signer", ""], ["m", "--signer", "two.pem"], ["m", "--content", "m", "--dir", "."], [],
                       *(["m", option, ""] for option in ("--content", "--dir", "--output", "--report")),
                       ["m", "--at", "2026-01-01", "--at", "2026-01-02"]):
             with self.subTest(words):
