@@ -301,6 +301,13 @@ class Verdicts(MessageCase):
              "stamp-weak", None),
             ("no token", self.signed(signer(self.ann, CONTENT, unsigned=lambda _: [
                 attribute(SIGNATURE_STAMP, octets(b"x"))])), "bad", "stamp-malformed", None),
+            ("without a value", self.signed(signer(self.ann, CONTENT, unsigned=lambda _: [
+                attribute(SIGNATURE_STAMP)])), "bad", "stamp-malformed", None),
+            ("of the content, unsigned", self.signed(signer(self.ann, CONTENT, unsigned=lambda _: [
+                attribute(CONTENT_STAMP, stamp(self.clock, CONTENT, NOW - HOUR))])), "bad",
+             "attribute-wrong", None),
+            ("of a signature, signed", self.signed(signer(self.ann, CONTENT, [attribute(
+                SIGNATURE_STAMP, stamp(self.clock, b"other", NOW - HOUR))])), "bad", "attribute-wrong", None),
             ("two, one of other content", self.signed(signer(self.ann, CONTENT, unsigned=lambda s: [
                 attribute(SIGNATURE_STAMP, stamp(self.clock, c, NOW - HOUR)) for c in (s, b"")])),
              "bad", "stamp-imprint", None),
@@ -357,6 +364,10 @@ class Verdicts(MessageCase):
                         self.assertEqual((signed["checks"]["countersignatures"],
                                           signed["countersignatures"][0]["reason"]),
                                          ("indeterminate", "certificate-missing"))
+                    if table == self.stamps:
+                        signed = document["signers"][0]
+                        self.assertEqual((signed["checks"]["stamps"], {s["time"] is None for s in signed["stamps"]}),
+                                         (verdict, {reason == "stamp-malformed"}))
                     if other is None:
                         continue
                     if table == self.stamps:
