@@ -494,7 +494,7 @@ class Uses(MessageCase):
         self.write("t", stamp(self.clock, CONTENT, NOW - HOUR, lists=[self.clean]))
         self.write("r", response(0, self.read("t")))
         for file in "tr":
-            done = self.run_message("verify", file, "--content", "kept", "--output", "kept")
+            done = self.run_message("verify", file, "--content", "kept", "--output", "other")
             self.assertEqual((done.returncode, done.stdout, self.read("kept")), (2, b"", CONTENT))
         done = self.run_message("verify", "good", "--output", "none", "--report", "nowhere/r.html")
         self.assertEqual((done.returncode, done.stdout, os.path.exists(self.path("none"))),
@@ -505,6 +505,28 @@ class Uses(MessageCase):
             done = self.run_message(*words)
             self.assertEqual(done.returncode, 1)
             self.assertIn(told, done.stderr)
+
+    def test_nothing_that_is_read_is_written(self):
+        files = {"m": self.signed(), "in": CONTENT, "d": self.signed(content=None), "e": CONTENT,
+                 "e.sgn": self.signed(content=None), "ann.cer": self.ann.certificate}
+        for file, octets_of in files.items():
+            self.write(file, octets_of)
+        os.link(self.path("m"), self.path("hard"))
+        os.symlink("in", self.path("soft"))
+        os.symlink("new", self.path("dangling"))
+        os.symlink(".", self.path("here"))
+        beside = ["d", "--content", "in"]
+        for words in (["m", "--output", "m"], ["m", "--report", "hard"], [*beside, "--output", "soft"],
+                      [*beside, "--report", "in"], [*beside, "--output", "./d"], ["e", "--report", "e.sgn"],
+                      ["e", "--output", "e"], ["m", "--signer", "ann.cer", "--report", "here/ann.cer"],
+                      ["m", "--output", "new", "--report", "here/new"],
+                      ["m", "--output", "dangling", "--report", "new"]):
+            with self.subTest(words):
+                done = self.run_message("verify", *words)
+                self.assertEqual((done.returncode, done.stdout), (2, b""))
+                self.assertIn(b" are one file: ", done.stderr)
+        self.assertEqual({file: self.read(file) for file in files}, files)
+        self.assertEqual(self.verify("m", "--output", "in", "--report", "new")[0], 0)
 
     def test_stamps_of_other_kinds(self):
         content = stamp(self.clock, CONTENT, NOW - HOUR, hashed="sha512", named=SHA512)
