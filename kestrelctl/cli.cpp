@@ -124,6 +124,7 @@ void TakeOption(const Command& command, int count, char** words, int& i, Argumen
     const std::string name(word.substr(2, equals == word.npos ? word.npos : equals - 2));
     const Option* option = FindOption(command, name);
     if (option == nullptr) RefuseOption(command, "--" + name);
+    const bool before = arguments.Has(name);
     std::string& taken = arguments.options[name];
     if (option->value == nullptr) {
         if (equals != word.npos) throw UsageError("option '--" + name + "' takes no value");
@@ -132,6 +133,7 @@ void TakeOption(const Command& command, int count, char** words, int& i, Argumen
     if (equals == word.npos && ++i >= count) {
         throw UsageError("option '--" + name + "' needs a value");
     }
+    if (before && !option->repeats) throw UsageError("option '--" + name + "' is given twice");
     char* value = equals == word.npos ? words[i] : words[i] + equals + 1;
     if (option->repeats) arguments.lists[name].emplace_back(value);
     platform::Wipe(taken);

@@ -169,8 +169,8 @@ constexpr Command kCommands[] = {
      {{"json", nullptr, "print it as JSON (docs/verdicts.md)"}}, MessageShow},
     {"message", "verify", "FILE...", 1, kMany,
      "Says who signed a message, when, and whether each part of that is proven.\n\n"
-     "FILE is a signed message, a file with its signature beside it in FILE.sgn, or that\n"
-     "signature. Without --signer and --all, one signer has to be good and none may be bad.\n"
+     "FILE is a signed message, a file with its signature in FILE.sgn, beside it or else in the\n"
+     "current folder, or that signature. Without --signer and --all, one signer has to be good and none may be bad.\n"
      "Exit status 0: good, 1: bad, 3: indeterminate, the worst of several files.",
      {{"content", "FILE", "the content that a signature without one is for"},
       {"dir", "FOLDER", "where the signatures FILE.sgn are"},

@@ -2,11 +2,15 @@
 #include <algorithm>
 #include <cstdio>
 #include <optional>
+#include <utility>
+#include <vector>
 
 #include "kestrelctl/commands.h"
 #include "kestrelctl/message/content_file.h"
 #include "kestrelctl/message/demands.h"
+#include "kestrelctl/message/pair.h"
 #include "kestrelctl/message/report.h"
+#include "kestrelctl/message/same_file.h"
 #include "kestrelctl/message/verdict_document.h"
 #include "kestrelctl/message/verify.h"
 #include "kestrelctl/text_forms.h"
@@ -19,8 +23,16 @@ using message::MessageVerdict;
 using message::Verdict;
 
 constexpr const char* kForOneFile[] = {"content", "output", "report"};
+constexpr const char* kOfNames[] = {"content", "dir", "output", "report"};
 
 void CheckOptions(const Arguments& arguments) {
+    // A script's variable that is not set must not count as an option that is not given.
+    for (const char* option : kOfNames) {
+        const std::string* name = arguments.Find(option);
+        if (name != nullptr && name->empty()) {
+            throw UsageError(std::string("'--") + option + "' needs a name");
+        }
+    }
     if (arguments.Json() && arguments.Has("jsonl")) {
         throw UsageError("'--json' and '--jsonl' are two forms of one thing");
     }
@@ -54,6 +66,34 @@ message::Demands DemandsOf(const Arguments& arguments) {
         demands.signers.push_back(message::WantedSigner(name));
     }
     return demands;
+}
+
+// What one run reads, by what it is to the reader of an error.
+std::vector<std::pair<std::string, std::string>> FilesRead(const std::string& file,
+                                                           const message::Demands& demands) {
+    const message::Pair pair = PairOf(file, demands);
+    std::vector<std::pair<std::string, std::string>> files{
+        {"the file", file}, {"the signature", pair.message}, {"the content", pair.content}};
+    for (const message::Wanted& wanted : demands.signers) {
+        if (wanted.certificate) files.emplace_back("a signer's certificate", wanted.name);
+    }
+    return files;
+}
+
+// Nothing that is written may take the place of what the verdict rests on, or of the other.
+void CheckFilesWritten(const Arguments& arguments, const message::Demands& demands) {
+    std::vector<std::pair<std::string, std::string>> others;
+    for (const char* option : {"output", "report"}) {
+        const std::string* name = arguments.Find(option);
+        if (name == nullptr) continue;
+        if (others.empty()) others = FilesRead(arguments.positionals[0], demands);
+        for (const auto& [what, other] : others) {
+            if (other.empty() || !message::IsSameFile(*name, other)) continue;
+            throw UsageError(std::string("'--") + option + "' and " + what + " are one file: '" +
+                             *name + "'");
+        }
+        others.emplace_back("'--output'", *name);
+    }
 }
 
 MessageVerdict VerifyOne(message::Judge& judge, const std::string& file,
@@ -97,6 +137,7 @@ int StatusOf(Verdict verdict) {
 void MessageVerify(const Arguments& arguments) {
     CheckOptions(arguments);
     const message::Demands demands = DemandsOf(arguments);
+    CheckFilesWritten(arguments, demands);
     message::Judge judge(SettingsOf(arguments));
     Verdict worst = Verdict::Good;
     for (const std::string& file : arguments.positionals) {

@@ -30,7 +30,11 @@ ContentFile::ContentFile(std::string name) : name_(std::move(name)) {
     if (IsThere(name_) && !std::filesystem::is_regular_file(name_, error)) {
         throw Failure("'" + name_ + "' is no file that could wait for the verdict");
     }
-    draft_ = platform::Draft::In(platform::FolderOf(name_));
+    try {
+        draft_ = platform::Draft::In(platform::FolderOf(name_));
+    } catch (const platform::Error& error) {
+        throw platform::Error(error.Code(), name_);  // nobody knows the draft's name
+    }
     buffer_.reserve(kBufferSize);
 }
 

@@ -10,6 +10,7 @@
 #include "platform/base/error.h"
 #include "platform/base/text.h"
 #include "platform/certs/compare.h"
+#include "platform/certs/names.h"
 #include "platform/enroll/common_name.h"
 
 namespace kestrelctl::message {
@@ -26,8 +27,11 @@ bool IsThumbprint(const std::string& text) {
 // Whoever can put files into the folder at hand must not change what a name means.
 bool LooksLikeFile(const std::string& word) {
     constexpr std::string_view kEnds[] = {".cer", ".crt", ".pem", ".der"};
-    return word.find('/') != word.npos ||
-           std::ranges::any_of(kEnds, [&](std::string_view end) { return word.ends_with(end); });
+    return word.find('/') != word.npos || std::ranges::any_of(kEnds, [&](std::string_view end) {
+               return word.size() >= end.size() &&
+                      platform::SameName(std::string_view(word).substr(word.size() - end.size()),
+                                         end);
+           });
 }
 
 // The last, which is the one below the others. Empty for a subject that is no name.
@@ -40,9 +44,21 @@ std::string CommonName(const CERT_NAME_BLOB& subject) {
     }
 }
 
+// A whole subject with blanks where `show` prints none, as `openssl` does. As given where it is
+// no subject.
+std::string SubjectText(const std::string& name) {
+    try {
+        platform::Bytes encoded = platform::TextToName(name, CERT_X500_NAME_STR);
+        return NameText({static_cast<DWORD>(encoded.size()), encoded.data()});
+    } catch (const platform::Error&) {
+        return name;
+    }
+}
+
 bool HasName(const Certificate& certificate, const std::string& name) {
     const CERT_NAME_BLOB& subject = certificate.Info().Subject;
-    return platform::SameName(NameText(subject), name) ||
+    const std::string whole = NameText(subject);
+    return platform::SameName(whole, name) || platform::SameName(whole, SubjectText(name)) ||
            platform::SameName(CommonName(subject), name);
 }
 
@@ -103,6 +119,11 @@ Wanted WantedSigner(const std::string& name) {
     if (!LooksLikeFile(name)) return {name, nullptr};
     const auto bundle = ReadBundleFile(name);
     if (bundle.certificates.empty()) throw Failure(name + " holds no certificate");
+    // Whose signature would do is not for the order in a file to say.
+    if (bundle.certificates.size() > 1) {
+        throw UsageError("'--signer' needs one certificate, and '" + name + "' holds " +
+                         std::to_string(bundle.certificates.size()));
+    }
     return {name, bundle.certificates.front()};
 }
 

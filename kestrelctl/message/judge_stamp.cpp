@@ -125,6 +125,11 @@ StampVerdict Judge::JudgeStamp(const StampPlace& place, const Record& around,
                                const ContentDigest& digest) {
     StampVerdict stamp;
     stamp.of = place.of;
+    if (place.misplaced) {
+        const bool ofContent = place.of == StampOf::Content;
+        stamp.findings.Add(Reason::AttributeWrong,
+                           IdentifierName(ofContent ? kContentStampOid : kSignatureStampOid));
+    }
     try {
         const Record token = ReadMessageOctets(place.token);
         JudgeTokenRecord(token, &around, digest, stamp);

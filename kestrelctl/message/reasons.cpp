@@ -17,6 +17,8 @@ constexpr ReasonRow kRows[] = {
      "this is no message, or a damaged one", "это не сообщение, или оно повреждено"},
     {CutShort, "cut-short", Bad, Check::Message,
      "the message ends too early", "сообщение оборвано"},
+    {NoSignature, "no-signature", Indeterminate, Check::Message,
+     "no signature of the file was found", "подпись файла не найдена"},
     {NotSigned, "not-signed", Bad, Check::Message,
      "a message of this kind is signed by nobody", "сообщения этого вида никем не подписаны"},
     {NoSigner, "no-signer", Bad, Check::Message,

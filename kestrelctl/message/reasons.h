@@ -30,6 +30,7 @@ enum class Reason : std::uint8_t {
     CannotRead,
     Malformed,
     CutShort,
+    NoSignature,
     NotSigned,
     NoSigner,
     TooManySigners,

@@ -1,4 +1,6 @@
 // kestrelctl message show: what is in a message. No key is needed, and nothing is judged.
+#include <filesystem>
+
 #include "kestrelctl/commands.h"
 #include "kestrelctl/message/describe.h"
 #include "kestrelctl/message/reader.h"
@@ -9,6 +11,8 @@ namespace kestrelctl {
 void MessageShow(const Arguments& arguments) {
     const std::string& file = arguments.positionals[0];
     message::Value document;
+    std::error_code none;
+    if (std::filesystem::is_directory(file, none)) throw Failure("'" + file + "' is a folder");
     try {
         document = message::Describe(file, message::ReadMessageFile(file, {}));
     } catch (const platform::Error& error) {

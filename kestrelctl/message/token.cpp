@@ -22,9 +22,26 @@ bool HasCritical(ByteView extensions) {
     return false;
 }
 
-void AddStamps(const std::vector<Bytes>& attributes, const char* oid, StampOf of,
+// A damaged attribute is told by whoever judges the signer.
+std::optional<platform::AttributeView> Readable(const Bytes& encoded) {
+    try {
+        return platform::ParseAttribute(encoded);
+    } catch (const platform::Error&) {
+        return std::nullopt;
+    }
+}
+
+void AddStamps(const std::vector<Bytes>& attributes, StampOf place,
                std::vector<StampPlace>& stamps) {
-    for (Bytes& value : ValuesOf(attributes, oid)) stamps.push_back({of, std::move(value)});
+    for (const Bytes& encoded : attributes) {
+        const auto attribute = Readable(encoded);
+        if (!attribute) continue;
+        const bool ofContent = attribute->oid == kContentStampOid;
+        if (!ofContent && attribute->oid != kSignatureStampOid) continue;
+        const StampOf of = ofContent ? StampOf::Content : StampOf::Signature;
+        if (attribute->values.empty()) stamps.push_back({of, of != place, {}});
+        for (const Bytes& value : attribute->values) stamps.push_back({of, of != place, value});
+    }
 }
 
 }  // namespace
@@ -53,10 +70,8 @@ StampFacts ReadTstInfo(ByteView encoded) {
 
 std::vector<StampPlace> StampsOf(const platform::SignerInfo& signer) {
     std::vector<StampPlace> stamps;
-    if (signer.signedAttributes) {
-        AddStamps(*signer.signedAttributes, kContentStampOid, StampOf::Content, stamps);
-    }
-    AddStamps(signer.unsignedAttributes, kSignatureStampOid, StampOf::Signature, stamps);
+    if (signer.signedAttributes) AddStamps(*signer.signedAttributes, StampOf::Content, stamps);
+    AddStamps(signer.unsignedAttributes, StampOf::Signature, stamps);
     return stamps;
 }
 

@@ -21,11 +21,13 @@ struct StampFacts {
 // From a TSTInfo. Throws CRYPT_E_ASN1_BADTAG, _EOD or _CORRUPT.
 StampFacts ReadTstInfo(platform::ByteView der);
 
-// The tokens in the attributes of a signer.
+// The tokens in the attributes of a signer. One over the content belongs among the signed ones,
+// one over the signature among the others (RFC 5126 6.1.1, 5.11.4).
 enum class StampOf : std::uint8_t { Content, Signature, Token };
 struct StampPlace {
     StampOf of;
-    platform::Bytes token;
+    bool misplaced;         // it stands where the other kind belongs
+    platform::Bytes token;  // empty: an attribute without a value
 };
 const char* NameOf(StampOf of);  // the word for documents
 std::vector<StampPlace> StampsOf(const platform::SignerInfo& signer);

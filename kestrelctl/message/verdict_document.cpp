@@ -177,6 +177,11 @@ std::string Sentence(const Finding& finding, bool russian) {
 
 Verdict WorstOf(const SignerVerdict& signer, Check check) {
     Verdict worst = signer.findings.WorstOf(check);
+    if (check == Check::Stamps) {
+        for (const StampVerdict& one : signer.stamps) {
+            worst = std::max(worst, one.findings.Worst());
+        }
+    }
     if (check != Check::Countersignatures) return worst;
     for (const Countersignature& one : signer.countersignatures) {
         worst = std::max(worst, one.findings.Worst());

@@ -6,6 +6,7 @@
 
 #include "kestrelctl/cli.h"
 #include "kestrelctl/message/demands.h"
+#include "kestrelctl/message/pair.h"
 #include "kestrelctl/message/reader.h"
 #include "platform/base/error.h"
 
@@ -16,41 +17,12 @@ using platform::Bytes;
 using platform::ByteView;
 using platform::Error;
 
-constexpr const char* kExtension = ".sgn";
 // Each costs the checks of a signature and a chain.
 constexpr std::size_t kMostSigners = 1'000;
-
-bool Exists(const std::string& name) {
-    std::error_code error;
-    return std::filesystem::exists(name, error);
-}
 
 bool IsOrdinary(const std::string& name) {
     std::error_code error;
     return std::filesystem::is_regular_file(name, error);
-}
-
-// A file and the one with its signature; `content` empty: the message has its own.
-struct Pair {
-    std::string message;
-    std::string content;
-    bool named = false;  // the content was named by the user, who wants that file proven
-};
-
-// The rows of docs/verdicts.md, "Which file is what".
-Pair PairOf(const std::string& file, const Demands& demands) {
-    if (!demands.content.empty()) return {file, demands.content, true};
-    const std::filesystem::path path(file);
-    if (file.ends_with(kExtension)) {
-        const std::string content = file.substr(0, file.size() - std::string(kExtension).size());
-        return {file, Exists(content) ? content : std::string(), false};
-    }
-    if (!demands.folder.empty()) {
-        const auto name = std::filesystem::path(demands.folder) / path.filename();
-        return {name.string() + kExtension, file, true};
-    }
-    const std::string beside = file + kExtension;
-    return Exists(beside) ? Pair{beside, file, true} : Pair{file, {}, false};
 }
 
 bool IsCut(const Error& error) {
@@ -78,6 +50,40 @@ void AddFault(const Error& error, Findings& findings) {
                           : ofContent  ? Reason::Malformed
                                        : Reason::CannotRead;
     findings.Add(reason, {TextOf(error, false), TextOf(error, true)});
+}
+
+bool IsMissing(const std::string& name) {
+    std::error_code error;
+    return std::filesystem::status(name, error).type() == std::filesystem::file_type::not_found;
+}
+
+// The file is there, and no signature of it.
+bool LacksSignature(const Pair& pair, const Demands& demands) {
+    return !demands.folder.empty() && pair.named && IsMissing(pair.message) &&
+           !IsMissing(pair.content);
+}
+
+// What could not be read as a message is none where it does not even begin as one. A pipe has
+// gone by.
+bool IsNoMessage(const Pair& pair) {
+    if (!pair.alone || !IsOrdinary(pair.message)) return false;
+    try {
+        return !BeginsAsMessage(pair.message);
+    } catch (const Error&) {
+        return false;
+    }
+}
+
+// The system's own word is that there is no permission.
+void AddReadFault(const Pair& pair, const Error& error, Findings& findings) {
+    for (const std::string& name : {pair.message, pair.content}) {
+        std::error_code ignored;
+        if (!std::filesystem::is_directory(name, ignored)) continue;
+        return findings.Add(Reason::CannotRead, Detail("a folder", "папка").Of(name));
+    }
+    const bool ofContent = (error.Code() >> 16) == 0x8009;
+    if (ofContent && IsNoMessage(pair)) return findings.Add(Reason::NoSignature);
+    AddFault(error, findings);
 }
 
 void Read(const Pair& pair, const ContentSink& sink, MessageVerdict& message) {
@@ -138,7 +144,7 @@ void JudgeParts(Judge& judge, const Pair& pair, MessageVerdict& message) {
             message.findings.Add(Reason::NotSigned, {"status " + status, "ответ " + status});
         }
         // Anybody gets a stamp for anything: it is no signature where one is looked for.
-        if (pair.message.ends_with(kExtension)) {
+        if (IsSignatureName(pair.message)) {
             message.findings.Add(Reason::NotSigned,
                                  {NameOf(record.kind), KindWords(record.kind, true)});
         }
@@ -161,10 +167,14 @@ MessageVerdict ReadAndJudge(Judge& judge, const std::string& file, const Demands
     MessageVerdict message;
     message.file = file;
     const Pair pair = PairOf(file, demands);
+    if (LacksSignature(pair, demands)) {
+        message.findings.Add(Reason::NoSignature, pair.message);
+        return message;
+    }
     try {
         Read(pair, sink, message);
     } catch (const Error& error) {
-        AddFault(error, message.findings);
+        AddReadFault(pair, error, message.findings);
         return message;
     }
     JudgeParts(judge, pair, message);

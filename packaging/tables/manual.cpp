@@ -104,8 +104,8 @@ constexpr struct {
      "each part of that is proven."},
     {"-vsignf",
      "Any certificate that a signature brings along will do. Whether it is the one of a given "
-     "signer, and trusted, is told by kestrelctl message verify --dir, which takes the same "
-     "files."},
+     "signer, and trusted, is told by kestrelctl message verify, which takes the same files and "
+     "--dir. Without it, a signature beside a file comes before one in the current folder."},
 };
 
 std::string NotesOn(const std::string& word) {

@@ -191,8 +191,9 @@ class Verdicts(MessageCase):
              "indeterminate", "weak-algorithm", None),
             ("another digest than announced", self.signed(digests=[SHA512]), "indeterminate",
              "algorithm-unknown", None),
-            ("text", b"plain text", "bad", "malformed", False),
-            ("nothing", b"", "bad", "cut-short", False),
+            ("text", b"plain text", "indeterminate", "no-signature", False),
+            ("nothing", b"", "indeterminate", "no-signature", False),
+            ("a sequence of something else", sequence(integer(1)), "indeterminate", "no-signature", False),
             ("another type of message", sequence(oid("1.2.3.4")), "bad", "malformed", False),
             ("octets behind", self.signed() + b"\0", "bad", "malformed", None),
             ("armour", armour(self.signed()), "good", None, None),
@@ -201,7 +202,7 @@ class Verdicts(MessageCase):
              "malformed", None),
             ("half a character", base64.encodebytes(self.signed()).decode().encode("utf-16-be") + b"\0",
              "bad", "malformed", None),
-            ("beyond ASCII", ("\u0439" + base64.b64encode(self.signed()).decode()).encode("utf-16"), "bad",
+            ("beyond ASCII", (base64.b64encode(self.signed()[:60]).decode() + "\u0439").encode("utf-16"), "bad",
              "malformed", None),
             ("text behind armour", armour(self.signed()) + b"Pay", "bad", "malformed", None),
             ("another end", armour(self.signed(), b"PKCS7"), "bad", "malformed", None),
@@ -308,6 +309,13 @@ class Verdicts(MessageCase):
              "stamp-weak", None),
             ("no token", self.signed(signer(self.ann, CONTENT, unsigned=lambda _: [
                 attribute(SIGNATURE_STAMP, octets(b"x"))])), "bad", "stamp-malformed", None),
+            ("without a value", self.signed(signer(self.ann, CONTENT, unsigned=lambda _: [
+                attribute(SIGNATURE_STAMP)])), "bad", "stamp-malformed", None),
+            ("of the content, unsigned", self.signed(signer(self.ann, CONTENT, unsigned=lambda _: [
+                attribute(CONTENT_STAMP, stamp(self.clock, CONTENT, NOW - HOUR))])), "bad",
+             "attribute-wrong", None),
+            ("of a signature, signed", self.signed(signer(self.ann, CONTENT, [attribute(
+                SIGNATURE_STAMP, stamp(self.clock, b"other", NOW - HOUR))])), "bad", "attribute-wrong", None),
             ("two, one of other content", self.signed(signer(self.ann, CONTENT, unsigned=lambda s: [
                 attribute(SIGNATURE_STAMP, stamp(self.clock, c, NOW - HOUR)) for c in (s, b"")])),
              "bad", "stamp-imprint", None),
@@ -366,6 +374,10 @@ class Verdicts(MessageCase):
                         self.assertEqual((signed["checks"]["countersignatures"],
                                           signed["countersignatures"][0]["reason"]),
                                          ("indeterminate", "certificate-missing"))
+                    if table == self.stamps:
+                        signed = document["signers"][0]
+                        self.assertEqual((signed["checks"]["stamps"], {s["time"] is None for s in signed["stamps"]}),
+                                         (verdict, {reason == "stamp-malformed"}))
                     if other is None:
                         continue
                     if table == self.stamps:
@@ -392,8 +404,8 @@ class Verdicts(MessageCase):
             self.write(names[-1], whole[:at])
         _, found = self.documents("verify", *names, line="--jsonl")
         self.assertEqual([d["file"] for d in found], names)
-        cut = {d["reason"] for d in found if d["file"].startswith("cut")}
-        self.assertEqual(cut, {"cut-short"})
+        cut = [d["reason"] for d in found if d["file"].startswith("cut")]
+        self.assertEqual(cut, ["no-signature"] + ["cut-short"] * (len(cut) - 1))
         good = {d["file"] for d in found if d["verdict"] == "good"}
         self.assertEqual(good, {f"bit{at}" for at in unsigned})
 
@@ -408,14 +420,16 @@ class Uses(MessageCase):
         eve = self.party("Eve", self.party("Elsewhere", uses=AUTHORITY))
         both = [signer(who, CONTENT) for who in (self.ann, eve)]
         self.write("m", self.signed(*both, who=[self.ann, eve]))
-        self.write("ann.cer", self.ann.certificate)
+        for file in ("ann.cer", "ann.CER"):
+            self.write(file, self.ann.certificate)
         for file in ("bob.cer", "Ann"):  # a name is none of a file in the folder
             self.write(file, bob.certificate)
         sha1 = hashlib.sha1(self.ann.certificate).hexdigest()
         sha256 = hashlib.sha256(self.ann.certificate).hexdigest()
         rows = [
             ([], 0, None), (["--all"], 3, "chain-incomplete"), (["--signer", "Ann"], 0, None),
-            (["--signer", "CN=ann"], 0, None), (["--signer", sha1], 0, None),
+            (["--signer", "CN=ann"], 0, None), (["--signer", "CN = Ann"], 0, None),
+            (["--signer", "ann.CER"], 0, None), (["--signer", sha1], 0, None),
             (["--signer", ":".join(sha256[i:i + 2] for i in range(0, 64, 2)).upper()], 0, None),
             (["--signer", sha1[:12]], 1, "signer-missing"), (["--signer", "An"], 1, "signer-missing"),
             (["--signer", "ann.cer"], 0, None), (["--signer", "bob.cer"], 1, "signer-missing"),
@@ -448,12 +462,22 @@ class Uses(MessageCase):
         self.write("whole.sgn", self.signed())
         self.write("whole", b"something else")
         os.mkdir(self.path("kept"))
-        shutil.copy(self.path("m.sgn"), self.path("kept/other.sgn"))
+        os.mkdir(self.path("src"))
+        for name in ("kept/other.sgn", "n.sgn"):
+            shutil.copy(self.path("m.sgn"), self.path(name))
+        for name in ("src/m", "src/n"):
+            self.write(name, CONTENT)
+        self.write("plain", b"0 or more\n")
+        self.write("src/m.sgn", self.signed(signer(self.ann, b"x"), content=None))
         rows = [
             (["m"], "good", None, "m"), (["m.sgn"], "good", None, "m"),
             (["m.sgn", "--content", "other"], "bad", "content-changed", "other"),
             (["other", "--dir", "kept"], "bad", "content-changed", "other"),
-            (["m", "--dir", "kept"], "indeterminate", "cannot-read", None),
+            (["m", "--dir", "kept"], "indeterminate", "no-signature", None),
+            (["plain"], "indeterminate", "no-signature", None), (["src/n"], "good", None, "src/n"),
+            (["src/m"], "bad", "content-changed", "src/m"), (["src/m", "--dir", "."], "good", None, "src/m"),
+            (["gone", "--dir", "kept"], "indeterminate", "cannot-read", None),
+            (["src"], "indeterminate", "cannot-read", None),
             (["whole"], "indeterminate", "content-inside", None),
             (["whole.sgn"], "good", None, None),
             (["m.sgn", "--content", "nowhere"], "indeterminate", "cannot-read", "nowhere"),
@@ -485,14 +509,39 @@ class Uses(MessageCase):
         self.write("t", stamp(self.clock, CONTENT, NOW - HOUR, lists=[self.clean]))
         self.write("r", response(0, self.read("t")))
         for file in "tr":
-            done = self.run_message("verify", file, "--content", "kept", "--output", "kept")
+            done = self.run_message("verify", file, "--content", "kept", "--output", "other")
             self.assertEqual((done.returncode, done.stdout, self.read("kept")), (2, b"", CONTENT))
         done = self.run_message("verify", "good", "--output", "none", "--report", "nowhere/r.html")
         self.assertEqual((done.returncode, done.stdout, os.path.exists(self.path("none"))),
                          (1, b"", False))
-        done = self.run_message("verify", "good", "--output", "pipe")
-        self.assertEqual(done.returncode, 1)
-        self.assertIn(b"could wait for the verdict", done.stderr)
+        for words, told in ((["verify", "good", "--output", "pipe"], b"could wait for the verdict"),
+                            (["verify", "good", "--output", "nowhere/o"], b": nowhere/o ("),
+                            (["show", "."], b"'.' is a folder")):
+            done = self.run_message(*words)
+            self.assertEqual(done.returncode, 1)
+            self.assertIn(told, done.stderr)
+
+    def test_nothing_that_is_read_is_written(self):
+        files = {"m": self.signed(), "in": CONTENT, "d": self.signed(content=None), "e": CONTENT,
+                 "e.sgn": self.signed(content=None), "ann.cer": self.ann.certificate}
+        for file, octets_of in files.items():
+            self.write(file, octets_of)
+        os.link(self.path("m"), self.path("hard"))
+        os.symlink("in", self.path("soft"))
+        os.symlink("new", self.path("dangling"))
+        os.symlink(".", self.path("here"))
+        beside = ["d", "--content", "in"]
+        for words in (["m", "--output", "m"], ["m", "--report", "hard"], [*beside, "--output", "soft"],
+                      [*beside, "--report", "in"], [*beside, "--output", "./d"], ["e", "--report", "e.sgn"],
+                      ["e", "--output", "e"], ["m", "--signer", "ann.cer", "--report", "here/ann.cer"],
+                      ["m", "--output", "new", "--report", "here/new"],
+                      ["m", "--output", "dangling", "--report", "new"]):
+            with self.subTest(words):
+                done = self.run_message("verify", *words)
+                self.assertEqual((done.returncode, done.stdout), (2, b""))
+                self.assertIn(b" are one file: ", done.stderr)
+        self.assertEqual({file: self.read(file) for file in files}, files)
+        self.assertEqual(self.verify("m", "--output", "in", "--report", "new")[0], 0)
 
     def test_stamps_of_other_kinds(self):
         content = stamp(self.clock, CONTENT, NOW - HOUR, hashed="sha512", named=SHA512)
@@ -609,8 +658,11 @@ class Uses(MessageCase):
 
     def test_bad_command_lines(self):
         self.write("m", self.signed())
+        self.write("two.pem", self.read("root.pem") * 2)
         for words in (["m", "m", "--json"], ["m", "--json", "--jsonl"], ["m", "m", "--output", "o"],
-                      ["m", "--at", "soon"], ["m", "--signer", ""], ["m", "--content", "m", "--dir", "."], []):
+                      ["m", "--at", "soon"], ["m", "--signer", ""], ["m", "--signer", "two.pem"], ["m", "--content", "m", "--dir", "."], [],
+                      *(["m", option, ""] for option in ("--content", "--dir", "--output", "--report")),
+                      ["m", "--at", "2026-01-01", "--at", "2026-01-02"]):
             with self.subTest(words):
                 done = self.run_message("verify", *words)
                 self.assertEqual((done.returncode, done.stdout), (2, b""), done.stderr)
