@@ -40,10 +40,11 @@ std::string CommonName(const CERT_NAME_BLOB& subject) {
     }
 }
 
+// A common name may read as anybody's whole subject, which is what a name with '=' means.
 bool HasName(const Certificate& certificate, const std::string& name) {
     const CERT_NAME_BLOB& subject = certificate.Info().Subject;
-    return platform::SameName(NameText(subject), name) ||
-           platform::SameName(CommonName(subject), name);
+    const bool whole = name.find('=') != name.npos;
+    return platform::SameName(whole ? NameText(subject) : CommonName(subject), name);
 }
 
 bool Is(const Certificate& certificate, const Wanted& wanted) {
