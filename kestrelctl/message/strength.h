@@ -18,6 +18,7 @@ std::string AlgorithmName(std::string_view oid);
 struct KeyFacts {
     std::string oid;
     unsigned long bits = 0;  // 0: not known
+    bool open = false;       // RSA whose exponent is 1 or even: it keeps no secret
 };
 KeyFacts KeyOf(const CERT_PUBLIC_KEY_INFO& info);
 
