@@ -73,7 +73,8 @@ SignerVerdict Judge::JudgeSigner(const Record& record, std::size_t index,
     JudgeCertificate(around, signer);
     signer.countersignatures =
         JudgeCountersignatures(info, around, settings_.now, known_, signer.findings);
-    AddWeak(WeaknessOfDigest(signer.info.digest.oid, signer.time), signer.findings);
+    AddWeak(WeaknessOfSignature(signer.info.digest, signer.info.signatureAlgorithm, signer.time),
+            signer.findings);
     return signer;
 }
 

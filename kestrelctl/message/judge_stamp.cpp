@@ -67,7 +67,8 @@ void Judge::JudgeService(const Record& token, const Surroundings& around, StampV
         !stamp.findings.Has(Reason::StampCertificate)) {
         stamp.findings.Add(Reason::StampCertificate);
     }
-    AddWeakness(WeaknessOfDigest(signer.digest.oid, settings_.today), stamp.findings);
+    AddWeakness(WeaknessOfSignature(signer.digest, signer.signatureAlgorithm, settings_.today),
+                stamp.findings);
     AddWeakness(WeaknessOfDigest(stamp.facts->imprintAlgorithm.oid, settings_.today),
                 stamp.findings);
     if (!stamp.service) return;

@@ -129,6 +129,12 @@ bool IsOpen(const CERT_PUBLIC_KEY_INFO& info) {
     return exponent.empty() || negative || one || exponent.back() % 2 == 0;
 }
 
+std::optional<Detail> WeaknessOfMask(std::string_view algorithm, platform::ByteView parameters,
+                                     Ticks time) {
+    const auto why = WeaknessOfDigest(platform::MaskDigestUnder(algorithm, parameters), time);
+    return why ? std::optional(why->Of("MGF1")) : why;
+}
+
 }  // namespace
 
 std::string AlgorithmName(std::string_view wanted) {
@@ -175,8 +181,17 @@ std::optional<Detail> WeaknessOfKey(const KeyFacts& key, Ticks time) {
     return std::nullopt;
 }
 
+std::optional<Detail> WeaknessOfSignature(const platform::Algorithm& digest,
+                                          const platform::Algorithm& signature, Ticks time) {
+    const auto why = WeaknessOfDigest(digest.oid, time);
+    return why ? why : WeaknessOfMask(signature.oid, signature.parameters, time);
+}
+
 std::optional<Detail> WeaknessOfIssue(const platform::Certificate& certificate, Ticks time) {
-    return WeaknessOfDigest(platform::DigestUnder(certificate.Info().SignatureAlgorithm), time);
+    const CRYPT_ALGORITHM_IDENTIFIER& signature = certificate.Info().SignatureAlgorithm;
+    const auto why = WeaknessOfDigest(platform::DigestUnder(signature), time);
+    return why ? why
+               : WeaknessOfMask(signature.pszObjId, platform::ViewOf(signature.Parameters), time);
 }
 
 }  // namespace kestrelctl::message
