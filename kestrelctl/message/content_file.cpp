@@ -30,7 +30,8 @@ ContentFile::ContentFile(std::string name) : name_(std::move(name)) {
     if (IsThere(name_) && !std::filesystem::is_regular_file(name_, error)) {
         throw Failure("'" + name_ + "' is no file that could wait for the verdict");
     }
-    draft_ = platform::Draft::In(platform::FolderOf(name_));
+    place_ = platform::BehindLinks(name_);
+    draft_ = platform::Draft::In(platform::FolderOf(place_));
     buffer_.reserve(kBufferSize);
 }
 
@@ -60,13 +61,13 @@ void ContentFile::Keep() {
     if (!platform::WritesArrived(file) || fchmod(file, draft_->OrdinaryMode()) != 0) {
         platform::ThrowFileError(errno, name_);
     }
-    if (!IsThere(name_)) {
-        if (!draft_->RenameTo(name_)) platform::ThrowFileError(errno, name_);
+    if (!IsThere(place_)) {
+        if (!draft_->RenameTo(place_)) platform::ThrowFileError(errno, name_);
         return;
     }
     if (!draft_->GiveName()) platform::ThrowFileError(errno, name_);
     try {
-        platform::ReplaceByFile(name_, draft_->Name(), false);
+        platform::ReplaceByFile(place_, draft_->Name(), false);
     } catch (const platform::Error& error) {
         // It is the one whole copy then.
         if (error.Code() == ERROR_UNABLE_TO_MOVE_REPLACEMENT) draft_->Settle();

@@ -279,6 +279,8 @@ void ReplaceFile(const std::filesystem::path& file, ByteView content, unsigned m
     OverwriteWith(*draft, target);
 }
 
+std::string BehindLinks(const std::string& name) { return FindTarget(name).name; }
+
 bool LeadsToOpenFile(const std::string& name) { return FindTarget(name).pinned; }
 
 void ReplaceByFile(const std::string& replaced, const std::string& replacement, bool durable) {

@@ -22,6 +22,10 @@ void ReplaceFile(const std::filesystem::path& file, ByteView content, unsigned m
 // the replacement alone is whole.
 void ReplaceByFile(const std::string& replaced, const std::string& replacement, bool durable);
 
+// The name that symbolic links end at, whether there is a file of it or not: those that stand for
+// an open file are not followed. Throws with the name, for a loop for example.
+std::string BehindLinks(const std::string& name);
+
 // True for a link that stands for a file as a process has it open, and not for a name.
 bool LeadsToOpenFile(const std::string& name);
 
