@@ -6,6 +6,7 @@
 #include "kestrelctl/message/strength.h"
 #include "kestrelctl/text_forms.h"
 #include "platform/chain/chain.h"
+#include "platform/chain/checks.h"
 #include "platform/chain/stamp_policy.h"
 #include "platform/providers/algorithms.h"
 
@@ -64,6 +65,16 @@ bool SameCertificates(const platform::Path& first, const platform::Path& second)
     return std::ranges::equal(first.links, second.links, [](const auto& one, const auto& other) {
         return platform::Equal(one.certificate->Der(), other.certificate->Der());
     });
+}
+
+// The authority whose extended usage leaves no time stamping to those below it; null: none.
+const platform::Link* IssuerOfOthers(const platform::Path& path) {
+    constexpr std::string_view kStamping[] = {"1.3.6.1.5.5.7.3.8", "2.5.29.37.0"};
+    for (const platform::Link& link : Between(path)) {
+        const auto uses = platform::UsagesOf(*link.certificate);
+        if (uses && std::ranges::find_first_of(*uses, kStamping) == uses->end()) return &link;
+    }
+    return nullptr;
 }
 
 // The answers of `told` for the certificates that `path` has none for.
@@ -138,6 +149,12 @@ const ChainFacts& Chains::Of(const std::shared_ptr<platform::Certificate>& leaf,
     return known_[key] = ChainFacts{time, Search(leaf, time, around)};
 }
 
+std::span<const platform::Link> Between(const platform::Path& path) {
+    const std::span above = std::span(path.links).subspan(1);
+    const bool rooted = path.trusted || path.links.back().selfSigned;
+    return rooted && !above.empty() ? above.first(above.size() - 1) : above;
+}
+
 Findings JudgeChain(const ChainFacts& chain) {
     Findings findings;
     for (const platform::Link& link : chain.path.links) {
@@ -161,6 +178,8 @@ Findings JudgeServiceChain(const ChainFacts& chain) {
         const bool named = policy.element >= 0;
         const std::size_t at = named ? static_cast<std::size_t>(policy.element) : 0;
         findings.Add(reason, SubjectOf(chain.path.links[at]));
+    } else if (const platform::Link* other = IssuerOfOthers(chain.path)) {
+        findings.Add(Reason::StampUsage, SubjectOf(*other));
     } else if ((chain.path.Error() & CERT_TRUST_REVOCATION_STATUS_UNKNOWN) != 0) {
         findings.Add(Reason::StampRevocationUnknown, SubjectOf(chain.path.links.front()));
     }

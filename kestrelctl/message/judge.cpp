@@ -43,7 +43,7 @@ void Judge::JudgeCertificate(const Surroundings& around, SignerVerdict& signer) 
         signer.chain = chains_.Of(certificate, signer.time, around);
         signer.findings.Add(JudgeChain(*signer.chain));
         AddWeakIssues(*signer.chain, signer.time, Reason::WeakAlgorithm, signer.findings);
-        JudgeFitness(*certificate, signer.findings);
+        JudgeFitness(signer.chain->path, signer.findings);
     } catch (const Error& error) {
         const bool unknown = error.Code() == static_cast<DWORD>(NTE_BAD_ALGID);
         const bool damaged = error.Code() == static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT);
