@@ -77,14 +77,19 @@ const platform::Link* IssuerOfOthers(const platform::Path& path) {
     return nullptr;
 }
 
+// Nobody told whether it is revoked, or only who no longer has to.
+bool IsUntold(const platform::Link& link) {
+    const bool silent = link.revocation == platform::Revocation::Good && link.evidence.silent;
+    return silent || (link.error & CERT_TRUST_REVOCATION_STATUS_UNKNOWN) != 0;
+}
+
 // The answers of `told` for the certificates that `path` has none for.
 void TakeAnswers(const platform::Path& told, platform::Path& path) {
     if (!SameCertificates(told, path)) return;
     for (std::size_t i = 0; i < path.links.size(); ++i) {
         platform::Link& link = path.links[i];
         const platform::Link& other = told.links[i];
-        const bool open = (link.error & CERT_TRUST_REVOCATION_STATUS_UNKNOWN) != 0;
-        if (!open || other.revocation == platform::Revocation::Unknown) continue;
+        if (!IsUntold(link) || IsUntold(other)) continue;
         link.error &= ~static_cast<DWORD>(CERT_TRUST_REVOCATION_STATUS_UNKNOWN);
         link.error |= other.error & CERT_TRUST_IS_REVOKED;
         link.revocation = other.revocation;
@@ -131,7 +136,7 @@ platform::Path Chains::Search(const std::shared_ptr<platform::Certificate>& leaf
     platform::Path path = ExamineChain(leaf, around.CertificatesAsStore(), request,
                                        offline_ ? flags | kAskNobody : flags)
                               .path;
-    if ((path.Error() & CERT_TRUST_REVOCATION_STATUS_UNKNOWN) == 0) return path;
+    if (IsToldOfAll(path)) return path;
     const auto lists = around.WithLists(platform::CurrentTicks());
     if (lists) TakeAnswers(ExamineChain(leaf, lists, request, flags | kAskNobody).path, path);
     return path;
@@ -149,6 +154,8 @@ const ChainFacts& Chains::Of(const std::shared_ptr<platform::Certificate>& leaf,
     return known_[key] = ChainFacts{time, Search(leaf, time, around)};
 }
 
+bool IsToldOfAll(const platform::Path& path) { return std::ranges::none_of(path.links, IsUntold); }
+
 std::span<const platform::Link> Between(const platform::Path& path) {
     const std::span above = std::span(path.links).subspan(1);
     const bool rooted = path.trusted || path.links.back().selfSigned;
@@ -158,7 +165,8 @@ std::span<const platform::Link> Between(const platform::Path& path) {
 Findings JudgeChain(const ChainFacts& chain) {
     Findings findings;
     for (const platform::Link& link : chain.path.links) {
-        AddBits(link.error, link, chain.time, findings);
+        const DWORD open = IsUntold(link) ? CERT_TRUST_REVOCATION_STATUS_UNKNOWN : 0;
+        AddBits(link.error | open, link, chain.time, findings);
         if (link.evidence.compromised) findings.Add(Reason::Revoked, SubjectOf(link));
     }
     AddBits(chain.path.error, chain.path.links.back(), chain.time, findings);
@@ -180,7 +188,7 @@ Findings JudgeServiceChain(const ChainFacts& chain) {
         findings.Add(reason, SubjectOf(chain.path.links[at]));
     } else if (const platform::Link* other = IssuerOfOthers(chain.path)) {
         findings.Add(Reason::StampUsage, SubjectOf(*other));
-    } else if ((chain.path.Error() & CERT_TRUST_REVOCATION_STATUS_UNKNOWN) != 0) {
+    } else if (!IsToldOfAll(chain.path)) {
         findings.Add(Reason::StampRevocationUnknown, SubjectOf(chain.path.links.front()));
     }
     return findings;
