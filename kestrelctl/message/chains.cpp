@@ -6,6 +6,7 @@
 #include "kestrelctl/message/strength.h"
 #include "kestrelctl/text_forms.h"
 #include "platform/chain/chain.h"
+#include "platform/chain/checks.h"
 #include "platform/chain/stamp_policy.h"
 #include "platform/providers/algorithms.h"
 
@@ -66,14 +67,29 @@ bool SameCertificates(const platform::Path& first, const platform::Path& second)
     });
 }
 
+// The authority whose extended usage leaves no time stamping to those below it; null: none.
+const platform::Link* IssuerOfOthers(const platform::Path& path) {
+    constexpr std::string_view kStamping[] = {"1.3.6.1.5.5.7.3.8", "2.5.29.37.0"};
+    for (const platform::Link& link : Between(path)) {
+        const auto uses = platform::UsagesOf(*link.certificate);
+        if (uses && std::ranges::find_first_of(*uses, kStamping) == uses->end()) return &link;
+    }
+    return nullptr;
+}
+
+// Nobody told whether it is revoked, or only who no longer has to.
+bool IsUntold(const platform::Link& link) {
+    const bool silent = link.revocation == platform::Revocation::Good && link.evidence.silent;
+    return silent || (link.error & CERT_TRUST_REVOCATION_STATUS_UNKNOWN) != 0;
+}
+
 // The answers of `told` for the certificates that `path` has none for.
 void TakeAnswers(const platform::Path& told, platform::Path& path) {
     if (!SameCertificates(told, path)) return;
     for (std::size_t i = 0; i < path.links.size(); ++i) {
         platform::Link& link = path.links[i];
         const platform::Link& other = told.links[i];
-        const bool open = (link.error & CERT_TRUST_REVOCATION_STATUS_UNKNOWN) != 0;
-        if (!open || other.revocation == platform::Revocation::Unknown) continue;
+        if (!IsUntold(link) || IsUntold(other)) continue;
         link.error &= ~static_cast<DWORD>(CERT_TRUST_REVOCATION_STATUS_UNKNOWN);
         link.error |= other.error & CERT_TRUST_IS_REVOKED;
         link.revocation = other.revocation;
@@ -120,7 +136,7 @@ platform::Path Chains::Search(const std::shared_ptr<platform::Certificate>& leaf
     platform::Path path = ExamineChain(leaf, around.CertificatesAsStore(), request,
                                        offline_ ? flags | kAskNobody : flags)
                               .path;
-    if ((path.Error() & CERT_TRUST_REVOCATION_STATUS_UNKNOWN) == 0) return path;
+    if (IsToldOfAll(path)) return path;
     const auto lists = around.WithLists(platform::CurrentTicks());
     if (lists) TakeAnswers(ExamineChain(leaf, lists, request, flags | kAskNobody).path, path);
     return path;
@@ -138,10 +154,19 @@ const ChainFacts& Chains::Of(const std::shared_ptr<platform::Certificate>& leaf,
     return known_[key] = ChainFacts{time, Search(leaf, time, around)};
 }
 
+bool IsToldOfAll(const platform::Path& path) { return std::ranges::none_of(path.links, IsUntold); }
+
+std::span<const platform::Link> Between(const platform::Path& path) {
+    const std::span above = std::span(path.links).subspan(1);
+    const bool rooted = path.trusted || path.links.back().selfSigned;
+    return rooted && !above.empty() ? above.first(above.size() - 1) : above;
+}
+
 Findings JudgeChain(const ChainFacts& chain) {
     Findings findings;
     for (const platform::Link& link : chain.path.links) {
-        AddBits(link.error, link, chain.time, findings);
+        const DWORD open = IsUntold(link) ? CERT_TRUST_REVOCATION_STATUS_UNKNOWN : 0;
+        AddBits(link.error | open, link, chain.time, findings);
         if (link.evidence.compromised) findings.Add(Reason::Revoked, SubjectOf(link));
     }
     AddBits(chain.path.error, chain.path.links.back(), chain.time, findings);
@@ -161,7 +186,9 @@ Findings JudgeServiceChain(const ChainFacts& chain) {
         const bool named = policy.element >= 0;
         const std::size_t at = named ? static_cast<std::size_t>(policy.element) : 0;
         findings.Add(reason, SubjectOf(chain.path.links[at]));
-    } else if ((chain.path.Error() & CERT_TRUST_REVOCATION_STATUS_UNKNOWN) != 0) {
+    } else if (const platform::Link* other = IssuerOfOthers(chain.path)) {
+        findings.Add(Reason::StampUsage, SubjectOf(*other));
+    } else if (!IsToldOfAll(chain.path)) {
         findings.Add(Reason::StampRevocationUnknown, SubjectOf(chain.path.links.front()));
     }
     return findings;

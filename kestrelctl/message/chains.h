@@ -3,6 +3,7 @@
 
 #include <map>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "kestrelctl/message/reasons.h"
@@ -51,6 +52,10 @@ class Chains {
     std::map<platform::Bytes, ChainFacts> known_;
 };
 
+// Whether somebody told of each certificate that it was revoked or not, who had to.
+bool IsToldOfAll(const platform::Path& path);
+// The authorities between the end certificate and the root, whose own limits bind nobody here.
+std::span<const platform::Link> Between(const platform::Path& path);
 // What is wrong with a signer's chain.
 Findings JudgeChain(const ChainFacts& chain);
 // The same for a time-stamp service at the time of its stamp.

@@ -31,7 +31,8 @@ ContentFile::ContentFile(std::string name) : name_(std::move(name)) {
         throw Failure("'" + name_ + "' is no file that could wait for the verdict");
     }
     try {
-        draft_ = platform::Draft::In(platform::FolderOf(name_));
+        place_ = platform::BehindLinks(name_);
+        draft_ = platform::Draft::In(platform::FolderOf(place_));
     } catch (const platform::Error& error) {
         throw platform::Error(error.Code(), name_);  // nobody knows the draft's name
     }
@@ -61,8 +62,8 @@ void ContentFile::Write(platform::ByteView piece) {
 void ContentFile::Keep() {
     Flush();
     const bool arrived = platform::WritesArrived(draft_->Get());
-    if (!arrived || (!IsThere(name_) && !draft_->Widen())) platform::ThrowFileError(errno, name_);
-    platform::ReplaceByDraft(name_, *draft_, false);
+    if (!arrived || (!IsThere(place_) && !draft_->Widen())) platform::ThrowFileError(errno, name_);
+    platform::ReplaceByDraft(place_, *draft_, false);
 }
 
 }  // namespace kestrelctl::message

@@ -22,6 +22,7 @@ class ContentFile {
     void Flush();
 
     std::string name_;
+    std::string place_;  // where links from the name lead
     std::unique_ptr<platform::Draft> draft_;
     platform::Bytes buffer_;
 };

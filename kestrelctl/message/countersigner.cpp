@@ -24,7 +24,8 @@ Countersignature JudgeOne(platform::ByteView value, const platform::SignerInfo& 
     }
     one.identity = IdentifyCountersigner(*one.info, covered.signature, around, known);
     one.findings.Add(one.identity.findings);
-    if (const auto weak = WeaknessOfDigest(one.info->digest.oid, time)) {
+    if (const auto weak =
+            WeaknessOfSignature(one.info->digest, one.info->signatureAlgorithm, time)) {
         one.findings.Add(Reason::WeakAlgorithm, *weak);
     }
     return one;

@@ -55,11 +55,12 @@ std::string SubjectText(const std::string& name) {
     }
 }
 
+// A common name may read as anybody's whole subject, which is what a name with '=' means.
 bool HasName(const Certificate& certificate, const std::string& name) {
     const CERT_NAME_BLOB& subject = certificate.Info().Subject;
+    if (name.find('=') == name.npos) return platform::SameName(CommonName(subject), name);
     const std::string whole = NameText(subject);
-    return platform::SameName(whole, name) || platform::SameName(whole, SubjectText(name)) ||
-           platform::SameName(CommonName(subject), name);
+    return platform::SameName(whole, name) || platform::SameName(whole, SubjectText(name));
 }
 
 bool Is(const Certificate& certificate, const Wanted& wanted) {

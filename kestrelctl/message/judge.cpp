@@ -2,6 +2,7 @@
 #include "kestrelctl/message/judge.h"
 
 #include <algorithm>
+#include <tuple>
 
 #include "kestrelctl/message/attributes.h"
 #include "kestrelctl/message/strength.h"
@@ -11,16 +12,20 @@ namespace kestrelctl::message {
 namespace {
 
 using platform::Error;
+using platform::Ticks;
 
-// The earliest time that a good stamp over the signature proves.
-void TakeProvenTime(SignerVerdict& signer) {
+// The earliest time that a good stamp over the signature proves: its accuracy may reach beyond
+// now, and the signature does not (RFC 3161 2.4.2).
+void TakeProvenTime(Ticks today, SignerVerdict& signer) {
     for (const StampVerdict& stamp : signer.stamps) {
         const bool proves =
             stamp.of == StampOf::Signature && stamp.findings.Worst() == Verdict::Good;
         if (!proves) continue;
-        const bool earlier =
-            signer.timeSource != TimeSource::Stamp || stamp.facts->time < signer.time;
-        if (earlier) signer.time = stamp.facts->time;
+        const Ticks time = stamp.facts->time;
+        const Ticks latest = std::max(time, std::min(stamp.facts->latest, today));
+        const bool earlier = signer.timeSource != TimeSource::Stamp ||
+                             std::tie(latest, time) < std::tie(signer.latest, signer.time);
+        if (earlier) std::tie(signer.time, signer.latest) = std::pair(time, latest);
         signer.timeSource = TimeSource::Stamp;
     }
 }
@@ -40,10 +45,10 @@ void Judge::JudgeCertificate(const Surroundings& around, SignerVerdict& signer) 
     const auto& certificate = signer.identity.certificate;
     if (!certificate) return;
     try {
-        signer.chain = chains_.Of(certificate, signer.time, around);
+        signer.chain = chains_.Of(certificate, signer.latest, around);
         signer.findings.Add(JudgeChain(*signer.chain));
-        AddWeakIssues(*signer.chain, signer.time, Reason::WeakAlgorithm, signer.findings);
-        JudgeFitness(*certificate, signer.findings);
+        AddWeakIssues(*signer.chain, signer.latest, Reason::WeakAlgorithm, signer.findings);
+        JudgeFitness(signer.chain->path, signer.findings);
     } catch (const Error& error) {
         const bool unknown = error.Code() == static_cast<DWORD>(NTE_BAD_ALGID);
         const bool damaged = error.Code() == static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT);
@@ -53,7 +58,7 @@ void Judge::JudgeCertificate(const Surroundings& around, SignerVerdict& signer) 
         signer.findings.Add(Reason::ChainConstraints, detail);
     }
     const KeyFacts key = KeyOf(certificate->Info().SubjectPublicKeyInfo);
-    AddWeak(WeaknessOfKey(key, signer.time), signer.findings);
+    AddWeak(WeaknessOfKey(key, signer.latest), signer.findings);
 }
 
 SignerVerdict Judge::JudgeSigner(const Record& record, std::size_t index,
@@ -63,17 +68,19 @@ SignerVerdict Judge::JudgeSigner(const Record& record, std::size_t index,
     signer.info = {info.signer, info.digest, info.signatureAlgorithm};
     signer.claimedTime = SigningTimeOf(info);
     signer.time = settings_.now;
+    signer.latest = settings_.now;
     signer.timeSource = settings_.given ? TimeSource::Given : TimeSource::Now;
     Surroundings around;
     around.Add(record);
     signer.identity = Identify(record, index, around, known_);
     signer.findings.Add(signer.identity.findings);
     JudgeStamps(record, info, digest, signer);
-    TakeProvenTime(signer);
+    TakeProvenTime(settings_.today, signer);
     JudgeCertificate(around, signer);
     signer.countersignatures =
         JudgeCountersignatures(info, around, settings_.now, known_, signer.findings);
-    AddWeak(WeaknessOfDigest(signer.info.digest.oid, signer.time), signer.findings);
+    AddWeak(WeaknessOfSignature(signer.info.digest, signer.info.signatureAlgorithm, signer.latest),
+            signer.findings);
     return signer;
 }
 

@@ -35,7 +35,8 @@ struct SignerVerdict {
     SignerHead info;
     Identity identity;
     std::optional<platform::Ticks> claimedTime;
-    platform::Ticks time = 0;  // that counts
+    platform::Ticks time = 0;    // that counts
+    platform::Ticks latest = 0;  // as late as that may have been: what he is judged for
     TimeSource timeSource = TimeSource::Now;
     std::vector<StampVerdict> stamps;
     std::vector<Countersignature> countersignatures;

@@ -67,7 +67,8 @@ void Judge::JudgeService(const Record& token, const Surroundings& around, StampV
         !stamp.findings.Has(Reason::StampCertificate)) {
         stamp.findings.Add(Reason::StampCertificate);
     }
-    AddWeakness(WeaknessOfDigest(signer.digest.oid, settings_.today), stamp.findings);
+    AddWeakness(WeaknessOfSignature(signer.digest, signer.signatureAlgorithm, settings_.today),
+                stamp.findings);
     AddWeakness(WeaknessOfDigest(stamp.facts->imprintAlgorithm.oid, settings_.today),
                 stamp.findings);
     if (!stamp.service) return;
@@ -89,7 +90,7 @@ void Judge::JudgeServiceAt(const Surroundings& around, StampVerdict& stamp) {
         const DWORD bits = today.path.Error();
         if ((bits & CERT_TRUST_IS_REVOKED) != 0) {
             stamp.findings.Add(Reason::StampRevoked);
-        } else if ((bits & CERT_TRUST_REVOCATION_STATUS_UNKNOWN) != 0 &&
+        } else if (!IsToldOfAll(today.path) &&
                    !stamp.findings.Has(Reason::StampRevocationUnknown)) {
             stamp.findings.Add(Reason::StampRevocationUnknown, Detail("now", "сейчас"));
         }

@@ -33,6 +33,26 @@ constexpr std::string_view kOtherUses[] = {
 
 bool IsCode(const Error& error, LONG code) { return error.Code() == static_cast<DWORD>(code); }
 
+// ---- fitness --------------------------------------------------------------------
+
+bool MaySign(const platform::Certificate& certificate) {
+    constexpr std::uint8_t kSigning = 0xC0;  // digitalSignature, nonRepudiation
+    try {
+        const auto usage = platform::KeyUsageOf(certificate.Info());
+        return !usage || (!usage->empty() && ((*usage)[0] & kSigning) != 0);
+    } catch (const Error&) {
+        return false;
+    }
+}
+
+bool HasOtherUsesAlone(const platform::Certificate& certificate) {
+    const auto uses = platform::UsagesOf(certificate);
+    const auto other = [](const std::string& use) {
+        return std::ranges::find(kOtherUses, use) != std::end(kOtherUses);
+    };
+    return uses && std::ranges::all_of(*uses, other);
+}
+
 // ---- what the message says of itself ---------------------------------------------
 
 // The one value of an attribute that may stand once; none when it is not there. Throws
@@ -306,22 +326,15 @@ Identity IdentifyCountersigner(const platform::SignerInfo& signer, platform::Byt
     return identity;
 }
 
-void JudgeFitness(const platform::Certificate& certificate, Findings& findings) {
-    constexpr std::uint8_t kSigning = 0xC0;  // digitalSignature, nonRepudiation
-    const std::string subject = NameText(certificate.Info().Subject);
-    try {
-        const auto usage = platform::KeyUsageOf(certificate.Info());
-        if (usage && (usage->empty() || ((*usage)[0] & kSigning) == 0)) {
-            return findings.Add(Reason::NotForSigning, subject);
-        }
-    } catch (const Error&) {
-        return findings.Add(Reason::NotForSigning, subject);
-    }
-    const auto uses = platform::UsagesOf(certificate);
-    const auto other = [](const std::string& use) {
-        return std::ranges::find(kOtherUses, use) != std::end(kOtherUses);
+void JudgeFitness(const platform::Path& path, Findings& findings) {
+    const auto unfit = [&](const platform::Link& link) {
+        findings.Add(Reason::NotForSigning, NameText(link.certificate->Info().Subject));
     };
-    if (uses && std::ranges::all_of(*uses, other)) findings.Add(Reason::NotForSigning, subject);
+    const platform::Link& end = path.links.front();
+    if (!MaySign(*end.certificate) || HasOtherUsesAlone(*end.certificate)) unfit(end);
+    for (const platform::Link& link : Between(path)) {
+        if (HasOtherUsesAlone(*link.certificate)) unfit(link);
+    }
 }
 
 }  // namespace kestrelctl::message

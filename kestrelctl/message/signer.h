@@ -37,7 +37,8 @@ Identity Identify(const Record& record, std::size_t index, const Surroundings& a
 Identity IdentifyCountersigner(const platform::SignerInfo& signer, platform::ByteView covered,
                                const Surroundings& around, KnownCertificates& known);
 
-// Adds the reason when the certificate does not allow its key to sign.
-void JudgeFitness(const platform::Certificate& certificate, Findings& findings);
+// Adds the reason when the certificate does not allow its key to sign, or an authority's in
+// between leaves none of the usages with which it would.
+void JudgeFitness(const platform::Path& path, Findings& findings);
 
 }  // namespace kestrelctl::message

@@ -6,13 +6,16 @@
 #include <tuple>
 
 #include "platform/base/error.h"
+#include "platform/certs/compare.h"
 #include "platform/certs/signature.h"
+#include "platform/der/der.h"
 #include "platform/providers/algorithms.h"
 
 namespace kestrelctl::message {
 namespace {
 
 using platform::Ticks;
+namespace der = platform::der;
 namespace oid = platform::oid;
 
 // What the platform does not compute has a name all the same: such messages are shown.
@@ -114,6 +117,24 @@ constexpr struct {
      "ГОСТ Р 34.10-2001, с 2020 года"},
 };
 
+// With 1 every value is its own signature; an even one belongs to no key pair (RFC 8017 3.1).
+bool IsOpen(const CERT_PUBLIC_KEY_INFO& info) {
+    const std::string_view kind = info.Algorithm.pszObjId;
+    if (kind != oid::kRsa && kind != oid::kRsaPss) return false;
+    der::Cursor key = der::Inside(platform::ViewOf(info.PublicKey), der::kSequence);
+    key.Expect(der::kInteger);
+    const platform::ByteView exponent = key.Expect(der::kInteger).contents;
+    const bool negative = !exponent.empty() && exponent.front() >= 0x80;
+    const bool one = exponent.size() == 1 && exponent.front() == 1;
+    return exponent.empty() || negative || one || exponent.back() % 2 == 0;
+}
+
+std::optional<Detail> WeaknessOfMask(std::string_view algorithm, platform::ByteView parameters,
+                                     Ticks time) {
+    const auto why = WeaknessOfDigest(platform::MaskDigestUnder(algorithm, parameters), time);
+    return why ? std::optional(why->Of("MGF1")) : why;
+}
+
 }  // namespace
 
 std::string AlgorithmName(std::string_view wanted) {
@@ -137,6 +158,7 @@ KeyFacts KeyOf(const CERT_PUBLIC_KEY_INFO& info) {
     if (kept.size() >= kMostKept) kept.clear();
     KeyFacts facts{info.Algorithm.pszObjId, 0};
     try {
+        facts.open = IsOpen(info);
         facts.bits = platform::PublicKeyFromInfo(info).Bits();
     } catch (const platform::Error&) {  // of another kind, or damaged: not known
     }
@@ -151,6 +173,7 @@ std::optional<Detail> WeaknessOfDigest(std::string_view wanted, Ticks time) {
 }
 
 std::optional<Detail> WeaknessOfKey(const KeyFacts& key, Ticks time) {
+    if (key.open) return Detail("RSA with such an exponent", "RSA с таким показателем");
     for (const auto& row : kKeys) {
         if (row.oid == key.oid && key.bits < row.below && time >= row.since)
             return Detail(row.english, row.russian);
@@ -158,8 +181,17 @@ std::optional<Detail> WeaknessOfKey(const KeyFacts& key, Ticks time) {
     return std::nullopt;
 }
 
+std::optional<Detail> WeaknessOfSignature(const platform::Algorithm& digest,
+                                          const platform::Algorithm& signature, Ticks time) {
+    const auto why = WeaknessOfDigest(digest.oid, time);
+    return why ? why : WeaknessOfMask(signature.oid, signature.parameters, time);
+}
+
 std::optional<Detail> WeaknessOfIssue(const platform::Certificate& certificate, Ticks time) {
-    return WeaknessOfDigest(platform::DigestUnder(certificate.Info().SignatureAlgorithm), time);
+    const CRYPT_ALGORITHM_IDENTIFIER& signature = certificate.Info().SignatureAlgorithm;
+    const auto why = WeaknessOfDigest(platform::DigestUnder(signature), time);
+    return why ? why
+               : WeaknessOfMask(signature.pszObjId, platform::ViewOf(signature.Parameters), time);
 }
 
 }  // namespace kestrelctl::message

@@ -1,6 +1,8 @@
 // Reading of what a time-stamp service says.
 #include "kestrelctl/message/token.h"
 
+#include <algorithm>
+
 #include "kestrelctl/message/attributes.h"
 #include "platform/base/error.h"
 #include "platform/der/records.h"
@@ -31,6 +33,30 @@ std::optional<platform::AttributeView> Readable(const Bytes& encoded) {
     }
 }
 
+platform::Ticks WholeSeconds(platform::Ticks time) {
+    return time - time % platform::kTicksPerSecond;
+}
+
+// Up to a thousand years of seconds, thousandths and millionths of them: more is no less.
+platform::Ticks ReadAccuracy(ByteView contents) {
+    constexpr long kMost = 1'000L * 366 * 86'400;
+    constexpr struct {
+        std::uint8_t tag;
+        platform::Ticks ticks;
+    } kParts[] = {{der::kInteger, platform::kTicksPerSecond}, {0x80, 10'000}, {0x81, 10}};
+    platform::Ticks all = 0;
+    der::Cursor cursor(contents);
+    for (const auto& part : kParts) {
+        if (!cursor.NextIs(part.tag)) continue;
+        const Bytes integer = der::Element(der::kInteger, cursor.Next().contents);
+        const long count = der::Cursor(integer).SmallInteger();
+        if (count < 0) throw platform::Error(CRYPT_E_ASN1_CORRUPT);
+        all += static_cast<platform::Ticks>(std::min(count, kMost)) * part.ticks;
+    }
+    cursor.ExpectEnd();
+    return all;
+}
+
 void AddStamps(const std::vector<Bytes>& attributes, StampOf place,
                std::vector<StampPlace>& stamps) {
     for (const Bytes& encoded : attributes) {
@@ -58,8 +84,12 @@ StampFacts ReadTstInfo(ByteView encoded) {
     facts.serial = platform::Copy(cursor.Expect(der::kInteger).contents);
     const platform::Ticks exact =
         platform::TicksOf(platform::ReadTime(cursor.Expect(kGeneralizedTime)));
-    facts.time = exact - exact % platform::kTicksPerSecond;
-    // Accuracy, ordering, nonce and the service's name change no verdict.
+    facts.time = WholeSeconds(exact);
+    facts.latest = facts.time;
+    if (cursor.NextIs(der::kSequence)) {
+        facts.latest = WholeSeconds(exact + ReadAccuracy(cursor.Next().contents));
+    }
+    // Ordering, nonce and the service's name change no verdict.
     while (!cursor.AtEnd()) {
         const der::Item item = cursor.Next();
         if (item.tag == der::ContextConstructed(1))

@@ -10,7 +10,8 @@
 namespace kestrelctl::message {
 
 struct StampFacts {
-    platform::Ticks time = 0;  // rounded down to the second
+    platform::Ticks time = 0;    // rounded down to the second
+    platform::Ticks latest = 0;  // as late as its accuracy leaves room for, rounded likewise
     std::string policy;
     platform::Algorithm imprintAlgorithm;
     platform::Bytes imprint;

@@ -310,6 +310,8 @@ void ReplaceFile(const std::filesystem::path& file, ByteView content, unsigned m
     Overwrite(Source(*draft), target, true);
 }
 
+std::string BehindLinks(const std::string& name) { return FindTarget(name).name; }
+
 bool LeadsToOpenFile(const std::string& name) { return FindTarget(name).pinned; }
 
 void ReplaceByFile(const std::string& replaced, const std::string& replacement, bool durable) {

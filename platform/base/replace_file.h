@@ -28,6 +28,10 @@ void ReplaceByFile(const std::string& replaced, const std::string& replacement, 
 // name.
 void ReplaceByDraft(const std::string& replaced, Draft& draft, bool durable);
 
+// The name that symbolic links end at, whether there is a file of it or not: those that stand for
+// an open file are not followed. Throws with the name, for a loop for example.
+std::string BehindLinks(const std::string& name);
+
 // True for a link that stands for a file as a process has it open, and not for a name.
 bool LeadsToOpenFile(const std::string& name);
 

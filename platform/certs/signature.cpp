@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <array>
-#include <string_view>
 
 #include "platform/base/error.h"
 #include "platform/der/records.h"
@@ -118,6 +117,15 @@ std::string DigestUnder(const CRYPT_ALGORITHM_IDENTIFIER& algorithm) {
         }
     }
     return {};
+}
+
+std::string MaskDigestUnder(std::string_view algorithm, ByteView parameters) {
+    if (algorithm != oid::kRsaPss) return {};
+    try {
+        return PssMaskDigest(parameters);
+    } catch (const Error&) {
+        return {};
+    }
 }
 
 SignatureVerdict CheckSignature(ByteView der, const CERT_PUBLIC_KEY_INFO& key) {

@@ -4,6 +4,7 @@
 #include "platform/base/ground.h"
 
 #include <string>
+#include <string_view>
 
 #include "platform/base/bytes.h"
 #include "platform/certs/certificate.h"
@@ -32,6 +33,8 @@ SignatureVerdict CheckSignature(ByteView toBeSigned, ByteView algorithm, ByteVie
 
 // The digest under a signature by that algorithm, as dotted identifier; empty when it is not known.
 std::string DigestUnder(const CRYPT_ALGORITHM_IDENTIFIER& algorithm);
+// The one that RSASSA-PSS makes its mask with; empty for other algorithms, too.
+std::string MaskDigestUnder(std::string_view algorithm, ByteView parameters);
 
 // Whether the one certificate may be the issuer of the other: by name and key identifier, and by
 // what the issuer's key is for (RFC 5280 4.2.1.1, 4.2.1.3). Throws as Certificate::Native does.

@@ -112,6 +112,12 @@ std::string PssDigest(ByteView der) {
     return DigestNamed(parameters->hashAlgorithm);
 }
 
+std::string PssMaskDigest(ByteView der) {
+    const auto parameters = DecodeWhole<PssParameters>(&d2i_RSA_PSS_PARAMS, der);
+    if (!parameters) ThrowCrypto(NTE_BAD_ALGID);
+    return MaskDigestNamed(parameters->maskGenAlgorithm);
+}
+
 void ApplyOaep(EVP_PKEY_CTX* context, ByteView der) {
     static constexpr std::uint8_t empty[] = {0x30, 0x00};
     const auto parameters =

@@ -22,6 +22,8 @@ void UsePss(EVP_PKEY_CTX* sign, std::string_view digestOid);
 
 // The digest that RSASSA-PSS-params name, as dotted identifier. Throws NTE_BAD_ALGID.
 std::string PssDigest(ByteView der);
+// The same of their mask generation.
+std::string PssMaskDigest(ByteView der);
 
 // RSAES-OAEP-params; empty means all defaults. Throws NTE_BAD_ALGID.
 void ApplyOaep(EVP_PKEY_CTX* context, ByteView der);
