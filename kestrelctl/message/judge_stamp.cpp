@@ -52,6 +52,18 @@ bool IsToken(const Record& token) {
            token.tokenContent.size() == token.contentSize;
 }
 
+// The message is at fault here, and its faults have codes of their own kind.
+template <class Work>
+void OrMalformed(StampVerdict& stamp, const Work& work) {
+    try {
+        work();
+    } catch (const Error& error) {
+        const bool ofContent = (error.Code() >> 16) == 0x8009;
+        if (!ofContent) throw;
+        stamp.findings.Add(Reason::StampMalformed);
+    }
+}
+
 }  // namespace
 
 // RFC 3161 2.4.1: the attribute names the service's certificate. Without it a stranger's
@@ -125,22 +137,17 @@ StampVerdict Judge::JudgeStamp(const StampPlace& place, const Record& around,
                                const ContentDigest& digest) {
     StampVerdict stamp;
     stamp.of = place.of;
-    try {
+    OrMalformed(stamp, [&] {
         const Record token = ReadMessageOctets(place.token);
         JudgeTokenRecord(token, &around, digest, stamp);
-    } catch (const Error& error) {
-        // The message is at fault here, and its faults have codes of their own kind.
-        const bool ofContent = (error.Code() >> 16) == 0x8009;
-        if (!ofContent) throw;
-        stamp.findings.Add(Reason::StampMalformed);
-    }
+    });
     return stamp;
 }
 
 StampVerdict Judge::JudgeToken(const Record& token, const ContentDigest& digest) {
     StampVerdict stamp;
     stamp.of = StampOf::Token;
-    JudgeTokenRecord(token, nullptr, digest, stamp);
+    OrMalformed(stamp, [&] { JudgeTokenRecord(token, nullptr, digest, stamp); });
     return stamp;
 }
 
