@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <map>
 
 #include "kestrelctl/message/demands.h"
 #include "kestrelctl/message/reader.h"
@@ -92,18 +93,26 @@ void Read(const Pair& pair, const ContentSink& sink, MessageVerdict& message) {
     if (!tokenAlone) FeedDetached(message.record, pair.content, sink);
 }
 
-// A digest that the message did not announce takes another pass over the content.
+// A digest that the message did not announce takes another pass over the content: one, however
+// many stamps want it.
 class LateDigests {
   public:
     LateDigests(const Pair& pair, const MessageVerdict& message) : pair_(pair), message_(message) {}
 
-    std::optional<Bytes> operator()(const std::string& oid) const {
+    std::optional<Bytes> operator()(const std::string& oid) {
         const Record& record = message_.record;
         const bool token = record.kind == Kind::StampToken || record.kind == Kind::StampResponse;
         if (message_.detached && message_.content.empty()) return std::nullopt;
         if (!token && Ran(oid)) return record.signedBody->ContentDigest(oid);
         const std::string& source = message_.detached ? message_.content : pair_.message;
         if (!IsOrdinary(source)) return std::nullopt;  // a pipe has gone by
+        auto known = passes_.find(oid);
+        if (known == passes_.end()) known = passes_.emplace(oid, Pass(oid, source)).first;
+        return known->second;
+    }
+
+  private:
+    [[nodiscard]] Bytes Pass(const std::string& oid, const std::string& source) const {
         platform::Digest digest(oid);
         const ContentSink sink = [&](ByteView octets) { digest.Update(octets); };
         if (message_.detached) {
@@ -115,7 +124,6 @@ class LateDigests {
         return digest.Value();
     }
 
-  private:
     [[nodiscard]] bool Ran(const std::string& oid) const {
         const auto& digests = message_.record.digests;
         return std::ranges::find(digests, oid, &platform::Algorithm::oid) != digests.end();
@@ -123,11 +131,12 @@ class LateDigests {
 
     const Pair& pair_;
     const MessageVerdict& message_;
+    std::map<std::string, Bytes> passes_;  // by algorithm
 };
 
 void JudgeParts(Judge& judge, const Pair& pair, MessageVerdict& message) {
     const Record& record = message.record;
-    const LateDigests digests(pair, message);
+    const ContentDigest digests = LateDigests(pair, message);
     const bool token = record.kind == Kind::StampToken || record.kind == Kind::StampResponse;
     if (token && record.signedBody) {
         message.token = judge.JudgeToken(record, digests);
