@@ -104,7 +104,8 @@ std::shared_ptr<platform::Store> Surroundings::WithLists(Ticks now) const {
     platform::CertificateBundle current{bundle_.certificates, {}};
     for (const auto& list : bundle_.crls) {
         const Ticks until = platform::TicksOf(list->Head().NextUpdate);
-        if (until == 0 || now <= until) current.crls.push_back(list);
+        // RFC 5280 5.1.2.5: each list tells when the next one comes, or it would count for ever.
+        if (until != 0 && now <= until) current.crls.push_back(list);
     }
     return current.crls.empty() ? nullptr : platform::StoreOf(current);
 }
