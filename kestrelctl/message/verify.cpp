@@ -53,6 +53,16 @@ Pair PairOf(const std::string& file, const Demands& demands) {
     return Exists(beside) ? Pair{beside, file, true} : Pair{file, {}, false};
 }
 
+// A pipe or a device is read when the user named it and nothing else waits for it: it may never
+// end. Empty when all is well; else the one that is in the way.
+std::string StrangeFile(const Pair& pair, const std::string& file, const Demands& demands) {
+    for (const std::string& name : {pair.message, pair.content}) {
+        const bool asked = !demands.several && (name == file || name == demands.content);
+        if (!asked && Exists(name) && !IsOrdinary(name)) return name;
+    }
+    return {};
+}
+
 bool IsCut(const Error& error) {
     return error.Code() == static_cast<DWORD>(CRYPT_E_STREAM_INSUFFICIENT_DATA);
 }
@@ -171,6 +181,11 @@ MessageVerdict Verify(Judge& judge, const std::string& file, const Demands& dema
     MessageVerdict message;
     message.file = file;
     const Pair pair = PairOf(file, demands);
+    if (const std::string name = StrangeFile(pair, file, demands); !name.empty()) {
+        const Detail detail("not an ordinary file", "не обычный файл");
+        message.findings.Add(Reason::CannotRead, detail.Of(name));
+        return message;
+    }
     try {
         Read(pair, sink, message);
     } catch (const Error& error) {

@@ -434,7 +434,10 @@ class Uses(MessageCase):
         self.write("whole", b"something else")
         os.mkdir(self.path("kept"))
         shutil.copy(self.path("m.sgn"), self.path("kept/other.sgn"))
+        self.write("x", CONTENT)
+        os.mkfifo(self.path("x.sgn"))
         rows = [
+            (["x"], "indeterminate", "cannot-read", None),
             (["m"], "good", None, "m"), (["m.sgn"], "good", None, "m"),
             (["m.sgn", "--content", "other"], "bad", "content-changed", "other"),
             (["other", "--dir", "kept"], "bad", "content-changed", "other"),
@@ -448,9 +451,9 @@ class Uses(MessageCase):
                 _, document = self.verify(*words)
                 self.assertEqual((document["verdict"], document["reason"], document["contentFile"]),
                                  (verdict, reason, content))
-        status, found = self.documents("verify", "m", "whole.sgn", "nowhere", line="--jsonl")
-        self.assertEqual((status, [d["verdict"] for d in found]), (3, ["good", "good",
-                                                                      "indeterminate"]))
+        status, found = self.documents("verify", "m", "nowhere", "x.sgn", "whole.sgn", line="--jsonl")
+        self.assertEqual((status, [d["verdict"] for d in found]),
+                         (3, ["good", "indeterminate", "indeterminate", "good"]))
 
     def test_content_goes_out_when_it_is_good(self):
         self.write("good", self.signed())
