@@ -70,13 +70,14 @@ void OrMalformed(StampVerdict& stamp, const Work& work) {
 // certificate over the same key could take its place.
 void Judge::JudgeService(const Record& token, const Surroundings& around, StampVerdict& stamp) {
     const platform::SignerInfo& signer = token.Signers()[0];
-    const Identity identity = Identify(token, 0, around, known_);
+    const Identity identity = Identify(token, 0, around, {known_, allowance_.work});
     for (const Finding& finding : identity.findings.All()) {
         stamp.findings.Add(StampReasonOf(finding), finding.detail);
     }
     stamp.service = identity.certificate;
-    if (identity.certificate && !identity.comparedWhole &&
-        !stamp.findings.Has(Reason::StampCertificate)) {
+    const bool told =
+        stamp.findings.Has(Reason::StampCertificate) || stamp.findings.Has(Reason::StampUntrusted);
+    if (identity.certificate && !identity.comparedWhole && !told) {
         stamp.findings.Add(Reason::StampCertificate);
     }
     AddWeakness(WeaknessOfDigest(signer.digest.oid, settings_.today), stamp.findings);
@@ -93,12 +94,15 @@ void Judge::JudgeService(const Record& token, const Surroundings& around, StampV
 // somebody has to tell that it is not.
 void Judge::JudgeServiceAt(const Surroundings& around, StampVerdict& stamp) {
     try {
-        stamp.chain = chains_.Of(stamp.service, stamp.facts->time, around);
+        const ChainFacts* chain = chains_.Of(stamp.service, stamp.facts->time, around, allowance_);
+        if (chain == nullptr) return stamp.findings.Add(Reason::StampUntrusted, kTooMuchWork);
+        stamp.chain = *chain;
         stamp.findings.Add(JudgeServiceChain(*stamp.chain));
         AddWeakIssues(*stamp.chain, settings_.today, Reason::StampWeak, stamp.findings);
         if (stamp.findings.Has(Reason::StampRevoked)) return;
-        const ChainFacts& today = chains_.Of(stamp.service, settings_.today, around);
-        const DWORD bits = today.path.Error();
+        const ChainFacts* today = chains_.Of(stamp.service, settings_.today, around, allowance_);
+        if (today == nullptr) return stamp.findings.Add(Reason::StampUntrusted, kTooMuchWork);
+        const DWORD bits = today->path.Error();
         if ((bits & CERT_TRUST_IS_REVOKED) != 0) {
             stamp.findings.Add(Reason::StampRevoked);
         } else if ((bits & CERT_TRUST_REVOCATION_STATUS_UNKNOWN) != 0 &&
@@ -111,8 +115,8 @@ void Judge::JudgeServiceAt(const Surroundings& around, StampVerdict& stamp) {
     }
 }
 
-void Judge::JudgeTokenRecord(const Record& token, const Record* around, const ContentDigest& digest,
-                             StampVerdict& stamp) {
+void Judge::JudgeTokenRecord(const Record& token, const Surroundings* around,
+                             const ContentDigest& digest, StampVerdict& stamp) {
     if (!IsToken(token)) return stamp.findings.Add(Reason::StampMalformed);
     try {
         stamp.facts = ReadTstInfo(token.tokenContent);
@@ -127,13 +131,12 @@ void Judge::JudgeTokenRecord(const Record& token, const Record* around, const Co
     if (stamp.facts->time > settings_.today + kMostAhead) {
         stamp.findings.Add(Reason::StampFuture);
     }
-    Surroundings all;
-    all.Add(token);
+    Surroundings all(token);
     if (around != nullptr) all.Add(*around);
     JudgeService(token, all, stamp);
 }
 
-StampVerdict Judge::JudgeStamp(const StampPlace& place, const Record& around,
+StampVerdict Judge::JudgeStamp(const StampPlace& place, const Surroundings& around,
                                const ContentDigest& digest) {
     StampVerdict stamp;
     stamp.of = place.of;
@@ -147,11 +150,12 @@ StampVerdict Judge::JudgeStamp(const StampPlace& place, const Record& around,
 StampVerdict Judge::JudgeToken(const Record& token, const ContentDigest& digest) {
     StampVerdict stamp;
     stamp.of = StampOf::Token;
+    allowance_ = ForOneMessage();
     OrMalformed(stamp, [&] { JudgeTokenRecord(token, nullptr, digest, stamp); });
     return stamp;
 }
 
-void Judge::JudgeStamps(const Record& record, const platform::SignerInfo& info,
+void Judge::JudgeStamps(const Surroundings& around, const platform::SignerInfo& info,
                         const ContentDigest& digest, SignerVerdict& signer) {
     const ContentDigest signature = [&](const std::string& oid) {
         platform::Digest running(oid);
@@ -162,7 +166,7 @@ void Judge::JudgeStamps(const Record& record, const platform::SignerInfo& info,
     if (places.size() > kMostStamps) return signer.findings.Add(Reason::TooManyStamps);
     for (const StampPlace& place : places) {
         const bool ofContent = place.of == StampOf::Content;
-        signer.stamps.push_back(JudgeStamp(place, record, ofContent ? digest : signature));
+        signer.stamps.push_back(JudgeStamp(place, around, ofContent ? digest : signature));
         signer.findings.Add(signer.stamps.back().findings);
     }
 }

@@ -168,9 +168,7 @@ void JudgeParts(Judge& judge, const Pair& pair, MessageVerdict& message) {
     } else if (record.Signers().size() > kMostSigners) {
         message.findings.Add(Reason::TooManySigners);
     } else {
-        for (std::size_t i = 0; i < record.Signers().size(); ++i) {
-            message.signers.push_back(judge.JudgeSigner(record, i, digests));
-        }
+        message.signers = judge.JudgeSigners(record, digests);
     }
 }
 
