@@ -16,6 +16,8 @@ namespace {
 using platform::Ticks;
 
 constexpr std::size_t kMostKnown = 200;
+// Nanoseconds to put a certificate or list where a chain is searched.
+constexpr std::uint64_t kForItem = 1'000;
 
 constexpr DWORD kConstraintBits =
     CERT_TRUST_IS_NOT_VALID_FOR_USAGE | CERT_TRUST_INVALID_EXTENSION |
@@ -100,16 +102,22 @@ void TakeAnswers(const platform::Path& told, platform::Path& path) {
 
 }  // namespace
 
-void Surroundings::Add(const Record& record) {
-    for (const auto& one : record.certificates) bundle_.certificates.push_back(one);
-    for (const auto& one : record.crls) bundle_.crls.push_back(one);
-}
-
-platform::Bytes Surroundings::Key() const {
+Surroundings::Surroundings(const Record& record) : bundle_{record.certificates, record.crls} {
     platform::Digest digest(platform::oid::kSha256);
     for (const auto& one : bundle_.certificates) digest.Update(one->Der());
     for (const auto& one : bundle_.crls) digest.Update(one->Der());
-    return digest.Value();
+    key_ = digest.Value();
+}
+
+void Surroundings::Add(const Surroundings& others) {
+    const auto& more = others.bundle_;
+    bundle_.certificates.insert(bundle_.certificates.end(), more.certificates.begin(),
+                                more.certificates.end());
+    bundle_.crls.insert(bundle_.crls.end(), more.crls.begin(), more.crls.end());
+    platform::Digest digest(platform::oid::kSha256);
+    digest.Update(key_);
+    digest.Update(others.key_);
+    key_ = digest.Value();
 }
 
 std::shared_ptr<platform::Store> Surroundings::CertificatesAsStore() const {
@@ -120,7 +128,8 @@ std::shared_ptr<platform::Store> Surroundings::WithLists(Ticks now) const {
     platform::CertificateBundle current{bundle_.certificates, {}};
     for (const auto& list : bundle_.crls) {
         const Ticks until = platform::TicksOf(list->Head().NextUpdate);
-        if (until == 0 || now <= until) current.crls.push_back(list);
+        // RFC 5280 5.1.2.5: each list tells when the next one comes, or it would count for ever.
+        if (until != 0 && now <= until) current.crls.push_back(list);
     }
     return current.crls.empty() ? nullptr : platform::StoreOf(current);
 }
@@ -128,30 +137,34 @@ std::shared_ptr<platform::Store> Surroundings::WithLists(Ticks now) const {
 // Whoever made the message chose its lists, an old one for example: they count for what nobody
 // else told, and while they are in force.
 platform::Path Chains::Search(const std::shared_ptr<platform::Certificate>& leaf, Ticks time,
-                              const Surroundings& around) const {
+                              const Surroundings& around, platform::Allowance& allowance) const {
     const DWORD flags = CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT;
     constexpr DWORD kAskNobody = CERT_CHAIN_CACHE_ONLY_URL_RETRIEVAL;
     platform::ChainRequest request;
     request.time = platform::FileTimeOf(time);
     platform::Path path = ExamineChain(leaf, around.CertificatesAsStore(), request,
-                                       offline_ ? flags | kAskNobody : flags)
+                                       offline_ ? flags | kAskNobody : flags, &allowance)
                               .path;
     if (IsToldOfAll(path)) return path;
     const auto lists = around.WithLists(platform::CurrentTicks());
-    if (lists) TakeAnswers(ExamineChain(leaf, lists, request, flags | kAskNobody).path, path);
+    if (lists)
+        TakeAnswers(ExamineChain(leaf, lists, request, flags | kAskNobody, &allowance).path, path);
     return path;
 }
 
-const ChainFacts& Chains::Of(const std::shared_ptr<platform::Certificate>& leaf, Ticks time,
-                             const Surroundings& around) {
+const ChainFacts* Chains::Of(const std::shared_ptr<platform::Certificate>& leaf, Ticks time,
+                             const Surroundings& around, platform::Allowance& allowance) {
     platform::Digest digest(platform::oid::kSha256);
     digest.Update(leaf->Der());
     digest.Update(around.Key());
     digest.Update(platform::ViewOf(&time, sizeof time));
     const platform::Bytes key = digest.Value();
-    if (const auto known = known_.find(key); known != known_.end()) return known->second;
+    if (const auto known = known_.find(key); known != known_.end()) return &known->second;
+    if (!allowance.work.Spend(kForItem * around.Size())) return nullptr;
+    ChainFacts facts{time, Search(leaf, time, around, allowance)};
+    if (allowance.work.Exhausted()) return nullptr;
     if (known_.size() >= kMostKnown) known_.clear();
-    return known_[key] = ChainFacts{time, Search(leaf, time, around)};
+    return &(known_[key] = std::move(facts));
 }
 
 bool IsToldOfAll(const platform::Path& path) { return std::ranges::none_of(path.links, IsUntold); }

@@ -9,7 +9,7 @@
 #include "kestrelctl/message/reasons.h"
 #include "kestrelctl/message/record.h"
 #include "platform/base/ticks.h"
-#include "platform/chain/path.h"
+#include "platform/chain/chain.h"
 #include "platform/stores/store.h"
 
 namespace kestrelctl::message {
@@ -17,19 +17,24 @@ namespace kestrelctl::message {
 // Certificates and lists that messages bring: the chain is searched among them, too.
 class Surroundings {
   public:
-    // A token's own, and those of the message around it.
-    void Add(const Record& record);
+    explicit Surroundings(const Record& record);
+    // Those of the message around a token, behind its own.
+    void Add(const Surroundings& others);
     [[nodiscard]] const std::vector<std::shared_ptr<platform::Certificate>>& Certificates() const {
         return bundle_.certificates;
     }
     // The same for the same certificates and lists.
-    [[nodiscard]] platform::Bytes Key() const;
+    [[nodiscard]] const platform::Bytes& Key() const { return key_; }
+    [[nodiscard]] std::size_t Size() const {
+        return bundle_.certificates.size() + bundle_.crls.size();
+    }
     [[nodiscard]] std::shared_ptr<platform::Store> CertificatesAsStore() const;
     // With the lists that are in force at `now`; null when there are none.
     [[nodiscard]] std::shared_ptr<platform::Store> WithLists(platform::Ticks now) const;
 
   private:
     platform::CertificateBundle bundle_;
+    platform::Bytes key_;
 };
 
 struct ChainFacts {
@@ -40,13 +45,15 @@ struct ChainFacts {
 class Chains {
   public:
     explicit Chains(bool offline) : offline_(offline) {}
-    // Throws NTE_BAD_ALGID with the identifier of an algorithm that is not known.
-    const ChainFacts& Of(const std::shared_ptr<platform::Certificate>& leaf, platform::Ticks time,
-                         const Surroundings& around);
+    // Null when `allowance` is used up. Throws NTE_BAD_ALGID with the identifier of an algorithm
+    // that is not known.
+    const ChainFacts* Of(const std::shared_ptr<platform::Certificate>& leaf, platform::Ticks time,
+                         const Surroundings& around, platform::Allowance& allowance);
 
   private:
     [[nodiscard]] platform::Path Search(const std::shared_ptr<platform::Certificate>& leaf,
-                                        platform::Ticks time, const Surroundings& around) const;
+                                        platform::Ticks time, const Surroundings& around,
+                                        platform::Allowance& allowance) const;
 
     bool offline_;
     std::map<platform::Bytes, ChainFacts> known_;

@@ -60,8 +60,11 @@ message::JudgeSettings SettingsOf(const Arguments& arguments) {
 }
 
 message::Demands DemandsOf(const Arguments& arguments) {
-    message::Demands demands{
-        arguments.Get("content"), arguments.Get("dir"), {}, arguments.Has("all")};
+    message::Demands demands{arguments.Get("content"),
+                             arguments.Get("dir"),
+                             {},
+                             arguments.Has("all"),
+                             arguments.positionals.size() > 1};
     for (const std::string& name : arguments.List("signer")) {
         demands.signers.push_back(message::WantedSigner(name));
     }

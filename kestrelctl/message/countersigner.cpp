@@ -13,8 +13,7 @@ namespace {
 constexpr std::size_t kMostCountersignatures = 20;
 
 Countersignature JudgeOne(platform::ByteView value, const platform::SignerInfo& covered,
-                          const Surroundings& around, platform::Ticks time,
-                          KnownCertificates& known) {
+                          const Surroundings& around, platform::Ticks time, const Means& means) {
     Countersignature one;
     try {
         one.info = platform::ParseSignerInfo(value);
@@ -22,7 +21,7 @@ Countersignature JudgeOne(platform::ByteView value, const platform::SignerInfo& 
         one.findings.Add(Reason::CountersignatureWrong);
         return one;
     }
-    one.identity = IdentifyCountersigner(*one.info, covered.signature, around, known);
+    one.identity = IdentifyCountersigner(*one.info, covered.signature, around, means);
     one.findings.Add(one.identity.findings);
     if (const auto weak =
             WeaknessOfSignature(one.info->digest, one.info->signatureAlgorithm, time)) {
@@ -35,7 +34,7 @@ Countersignature JudgeOne(platform::ByteView value, const platform::SignerInfo& 
 
 std::vector<Countersignature> JudgeCountersignatures(const platform::SignerInfo& signer,
                                                      const Surroundings& around,
-                                                     platform::Ticks time, KnownCertificates& known,
+                                                     platform::Ticks time, const Means& means,
                                                      Findings& findings) {
     const std::vector<platform::Bytes> values =
         ValuesOf(signer.unsignedAttributes, kCountersignatureOid);
@@ -45,7 +44,7 @@ std::vector<Countersignature> JudgeCountersignatures(const platform::SignerInfo&
         return all;
     }
     for (const platform::Bytes& value : values) {
-        all.push_back(JudgeOne(value, signer, around, time, known));
+        all.push_back(JudgeOne(value, signer, around, time, means));
         const bool bad = all.back().findings.Worst() == Verdict::Bad;
         const auto& who = all.back().identity.certificate;
         if (!bad) continue;

@@ -18,7 +18,7 @@ struct Countersignature {
 // Those of a signer, unless there are more than anybody looks at: then none, and a finding.
 std::vector<Countersignature> JudgeCountersignatures(const platform::SignerInfo& signer,
                                                      const Surroundings& around,
-                                                     platform::Ticks time, KnownCertificates& known,
+                                                     platform::Ticks time, const Means& means,
                                                      Findings& findings);
 
 }  // namespace kestrelctl::message

@@ -45,7 +45,9 @@ void Judge::JudgeCertificate(const Surroundings& around, SignerVerdict& signer) 
     const auto& certificate = signer.identity.certificate;
     if (!certificate) return;
     try {
-        signer.chain = chains_.Of(certificate, signer.latest, around);
+        const ChainFacts* chain = chains_.Of(certificate, signer.latest, around, allowance_);
+        if (chain == nullptr) return signer.findings.Add(Reason::ChainIncomplete, kTooMuchWork);
+        signer.chain = *chain;
         signer.findings.Add(JudgeChain(*signer.chain));
         AddWeakIssues(*signer.chain, signer.latest, Reason::WeakAlgorithm, signer.findings);
         JudgeFitness(signer.chain->path, signer.findings);
@@ -61,8 +63,18 @@ void Judge::JudgeCertificate(const Surroundings& around, SignerVerdict& signer) 
     AddWeak(WeaknessOfKey(key, signer.latest), signer.findings);
 }
 
+std::vector<SignerVerdict> Judge::JudgeSigners(const Record& record, const ContentDigest& digest) {
+    allowance_ = ForOneMessage();
+    const Surroundings around(record);
+    std::vector<SignerVerdict> signers;
+    for (std::size_t i = 0; i < record.Signers().size(); ++i) {
+        signers.push_back(JudgeSigner(record, i, around, digest));
+    }
+    return signers;
+}
+
 SignerVerdict Judge::JudgeSigner(const Record& record, std::size_t index,
-                                 const ContentDigest& digest) {
+                                 const Surroundings& around, const ContentDigest& digest) {
     SignerVerdict signer;
     const platform::SignerInfo& info = record.Signers()[index];
     signer.info = {info.signer, info.digest, info.signatureAlgorithm};
@@ -70,15 +82,13 @@ SignerVerdict Judge::JudgeSigner(const Record& record, std::size_t index,
     signer.time = settings_.now;
     signer.latest = settings_.now;
     signer.timeSource = settings_.given ? TimeSource::Given : TimeSource::Now;
-    Surroundings around;
-    around.Add(record);
-    signer.identity = Identify(record, index, around, known_);
+    signer.identity = Identify(record, index, around, {known_, allowance_.work});
     signer.findings.Add(signer.identity.findings);
-    JudgeStamps(record, info, digest, signer);
+    JudgeStamps(around, info, digest, signer);
     TakeProvenTime(settings_.today, signer);
     JudgeCertificate(around, signer);
-    signer.countersignatures =
-        JudgeCountersignatures(info, around, settings_.now, known_, signer.findings);
+    signer.countersignatures = JudgeCountersignatures(info, around, settings_.now,
+                                                      {known_, allowance_.work}, signer.findings);
     AddWeak(WeaknessOfSignature(signer.info.digest, signer.info.signatureAlgorithm, signer.latest),
             signer.findings);
     return signer;

@@ -54,30 +54,39 @@ struct JudgeSettings {
     bool offline = false;
 };
 
+// What a message may cost: three seconds of checks, and a minute of waiting for the network.
+inline platform::Allowance ForOneMessage() {
+    return {platform::Budget(3'000'000'000), std::chrono::seconds(60)};
+}
+inline const Detail kTooMuchWork{"too much work", "слишком много работы"};
+
 class Judge {
   public:
     explicit Judge(const JudgeSettings& settings)
         : settings_(settings), chains_(settings.offline) {}
 
     [[nodiscard]] const JudgeSettings& Settings() const { return settings_; }
-    SignerVerdict JudgeSigner(const Record& record, std::size_t index, const ContentDigest& digest);
+    std::vector<SignerVerdict> JudgeSigners(const Record& record, const ContentDigest& digest);
     // A token that stands alone, for the content beside it.
     StampVerdict JudgeToken(const Record& token, const ContentDigest& digest);
 
   private:
-    StampVerdict JudgeStamp(const StampPlace& place, const Record& around,
+    SignerVerdict JudgeSigner(const Record& record, std::size_t index, const Surroundings& around,
+                              const ContentDigest& digest);
+    StampVerdict JudgeStamp(const StampPlace& place, const Surroundings& around,
                             const ContentDigest& digest);
-    void JudgeTokenRecord(const Record& token, const Record* around, const ContentDigest& digest,
-                          StampVerdict& stamp);
+    void JudgeTokenRecord(const Record& token, const Surroundings* around,
+                          const ContentDigest& digest, StampVerdict& stamp);
     void JudgeService(const Record& token, const Surroundings& around, StampVerdict& stamp);
     void JudgeServiceAt(const Surroundings& around, StampVerdict& stamp);
-    void JudgeStamps(const Record& record, const platform::SignerInfo& info,
+    void JudgeStamps(const Surroundings& around, const platform::SignerInfo& info,
                      const ContentDigest& digest, SignerVerdict& signer);
     void JudgeCertificate(const Surroundings& around, SignerVerdict& signer);
 
     JudgeSettings settings_;
     Chains chains_;
     KnownCertificates known_;
+    platform::Allowance allowance_ = ForOneMessage();  // of the message at hand
 };
 
 }  // namespace kestrelctl::message

@@ -52,19 +52,32 @@ bool IsToken(const Record& token) {
            token.tokenContent.size() == token.contentSize;
 }
 
+// The message is at fault here, and its faults have codes of their own kind.
+template <class Work>
+void OrMalformed(StampVerdict& stamp, const Work& work) {
+    try {
+        work();
+    } catch (const Error& error) {
+        const bool ofContent = (error.Code() >> 16) == 0x8009;
+        if (!ofContent) throw;
+        stamp.findings.Add(Reason::StampMalformed);
+    }
+}
+
 }  // namespace
 
 // RFC 3161 2.4.1: the attribute names the service's certificate. Without it a stranger's
 // certificate over the same key could take its place.
 void Judge::JudgeService(const Record& token, const Surroundings& around, StampVerdict& stamp) {
     const platform::SignerInfo& signer = token.Signers()[0];
-    const Identity identity = Identify(token, 0, around, known_);
+    const Identity identity = Identify(token, 0, around, {known_, allowance_.work});
     for (const Finding& finding : identity.findings.All()) {
         stamp.findings.Add(StampReasonOf(finding), finding.detail);
     }
     stamp.service = identity.certificate;
-    if (identity.certificate && !identity.comparedWhole &&
-        !stamp.findings.Has(Reason::StampCertificate)) {
+    const bool told =
+        stamp.findings.Has(Reason::StampCertificate) || stamp.findings.Has(Reason::StampUntrusted);
+    if (identity.certificate && !identity.comparedWhole && !told) {
         stamp.findings.Add(Reason::StampCertificate);
     }
     AddWeakness(WeaknessOfSignature(signer.digest, signer.signatureAlgorithm, settings_.today),
@@ -82,12 +95,15 @@ void Judge::JudgeService(const Record& token, const Surroundings& around, StampV
 // somebody has to tell that it is not.
 void Judge::JudgeServiceAt(const Surroundings& around, StampVerdict& stamp) {
     try {
-        stamp.chain = chains_.Of(stamp.service, stamp.facts->time, around);
+        const ChainFacts* chain = chains_.Of(stamp.service, stamp.facts->time, around, allowance_);
+        if (chain == nullptr) return stamp.findings.Add(Reason::StampUntrusted, kTooMuchWork);
+        stamp.chain = *chain;
         stamp.findings.Add(JudgeServiceChain(*stamp.chain));
         AddWeakIssues(*stamp.chain, settings_.today, Reason::StampWeak, stamp.findings);
         if (stamp.findings.Has(Reason::StampRevoked)) return;
-        const ChainFacts& today = chains_.Of(stamp.service, settings_.today, around);
-        const DWORD bits = today.path.Error();
+        const ChainFacts* today = chains_.Of(stamp.service, settings_.today, around, allowance_);
+        if (today == nullptr) return stamp.findings.Add(Reason::StampUntrusted, kTooMuchWork);
+        const DWORD bits = today->path.Error();
         if ((bits & CERT_TRUST_IS_REVOKED) != 0) {
             stamp.findings.Add(Reason::StampRevoked);
         } else if (!IsToldOfAll(today.path) &&
@@ -100,8 +116,8 @@ void Judge::JudgeServiceAt(const Surroundings& around, StampVerdict& stamp) {
     }
 }
 
-void Judge::JudgeTokenRecord(const Record& token, const Record* around, const ContentDigest& digest,
-                             StampVerdict& stamp) {
+void Judge::JudgeTokenRecord(const Record& token, const Surroundings* around,
+                             const ContentDigest& digest, StampVerdict& stamp) {
     if (!IsToken(token)) return stamp.findings.Add(Reason::StampMalformed);
     try {
         stamp.facts = ReadTstInfo(token.tokenContent);
@@ -116,13 +132,12 @@ void Judge::JudgeTokenRecord(const Record& token, const Record* around, const Co
     if (stamp.facts->time > settings_.today + kMostAhead) {
         stamp.findings.Add(Reason::StampFuture);
     }
-    Surroundings all;
-    all.Add(token);
+    Surroundings all(token);
     if (around != nullptr) all.Add(*around);
     JudgeService(token, all, stamp);
 }
 
-StampVerdict Judge::JudgeStamp(const StampPlace& place, const Record& around,
+StampVerdict Judge::JudgeStamp(const StampPlace& place, const Surroundings& around,
                                const ContentDigest& digest) {
     StampVerdict stamp;
     stamp.of = place.of;
@@ -131,26 +146,22 @@ StampVerdict Judge::JudgeStamp(const StampPlace& place, const Record& around,
         stamp.findings.Add(Reason::AttributeWrong,
                            IdentifierName(ofContent ? kContentStampOid : kSignatureStampOid));
     }
-    try {
+    OrMalformed(stamp, [&] {
         const Record token = ReadMessageOctets(place.token);
         JudgeTokenRecord(token, &around, digest, stamp);
-    } catch (const Error& error) {
-        // The message is at fault here, and its faults have codes of their own kind.
-        const bool ofContent = (error.Code() >> 16) == 0x8009;
-        if (!ofContent) throw;
-        stamp.findings.Add(Reason::StampMalformed);
-    }
+    });
     return stamp;
 }
 
 StampVerdict Judge::JudgeToken(const Record& token, const ContentDigest& digest) {
     StampVerdict stamp;
     stamp.of = StampOf::Token;
-    JudgeTokenRecord(token, nullptr, digest, stamp);
+    allowance_ = ForOneMessage();
+    OrMalformed(stamp, [&] { JudgeTokenRecord(token, nullptr, digest, stamp); });
     return stamp;
 }
 
-void Judge::JudgeStamps(const Record& record, const platform::SignerInfo& info,
+void Judge::JudgeStamps(const Surroundings& around, const platform::SignerInfo& info,
                         const ContentDigest& digest, SignerVerdict& signer) {
     const ContentDigest signature = [&](const std::string& oid) {
         platform::Digest running(oid);
@@ -161,7 +172,7 @@ void Judge::JudgeStamps(const Record& record, const platform::SignerInfo& info,
     if (places.size() > kMostStamps) return signer.findings.Add(Reason::TooManyStamps);
     for (const StampPlace& place : places) {
         const bool ofContent = place.of == StampOf::Content;
-        signer.stamps.push_back(JudgeStamp(place, record, ofContent ? digest : signature));
+        signer.stamps.push_back(JudgeStamp(place, around, ofContent ? digest : signature));
         signer.findings.Add(signer.stamps.back().findings);
     }
 }

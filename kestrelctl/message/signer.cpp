@@ -161,6 +161,8 @@ bool CheckForm(const Record& record, const platform::SignerInfo& signer, Finding
 
 // More of one name are nobody's honest message; each costs the check of a signature.
 constexpr std::size_t kMostCandidates = 32;
+// Nanoseconds to compare the names of one.
+constexpr std::uint64_t kForName = 200;
 
 void AddFitting(const platform::KeyHolder& holder, const std::vector<Candidate>& from,
                 std::vector<Candidate>& candidates) {
@@ -215,17 +217,23 @@ struct Trial {
 
 class Search {
   public:
-    Search(const platform::SignerInfo& signer, CheckKey check)
-        : signer_(signer), check_(std::move(check)) {}
+    Search(const platform::SignerInfo& signer, const Means& means, CheckKey check)
+        : signer_(signer), means_(means), check_(std::move(check)) {}
 
-    void Run(const Surroundings& around, KnownCertificates& known, Identity& identity);
+    void Run(const Surroundings& around, Identity& identity);
 
   private:
     void Try(const std::vector<Candidate>& from);
     void Conclude(Identity& identity) const;
+    // For what it takes to try a candidate.
+    [[nodiscard]] bool Pay(const platform::Certificate& one) {
+        const std::size_t hashed = one.Der().size() * marks_.size();
+        return means_.work.SpendSignature(one.Info().SubjectPublicKeyInfo, hashed);
+    }
     [[nodiscard]] bool Decided() const { return found_.candidate && found_.Rank() == 3; }
 
     const platform::SignerInfo& signer_;
+    const Means& means_;
     CheckKey check_;
     std::vector<CertificateMark> marks_;
     std::vector<Candidate> candidates_;
@@ -234,19 +242,22 @@ class Search {
 };
 
 void Search::Try(const std::vector<Candidate>& from) {
+    if (!means_.work.Spend(kForName * from.size())) return;
     AddFitting(signer_.signer, from, candidates_);
     for (; tried_ < candidates_.size(); ++tried_) {
         const Candidate& one = candidates_[tried_];
+        if (!found_.candidate) found_.candidate = one;
+        if (!Pay(*one)) return;
         const Trial trial{one, TryKey(check_, one), MarkedBy(marks_, one)};
-        if (!found_.candidate || trial.Rank() > found_.Rank()) found_ = trial;
+        if (tried_ == 0 || trial.Rank() > found_.Rank()) found_ = trial;
     }
 }
 
-void Search::Run(const Surroundings& around, KnownCertificates& known, Identity& identity) {
+void Search::Run(const Surroundings& around, Identity& identity) {
     try {
         marks_ = MarksOf(signer_);
         Try(around.Certificates());
-        if (!Decided()) Try(known.All());
+        if (!Decided()) Try(means_.known.All());
     } catch (const Error& error) {
         const bool unknown = IsCode(error, NTE_BAD_ALGID);
         identity.findings.Add(unknown ? Reason::AlgorithmUnknown : Reason::AttributeWrong,
@@ -258,6 +269,9 @@ void Search::Run(const Surroundings& around, KnownCertificates& known, Identity&
 void Search::Conclude(Identity& identity) const {
     identity.candidates = candidates_.size();
     identity.certificate = found_.candidate;
+    if (means_.work.Exhausted() && !Decided()) {
+        return identity.findings.Add(Reason::TooManyCandidates);
+    }
     if (!found_.candidate) return identity.findings.Add(Reason::CertificateMissing);
     // Where another certificate can be made to fit the hash, nothing was compared.
     const auto proves = [](const CertificateMark& mark) {
@@ -297,13 +311,13 @@ const std::vector<std::shared_ptr<platform::Certificate>>& KnownCertificates::Al
 }
 
 Identity Identify(const Record& record, std::size_t index, const Surroundings& around,
-                  KnownCertificates& known) {
+                  const Means& means) {
     Identity identity;
     const bool verifiable = CheckForm(record, record.Signers()[index], identity.findings);
     const auto check = [&](const CERT_INFO& info) {
         record.signedBody->VerifyWith(record.Signers()[index], info);
     };
-    Search(record.Signers()[index], check).Run(around, known, identity);
+    Search(record.Signers()[index], means, check).Run(around, identity);
     if (!verifiable) {
         // Without content, or with one that nobody can digest, no key was tried.
         Findings own;
@@ -316,13 +330,13 @@ Identity Identify(const Record& record, std::size_t index, const Surroundings& a
 }
 
 Identity IdentifyCountersigner(const platform::SignerInfo& signer, platform::ByteView covered,
-                               const Surroundings& around, KnownCertificates& known) {
+                               const Surroundings& around, const Means& means) {
     const auto check = [&](const CERT_INFO& info) {
         const auto key = platform::PublicKeyFromInfo(info.SubjectPublicKeyInfo);
         platform::VerifyCountersigner(signer, covered, key);
     };
     Identity identity;
-    Search(signer, check).Run(around, known, identity);
+    Search(signer, means, check).Run(around, identity);
     return identity;
 }
 

@@ -20,6 +20,12 @@ class KnownCertificates {
     std::optional<std::vector<std::shared_ptr<platform::Certificate>>> all_;
 };
 
+// What the search for signers draws on.
+struct Means {
+    KnownCertificates& known;  // of the run
+    platform::Budget& work;    // of the message
+};
+
 struct Identity {
     // Null when no candidate is there. Otherwise the one that fits best: to the key and the
     // hash, else to the key, else to the names alone.
@@ -31,11 +37,11 @@ struct Identity {
 
 // Signature `index` of a message whose content has gone through its digests.
 Identity Identify(const Record& record, std::size_t index, const Surroundings& around,
-                  KnownCertificates& known);
+                  const Means& means);
 
 // The same of a countersignature over the value of another signature.
 Identity IdentifyCountersigner(const platform::SignerInfo& signer, platform::ByteView covered,
-                               const Surroundings& around, KnownCertificates& known);
+                               const Surroundings& around, const Means& means);
 
 // Adds the reason when the certificate does not allow its key to sign, or an authority's in
 // between leaves none of the usages with which it would.

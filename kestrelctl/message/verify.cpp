@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <map>
 
 #include "kestrelctl/cli.h"
 #include "kestrelctl/message/demands.h"
@@ -23,6 +24,16 @@ constexpr std::size_t kMostSigners = 1'000;
 bool IsOrdinary(const std::string& name) {
     std::error_code error;
     return std::filesystem::is_regular_file(name, error);
+}
+
+// A pipe or a device is read when the user named it and nothing else waits for it: it may never
+// end. Empty when all is well; else the one that is in the way.
+std::string StrangeFile(const Pair& pair, const std::string& file, const Demands& demands) {
+    for (const std::string& name : {pair.message, pair.content}) {
+        const bool asked = !demands.several && (name == file || name == demands.content);
+        if (!asked && !IsOrdinaryOrMissing(name)) return name;
+    }
+    return {};
 }
 
 bool IsCut(const Error& error) {
@@ -99,18 +110,26 @@ void Read(const Pair& pair, const ContentSink& sink, MessageVerdict& message) {
     if (!tokenAlone) FeedDetached(message.record, pair.content, sink);
 }
 
-// A digest that the message did not announce takes another pass over the content.
+// A digest that the message did not announce takes another pass over the content: one, however
+// many stamps want it.
 class LateDigests {
   public:
     LateDigests(const Pair& pair, const MessageVerdict& message) : pair_(pair), message_(message) {}
 
-    std::optional<Bytes> operator()(const std::string& oid) const {
+    std::optional<Bytes> operator()(const std::string& oid) {
         const Record& record = message_.record;
         const bool token = record.kind == Kind::StampToken || record.kind == Kind::StampResponse;
         if (message_.detached && message_.content.empty()) return std::nullopt;
         if (!token && Ran(oid)) return record.signedBody->ContentDigest(oid);
         const std::string& source = message_.detached ? message_.content : pair_.message;
         if (!IsOrdinary(source)) return std::nullopt;  // a pipe has gone by
+        auto known = passes_.find(oid);
+        if (known == passes_.end()) known = passes_.emplace(oid, Pass(oid, source)).first;
+        return known->second;
+    }
+
+  private:
+    [[nodiscard]] Bytes Pass(const std::string& oid, const std::string& source) const {
         platform::Digest digest(oid);
         const ContentSink sink = [&](ByteView octets) { digest.Update(octets); };
         if (message_.detached) {
@@ -122,7 +141,6 @@ class LateDigests {
         return digest.Value();
     }
 
-  private:
     [[nodiscard]] bool Ran(const std::string& oid) const {
         const auto& digests = message_.record.digests;
         return std::ranges::find(digests, oid, &platform::Algorithm::oid) != digests.end();
@@ -130,11 +148,12 @@ class LateDigests {
 
     const Pair& pair_;
     const MessageVerdict& message_;
+    std::map<std::string, Bytes> passes_;  // by algorithm
 };
 
 void JudgeParts(Judge& judge, const Pair& pair, MessageVerdict& message) {
     const Record& record = message.record;
-    const LateDigests digests(pair, message);
+    const ContentDigest digests = LateDigests(pair, message);
     const bool token = record.kind == Kind::StampToken || record.kind == Kind::StampResponse;
     if (token && record.signedBody) {
         message.token = judge.JudgeToken(record, digests);
@@ -156,9 +175,7 @@ void JudgeParts(Judge& judge, const Pair& pair, MessageVerdict& message) {
     } else if (record.Signers().size() > kMostSigners) {
         message.findings.Add(Reason::TooManySigners);
     } else {
-        for (std::size_t i = 0; i < record.Signers().size(); ++i) {
-            message.signers.push_back(judge.JudgeSigner(record, i, digests));
-        }
+        message.signers = judge.JudgeSigners(record, digests);
     }
 }
 
@@ -167,6 +184,11 @@ MessageVerdict ReadAndJudge(Judge& judge, const std::string& file, const Demands
     MessageVerdict message;
     message.file = file;
     const Pair pair = PairOf(file, demands);
+    if (const std::string name = StrangeFile(pair, file, demands); !name.empty()) {
+        const Detail detail("not an ordinary file", "не обычный файл");
+        message.findings.Add(Reason::CannotRead, detail.Of(name));
+        return message;
+    }
     if (LacksSignature(pair, demands)) {
         message.findings.Add(Reason::NoSignature, pair.message);
         return message;

@@ -22,6 +22,7 @@ struct Demands {
     std::string folder;           // of --dir
     std::vector<Wanted> signers;  // of --signer
     bool all = false;
+    bool several = false;  // this is one of several files
 };
 
 struct DemandedSigner {

@@ -26,7 +26,8 @@ std::uint64_t PriceOf(const CERT_PUBLIC_KEY_INFO& key) {
 }  // namespace
 
 bool Budget::Spend(std::uint64_t units) {
-    if (exhausted_ || units > left_) {
+    const bool reaches = !exhausted_ && units <= left_;
+    if (!reaches || (whole_ != nullptr && !whole_->Spend(units))) {
         exhausted_ = true;
         return false;
     }

@@ -14,7 +14,10 @@ namespace platform {
 // same input gets the same answer on every computer.
 class Budget {
   public:
-    explicit Budget(std::uint64_t units = 500'000'000) : left_(units) {}
+    static constexpr std::uint64_t kForSearch = 500'000'000;  // of one path
+    // `whole` pays, too, so that it bounds several: it may be null, and outlives this one.
+    explicit Budget(std::uint64_t units = kForSearch, Budget* whole = nullptr)
+        : left_(units), whole_(whole) {}
     // False, from then on for good, when it does not reach.
     [[nodiscard]] bool Spend(std::uint64_t units);
     // For the check of one signature over `size` octets.
@@ -23,6 +26,7 @@ class Budget {
 
   private:
     std::uint64_t left_;
+    Budget* whole_;
     bool exhausted_ = false;
 };
 

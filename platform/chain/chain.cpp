@@ -48,8 +48,8 @@ bool MayFetch(DWORD flags) {
 
 // While an issuer is missing, the certificate may tell where it is.
 Path FindWithIssuers(const std::shared_ptr<Certificate>& leaf, CertificatePool& pool,
-                     const ChainRequest& request, Retriever& retriever) {
-    Budget budget;
+                     const ChainRequest& request, Retriever& retriever, Budget* whole) {
+    Budget budget(Budget::kForSearch, whole);
     Path path = FindPath(leaf, pool, request, budget);
     for (std::size_t step = 1; step < kLongestPath; ++step) {
         if ((path.error & CERT_TRUST_IS_PARTIAL_CHAIN) == 0) break;
@@ -62,10 +62,11 @@ Path FindWithIssuers(const std::shared_ptr<Certificate>& leaf, CertificatePool& 
 }
 
 Path Judged(const std::shared_ptr<Certificate>& leaf, const ChainInputs& inputs,
-            Retriever& retriever) {
+            Retriever& retriever, Budget* whole) {
     CertificatePool pool(*leaf, inputs.additional, inputs.sides);
-    Path path = FindWithIssuers(leaf, pool, inputs.request, retriever);
-    CheckRevocation(path, inputs.flags, inputs.request.time, pool, SourcesFor(pool, retriever));
+    Path path = FindWithIssuers(leaf, pool, inputs.request, retriever, whole);
+    CheckRevocation(path, inputs.flags, inputs.request.time, pool, SourcesFor(pool, retriever),
+                    whole);
     return path;
 }
 
@@ -85,7 +86,7 @@ std::shared_ptr<Chain> BuildChain(const std::shared_ptr<Certificate>& leaf, HCER
     const ChainInputs inputs{*leaf, additional, sides, time, request, flags};
     Path path = Cache().Get(inputs, [&] {
         Retriever retriever(sides, MayFetch(flags));
-        return Judged(leaf, inputs, retriever);
+        return Judged(leaf, inputs, retriever, nullptr);
     });
     // The caller's own context leads, though another of the same bytes was judged.
     path.links.front().certificate = leaf;
@@ -94,12 +95,14 @@ std::shared_ptr<Chain> BuildChain(const std::shared_ptr<Certificate>& leaf, HCER
 
 Examination ExamineChain(const std::shared_ptr<Certificate>& leaf,
                          const std::shared_ptr<Store>& additional, const ChainRequest& request,
-                         DWORD flags) {
+                         DWORD flags, Allowance* allowance) {
     const std::vector<Side> sides = SidesOf(nullptr);
     const ChainInputs inputs{*leaf, additional, sides, &request.time, request, flags};
-    Retriever retriever(sides, MayFetch(flags));
+    Retriever retriever(sides, MayFetch(flags),
+                        allowance != nullptr ? &allowance->waiting : nullptr);
     Examination examination;
-    examination.path = Judged(leaf, inputs, retriever);
+    examination.path =
+        Judged(leaf, inputs, retriever, allowance != nullptr ? &allowance->work : nullptr);
     examination.retrievals = retriever.Log();
     return examination;
 }

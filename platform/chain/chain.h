@@ -1,6 +1,7 @@
 // One chain from a caller's question to the public record.
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <vector>
 
@@ -24,9 +25,15 @@ struct Examination {
     Path path;
     std::vector<Retrieval> retrievals;
 };
-// `additional` may be null.
+// What several examinations may cost together, each within its own limits.
+struct Allowance {
+    Budget work;
+    std::chrono::milliseconds waiting;  // for the network
+};
+// `additional` and `allowance` may be null. With an allowance whose work is exhausted the path is
+// not to be relied on.
 Examination ExamineChain(const std::shared_ptr<Certificate>& leaf,
                          const std::shared_ptr<Store>& additional, const ChainRequest& request,
-                         DWORD flags);
+                         DWORD flags, Allowance* allowance = nullptr);
 
 }  // namespace platform

@@ -2,6 +2,7 @@
 #include "platform/chain/retriever.h"
 
 #include <algorithm>
+#include <cctype>
 #include <map>
 
 #include "platform/base/error.h"
@@ -44,6 +45,18 @@ class Memory {
         return std::pair(found->second.first, here ? unclaimed_.second : Bytes());
     }
 
+    // Whoever forges certificates may name any number of addresses at a host that says nothing.
+    // One alone may be a long list.
+    void NoteSilent(const std::string& host) {
+        Silence& silence = silent_[host];
+        silence.times = IsOver(silence) ? 1 : silence.times + 1;
+        silence.last = CurrentTicks();
+    }
+    [[nodiscard]] bool IsSilent(const std::string& host) const {
+        const auto found = silent_.find(host);
+        return found != silent_.end() && found->second.times > 1 && !IsOver(found->second);
+    }
+
     void Add(const std::string& key, Answer answer) {
         if (size_ + answer.body.size() > kMostOfBody) {
             std::erase_if(answers_, [](const auto& entry) { return !entry.second.failed; });
@@ -64,11 +77,31 @@ class Memory {
     std::size_t size_ = 0;
     std::map<std::string, std::pair<std::string, Ticks>> said_;
     std::pair<std::string, Bytes> unclaimed_;
+    struct Silence {
+        int times = 0;
+        Ticks last = 0;
+    };
+    static bool IsOver(const Silence& silence) {
+        return CurrentTicks() > silence.last + kAfterFailure;
+    }
+    std::map<std::string, Silence> silent_;  // by host
 };
 
 Memory& TheMemory() {
     static Memory memory;
     return memory;
+}
+
+// With scheme and port, in small letters.
+std::string HostOf(const std::string& address) {
+    const std::size_t start = address.find("//");
+    const std::size_t end =
+        start == std::string::npos ? start : address.find_first_of("/?#", start + 2);
+    std::string host = address.substr(0, end);
+    for (char& letter : host) {
+        letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
+    }
+    return host;
 }
 
 std::string ReasonOf(const Error& error) {
@@ -82,8 +115,8 @@ std::string ReasonIn(const Answer& failed) { return {failed.body.begin(), failed
 
 }  // namespace
 
-Retriever::Retriever(const std::vector<Side>& sides, bool network)
-    : cache_(sides), network_(network) {}
+Retriever::Retriever(const std::vector<Side>& sides, bool network, milliseconds* waiting)
+    : cache_(sides), network_(network), waiting_(waiting) {}
 
 std::optional<Answer> Retriever::Kept(const Inquiry& inquiry) {
     auto found = Stored(inquiry.Key());
@@ -107,13 +140,15 @@ void Retriever::Note(const Inquiry& inquiry, const std::string& outcome, Ticks u
 }
 
 milliseconds Retriever::TimeLeft() const {
-    if (!end_) return kForAddress;
-    const auto left = std::chrono::duration_cast<milliseconds>(*end_ - Clock::now());
-    return std::min(kForAddress, left);
+    milliseconds left = kForAddress;
+    if (waiting_ != nullptr) left = std::min(left, *waiting_);
+    if (!end_) return left;
+    return std::min(left, std::chrono::duration_cast<milliseconds>(*end_ - Clock::now()));
 }
 
 bool Retriever::MayFetch(const Inquiry& inquiry) const {
-    return network_ && TimeLeft() > milliseconds(0) && IsDownloadable(inquiry.address);
+    return network_ && TimeLeft() > milliseconds(0) && IsDownloadable(inquiry.address) &&
+           !TheMemory().IsSilent(HostOf(inquiry.address));
 }
 
 std::optional<Bytes> Retriever::Fetch(const Inquiry& inquiry) {
@@ -135,18 +170,28 @@ std::optional<Bytes> Retriever::Ask(const Inquiry& inquiry) {
     if (!end_) end_ = Clock::now() + kForChain;
     const std::string type = inquiry.request.empty() ? "" : "application/ocsp-request";
     const milliseconds limit = TimeLeft();
+    const auto start = Clock::now();
+    const auto pay = [&] {
+        if (waiting_ == nullptr) return;
+        *waiting_ -= std::chrono::duration_cast<milliseconds>(Clock::now() - start);
+    };
     try {
-        return Download({inquiry.address, inquiry.request, type, limit, kMostOfBody});
+        auto body = Download({inquiry.address, inquiry.request, type, limit, kMostOfBody});
+        pay();
+        return body;
     } catch (const Error& error) {
-        // One that came last, after others had used up the time, is not to blame.
-        const bool hurried = limit < kForAddress / 2 && error.Code() == ERROR_WINHTTP_TIMEOUT;
-        if (hurried) {
-            Note(inquiry, ReasonOf(error), CurrentTicks());
-        } else {
-            Fail(inquiry, ReasonOf(error));
-        }
+        pay();
+        NoteFault(inquiry, error, limit);
         return std::nullopt;
     }
+}
+
+void Retriever::NoteFault(const Inquiry& inquiry, const Error& error, milliseconds limit) {
+    const bool late = error.Code() == ERROR_WINHTTP_TIMEOUT;
+    // One that came last, after others had used up the time, is not to blame.
+    if (late && limit < kForAddress / 2) return Note(inquiry, ReasonOf(error), CurrentTicks());
+    if (late) TheMemory().NoteSilent(HostOf(inquiry.address));
+    Fail(inquiry, ReasonOf(error));
 }
 
 void Retriever::Keep(const Inquiry& inquiry, Bytes body, Ticks nextUpdate) {

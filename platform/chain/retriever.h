@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/base/error.h"
 #include "platform/chain/answer_cache.h"
 
 namespace platform {
@@ -25,8 +26,10 @@ struct Retrieval {
 class Retriever {
   public:
     // 30 s for all that it fetches begin with the first.
-    // `network`: whether anything may be fetched; the cache is read in any case.
-    Retriever(const std::vector<Side>& sides, bool network);
+    // `network`: whether anything may be fetched; the cache is read in any case. `waiting` has the
+    // time that is left for this and other retrievers; it may be null, and outlives this one.
+    Retriever(const std::vector<Side>& sides, bool network,
+              std::chrono::milliseconds* waiting = nullptr);
 
     // The answer that is kept; a failed one when the address was asked in vain not long ago.
     [[nodiscard]] std::optional<Answer> Kept(const Inquiry& inquiry);
@@ -55,10 +58,12 @@ class Retriever {
     [[nodiscard]] std::optional<Answer> Stored(const std::string& key) const;
     [[nodiscard]] std::optional<Bytes> Said(const Inquiry& inquiry) const;
     std::optional<Bytes> Ask(const Inquiry& inquiry);
+    void NoteFault(const Inquiry& inquiry, const Error& error, std::chrono::milliseconds limit);
     [[nodiscard]] std::chrono::milliseconds TimeLeft() const;
 
     AnswerCache cache_;
     bool network_;
+    std::chrono::milliseconds* waiting_;
     std::optional<Clock::time_point> end_;
     std::vector<Retrieval> log_;
 };

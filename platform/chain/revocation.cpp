@@ -139,10 +139,10 @@ std::unique_ptr<RevocationSource> StoreCrls(const CertificatePool& pool) {
 }
 
 void CheckRevocation(Path& path, DWORD flags, const FILETIME& time, const CertificatePool& pool,
-                     const RevocationSources& sources) {
+                     const RevocationSources& sources, Budget* whole) {
     const FILETIME now = FileTimeOf(CurrentTicks());
     const std::size_t count = CountToCheck(path, flags);
-    Budget budget(kForRevocation);
+    Budget budget(kForRevocation, whole);
     SignersUnder others(path, time, pool, sources, budget);
     for (std::size_t index = 0; index < count; ++index) {
         Link& link = path.links[index];

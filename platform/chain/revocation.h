@@ -27,6 +27,6 @@ std::unique_ptr<RevocationSource> StoreCrls(const CertificatePool& pool);
 // that the CERT_CHAIN_REVOCATION_CHECK_* bits of `flags` name. One that its issuer did not
 // sign is left out: what an issuer says of a number is not about it.
 void CheckRevocation(Path& path, DWORD flags, const FILETIME& time, const CertificatePool& pool,
-                     const RevocationSources& sources);
+                     const RevocationSources& sources, Budget* whole);
 
 }  // namespace platform

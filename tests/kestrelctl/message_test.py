@@ -263,6 +263,8 @@ class Verdicts(MessageCase):
                 "2.5.29.21", der(0x0A, b"\1"), False))), "good", None, None),
             ("lost and revoked before the stamp", self.stamped(lists=[root.revoke(
                 (ann, before, since(before)))]), "bad", "revoked", None),
+            ("a list for ever", self.signed(lists=[root.revoke(end=None)]), "indeterminate",
+             "revocation-unknown", None),
             ("no list", self.signed(lists=[]), "indeterminate", "revocation-unknown", None),
             ("a list in force at the stamp's time", self.stamped(lists=[root.revoke(
                 start=NOW - DAY, end=NOW - 99)]), "indeterminate", "revocation-unknown", None),
@@ -539,7 +541,10 @@ class Uses(MessageCase):
             self.write(name, CONTENT)
         self.write("plain", b"0 or more\n")
         self.write("src/m.sgn", self.signed(signer(self.ann, b"x"), content=None))
+        self.write("x", CONTENT)
+        os.mkfifo(self.path("x.sgn"))
         rows = [
+            (["x"], "indeterminate", "cannot-read", None),
             (["m"], "good", None, "m"), (["m.sgn"], "good", None, "m"),
             (["m.sgn", "--content", "other"], "bad", "content-changed", "other"),
             (["other", "--dir", "kept"], "bad", "content-changed", "other"),
@@ -557,9 +562,9 @@ class Uses(MessageCase):
                 _, document = self.verify(*words)
                 self.assertEqual((document["verdict"], document["reason"], document["contentFile"]),
                                  (verdict, reason, content))
-        status, found = self.documents("verify", "m", "whole.sgn", "nowhere", line="--jsonl")
-        self.assertEqual((status, [d["verdict"] for d in found]), (3, ["good", "good",
-                                                                      "indeterminate"]))
+        status, found = self.documents("verify", "m", "nowhere", "x.sgn", "whole.sgn", line="--jsonl")
+        self.assertEqual((status, [d["verdict"] for d in found]),
+                         (3, ["good", "indeterminate", "indeterminate", "good"]))
 
     def test_content_goes_out_when_it_is_good(self):
         self.write("good", self.signed())
@@ -625,7 +630,10 @@ class Uses(MessageCase):
         content = stamp(self.clock, CONTENT, NOW - HOUR, hashed="sha512", named=SHA512)
         more = [attribute(CONTENT_STAMP, content)]
         token = stamp(self.clock, CONTENT, NOW - HOUR, lists=[self.clean])
-        files = {"m": self.signed(signer(self.ann, CONTENT, more)), "in": CONTENT, "t": token,
+        broken = self.party("Broken", self.root, uses=STAMPING)  # its name is a number
+        broken.certificate = broken.certificate.replace(b"\x0c\x06Broken", b"\x02\x06Broken")
+        files = {"broken": stamp(broken, CONTENT, NOW - HOUR),
+                 "m": self.signed(signer(self.ann, CONTENT, more)), "in": CONTENT, "t": token,
                  "r": response(0, token), "in.sgn": token, "no": response(2, text="no"),
                  "refused": response(2, token),
                  "wrong": self.signed(signer(self.ann, b"x", more), content=b"x")}
@@ -634,6 +642,7 @@ class Uses(MessageCase):
         rows = [(["m"], "good", None), (["wrong"], "bad", "stamp-imprint"),
                 (["t", "--content", "in"], "good", None), (["t"], "indeterminate", "no-content"),
                 (["t", "--content", "m"], "bad", "stamp-imprint"),
+                (["broken", "--content", "in"], "bad", "stamp-malformed"),
                 (["r", "--content", "in", "--signer", "Clock"], "good", None),
                 (["no"], "bad", "not-signed"), (["refused", "--content", "in"], "bad", "not-signed"), (["t", "--content", "in", "--all"], "bad", "no-signer"),
                 (["in"], "bad", "not-signed"), (["in.sgn"], "bad", "not-signed"),
@@ -667,6 +676,23 @@ class Uses(MessageCase):
 
         _, document = self.verify("weak", "--at", "2013-01-01")
         self.assertIn("stamp-weak", [finding["reason"] for finding in document["findings"]])
+
+    def test_work_has_a_bound(self):
+        """Whoever comes first is judged; the rest is not known, and nothing is bad."""
+        slow = self.shop.new_key(option="ec_paramgen_curve:P-384")
+        decoys = [self.party("Ann", self.root, number=self.ann.number, key=slow, end=NOW + (n + 1) * DAY)
+                  for n in range(31)]
+        value = lambda v: signer(self.ann, v, attributes=[digest_attribute(v)])
+        one = signer(self.ann, CONTENT, unsigned=lambda v: [
+            attribute(SIGNATURE_STAMP, stamp(self.clock, v, NOW - HOUR)),
+            attribute(evidence.COUNTERSIGNATURE, value(v))])
+        self.write("m", self.signed(*[one] * 60, who=[*decoys, self.ann]))
+        for words, status, reason in ([], 0, None), (["--all"], 3, "too-many-candidates"):
+            code, document = self.verify("m", *words)
+            self.assertEqual((code, document["reason"]), (status, reason))
+        last = document["signers"][-1]
+        self.assertEqual((last["reason"], last["stamps"][0]["reason"], last["chain"]),
+                         ("too-many-candidates", "stamp-untrusted", None))
 
     def test_mail(self):
         self.write("in", b"one\ntwo\n\nthree")

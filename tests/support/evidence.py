@@ -80,7 +80,7 @@ class Party:
         rows = [sequence(integer(who.number), moment(when), *more) for who, when, *more in entries]
         return self.seal(sequence(
             integer(1), self.algorithm, name(self.subject), moment(start),
-            moment(end), sequence(*rows) if rows else b"",
+            moment(end) if end else b"", sequence(*rows) if rows else b"",
             der(0xA0, sequence(*more)) if more else b""))
 
     def identifier(self):
