@@ -77,6 +77,16 @@ const platform::Link* IssuerOfOthers(const platform::Path& path) {
     return nullptr;
 }
 
+// What no longer had to tell of a certificate told nothing.
+platform::Path WithoutSilent(platform::Path path) {
+    for (platform::Link& link : path.links) {
+        if (link.revocation != platform::Revocation::Good || !link.evidence.silent) continue;
+        link.revocation = platform::Revocation::Unknown;
+        link.error |= CERT_TRUST_REVOCATION_STATUS_UNKNOWN;
+    }
+    return path;
+}
+
 // The answers of `told` for the certificates that `path` has none for.
 void TakeAnswers(const platform::Path& told, platform::Path& path) {
     if (!SameCertificates(told, path)) return;
@@ -128,12 +138,15 @@ platform::Path Chains::Search(const std::shared_ptr<platform::Certificate>& leaf
     constexpr DWORD kAskNobody = CERT_CHAIN_CACHE_ONLY_URL_RETRIEVAL;
     platform::ChainRequest request;
     request.time = platform::FileTimeOf(time);
-    platform::Path path = ExamineChain(leaf, around.CertificatesAsStore(), request,
-                                       offline_ ? flags | kAskNobody : flags)
-                              .path;
+    platform::Path path = WithoutSilent(ExamineChain(leaf, around.CertificatesAsStore(), request,
+                                                     offline_ ? flags | kAskNobody : flags)
+                                            .path);
     if ((path.Error() & CERT_TRUST_REVOCATION_STATUS_UNKNOWN) == 0) return path;
     const auto lists = around.WithLists(platform::CurrentTicks());
-    if (lists) TakeAnswers(ExamineChain(leaf, lists, request, flags | kAskNobody).path, path);
+    if (lists) {
+        const auto told = ExamineChain(leaf, lists, request, flags | kAskNobody);
+        TakeAnswers(WithoutSilent(told.path), path);
+    }
     return path;
 }
 

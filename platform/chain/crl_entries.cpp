@@ -71,8 +71,11 @@ class EntryWalk {
             listed_.removed = true;
         } else if (TicksOf(ReadTime(entry.date)) <= TicksOf(time_)) {
             listed_.revoked = true;
-        } else if (compromise_ && !invalid_.empty()) {
-            listed_.compromised = WasInvalid(invalid_, time_);
+        } else {
+            listed_.later = true;
+            if (compromise_ && !invalid_.empty()) {
+                listed_.compromised = WasInvalid(invalid_, time_);
+            }
         }
     }
 

@@ -9,6 +9,7 @@ namespace platform {
 struct Listed {
     bool understood = true;  // no entry has a critical extension beyond those handled here
     bool revoked = false;
+    bool later = false;    // after that time
     bool removed = false;  // "remove from CRL", of a delta list
     // Revoked later, as the key may have been somebody else's at that time (RFC 5280 5.3.2).
     bool compromised = false;

@@ -29,6 +29,8 @@ Holder ExtensionOf(X509_CRL* crl, int nid) {
 
 bool HasExtension(X509_CRL* crl, int nid) { return X509_CRL_get_ext_by_NID(crl, nid, -1) >= 0; }
 
+// Of X.509, where RFC 5280 has none for it.
+constexpr const char* kExpiredOnList = "2.5.29.60";
 constexpr const char* kScope = "2.5.29.28";
 constexpr const char* kAuthorityKey = "2.5.29.35";
 
@@ -180,7 +182,42 @@ const SoundList& Deciding(const UsableList& base, const std::vector<UsableList>&
     return silent && base.list->listed.revoked ? *base.list : *delta->list;
 }
 
+bool MustTell(const Crl& crl, const Certificate& subject) {
+    const CRL_INFO& head = crl.Head();
+    const CERT_EXTENSION* kept = FindExtension(kExpiredOnList, head.cExtension, head.rgExtension);
+    return HasToTell(subject, head.ThisUpdate, kept == nullptr ? ByteView() : ViewOf(kept->Value));
+}
+
+// The reasons for which the latest list that has to tell of the subject does not revoke it.
+Reasons TrulyCovered(const std::vector<UsableList>& lists, const Certificate& subject) {
+    Reasons told = 0;
+    Reasons covered = 0;
+    for (const UsableList& base : lists) {
+        if (base.baseNumber || !MustTell(*base.list->crl, subject)) continue;
+        if (!base.list->listed.revoked) covered |= base.list->reasons & ~told;
+        told |= base.list->reasons;
+    }
+    return covered;
+}
+
+// A delta list on top may be what says that it is no longer listed.
+bool IsSilent(const SoundList& base, const SoundList& deciding, const Certificate& subject) {
+    if (base.listed.later || deciding.listed.later) return false;
+    return !MustTell(*base.crl, subject) ||
+           (base.listed.revoked && !MustTell(*deciding.crl, subject));
+}
+
 }  // namespace
+
+bool HasToTell(const Certificate& subject, const FILETIME& thisUpdate, ByteView keptSince) {
+    const Ticks end = TicksOf(subject.Info().NotAfter);
+    if (TicksOf(thisUpdate) <= end) return true;
+    try {
+        return !keptSince.empty() && TicksOf(ReadTime(der::Cursor(keptSince).Next())) <= end;
+    } catch (const Error&) {
+        return false;
+    }
+}
 
 SoundLists Sound(const RevocationQuestion& question, const std::vector<std::shared_ptr<Crl>>& crls,
                  bool covering) {
@@ -202,8 +239,13 @@ Revocation Judge(RevocationQuestion& question, const SoundLists& sound) {
         question.evidence = {deciding.source, head.ThisUpdate, head.NextUpdate,
                              question.evidence.compromised || deciding.listed.compromised};
         if (deciding.listed.revoked) return Revocation::Revoked;
+        if (IsSilent(*base.list, deciding, question.subject)) {
+            question.silent |= base.list->reasons & ~question.covered;
+        }
         question.covered |= base.list->reasons;
     }
+    if (question.silent != 0) question.silent &= ~TrulyCovered(lists, question.subject);
+    question.evidence.silent = question.silent != 0;
     return question.covered == kAllReasons ? Revocation::Good : Revocation::Unknown;
 }
 

@@ -33,6 +33,9 @@ struct Evidence {
     // Not revoked at the question's time, but since, for a key that was lost by then. Changes no
     // answer here.
     bool compromised = false;
+    // "Not revoked" by one of after the certificate's end alone, which no longer has to tell of it
+    // (RFC 5280 3.3) and does not say that it does. Changes no answer here.
+    bool silent = false;
 };
 
 // The question: was `subject`, which `issuer` signed, revoked at `time`?
@@ -45,7 +48,12 @@ struct RevocationQuestion {
     Budget& budget;
     Reasons covered = 0;  // for which "not revoked" was learned so far, from any source
     Evidence evidence{};  // of the last list that counted
+    Reasons silent = 0;   // of those covered: by evidence that no longer has to tell
 };
+
+// Whether evidence of that day has to tell of the certificate: it is of before its end, or says
+// since when it keeps those that ended (`keptSince`, a GeneralizedTime; empty: it does not say).
+bool HasToTell(const Certificate& subject, const FILETIME& thisUpdate, ByteView keptSince);
 
 // A list that counts, with what it says.
 struct SoundList {

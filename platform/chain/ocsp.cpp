@@ -16,6 +16,7 @@ namespace platform {
 namespace {
 
 constexpr const char* kBasicResponse = "1.3.6.1.5.5.7.48.1.1";
+constexpr const char* kArchiveCutoffOid = "1.3.6.1.5.5.7.48.1.6";
 constexpr const char* kInvalidityDateOid = "2.5.29.24";
 constexpr const char* kOcspSigning = "1.3.6.1.5.5.7.3.9";
 constexpr std::uint8_t kEnumerated = 0x0A;
@@ -59,6 +60,7 @@ struct SingleResponse {
     FILETIME thisUpdate{};
     FILETIME nextUpdate{};
     ByteView invalidityDate;  // empty when it tells none
+    ByteView archiveCutoff;   // likewise
 };
 
 struct BasicResponse {
@@ -79,12 +81,12 @@ std::vector<ExtensionView> OptionalExtensions(ByteView explicitly) {
     return extensions;
 }
 
-// RFC 6960 4.4.5: those of a list's entries may stand here.
-ByteView InvalidityDateIn(const std::vector<ExtensionView>& extensions) {
+// RFC 6960 4.4.4, and 4.4.5: those of a list's entries may stand here.
+void TakeExtensions(const std::vector<ExtensionView>& extensions, SingleResponse& single) {
     for (const ExtensionView& extension : extensions) {
-        if (extension.oid == kInvalidityDateOid) return extension.value;
+        if (extension.oid == kInvalidityDateOid) single.invalidityDate = extension.value;
+        if (extension.oid == kArchiveCutoffOid) single.archiveCutoff = extension.value;
     }
-    return {};
 }
 
 SingleResponse ReadSingle(der::Cursor cursor) {
@@ -96,7 +98,7 @@ SingleResponse ReadSingle(der::Cursor cursor) {
         single.nextUpdate = ReadTime(der::Cursor(cursor.Next().contents).Next());
     }
     if (cursor.NextIs(der::ContextConstructed(1))) {
-        single.invalidityDate = InvalidityDateIn(OptionalExtensions(cursor.Next().contents));
+        TakeExtensions(OptionalExtensions(cursor.Next().contents), single);
     }
     cursor.ExpectEnd();
     return single;
@@ -286,6 +288,12 @@ bool WasCompromised(const SingleResponse& single, const RevocationQuestion& ques
     return lost && WasInvalid(single.invalidityDate, question.time);
 }
 
+// "Good", from a responder who no longer has to know.
+bool IsSilentOn(const SingleResponse& single, const RevocationQuestion& question) {
+    return single.status.tag == kGood &&
+           !HasToTell(question.subject, single.thisUpdate, single.archiveCutoff);
+}
+
 }  // namespace
 
 Bytes OcspRequest(std::string_view digestOid, const Certificate& subject,
@@ -318,7 +326,8 @@ OcspFinding JudgeOcsp(ByteView response, RevocationQuestion& question,
         question.evidence = {{},
                              single.thisUpdate,
                              single.nextUpdate,
-                             question.evidence.compromised || WasCompromised(single, question)};
+                             question.evidence.compromised || WasCompromised(single, question),
+                             IsSilentOn(single, question)};
         return finding;
     } catch (const Refusal& refusal) {
         return refusal.Finding();

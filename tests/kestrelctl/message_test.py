@@ -220,9 +220,10 @@ class Verdicts(MessageCase):
                             evidence.extension("2.5.29.24", der(0x18, date), False))
         def later(*more):
             return self.stamped(lists=[root.revoke((ann, after, *more))])
-        def below(bits, *named, hashed="-sha256", clock=False):
+        def below(bits, *named, hashed="-sha256", clock=False, uses=()):
             key = self.shop.new_key("RSA", f"rsa_keygen_bits:{bits}")
-            issuer = self.party("Issuer", root, uses=AUTHORITY, key=key)
+            issuer = self.party("Issuer", root, uses=[*AUTHORITY, *(evidence.extension(
+                "2.5.29.37", sequence(oid(use))) for use in uses)], key=key)
             issuer.algorithm = sequence(*named[:2])
             issuer.sealing = [hashed, *" ".join(named[2:]).split()]
             who = self.party("Who", issuer, uses=STAMPING if clock else SIGNING)
@@ -232,6 +233,15 @@ class Verdicts(MessageCase):
             return self.signed(made, who=[ann, who, issuer], lists=[self.clean, issuer.revoke()])
         def by(who, **more):
             return self.signed(signer(who, CONTENT), who=[who], **more)
+        def limited(use, **more):
+            return below(2048, oid(RSA_SHA256), b"\5\0", uses=[use], **more)
+        def kept(when):  # of those that had ended by then, the list tells, too
+            return [root.revoke(more=[evidence.extension("2.5.29.60", der(0x18, time.strftime(
+                "%Y%m%d%H%M%SZ", time.gmtime(when)).encode()), False)])]
+        servers, stamping, anything = "1.3.6.1.5.5.7.3.1", "1.3.6.1.5.5.7.3.8", "2.5.29.37.0"
+        ended = lambda **more: self.stamped(NOW - 2 * DAY, gone, **more)
+        unsure = lambda *accuracy: self.stamped(
+            lists=[root.revoke((ann, after))], accuracy=sequence(*accuracy))
         return [
             ("revoked", self.signed(lists=[root.revoke((ann, before))]), "bad", "revoked", None),
             ("revoked before the stamp", self.stamped(lists=[root.revoke((ann, before))]), "bad",
@@ -259,13 +269,65 @@ class Verdicts(MessageCase):
              "indeterminate", "stamp-weak", None),
             ("expired", by(gone), "indeterminate", "expired", False),
             ("expired before the stamp", self.stamped(who=gone), "indeterminate", "expired", None),
-            ("expired after the stamp", self.stamped(NOW - 2 * DAY, gone), "good", None, None),
+            ("expired after the stamp", ended(lists=[root.revoke(start=NOW - 3 * DAY)]), "good", None, None),
+            ("expired, and a list of after that", ended(), "indeterminate", "revocation-unknown", None),
+            ("expired, two lists", ended(lists=[self.clean, root.revoke(start=NOW - 3 * DAY)]), "good",
+             None, None),
+            ("expired, the earlier of two lists names it", ended(lists=[self.clean, root.revoke(
+                (gone, NOW - 3 * DAY), start=NOW - 3 * DAY)]), "indeterminate", "revocation-unknown", None),
+            ("expired, revoked after the stamp", ended(lists=[root.revoke((gone, before))]), "good",
+             None, None),
+            ("a list that keeps the expired", ended(lists=kept(NOW - 2 * DAY)), "good", None, None),
+            ("a list that keeps later ones", ended(lists=kept(NOW - HOUR)), "indeterminate",
+             "revocation-unknown", None),
+            ("revoked within the stamp's accuracy", unsure(integer(1800)), "bad", "revoked", None),
+            ("revoked after its accuracy", unsure(integer(1799), der(0x80, b"\1"), der(0x81, b"\1")),
+             "good", None, None),
+            ("expired within the stamp's accuracy", self.stamped(NOW - 2 * DAY, gone, accuracy=sequence(
+                integer(DAY + 99))), "indeterminate", "expired", None),
+            ("an accuracy of centuries", self.stamped(accuracy=sequence(integer(1 << 62))), "good", None, None),
+            ("below an authority for servers", limited(servers), "bad", "not-for-signing", None),
+            ("below one for anything", limited(anything), "good", None, None),
+            ("stamped below one for servers", limited(servers, clock=True), "bad", "stamp-usage", None),
+            ("stamped below one for stamps", limited(stamping, clock=True), "good", None, None),
             ("not yet", by(early), "indeterminate", "not-yet-valid", False),
             ("not for signing", by(lock), "bad", "not-for-signing", None),
             ("for servers", by(server), "bad", "not-for-signing", None),
             ("no issuer", by(lost), "indeterminate", "chain-incomplete", False),
             ("issued by no authority", by(self.party("Below", ann)), "indeterminate",
              "chain-incomplete", False),
+        ]
+
+    def keys(self):
+        """RSA whose exponent anybody signs with, and masks of other digests."""
+        rsa = self.party("Rsa", self.root, key=self.shop.new_key("RSA", "rsa_keygen_bits:2048"))
+        plain = sequence(oid("1.2.840.113549.1.1.1"), b"\5\0")
+        def anybodys(exponent):
+            """The modulus is made for the padded digest, of which the value is the root."""
+            covered = der(0x31, *sorted(basics(CONTENT)))
+            info = sequence(sequence(oid(evidence.SHA256), b"\5\0"), octets(hashlib.sha256(covered).digest()))
+            padded = int.from_bytes(b"\0\1".ljust(255 - len(info), b"\xff") + b"\0" + info, "big")
+            value = 3 << 1022 | padded & 1 ^ 1
+            modulus = value ** 2 - padded if exponent == 2 else 1 << 2047 | 1
+            who = self.party("Open", self.root, public=sequence(plain, der(0x03, b"\0" + sequence(
+                integer(modulus), integer(exponent)))))
+            who.sign = lambda *_: (value if exponent == 2 else padded).to_bytes(256, "big")
+            return self.signed(signer(who, CONTENT, by=plain), who=[who])
+        def masked(name, number):
+            one = lambda tag, *parts: der(tag, sequence(*parts))
+            hashed = one(0xA1, oid("1.2.840.113549.1.1.8"), sequence(oid(number), b"\5\0"))
+            rsa.sign = lambda data, _: self.shop.run(
+                "openssl", "dgst", "-sha256", "-sign", rsa.key, *(word
+                for option in ("padding_mode:pss", "pss_saltlen:32", f"mgf1_md:{name}")
+                for word in ("-sigopt", f"rsa_{option}")), stdin=data)
+            return self.signed(signer(rsa, CONTENT, by=sequence(oid(PSS), sequence(
+                one(0xA0, oid(evidence.SHA256), b"\5\0"), hashed, der(0xA2, integer(32))))), who=[rsa])
+        return [
+            ("an exponent of 1", anybodys(1), "indeterminate", "weak-algorithm", None),
+            ("an exponent of 2", anybodys(2), "indeterminate", "weak-algorithm", None),
+            ("a mask by SHA-256", masked("sha256", evidence.SHA256), "good", None, True),
+            ("a mask by SHA-1", masked("sha1", evidence.SHA1), "indeterminate", "weak-algorithm", True),
+            ("a mask by MD5", masked("md5", "1.2.840.113549.2.5"), "indeterminate", "weak-algorithm", None),
         ]
 
     def stamps(self):
@@ -344,7 +406,8 @@ class Verdicts(MessageCase):
                             "-CAfile", "root.pem", status=None)[0] == 0
 
     def test_rows(self):
-        for table in (self.strangers, self.shapes, self.certificates, self.stamps, self.countersignatures):
+        for table in (self.strangers, self.shapes, self.certificates, self.keys, self.stamps,
+                      self.countersignatures):
             for title, encoded, verdict, reason, other in table():
                 with self.subTest(title):
                     self.write("m", encoded)
@@ -418,6 +481,10 @@ class Uses(MessageCase):
         self.write("two", self.signed(signer(two, CONTENT), who=[two]))
         for who, status in (("Zoe", 0), ("Ann", 1), ("CN=Ann, CN=Zoe", 0), ("CN=Zoe", 1)):
             self.assertEqual(self.verify("two", "--signer", who)[0], status, who)
+        text = self.party("CN=Ann, CN=Zoe", self.root)  # a name that reads as a whole subject
+        self.write("text", self.signed(signer(text, CONTENT), who=[text]))
+        for who, status in (("CN=Ann, CN=Zoe", 1), ('CN="CN=Ann, CN=Zoe"', 0)):
+            self.assertEqual(self.verify("text", "--signer", who)[0], status, who)
         self.write("md5", self.signed(signer(self.ann, CONTENT, [self.ann.mark(*MD5)])))
         self.assertFalse(self.verify("md5")[1]["signers"][0]["identity"]["comparedWhole"])
         broken = signer(self.ann, CONTENT)[:-1] + b"\0"
@@ -467,6 +534,14 @@ class Uses(MessageCase):
                 self.assertEqual(self.read(out) if os.path.exists(self.path(out)) else None, after)
                 self.assertLessEqual(set(os.listdir(self.folder)), before | {out})
         self.assertEqual(os.stat(self.path("kept")).st_mode & 0o777, 0o640)
+        for link, end in (("loop", "loop"), ("link", "far/end")):
+            os.symlink(end, self.path(link))
+        self.assertEqual(self.run_message("verify", "good", "--output", "link").returncode, 1)
+        os.mkdir(self.path("far"))
+        self.assertEqual((self.verify("good", "--output", "link")[0], self.read("far/end")), (0, CONTENT))
+        done = self.run_message("verify", "good", "--output", "loop")
+        self.assertEqual((done.returncode, done.stdout), (1, b""))
+        self.assertTrue(os.path.islink(self.path("link")) and os.path.islink(self.path("loop")))
         self.write("t", stamp(self.clock, CONTENT, NOW - HOUR, lists=[self.clean]))
         self.write("r", response(0, self.read("t")))
         for file in "tr":
@@ -650,6 +725,31 @@ class Run(MessageCase):
                 self.assertEqual((code, document["reason"]), (status, reason))
                 source = document["signers"][0]["chain"]["links"][0]["revocation"]["source"]
                 self.assertTrue(source.startswith("OCSP "), source)
+
+    def test_a_responder_tells_of_those_that_ended(self):
+        web = Web()
+        self.addCleanup(web.close)
+        place = sequence(oid("1.3.6.1.5.5.7.48.1"), der(0x86, web.address("ocsp").encode()))
+        gone = self.party("Gone", self.root, end=NOW - DAY, uses=[*SIGNING, evidence.extension(
+            "1.3.6.1.5.5.7.1.1", sequence(place), False)])
+        at = lambda when: der(0x18, time.strftime("%Y%m%d%H%M%SZ", time.gmtime(when)).encode())
+        subject = evidence.name("Root")
+        public = self.shop.run("openssl", "pkey", "-in", self.root.key, "-pubout", "-outform", "DER")
+        names = [octets(hashlib.sha1(part).digest()) for part in (subject, elements(take(public)[1])[1][1][1:])]
+        self.write("m", self.stamped(NOW - 2 * DAY, gone))
+        for cutoff, status, reason in ((None, 3, "revocation-unknown"), (NOW - HOUR, 3, "revocation-unknown"),
+                                       (NOW - 2 * DAY, 0, None)):
+            with self.subTest(cutoff):
+                more = b"" if cutoff is None else der(0xA1, sequence(evidence.extension(
+                    "1.3.6.1.5.5.7.48.1.6", at(cutoff), False)))
+                single = sequence(sequence(sequence(oid(evidence.SHA1)), *names, integer(gone.number)),
+                                  der(0x80), at(NOW - HOUR), der(0xA0, at(NOW + DAY)), more)
+                basic = self.root.seal(sequence(der(0xA1, subject), at(NOW - HOUR), sequence(single)))
+                web.pages["/ocsp"] = sequence(der(0x0A, b"\0"), der(0xA0, sequence(
+                    oid("1.3.6.1.5.5.7.48.1.1"), octets(basic))))
+                self.ctl("cache", "clear")
+                code, (document,) = self.documents("verify", "m")
+                self.assertEqual((code, document["reason"]), (status, reason), document["findings"])
 
     def test_pages_agree(self):
         with open(os.path.join(ROOT, "docs/verdicts.md"), encoding="utf-8") as file:

@@ -55,12 +55,12 @@ class Party:
     sealing = ("-sha256",)
 
     def __init__(self, shop, subject, issuer=None, number=None, uses=(), start=NOW - 300 * DAY,
-                 end=NOW + 300 * DAY, key=None):
+                 end=NOW + 300 * DAY, key=None, public=None):
         self.shop, self.subject, self.issuer = shop, subject, issuer or self
         self.key = key or shop.new_key()
         shop.count += 1
         self.number = number or shop.count
-        public = shop.run("openssl", "pkey", "-in", self.key, "-pubout", "-outform", "DER")
+        public = public or shop.run("openssl", "pkey", "-in", self.key, "-pubout", "-outform", "DER")
         body = sequence(
             der(0xA0, integer(2)), integer(self.number), self.issuer.algorithm,
             name(self.issuer.subject), sequence(moment(start), moment(end)), name(subject), public,
@@ -74,12 +74,14 @@ class Party:
         value = self.shop.run("openssl", "dgst", *self.sealing, "-sign", self.key, stdin=body)
         return sequence(body, self.algorithm, der(0x03, b"\0" + value))
 
-    def revoke(self, *entries, start=NOW - HOUR, end=NOW + DAY):
-        """A list of (party, time) with extensions behind, in force now unless told otherwise."""
+    def revoke(self, *entries, start=NOW - HOUR, end=NOW + DAY, more=()):
+        """A list of (party, time) with extensions behind, in force now unless told otherwise, and
+        `more` of its own."""
         rows = [sequence(integer(who.number), moment(when), *more) for who, when, *more in entries]
         return self.seal(sequence(
             integer(1), self.algorithm, name(self.subject), moment(start),
-            moment(end), sequence(*rows) if rows else b""))
+            moment(end), sequence(*rows) if rows else b"",
+            der(0xA0, sequence(*more)) if more else b""))
 
     def identifier(self):
         return sequence(name(self.issuer.subject), integer(self.number))
@@ -114,7 +116,7 @@ def basics(content, content_type=DATA, digest="sha256"):
 
 
 def signer(party, content, more=(), attributes=None, unsigned=None, sid=None, digest="sha256",
-           content_type=DATA, bare=False):
+           content_type=DATA, bare=False, by=None):
     """One SignerInfo; `unsigned` makes the unsigned attributes of the signature's value."""
     attributes = sorted([*basics(content, content_type, digest), *more]
                         if attributes is None else attributes)
@@ -122,9 +124,9 @@ def signer(party, content, more=(), attributes=None, unsigned=None, sid=None, di
     signature = party.sign(covered, digest)
     outer = sorted(unsigned(signature)) if unsigned else []
     hashed = algorithm({"sha256": SHA256, "sha1": SHA1}[digest], null=False)
-    signed_with = {"sha256": ECDSA, "sha1": "1.2.840.10045.4.1"}[digest]
+    signed_with = algorithm({"sha256": ECDSA, "sha1": "1.2.840.10045.4.1"}[digest], null=False)
     return sequence(integer(1 if sid is None else 3), sid or party.identifier(), hashed,
-                    b"" if bare else der(0xA0, *attributes), algorithm(signed_with, null=False),
+                    b"" if bare else der(0xA0, *attributes), by or signed_with,
                     octets(signature), der(0xA1, *outer) if outer else b"")
 
 
@@ -139,16 +141,16 @@ def message(content, signers, certificates=(), lists=(), content_type=DATA, dige
     return sequence(oid(SIGNED_DATA), der(0xA0, signed))
 
 
-def tst_info(imprint, when, digest=SHA256):
+def tst_info(imprint, when, digest=SHA256, accuracy=b""):
     return sequence(integer(1), oid("1.2.3.4"),
                     sequence(algorithm(digest, null=False), octets(imprint)), integer(77),
-                    der(0x18, time.strftime("%Y%m%d%H%M%SZ", time.gmtime(when)).encode()))
+                    der(0x18, time.strftime("%Y%m%d%H%M%SZ", time.gmtime(when)).encode()), accuracy)
 
 
 def stamp(service, covered, when, mark=True, lists=(), forge=lambda info: info, hashed="sha256",
-          named=SHA256):
+          named=SHA256, accuracy=b""):
     """A token over `covered`; `forge` changes what it says once it is signed."""
-    info = tst_info(hashlib.new(hashed, covered).digest(), when, named)
+    info = tst_info(hashlib.new(hashed, covered).digest(), when, named, accuracy)
     kind = "1.2.840.113549.1.9.16.1.4"
     mark = service.mark() if mark is True else mark
     info_signer = signer(service, info, [mark] if mark else [], content_type=kind)
