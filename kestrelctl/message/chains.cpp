@@ -79,10 +79,14 @@ const platform::Link* IssuerOfOthers(const platform::Path& path) {
     return nullptr;
 }
 
-// Nobody told whether it is revoked, or only who no longer has to.
-bool IsUntold(const platform::Link& link) {
-    const bool silent = link.revocation == platform::Revocation::Good && link.evidence.silent;
-    return silent || (link.error & CERT_TRUST_REVOCATION_STATUS_UNKNOWN) != 0;
+// What no longer had to tell of a certificate told nothing.
+platform::Path WithoutSilent(platform::Path path) {
+    for (platform::Link& link : path.links) {
+        if (link.revocation != platform::Revocation::Good || !link.evidence.silent) continue;
+        link.revocation = platform::Revocation::Unknown;
+        link.error |= CERT_TRUST_REVOCATION_STATUS_UNKNOWN;
+    }
+    return path;
 }
 
 // The answers of `told` for the certificates that `path` has none for.
@@ -91,7 +95,8 @@ void TakeAnswers(const platform::Path& told, platform::Path& path) {
     for (std::size_t i = 0; i < path.links.size(); ++i) {
         platform::Link& link = path.links[i];
         const platform::Link& other = told.links[i];
-        if (!IsUntold(link) || IsUntold(other)) continue;
+        const bool open = (link.error & CERT_TRUST_REVOCATION_STATUS_UNKNOWN) != 0;
+        if (!open || other.revocation == platform::Revocation::Unknown) continue;
         link.error &= ~static_cast<DWORD>(CERT_TRUST_REVOCATION_STATUS_UNKNOWN);
         link.error |= other.error & CERT_TRUST_IS_REVOKED;
         link.revocation = other.revocation;
@@ -142,13 +147,16 @@ platform::Path Chains::Search(const std::shared_ptr<platform::Certificate>& leaf
     constexpr DWORD kAskNobody = CERT_CHAIN_CACHE_ONLY_URL_RETRIEVAL;
     platform::ChainRequest request;
     request.time = platform::FileTimeOf(time);
-    platform::Path path = ExamineChain(leaf, around.CertificatesAsStore(), request,
-                                       offline_ ? flags | kAskNobody : flags, &allowance)
-                              .path;
-    if (IsToldOfAll(path)) return path;
+    platform::Path path = WithoutSilent(ExamineChain(leaf, around.CertificatesAsStore(), request,
+                                                     offline_ ? flags | kAskNobody : flags,
+                                                     &allowance)
+                                            .path);
+    if ((path.Error() & CERT_TRUST_REVOCATION_STATUS_UNKNOWN) == 0) return path;
     const auto lists = around.WithLists(platform::CurrentTicks());
-    if (lists)
-        TakeAnswers(ExamineChain(leaf, lists, request, flags | kAskNobody, &allowance).path, path);
+    if (lists) {
+        const auto told = ExamineChain(leaf, lists, request, flags | kAskNobody, &allowance);
+        TakeAnswers(WithoutSilent(told.path), path);
+    }
     return path;
 }
 
@@ -167,8 +175,6 @@ const ChainFacts* Chains::Of(const std::shared_ptr<platform::Certificate>& leaf,
     return &(known_[key] = std::move(facts));
 }
 
-bool IsToldOfAll(const platform::Path& path) { return std::ranges::none_of(path.links, IsUntold); }
-
 std::span<const platform::Link> Between(const platform::Path& path) {
     const std::span above = std::span(path.links).subspan(1);
     const bool rooted = path.trusted || path.links.back().selfSigned;
@@ -178,8 +184,7 @@ std::span<const platform::Link> Between(const platform::Path& path) {
 Findings JudgeChain(const ChainFacts& chain) {
     Findings findings;
     for (const platform::Link& link : chain.path.links) {
-        const DWORD open = IsUntold(link) ? CERT_TRUST_REVOCATION_STATUS_UNKNOWN : 0;
-        AddBits(link.error | open, link, chain.time, findings);
+        AddBits(link.error, link, chain.time, findings);
         if (link.evidence.compromised) findings.Add(Reason::Revoked, SubjectOf(link));
     }
     AddBits(chain.path.error, chain.path.links.back(), chain.time, findings);
@@ -201,7 +206,7 @@ Findings JudgeServiceChain(const ChainFacts& chain) {
         findings.Add(reason, SubjectOf(chain.path.links[at]));
     } else if (const platform::Link* other = IssuerOfOthers(chain.path)) {
         findings.Add(Reason::StampUsage, SubjectOf(*other));
-    } else if (!IsToldOfAll(chain.path)) {
+    } else if ((chain.path.Error() & CERT_TRUST_REVOCATION_STATUS_UNKNOWN) != 0) {
         findings.Add(Reason::StampRevocationUnknown, SubjectOf(chain.path.links.front()));
     }
     return findings;

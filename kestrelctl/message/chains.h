@@ -59,8 +59,6 @@ class Chains {
     std::map<platform::Bytes, ChainFacts> known_;
 };
 
-// Whether somebody told of each certificate that it was revoked or not, who had to.
-bool IsToldOfAll(const platform::Path& path);
 // The authorities between the end certificate and the root, whose own limits bind nobody here.
 std::span<const platform::Link> Between(const platform::Path& path);
 // What is wrong with a signer's chain.

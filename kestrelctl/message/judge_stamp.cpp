@@ -106,7 +106,7 @@ void Judge::JudgeServiceAt(const Surroundings& around, StampVerdict& stamp) {
         const DWORD bits = today->path.Error();
         if ((bits & CERT_TRUST_IS_REVOKED) != 0) {
             stamp.findings.Add(Reason::StampRevoked);
-        } else if (!IsToldOfAll(today.path) &&
+        } else if ((bits & CERT_TRUST_REVOCATION_STATUS_UNKNOWN) != 0 &&
                    !stamp.findings.Has(Reason::StampRevocationUnknown)) {
             stamp.findings.Add(Reason::StampRevocationUnknown, Detail("now", "сейчас"));
         }

@@ -173,7 +173,8 @@ std::optional<Detail> WeaknessOfDigest(std::string_view wanted, Ticks time) {
 }
 
 std::optional<Detail> WeaknessOfKey(const KeyFacts& key, Ticks time) {
-    if (key.open) return Detail("RSA with such an exponent", "RSA с таким показателем");
+    if (key.open)
+        return Detail("RSA with the exponent 1, or an even one", "RSA с показателем 1 или чётным");
     for (const auto& row : kKeys) {
         if (row.oid == key.oid && key.bits < row.below && time >= row.since)
             return Detail(row.english, row.russian);

@@ -26,6 +26,12 @@ bool IsOrdinary(const std::string& name) {
     return std::filesystem::is_regular_file(name, error);
 }
 
+// What is not there tells so when it is read.
+bool IsOrdinaryOrMissing(const std::string& name) {
+    std::error_code error;
+    return !std::filesystem::exists(name, error) || IsOrdinary(name);
+}
+
 // A pipe or a device is read when the user named it and nothing else waits for it: it may never
 // end. Empty when all is well; else the one that is in the way.
 std::string StrangeFile(const Pair& pair, const std::string& file, const Demands& demands) {
