@@ -92,14 +92,15 @@ class Manual(KestrelCase):
 
     def verbs(self):
         listing = self.ctl("--help").decode().split("Commands:\n")[1].split("\n\n")[0]
-        return [line[2:21].split() for line in listing.splitlines()]
+        return [line[2:21].split() for line in listing.splitlines() if line[2:21].strip()]
 
     def test_every_verb_and_option_of_kestrelctl(self):
         page, verbs = self.page("kestrelctl.1"), self.verbs()
         self.assertGreater(len(verbs), 25)
         for verb in verbs:
-            synopsis, _, help_text = self.ctl(*verb, "--help").decode().partition("\n\n")
-            start = page.index("\n.TP\n" + synopsis.removeprefix("Usage: ") + "\n")
+            synopsis, _, help_text = self.ctl(*verb, "-h").decode().partition("\n\n")
+            self.assertLessEqual(max(map(len, f"{synopsis}\n{help_text}".split("\n"))), 80, verb)
+            start = page.index("\n.TP\n" + " ".join(synopsis.split()).removeprefix("Usage: ") + "\n")
             section = page[start:page.find("\n.TP\nkestrelctl ", start + 1)]
             for option in re.findall(r"^  (--\S+)", help_text, re.M):
                 self.assertRegex(section, rf"\n\.TP\n{option}\b", verb)
