@@ -1,6 +1,7 @@
 // Laying out the texts of help.
 #include "kestrelctl/help_text.h"
 
+#include <algorithm>
 #include <sstream>
 
 namespace kestrelctl {
