@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <numeric>
 
+#include "kestrelctl/help_text.h"
 #include "kestrelctl/output.h"
 #include "platform/base/bytes.h"
 #include "platform/base/error.h"
@@ -18,9 +19,12 @@ namespace {
 constexpr const char* kProgram = "kestrelctl";
 constexpr std::size_t kLongestWord = 64;  // of those that are held against the known ones
 
+constexpr std::size_t kOptionColumn = 25;    // where the help of an option begins
+constexpr std::size_t kSentenceColumn = 21;  // and the sentence of a command
+
 constexpr const char* kPurpose =
-    "Administers the identities, stores, trust and policy that kestrel uses. Each command works\n"
-    "on the user's side; --machine takes the one of all users.";
+    "Administers the identities, stores, trust and policy that kestrel uses. A command that has\n"
+    "--machine works on the user's side without it, and on the one of all users with it.";
 
 struct Group {
     const char* name;
@@ -35,6 +39,9 @@ constexpr Group kGroups[] = {
      "Stores keep certificates and CRLs by name: \"My\" those with a key of yours, \"Root\" the "
      "ones\n"
      "that are trusted, \"CA\" those between; any other name is a store of your own."},
+    {"request",
+     "A request asks an authority for a certificate. It waits here, with its key in a container,\n"
+     "until the answer is installed."},
     {"cache",
      "What was fetched from the network for certificate chains: lists, OCSP answers, issuers.\n"
      "It may be deleted at any time."},
@@ -79,15 +86,31 @@ std::string Suggestion(std::string_view word, const std::vector<std::string>& kn
 
 // ---- help --------------------------------------------------------------------------
 
+// What a line of the synopsis is not broken in.
+std::vector<std::string> SynopsisParts(const Command& command) {
+    std::vector<std::string> parts = {std::string(kProgram) + " " + WordsOf(command)};
+    if (*command.positionals != '\0') parts.emplace_back(command.positionals);
+    for (const Option& option : command.options) {
+        std::string part = std::string("[--") + option.name;
+        if (option.value != nullptr) part += std::string(" ") + option.value;
+        parts.push_back(part + (option.repeats ? "]..." : "]"));
+    }
+    return parts;
+}
+
 void PrintCommandHelp(const Command& command) {
-    std::printf("Usage: %s\n\n%s\n", Synopsis(command).c_str(), command.help);
-    if (command.moreHelp != nullptr) std::printf("%s\n", command.moreHelp().c_str());
+    std::vector<std::string> parts = SynopsisParts(command);
+    const std::string begin = "Usage: " + parts.front();
+    parts.erase(parts.begin());
+    std::printf("%s %s\n\n%s\n", begin.c_str(), Folded(parts, begin.size() + 1).c_str(),
+                FoldedText(command.help).c_str());
+    if (command.moreHelp != nullptr) std::printf("\n%s\n", command.moreHelp().c_str());
     if (command.options.size() == 0) return;
     std::printf("\nOptions:\n");
     for (const Option& option : command.options) {
         std::string left = std::string("--") + option.name;
         if (option.value != nullptr) left += std::string(" ") + option.value;
-        std::printf("  %-22s %s\n", left.c_str(), option.help);
+        std::printf("%s\n", HelpRow(left, kOptionColumn, option.help).c_str());
     }
 }
 
@@ -95,12 +118,13 @@ void PrintCommandHelp(const Command& command) {
 void PrintList(std::span<const Command> commands, std::string_view group) {
     const std::string words = group.empty() ? "COMMAND" : std::string(group) + " COMMAND";
     std::printf("Usage: %s %s [ARGUMENTS]\n\n", kProgram, words.c_str());
-    std::printf("%s\n\nCommands:\n", group.empty() ? kPurpose : PurposeOf(group));
+    std::printf("%s\n\nCommands:\n", FoldedText(PurposeOf(group)).c_str());
     for (const Command& command : commands) {
         if (!group.empty() && group != command.group) continue;
         const std::string_view help = command.help;
-        std::printf("  %-18s %.*s\n", WordsOf(command).c_str(), static_cast<int>(help.find('\n')),
-                    help.data());
+        std::printf(
+            "%s\n",
+            HelpRow(WordsOf(command), kSentenceColumn, help.substr(0, help.find('\n'))).c_str());
     }
     std::printf("\n'%s COMMAND --help' tells more of one.\n", kProgram);
 }
@@ -162,9 +186,11 @@ void Parse(const Command& command, int count, char** words, int first, Arguments
     }
 }
 
+bool IsHelp(std::string_view word) { return word == "--help" || word == "-h"; }
+
 bool AsksForHelp(int count, char** words, int first) {
     for (int i = first; i < count && std::string_view(words[i]) != "--"; ++i) {
-        if (std::string_view(words[i]) == "--help") return true;
+        if (IsHelp(words[i])) return true;
     }
     return false;
 }
@@ -221,12 +247,15 @@ int Dispatch(std::span<const Command> commands, int count, char** words) {
         RunCommand(command, count, words);
         return 0;
     }
+    if (group == "--version" && count > 2) {
+        throw UsageError("unexpected argument '" + std::string(verb) + "'");
+    }
     if (group == "--version") {
         std::printf("%s %s (commit %s, %s)\n", kProgram, KESTREL_VERSION, kestrel::kCommit,
                     kestrel::kBuildKind);
-    } else if (count < 2 || group == "--help" || group == "help") {
+    } else if (count < 2 || IsHelp(group) || group == "help") {
         PrintList(commands, {});
-    } else if (verb == "--help" && IsGroup(commands, group)) {
+    } else if (IsHelp(verb) && IsGroup(commands, group)) {
         PrintList(commands, group);
     } else {
         RefuseWords(commands, std::string(group), std::string(verb));
@@ -244,13 +273,9 @@ const char* PurposeOf(std::string_view group) {
 }
 
 std::string Synopsis(const Command& command) {
-    std::string text = std::string(kProgram) + " " + command.group;
-    if (*command.verb != '\0') text += std::string(" ") + command.verb;
-    if (*command.positionals != '\0') text += std::string(" ") + command.positionals;
-    for (const Option& option : command.options) {
-        text += std::string(" [--") + option.name;
-        if (option.value != nullptr) text += std::string(" ") + option.value;
-        text += option.repeats ? "]..." : "]";
+    std::string text;
+    for (const std::string& part : SynopsisParts(command)) {
+        text += (text.empty() ? "" : " ") + part;
     }
     return text;
 }

@@ -24,7 +24,9 @@ platform::Secret FirstLine(std::istream& input, const char* missing) {
 
 platform::Secret AskPassword(const std::string& prompt) {
     auto secret = platform::AskHiddenLine(prompt);
-    if (!secret) throw Failure("no password given");
+    if (!secret)
+        throw Failure(
+            "no password given: without a terminal it is the next line of standard input");
     return *std::move(secret);
 }
 

@@ -8,6 +8,7 @@
 #include <span>
 
 #include "kestrelctl/cli.h"
+#include "kestrelctl/help_text.h"
 #include "platform/base/error.h"
 #include "platform/base/text.h"
 #include "platform/certs/oid_info.h"
@@ -249,10 +250,8 @@ std::string SettingsHelp(bool lists) {
     std::string text;
     for (const Setting& setting : kSettings) {
         if ((setting.kind == SettingKind::List) != lists) continue;
-        std::string left = "  " + std::string(setting.name);
-        left.resize(std::max(left.size() + 1, kHelpColumn), ' ');
-        text += (text.empty() ? "" : "\n") + left + KindName(setting.kind) + ": " +
-                std::string(setting.effect);
+        const std::string told = KindName(setting.kind) + (": " + std::string(setting.effect));
+        text += (text.empty() ? "" : "\n") + HelpRow(std::string(setting.name), kHelpColumn, told);
     }
     return text;
 }

@@ -42,7 +42,7 @@ std::vector<std::string> KeysOfCommand(const ProgramCommand& command) {
 std::string ProgramWords() {
     std::vector<std::string> words;
     for (const ProgramCommand& command : ProgramCommands()) words.push_back(command.word);
-    words.insert(words.end(), {"--help", "--version"});
+    words.insert(words.end(), {"--help", "-h", "help", "--version"});
     return Blanked(words);
 }
 
@@ -105,7 +105,7 @@ void AddOnce(std::vector<std::string>& words, const std::string& word) {
 std::string ToolGroups() {
     std::vector<std::string> groups;
     for (const Command& command : kestrelctl::Commands()) AddOnce(groups, command.group);
-    groups.insert(groups.end(), {"--help", "--version"});
+    groups.insert(groups.end(), {"--help", "-h", "help", "--version"});
     return Blanked(groups);
 }
 

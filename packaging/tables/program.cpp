@@ -44,7 +44,11 @@ Word WordOf(const std::string& text) {
 
 std::vector<Word> WordsOf(const kestrel::Usage& usage) {
     std::vector<Word> words;
-    for (const kestrel::TextPair* line : usage.lines) words.push_back(WordOf(line->english));
+    for (const kestrel::TextPair* line : usage.lines) {
+        words.push_back(WordOf(line->english));
+        // One English help has the Russian word (front-1), which a page may lack the letters for.
+        if (words.back().word == "КПС") words.back().word = "CSC";
+    }
     return words;
 }
 

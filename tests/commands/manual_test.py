@@ -3,6 +3,7 @@
 import glob
 import os
 import pathlib
+import pty
 import re
 import shutil
 import subprocess
@@ -29,6 +30,8 @@ ROWS = [
     ("begun", ["kestrel", "-sign", "-DN", "Ann\\ E"], ["Ann\\ Example"]),
     ("in quotes", ["kestrel", "-sign", "-dn", "\"Ann"], ["Ann Example"]),
     ("subjects of the store told", ["kestrel", "-sign", "-uFriends", "-dn", ""], ["Carol"]),
+    ("of a store in quotes", ["kestrel", "-sign", "\"-uOld Friends\"", "-dn", ""], ["Carol"]),
+    ("no subject where it is refused", ["kestrel", "-creatrqst", "-dn", ""], []),
     ("of no store", ["kestrel", "-sign", "-uNone", "-dn", ""], []),
     ("nothing that is typed runs", ["kestrel", "-sign", "-dn", "$(touch ran)"], []),
     ("stores behind their key", ["kestrel", "-sign", "-uF"], ["-uFriends"]),
@@ -43,6 +46,7 @@ ROWS = [
     ("names of stores", ["kestrelctl", "store", "show", "F"], ["Friends"]),
     ("the machine's", ["kestrelctl", "store", "show", "--machine", ""], ["CA", "My", "Root"]),
     ("names of containers", ["kestrelctl", "identity", "export", "--pin", "1", "B"], ["Bob"]),
+    ("behind =", ["kestrelctl", "identity", "create", "--container=B"], ["Bob"]),
     ("then a file", ["kestrelctl", "identity", "export", "Bob", "rep"], ["report.txt"]),
     ("settings", ["kestrelctl", "policy", "set", "Nonce"], ["NonceLength"]),
     ("lists", ["kestrelctl", "policy", "add", "HashAlgsD"], ["HashAlgsDenied"]),
@@ -88,14 +92,15 @@ class Manual(KestrelCase):
 
     def verbs(self):
         listing = self.ctl("--help").decode().split("Commands:\n")[1].split("\n\n")[0]
-        return [line[2:21].split() for line in listing.splitlines()]
+        return [line[2:21].split() for line in listing.splitlines() if line[2:21].strip()]
 
     def test_every_verb_and_option_of_kestrelctl(self):
         page, verbs = self.page("kestrelctl.1"), self.verbs()
         self.assertGreater(len(verbs), 25)
         for verb in verbs:
-            synopsis, _, help_text = self.ctl(*verb, "--help").decode().partition("\n\n")
-            start = page.index("\n.TP\n" + synopsis.removeprefix("Usage: ") + "\n")
+            synopsis, _, help_text = self.ctl(*verb, "-h").decode().partition("\n\n")
+            self.assertLessEqual(max(map(len, f"{synopsis}\n{help_text}".split("\n"))), 80, verb)
+            start = page.index("\n.TP\n" + " ".join(synopsis.split()).removeprefix("Usage: ") + "\n")
             section = page[start:page.find("\n.TP\nkestrelctl ", start + 1)]
             for option in re.findall(r"^  (--\S+)", help_text, re.M):
                 self.assertRegex(section, rf"\n\.TP\n{option}\b", verb)
@@ -119,8 +124,9 @@ class Completion(KestrelCase):
         self.write("report.txt", b"")
 
     def complete(self, words):
-        script = ('source "$0"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); "_$1"; '
-                  'printf "%s\\n" "${COMPREPLY[@]}"')
+        # The last word comes without its quote and what is before "=", as Readline hands it over.
+        script = ('source "$0"; COMP_LINE="$*"; COMP_POINT=${#COMP_LINE}; last=${@: -1}; '
+                  'last=${last##*=}; "_$1" "$1" "${last#[\\"\\\']}"; printf "%s\\n" "${COMPREPLY[@]}"')
         done = subprocess.run(["bash", "-c", script, BASH, *words], cwd=self.folder, env=self.env,
                               capture_output=True, check=True)
         self.assertEqual(done.stderr, b"", words)
@@ -129,7 +135,8 @@ class Completion(KestrelCase):
     def test_bash(self):
         for name in ("Ann Example", "Bob", "Carol"):
             self.ctl("identity", "create", f"CN={name}, O=Example")
-        self.succeed("-copycert", "-dn", "Carol", "-uMy", "-duFriends", "-nochain")
+        for store in ("-duFriends", "-duOld Friends"):
+            self.succeed("-copycert", "-dn", "Carol", "-uMy", store, "-nochain")
         self.ctl("identity", "delete", "Carol")
         for name, words, offered in ROWS:
             with self.subTest(name):
@@ -138,6 +145,41 @@ class Completion(KestrelCase):
                     self.assertLessEqual(offered, set(found))
                 else:
                     self.assertEqual(sorted(found), offered)
+        self.assertFalse(os.path.exists(self.path("ran")))
+
+    def press_tab(self, begun):
+        """What kestrel would be called with when Tab and Enter follow on the words begun."""
+        script = ("kestrel() { printf '%s\\n' \"$@\" >taken; exit; }; "
+                  f"bind 'set enable-bracketed-paste off'; . '{BASH}'; PS1='rea''dy>'\n")
+        self.write("taken", b"")
+        child, terminal = pty.fork()
+        if child == 0:
+            os.chdir(self.folder)
+            os.execvpe("timeout", ["timeout", "--foreground", "20", "bash", "--norc", "--noprofile", "-i"],
+                       {**self.env, "LC_ALL": "C.UTF-8"})
+        os.write(terminal, script.encode())
+        shown = b""
+        try:
+            while b"ready>" not in shown:
+                shown += os.read(terminal, 4096)
+            os.write(terminal, f"kestrel -encr -dn {begun}\t\n".encode())
+            while os.read(terminal, 4096):
+                pass
+        except OSError:
+            pass  # the shell is gone
+        os.close(terminal)
+        os.waitpid(child, 0)
+        return self.read("taken").decode().splitlines()
+
+    def test_names_of_strangers_stand_for_themselves(self):
+        names = ["Eve $(touch ran)", "Sue' ;touch ran; '", 'Two  "q" !x; \\$HOME, {a,b}', "Zoë:#1"]
+        for number, name in enumerate([*names, "Ivy `touch ran`"]):
+            quoted = name.replace('"', '""')
+            self.ctl("identity", "create", f'CN="{quoted}"', "--container", str(number), "--provtype", "16")
+        for quote in ("", "'", '"'):
+            for name in names:
+                self.assertEqual(self.press_tab(quote + name[:2]), ["-encr", "-dn", name], quote)
+        self.assertEqual(self.press_tab("Iv"), ["-encr", "-dn", "Iv"])
         self.assertFalse(os.path.exists(self.path("ran")))
 
     def test_quick_and_quiet_in_an_empty_home(self):

@@ -75,7 +75,7 @@ class Comfort(KestrelCase):
     def test_version(self):
         self.assertRegex(self.ctl("--version"),
                          rb"^kestrelctl \d+\.\d+\.\d+ \(commit ([0-9a-f]{12}|unknown), \w+\)\n$")
-        self.ctl("--version", "store")
+        self.ctl("--version", "store", status=2)
 
     def test_times(self):
         """As openssl shows them in ISO 8601."""

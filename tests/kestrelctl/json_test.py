@@ -69,6 +69,8 @@ class Json(KestrelCase):
         listing = self.ctl("--help").decode().split("Commands:\n")[1].split("\n\n")[0]
         for line in listing.splitlines():
             verb = line[2:21].split()
+            if not verb:
+                continue  # the rest of a sentence
             told = re.search(r"^  --json +(.*)$", self.ctl(*verb, "--help").decode(), re.M)
             if told and "docs/" not in told.group(1):
                 self.assertIn(" ".join(verb), sections())
