@@ -60,13 +60,19 @@ void Findings::Add(const char* kind, std::string place, std::string finding, std
 
 void Findings::Try(const std::string& place, const std::string& remedy,
                    const std::function<void()>& check) {
+    Try(
+        place, [&](const platform::Error&) { return remedy; }, check);
+}
+
+void Findings::Try(const std::string& place, const Remedy& remedy,
+                   const std::function<void()>& check) {
     try {
         check();
     } catch (const platform::Error& error) {
         const bool barred = error.Code() == ERROR_ACCESS_DENIED;
         Add(barred ? "unreadable" : "damaged", place,
             (barred ? "cannot be looked at: " : "is damaged: ") + Describe(error),
-            barred ? "sudo kestrelctl doctor  # or as its owner" : remedy);
+            barred ? "sudo kestrelctl doctor  # or as its owner" : remedy(error));
     }
 }
 

@@ -173,7 +173,7 @@ bool CheckFiles(Findings& findings) {
     struct stat status {};
     if (stat(home.c_str(), &status) != 0) {
         if (errno == ENOENT) return false;
-        findings.Try(home.string(), {}, [&] { platform::ThrowErrno(errno, home); });
+        findings.Try(home.string(), std::string(), [&] { platform::ThrowErrno(errno, home); });
         return false;
     }
     if (!S_ISDIR(status.st_mode)) {

@@ -4,6 +4,7 @@
 #include "kestrelctl/ancestry.h"
 #include "kestrelctl/findings.h"
 #include "kestrelctl/identities.h"
+#include "kestrelctl/mending.h"
 #include "kestrelctl/text_forms.h"
 #include "platform/enroll/response.h"
 #include "platform/stores/database.h"
@@ -153,22 +154,26 @@ struct Containers {
 
 std::string Shown(const Container& container) { return "container '" + container.Name() + "'"; }
 
+// Binds the certificate that lies in the container.
+std::string BindOwn(const Findings& findings, const KeyPlace& place) {
+    return findings.Ctl("identity bind " + ShellWord(place.container) + " " +
+                        ShellWord(CertificateFile(place).string()));
+}
+
 void CheckBinding(const Containers& all, const Container& container, DWORD spec,
                   const platform::Bytes& der) {
-    const std::string name = ShellWord(container.Name());
-    const fs::path file = platform::ContainersOf(container.GetSide()) / container.Name() /
-                          (spec == AT_KEYEXCHANGE ? "exchange.cer" : "signature.cer");
-    if (all.myIsKnown && !InList(all.my, der)) {
-        all.findings.Add(
-            "not-in-my", Shown(container), "has a certificate that does not stand in \"My\"",
-            all.findings.Ctl("identity bind " + name + " " + ShellWord(file.string())));
-    }
-    if (container.NeedsPassword(spec)) return;
+    const KeyPlace place{container.GetSide(), container.Name(), spec};
+    const platform::AnyKey key = container.OwnPublicKey(spec);
     const platform::AnyKey known = PublicKeyOf(*Certificate::Parse(der));
-    if (!known || known.Matches(container.LoadKey(spec, {}))) return;
-    all.findings.Add("no-certificate", Shown(container),
-                     "has a certificate that is not the one of its key",
-                     all.findings.Ctl("identity bind " + name + " CERTIFICATE"));
+    if (key && known && !known.Matches(key)) {
+        all.findings.Add("no-certificate", Shown(container),
+                         "has a certificate that is not the one of its key",
+                         MendCertificate(all.findings, all.my, place));
+    } else if (all.myIsKnown && !InList(all.my, der)) {
+        all.findings.Add("not-in-my", Shown(container),
+                         "has a certificate that does not stand in \"My\"",
+                         BindOwn(all.findings, place));
+    }
 }
 
 // Whether there is anything of this key.
@@ -176,7 +181,7 @@ bool CheckKey(const Containers& all, const Container& container, DWORD spec) {
     const auto der = container.CertificateOf(spec);
     const bool key = container.HasKey(spec);
     const std::string remove = all.findings.Ctl("identity delete " + ShellWord(container.Name()));
-    if (key) static_cast<void>(container.NeedsPassword(spec));  // throws when it is damaged
+    if (key) static_cast<void>(container.OwnPublicKey(spec));  // throws when it is damaged
     if (key && der) {
         CheckBinding(all, container, spec, *der);
     } else if (key &&
@@ -186,18 +191,32 @@ bool CheckKey(const Containers& all, const Container& container, DWORD spec) {
             all.findings.Ctl("identity bind " + ShellWord(container.Name()) + " CERTIFICATE") +
                 "  # or, when nobody needs the key: " + remove);
     } else if (der) {
+        // The other key of the container is not to be lost with it.
+        const KeyPlace place{container.GetSide(), container.Name(), spec};
+        const bool hasOther = container.HasKey(AT_KEYEXCHANGE) || container.HasKey(AT_SIGNATURE);
         all.findings.Add("no-key", Shown(container), "has a certificate whose key is gone",
-                         remove + "  # or bring it back from a backup");
+                         (hasOther ? "rm " + ShellWord(CertificateFile(place).string()) : remove) +
+                             "  # or bring it back from a backup");
     }
     return key || der;
+}
+
+// Whatever changes identities finishes it. Without a certificate there is nothing left to do.
+std::string FinishingCommand(const Findings& findings, const Container& container) {
+    for (const DWORD spec : kKeySpecs) {
+        if (!container.HasKey(spec) || !container.CertificateOf(spec)) continue;
+        return BindOwn(findings, {container.GetSide(), container.Name(), spec}) +
+               "  # finishes that";
+    }
+    const fs::path folder = platform::ContainersOf(container.GetSide()) / container.Name();
+    return "rm " + ShellWord((folder / "pending").string());
 }
 
 void CheckContainer(const Containers& all, const std::string& name) {
     const Container container = Container::Open(all.findings.GetSide(), name);
     if (container.Pending()) {
         all.findings.Add("leftover", Shown(container), "is half made or half deleted",
-                         all.findings.Ctl("identity passwd " + ShellWord(name)) +
-                             " </dev/null  # finishes that, and changes no password");
+                         FinishingCommand(all.findings, container));
         return;
     }
     bool any = false;
@@ -229,13 +248,13 @@ bool HoldsFiles(Findings& findings, const std::string& name) {
 
 void CheckContainers(const Containers& all) {
     const Side side = all.findings.GetSide();
-    all.findings.Try(platform::ContainersOf(side).string(), {}, [&] {
+    all.findings.Try(platform::ContainersOf(side).string(), std::string(), [&] {
         for (const std::string& name : Container::List(side, 0)) {
             if (!HoldsFiles(all.findings, name) || IsOthers(side, name)) continue;
-            all.findings.Try("container '" + name + "'",
-                             all.findings.Ctl("identity delete " + ShellWord(name)) +
-                                 "  # or bring it back from a backup",
-                             [&] { CheckContainer(all, name); });
+            const auto mend = [&](const platform::Error& error) {
+                return MendContainer(all.findings, all.my, name, error);
+            };
+            all.findings.Try("container '" + name + "'", mend, [&] { CheckContainer(all, name); });
         }
     });
 }

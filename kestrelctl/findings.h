@@ -27,6 +27,8 @@ class Findings {
     // Runs `check`; a failure is a finding, with that remedy when something is damaged.
     void Try(const std::string& place, const std::string& remedy,
              const std::function<void()>& check);
+    using Remedy = std::function<std::string(const platform::Error&)>;
+    void Try(const std::string& place, const Remedy& remedy, const std::function<void()>& check);
 
     [[nodiscard]] platform::Side GetSide() const { return side_; }
     [[nodiscard]] std::filesystem::path Home() const { return platform::HomeOf(side_); }
