@@ -3,6 +3,7 @@
 import json
 import os
 import pathlib
+import shutil
 import sqlite3
 import subprocess
 import unittest
@@ -51,6 +52,14 @@ def expired(test):
                  "old.csr", "-startdate", "20200101000000Z", "-enddate", "20200201000000Z",
                  "-out", "old.pem")
     test.ctl("store", "add", "CA", "old.pem")
+
+
+def another(test):
+    """Of a key with a password, and the certificate stands in "My", too."""
+    test.ctl("identity", "passwd", "Ann B", "--new-pin", "pw")
+    test.ctl("identity", "create", "CN=Bob", "--container", "Bob")
+    shutil.copy(test.path("home/containers/Bob/exchange.cer"), test.path(CONTAINER))
+    test.ctl("identity", "bind", "Ann B", CONTAINER + "/exchange.cer", status=1)
 
 
 def waiting(test):
@@ -127,7 +136,13 @@ ROWS = [
     ("the machine's on the user's side", settings("home", OURS, '"VerifyTokens"=dword:00000001'),
      ("user", "setting"), "counts on the machine's side alone", True),
     ("damaged key", lambda test: damage(test, CONTAINER + "/exchange.key"), ("user", "damaged"),
-     "container 'Ann B' is damaged", True),
+     "container 'Ann B' is damaged", False),
+    ("type of other keys", lambda test: test.write(CONTAINER + "/provider.type", b"75\n"),
+     ("user", "damaged"), "container 'Ann B' is damaged", True),
+    ("damaged certificate", lambda test: damage(test, CONTAINER + "/exchange.cer"),
+     ("user", "damaged"), "container 'Ann B' is damaged", True),
+    ("another key's certificate", another, ("user", "no-certificate"), "not the one of its key",
+     True),
     ("no type of container", lambda test: os.remove(test.path(CONTAINER + "/provider.type")),
      ("user", "damaged"), "container 'Ann B' is damaged", True),
     ("damaged answer", lambda test: leave(test, "home/cache/" + "a" * 64), ("user", "damaged"),
@@ -202,13 +217,18 @@ class Doctor(KestrelCase):
         self.assertEqual(done.returncode, 1 if findings else 0)
         return [one for one in findings if one["side"] != "system"]
 
+    def key(self):
+        file = pathlib.Path(self.path(CONTAINER + "/exchange.key"))
+        return file.read_bytes() if file.is_file() else None
+
     def mend(self, remedy):
         # Who is asked to edit a file takes its last line out.
         self.write("editor", b"#!/bin/sh\nsed -i '$d' \"$1\"\n")
         os.chmod(self.path("editor"), 0o700)
         path = ":".join([self.folder, os.path.dirname(KESTRELCTL), os.environ["PATH"]])
-        subprocess.run(["sh", "-c", remedy], cwd=self.folder, env={**self.env, "PATH": path},
-                       stdin=subprocess.DEVNULL, capture_output=True, timeout=60, check=False)
+        self.status = subprocess.run(
+            ["sh", "-c", remedy], cwd=self.folder, env={**self.env, "PATH": path},
+            stdin=subprocess.DEVNULL, capture_output=True, timeout=60, check=False).returncode
         return self.examine()
 
     def test_finds_and_mends(self):
@@ -224,10 +244,14 @@ class Doctor(KestrelCase):
                 for one in findings:
                     self.assertIn(words, one["place"] + " " + one["finding"])
                 # What one command mends may show what another one has to do.
-                for one in findings + (self.mend(findings[0]["remedy"]) if findings else []):
+                key = self.key()
+                further = self.mend(findings[0]["remedy"]) if findings else []
+                if findings and mended:
+                    self.assertEqual(self.status, 0, findings)
+                for one in findings + further:
                     self.mend(one["remedy"])
                 if mended:
-                    self.assertEqual(self.examine(), [])
+                    self.assertEqual((self.examine(), self.key()), ([], key))
 
     def test_missing_package(self):
         """As on a computer without it: the library cannot be loaded."""
