@@ -103,7 +103,7 @@ void Findings::Try(const std::string& place, const Remedy& remedy,
         const bool barred = error.Code() == ERROR_ACCESS_DENIED;
         Add(barred ? "unreadable" : "damaged", place,
             (barred ? "cannot be looked at: " : "is damaged: ") + Describe(error),
-            barred ? "sudo kestrelctl doctor  # or as its owner" : remedy(error));
+            barred ? GiveAccess(*this, error.Detail()) : remedy(error));
     }
 }
 

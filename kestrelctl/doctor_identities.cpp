@@ -1,11 +1,15 @@
 // doctor: stores and the certificates in them, containers, and whether they fit together.
+#include <fcntl.h>
+
 #include <algorithm>
+#include <fstream>
 
 #include "kestrelctl/ancestry.h"
 #include "kestrelctl/findings.h"
 #include "kestrelctl/identities.h"
 #include "kestrelctl/mending.h"
 #include "kestrelctl/text_forms.h"
+#include "platform/base/descriptor.h"
 #include "platform/enroll/response.h"
 #include "platform/stores/database.h"
 
@@ -79,6 +83,18 @@ void CheckExpiry(Findings& findings, const std::string& store, const std::string
                               "  # with the one that follows it");
 }
 
+// In "My" a certificate is to lead to its key.
+void CheckWithoutWay(Findings& findings, const std::string& shown, const Certificate& certificate) {
+    const std::string thumbprint = Thumbprint(certificate.Der());
+    const platform::AnyKey key = PublicKeyOf(certificate);
+    const auto holder = key ? FindKey(findings.GetSide(), key) : std::nullopt;
+    const std::string bind = holder ? "identity bind " + ShellWord(holder->container) + " " : "";
+    findings.Add("no-key", shown, "leads to no key",
+                 holder ? findings.Ctl(bind + thumbprint)
+                        : findings.Ctl("store remove My " + thumbprint) +
+                              "  # or take its key in: kestrelctl identity import FILE");
+}
+
 void CheckCertificate(Findings& findings, const std::string& store,
                       const Certificate& certificate) {
     const std::string thumbprint = Thumbprint(certificate.Der());
@@ -86,7 +102,8 @@ void CheckCertificate(Findings& findings, const std::string& store,
                               thumbprint.substr(0, kShownThumbprint) + ") in \"" + store + "\"";
     const std::string remove = findings.Ctl("store remove " + ShellWord(store) + " " + thumbprint);
     const auto place = PlaceOf(certificate);
-    if (!place && certificate.properties.contains(CERT_KEY_PROV_INFO_PROP_ID)) {
+    const bool hasWay = certificate.properties.contains(CERT_KEY_PROV_INFO_PROP_ID);
+    if (!place && hasWay) {
         findings.Add("no-key", shown, "has a damaged way to its key", remove);
     } else if (place && !LeadsToKey(*place)) {
         findings.Add("no-key", shown,
@@ -94,6 +111,7 @@ void CheckCertificate(Findings& findings, const std::string& store,
                      remove + "  # or bring the container back from a backup");
         return;
     }
+    if (!hasWay && store == "My") return CheckWithoutWay(findings, shown, certificate);
     // Those are kept for messages to them, or only stand in for what is to come.
     if (store == kSuperseded || store == platform::kRequestStore) return;
     CheckExpiry(findings, store, shown, certificate);
@@ -101,9 +119,34 @@ void CheckCertificate(Findings& findings, const std::string& store,
 
 fs::path JournalOf(Side side) { return platform::HomeOf(side) / "stores.db-journal"; }
 
-bool HasJournal(Side side) {
+// Whether opening the database would take a change back: SQLite passes over a journal that is
+// empty or begins with a zero.
+bool TellsOfChange(const fs::path& journal) {
     std::error_code error;
-    return fs::exists(JournalOf(side), error);
+    if (!fs::exists(journal, error)) return false;
+    std::ifstream content(journal, std::ios::binary);
+    return !content || content.peek() > 0;
+}
+
+// Whether a program changes the database now: it holds that lock of SQLite's, and may have just
+// made its journal.
+bool IsChanging(const fs::path& database) {
+    constexpr off_t kReservedByte = 0x40000001;
+    const platform::Descriptor opened(platform::OpenUninterrupted(database.string(), O_RDONLY));
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    lock.l_start = kReservedByte;
+    lock.l_len = 1;
+    return opened.Get() >= 0 && fcntl(opened.Get(), F_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
+}
+
+void CheckEmptyJournal(Findings& findings, const fs::path& database) {
+    const fs::path journal = JournalOf(findings.GetSide());
+    std::error_code error;
+    if (!fs::exists(journal, error) || IsChanging(database)) return;
+    findings.Add("leftover", journal.string(), "was left by a killed run and holds nothing",
+                 "rm " + ShellWord(journal.string()) + "  # while nothing changes the stores");
 }
 
 void CheckDatabase(Findings& findings, const fs::path& file) {
@@ -126,14 +169,20 @@ bool CheckStores(Findings& findings) {
     std::error_code error;
     if (!fs::exists(fs::symlink_status(file, error))) return true;
     if (!IsFileOrNothing(findings, file)) return false;
+    const std::string name = ShellWord(file.string());
+    if (fs::file_size(file, error) == 0) {
+        findings.Add("damaged", file.string(), "is empty, so that there are no stores",
+                     "rm " + name + "  # and bring it back from a backup");
+        return false;
+    }
     // Opening a database whose change was cut off takes that back, and here nothing is to change.
-    if (HasJournal(findings.GetSide())) {
+    if (TellsOfChange(JournalOf(findings.GetSide()))) {
         findings.Add("leftover", JournalOf(findings.GetSide()).string(),
                      "tells of a change that was cut off, or goes on now",
                      findings.Ctl("store list") + "  # takes back what was cut off");
         return false;
     }
-    const std::string name = ShellWord(file.string());
+    CheckEmptyJournal(findings, file);
     bool whole = false;
     findings.Try(file.string(),
                  "mv " + name + " " + name + ".damaged  # and bring it back from a backup", [&] {
@@ -264,7 +313,7 @@ void CheckContainers(const Containers& all) {
 void CheckIdentities(Findings& findings) {
     const bool whole = CheckStores(findings);
     const Certificates my = whole ? CertificatesOf(findings.GetSide(), "My") : Certificates();
-    const Certificates requests = HasJournal(Side::User)
+    const Certificates requests = TellsOfChange(JournalOf(Side::User))
                                       ? Certificates()
                                       : CertificatesOf(Side::User, platform::kRequestStore);
     CheckContainers({findings, my, whole, requests});

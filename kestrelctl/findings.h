@@ -44,6 +44,9 @@ class Findings {
 // A word as a shell takes it.
 std::string ShellWord(const std::string& word);
 
+// A line that lets the side's owner, and on the machine's all users, at what is barred.
+std::string GiveAccess(const Findings& findings, const std::filesystem::path& wanted);
+
 // Whether it can be read as a file, or is not there: opening a pipe would wait for who writes into
 // it.
 bool IsFileOrNothing(Findings& findings, const std::filesystem::path& file);

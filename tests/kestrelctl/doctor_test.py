@@ -27,8 +27,8 @@ def sql(test, statement):
     database.close()
 
 
-def leave(test, name, mode=0o644):
-    os.makedirs(os.path.dirname(test.path(name)), exist_ok=True)
+def leave(test, name, mode=0o644, folder=0o777):
+    os.makedirs(os.path.dirname(test.path(name)), folder, exist_ok=True)
     test.write(name, b"x")
     os.chmod(test.path(name), mode)
 
@@ -65,6 +65,15 @@ def another(test):
 def waiting(test):
     test.succeed("-creatrqst", "-dn", "CN=Waits", "-provtype", "24", "-silent", "-cont", "waits",
                  "waits.p10")
+
+
+def waits(test, mode):
+    """As kept for an authority: its address, then the request."""
+    waiting(test)
+    request = pathlib.Path(test.path("waits.p10")).read_bytes().splitlines()
+    body = b"\r\n".join(line for line in request if not line.startswith(b"-"))
+    leave(test, "home/waiting/1", mode, 0o700)
+    test.write("home/waiting/1", b"https://ca.example/\r\n" + body + b"\r\n")
 
 
 def without_request(test):
@@ -186,7 +195,31 @@ ROWS = [
      "killed run that changed a container", True),
     ("change that was cut off", lambda test: leave(test, "home/stores.db-journal", 0o600),
      ("user", "leftover"), "cut off", True),
+    ("empty journal", lambda test: test.write("home/stores.db-journal", b""),
+     ("user", "leftover"), "holds nothing", True),
+    ("empty stores", lambda test: os.truncate(test.path("home/stores.db"), 0),
+     ("user", "damaged"), "stores.db is empty", True),
+    ("key of settings that is none", settings("machine", OURS, "Kestrel\\Platfrom", '"Version"="x"'),
+     ("machine", "setting"), "Kestrel\\Platfrom is no key of settings", True),
+    ("request open to others", lambda test: waits(test, 0o644), ("user", "mode"),
+     "waiting/1 is open to other users", True),
+    ("damaged request", lambda test: leave(test, "home/waiting/1", 0o600, 0o700),
+     ("user", "damaged"), "waiting/1 is damaged", True),
+    ("certificate without a key", lambda test: (
+        test.make_certificate("ec", "bob"), test.ctl("store", "add", "My", "bob.pem")),
+     ("user", "no-key"), "leads to no key", True),
+    ("certificate without the way to its key", lambda test: (
+        test.ctl("store", "remove", "My", test.ann),
+        test.ctl("store", "add", "My", "ann.pem")), ("user", "no-key"), "leads to no key", True),
 ]
+STRANGER = 12345
+if os.geteuid() == 0:
+    ROWS += [("a stranger's " + name, lambda test, name=name: (
+        test.ctl("store", "add", "CA", "ann.pem", "--machine"),
+        settings("machine", OURS)(test), os.chown(test.path(name), STRANGER, -1)),
+        (name.split("/")[0].replace("home", "user"), "owner"), "belongs to user 12345", True)
+             for name in ("home/stores.db", "home/containers", CONTAINER, CONTAINER + "/exchange.key",
+                          "machine/stores.db", "machine/registry.reg")]
 
 
 def state(folder):
