@@ -55,8 +55,12 @@ uid_t OwnerOf(const Findings& findings) {
     return geteuid() == 0 && isThere ? status.st_uid : geteuid();
 }
 
+// Root needs none, and may have none.
+std::string Sudo() { return geteuid() == 0 ? "" : "sudo "; }
+
 std::string ChangeOwner(const Findings& findings, const fs::path& file) {
-    return "sudo chown -R " + std::to_string(OwnerOf(findings)) + " " + ShellWord(file.string());
+    return Sudo() + "chown -R " + std::to_string(OwnerOf(findings)) + " " +
+           ShellWord(file.string());
 }
 
 // Below a folder of somebody else's what is theirs was told with the folder.
@@ -87,8 +91,8 @@ void CheckMode(Findings& findings, const fs::path& file, const Rights& rights) {
                               : readable ? "is open to other users"
                                          : "may be written by other users";
     findings.Add("mode", file.string(), std::string(words) + " (mode " + Octal(mode) + ")",
-                 std::string(status.st_uid == geteuid() ? "" : "sudo ") + "chmod " + rights.remedy +
-                     " " + ShellWord(file.string()));
+                 (status.st_uid == geteuid() ? "" : Sudo()) + "chmod " + rights.remedy + " " +
+                     ShellWord(file.string()));
 }
 
 void CheckEntry(Findings& findings, const fs::path& file, const Rights& rights) {
@@ -208,7 +212,7 @@ std::string GiveAccess(const Findings& findings, const fs::path& wanted) {
     while (stat(at.c_str(), &status) != 0 && at.has_relative_path()) at = at.parent_path();
     if (status.st_uid != OwnerOf(findings)) return ChangeOwner(findings, at);
     if (findings.GetSide() == Side::User) return "chmod u+rwX " + ShellWord(at.string());
-    return "sudo chmod a+rX " + ShellWord(at.string());
+    return Sudo() + "chmod a+rX " + ShellWord(at.string());
 }
 
 bool IsFileOrNothing(Findings& findings, const fs::path& file) {

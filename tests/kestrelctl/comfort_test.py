@@ -56,8 +56,8 @@ class Comfort(KestrelCase):
     def test_tables_fit_and_lose_nothing(self):
         self.ctl("identity", "create", LONG, "--days", "10")
         self.ctl("identity", "create", "CN=Борис Примеров")
-        self.ctl("identity", "create", "CN=Taro, O=" + "株式会社" * 12)
-        self.ctl("identity", "create", "CN=Zoe, O=" + "e\u0301" * 40)
+        self.ctl("identity", "create", "CN=Taro, O=" + "株式会社 " * 12)
+        self.ctl("identity", "create", "CN=Zoe, O=" + "e\u0301e\u0301e\u0301 " * 14)
         self.ctl("store", "export", "My", "all.pem")
         self.ctl("store", "add", "Bob's certificates of old", "all.pem")
         for words, columns, head in TABLES:
