@@ -111,6 +111,7 @@ std::string MendCertificate(const Findings& findings, const Certificates& my,
            "CERTIFICATE";
 }
 
+// NOLINTNEXTLINE(misc-no-recursion): the key tells no certificate.
 std::string MendContainer(const Findings& findings, const Certificates& my, const std::string& name,
                           const platform::Error& error) {
     const fs::path file = error.Detail();
@@ -122,7 +123,11 @@ std::string MendContainer(const Findings& findings, const Certificates& my, cons
     if (file.extension() == ".key") return MendKey(findings, name, file);
     if (file.extension() == ".cer") {
         const DWORD spec = file.stem() == kStems[0] ? AT_KEYEXCHANGE : AT_SIGNATURE;
-        return MendCertificate(findings, my, {findings.GetSide(), name, spec});
+        try {
+            return MendCertificate(findings, my, {findings.GetSide(), name, spec});
+        } catch (const platform::Error& keys) {
+            return MendContainer(findings, my, name, keys);  // the key comes first
+        }
     }
     return "rm " + word +
            "  # then, to have it made again: " + findings.Ctl("identity passwd " + ShellWord(name));

@@ -150,6 +150,9 @@ ROWS = [
      ("user", "damaged"), "container 'Ann B' is damaged", True),
     ("damaged certificate", lambda test: damage(test, CONTAINER + "/exchange.cer"),
      ("user", "damaged"), "container 'Ann B' is damaged", True),
+    ("damaged key and certificate", lambda test: (
+        damage(test, CONTAINER + "/exchange.cer"), damage(test, CONTAINER + "/exchange.key")),
+     ("user", "damaged"), "container 'Ann B' is damaged", False),
     ("another key's certificate", another, ("user", "no-certificate"), "not the one of its key",
      True),
     ("no type of container", lambda test: os.remove(test.path(CONTAINER + "/provider.type")),
