@@ -64,8 +64,8 @@ constexpr Command kCommands[] = {
      IdentityPasswd},
     {"identity", "bind", "NAME CERTIFICATE", 2, 2,
      "Makes a certificate, a renewed one for example, the one of a container's key.\n\n"
-     "CERTIFICATE is a file. It goes into \"My\"; the one that it replaces moves to\n"
-     "\"Superseded\", where kestrel opens messages to it with -uSuperseded.",
+     "CERTIFICATE is a file, or the thumbprint of one in \"My\". It goes into \"My\"; the one that\n"
+     "it replaces moves to \"Superseded\", where kestrel opens messages to it with -uSuperseded.",
      {kPin, kMachine}, IdentityBind},
     {"identity", "delete", "NAME", 1, 1,
      "Deletes a key container and the certificates that lead to it.\n\n"

@@ -1,9 +1,11 @@
 // kestrelctl doctor: what is wrong on both sides, and what to do about it.
 #include <algorithm>
 
+#include "kestrelctl/columns.h"
 #include "kestrelctl/commands.h"
 #include "kestrelctl/findings.h"
 #include "kestrelctl/output.h"
+#include "kestrelctl/table.h"
 #include "platform/http/curl_library.h"
 #include "platform/http/trust.h"
 
@@ -40,10 +42,39 @@ std::vector<Finding> CheckPackages() {
     return missing;
 }
 
+constexpr std::string_view kRemark = "  # ";
+constexpr std::size_t kIndent = 4;
+constexpr std::size_t kLeastText = 20;
+
+void SayWrapped(const std::string& text, const std::string& before, std::size_t width) {
+    const std::size_t least = before.size() + kLeastText;
+    const std::size_t left = width == kNoWidth ? kNoWidth : std::max(width, least) - before.size();
+    for (const std::string& line : WrappedLines(text, left)) Say(before + line);
+}
+
+// Where the remark behind a command begins; the same characters may stand in a quoted name.
+std::size_t RemarkIn(const std::string& remedy) {
+    const std::size_t at = remedy.rfind(kRemark);
+    if (at == remedy.npos) return at;
+    return std::ranges::count(remedy.substr(at), '\'') % 2 == 0 ? at : remedy.npos;
+}
+
+// On a terminal no line is wider than it but a command, which is to be copied whole; the remark
+// goes below it as a comment.
+void SayRemedy(const std::string& remedy, std::size_t width) {
+    const std::string indent(kIndent, ' ');
+    const std::size_t remark = RemarkIn(remedy);
+    const bool fits = width == kNoWidth || kIndent + ColumnsOf(remedy) <= width;
+    if (fits || remark == remedy.npos) return Say(indent + remedy);
+    Say(indent + remedy.substr(0, remark));
+    SayWrapped(remedy.substr(remark + kRemark.size()), indent + "# ", width);
+}
+
 void PrintFindings(const std::vector<Finding>& findings) {
+    const std::size_t width = TerminalWidth();
     for (const Finding& one : findings) {
-        Say(one.side + ": " + one.place + " " + one.finding);
-        Say("    " + one.remedy);
+        SayWrapped(Visible(one.side + ": " + one.place + " " + one.finding), "", width);
+        SayRemedy(Visible(one.remedy), width);
     }
     const std::string count = std::to_string(findings.size());
     Say(findings.empty()       ? "Nothing found."
@@ -60,13 +91,19 @@ void Findings::Add(const char* kind, std::string place, std::string finding, std
 
 void Findings::Try(const std::string& place, const std::string& remedy,
                    const std::function<void()>& check) {
+    Try(
+        place, [&](const platform::Error&) { return remedy; }, check);
+}
+
+void Findings::Try(const std::string& place, const Remedy& remedy,
+                   const std::function<void()>& check) {
     try {
         check();
     } catch (const platform::Error& error) {
         const bool barred = error.Code() == ERROR_ACCESS_DENIED;
         Add(barred ? "unreadable" : "damaged", place,
             (barred ? "cannot be looked at: " : "is damaged: ") + Describe(error),
-            barred ? "sudo kestrelctl doctor  # or as its owner" : remedy);
+            barred ? GiveAccess(*this, error.Detail()) : remedy(error));
     }
 }
 

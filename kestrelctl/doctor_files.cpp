@@ -7,6 +7,7 @@
 #include "kestrelctl/findings.h"
 #include "platform/base/descriptor.h"
 #include "platform/chain/answer_cache.h"
+#include "platform/enroll/waiting_requests.h"
 #include "platform/providers/container_folder.h"
 #include "platform/registry/registry.h"
 
@@ -46,13 +47,37 @@ constexpr Rights kOwnersAlone{077, 0, "go-rwx"};
 constexpr Rights kNotOthersToWrite{022, 0, "go-w"};
 constexpr Rights kEverybodysToRead{022, 044, "a+rX,go-w"};
 
-void CheckOwner(Findings& findings, const fs::path& file, const struct stat& status) {
-    const bool machine = findings.GetSide() == Side::Machine;
-    if (status.st_uid == geteuid() || (machine && status.st_uid == 0)) return;
+// Root looks after a home for the user whose it is.
+uid_t OwnerOf(const Findings& findings) {
+    if (findings.GetSide() == Side::Machine) return 0;
+    struct stat status {};
+    const bool isThere = stat(findings.Home().c_str(), &status) == 0;
+    return geteuid() == 0 && isThere ? status.st_uid : geteuid();
+}
+
+// Root needs none, and may have none.
+std::string Sudo() { return geteuid() == 0 ? "" : "sudo "; }
+
+std::string ChangeOwner(const Findings& findings, const fs::path& file) {
+    return Sudo() + "chown -R " + std::to_string(OwnerOf(findings)) + " " +
+           ShellWord(file.string());
+}
+
+// Below a folder of somebody else's what is theirs was told with the folder.
+bool IsOwnersOwn(const Findings& findings, const fs::path& file, uid_t owner) {
+    if (owner == OwnerOf(findings)) return true;
+    if (file == findings.Home()) return findings.GetSide() == Side::Machine && owner == geteuid();
+    struct stat folder {};
+    return file.native().starts_with(findings.Home().native()) &&
+           stat(file.parent_path().c_str(), &folder) == 0 && folder.st_uid == owner;
+}
+
+void CheckOwner(Findings& findings, const fs::path& file) {
+    struct stat status {};
+    if (stat(file.c_str(), &status) != 0 || IsOwnersOwn(findings, file, status.st_uid)) return;
     findings.Add("owner", file.string(),
                  "belongs to user " + std::to_string(status.st_uid) + ", who can change it",
-                 "sudo chown -R " + (machine ? "root" : std::to_string(geteuid())) + " " +
-                     ShellWord(file.string()));
+                 ChangeOwner(findings, file));
 }
 
 void CheckMode(Findings& findings, const fs::path& file, const Rights& rights) {
@@ -66,8 +91,21 @@ void CheckMode(Findings& findings, const fs::path& file, const Rights& rights) {
                               : readable ? "is open to other users"
                                          : "may be written by other users";
     findings.Add("mode", file.string(), std::string(words) + " (mode " + Octal(mode) + ")",
-                 std::string(status.st_uid == geteuid() ? "" : "sudo ") + "chmod " + rights.remedy +
-                     " " + ShellWord(file.string()));
+                 (status.st_uid == geteuid() ? "" : Sudo()) + "chmod " + rights.remedy + " " +
+                     ShellWord(file.string()));
+}
+
+void CheckEntry(Findings& findings, const fs::path& file, const Rights& rights) {
+    CheckOwner(findings, file);
+    CheckMode(findings, file, rights);
+}
+
+void CheckEntriesOf(Findings& findings, const fs::path& folder) {
+    std::error_code barred;
+    for (fs::directory_iterator at(folder, barred), end; !barred && at != end;
+         at.increment(barred)) {
+        CheckEntry(findings, at->path(), kOwnersAlone);
+    }
 }
 
 // What begins with a backslash is no container either, and is looked at below.
@@ -79,14 +117,15 @@ bool IsStray(const fs::directory_entry& entry) {
 void CheckModes(Findings& findings) {
     const fs::path home = findings.Home();
     const bool machine = findings.GetSide() == Side::Machine;
-    CheckMode(findings, home, machine ? kEverybodysToRead : kOwnersAlone);
+    CheckEntry(findings, home, machine ? kEverybodysToRead : kOwnersAlone);
     for (const fs::path& file : platform::RegistryFiles(findings.GetSide())) {
-        CheckMode(findings, file, machine ? kEverybodysToRead : kNotOthersToWrite);
+        CheckEntry(findings, file, machine ? kEverybodysToRead : kNotOthersToWrite);
     }
-    CheckMode(findings, home / "stores.db", machine ? kEverybodysToRead : kNotOthersToWrite);
-    CheckMode(findings, home / "waiting", kOwnersAlone);
+    CheckEntry(findings, home / "stores.db", machine ? kEverybodysToRead : kNotOthersToWrite);
+    CheckEntry(findings, home / "waiting", kOwnersAlone);
+    CheckEntriesOf(findings, home / "waiting");
     const fs::path containers = platform::ContainersOf(findings.GetSide());
-    CheckMode(findings, containers, kNotOthersToWrite);
+    CheckEntry(findings, containers, kNotOthersToWrite);
     std::error_code none;
     for (fs::directory_iterator at(containers, none), end; !none && at != end; at.increment(none)) {
         if (IsStray(*at)) {
@@ -94,12 +133,22 @@ void CheckModes(Findings& findings) {
                          "rm " + ShellWord(at->path().string()) + "  # or move it elsewhere");
             continue;
         }
-        CheckMode(findings, at->path(), kOwnersAlone);
-        std::error_code barred;
-        for (fs::directory_iterator in(at->path(), barred); !barred && in != end;
-             in.increment(barred)) {
-            CheckMode(findings, in->path(), kOwnersAlone);
-        }
+        CheckEntry(findings, at->path(), kOwnersAlone);
+        CheckEntriesOf(findings, at->path());
+    }
+}
+
+// A request that an authority has not answered yet: the authority takes the same one again.
+void CheckWaiting(Findings& findings) {
+    if (findings.GetSide() != Side::User) return;
+    std::error_code error;
+    for (fs::directory_iterator at(findings.Home() / "waiting", error), end; !error && at != end;
+         at.increment(error)) {
+        if (!IsFileOrNothing(findings, at->path())) return;
+    }
+    for (const fs::path& file : platform::DamagedWaiting()) {
+        findings.Add("damaged", file.string(), "is damaged and waits for no answer",
+                     "rm " + ShellWord(file.string()) + "  # and ask the authority again");
     }
 }
 
@@ -121,7 +170,8 @@ void CheckDraft(Findings& findings, const fs::directory_entry& entry) {
 }
 
 void CheckDrafts(Findings& findings) {
-    for (const fs::path& folder : {findings.Home(), findings.Home() / "cache"}) {
+    for (const fs::path& folder :
+         {findings.Home(), findings.Home() / "cache", findings.Home() / "waiting"}) {
         std::error_code error;
         for (fs::directory_iterator at(folder, error), end; !error && at != end;
              at.increment(error)) {
@@ -155,6 +205,16 @@ void CheckCache(Findings& findings) {
 
 }  // namespace
 
+std::string GiveAccess(const Findings& findings, const fs::path& wanted) {
+    fs::path at = wanted.is_absolute() ? wanted : findings.Home();
+    struct stat status {};
+    // The folder that bars the way is the one above what cannot even be looked at.
+    while (stat(at.c_str(), &status) != 0 && at.has_relative_path()) at = at.parent_path();
+    if (status.st_uid != OwnerOf(findings)) return ChangeOwner(findings, at);
+    if (findings.GetSide() == Side::User) return "chmod u+rwX " + ShellWord(at.string());
+    return Sudo() + "chmod a+rX " + ShellWord(at.string());
+}
+
 bool IsFileOrNothing(Findings& findings, const fs::path& file) {
     struct stat status {};
     if (lstat(file.c_str(), &status) != 0) return true;
@@ -173,7 +233,7 @@ bool CheckFiles(Findings& findings) {
     struct stat status {};
     if (stat(home.c_str(), &status) != 0) {
         if (errno == ENOENT) return false;
-        findings.Try(home.string(), {}, [&] { platform::ThrowErrno(errno, home); });
+        findings.Try(home.string(), std::string(), [&] { platform::ThrowErrno(errno, home); });
         return false;
     }
     if (!S_ISDIR(status.st_mode)) {
@@ -181,11 +241,11 @@ bool CheckFiles(Findings& findings) {
                      "mv " + ShellWord(home.string()) + " " + ShellWord(home.string() + ".old"));
         return false;
     }
-    CheckOwner(findings, home, status);
     CheckModes(findings);
     CheckDrafts(findings);
     CheckStaged(findings);
     CheckCache(findings);
+    findings.Try((home / "waiting").string(), std::string(), [&] { CheckWaiting(findings); });
     return true;
 }
 

@@ -1,10 +1,15 @@
 // doctor: stores and the certificates in them, containers, and whether they fit together.
+#include <fcntl.h>
+
 #include <algorithm>
+#include <fstream>
 
 #include "kestrelctl/ancestry.h"
 #include "kestrelctl/findings.h"
 #include "kestrelctl/identities.h"
+#include "kestrelctl/mending.h"
 #include "kestrelctl/text_forms.h"
+#include "platform/base/descriptor.h"
 #include "platform/enroll/response.h"
 #include "platform/stores/database.h"
 
@@ -78,6 +83,18 @@ void CheckExpiry(Findings& findings, const std::string& store, const std::string
                               "  # with the one that follows it");
 }
 
+// In "My" a certificate is to lead to its key.
+void CheckWithoutWay(Findings& findings, const std::string& shown, const Certificate& certificate) {
+    const std::string thumbprint = Thumbprint(certificate.Der());
+    const platform::AnyKey key = PublicKeyOf(certificate);
+    const auto holder = key ? FindKey(findings.GetSide(), key) : std::nullopt;
+    const std::string bind = holder ? "identity bind " + ShellWord(holder->container) + " " : "";
+    findings.Add("no-key", shown, "leads to no key",
+                 holder ? findings.Ctl(bind + thumbprint)
+                        : findings.Ctl("store remove My " + thumbprint) +
+                              "  # or take its key in: kestrelctl identity import FILE");
+}
+
 void CheckCertificate(Findings& findings, const std::string& store,
                       const Certificate& certificate) {
     const std::string thumbprint = Thumbprint(certificate.Der());
@@ -85,7 +102,8 @@ void CheckCertificate(Findings& findings, const std::string& store,
                               thumbprint.substr(0, kShownThumbprint) + ") in \"" + store + "\"";
     const std::string remove = findings.Ctl("store remove " + ShellWord(store) + " " + thumbprint);
     const auto place = PlaceOf(certificate);
-    if (!place && certificate.properties.contains(CERT_KEY_PROV_INFO_PROP_ID)) {
+    const bool hasWay = certificate.properties.contains(CERT_KEY_PROV_INFO_PROP_ID);
+    if (!place && hasWay) {
         findings.Add("no-key", shown, "has a damaged way to its key", remove);
     } else if (place && !LeadsToKey(*place)) {
         findings.Add("no-key", shown,
@@ -93,6 +111,7 @@ void CheckCertificate(Findings& findings, const std::string& store,
                      remove + "  # or bring the container back from a backup");
         return;
     }
+    if (!hasWay && store == "My") return CheckWithoutWay(findings, shown, certificate);
     // Those are kept for messages to them, or only stand in for what is to come.
     if (store == kSuperseded || store == platform::kRequestStore) return;
     CheckExpiry(findings, store, shown, certificate);
@@ -100,9 +119,34 @@ void CheckCertificate(Findings& findings, const std::string& store,
 
 fs::path JournalOf(Side side) { return platform::HomeOf(side) / "stores.db-journal"; }
 
-bool HasJournal(Side side) {
+// Whether opening the database would take a change back: SQLite passes over a journal that is
+// empty or begins with a zero.
+bool TellsOfChange(const fs::path& journal) {
     std::error_code error;
-    return fs::exists(JournalOf(side), error);
+    if (!fs::exists(journal, error)) return false;
+    std::ifstream content(journal, std::ios::binary);
+    return !content || content.peek() > 0;
+}
+
+// Whether a program changes the database now: it holds that lock of SQLite's, and may have just
+// made its journal.
+bool IsChanging(const fs::path& database) {
+    constexpr off_t kReservedByte = 0x40000001;
+    const platform::Descriptor opened(platform::OpenUninterrupted(database.string(), O_RDONLY));
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    lock.l_start = kReservedByte;
+    lock.l_len = 1;
+    return opened.Get() >= 0 && fcntl(opened.Get(), F_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
+}
+
+void CheckEmptyJournal(Findings& findings, const fs::path& database) {
+    const fs::path journal = JournalOf(findings.GetSide());
+    std::error_code error;
+    if (!fs::exists(journal, error) || IsChanging(database)) return;
+    findings.Add("leftover", journal.string(), "was left by a killed run and holds nothing",
+                 "rm " + ShellWord(journal.string()) + "  # while nothing changes the stores");
 }
 
 void CheckDatabase(Findings& findings, const fs::path& file) {
@@ -125,14 +169,20 @@ bool CheckStores(Findings& findings) {
     std::error_code error;
     if (!fs::exists(fs::symlink_status(file, error))) return true;
     if (!IsFileOrNothing(findings, file)) return false;
+    const std::string name = ShellWord(file.string());
+    if (fs::file_size(file, error) == 0) {
+        findings.Add("damaged", file.string(), "is empty, so that there are no stores",
+                     "rm " + name + "  # and bring it back from a backup");
+        return false;
+    }
     // Opening a database whose change was cut off takes that back, and here nothing is to change.
-    if (HasJournal(findings.GetSide())) {
+    if (TellsOfChange(JournalOf(findings.GetSide()))) {
         findings.Add("leftover", JournalOf(findings.GetSide()).string(),
                      "tells of a change that was cut off, or goes on now",
                      findings.Ctl("store list") + "  # takes back what was cut off");
         return false;
     }
-    const std::string name = ShellWord(file.string());
+    CheckEmptyJournal(findings, file);
     bool whole = false;
     findings.Try(file.string(),
                  "mv " + name + " " + name + ".damaged  # and bring it back from a backup", [&] {
@@ -153,22 +203,26 @@ struct Containers {
 
 std::string Shown(const Container& container) { return "container '" + container.Name() + "'"; }
 
+// Binds the certificate that lies in the container.
+std::string BindOwn(const Findings& findings, const KeyPlace& place) {
+    return findings.Ctl("identity bind " + ShellWord(place.container) + " " +
+                        ShellWord(CertificateFile(place).string()));
+}
+
 void CheckBinding(const Containers& all, const Container& container, DWORD spec,
                   const platform::Bytes& der) {
-    const std::string name = ShellWord(container.Name());
-    const fs::path file = platform::ContainersOf(container.GetSide()) / container.Name() /
-                          (spec == AT_KEYEXCHANGE ? "exchange.cer" : "signature.cer");
-    if (all.myIsKnown && !InList(all.my, der)) {
-        all.findings.Add(
-            "not-in-my", Shown(container), "has a certificate that does not stand in \"My\"",
-            all.findings.Ctl("identity bind " + name + " " + ShellWord(file.string())));
-    }
-    if (container.NeedsPassword(spec)) return;
+    const KeyPlace place{container.GetSide(), container.Name(), spec};
+    const platform::AnyKey key = container.OwnPublicKey(spec);
     const platform::AnyKey known = PublicKeyOf(*Certificate::Parse(der));
-    if (!known || known.Matches(container.LoadKey(spec, {}))) return;
-    all.findings.Add("no-certificate", Shown(container),
-                     "has a certificate that is not the one of its key",
-                     all.findings.Ctl("identity bind " + name + " CERTIFICATE"));
+    if (key && known && !known.Matches(key)) {
+        all.findings.Add("no-certificate", Shown(container),
+                         "has a certificate that is not the one of its key",
+                         MendCertificate(all.findings, all.my, place));
+    } else if (all.myIsKnown && !InList(all.my, der)) {
+        all.findings.Add("not-in-my", Shown(container),
+                         "has a certificate that does not stand in \"My\"",
+                         BindOwn(all.findings, place));
+    }
 }
 
 // Whether there is anything of this key.
@@ -176,7 +230,7 @@ bool CheckKey(const Containers& all, const Container& container, DWORD spec) {
     const auto der = container.CertificateOf(spec);
     const bool key = container.HasKey(spec);
     const std::string remove = all.findings.Ctl("identity delete " + ShellWord(container.Name()));
-    if (key) static_cast<void>(container.NeedsPassword(spec));  // throws when it is damaged
+    if (key) static_cast<void>(container.OwnPublicKey(spec));  // throws when it is damaged
     if (key && der) {
         CheckBinding(all, container, spec, *der);
     } else if (key &&
@@ -186,18 +240,32 @@ bool CheckKey(const Containers& all, const Container& container, DWORD spec) {
             all.findings.Ctl("identity bind " + ShellWord(container.Name()) + " CERTIFICATE") +
                 "  # or, when nobody needs the key: " + remove);
     } else if (der) {
+        // The other key of the container is not to be lost with it.
+        const KeyPlace place{container.GetSide(), container.Name(), spec};
+        const bool hasOther = container.HasKey(AT_KEYEXCHANGE) || container.HasKey(AT_SIGNATURE);
         all.findings.Add("no-key", Shown(container), "has a certificate whose key is gone",
-                         remove + "  # or bring it back from a backup");
+                         (hasOther ? "rm " + ShellWord(CertificateFile(place).string()) : remove) +
+                             "  # or bring it back from a backup");
     }
     return key || der;
+}
+
+// Whatever changes identities finishes it. Without a certificate there is nothing left to do.
+std::string FinishingCommand(const Findings& findings, const Container& container) {
+    for (const DWORD spec : kKeySpecs) {
+        if (!container.HasKey(spec) || !container.CertificateOf(spec)) continue;
+        return BindOwn(findings, {container.GetSide(), container.Name(), spec}) +
+               "  # finishes that";
+    }
+    const fs::path folder = platform::ContainersOf(container.GetSide()) / container.Name();
+    return "rm " + ShellWord((folder / "pending").string());
 }
 
 void CheckContainer(const Containers& all, const std::string& name) {
     const Container container = Container::Open(all.findings.GetSide(), name);
     if (container.Pending()) {
         all.findings.Add("leftover", Shown(container), "is half made or half deleted",
-                         all.findings.Ctl("identity passwd " + ShellWord(name)) +
-                             " </dev/null  # finishes that, and changes no password");
+                         FinishingCommand(all.findings, container));
         return;
     }
     bool any = false;
@@ -229,13 +297,13 @@ bool HoldsFiles(Findings& findings, const std::string& name) {
 
 void CheckContainers(const Containers& all) {
     const Side side = all.findings.GetSide();
-    all.findings.Try(platform::ContainersOf(side).string(), {}, [&] {
+    all.findings.Try(platform::ContainersOf(side).string(), std::string(), [&] {
         for (const std::string& name : Container::List(side, 0)) {
             if (!HoldsFiles(all.findings, name) || IsOthers(side, name)) continue;
-            all.findings.Try("container '" + name + "'",
-                             all.findings.Ctl("identity delete " + ShellWord(name)) +
-                                 "  # or bring it back from a backup",
-                             [&] { CheckContainer(all, name); });
+            const auto mend = [&](const platform::Error& error) {
+                return MendContainer(all.findings, all.my, name, error);
+            };
+            all.findings.Try("container '" + name + "'", mend, [&] { CheckContainer(all, name); });
         }
     });
 }
@@ -245,7 +313,7 @@ void CheckContainers(const Containers& all) {
 void CheckIdentities(Findings& findings) {
     const bool whole = CheckStores(findings);
     const Certificates my = whole ? CertificatesOf(findings.GetSide(), "My") : Certificates();
-    const Certificates requests = HasJournal(Side::User)
+    const Certificates requests = TellsOfChange(JournalOf(Side::User))
                                       ? Certificates()
                                       : CertificatesOf(Side::User, platform::kRequestStore);
     CheckContainers({findings, my, whole, requests});

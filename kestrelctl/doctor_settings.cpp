@@ -13,6 +13,8 @@ namespace fs = std::filesystem;
 using platform::RegistryNode;
 using platform::RegistryValue;
 
+constexpr const char* kOwnKey = "Software\\Kestrel";
+
 // One settings file by itself: another one that is laid over it may hide what is told of it.
 struct SettingsFile {
     Findings& findings;
@@ -62,6 +64,23 @@ void CheckKeysOfSettings(const SettingsFile& settings) {
     }
 }
 
+// Nobody else's settings stand there, so that another name is a slip. What is built in stands in
+// the tree, too, and is known.
+// NOLINTNEXTLINE(misc-no-recursion)
+void CheckOwnKeys(const SettingsFile& settings, const std::string& key, const RegistryNode& node) {
+    for (const auto& [folded, child] : node.keys) {
+        const std::string path = key + "\\" + child->name;
+        if (StandsUnder(Ferroline::PKI::kPlatformKey, path)) {
+            CheckOwnKeys(settings, path, *child);
+            continue;
+        }
+        settings.findings.Add("setting", RootOf(settings.findings.GetSide()) + ("\\" + path),
+                              "is no key of settings, in " + settings.file.string(),
+                              "editor " + ShellWord(settings.file.string()) +
+                                  "  # mend its name or take it out: man kestrel-settings");
+    }
+}
+
 }  // namespace
 
 bool CheckSettings(Findings& findings) {
@@ -76,7 +95,10 @@ bool CheckSettings(Findings& findings) {
         findings.Try(file.string(), "mv " + name + " " + name + ".damaged  # or mend the line told",
                      [&] {
                          const auto tree = platform::LoadTree(side, std::array{file});
-                         CheckKeysOfSettings({findings, file, tree.Root()});
+                         const SettingsFile settings{findings, file, tree.Root()};
+                         CheckKeysOfSettings(settings);
+                         const auto own = platform::FindKey(tree.Root(), kOwnKey);
+                         if (own != nullptr) CheckOwnKeys(settings, kOwnKey, *own);
                      });
     }
     return areFiles;

@@ -27,6 +27,8 @@ class Findings {
     // Runs `check`; a failure is a finding, with that remedy when something is damaged.
     void Try(const std::string& place, const std::string& remedy,
              const std::function<void()>& check);
+    using Remedy = std::function<std::string(const platform::Error&)>;
+    void Try(const std::string& place, const Remedy& remedy, const std::function<void()>& check);
 
     [[nodiscard]] platform::Side GetSide() const { return side_; }
     [[nodiscard]] std::filesystem::path Home() const { return platform::HomeOf(side_); }
@@ -41,6 +43,9 @@ class Findings {
 
 // A word as a shell takes it.
 std::string ShellWord(const std::string& word);
+
+// A line that lets the side's owner, and on the machine's all users, at what is barred.
+std::string GiveAccess(const Findings& findings, const std::filesystem::path& wanted);
 
 // Whether it can be read as a file, or is not there: opening a pipe would wait for who writes into
 // it.

@@ -99,18 +99,9 @@ void Undo(const NewIdentity& identity, const std::string& container) {
     }
 }
 
-// The public key that a container tells without a password; null when it tells none.
-platform::AnyKey KnownKey(const Container& container, DWORD spec) {
-    if (const auto der = container.CertificateOf(spec)) {
-        return PublicKeyOf(*Certificate::Parse(*der));
-    }
-    if (!container.HasKey(spec) || container.NeedsPassword(spec)) return {};
-    return container.LoadKey(spec, {});
-}
-
 std::optional<DWORD> SpecOfKey(const Container& container, const platform::AnyKey& wanted) {
     for (const DWORD spec : kKeySpecs) {
-        if (container.HasKey(spec) && KnownKey(container, spec).Matches(wanted)) return spec;
+        if (container.HasKey(spec) && wanted.Matches(container.PublicKey(spec))) return spec;
     }
     return std::nullopt;
 }

@@ -1,4 +1,6 @@
 // kestrelctl identity create, import, export, passwd, bind and delete.
+#include <filesystem>
+
 #include "kestrelctl/ancestry.h"
 #include "kestrelctl/commands.h"
 #include "kestrelctl/identities.h"
@@ -110,7 +112,19 @@ void ChangePasswords(Container& container, Secret& old, const Secret& fresh) {
 
 // ---- bind ----------------------------------------------------------------------------
 
-CertificatePointer OnlyCertificate(const std::string& file) {
+CertificatePointer InMy(Side side, const std::string& thumbprint) {
+    const auto my = OpenIfThere(side, "My");
+    for (const auto& one : my ? my->Certificates() : Certificates()) {
+        if (Thumbprint(one->Der()) == thumbprint) return one;
+    }
+    return nullptr;
+}
+
+CertificatePointer OnlyCertificate(Side side, const std::string& file) {
+    std::error_code error;
+    if (!std::filesystem::exists(file, error)) {
+        if (const auto known = InMy(side, PlainHex(file))) return known;
+    }
     try {
         const auto bundle = platform::ReadBundle(platform::ReadWholeFile(file));
         if (bundle.certificates.size() == 1) return bundle.certificates.front();
@@ -125,13 +139,12 @@ bool Fits(const Certificate& certificate, const AnyKey& key) {
     return PublicKeyOf(certificate).Matches(key);
 }
 
-// The key of the container that is the certificate's. A certificate that the key has
-// already tells as much as the key and needs no password.
+// The key of the container that is the certificate's. The certificate that the key has already
+// tells nothing: it may be damaged, or another key's.
 DWORD SpecFor(const Container& container, const Certificate& certificate, Secret pin) {
     for (const DWORD spec : kKeySpecs) {
         if (!container.HasKey(spec)) continue;
-        const auto der = container.CertificateOf(spec);
-        const AnyKey known = der ? PublicKeyOf(*Certificate::Parse(*der)) : AnyKey();
+        const AnyKey known = container.OwnPublicKey(spec);
         if (Fits(certificate, known ? known : LoadKey(container, spec, pin))) return spec;
     }
     throw Failure("the certificate is not one of a key in container " + Quoted(container.Name()));
@@ -261,7 +274,7 @@ void IdentityPasswd(const Arguments& arguments) {
 void IdentityBind(const Arguments& arguments) {
     const Side side = arguments.Side();
     const std::string& file = arguments.positionals[1];
-    const auto certificate = OnlyCertificate(file);
+    const auto certificate = OnlyCertificate(side, file);
     CatchUp(side);
     const Container container = Container::Open(side, arguments.positionals[0]);
     const DWORD spec = SpecFor(container, *certificate, PinOf(arguments));

@@ -8,6 +8,8 @@
 #include <numeric>
 #include <string_view>
 
+#include "kestrelctl/columns.h"
+
 namespace kestrelctl {
 namespace {
 
@@ -22,13 +24,6 @@ constexpr std::size_t kColumnGap = 2;
 constexpr std::size_t kLeastColumn = 12;
 constexpr std::size_t kLongestWhole = 20;
 
-bool BeginsCharacter(char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }
-
-// Columns on a terminal: code points, which is near enough for names.
-std::size_t WidthOf(std::string_view text) {
-    return static_cast<std::size_t>(std::ranges::count_if(text, BeginsCharacter));
-}
-
 // For each column the greatest of what `measure` tells of its cells.
 template <class Measure>
 Widths Greatest(const TableRows& rows, Measure measure) {
@@ -42,10 +37,10 @@ Widths Greatest(const TableRows& rows, Measure measure) {
 }
 
 std::size_t LeastWidthOf(std::string_view text) {
-    std::size_t least = std::min(WidthOf(text), kLeastColumn);
+    std::size_t least = std::min(ColumnsOf(text), kLeastColumn);
     for (std::size_t end = 0; !text.empty(); text.remove_prefix(std::min(end + 1, text.size()))) {
         end = std::min(text.find(' '), text.size());
-        least = std::max(least, std::min(WidthOf(text.substr(0, end)), kLongestWhole));
+        least = std::max(least, std::min(ColumnsOf(text.substr(0, end)), kLongestWhole));
     }
     return least;
 }
@@ -56,7 +51,7 @@ std::size_t Sum(const Widths& widths) {
 
 // The widest columns get narrower until all fit. Empty when that would break too much.
 Widths FittingWidths(const TableRows& rows, std::size_t width) {
-    Widths widths = Greatest(rows, WidthOf);
+    Widths widths = Greatest(rows, [](const std::string& cell) { return ColumnsOf(cell); });
     if (width == kNoWidth) return widths;
     const Widths least = Greatest(rows, LeastWidthOf);
     for (std::size_t sum = Sum(widths); sum > width; --sum) {
@@ -78,18 +73,9 @@ void DropColumn(TableRows& rows, const std::string& name) {
 
 // ---- cells of several lines ------------------------------------------------------
 
-std::size_t BytesOf(std::string_view text, std::size_t characters) {
-    std::size_t at = 0;
-    while (at < text.size() && (characters != 0 || !BeginsCharacter(text[at]))) {
-        if (BeginsCharacter(text[at])) --characters;
-        ++at;
-    }
-    return at;
-}
-
 // What fits, up to a blank where there is one in its second half.
 std::string TakePiece(std::string_view& text, std::size_t width) {
-    std::size_t end = BytesOf(text, width);
+    std::size_t end = BytesWithin(text, width);
     if (end < text.size()) {
         const std::size_t blank = text.substr(0, end + 1).rfind(' ');
         if (blank != text.npos && blank >= end / 2) end = blank;
@@ -117,7 +103,7 @@ void AppendRow(std::vector<std::string>& lines, const TableRow& row, const Width
         for (std::size_t at = 0; at < pieces.size(); ++at) {
             std::string& line = lines[first + at];
             if (pieces[at].empty()) continue;
-            line.append(left - WidthOf(line), ' ').append(pieces[at]);
+            line.append(left - ColumnsOf(line), ' ').append(pieces[at]);
         }
         left += widths[i] + kColumnGap;
     }
@@ -128,7 +114,7 @@ void AppendRow(std::vector<std::string>& lines, const TableRow& row, const Width
 std::vector<std::string> Records(const TableRows& rows, std::size_t width) {
     const TableRow& head = rows.front();
     std::size_t column = 0;
-    for (const std::string& name : head) column = std::max(column, WidthOf(name) + kColumnGap);
+    for (const std::string& name : head) column = std::max(column, ColumnsOf(name) + kColumnGap);
     const Widths widths = {column - kColumnGap, std::max(width, column + kLeastColumn) - column};
     std::vector<std::string> lines;
     for (std::size_t row = 1; row < rows.size(); ++row) {
@@ -141,6 +127,11 @@ std::vector<std::string> Records(const TableRows& rows, std::size_t width) {
 }
 
 }  // namespace
+
+std::vector<std::string> WrappedLines(std::string_view text, std::size_t width) {
+    if (width == kNoWidth) return {std::string(text)};
+    return Pieces(text, width);
+}
 
 std::size_t TerminalWidth() {
     if (isatty(STDOUT_FILENO) == 0) return kNoWidth;

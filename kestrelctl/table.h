@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace kestrelctl {
@@ -12,6 +13,9 @@ inline constexpr std::size_t kNoWidth = 0;
 
 // Columns of the terminal on standard output, 80 when it does not tell; kNoWidth for no terminal.
 std::size_t TerminalWidth();
+
+// Text in lines of that width, at blanks where there are some; one line for no width.
+std::vector<std::string> WrappedLines(std::string_view text, std::size_t width);
 
 // The first of `rows` is the head; all are as long as that, in text that may be shown. Where the
 // width does not hold them, long cells go on in the next line; before that gets too narrow to read,

@@ -126,6 +126,18 @@ WaitingRequest FindWaiting(LONG number) {
     }
 }
 
+std::vector<fs::path> DamagedWaiting() {
+    std::vector<fs::path> damaged;
+    for (const auto& [number, file] : Files()) {
+        try {
+            static_cast<void>(Read(file));
+        } catch (const Error& error) {
+            if (error.Code() == ERROR_FILE_CORRUPT) damaged.push_back(file);
+        }
+    }
+    return damaged;
+}
+
 void ForgetWaiting(const AnyKey& key) {
     for (const auto& [number, file] : Files()) {
         const auto waiting = ReadIfWhole(file);

@@ -4,7 +4,9 @@
 
 #include "platform/base/ground.h"
 
+#include <filesystem>
 #include <string>
+#include <vector>
 
 #include "platform/base/bytes.h"
 #include "platform/providers/crypto.h"
@@ -23,6 +25,8 @@ struct WaitingRequest {
 LONG KeepWaiting(const WaitingRequest& waiting);
 // Throws CRYPT_E_NOT_FOUND, and ERROR_FILE_CORRUPT with the file's name.
 WaitingRequest FindWaiting(LONG number);
+// Files of such that cannot be read as one.
+std::vector<std::filesystem::path> DamagedWaiting();
 // Those for this key: it has its certificate.
 void ForgetWaiting(const AnyKey& key);
 

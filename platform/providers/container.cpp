@@ -94,6 +94,17 @@ AnyKey PublicKeyOfCertificate(ByteView der) {
     return PublicKeyFromDer(EncodeWhole(&i2d_X509_PUBKEY, X509_get_X509_PUBKEY(certificate.get())));
 }
 
+template <class Read>
+AnyKey OrDamaged(const fs::path& file, Read read) {
+    try {
+        return read();
+    } catch (const Error& error) {
+        const auto code = static_cast<LONG>(error.Code());
+        if (code != CRYPT_E_ASN1_BADTAG && code != NTE_BAD_ALGID) throw;
+        ThrowDamaged(file);
+    }
+}
+
 bool IsControl(char character) {
     const auto value = static_cast<unsigned char>(character);
     return value < 0x20 || value == 0x7F;
@@ -236,20 +247,21 @@ AnyKey Container::LoadKey(DWORD keySpec, const Secret& password) const {
     return key;
 }
 
+AnyKey Container::OwnPublicKey(DWORD keySpec) const {
+    if (!NeedsPassword(keySpec)) return LoadKey(keySpec, Secret());
+    const fs::path file = FileOf(FileName(keySpec, kPublic));
+    if (!FileIsThere(file)) return {};
+    return OrDamaged(file, [&] { return PublicKeyFromDer(ReadWholeFile(file)); });
+}
+
 // The certificate stands in for the public part beside keys that were protected before there was
 // one.
 AnyKey Container::PublicKey(DWORD keySpec) const {
-    if (!NeedsPassword(keySpec)) return LoadKey(keySpec, Secret());
-    const fs::path file = FileOf(FileName(keySpec, kPublic));
-    try {
-        if (FileIsThere(file)) return PublicKeyFromDer(ReadWholeFile(file));
-        const auto der = CertificateOf(keySpec);
-        return der ? PublicKeyOfCertificate(*der) : AnyKey();
-    } catch (const Error& error) {
-        const auto code = static_cast<LONG>(error.Code());
-        if (code != CRYPT_E_ASN1_BADTAG && code != NTE_BAD_ALGID) throw;
-        ThrowDamaged(file);
-    }
+    if (AnyKey own = OwnPublicKey(keySpec)) return own;
+    const auto der = CertificateOf(keySpec);
+    if (!der) return {};
+    return OrDamaged(FileOf(FileName(keySpec, kCertificate)),
+                     [&] { return PublicKeyOfCertificate(*der); });
 }
 
 void Container::SaveKey(DWORD keySpec, const AnyKey& key, const Secret& password) {

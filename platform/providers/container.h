@@ -71,6 +71,8 @@ class Container {
     // The public part of a key, without a password: no key when nothing tells it. Throws
     // NTE_NO_KEY.
     [[nodiscard]] AnyKey PublicKey(DWORD keySpec) const;
+    // The same by the key's own files alone: the certificate beside it may be another key's.
+    [[nodiscard]] AnyKey OwnPublicKey(DWORD keySpec) const;
     // All of the change or, when it throws, nothing. The change is for this type.
     void Apply(const ContainerChange& change);
     // Changes of one file.

@@ -6,6 +6,7 @@ import pty
 import re
 import struct
 import termios
+import unicodedata
 import unittest
 
 from kestrel_case import KESTRELCTL, KestrelCase
@@ -32,6 +33,12 @@ WORDS = [
 ]
 
 
+def width_of(line):
+    """Columns on a terminal, as Unicode tells widths."""
+    return sum(0 if unicodedata.combining(c) else 1 + (unicodedata.east_asian_width(c) in "WF")
+               for c in line)
+
+
 class Comfort(KestrelCase):
     def shown(self, words, columns):
         """The lines that a terminal of that width gets."""
@@ -49,6 +56,8 @@ class Comfort(KestrelCase):
     def test_tables_fit_and_lose_nothing(self):
         self.ctl("identity", "create", LONG, "--days", "10")
         self.ctl("identity", "create", "CN=Борис Примеров")
+        self.ctl("identity", "create", "CN=Taro, O=" + "株式会社 " * 12)
+        self.ctl("identity", "create", "CN=Zoe, O=" + "e\u0301e\u0301e\u0301 " * 14)
         self.ctl("store", "export", "My", "all.pem")
         self.ctl("store", "add", "Bob's certificates of old", "all.pem")
         for words, columns, head in TABLES:
@@ -56,7 +65,7 @@ class Comfort(KestrelCase):
                 lines = self.shown(words, columns)
                 begins = lines[4:] if words == ["store", "list"] else lines
                 self.assertTrue(any(line.startswith(head) for line in begins), lines)
-                self.assertLessEqual(max(map(len, lines)), columns)
+                self.assertLessEqual(max(map(width_of, lines)), columns)
                 piped = self.ctl(*words).decode()
                 missing = re.findall(r"^\(no room for: (.*)\)$", lines[-1])
                 if not missing and lines[0].split() == piped.split("\n")[0].split():

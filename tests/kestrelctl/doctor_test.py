@@ -3,6 +3,7 @@
 import json
 import os
 import pathlib
+import shutil
 import sqlite3
 import subprocess
 import unittest
@@ -26,8 +27,8 @@ def sql(test, statement):
     database.close()
 
 
-def leave(test, name, mode=0o644):
-    os.makedirs(os.path.dirname(test.path(name)), exist_ok=True)
+def leave(test, name, mode=0o644, folder=0o777):
+    os.makedirs(os.path.dirname(test.path(name)), folder, exist_ok=True)
     test.write(name, b"x")
     os.chmod(test.path(name), mode)
 
@@ -53,9 +54,26 @@ def expired(test):
     test.ctl("store", "add", "CA", "old.pem")
 
 
+def another(test):
+    """Of a key with a password, and the certificate stands in "My", too."""
+    test.ctl("identity", "passwd", "Ann B", "--new-pin", "pw")
+    test.ctl("identity", "create", "CN=Bob", "--container", "Bob")
+    shutil.copy(test.path("home/containers/Bob/exchange.cer"), test.path(CONTAINER))
+    test.ctl("identity", "bind", "Ann B", CONTAINER + "/exchange.cer", status=1)
+
+
 def waiting(test):
     test.succeed("-creatrqst", "-dn", "CN=Waits", "-provtype", "24", "-silent", "-cont", "waits",
                  "waits.p10")
+
+
+def waits(test, mode):
+    """As kept for an authority: its address, then the request."""
+    waiting(test)
+    request = pathlib.Path(test.path("waits.p10")).read_bytes().splitlines()
+    body = b"\r\n".join(line for line in request if not line.startswith(b"-"))
+    leave(test, "home/waiting/1", mode, 0o700)
+    test.write("home/waiting/1", b"https://ca.example/\r\n" + body + b"\r\n")
 
 
 def without_request(test):
@@ -127,7 +145,16 @@ ROWS = [
     ("the machine's on the user's side", settings("home", OURS, '"VerifyTokens"=dword:00000001'),
      ("user", "setting"), "counts on the machine's side alone", True),
     ("damaged key", lambda test: damage(test, CONTAINER + "/exchange.key"), ("user", "damaged"),
-     "container 'Ann B' is damaged", True),
+     "container 'Ann B' is damaged", False),
+    ("type of other keys", lambda test: test.write(CONTAINER + "/provider.type", b"75\n"),
+     ("user", "damaged"), "container 'Ann B' is damaged", True),
+    ("damaged certificate", lambda test: damage(test, CONTAINER + "/exchange.cer"),
+     ("user", "damaged"), "container 'Ann B' is damaged", True),
+    ("damaged key and certificate", lambda test: (
+        damage(test, CONTAINER + "/exchange.cer"), damage(test, CONTAINER + "/exchange.key")),
+     ("user", "damaged"), "container 'Ann B' is damaged", False),
+    ("another key's certificate", another, ("user", "no-certificate"), "not the one of its key",
+     True),
     ("no type of container", lambda test: os.remove(test.path(CONTAINER + "/provider.type")),
      ("user", "damaged"), "container 'Ann B' is damaged", True),
     ("damaged answer", lambda test: leave(test, "home/cache/" + "a" * 64), ("user", "damaged"),
@@ -171,7 +198,31 @@ ROWS = [
      "killed run that changed a container", True),
     ("change that was cut off", lambda test: leave(test, "home/stores.db-journal", 0o600),
      ("user", "leftover"), "cut off", True),
+    ("empty journal", lambda test: test.write("home/stores.db-journal", b""),
+     ("user", "leftover"), "holds nothing", True),
+    ("empty stores", lambda test: os.truncate(test.path("home/stores.db"), 0),
+     ("user", "damaged"), "stores.db is empty", True),
+    ("key of settings that is none", settings("machine", OURS, "Kestrel\\Platfrom", '"Version"="x"'),
+     ("machine", "setting"), "Kestrel\\Platfrom is no key of settings", True),
+    ("request open to others", lambda test: waits(test, 0o644), ("user", "mode"),
+     "waiting/1 is open to other users", True),
+    ("damaged request", lambda test: leave(test, "home/waiting/1", 0o600, 0o700),
+     ("user", "damaged"), "waiting/1 is damaged", True),
+    ("certificate without a key", lambda test: (
+        test.make_certificate("ec", "bob"), test.ctl("store", "add", "My", "bob.pem")),
+     ("user", "no-key"), "leads to no key", True),
+    ("certificate without the way to its key", lambda test: (
+        test.ctl("store", "remove", "My", test.ann),
+        test.ctl("store", "add", "My", "ann.pem")), ("user", "no-key"), "leads to no key", True),
 ]
+STRANGER = 12345
+if os.geteuid() == 0:
+    ROWS += [("a stranger's " + name, lambda test, name=name: (
+        test.ctl("store", "add", "CA", "ann.pem", "--machine"),
+        settings("machine", OURS)(test), os.chown(test.path(name), STRANGER, -1)),
+        (name.split("/")[0].replace("home", "user"), "owner"), "belongs to user 12345", True)
+             for name in ("home/stores.db", "home/containers", CONTAINER, CONTAINER + "/exchange.key",
+                          "machine/stores.db", "machine/registry.reg")]
 
 
 def state(folder):
@@ -202,13 +253,18 @@ class Doctor(KestrelCase):
         self.assertEqual(done.returncode, 1 if findings else 0)
         return [one for one in findings if one["side"] != "system"]
 
+    def key(self):
+        file = pathlib.Path(self.path(CONTAINER + "/exchange.key"))
+        return file.read_bytes() if file.is_file() else None
+
     def mend(self, remedy):
         # Who is asked to edit a file takes its last line out.
         self.write("editor", b"#!/bin/sh\nsed -i '$d' \"$1\"\n")
         os.chmod(self.path("editor"), 0o700)
         path = ":".join([self.folder, os.path.dirname(KESTRELCTL), os.environ["PATH"]])
-        subprocess.run(["sh", "-c", remedy], cwd=self.folder, env={**self.env, "PATH": path},
-                       stdin=subprocess.DEVNULL, capture_output=True, timeout=60, check=False)
+        self.status = subprocess.run(
+            ["sh", "-c", remedy], cwd=self.folder, env={**self.env, "PATH": path},
+            stdin=subprocess.DEVNULL, capture_output=True, timeout=60, check=False).returncode
         return self.examine()
 
     def test_finds_and_mends(self):
@@ -224,10 +280,14 @@ class Doctor(KestrelCase):
                 for one in findings:
                     self.assertIn(words, one["place"] + " " + one["finding"])
                 # What one command mends may show what another one has to do.
-                for one in findings + (self.mend(findings[0]["remedy"]) if findings else []):
+                key = self.key()
+                further = self.mend(findings[0]["remedy"]) if findings else []
+                if findings and mended:
+                    self.assertEqual(self.status, 0, findings)
+                for one in findings + further:
                     self.mend(one["remedy"])
                 if mended:
-                    self.assertEqual(self.examine(), [])
+                    self.assertEqual((self.examine(), self.key()), ([], key))
 
     def test_missing_package(self):
         """As on a computer without it: the library cannot be loaded."""
