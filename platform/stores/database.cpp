@@ -53,9 +53,22 @@ DWORD CodeFor(int primary, int extended) {
     }
 }
 
+// SQLite opens what stands beside the database, and a pipe would wait for who writes into it.
+void CheckBeside(const std::string& database) {
+    for (const char* const end : {"-journal", "-wal"}) {
+        std::error_code none;
+        const std::string file = database + end;
+        const auto status = std::filesystem::status(file, none);
+        if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+            throw Error(ERROR_FILE_CORRUPT, file);
+        }
+    }
+}
+
 }  // namespace
 
 Database::Database(const std::filesystem::path& file) : path_(file.string()) {
+    CheckBeside(path_);
     const int code = sqlite3_open_v2(path_.c_str(), &handle_,
                                      SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
     try {

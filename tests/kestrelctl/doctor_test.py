@@ -160,6 +160,10 @@ ROWS = [
         os.remove(test.path(CONTAINER + "/exchange.key")),
         os.mkfifo(test.path(CONTAINER + "/exchange.key"), 0o600)), ("user", "damaged"),
      "exchange.key is no file", False),
+    ("pipe instead of a type", lambda test: (
+        os.remove(test.path(CONTAINER + "/provider.type")),
+        os.mkfifo(test.path(CONTAINER + "/provider.type"), 0o600)), ("user", "damaged"),
+     "provider.type is no file", False),
     ("link to nothing", lambda test: (
         os.remove(test.path("home/stores.db")),
         os.symlink("nowhere", test.path("home/stores.db"))), ("user", "damaged"),
