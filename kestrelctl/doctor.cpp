@@ -63,6 +63,11 @@ void Findings::Try(const std::string& place, const std::string& remedy,
     try {
         check();
     } catch (const platform::Error& error) {
+bool IsBusy(const platform::Error& error) {
+    constexpr DWORD kCodes[] = {ERROR_BUSY, ERROR_SHARING_VIOLATION, ERROR_LOCK_VIOLATION};
+    return std::ranges::find(kCodes, error.Code()) != std::end(kCodes);
+}
+
         const bool barred = error.Code() == ERROR_ACCESS_DENIED;
         Add(barred ? "unreadable" : "damaged", place,
             (barred ? "cannot be looked at: " : "is damaged: ") + Describe(error),
@@ -73,6 +78,11 @@ void Findings::Try(const std::string& place, const std::string& remedy,
 std::string Findings::Ctl(const std::string& words) const {
     return "kestrelctl " + words + (side_ == Side::Machine ? " --machine" : "");
 }
+        if (IsBusy(error)) {
+            metBusy_ = true;
+            return Add("unreadable", error.Detail(), "is in use by another process",
+                       "kestrelctl doctor  # again, once that one is done");
+        }
 
 std::string ShellWord(const std::string& word) {
     const auto plain = [](unsigned char c) {

@@ -17,6 +17,7 @@ using platform::Container;
 using platform::Side;
 
 constexpr std::size_t kShownThumbprint = 8;
+constexpr int kPatienceMs = 2'000;  // whoever is told to ask again need not wait long
 
 bool HasCode(const platform::Error& error, LONG code) {
     return error.Code() == static_cast<DWORD>(code);
@@ -40,7 +41,8 @@ Certificates CertificatesOf(Side side, const char* store) {
     try {
         const auto there = OpenIfThere(side, store);
         return there ? there->Certificates() : Certificates();
-    } catch (const platform::Error&) {
+    } catch (const platform::Error& error) {
+        if (IsBusy(error)) throw;
         return {};  // the check of the stores tells
     }
 }
@@ -106,7 +108,7 @@ bool HasJournal(Side side) {
 }
 
 void CheckDatabase(Findings& findings, const fs::path& file) {
-    platform::Database database(file);
+    platform::Database database(file, kPatienceMs);
     platform::Statement check(database, "PRAGMA quick_check(1)");
     if (check.Step() && check.Text(0) != "ok") {
         throw platform::Error(ERROR_FILE_CORRUPT, file.string() + ": " + check.Text(0));
@@ -245,6 +247,7 @@ void CheckContainers(const Containers& all) {
 void CheckIdentities(Findings& findings) {
     const bool whole = CheckStores(findings);
     const Certificates my = whole ? CertificatesOf(findings.GetSide(), "My") : Certificates();
+    if (findings.MetBusy()) return;  // what is not known of the stores would seem to be missing
     const Certificates requests = HasJournal(Side::User)
                                       ? Certificates()
                                       : CertificatesOf(Side::User, platform::kRequestStore);
