@@ -14,7 +14,10 @@ using platform::Side;
 
 std::vector<Finding> CheckSide(Side side) {
     Findings findings(side);
-    if (CheckSettings(findings) && CheckFiles(findings)) CheckIdentities(findings);
+    findings.Try(findings.Home().string(), {}, [&] {
+        const ContainersHeld held(side);
+        if (CheckSettings(findings) && CheckFiles(findings)) CheckIdentities(findings);
+    });
     return findings.All();
 }
 
@@ -40,10 +43,17 @@ std::vector<Finding> CheckPackages() {
     return missing;
 }
 
+// A name that is shown escaped would be another one to a shell.
+std::string ShownRemedy(const std::string& remedy) {
+    if (Visible(remedy) == remedy) return remedy;
+    return "(no command: a name in it has characters that cannot be shown; with --json it is "
+           "whole)";
+}
+
 void PrintFindings(const std::vector<Finding>& findings) {
     for (const Finding& one : findings) {
         Say(one.side + ": " + one.place + " " + one.finding);
-        Say("    " + one.remedy);
+        if (!one.remedy.empty()) Say("    " + ShownRemedy(one.remedy));
     }
     const std::string count = std::to_string(findings.size());
     Say(findings.empty()       ? "Nothing found."
@@ -52,6 +62,11 @@ void PrintFindings(const std::vector<Finding>& findings) {
 }
 
 }  // namespace
+
+bool IsBusy(const platform::Error& error) {
+    constexpr DWORD kCodes[] = {ERROR_BUSY, ERROR_SHARING_VIOLATION, ERROR_LOCK_VIOLATION};
+    return std::ranges::find(kCodes, error.Code()) != std::end(kCodes);
+}
 
 void Findings::Add(const char* kind, std::string place, std::string finding, std::string remedy) {
     all_.push_back({side_ == Side::Machine ? "machine" : "user", kind, std::move(place),
@@ -63,11 +78,11 @@ void Findings::Try(const std::string& place, const std::string& remedy,
     try {
         check();
     } catch (const platform::Error& error) {
-bool IsBusy(const platform::Error& error) {
-    constexpr DWORD kCodes[] = {ERROR_BUSY, ERROR_SHARING_VIOLATION, ERROR_LOCK_VIOLATION};
-    return std::ranges::find(kCodes, error.Code()) != std::end(kCodes);
-}
-
+        if (IsBusy(error)) {
+            metBusy_ = true;
+            return Add("unreadable", error.Detail(), "is in use by another process",
+                       "kestrelctl doctor  # again, once that one is done");
+        }
         const bool barred = error.Code() == ERROR_ACCESS_DENIED;
         Add(barred ? "unreadable" : "damaged", place,
             (barred ? "cannot be looked at: " : "is damaged: ") + Describe(error),
@@ -78,11 +93,6 @@ bool IsBusy(const platform::Error& error) {
 std::string Findings::Ctl(const std::string& words) const {
     return "kestrelctl " + words + (side_ == Side::Machine ? " --machine" : "");
 }
-        if (IsBusy(error)) {
-            metBusy_ = true;
-            return Add("unreadable", error.Detail(), "is in use by another process",
-                       "kestrelctl doctor  # again, once that one is done");
-        }
 
 std::string ShellWord(const std::string& word) {
     const auto plain = [](unsigned char c) {

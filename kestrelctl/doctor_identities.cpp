@@ -231,6 +231,7 @@ bool HoldsFiles(Findings& findings, const std::string& name) {
 
 void CheckContainers(const Containers& all) {
     const Side side = all.findings.GetSide();
+    if (!IsFolderOrNothing(all.findings, platform::ContainersOf(side))) return;
     all.findings.Try(platform::ContainersOf(side).string(), {}, [&] {
         for (const std::string& name : Container::List(side, 0)) {
             if (!HoldsFiles(all.findings, name) || IsOthers(side, name)) continue;
@@ -246,8 +247,8 @@ void CheckContainers(const Containers& all) {
 
 void CheckIdentities(Findings& findings) {
     const bool whole = CheckStores(findings);
-    const Certificates my = whole ? CertificatesOf(findings.GetSide(), "My") : Certificates();
     if (findings.MetBusy()) return;  // what is not known of the stores would seem to be missing
+    const Certificates my = whole ? CertificatesOf(findings.GetSide(), "My") : Certificates();
     const Certificates requests = HasJournal(Side::User)
                                       ? Certificates()
                                       : CertificatesOf(Side::User, platform::kRequestStore);
