@@ -76,6 +76,8 @@ void CheckOwner(Findings& findings, const fs::path& file, const struct stat& sta
 void CheckMode(Findings& findings, const fs::path& file, const Rights& rights) {
     struct stat status {};
     if (stat(file.c_str(), &status) != 0) return;
+    // A device or a pipe is told as such, and a device is not ours to change.
+    if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) return;
     const mode_t mode = status.st_mode & kAllRights;
     const bool tooMuch = (mode & rights.forbidden) != 0;
     if (!tooMuch && (mode & rights.wanted) == rights.wanted) return;
