@@ -16,7 +16,10 @@ using platform::Side;
 
 std::vector<Finding> CheckSide(Side side) {
     Findings findings(side);
-    if (CheckSettings(findings) && CheckFiles(findings)) CheckIdentities(findings);
+    findings.Try(findings.Home().string(), std::string(), [&] {
+        const ContainersHeld held(side);
+        if (CheckSettings(findings) && CheckFiles(findings)) CheckIdentities(findings);
+    });
     return findings.All();
 }
 
@@ -40,6 +43,13 @@ std::vector<Finding> CheckPackages() {
             MissingPackage("ca-certificates", "servers of https are trusted by \"Root\" alone"));
     }
     return missing;
+}
+
+// A name that is shown escaped would be another one to a shell.
+std::string ShownRemedy(const std::string& remedy) {
+    if (Visible(remedy) == remedy) return remedy;
+    return "(no command: a name in it has characters that cannot be shown; with --json it is "
+           "whole)";
 }
 
 constexpr std::string_view kRemark = "  # ";
@@ -74,7 +84,7 @@ void PrintFindings(const std::vector<Finding>& findings) {
     const std::size_t width = TerminalWidth();
     for (const Finding& one : findings) {
         SayWrapped(Visible(one.side + ": " + one.place + " " + one.finding), "", width);
-        SayRemedy(Visible(one.remedy), width);
+        if (!one.remedy.empty()) SayRemedy(ShownRemedy(one.remedy), width);
     }
     const std::string count = std::to_string(findings.size());
     Say(findings.empty()       ? "Nothing found."
@@ -83,6 +93,11 @@ void PrintFindings(const std::vector<Finding>& findings) {
 }
 
 }  // namespace
+
+bool IsBusy(const platform::Error& error) {
+    constexpr DWORD kCodes[] = {ERROR_BUSY, ERROR_SHARING_VIOLATION, ERROR_LOCK_VIOLATION};
+    return std::ranges::find(kCodes, error.Code()) != std::end(kCodes);
+}
 
 void Findings::Add(const char* kind, std::string place, std::string finding, std::string remedy) {
     all_.push_back({side_ == Side::Machine ? "machine" : "user", kind, std::move(place),
@@ -100,6 +115,11 @@ void Findings::Try(const std::string& place, const Remedy& remedy,
     try {
         check();
     } catch (const platform::Error& error) {
+        if (IsBusy(error)) {
+            metBusy_ = true;
+            return Add("unreadable", error.Detail(), "is in use by another process",
+                       "kestrelctl doctor  # again, once that one is done");
+        }
         const bool barred = error.Code() == ERROR_ACCESS_DENIED;
         Add(barred ? "unreadable" : "damaged", place,
             (barred ? "cannot be looked at: " : "is damaged: ") + Describe(error),

@@ -4,6 +4,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <chrono>
+#include <thread>
+
 #include "kestrelctl/findings.h"
 #include "platform/base/descriptor.h"
 #include "platform/chain/answer_cache.h"
@@ -19,11 +23,25 @@ using platform::Side;
 
 constexpr mode_t kAllRights = 07777;
 
+constexpr const char* kLock = "\\lock";
+constexpr auto kPatience = std::chrono::seconds(5);
+constexpr auto kPause = std::chrono::milliseconds(5);
+
+platform::Descriptor OpenLock(const fs::path& file) {
+    return platform::Descriptor(platform::OpenUninterrupted(file.string(), O_RDONLY | O_NONBLOCK));
+}
+
+bool IsTaken(const platform::Descriptor& file) {
+    return flock(file.Get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+}
+
 // Whether somebody works on it: all of ours lock what they work on. Looking does not disturb them.
-bool IsInUse(const fs::path& file) {
-    const platform::Descriptor opened(
-        platform::OpenUninterrupted(file.string(), O_RDONLY | O_NONBLOCK));
-    return opened.Get() >= 0 && flock(opened.Get(), LOCK_SH | LOCK_NB) != 0;
+enum class Use { None, Some, Unknown };
+
+Use UseOf(const fs::path& file) {
+    const platform::Descriptor opened = OpenLock(file);
+    if (opened.Get() < 0) return errno == EACCES || errno == EPERM ? Use::Unknown : Use::None;
+    return IsTaken(opened) ? Use::Some : Use::None;
 }
 
 std::string Octal(mode_t mode) {
@@ -83,6 +101,8 @@ void CheckOwner(Findings& findings, const fs::path& file) {
 void CheckMode(Findings& findings, const fs::path& file, const Rights& rights) {
     struct stat status {};
     if (stat(file.c_str(), &status) != 0) return;
+    // A device or a pipe is told as such, and a device is not ours to change.
+    if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) return;
     const mode_t mode = status.st_mode & kAllRights;
     const bool tooMuch = (mode & rights.forbidden) != 0;
     if (!tooMuch && (mode & rights.wanted) == rights.wanted) return;
@@ -154,12 +174,21 @@ void CheckWaiting(Findings& findings) {
 
 // ---- what killed runs left ---------------------------------------------------------
 
+// Who may not ask for the lock is not to remove what somebody may be working on.
+void AddPerhapsInUse(Findings& findings, const fs::path& file) {
+    findings.Add("leftover", file.string(), "may be in use, or was left by a killed run",
+                 "sudo kestrelctl doctor  # tells which");
+}
+
 // A draft that nobody may write is the one whole copy of what was to be overwritten.
 void CheckDraft(Findings& findings, const fs::directory_entry& entry) {
     const std::string name = entry.path().filename();
     std::error_code error;
     if (!name.starts_with("kestrel-") || !name.ends_with(".tmp")) return;
-    if (!entry.is_regular_file(error) || IsInUse(entry.path())) return;
+    if (!entry.is_regular_file(error)) return;
+    const Use use = UseOf(entry.path());
+    if (use == Use::Unknown) return AddPerhapsInUse(findings, entry.path());
+    if (use == Use::Some || !entry.exists(error)) return;
     const bool whole =
         (entry.status(error).permissions() & fs::perms::owner_write) == fs::perms::none;
     const std::string file = ShellWord(entry.path().string());
@@ -182,11 +211,16 @@ void CheckDrafts(Findings& findings) {
 
 void CheckStaged(Findings& findings) {
     const fs::path root = platform::ContainersOf(findings.GetSide());
-    if (IsInUse(root / "\\lock")) return;
+    const Use use = UseOf(root / kLock);
+    if (use == Use::Some) return;
     std::error_code error;
     for (fs::directory_iterator at(root, error), end; !error && at != end; at.increment(error)) {
         const std::string name = at->path().filename();
-        if (!name.starts_with('\\') || name == "\\lock") continue;
+        if (!name.starts_with('\\') || name == kLock) continue;
+        if (use == Use::Unknown) {
+            AddPerhapsInUse(findings, at->path());
+            continue;
+        }
         const std::string folder = ShellWord(at->path().string());
         findings.Add("leftover", at->path().string(),
                      name == "\\moved" ? "holds containers that a killed run was replacing"
@@ -215,17 +249,40 @@ std::string GiveAccess(const Findings& findings, const fs::path& wanted) {
     return Sudo() + "chmod a+rX " + ShellWord(at.string());
 }
 
-bool IsFileOrNothing(Findings& findings, const fs::path& file) {
+ContainersHeld::ContainersHeld(Side side) : lock_(OpenLock(platform::ContainersOf(side) / kLock)) {
+    if (lock_.Get() < 0) return;
+    const auto end = std::chrono::steady_clock::now() + kPatience;
+    while (IsTaken(lock_)) {
+        if (std::chrono::steady_clock::now() > end) {
+            throw platform::Error(ERROR_SHARING_VIOLATION, platform::ContainersOf(side).string());
+        }
+        std::this_thread::sleep_for(kPause);
+    }
+}
+
+namespace {
+
+bool IsOrNothing(Findings& findings, const fs::path& file, mode_t kind, const std::string& word) {
     struct stat status {};
     if (lstat(file.c_str(), &status) != 0) return true;
     const bool isThere = stat(file.c_str(), &status) == 0;
     // Reading tells what is barred.
-    if (isThere ? S_ISREG(status.st_mode) : errno == EACCES) return true;
+    if (isThere ? (status.st_mode & S_IFMT) == kind : errno == EACCES) return true;
     const std::string name = ShellWord(file.string());
     findings.Add("damaged", file.string(),
-                 isThere ? "is no file" : "is a link that leads to no file",
+                 (isThere ? "is no " : "is a link that leads to no ") + word,
                  "mv " + name + " " + ShellWord(file.string() + ".old"));
     return false;
+}
+
+}  // namespace
+
+bool IsFileOrNothing(Findings& findings, const fs::path& file) {
+    return IsOrNothing(findings, file, S_IFREG, "file");
+}
+
+bool IsFolderOrNothing(Findings& findings, const fs::path& folder) {
+    return IsOrNothing(findings, folder, S_IFDIR, "folder");
 }
 
 bool CheckFiles(Findings& findings) {

@@ -22,6 +22,7 @@ using platform::Container;
 using platform::Side;
 
 constexpr std::size_t kShownThumbprint = 8;
+constexpr int kPatienceMs = 2'000;  // whoever is told to ask again need not wait long
 
 bool HasCode(const platform::Error& error, LONG code) {
     return error.Code() == static_cast<DWORD>(code);
@@ -45,7 +46,8 @@ Certificates CertificatesOf(Side side, const char* store) {
     try {
         const auto there = OpenIfThere(side, store);
         return there ? there->Certificates() : Certificates();
-    } catch (const platform::Error&) {
+    } catch (const platform::Error& error) {
+        if (IsBusy(error)) throw;
         return {};  // the check of the stores tells
     }
 }
@@ -123,7 +125,7 @@ fs::path JournalOf(Side side) { return platform::HomeOf(side) / "stores.db-journ
 // empty or begins with a zero.
 bool TellsOfChange(const fs::path& journal) {
     std::error_code error;
-    if (!fs::exists(journal, error)) return false;
+    if (!fs::is_regular_file(journal, error)) return false;
     std::ifstream content(journal, std::ios::binary);
     return !content || content.peek() > 0;
 }
@@ -150,7 +152,7 @@ void CheckEmptyJournal(Findings& findings, const fs::path& database) {
 }
 
 void CheckDatabase(Findings& findings, const fs::path& file) {
-    platform::Database database(file);
+    platform::Database database(file, kPatienceMs);
     platform::Statement check(database, "PRAGMA quick_check(1)");
     if (check.Step() && check.Text(0) != "ok") {
         throw platform::Error(ERROR_FILE_CORRUPT, file.string() + ": " + check.Text(0));
@@ -297,6 +299,7 @@ bool HoldsFiles(Findings& findings, const std::string& name) {
 
 void CheckContainers(const Containers& all) {
     const Side side = all.findings.GetSide();
+    if (!IsFolderOrNothing(all.findings, platform::ContainersOf(side))) return;
     all.findings.Try(platform::ContainersOf(side).string(), std::string(), [&] {
         for (const std::string& name : Container::List(side, 0)) {
             if (!HoldsFiles(all.findings, name) || IsOthers(side, name)) continue;
@@ -312,6 +315,7 @@ void CheckContainers(const Containers& all) {
 
 void CheckIdentities(Findings& findings) {
     const bool whole = CheckStores(findings);
+    if (findings.MetBusy()) return;  // what is not known of the stores would seem to be missing
     const Certificates my = whole ? CertificatesOf(findings.GetSide(), "My") : Certificates();
     const Certificates requests = TellsOfChange(JournalOf(Side::User))
                                       ? Certificates()

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/base/descriptor.h"
 #include "platform/base/error.h"
 #include "platform/base/home.h"
 
@@ -36,9 +37,26 @@ class Findings {
     [[nodiscard]] std::string Ctl(const std::string& words) const;
     [[nodiscard]] const std::vector<Finding>& All() const { return all_; }
 
+    // Whether another process had something that was to be looked at.
+    [[nodiscard]] bool MetBusy() const { return metBusy_; }
+
   private:
     platform::Side side_;
+    bool metBusy_ = false;
     std::vector<Finding> all_;
+};
+
+// Whether another process has it; looking again may go well.
+bool IsBusy(const platform::Error& error);
+
+// Keeps others from changing a side's containers while they are looked at, where the lock may be
+// opened. Throws ERROR_SHARING_VIOLATION when another process keeps it.
+class ContainersHeld {
+  public:
+    explicit ContainersHeld(platform::Side side);
+
+  private:
+    platform::Descriptor lock_;
 };
 
 // A word as a shell takes it.
@@ -50,6 +68,7 @@ std::string GiveAccess(const Findings& findings, const std::filesystem::path& wa
 // Whether it can be read as a file, or is not there: opening a pipe would wait for who writes into
 // it.
 bool IsFileOrNothing(Findings& findings, const std::filesystem::path& file);
+bool IsFolderOrNothing(Findings& findings, const std::filesystem::path& folder);
 
 // The settings of a side; they need no home. False when going on would open one that is no file.
 bool CheckSettings(Findings& findings);

@@ -126,9 +126,18 @@ const char* EntryProblem(const Setting& list, const std::string& text) {
     return TextProblem(list.form, text);
 }
 
+// The same text, or its beginning up to a whole character.
+std::string Beginning(const std::string& text) {
+    constexpr std::size_t kMostShown = 200;
+    if (text.size() <= kMostShown) return text;
+    std::size_t end = kMostShown;
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
+    return text.substr(0, end) + "...";
+}
+
 std::string Told(std::string_view name, const char* wanted, const std::string& got) {
-    std::string text = "'" + std::string(name) + "' has to be " + wanted;
-    return got.empty() ? text : text + ", not '" + got + "'";
+    std::string text = "'" + Beginning(std::string(name)) + "' has to be " + wanted;
+    return got.empty() ? text : text + ", not '" + Beginning(got) + "'";
 }
 
 std::optional<std::uint32_t> ParseNumber(const std::string& text) {
@@ -161,7 +170,7 @@ std::string SettingProblem(const RegistryEdit& edit, std::string_view key) {
     const RegistryValue& value = edit.value;
     const Setting* setting = FindSetting(value.name);
     if (setting == nullptr || !SameName(setting->key, key) || setting->kind == SettingKind::List) {
-        return "'" + edit.key + "\\" + value.name + "' is no value of the policy";
+        return "'" + Beginning(edit.key + "\\" + value.name) + "' is no value of the policy";
     }
     if (edit.action == RegistryEdit::Action::DeleteValue) return {};
     const char* const problem = DataProblem(*setting, value);
@@ -206,7 +215,7 @@ const char* StoredEntryProblem(const Setting& list, const RegistryValue& entry) 
 std::string ListProblem(const RegistryEdit& edit, std::string_view name) {
     const Setting* list = FindSetting(name);
     if (list == nullptr || list->kind != SettingKind::List) {
-        return "'" + edit.key + "' is no list of the policy";
+        return "'" + Beginning(edit.key) + "' is no list of the policy";
     }
     if (edit.action != RegistryEdit::Action::SetValue) return {};
     const char* const problem = StoredEntryProblem(*list, edit.value);
@@ -281,7 +290,7 @@ std::string ProblemOf(const RegistryEdit& edit) {
     using Action = RegistryEdit::Action;
     if (edit.action == Action::CreateKey) return {};
     const std::string_view key = WithoutRoot(edit.key);
-    const std::string outside = "'" + edit.key + "' is outside of the policy";
+    const std::string outside = "'" + Beginning(edit.key) + "' is outside of the policy";
     if (!IsKnownRoot(edit.key)) return outside;
     if (StandsUnder(key, kPolicyKey)) {
         const std::string_view below = Rest(key, kPolicyKey);

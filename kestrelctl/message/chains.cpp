@@ -147,10 +147,10 @@ platform::Path Chains::Search(const std::shared_ptr<platform::Certificate>& leaf
     constexpr DWORD kAskNobody = CERT_CHAIN_CACHE_ONLY_URL_RETRIEVAL;
     platform::ChainRequest request;
     request.time = platform::FileTimeOf(time);
-    platform::Path path = WithoutSilent(ExamineChain(leaf, around.CertificatesAsStore(), request,
-                                                     offline_ ? flags | kAskNobody : flags,
-                                                     &allowance)
-                                            .path);
+    platform::Path path =
+        WithoutSilent(ExamineChain(leaf, around.CertificatesAsStore(), request,
+                                   offline_ ? flags | kAskNobody : flags, &allowance)
+                          .path);
     if ((path.Error() & CERT_TRUST_REVOCATION_STATUS_UNKNOWN) == 0) return path;
     const auto lists = around.WithLists(platform::CurrentTicks());
     if (lists) {

@@ -45,6 +45,31 @@ std::size_t SizeOf(int descriptor, const fs::path& file) {
     return S_ISREG(status.st_mode) ? static_cast<std::size_t>(status.st_size) : 0;
 }
 
+// Far more than anything that is read at once, and an end for files that have none.
+constexpr std::size_t kLargestFile = std::size_t{1} << 30;
+
+Descriptor OpenToRead(const fs::path& file, int flags = 0) {
+    Descriptor opened(OpenUninterrupted(file, O_RDONLY | flags));
+    if (opened.Get() < 0) ThrowErrno(errno, file);
+    return opened;
+}
+
+Bytes ReadToEnd(int opened, const fs::path& file) {
+    Bytes content(SizeOf(opened, file) + 1);
+    std::size_t length = 0;
+    for (;;) {
+        if (length > kLargestFile) throw Error(ERROR_FILE_TOO_LARGE, file.string());
+        if (length == content.size()) content.resize(content.size() * 2);
+        const ssize_t got = read(opened, content.data() + length, content.size() - length);
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) ThrowErrno(errno, file);
+        if (got == 0) break;
+        length += static_cast<std::size_t>(got);
+    }
+    content.resize(length);
+    return content;
+}
+
 }  // namespace
 
 fs::path HomeOf(Side side) {
@@ -67,25 +92,14 @@ fs::path EnsureHome(Side side) {
     return home;
 }
 
-// Far more than anything that is read at once, and an end for files that have none.
-constexpr std::size_t kLargestFile = std::size_t{1} << 30;
+Bytes ReadWholeFile(const fs::path& file) { return ReadToEnd(OpenToRead(file).Get(), file); }
 
-Bytes ReadWholeFile(const fs::path& file) {
-    const Descriptor opened(OpenUninterrupted(file, O_RDONLY));
-    if (opened.Get() < 0) ThrowErrno(errno, file);
-    Bytes content(SizeOf(opened.Get(), file) + 1);
-    std::size_t length = 0;
-    for (;;) {
-        if (length > kLargestFile) throw Error(ERROR_FILE_TOO_LARGE, file.string());
-        if (length == content.size()) content.resize(content.size() * 2);
-        const ssize_t got = read(opened.Get(), content.data() + length, content.size() - length);
-        if (got < 0 && errno == EINTR) continue;
-        if (got < 0) ThrowErrno(errno, file);
-        if (got == 0) break;
-        length += static_cast<std::size_t>(got);
-    }
-    content.resize(length);
-    return content;
+Bytes ReadOwnFile(const fs::path& file, DWORD otherwise) {
+    const Descriptor opened = OpenToRead(file, O_NONBLOCK);
+    struct stat status {};
+    if (fstat(opened.Get(), &status) != 0) ThrowErrno(errno, file);
+    if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) throw Error(otherwise, file.string());
+    return ReadToEnd(opened.Get(), file);
 }
 
 void ThrowErrno(int error, const fs::path& file, const std::source_location& where) {

@@ -5,6 +5,7 @@
 #include <source_location>
 
 #include "platform/base/bytes.h"
+#include "platform/base/ground.h"
 #include "platform/base/replace_file.h"
 
 namespace platform {
@@ -21,6 +22,10 @@ std::filesystem::path EnsureHome(Side side);
 // A file's bytes, 1 GiB at most. Throws
 // ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED or ERROR_FILE_TOO_LARGE with the file's name as detail.
 Bytes ReadWholeFile(const std::filesystem::path& file);
+
+// The same for files of our own. What is none (a pipe would wait for who writes into it) throws
+// `otherwise`.
+Bytes ReadOwnFile(const std::filesystem::path& file, DWORD otherwise = ERROR_FILE_CORRUPT);
 
 // Maps an errno to the platform's code and throws it with the file's name.
 [[noreturn]] void ThrowErrno(int error, const std::filesystem::path& file,

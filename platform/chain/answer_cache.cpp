@@ -94,7 +94,7 @@ std::optional<Answer> Read(const fs::path& file) {
     std::error_code error;
     if (!fs::is_regular_file(file, error) || fs::file_size(file, error) > kMostOfOne) return {};
     try {
-        return Decode(ReadWholeFile(file));
+        return Decode(ReadOwnFile(file));
     } catch (const Error&) {
         return std::nullopt;  // as good as absent: the network has it again
     }

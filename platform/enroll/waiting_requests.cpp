@@ -65,7 +65,7 @@ WaitingRequest Parsed(const Bytes& content, const fs::path& file) {
     }
 }
 
-WaitingRequest Read(const fs::path& file) { return Parsed(ReadWholeFile(file), file); }
+WaitingRequest Read(const fs::path& file) { return Parsed(ReadOwnFile(file), file); }
 
 // One that is damaged, or went meanwhile, is nobody's.
 std::optional<WaitingRequest> ReadIfWhole(const fs::path& file) {

@@ -31,6 +31,10 @@ fs::path FolderOf(Side side, std::string_view name) { return ContainersOf(side) 
     throw Error(NTE_KEYSET_ENTRY_BAD, file.string());
 }
 
+Bytes ReadEntry(const fs::path& file) {
+    return ReadOwnFile(file, static_cast<DWORD>(NTE_KEYSET_ENTRY_BAD));
+}
+
 DWORD ParseType(ByteView content) {
     const auto* begin = reinterpret_cast<const char*>(content.data());
     const char* end = begin + content.size();
@@ -47,7 +51,7 @@ DWORD ReadType(const fs::path& folder) {
         // It was put together by hand or lost this file.
         ThrowDamaged(file);
     }
-    const DWORD type = ParseType(ReadWholeFile(file));
+    const DWORD type = ParseType(ReadEntry(file));
     if (type == 0) ThrowDamaged(file);
     return type;
 }
@@ -69,7 +73,7 @@ std::string FileName(DWORD keySpec, const char* extension) {
 }
 
 Secret ReadSecret(const fs::path& file) {
-    Bytes content = ReadWholeFile(file);
+    Bytes content = ReadEntry(file);
     Secret secret{ByteView(content)};
     Wipe(content);
     return secret;
@@ -251,7 +255,7 @@ AnyKey Container::OwnPublicKey(DWORD keySpec) const {
     if (!NeedsPassword(keySpec)) return LoadKey(keySpec, Secret());
     const fs::path file = FileOf(FileName(keySpec, kPublic));
     if (!FileIsThere(file)) return {};
-    return OrDamaged(file, [&] { return PublicKeyFromDer(ReadWholeFile(file)); });
+    return OrDamaged(file, [&] { return PublicKeyFromDer(ReadEntry(file)); });
 }
 
 // The certificate stands in for the public part beside keys that were protected before there was
@@ -279,7 +283,7 @@ void Container::SaveCertificate(DWORD keySpec, ByteView der) {
 std::optional<Bytes> Container::CertificateOf(DWORD keySpec) const {
     const fs::path file = FileOf(FileName(keySpec, kCertificate));
     if (!FileIsThere(file)) return std::nullopt;
-    Bytes der = ReadWholeFile(file);
+    Bytes der = ReadEntry(file);
     if (!DecodeWhole<NativeCertificate>(&d2i_X509, der)) ThrowDamaged(file);
     return der;
 }
@@ -287,7 +291,7 @@ std::optional<Bytes> Container::CertificateOf(DWORD keySpec) const {
 std::optional<std::string> Container::Pending() const {
     const fs::path file = FileOf(kPendingFile);
     if (!FileIsThere(file)) return std::nullopt;
-    const Bytes note = ReadWholeFile(file);
+    const Bytes note = ReadEntry(file);
     return std::string(note.begin(), note.end());
 }
 

@@ -4,13 +4,14 @@
 //   key      = "[" path "]" | "[-" path "]"
 //   value    = ( quoted | "@" ) "=" ( "-" | quoted | "dword:" hex | hexType bytes )
 //   hexType  = "hex:" | "hex(" number "):"
-//   bytes    = two hex digits, separated by ","; a "\" at a line's end continues it
+//   bytes    = one or two hex digits each, separated by ","; a "\" at a line's end continues it
 //
 // Quoted text has the escapes \\ and \" and may run over line ends, as exports write it.
 #include <algorithm>
 #include <charconv>
 
 #include "platform/base/error.h"
+#include "platform/base/language.h"
 #include "platform/base/text.h"
 #include "platform/registry/document.h"
 #include "platform/registry/utf16.h"
@@ -22,8 +23,12 @@ constexpr std::string_view kHeader = "Windows Registry Editor Version 5.00";
 constexpr std::string_view kRoots[] = {"HKEY_CURRENT_USER", "HKEY_LOCAL_MACHINE",
                                        "HKEY_CLASSES_ROOT", "HKEY_USERS", "HKEY_CURRENT_CONFIG"};
 
-[[noreturn]] void Damaged(const std::string& fileName, std::size_t line) {
-    throw Error(ERROR_BADDB, fileName + ", line " + std::to_string(line));
+// As deep as a registry's keys may lie; each level is a call where a tree is walked.
+constexpr std::ptrdiff_t kMostLevels = 512;
+
+[[noreturn]] void Damaged(const std::string& fileName, std::size_t line,
+                          const std::string& fault = {}) {
+    throw Error(ERROR_BADDB, fileName + ", line " + std::to_string(line) + fault);
 }
 
 std::size_t LinesIn(std::string_view text) {
@@ -129,6 +134,9 @@ class Parser {
         const bool known = std::any_of(std::begin(kRoots), std::end(kRoots),
                                        [&](std::string_view name) { return SameName(name, root); });
         if (!known || path.ends_with('\\') || path.find("\\\\") != std::string_view::npos) Fail();
+        if (std::ranges::count(path, '\\') <= kMostLevels) return;
+        Damaged(fileName_, line_,
+                RussianUser() ? ": ключ глубже 512 уровней" : ": a key deeper than 512 levels");
     }
 
     void Value(std::string name) {

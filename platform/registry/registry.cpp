@@ -118,7 +118,7 @@ bool IsMissing(const Error& error) {
 RegistryDocument ReadDocument(const fs::path& file) {
     Bytes content;
     try {
-        content = ReadWholeFile(file);
+        content = ReadOwnFile(file);
     } catch (const Error& error) {
         if (!IsMissing(error)) throw;
         return {};

@@ -11,8 +11,6 @@
 namespace platform {
 namespace {
 
-constexpr int kBusyTimeoutMs = 10'000;
-
 // The journal's end reaches the disk, too, so that what was kept outlives a loss of power. A
 // change that does not fit into the cache stays in memory, so that readers wait for its end
 // alone.
@@ -53,14 +51,27 @@ DWORD CodeFor(int primary, int extended) {
     }
 }
 
+// SQLite opens what stands beside the database, and a pipe would wait for who writes into it.
+void CheckBeside(const std::string& database) {
+    for (const char* const end : {"-journal", "-wal"}) {
+        std::error_code none;
+        const std::string file = database + end;
+        const auto status = std::filesystem::status(file, none);
+        if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+            throw Error(ERROR_FILE_CORRUPT, file);
+        }
+    }
+}
+
 }  // namespace
 
-Database::Database(const std::filesystem::path& file) : path_(file.string()) {
+Database::Database(const std::filesystem::path& file, int patienceMs) : path_(file.string()) {
+    CheckBeside(path_);
     const int code = sqlite3_open_v2(path_.c_str(), &handle_,
                                      SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
     try {
         Check(code);
-        Check(sqlite3_busy_timeout(handle_, kBusyTimeoutMs));
+        Check(sqlite3_busy_timeout(handle_, patienceMs));
         Run(kSettings);
     } catch (...) {
         sqlite3_close(handle_);

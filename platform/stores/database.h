@@ -21,9 +21,9 @@ namespace platform {
 class Database {
   public:
     // Opens for writing where the system allows it, otherwise for reading. The file must
-    // exist: making it is the caller's, who knows its mode. Waits up to 10 seconds for
+    // exist: making it is the caller's, who knows its mode. Waits so many milliseconds for
     // other processes, then throws ERROR_BUSY; a damaged file throws ERROR_FILE_CORRUPT.
-    explicit Database(const std::filesystem::path& file);
+    explicit Database(const std::filesystem::path& file, int patienceMs = 10'000);
     ~Database();
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;

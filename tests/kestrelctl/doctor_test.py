@@ -1,5 +1,6 @@
 """kestrelctl doctor: each fault is found once, nothing changes, and the command told mends it."""
 
+import fcntl
 import json
 import os
 import pathlib
@@ -187,12 +188,20 @@ ROWS = [
         os.remove(test.path(CONTAINER + "/exchange.key")),
         os.mkfifo(test.path(CONTAINER + "/exchange.key"), 0o600)), ("user", "damaged"),
      "exchange.key is no file", False),
+    ("pipe instead of a type", lambda test: (
+        os.remove(test.path(CONTAINER + "/provider.type")),
+        os.mkfifo(test.path(CONTAINER + "/provider.type"), 0o600)), ("user", "damaged"),
+     "provider.type is no file", False),
     ("link to nothing", lambda test: (
         os.remove(test.path("home/stores.db")),
         os.symlink("nowhere", test.path("home/stores.db"))), ("user", "damaged"),
      "stores.db is a link that leads to no file", False),
     ("file among the containers", lambda test: leave(test, "home/containers/notes"),
      ("user", "damaged"), "notes is no container", True),
+    ("device instead of the containers", lambda test: (
+        os.rename(test.path("home/containers"), test.path("kept")),
+        os.symlink("/dev/null", test.path("home/containers"))), ("user", "damaged"),
+     "containers is no folder", False),
     ("folder that was being filled",
      lambda test: os.mkdir(test.path("home/containers/\\AbC123"), 0o700), ("user", "leftover"),
      "killed run that changed a container", True),
@@ -288,6 +297,22 @@ class Doctor(KestrelCase):
                     self.mend(one["remedy"])
                 if mended:
                     self.assertEqual((self.examine(), self.key()), ([], key))
+
+    def test_in_use(self):
+        """What another process holds is no fault, and nothing is to be moved away."""
+        database = sqlite3.connect(self.path("home/stores.db"), isolation_level=None)
+        database.execute("BEGIN EXCLUSIVE")
+        # Reading the file here would let go of the lock.
+        of_stores = json.loads(self.run_ctl("doctor", "--json").stdout)[0]
+        database.execute("ROLLBACK")
+        database.close()
+        with open(self.path("home/containers/\\lock"), "rb") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            [of_containers] = self.examine()
+        for found in of_stores, of_containers:
+            self.assertEqual((found["kind"], found["finding"], found["remedy"][:19]),
+                             ("unreadable", "is in use by another process", "kestrelctl doctor  "))
+        self.assertEqual(self.examine(), [])
 
     def test_missing_package(self):
         """As on a computer without it: the library cannot be loaded."""

@@ -139,6 +139,12 @@ TEST(Document, DamageNamesFileAndLine) {
         EXPECT_EQ(ListingOf(row.content), "1009 f.reg, line " + std::to_string(row.line))
             << row.name;
     }
+    // The root is no level.
+    std::string deep = "HKEY_CURRENT_USER";
+    for (int level = 0; level < 512; ++level) deep += "\\K";
+    EXPECT_EQ(ListingOf(kHeader + "[" + deep + "]\r\n"), "+" + deep);
+    EXPECT_EQ(ListingOf(kHeader + "[" + deep + "\\K]\r\n"),
+              "1009 f.reg, line 2: a key deeper than 512 levels");
 }
 
 TEST(Document, CutAnywhereItReadsOrNamesTheLine) {
