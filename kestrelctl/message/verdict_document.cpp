@@ -196,6 +196,11 @@ const char* StateOf(const SignerVerdict& signer, Check check) {
                       (check == Check::Countersignatures && signer.countersignatures.empty());
     if (none && signer.findings.WorstOf(check) == Verdict::Good) return "none";
     if (needsCertificate && !known) return "none";
+    // No key was found to try it with.
+    const bool untried =
+        check == Check::Signature && (signer.findings.Has(Reason::CertificateMissing) ||
+                                      signer.findings.Has(Reason::TooManyCandidates));
+    if (untried && WorstOf(signer, check) == Verdict::Good) return NameOf(Verdict::Indeterminate);
     return NameOf(WorstOf(signer, check));
 }
 

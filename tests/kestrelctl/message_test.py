@@ -439,6 +439,8 @@ class Verdicts(MessageCase):
                         self.assertEqual((signed["checks"]["countersignatures"],
                                           signed["countersignatures"][0]["reason"]),
                                          ("indeterminate", "certificate-missing"))
+                    if reason in ("certificate-missing", "too-many-candidates"):
+                        self.assertEqual(document["signers"][0]["checks"]["signature"], "indeterminate")
                     if table == self.stamps:
                         signed = document["signers"][0]
                         self.assertEqual((signed["checks"]["stamps"], {s["time"] is None for s in signed["stamps"]}),
