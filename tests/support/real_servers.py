@@ -86,6 +86,7 @@ access_log stdio:{folder}/squid-access.log
 cache_log {folder}/squid.log
 pid_filename none
 coredump_dir {folder}
+hosts_file {folder}/hosts
 shutdown_lifetime 0 seconds
 """
 
@@ -173,6 +174,8 @@ def main():
                  load="\n".join(f"LoadModule {each}_module {MODULES}/mod_{each}.so"
                                 for each in LOADED if each not in built_in()))
     apache = write(folder, "apache.conf", APACHE.format(**names))
+    # Apache is not at ::1, which is what the machine's own file may say first.
+    write(folder, "hosts", "127.0.0.1 localhost\n")
     squid = write(folder, "squid.conf", SQUID.format(**names))
     children = []
     try:
