@@ -1,8 +1,6 @@
 // The verified content of a message.
 #include "kestrelctl/message/content_file.h"
 
-#include <sys/stat.h>
-
 #include <cerrno>
 #include <cstring>
 #include <filesystem>

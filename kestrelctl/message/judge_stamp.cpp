@@ -164,9 +164,7 @@ StampVerdict Judge::JudgeToken(const Record& token, const ContentDigest& digest)
 void Judge::JudgeStamps(const Surroundings& around, const platform::SignerInfo& info,
                         const ContentDigest& digest, SignerVerdict& signer) {
     const ContentDigest signature = [&](const std::string& oid) {
-        platform::Digest running(oid);
-        running.Update(info.signature);
-        return std::optional<Bytes>(running.Value());
+        return std::optional<Bytes>(platform::DigestOf(oid, info.signature));
     };
     const std::vector<StampPlace> places = StampsOf(info);
     if (places.size() > kMostStamps) return signer.findings.Add(Reason::TooManyStamps);

@@ -195,9 +195,7 @@ KeyFit TryKey(const CheckKey& check, const Candidate& one) {
 
 // The serial number in a mark narrows the hash, never the other way round.
 bool Marks(const CertificateMark& mark, const Candidate& one) {
-    platform::Digest digest(mark.digestOid);
-    digest.Update(one->Der());
-    if (!platform::Equal(digest.Value(), mark.digest)) return false;
+    if (!platform::Equal(platform::DigestOf(mark.digestOid, one->Der()), mark.digest)) return false;
     if (mark.serial.empty()) return true;
     const auto own = platform::ViewOf(one->Info().SerialNumber);
     return std::equal(mark.serial.begin(), mark.serial.end(), own.rbegin(), own.rend());

@@ -29,9 +29,6 @@ class Draft {
 
     [[nodiscard]] int Get() const { return file_.Get(); }
     [[nodiscard]] const std::string& Name() const { return name_; }
-    // The permissions that any new file would have got.
-    [[nodiscard]] mode_t OrdinaryMode() const { return ordinaryMode_; }
-
     [[nodiscard]] bool IsNamed() const { return named_; }
 
     // These answer false with errno. The file may have its name already.
@@ -58,8 +55,8 @@ class Draft {
 
     std::string name_;
     Descriptor file_{-1};
-    mode_t ordinaryMode_ = 0;
-    bool narrows_ = false;  // to its owner when it gets its name
+    mode_t ordinaryMode_ = 0;  // of any new file
+    bool narrows_ = false;     // to its owner when it gets its name
     bool isNarrow_ = false;
     bool named_ = false;
     bool settled_ = false;
