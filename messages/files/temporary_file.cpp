@@ -53,12 +53,10 @@ bool TemporaryFile::Finish(bool durable) {
 // A name that proves to be taken is a link to a file that is not there, or a file that was
 // made in the meantime: neither may be lost.
 bool TemporaryFile::MoveTo(const char* target, bool durable) {
-    made_ = !MoveFileExA(name_.c_str(), target, durable ? MOVEFILE_WRITE_THROUGH : 0);
-    if (made_) return GetLastError() == ERROR_ALREADY_EXISTS && Replace(target, durable);
     // A file that is called temporary is left out of backups.
-    const LastErrorKeeper keeper;
-    SetFileAttributesA(target, FILE_ATTRIBUTE_NORMAL);
-    return true;
+    SetFileAttributesA(name_.c_str(), FILE_ATTRIBUTE_NORMAL);
+    made_ = !MoveFileExA(name_.c_str(), target, durable ? MOVEFILE_WRITE_THROUGH : 0);
+    return !made_ || (GetLastError() == ERROR_ALREADY_EXISTS && Replace(target, durable));
 }
 
 bool TemporaryFile::Replace(const char* target, bool durable) {

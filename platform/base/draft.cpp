@@ -15,6 +15,7 @@
 #include <map>
 #include <set>
 #include <string_view>
+#include <vector>
 
 #include "platform/base/cleanup.h"
 #include "platform/base/error.h"
@@ -157,17 +158,39 @@ mode_t CurrentMask() {
     return mask;
 }
 
+// The way through /proc costs more, and serves where the system lets only the privileged name
+// a file by its descriptor.
+bool LinkFile(int file, const std::string& name) {
+    if (linkat(file, "", AT_FDCWD, name.c_str(), AT_EMPTY_PATH) == 0) return true;
+    return errno != EEXIST &&
+           linkat(AT_FDCWD, LinkOf(file).c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0;
+}
+
 bool NameIsFree(const std::string& name) {
     struct stat status {};
     return lstat(name.c_str(), &status) != 0;
 }
 
+// Those that are there, settled or not: a name of theirs may not be on the disk yet.
+std::vector<const Draft*>& Drafts() {
+    static auto* const drafts = new std::vector<const Draft*>;
+    return *drafts;
+}
+
+bool IsDraft(const std::string& name) {
+    return std::ranges::any_of(Drafts(), [&](const Draft* draft) { return draft->Name() == name; });
+}
+
 }  // namespace
 
+// Who has a name that its owner alone was to see is found out when it is given, if ever.
 Draft::Draft(std::string name, Access access) : name_(std::move(name)) {
     SweepOnce(name_);
-    if (!NameIsFree(name_)) ThrowFileError(EEXIST, name_);
+    if (IsDraft(name_) || (access == Access::Everybody && !NameIsFree(name_))) {
+        ThrowFileError(EEXIST, name_);
+    }
     if (!OpenUnnamed(access)) OpenNamed(access);
+    Drafts().push_back(this);
 }
 
 std::unique_ptr<Draft> Draft::In(const std::string& folder) {
@@ -218,7 +241,10 @@ void Draft::OpenNamed(Access access) {
 
 void Draft::ShowToSignals() { place_ = TakePlace(name_); }
 
-Draft::~Draft() { Drop(); }
+Draft::~Draft() {
+    Drop();
+    std::erase(Drafts(), this);
+}
 
 void Draft::Drop() {
     if (named_ && !settled_) unlink(name_.c_str());
@@ -245,8 +271,7 @@ bool Draft::LinkOwnName() {
     if (named_) return true;
     static_cast<void>(flock(Get(), LOCK_EX | LOCK_NB));
     const SignalsHeld held;
-    named_ =
-        linkat(AT_FDCWD, LinkOf(Get()).c_str(), AT_FDCWD, name_.c_str(), AT_SYMLINK_FOLLOW) == 0;
+    named_ = LinkFile(Get(), name_);
     if (named_) ShowToSignals();
     return named_;
 }
@@ -258,6 +283,14 @@ bool Draft::LinkAnyName() {
         if (errno != EEXIST || tries == kMostTries) return false;
         name_ = TemporaryName(FolderOf(name_), arc4random());
     }
+    return true;
+}
+
+bool Draft::SetReadOnly(bool readOnly) {
+    const mode_t mode = WithReadOnly(ordinaryMode_, readOnly);
+    if (mode == ordinaryMode_) return true;
+    if (!isNarrow_ && fchmod(Get(), mode) != 0) return false;
+    ordinaryMode_ = mode;
     return true;
 }
 
@@ -277,8 +310,7 @@ bool Draft::RenameTo(const std::string& target) {
 
 bool Draft::LinkTo(const std::string& target) {
     if (named_) return RenameToFree(name_, target) && (Settle(), true);
-    const bool linked =
-        linkat(AT_FDCWD, LinkOf(Get()).c_str(), AT_FDCWD, target.c_str(), AT_SYMLINK_FOLLOW) == 0;
+    const bool linked = LinkFile(Get(), target);
     if (linked) Settle();
     return linked;
 }

@@ -19,7 +19,8 @@ class Draft {
   public:
     enum class Access { Everybody, OwnerAlone };
 
-    // Throws ERROR_FILE_EXISTS when the name is taken. Open for reading and writing.
+    // Throws ERROR_FILE_EXISTS when the name is taken; one for its owner alone that has no name
+    // yet tells of another draft's only. Open for reading and writing.
     Draft(std::string name, Access access);
     // Under a fresh name in `folder`, which ends in "/"; for its owner alone.
     static std::unique_ptr<Draft> In(const std::string& folder);
@@ -35,6 +36,8 @@ class Draft {
     [[nodiscard]] bool GiveName();
     // For its owner alone, and with another name when somebody has taken its own in the meantime.
     [[nodiscard]] bool GiveAnyName();
+    // For the permissions that it has in the end.
+    [[nodiscard]] bool SetReadOnly(bool readOnly);
     // Gives it the permissions of any new file.
     [[nodiscard]] bool Widen();
     // For a file that has the permissions which it is to keep.

@@ -73,7 +73,7 @@ DWORD WINAPI GetFileAttributesA(LPCSTR name) {
 
 BOOL WINAPI SetFileAttributesA(LPCSTR name, DWORD attributes) {
     return GuardedBool(
-        [&] { SetReadOnly(NamedFile(name), (attributes & FILE_ATTRIBUTE_READONLY) != 0); });
+        [&] { SetReadOnly(FileArgument(name), (attributes & FILE_ATTRIBUTE_READONLY) != 0); });
 }
 
 BOOL WINAPI CreateDirectoryA(LPCSTR name, LPSECURITY_ATTRIBUTES) {

@@ -62,14 +62,22 @@ void Move(const std::string& from, const std::string& to, DWORD flags) {
     if (durable) SyncFolder(FolderOf(to));
 }
 
-void SetReadOnly(const std::string& name, bool readOnly) {
+mode_t WithReadOnly(mode_t permissions, bool readOnly) {
     constexpr mode_t kWrite = S_IWUSR | S_IWGRP | S_IWOTH;
+    if (readOnly) return permissions & ~kWrite;
+    return (permissions & kWrite) != 0 ? permissions : permissions | S_IWUSR;
+}
+
+void SetReadOnly(const std::string& name, bool readOnly) {
+    if (const auto draft = FindDraft(name)) {
+        if (!draft->SetReadOnly(readOnly)) ThrowFileError(errno, name);
+        return;
+    }
     struct stat status {};
     if (stat(name.c_str(), &status) != 0) ThrowFileError(errno, name);
-    const bool isReadOnly = (status.st_mode & kWrite) == 0;
-    if (isReadOnly == readOnly) return;
-    const mode_t mode = readOnly ? status.st_mode & ~kWrite : status.st_mode | S_IWUSR;
-    if (chmod(name.c_str(), mode & ~mode_t{S_IFMT}) != 0) ThrowFileError(errno, name);
+    const mode_t present = status.st_mode & ~mode_t{S_IFMT};
+    const mode_t mode = WithReadOnly(present, readOnly);
+    if (mode != present && chmod(name.c_str(), mode) != 0) ThrowFileError(errno, name);
 }
 
 void MakeFolder(const std::string& name) {

@@ -12,7 +12,9 @@ namespace platform {
 // FILE_ATTRIBUTE_ values.
 DWORD AttributesOf(const struct stat& status);
 
-// Takes every write permission, or gives back the owner's when none is left.
+// Without any write permission, or with the owner's when there is none.
+mode_t WithReadOnly(mode_t permissions, bool readOnly);
+// The same for a file, which may be a draft that waits.
 void SetReadOnly(const std::string& name, bool readOnly);
 void MakeFolder(const std::string& name);
 // `flags`: those of MoveFileExA.

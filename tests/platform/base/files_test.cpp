@@ -227,6 +227,30 @@ TEST_F(FilesTest, ReadingAndWriting) {
     EXPECT_EQ(Outcome(WriteFile(file, "1", 1, &count, nullptr)), DWORD{ERROR_INVALID_HANDLE});
 }
 
+HANDLE NewTemporary(const char* name) {
+    return CreateFileA(name, GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_TEMPORARY,
+                       nullptr);
+}
+
+BOOL Fill(HANDLE file, std::string_view text) {
+    DWORD count = 0;
+    return WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &count, nullptr) &&
+           CloseHandle(file);
+}
+
+// Neither of two that are made at once takes the other's place, though none has its name yet.
+TEST_F(FilesTest, TemporaryFiles) {
+    const HANDLE first = NewTemporary("a.tmp");
+    EXPECT_EQ(Outcome(NewTemporary("a.tmp") != INVALID_HANDLE_VALUE), DWORD{ERROR_FILE_EXISTS});
+    const HANDLE second = NewTemporary("b.tmp");
+    EXPECT_TRUE(Fill(first, "first") && Fill(second, "second"));
+    EXPECT_TRUE(SetFileAttributesA("a.tmp", FILE_ATTRIBUTE_READONLY));
+    EXPECT_TRUE(MoveFileExA("a.tmp", "a", 0) && MoveFileExA("b.tmp", "b", 0));
+    EXPECT_EQ(Read("a") + Read("b"), "firstsecond");
+    EXPECT_EQ(GetFileAttributesA("a"), DWORD{FILE_ATTRIBUTE_READONLY});
+    EXPECT_EQ(GetFileAttributesA("b"), DWORD{FILE_ATTRIBUTE_NORMAL});
+}
+
 // ---- replacing ---------------------------------------------------------------
 
 constexpr uid_t kUser = 54321;
@@ -297,10 +321,7 @@ ino_t NumberOf(const std::string& file) {
 }
 
 int Replace(const std::string& target) {
-    const HANDLE file = CreateFileA("new.tmp", GENERIC_WRITE, 0, nullptr, CREATE_NEW,
-                                    FILE_ATTRIBUTE_TEMPORARY, nullptr);
-    DWORD count = 0;
-    if (!WriteFile(file, "new", 3, &count, nullptr) || !CloseHandle(file)) return 1;
+    if (!Fill(NewTemporary("new.tmp"), "new")) return 1;
     return ReplaceFileA(target.c_str(), "new.tmp", nullptr, REPLACEFILE_WRITE_THROUGH, nullptr,
                         nullptr)
                ? 0
@@ -383,10 +404,7 @@ TEST_F(FilesTest, WhoTakesTheNameGainsNothing) {
             chmod("secret", 0600);
             const std::string traits = TraitsOf("secret");
             if (inPlace) fs::create_hard_link("real", "second");
-            const HANDLE file = CreateFileA("new.tmp", GENERIC_WRITE, 0, nullptr, CREATE_NEW,
-                                            FILE_ATTRIBUTE_TEMPORARY, nullptr);
-            DWORD count = 0;
-            EXPECT_TRUE(WriteFile(file, "new", 3, &count, nullptr) && CloseHandle(file));
+            EXPECT_TRUE(Fill(NewTemporary("new.tmp"), "new"));
             if (isLink) {
                 fs::create_symlink("secret", "new.tmp");
             } else {
