@@ -27,6 +27,7 @@ class AttributeSetWatch : private BerVisitor {
     std::size_t level_ = 0;
     unsigned field_ = 0;  // of the open attribute
     Bytes type_;          // its identifier, as far as it can matter
+    bool begun_ = false;
     bool digestSeen_ = false;
     bool foreign_ = false;
 };
