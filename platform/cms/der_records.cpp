@@ -186,7 +186,7 @@ Bytes EncodeSignedTail(const SignedRecords& records) {
     return out;
 }
 
-EncodedParts EncodeSignedMessage(const SignedRecords& records, std::optional<SignedContent> content,
+EncodedParts LayOutSignedMessage(const SignedRecords& records, std::optional<SignedContent> content,
                                  Wrapping wrapping) {
     const ByteView inner = content ? content->octets : ByteView{};
     Nest nest(inner.size());
@@ -200,7 +200,12 @@ EncodedParts EncodeSignedMessage(const SignedRecords& records, std::optional<Sig
         nest.Wrap(der::ContextConstructed(0), {});
         nest.Wrap(der::kSequence, der::Oid(szOID_RSA_signedData));
     }
-    EncodedParts parts = std::move(nest).Around(inner);
+    return std::move(nest).Around(inner);
+}
+
+EncodedParts EncodeSignedMessage(const SignedRecords& records, std::optional<SignedContent> content,
+                                 Wrapping wrapping) {
+    EncodedParts parts = LayOutSignedMessage(records, content, wrapping);
     try {
         CheckReadable({parts.head, parts.content, parts.tail}, WrappedSigned());
     } catch (const Error& error) {

@@ -109,6 +109,9 @@ enum class Wrapping { ContentInfo, Bare };
 // is at fault as detail.
 EncodedParts EncodeSignedMessage(const SignedRecords& records, std::optional<SignedContent> content,
                                  Wrapping wrapping = Wrapping::ContentInfo);
+// The same unchecked, for who asks how large it will be.
+EncodedParts LayOutSignedMessage(const SignedRecords& records, std::optional<SignedContent> content,
+                                 Wrapping wrapping = Wrapping::ContentInfo);
 EncodedParts EncodeEnvelopedMessage(const EnvelopedRecords& records, ByteView encryptedContent);
 
 // What stands in SignedData before and behind EncapsulatedContentInfo.

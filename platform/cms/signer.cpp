@@ -140,7 +140,7 @@ SignerInfo PreparedSigner::Sign(ByteView contentDigest) const {
 }
 
 SignerInfo PreparedSigner::Dummy() const {
-    SignerInfo signer = WithAttributes(Digest(record_.digest.oid).Value());
+    SignerInfo signer = WithAttributes(Bytes(DigestSize(record_.digest.oid)));
     signer.signature.resize(key_.SignatureSize());
     return signer;
 }

@@ -2,7 +2,6 @@
 #include "platform/der/der.h"
 
 #include <algorithm>
-#include <array>
 
 #include "platform/base/error.h"
 #include "platform/der/ber_reader.h"
@@ -34,7 +33,7 @@ Arc TakeArc(std::string_view& text) {
     for (const char c : text.substr(0, end)) {
         if (c < '0' || c > '9') BadOidText();
         const auto digit = static_cast<unsigned>(c - '0');
-        if (arc > (kArcLimit - digit) / 10) BadOidText();
+        if (arc > kArcLimit / 10 || kArcLimit - arc * 10 < digit) BadOidText();
         arc = arc * 10 + digit;
     }
     text.remove_prefix(end);
@@ -48,15 +47,12 @@ bool TakeDot(std::string_view& text) {
 }
 
 void AppendArc(Bytes& out, Arc arc) {
-    std::array<std::uint8_t, 19> octets{};  // 128 bits in groups of 7
-    std::size_t at = octets.size();
-    std::uint8_t more = 0;
-    do {
-        octets[--at] = static_cast<std::uint8_t>((arc & 0x7F) | more);
-        more = kMoreOctets;
-        arc >>= 7;
-    } while (arc != 0);
-    out.insert(out.end(), octets.begin() + static_cast<std::ptrdiff_t>(at), octets.end());
+    unsigned shift = 0;
+    while ((arc >> shift) > 0x7F) shift += 7;
+    for (; shift > 0; shift -= 7) {
+        out.push_back(static_cast<std::uint8_t>(kMoreOctets | (arc >> shift)));
+    }
+    out.push_back(static_cast<std::uint8_t>(arc & 0x7F));
 }
 
 // One sub-identifier. A leading 0x80 octet is forbidden by X.690 8.19.2.
@@ -134,6 +130,7 @@ Bytes Oid(std::string_view dotted) {
     const Arc second = TakeArc(dotted);
     if (first < 2 ? second >= 40 : second > kArcLimit - 80) BadOidText();
     Bytes contents;
+    contents.reserve(dotted.size());
     AppendArc(contents, first * 40 + second);
     while (TakeDot(dotted)) AppendArc(contents, TakeArc(dotted));
     return Element(kOid, contents);

@@ -15,11 +15,19 @@ Asn1Object ObjectOf(std::string_view oid) {
 }
 
 std::string DottedOf(const ASN1_OBJECT* object) {
-    const int length = OBJ_obj2txt(nullptr, 0, object, 1);
+    // Enough for nearly all; others are written once more.
+    std::string text(96, '\0');
+    const auto write = [&] {
+        return OBJ_obj2txt(text.data(), static_cast<int>(text.size()), object, 1);
+    };
+    const int length = write();
     if (length <= 0) ThrowCrypto(CRYPT_E_OID_FORMAT);
-    std::string text(static_cast<std::size_t>(length) + 1, '\0');
-    OBJ_obj2txt(text.data(), static_cast<int>(text.size()), object, 1);
-    text.pop_back();
+    const auto size = static_cast<std::size_t>(length);
+    if (size >= text.size()) {
+        text.resize(size + 1);
+        write();
+    }
+    text.resize(size);
     return text;
 }
 

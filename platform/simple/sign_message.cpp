@@ -71,13 +71,15 @@ Bytes SignMessage(const CRYPT_SIGN_MESSAGE_PARA& para, const AnyKey& key, bool d
         records.digests.push_back(signer.DigestAlgorithm());
     }
     records.version = SignedDataVersion(records);
+    const auto encode = [&](std::optional<SignedContent> octets) {
+        const auto& message = sizeOnly ? LayOutSignedMessage : EncodeSignedMessage;
+        return message(records, octets, Wrapping::ContentInfo).Joined();
+    };
     const bool bundle = records.signers.empty() && content.count == 0;
-    if (detached || bundle) return EncodeSignedMessage(records, std::nullopt).Joined();
-    if (content.count == 1) {
-        return EncodeSignedMessage(records, SignedContent{content.At(0)}).Joined();
-    }
+    if (detached || bundle) return encode(std::nullopt);
+    if (content.count == 1) return encode(SignedContent{content.At(0)});
     const Bytes joined = Joined(content);
-    return EncodeSignedMessage(records, SignedContent{joined}).Joined();
+    return encode(SignedContent{joined});
 }
 
 }  // namespace platform
