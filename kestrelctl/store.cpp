@@ -31,23 +31,21 @@ std::string StoreText(platform::Side side, const std::string& name) {
 // ---- adding --------------------------------------------------------------------
 
 struct Tally {
-    std::size_t certificates = 0;
-    std::size_t crls = 0;
+    std::size_t added = 0;
     std::size_t present = 0;
 };
 
-void AddBundle(Store& store, const CertificateBundle& bundle, Tally& tally) {
-    for (const auto& certificate : bundle.certificates) {
+template <class Item>
+void AddItems(Store& store, const std::vector<std::shared_ptr<Item>>& items, Tally& tally) {
+    for (const auto& item : items) {
         try {
-            store.Add(*certificate, CERT_STORE_ADD_NEW);
-            ++tally.certificates;
+            store.Add(*item, CERT_STORE_ADD_NEWER);
+            ++tally.added;
         } catch (const platform::Error& error) {
             if (error.Code() != static_cast<DWORD>(CRYPT_E_EXISTS)) throw;
             ++tally.present;
         }
     }
-    for (const auto& crl : bundle.crls) store.Add(*crl, CERT_STORE_ADD_REPLACE_EXISTING);
-    tally.crls += bundle.crls.size();
 }
 
 // All files are read before the store is touched, so that a bad one changes nothing.
@@ -55,13 +53,22 @@ void AddFiles(platform::Side side, const std::string& name, const std::vector<st
     std::vector<CertificateBundle> bundles;
     for (const std::string& file : files) bundles.push_back(ReadBundleFile(file));
     const auto store = platform::OpenSystemStore(side, name, OpenMode::CreateOnWrite);
-    Tally tally;
+    Tally certificates;
+    Tally crls;
     store->Together([&] {
-        for (const CertificateBundle& bundle : bundles) AddBundle(*store, bundle, tally);
+        for (const CertificateBundle& bundle : bundles) {
+            AddItems(*store, bundle.certificates, certificates);
+            AddItems(*store, bundle.crls, crls);
+        }
     });
-    std::string line = "Added " + Counted(tally.certificates, "certificate") + " and " +
-                       Counted(tally.crls, "CRL") + " to " + StoreText(side, name);
-    if (tally.present != 0) line += "; " + std::to_string(tally.present) + " stood there already";
+    std::string line = "Added " + Counted(certificates.added, "certificate") + " and " +
+                       Counted(crls.added, "CRL") + " to " + StoreText(side, name);
+    if (certificates.present != 0) {
+        line += "; " + std::to_string(certificates.present) + " stood there already";
+    }
+    if (crls.present != 0) {
+        line += "; " + Counted(crls.present, "CRL") + " no newer than what stands there";
+    }
     Say(line + ".");
 }
 

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "platform/base/error.h"
+#include "platform/base/ticks.h"
 #include "platform/certs/compare.h"
 
 namespace platform {
@@ -14,9 +15,8 @@ constexpr const char* kDistributionPoint = "2.5.29.28";
 constexpr const char* kAuthorityKeyIdentifier = "2.5.29.35";
 
 void CheckDisposition(DWORD disposition) {
-    if (disposition < CERT_STORE_ADD_NEW || disposition > CERT_STORE_ADD_ALWAYS) {
-        throw Error(E_INVALIDARG);
-    }
+    const bool known = disposition >= CERT_STORE_ADD_NEW && disposition <= CERT_STORE_ADD_ALWAYS;
+    if (!known && disposition != CERT_STORE_ADD_NEWER) throw Error(E_INVALIDARG);
 }
 
 // A later list of the same series takes the place of the earlier one.
@@ -36,10 +36,19 @@ std::int64_t RowOf(const Item* item) {
     return item == nullptr ? 0 : item->row;
 }
 
+// One certificate is as old as itself.
+bool IsNewer(const Certificate& /*certificate*/, const Certificate& /*present*/) { return false; }
+
+bool IsNewer(const Crl& crl, const Crl& present) {
+    return TicksOf(crl.Head().ThisUpdate) > TicksOf(present.Head().ThisUpdate);
+}
+
 template <class Item>
-bool IsThere(const std::shared_ptr<Item>& present, DWORD disposition) {
+bool IsThere(const std::shared_ptr<Item>& present, const Item& item, DWORD disposition) {
     if (!present || disposition == CERT_STORE_ADD_ALWAYS) return false;
-    if (disposition == CERT_STORE_ADD_NEW) throw Error(CRYPT_E_EXISTS);
+    const bool taken = disposition == CERT_STORE_ADD_NEW ||
+                       (disposition == CERT_STORE_ADD_NEWER && !IsNewer(item, *present));
+    if (taken) throw Error(CRYPT_E_EXISTS);
     return true;
 }
 
@@ -112,7 +121,7 @@ std::shared_ptr<Crl> ListStore::Add(const Crl& crl, DWORD disposition) {
 std::shared_ptr<Certificate> ListStore::AddWithin(const Certificate& certificate,
                                                   DWORD disposition) {
     std::shared_ptr<Certificate> present = Present(certificate);
-    if (!IsThere(present, disposition)) return Insert(certificate);
+    if (!IsThere(present, certificate, disposition)) return Insert(certificate);
     if (disposition == CERT_STORE_ADD_USE_EXISTING) {
         MergeProperties(*present, certificate.properties);
     } else {
@@ -123,7 +132,7 @@ std::shared_ptr<Certificate> ListStore::AddWithin(const Certificate& certificate
 
 std::shared_ptr<Crl> ListStore::AddWithin(const Crl& crl, DWORD disposition) {
     std::shared_ptr<Crl> present = Present(crl);
-    if (!IsThere(present, disposition)) return Insert(crl);
+    if (!IsThere(present, crl, disposition)) return Insert(crl);
     return disposition == CERT_STORE_ADD_USE_EXISTING ? present : Replace(*present, crl);
 }
 

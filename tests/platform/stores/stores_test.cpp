@@ -498,17 +498,22 @@ TEST_F(StoresTest, KeepsRevocationLists) {
     const CrlHolder first = MakeCrl("", "-crldays 30");
     const CrlHolder second =
         MakeCrl("", "-crl_lastupdate 20200101000000Z -crl_nextupdate 20200201000000Z");
+    const CrlHolder oldest =
+        MakeCrl("", "-crl_lastupdate 20190101000000Z -crl_nextupdate 20190201000000Z");
     const CertHolder ec = ContextOf("p256");
     const CertHolder rsa = ContextOf("rsa");
     {
         const StoreHolder ca = OpenSystem("CA");
         EXPECT_TRUE(CertAddCRLContextToStore(ca.get(), first.get(), CERT_STORE_ADD_NEW, nullptr));
-        EXPECT_EQ(
-            Outcome(CertAddCRLContextToStore(ca.get(), second.get(), CERT_STORE_ADD_NEW, nullptr)),
-            Code(CRYPT_E_EXISTS));
+        for (const DWORD disposition : {CERT_STORE_ADD_NEW, CERT_STORE_ADD_NEWER}) {
+            EXPECT_EQ(
+                Outcome(CertAddCRLContextToStore(ca.get(), second.get(), disposition, nullptr)),
+                Code(CRYPT_E_EXISTS));
+        }
+        EXPECT_TRUE(CertAddCRLContextToStore(ca.get(), oldest.get(),
+                                             CERT_STORE_ADD_REPLACE_EXISTING, nullptr));
         PCCRL_CONTEXT added = nullptr;
-        EXPECT_TRUE(CertAddCRLContextToStore(ca.get(), second.get(),
-                                             CERT_STORE_ADD_REPLACE_EXISTING, &added));
+        EXPECT_TRUE(CertAddCRLContextToStore(ca.get(), second.get(), CERT_STORE_ADD_NEWER, &added));
         EXPECT_EQ(added->cbCrlEncoded, second->cbCrlEncoded);
         EXPECT_TRUE(CertFreeCRLContext(added));
     }
