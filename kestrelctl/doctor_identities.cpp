@@ -5,9 +5,9 @@
 #include <fstream>
 
 #include "kestrelctl/ancestry.h"
+#include "kestrelctl/doctor_mending.h"
 #include "kestrelctl/findings.h"
 #include "kestrelctl/identities.h"
-#include "kestrelctl/mending.h"
 #include "kestrelctl/text_forms.h"
 #include "platform/base/descriptor.h"
 #include "platform/enroll/response.h"

@@ -1,8 +1,8 @@
 // doctor: how a damaged container is mended so that its keys are kept.
 #include <algorithm>
 
+#include "kestrelctl/doctor_mending.h"
 #include "kestrelctl/findings.h"
-#include "kestrelctl/mending.h"
 #include "kestrelctl/text_forms.h"
 #include "platform/certs/ancestors.h"
 #include "platform/providers/key_file.h"
