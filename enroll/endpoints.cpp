@@ -26,7 +26,7 @@ LSTATUS ReadText(const char* name, std::string& text) {
     }
     if (status == ERROR_FILE_NOT_FOUND) return ERROR_SUCCESS;
     if (status != ERROR_SUCCESS) return status;
-    if (type != REG_SZ) return ERROR_INVALID_DATA;
+    if (type != REG_SZ && type != REG_EXPAND_SZ) return ERROR_INVALID_DATA;
     text.resize(size);
     status = RegQueryValueExA(key.Get(), name, nullptr, &type, reinterpret_cast<BYTE*>(text.data()),
                               &size);
