@@ -162,6 +162,7 @@ void SetMessage(const MessageVerdict& message, Value& value) {
         .Set("size", read ? Value::Of(record.fileSize) : Value())
         .Set("contentType", typed ? OidValue(record.contentType) : Value())
         .Set("detached", read ? Value::Of(message.detached) : Value())
+        .Set("messageFile", message.source)
         .Set("contentFile", message.content.empty() ? Value() : Value(message.content))
         .Set("contentSize", typed ? Value::Of(record.contentSize) : Value());
 }

@@ -190,6 +190,7 @@ MessageVerdict ReadAndJudge(Judge& judge, const std::string& file, const Demands
     MessageVerdict message;
     message.file = file;
     const Pair pair = PairOf(file, demands);
+    message.source = pair.message;
     if (const std::string name = StrangeFile(pair, file, demands); !name.empty()) {
         const Detail detail("not an ordinary file", "не обычный файл");
         message.findings.Add(Reason::CannotRead, detail.Of(name));
@@ -225,7 +226,7 @@ MessageVerdict Verify(Judge& judge, const std::string& file, const Demands& dema
         throw;
     } catch (const std::exception& error) {
         MessageVerdict message;
-        message.file = file;
+        message.file = message.source = file;
         message.findings.Add(Reason::CannotRead, error.what());
         return message;
     }

@@ -32,6 +32,7 @@ struct DemandedSigner {
 
 struct MessageVerdict {
     std::string file;
+    std::string source;   // the file with the message: that one or its companion
     std::string content;  // the file that the signature is for; empty: it is in the message
     bool detached = false;
     Record record;

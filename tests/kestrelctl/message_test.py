@@ -543,24 +543,26 @@ class Uses(MessageCase):
         self.write("x", CONTENT)
         os.mkfifo(self.path("x.sgn"))
         rows = [
-            (["x"], "indeterminate", "cannot-read", None),
-            (["m"], "good", None, "m"), (["m.sgn"], "good", None, "m"),
-            (["m.sgn", "--content", "other"], "bad", "content-changed", "other"),
-            (["other", "--dir", "kept"], "bad", "content-changed", "other"),
-            (["m", "--dir", "kept"], "indeterminate", "no-signature", None),
-            (["plain"], "indeterminate", "no-signature", None), (["src/n"], "good", None, "src/n"),
-            (["src/m"], "bad", "content-changed", "src/m"), (["src/m", "--dir", "."], "good", None, "src/m"),
-            (["gone", "--dir", "kept"], "indeterminate", "cannot-read", None),
-            (["src"], "indeterminate", "cannot-read", None),
-            (["whole"], "indeterminate", "content-inside", None),
-            (["whole.sgn"], "good", None, None),
-            (["m.sgn", "--content", "nowhere"], "indeterminate", "cannot-read", "nowhere"),
+            (["x"], "indeterminate", "cannot-read", "x.sgn", None),
+            (["m"], "good", None, "m.sgn", "m"), (["m.sgn"], "good", None, "m.sgn", "m"),
+            (["m.sgn", "--content", "other"], "bad", "content-changed", "m.sgn", "other"),
+            (["other", "--dir", "kept"], "bad", "content-changed", "kept/other.sgn", "other"),
+            (["m", "--dir", "kept"], "indeterminate", "no-signature", "kept/m.sgn", None),
+            (["plain"], "indeterminate", "no-signature", "plain", None),
+            (["src/n"], "good", None, "n.sgn", "src/n"),
+            (["src/m"], "bad", "content-changed", "src/m.sgn", "src/m"),
+            (["src/m", "--dir", "."], "good", None, "./m.sgn", "src/m"),
+            (["gone", "--dir", "kept"], "indeterminate", "cannot-read", "kept/gone.sgn", None),
+            (["src"], "indeterminate", "cannot-read", "src", None),
+            (["whole"], "indeterminate", "content-inside", "whole.sgn", None),
+            (["whole.sgn"], "good", None, "whole.sgn", None),
+            (["m.sgn", "--content", "nowhere"], "indeterminate", "cannot-read", "m.sgn", "nowhere"),
         ]
-        for words, verdict, reason, content in rows:
+        members = ("verdict", "reason", "messageFile", "contentFile")
+        for words, *expected in rows:
             with self.subTest(words):
                 _, document = self.verify(*words)
-                self.assertEqual((document["verdict"], document["reason"], document["contentFile"]),
-                                 (verdict, reason, content))
+                self.assertEqual([document[member] for member in members], expected)
         status, found = self.documents("verify", "m", "nowhere", "x.sgn", "whole.sgn", line="--jsonl")
         self.assertEqual((status, [d["verdict"] for d in found]),
                          (3, ["good", "indeterminate", "indeterminate", "good"]))
