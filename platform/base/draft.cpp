@@ -229,6 +229,8 @@ void Draft::OpenNamed(Access access) {
         Descriptor file(OpenUninterrupted(name_, O_RDWR | O_CREAT | O_EXCL, mode));
         if (file.Get() < 0) ThrowFileError(errno, name_);
         static_cast<void>(flock(file.Get(), LOCK_EX));
+        // Under a mask that takes the right to write, a leftover would not be known as one.
+        if (access == Access::OwnerAlone) static_cast<void>(fchmod(file.Get(), kOwnerAlone));
         struct stat status {};
         if (fstat(file.Get(), &status) != 0) ThrowFileError(errno, name_);
         if (status.st_nlink == 0) continue;
@@ -246,9 +248,10 @@ Draft::~Draft() {
     std::erase(Drafts(), this);
 }
 
-void Draft::Drop() {
-    if (named_ && !settled_) unlink(name_.c_str());
+bool Draft::Drop() {
+    const bool dropped = !named_ || settled_ || unlink(name_.c_str()) == 0;
     Settle();
+    return dropped;
 }
 
 void Draft::Settle() {
@@ -344,10 +347,11 @@ void NameDraft(const std::string& name) {
     if (draft != nullptr && !draft->GiveName()) ThrowFileError(errno, name);
 }
 
-bool DropUnnamedDraft(const std::string& name) {
-    const auto found = WaitingDrafts().find(name);
-    if (found == WaitingDrafts().end() || found->second->IsNamed()) return false;
-    WaitingDrafts().erase(found);
+bool DropDraft(const std::string& name) {
+    const auto draft = FindDraft(name);
+    WaitingDrafts().erase(name);
+    if (draft == nullptr || draft->IsSettled()) return false;
+    if (!draft->Drop()) ThrowFileError(errno, name);
     return true;
 }
 

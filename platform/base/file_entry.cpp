@@ -88,9 +88,8 @@ void MakeFolder(const std::string& name) {
 }
 
 void DeleteNamed(const std::string& name) {
-    if (DropUnnamedDraft(name)) return;
+    if (DropDraft(name)) return;
     if (unlink(name.c_str()) != 0) ThrowFileError(errno, name);
-    ForgetDraft(name);
 }
 
 DWORD AttributesOf(const struct stat& status) {

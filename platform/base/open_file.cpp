@@ -157,17 +157,19 @@ std::shared_ptr<OpenFile> OpenLocked(const OpenRequest& request, int flags) {
 
 }  // namespace
 
-// A draft stays open, so a copy is closed for what a file system may tell only then.
+// A draft stays open. A temporary one waits also when this fails: whoever deletes it by its
+// name then means no other file.
 void OpenFile::Close() {
-    if (draft_ != nullptr) {
-        if (!Descriptor(dup(draft_->Get())).Close()) ThrowFileError(errno, draft_->Name());
-        if (isTemporary_) return KeepDraft(std::move(draft_));
-        if (!draft_->GiveName()) ThrowFileError(errno, draft_->Name());
-        draft_->Settle();
-        draft_.reset();
+    if (draft_ == nullptr) {
+        if (!descriptor_.Close()) throw Error(ErrnoToCode(errno));
         return;
     }
-    if (!descriptor_.Close()) throw Error(ErrnoToCode(errno));
+    const auto draft = std::move(draft_);
+    if (isTemporary_) KeepDraft(draft);
+    if (!WritesArrived(draft->Get())) ThrowFileError(errno, draft->Name());
+    if (isTemporary_) return;
+    if (!draft->GiveName()) ThrowFileError(errno, draft->Name());
+    draft->Settle();
 }
 
 std::shared_ptr<OpenFile> Open(const OpenRequest& request) {

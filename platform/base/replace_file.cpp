@@ -127,8 +127,11 @@ class Source {
         if (draft_ != nullptr) draft_->Settle();
     }
     void Remove() const {
-        if (draft_ != nullptr) return draft_->Drop();
-        unlink(name_.c_str());
+        if (draft_ != nullptr) {
+            draft_->Drop();
+        } else {
+            unlink(name_.c_str());
+        }
     }
 
   private:

@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
@@ -422,6 +423,22 @@ TEST_F(FilesTest, WhoTakesTheNameGainsNothing) {
     }
 }
 
+// A new file that cannot take its place goes, whatever stands under its name by now.
+TEST_F(FilesTest, WhoTakesTheNameLosesNothing) {
+    rlimit files{};
+    getrlimit(RLIMIT_NOFILE, &files);
+    const HANDLE file = NewTemporary("new.tmp");
+    Write("new.tmp", "stranger's");
+    const rlimit none{0, files.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    EXPECT_FALSE(Fill(file, "new")) << "nothing can be opened";
+    setrlimit(RLIMIT_NOFILE, &files);
+    EXPECT_TRUE(DeleteFileA("new.tmp"));
+    EXPECT_EQ(Read("new.tmp"), "stranger's");
+    EXPECT_TRUE(DeleteFileA("new.tmp")) << "nothing waits there any more";
+    EXPECT_TRUE(fs::is_empty("."));
+}
+
 // Where a secret cannot get a file of its own, the old one is narrowed first.
 TEST_F(FilesTest, SecretsAreForTheirOwner) {
     Write("real", "old");
@@ -467,7 +484,14 @@ TEST_F(FilesTest, FullDiskLeavesAHardLinkedFile) {
         if (Read("a") != old || Read("new") != fresh) return 3;
         // What was reserved has been given back.
         Write("more", std::string(250'000, 'm'));
-        return fs::file_size("more") == 250'000 ? 0 : 4;
+        if (fs::file_size("more") != 250'000) return 4;
+        fs::remove("new");
+        fs::remove("more");
+        if (!Fill(NewTemporary("new"), fresh)) return 5;
+        Write("new", "stranger's");
+        if (ReplaceFileA("a", "new", nullptr, 0, nullptr, nullptr) || !DeleteFileA("new")) return 6;
+        const auto names = std::distance(fs::directory_iterator("."), {});
+        return names == 3 && Read("new") == "stranger's" ? 0 : 7;
     });
     if (status == kNoDisk) GTEST_SKIP() << "no disk can be mounted here";
     EXPECT_EQ(status, 0);
