@@ -108,24 +108,6 @@ TEST_F(Providers, TheFirstProviderThatKnowsAnAlgorithm) {
     EXPECT_EQ(unknown.code, 0U);
 }
 
-TEST_F(Providers, HashAlgorithmOfTheHashProvider) {
-    const auto ask = [](DWORD type, const char* name) {
-        return RunPiped("", [type, name]() -> std::uint32_t {
-            kestrel::hashProviderType = type;
-            kestrel::hashProviderName = name;
-            const int known = kestrel::ProviderHasHashAlgorithm();
-            std::printf("%d %04x", known, kestrel::hashAlgorithm.aiAlgid);
-            return 0;
-        });
-    };
-    EXPECT_EQ(kestrel::hashProviderType, 75U);
-    EXPECT_EQ(ask(24, nullptr).output, "1 800c");
-    EXPECT_EQ(ask(16, nullptr).output, "1 800c");
-    EXPECT_EQ(ask(0, nullptr).output, "1 0000") << "cannot be opened";
-    EXPECT_EQ(ask(24, "No such provider").output, "1 0000");
-    EXPECT_EQ(ask(75, nullptr).output.substr(0, 3), "1 8");
-}
-
 }  // namespace
 
 }  // namespace selection_tests

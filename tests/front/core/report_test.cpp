@@ -15,11 +15,6 @@ const struct {
     const char* russian;
 } kReports[] = {
     {"success", 0, nullptr, "", ""},
-    {"with an argument", kCannotOpenFile, "a.txt", "Error: Can't open file 'a.txt'. (0x20000065)\n",
-     "Ошибка: Не удалось открыть файл 'a.txt'. (0x20000065)\n"},
-    {"without a place for it", kIntegerRequired, nullptr,
-     "Error: Integer is required for '-q' key (0x200000CF)\n",
-     "Ошибка: Параметром ключа '-q' должно быть натуральное число (0x200000CF)\n"},
     {"percent signs in the argument", kWrongKey, "a%%b%n%s",
      "Error: Wrong key: 'a%%b%n%s'. (0x200000CE)\n",
      "Ошибка: Неверный ключ: 'a%%b%n%s'. (0x200000CE)\n"},
@@ -41,24 +36,6 @@ TEST_F(ReportTest, OwnCodes) {
             EXPECT_EQ(result, row.code) << row.name;
         }
     }
-}
-
-TEST_F(ReportTest, PlatformCodeWithoutTextHasNoPrefix) {
-    SetLastError(0xE0ABCDEF);
-    EXPECT_EQ(Printed([] { EXPECT_EQ(ReportError(kLastError), 0xE0ABCDEF); }),
-              "Unknown error. (0xE0ABCDEF)\n");
-    state.russian = true;
-    SetLastError(0xC2100121);
-    EXPECT_EQ(Printed([] { EXPECT_EQ(ReportError(kLastError), 0xC2100121); }),
-              "Неизвестная ошибка. (0xC2100121)\n");
-}
-
-TEST_F(ReportTest, NumberTextHasNeitherPrefixNorCode) {
-    EXPECT_EQ(Printed([] { PrintErrorText(kBadChain, 0x1000041); }),
-              "Certificate chain is not checked for this certificate (error code 1000041):\n");
-    state.russian = true;
-    EXPECT_EQ(Printed([] { PrintErrorText(kBadChain, 0xFF); }),
-              "Цепочка сертификатов не проверена для этого сертификата (код ошибки FF):\n");
 }
 
 // What terminals act upon: ECMA-48 5.2 and 5.3, Unicode UAX #9 2.

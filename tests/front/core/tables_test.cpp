@@ -97,22 +97,11 @@ TEST_F(TablesTest, EveryMessageHasBothLanguages) {
 const struct {
     DWORD first;
     DWORD last;
-    std::string firstText;
-    std::string lastText;
-} kErrorBlocks[] = {
-    {100, 105, "No enough memory.", "File is too large."},
-    {200, 211, "Too many files: '%s'.", "No message file."},
-    {300, 309, "Can't open certificate store: '%s'.", "Error while getting pin."},
-    {400, 404, "No file mask.", "Hash is incorrect"},
-    {500, 506, "Key '-start' without output file.", "Time stamp is incorrect."},
-    {600, 602, "File isn't encrypted message.", "Recipient certificate not found."},
-    {700, 708, "Can't initialize COM.", "Curl initialization error."},
-};
+} kErrorBlocks[] = {{100, 105}, {200, 211}, {300, 309}, {400, 404},
+                    {500, 506}, {600, 602}, {700, 708}};
 
 TEST_F(TablesTest, EveryErrorHasBothLanguages) {
     for (const auto& block : kErrorBlocks) {
-        EXPECT_EQ(ErrorText(kOwnError | block.first).english, block.firstText);
-        EXPECT_EQ(ErrorText(kOwnError | block.last).english, block.lastText);
         for (DWORD id = block.first; id <= block.last; ++id) {
             const TextPair& text = ErrorText(kOwnError | id);
             CheckPair(text, std::to_string(id), true);

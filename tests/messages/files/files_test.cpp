@@ -101,18 +101,6 @@ TEST_F(WholeFiles, Read) {
     }
 }
 
-// A command that is given one name twice must not empty the file before it is read.
-TEST_F(WholeFiles, TheInputIsNoOutput) {
-    const std::string path = Store("input", "precious");
-    InputFile input;
-    ASSERT_EQ(OpenInput(path.c_str(), input), 0U);
-    std::filesystem::create_symlink(PathOf("input"), PathOf("link"));
-    EXPECT_FALSE(OpenOutput(path.c_str(), input));
-    EXPECT_FALSE(OpenOutput(PathOf("link").c_str(), input));
-    EXPECT_TRUE(OpenOutput(PathOf("other").c_str(), input));
-    EXPECT_EQ(ReadAll(path), "precious");
-}
-
 // ---- writing -----------------------------------------------------------------
 
 BYTE* Allocated(const std::string& bytes) {

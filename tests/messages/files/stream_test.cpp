@@ -119,15 +119,5 @@ TEST(ProgressLine, Percent) {
     }
 }
 
-TEST(ProgressLine, EveryReadPrints) {
-    EXPECT_EQ(Printed([] {
-                  Progress::Start();
-                  Progress progress(2 * kChunk);
-                  for (int i = 0; i < 3; ++i) progress.Show();
-                  Progress::End();
-              }),
-              "    \b\b\b\b  0%\b\b\b\b 50%\b\b\b\b100%\b\b\b\b    \n");
-}
-
 }  // namespace
 }  // namespace messages_tests
