@@ -16,15 +16,12 @@ const struct {
 } kCompare[] = {
     {"255 and -1", "00FF", "FF", 1},
     {"-1 in two bytes", "FFFF", "FF", 0},
-    {"1 in two bytes", "0001", "01", 0},
     {"filler before the other sign stays", "0080", "7F", 1},
-    {"filler before the other sign, negative", "FF7F", "80", 1},
     {"more bytes is greater, negative too", "8000", "FE", 1},
     {"same size, negative", "FE00", "FF00", -1},
     {"same size, negative, with a filler", "FF80", "8000", 1},
     {"both empty", "", "", 0},
     {"empty and positive", "", "01", -1},
-    {"empty and zero", "", "00", -1},
     {"empty and negative", "", "80", 1},
 };
 
@@ -50,9 +47,7 @@ const struct {
     {"an odd count that does not", "0x123", 0, "0x12"},
     {"a single 0", "0x0", 0, "0x00"},
     {"no prefix", "1234", kAsn1Internal, ""},
-    {"a prefix in upper case", "0X12", kAsn1Internal, ""},
     {"no digits", "0x", kAsn1Internal, ""},
-    {"nothing", "", kAsn1Internal, ""},
 };
 
 TEST(BigInteger, Text) {

@@ -1,11 +1,9 @@
 // The tables check each other.
 #include <algorithm>
 #include <map>
-#include <set>
 
 #include "front/core/catalogue.h"
 #include "front/core/keys.h"
-#include "front/dispatch.h"
 #include "tests/front/support.h"
 
 namespace kestrel {
@@ -30,18 +28,6 @@ TEST_F(TablesTest, EveryWordIsFoundUnderItsOwnSpelling) {
         const auto found = state.keyTable->find({row.word, kFlag});
         ASSERT_NE(found, state.keyTable->end()) << row.word;
         EXPECT_STREQ(found->word, row.word);
-    }
-}
-
-TEST_F(TablesTest, EveryCommandHasARoutine) {
-    BuildKeyTable();
-    std::set<int> numbers;
-    for (const KeyDefinition& row : *state.keyTable) {
-        if (row.keyClass < kAttached) numbers.insert(-row.keyClass);
-    }
-    for (int number = -1; number <= 30; ++number) {
-        const bool has = FindRoutine(static_cast<CommandNumber>(number)) != nullptr;
-        EXPECT_EQ(has, numbers.contains(number)) << number;
     }
 }
 
