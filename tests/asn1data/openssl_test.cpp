@@ -156,15 +156,6 @@ TEST_F(OpenSsl, CertificatesAndNames) {
     ExpectSame("certificate", ASN1_TYPE_PASS(Certificate), EncodedBy<i2d_X509>(crowd.get()));
     ExpectSame("name", ASN1_TYPE_PASS(Name),
                EncodedBy<i2d_X509_NAME>(X509_get_subject_name(certificate.get())));
-    const Certificate old(X509_new());
-    X509_set_pubkey(old.get(), key.get());
-    ASN1_INTEGER_set_int64(X509_get_serialNumber(old.get()), -5);
-    ASN1_TIME_set_string(X509_getm_notBefore(old.get()), "700101000000Z");
-    ASN1_TIME_set_string(X509_getm_notAfter(old.get()), "710101000000Z");
-    X509_sign(old.get(), key.get(), EVP_sha256());
-    ExpectSame("version 1", ASN1_TYPE_PASS(Certificate), EncodedBy<i2d_X509>(old.get()));
-    ExpectSame("no name", ASN1_TYPE_PASS(Name),
-               EncodedBy<i2d_X509_NAME>(X509_get_subject_name(old.get())));
 }
 
 TEST_F(OpenSsl, Extensions) {
@@ -178,7 +169,7 @@ TEST_F(OpenSsl, Extensions) {
     }
 }
 
-// The SignedData or EnvelopedData inside a message, by our own ContentInfo.
+// The SignedData inside a message, by our own ContentInfo.
 std::string ContentOf(const std::string& message) {
     asn1rt::ASN1BERDecodeBuffer buffer(reinterpret_cast<const std::uint8_t*>(message.data()),
                                        message.size());
@@ -204,27 +195,6 @@ TEST_F(OpenSsl, SignedMessages) {
         ExpectSame("message", ASN1_TYPE_PASS(ContentInfo), der);
         ExpectSame("signed data", ASN1_TYPE_PASS(SignedData), ContentOf(der));
     }
-}
-
-TEST_F(OpenSsl, EnvelopedMessages) {
-    const Key rsa(EVP_RSA_gen(1024));
-    const Certificate rsaCertificate = NewSigner(rsa.get());
-    const Owned<BIO, BIO_free_all> content(BIO_new_mem_buf("content", -1));
-    const Owned<CMS_ContentInfo, CMS_ContentInfo_free> message(
-        CMS_encrypt(nullptr, content.get(), EVP_aes_128_cbc(), CMS_PARTIAL));
-    CMS_add1_recipient_cert(message.get(), certificate.get(), 0);
-    CMS_add1_recipient_cert(message.get(), rsaCertificate.get(), 0);
-    CMS_add1_recipient_cert(message.get(), rsaCertificate.get(), CMS_USE_KEYID);
-    auto* const secret = static_cast<unsigned char*>(OPENSSL_zalloc(16));
-    auto* const id = static_cast<unsigned char*>(OPENSSL_zalloc(4));
-    CMS_add0_recipient_key(message.get(), NID_undef, secret, 16, id, 4, nullptr, nullptr, nullptr);
-    unsigned char password[] = "password";
-    CMS_add0_recipient_password(message.get(), -1, NID_undef, NID_undef,
-                                static_cast<unsigned char*>(OPENSSL_memdup(password, 8)), 8,
-                                nullptr);
-    ASSERT_EQ(CMS_final(message.get(), content.get(), nullptr, CMS_BINARY), 1);
-    const std::string der = EncodedBy<i2d_CMS_ContentInfo>(message.get());
-    ExpectSame("enveloped data", ASN1_TYPE_PASS(EnvelopedData), ContentOf(der));
 }
 
 }  // namespace

@@ -73,6 +73,17 @@ const Row kRows[] = {
      "30{30{02{01} 30{A0{30{82{41}} 02{05}}} A0{30{82{42}}} 30{06{2A03}} 02{06}"
      "30{18{32303236303130313030303030305A} 18{32303237303130313030303030305A}}"
      "30{30{06{2A04} 31{0500}}}} 30{06{2A03}} 03{00AA}}"},
+    {"certificate of version 1", ASN1_TYPE_PASS(Certificate),
+     "30{30{02{FB} 30{06{2A03}} 30{} 30{" UTC_TIME UTC_TIME
+     "} 30{} 30{30{06{2A03}} 03{00}}}" SIGNATURE "}"},
+    {"no name", ASN1_TYPE_PASS(Name), "30{}"},
+    {"every kind of recipient", ASN1_TYPE_PASS(EnvelopedData),
+     "30{02{03} 31{30{02{02} 80{AA} 30{06{2A03}} 04{AA}} 30{02{00} 30{30{} 02{05}} 30{06{2A03}} "
+     "04{AA}}"
+     "A1{02{03} A0{A1{30{06{2A03}} 03{00AA}}} A1{04{BB}} 30{06{2A03}} 30{30{30{30{} 02{05}} "
+     "04{CC}}}}"
+     "A2{02{04} 30{04{AA}} 30{06{2A03}} 04{AA}} A3{02{00} A0{06{2A04}} 30{06{2A03}} 04{AA}}}"
+     "30{06{2A864886F70D010701} 30{06{2A03}} 80{AA}}}"},
     {"list without next update", ASN1_TYPE_PASS(CertificateList),
      "30{30{30{06{2A03}} 30{} " UTC_TIME "}" SIGNATURE "}"},
     {"list with everything", ASN1_TYPE_PASS(CertificateList),

@@ -117,15 +117,6 @@ TEST(Encode, BufferGrowsWithAllBytesAtItsEnd) {
     }
 }
 
-TEST(Encode, GrowthIsAStepOrWhatIsAsked) {
-    for (const auto& [length, size] : {std::pair{16383U, 16384U}, {16384, 32768}, {16385, 32769}}) {
-        Output output;
-        const Bytes bytes(length, 1);
-        EXPECT_EQ(xe_memcpy(*output, bytes.data(), length), static_cast<int>(length));
-        EXPECT_EQ(output->size, size);
-    }
-}
-
 // What a constraint or a default is compared with.
 TEST(Encode, ClampedNumbers) {
     const std::pair<std::string, std::int64_t> rows[] = {

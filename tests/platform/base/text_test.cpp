@@ -5,8 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <climits>
-
 #include "platform/base/text.h"
 #include "tests/support/workshop.h"
 
@@ -135,16 +133,6 @@ TEST(Folding, ComparesNamesWithoutCase) {
         EXPECT_EQ(sign(_mbsicmp(bytes(row.first), bytes(row.second))), row.order) << row.name;
         EXPECT_EQ(sign(_mbsicmp(bytes(row.second), bytes(row.first))), -row.order) << row.name;
     }
-}
-
-TEST(Folding, LimitCountsBytes) {
-    const auto bytes = [](const char* text) { return reinterpret_cast<const UCHAR*>(text); };
-    EXPECT_EQ(_mbsnbicmp(bytes("-Signf"), bytes("-sign"), 5), 0);
-    EXPECT_GT(_mbsnbicmp(bytes("-Signf"), bytes("-sign"), 6), 0);
-    EXPECT_EQ(_mbsnbicmp(bytes("\xD0\x9Fx"), bytes("\xD0\xBFy"), 2), 0);
-    EXPECT_NE(_mbsnbicmp(bytes("\xD0\x9Fx"), bytes("\xD0\xBFy"), 3), 0);
-    EXPECT_EQ(_mbsnbicmp(bytes("a"), bytes("b"), 0), 0);
-    EXPECT_EQ(_mbsicmp(nullptr, bytes("a")), INT_MAX);
 }
 
 }  // namespace

@@ -169,17 +169,6 @@ TEST(Getch, WithoutATerminalKeysComeFromTheInput) {
     }
 }
 
-TEST(Getch, WaitingKeysAreSeenAndKept) {
-    const Terminal terminal;
-    terminal.Type("1");
-    Child child(terminal, Input::Terminal, "", [] {
-        const int waits = _kbhit();
-        const std::string key = Keys(1);
-        return std::to_string(waits) + ' ' + key + std::to_string(_kbhit());
-    });
-    EXPECT_EQ(child.Answer(), "1 49 0");
-}
-
 TEST(Getch, SignalsEndTheProcessAndRestoreTheTerminal) {
     const struct {
         const char* name;

@@ -129,11 +129,6 @@ TEST_F(AddressTest, ServerNames) {
         }
         EXPECT_EQ(GetLastError(), row.error) << (row.server ? Narrow(row.server) : "null");
     }
-    const std::wstring port = L"127.0.0.1:" + std::to_wstring(Own().clear);
-    const InternetHolder connection(WinHttpConnect(session.get(), port.c_str(), 1, 0));
-    const InternetHolder request(
-        WinHttpOpenRequest(connection.get(), nullptr, L"/", nullptr, nullptr, nullptr, 0));
-    EXPECT_TRUE(WinHttpSendRequest(request.get(), nullptr, 0, nullptr, 0, 0, 0));
 }
 
 // ---- proxies ---------------------------------------------------------------------------

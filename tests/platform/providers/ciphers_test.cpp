@@ -81,20 +81,13 @@ Sealed ReadMessage(ByteView message) {
     return sealed;
 }
 
-Bytes ContentInfo(const char* type, ByteView data) {
-    return der::Element(der::kSequence,
-                        {der::Oid(type), der::Element(der::ContextConstructed(0), data)});
-}
-
-Bytes EncryptedContent(const Sealed& sealed) {
-    return der::Element(der::kSequence,
-                        {der::Oid("1.2.840.113549.1.7.1"), EncodeAlgorithm(sealed.cipher),
-                         der::Element(der::Context(0), sealed.content)});
-}
-
 Bytes EncryptedData(const Sealed& sealed) {
-    return ContentInfo("1.2.840.113549.1.7.6",
-                       der::Element(der::kSequence, {der::Integer(0), EncryptedContent(sealed)}));
+    const Bytes content = der::Element(
+        der::kSequence, {der::Oid("1.2.840.113549.1.7.1"), EncodeAlgorithm(sealed.cipher),
+                         der::Element(der::Context(0), sealed.content)});
+    const Bytes data = der::Element(der::kSequence, {der::Integer(0), content});
+    return der::Element(der::kSequence, {der::Oid("1.2.840.113549.1.7.6"),
+                                         der::Element(der::ContextConstructed(0), data)});
 }
 
 TEST(Ciphers, OpensslOpensOurs) {

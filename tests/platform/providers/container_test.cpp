@@ -85,12 +85,6 @@ TEST_F(Containers, HoldTwoKeysAndTheirCertificates) {
     EXPECT_EQ(container.CertificateOf(AT_KEYEXCHANGE), std::nullopt);
     EXPECT_EQ(container.CertificateOf(AT_SIGNATURE), certificate);
 
-    // A new password is a new file over the old one.
-    container.SaveKey(AT_KEYEXCHANGE, exchange, SecretOf("two"));
-    EXPECT_EQ(CodeOf([&] { (void)container.LoadKey(AT_KEYEXCHANGE, SecretOf("one")); }),
-              SCARD_W_WRONG_CHV);
-    EXPECT_TRUE(container.LoadKey(AT_KEYEXCHANGE, SecretOf("two")));
-
     ContainerChange without(16);
     without.RemoveCertificate(AT_SIGNATURE);
     container.Apply(without);

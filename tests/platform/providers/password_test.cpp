@@ -67,18 +67,6 @@ TEST_F(Passwords, SetOnTheHandleAreTried) {
     }
 }
 
-TEST_F(Passwords, NewKeyTakesTheOneThatIsSet) {
-    const HCRYPTPROV provider = Open(0);
-    EXPECT_TRUE(SetPassword(provider, PP_SIGNATURE_PIN, "new"));
-    HCRYPTKEY key = 0;
-    ASSERT_TRUE(CryptGenKey(provider, AT_SIGNATURE, 0, &key));
-    CryptDestroyKey(key);
-    CryptReleaseContext(provider, 0);
-    const Container container = Container::Open(Side::User, "box");
-    EXPECT_TRUE(container.NeedsPassword(AT_SIGNATURE));
-    EXPECT_TRUE(container.LoadKey(AT_SIGNATURE, Secret(ViewOf("new"))));
-}
-
 // Opening a key takes its password away, and then nothing may lay a bare key in its place.
 TEST_F(Passwords, KeyInThePlaceOfAnOpenOneIsNoBarer) {
     const HCRYPTPROV provider = Open(CRYPT_SILENT);

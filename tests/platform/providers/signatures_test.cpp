@@ -7,36 +7,6 @@
 namespace platform::testing {
 namespace {
 
-struct DigestRow {
-    const char* name;
-    const char* oid;
-    const char* message;
-    const char* value;
-};
-
-// FIPS 180-4; RFC 5831, 7.3.
-constexpr DigestRow kDigests[] = {
-    {"SHA-256", oid::kSha256, "abc",
-     "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"},
-    {"34.11-94", oid::kGostR3411_94, "This is message, length=32 bytes",
-     "2cefc2f7b7bdc514e18ea57fa74ff357e7fa17d652c75f69cb1be7893ede48eb"},
-};
-
-TEST(Digests, MatchTheStandardsInAnyPieces) {
-    for (const DigestRow& row : kDigests) {
-        const ByteView message = ViewOf(row.message);
-        for (std::size_t piece : {std::size_t{1}, std::size_t{7}, message.size()}) {
-            Digest digest(row.oid);
-            for (std::size_t at = 0; at < message.size(); at += piece) {
-                digest.Update(message.subspan(at, std::min(piece, message.size() - at)));
-                // Looking at it in between changes nothing.
-                EXPECT_NE(digest.Value().size(), 0U);
-            }
-            EXPECT_EQ(Hex(digest.Value()), row.value) << row.name << " in pieces of " << piece;
-        }
-    }
-}
-
 TEST(Digests, RefuseWhatIsNoDigest) {
     for (const char* oid : {"", "sha256", "1.2.3", oid::kRsa, "2.16.840.1.101.3.4.1.42",
                             "1.2.643.2.2.21", "1.2.643.7.1.1.2.9", "1.2.840.113549.2.4"}) {
