@@ -78,14 +78,12 @@ TEST(PageTables, Rows) {
         std::string expected;
     } rows[] = {
         {"two requests", UpperPage(two), kUpper, "7=3:a,b c,:M=;12=5:a,b c,:N;"},
-        {"head alone", UpperPage(""), kUpper, ""},
         {"no number", UpperPage(UpperRow("x", "y", "N")), kUpper, "0=1:a,b c,:N;"},
         {"the later of one number", UpperPage(two + UpperRow("7", "", "L")), kUpper,
          "7=1:a,b c,:L;12=5:a,b c,:N;"},
         {"no stored request", UpperPage("<TR>" + Cell("1")), kUpper, "unreadable"},
         {"lower-case tags on an upper-case page", UpperPage(LowerRow(kDone, "4")), kUpper, ""},
         {"a link", LowerPage(LowerRow(link, "41")), kLower, "41=3:x,y,z:R;"},
-        {"a word without a link", LowerPage(LowerRow(kDone, "4")), kLower, "4=3:x,y,z:R;"},
         {"tags nested wrongly", LowerPage(LowerRow("<b><a>" + link + "</b></a>", "4")), kLower,
          "4=1:x,y,z:R;"},
         {"upper-case tags on a lower-case page", LowerPage(two), kLower, ""},

@@ -36,15 +36,6 @@ class Line {
     std::vector<char*> arguments_;
 };
 
-TEST_F(FrameTest, RussianBanner) {
-    setenv("LC_ALL", "ru_RU.UTF-8", 1);
-    Line line({"kestrel", "-zzz"});
-    EXPECT_EQ(Printed([&] { RunMain(2, line.Arguments()); }),
-              std::string(Banner().russian) +
-                  ".\nУтилита командной строки для защиты данных.\n"
-                  "Ошибка: Неизвестный ключ: '-zzz'. (0x200000C9)\n[ErrorCode: 0x200000c9]\n");
-}
-
 DWORD Throw(int, char**) { throw std::length_error("too long"); }
 DWORD ThrowOther(int, char**) { throw 7; }
 

@@ -57,10 +57,7 @@ TEST(Pin, FromKeys) {
         Keys keys;
         const char* output;
     } rows[] = {{"an empty one is one", {{"pin", ""}}, "1 1 <> left\n"},
-                {"two: one is taken", {{"pin", "b"}, {"pin", "a"}}, "1 1 <a> left pin\n"},
-                {"asking wins, and needs a console",
-                 {{"askpin"}, {"pin", "x"}},
-                 "Enter pin for container 1 0 none left pin\n"}};
+                {"two: one is taken", {{"pin", "b"}, {"pin", "a"}}, "1 1 <a> left pin\n"}};
     for (const auto& row : rows) {
         EXPECT_EQ(RunPiped("y\n", [&] { return PinAndTell(row.keys); }).output, row.output)
             << row.name;

@@ -31,7 +31,6 @@ const struct {
     {"a point alone", "20260101123456.Z", 0, SinceEpoch(1767270896)},
     {"the first of 1601", "16010101000000Z", 0, 0},
     {"no leap day", "20250229000000Z", kFail, 0},
-    {"before 1601", "16001231235959Z", kFail, 0},
     {"an offset", "20260101123456+0100", kFail, 0},
     {"a letter in the fraction", "20260101123456.1xZ", kFail, 0},
     {"too short", "202601011234Z", kFail, 0},

@@ -46,7 +46,6 @@ const struct {
 } kRefused[] = {
     {"otherName", "A0{06{2A03} A0{0500}}", kInvalidArgument},
     {"x400Address", "A3{30{}}", kInvalidArgument},
-    {"ediPartyName", "A5{A1{0C{41}}}", kInvalidArgument},
     {"an unknown tag", "8900", kAsn1Internal},
     {"a NUL in the text", "82036100 62", kAsn1Internal},
     {"nothing", "", kAsn1Internal},

@@ -1,7 +1,6 @@
 // Shared stores: copies, order, handles.
 #include "stamps/store_set.h"
 
-#include <cstdlib>
 #include <memory>
 
 #include "front/core/holders.h"

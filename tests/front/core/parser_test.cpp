@@ -33,9 +33,6 @@ const struct {
     int command;
     const char* keys;
 } kAccepted[] = {
-    {"upper case", {"-ENCR"}, 2, ""},
-    {"mixed case of the table", {"-cspCERT"}, 14, ""},
-    {"highest number", {"-checkreg"}, 24, ""},
     {"flag keeps the table's spelling", {"-creatrqst", "-SMIME"}, 16, "smime"},
     {"argument key folds", {"-creatrqst", "-certusage", "1.2"}, 16, "CertUsage=1.2"},
     {"an empty value", {"-sign", "-pin", ""}, 4, "pin="},

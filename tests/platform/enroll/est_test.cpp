@@ -132,7 +132,6 @@ const OutcomeRow kOutcomes[] = {
     {"other pages", "https://@/certsrv", kOtherKind, -1, kForms},
     {"longer name", "https://@/.well-known/estate", kOtherKind, -1, kForms},
     {"two labels", "https://@/.well-known/est/a/b", kOtherKind, -1, kForms},
-    {"nothing", "", kOtherKind, -1, kForms},
 };
 
 TEST_F(EstTest, Outcomes) {

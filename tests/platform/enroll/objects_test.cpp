@@ -2,8 +2,6 @@
 #include <enrollment.h>
 #include <xenroll.h>
 
-#include <array>
-
 #include "platform/enroll/common_name.h"
 #include "platform/enroll/request.h"
 #include "tests/support/workshop.h"

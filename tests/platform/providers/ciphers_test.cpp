@@ -183,7 +183,6 @@ constexpr SealedRow kSealed[] = {
      "-aes-256-cbc -recip rsa.pem -keyopt rsa_padding_mode:oaep -keyopt rsa_oaep_label:0102ff"},
     // RFC 2268: the version in the parameters fixes the length of the key.
     {"RC2 of 64 bits", "rsa", "-provider default -provider legacy -rc2-64-cbc -recip rsa.pem"},
-    {"RC2 of 40 bits", "rsa", "-provider default -provider legacy -rc2-40-cbc -recip rsa.pem"},
     {"GOST R 34.10-2001", "gost2001", "-engine gost -gost89 -recip gost2001.pem"},
     {"GOST R 34.10-2012, 256 bit", "gost256", "-engine gost -gost89 -recip gost256.pem"},
     {"GOST R 34.10-2012, 512 bit", "gost512", "-engine gost -gost89 -recip gost512.pem"},

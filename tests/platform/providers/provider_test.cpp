@@ -1,7 +1,4 @@
 // The exported calls: acquiring, listings, parameters, keys and hashes.
-#include <unistd.h>
-
-#include <cstdlib>
 #include <cstring>
 
 #include "platform/providers/container.h"
@@ -9,8 +6,6 @@
 
 namespace platform::testing {
 namespace {
-
-namespace fs = std::filesystem;
 
 using Providers = HomesTest;
 
