@@ -330,8 +330,8 @@ TEST(Gost, WrapsAreOfOneLength) {
     }
 }
 
-// Pieces give what the whole gives.
-TEST(Gost, PiecesAgree) {
+// Blocks side by side give what they give one by one, and pieces what the whole gives.
+TEST(Gost, RoadsAgree) {
     Bytes text(5000);
     for (std::size_t i = 0; i < text.size(); ++i)
         text[i] = static_cast<std::uint8_t>(i * 7 + i / 9);
@@ -347,6 +347,13 @@ TEST(Gost, PiecesAgree) {
             cipher.Turn(&opened[at], &opened[at], std::min(piece, opened.size() - at));
         }
         EXPECT_TRUE(opened == text) << piece;
+    }
+    Bytes together(8 * 37);
+    key.EncryptBlocks(text.data(), together.data(), 37);
+    for (std::size_t i = 0; i < together.size(); i += 8) {
+        Bytes alone(8);
+        key.EncryptBlocks(&text[i], alone.data(), 1);
+        EXPECT_TRUE(Equal(alone, ByteView(together).subspan(i, 8))) << i;
     }
 }
 
