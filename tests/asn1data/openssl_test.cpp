@@ -2,9 +2,7 @@
 // from the same values is the same.
 #include <openssl/cms.h>
 #include <openssl/err.h>
-#include <openssl/ocsp.h>
 #include <openssl/pem.h>
-#include <openssl/ts.h>
 #include <openssl/x509v3.h>
 
 #include <memory>
@@ -13,8 +11,6 @@
 #include "asn1data/CertificateExtensions.h"
 #include "asn1data/CryptographicMessageSyntax.h"
 #include "asn1data/PKIX1Explicit88.h"
-#include "asn1data/PKIXOCSP.h"
-#include "asn1data/PKIXTSP.h"
 #include "tests/asn1data/support.h"
 
 namespace asn1data_tests {
@@ -127,7 +123,6 @@ Certificate NewCertificate(EVP_PKEY* key) {
     return certificate;
 }
 
-// For signing and time stamping.
 Certificate NewSigner(EVP_PKEY* key) {
     Certificate certificate = NewCertificate(key);
     AddExtension(certificate.get(), "subjectKeyIdentifier", "hash");
@@ -161,15 +156,6 @@ TEST_F(OpenSsl, CertificatesAndNames) {
     ExpectSame("certificate", ASN1_TYPE_PASS(Certificate), EncodedBy<i2d_X509>(crowd.get()));
     ExpectSame("name", ASN1_TYPE_PASS(Name),
                EncodedBy<i2d_X509_NAME>(X509_get_subject_name(certificate.get())));
-    const Certificate old(X509_new());
-    X509_set_pubkey(old.get(), key.get());
-    ASN1_INTEGER_set_int64(X509_get_serialNumber(old.get()), -5);
-    ASN1_TIME_set_string(X509_getm_notBefore(old.get()), "700101000000Z");
-    ASN1_TIME_set_string(X509_getm_notAfter(old.get()), "710101000000Z");
-    X509_sign(old.get(), key.get(), EVP_sha256());
-    ExpectSame("version 1", ASN1_TYPE_PASS(Certificate), EncodedBy<i2d_X509>(old.get()));
-    ExpectSame("no name", ASN1_TYPE_PASS(Name),
-               EncodedBy<i2d_X509_NAME>(X509_get_subject_name(old.get())));
 }
 
 TEST_F(OpenSsl, Extensions) {
@@ -183,38 +169,7 @@ TEST_F(OpenSsl, Extensions) {
     }
 }
 
-TEST_F(OpenSsl, RevocationLists) {
-    const Owned<X509_CRL, X509_CRL_free> crl(X509_CRL_new());
-    X509_CRL_set_version(crl.get(), X509_CRL_VERSION_2);
-    X509_CRL_set_issuer_name(crl.get(), X509_get_subject_name(certificate.get()));
-    const Owned<ASN1_TIME, ASN1_TIME_free> time(ASN1_TIME_new());
-    ASN1_TIME_set_string(time.get(), "20260101000000Z");
-    X509_CRL_set1_lastUpdate(crl.get(), time.get());
-    for (int i = 0; i < 3; ++i) {
-        X509_REVOKED* const revoked = X509_REVOKED_new();
-        const Owned<ASN1_INTEGER, ASN1_INTEGER_free> serial(ASN1_INTEGER_new());
-        ASN1_INTEGER_set(serial.get(), 127 + i);
-        X509_REVOKED_set_serialNumber(revoked, serial.get());
-        X509_REVOKED_set_revocationDate(revoked, time.get());
-        const Owned<ASN1_ENUMERATED, ASN1_ENUMERATED_free> reason(ASN1_ENUMERATED_new());
-        ASN1_ENUMERATED_set(reason.get(), CRL_REASON_KEY_COMPROMISE);
-        if (i == 1) X509_REVOKED_add1_ext_i2d(revoked, NID_crl_reason, reason.get(), 0, 0);
-        X509_CRL_add0_revoked(crl.get(), revoked);
-    }
-    const auto sign = [&] { X509_CRL_sign(crl.get(), key.get(), EVP_sha256()); };
-    sign();
-    ExpectSame("without next update", ASN1_TYPE_PASS(CertificateList),
-               EncodedBy<i2d_X509_CRL>(crl.get()));
-    X509_CRL_set1_nextUpdate(crl.get(), time.get());
-    const Owned<ASN1_INTEGER, ASN1_INTEGER_free> number(ASN1_INTEGER_new());
-    ASN1_INTEGER_set(number.get(), 1000);
-    X509_CRL_add1_ext_i2d(crl.get(), NID_crl_number, number.get(), 0, 0);
-    sign();
-    ExpectSame("with everything", ASN1_TYPE_PASS(CertificateList),
-               EncodedBy<i2d_X509_CRL>(crl.get()));
-}
-
-// The SignedData or EnvelopedData inside a message, by our own ContentInfo.
+// The SignedData inside a message, by our own ContentInfo.
 std::string ContentOf(const std::string& message) {
     asn1rt::ASN1BERDecodeBuffer buffer(reinterpret_cast<const std::uint8_t*>(message.data()),
                                        message.size());
@@ -240,117 +195,6 @@ TEST_F(OpenSsl, SignedMessages) {
         ExpectSame("message", ASN1_TYPE_PASS(ContentInfo), der);
         ExpectSame("signed data", ASN1_TYPE_PASS(SignedData), ContentOf(der));
     }
-}
-
-TEST_F(OpenSsl, EnvelopedMessages) {
-    const Key rsa(EVP_RSA_gen(1024));
-    const Certificate rsaCertificate = NewSigner(rsa.get());
-    const Owned<BIO, BIO_free_all> content(BIO_new_mem_buf("content", -1));
-    const Owned<CMS_ContentInfo, CMS_ContentInfo_free> message(
-        CMS_encrypt(nullptr, content.get(), EVP_aes_128_cbc(), CMS_PARTIAL));
-    CMS_add1_recipient_cert(message.get(), certificate.get(), 0);
-    CMS_add1_recipient_cert(message.get(), rsaCertificate.get(), 0);
-    CMS_add1_recipient_cert(message.get(), rsaCertificate.get(), CMS_USE_KEYID);
-    auto* const secret = static_cast<unsigned char*>(OPENSSL_zalloc(16));
-    auto* const id = static_cast<unsigned char*>(OPENSSL_zalloc(4));
-    CMS_add0_recipient_key(message.get(), NID_undef, secret, 16, id, 4, nullptr, nullptr, nullptr);
-    unsigned char password[] = "password";
-    CMS_add0_recipient_password(message.get(), -1, NID_undef, NID_undef,
-                                static_cast<unsigned char*>(OPENSSL_memdup(password, 8)), 8,
-                                nullptr);
-    ASSERT_EQ(CMS_final(message.get(), content.get(), nullptr, CMS_BINARY), 1);
-    const std::string der = EncodedBy<i2d_CMS_ContentInfo>(message.get());
-    ExpectSame("enveloped data", ASN1_TYPE_PASS(EnvelopedData), ContentOf(der));
-}
-
-TEST_F(OpenSsl, StatusRequestsAndAnswers) {
-    const Owned<OCSP_REQUEST, OCSP_REQUEST_free> request(OCSP_REQUEST_new());
-    OCSP_CERTID* const id = OCSP_cert_to_id(EVP_sha1(), certificate.get(), certificate.get());
-    OCSP_request_add0_id(request.get(), id);
-    OCSP_request_add1_nonce(request.get(), nullptr, -1);
-    OCSP_request_sign(request.get(), certificate.get(), key.get(), EVP_sha256(), nullptr, 0);
-    ExpectSame("request", ASN1_TYPE_PASS(OCSPRequest), EncodedBy<i2d_OCSP_REQUEST>(request.get()));
-
-    const Owned<OCSP_BASICRESP, OCSP_BASICRESP_free> basic(OCSP_BASICRESP_new());
-    const Owned<ASN1_TIME, ASN1_TIME_free> time(ASN1_GENERALIZEDTIME_new());
-    ASN1_GENERALIZEDTIME_set_string(time.get(), "20260101000000Z");
-    for (const int status :
-         {V_OCSP_CERTSTATUS_GOOD, V_OCSP_CERTSTATUS_REVOKED, V_OCSP_CERTSTATUS_UNKNOWN}) {
-        OCSP_basic_add1_status(basic.get(), id, status, OCSP_REVOKED_STATUS_KEYCOMPROMISE,
-                               time.get(), time.get(), time.get());
-    }
-    OCSP_basic_sign(basic.get(), certificate.get(), key.get(), EVP_sha256(), nullptr, 0);
-    ExpectSame("basic response", ASN1_TYPE_PASS(BasicOCSPResponse),
-               EncodedBy<i2d_OCSP_BASICRESP>(basic.get()));
-    const Owned<OCSP_RESPONSE, OCSP_RESPONSE_free> response(OCSP_response_create(0, basic.get()));
-    ExpectSame("response", ASN1_TYPE_PASS(OCSPResponse),
-               EncodedBy<i2d_OCSP_RESPONSE>(response.get()));
-}
-
-// A serial number and a fixed time for the service below.
-ASN1_INTEGER* SerialOf(TS_RESP_CTX*, void*) {
-    ASN1_INTEGER* const serial = ASN1_INTEGER_new();
-    ASN1_INTEGER_set_uint64(serial, 0x80FFFFFFFFFFFFFF);
-    return serial;
-}
-int TimeOf(TS_RESP_CTX*, void*, long* seconds, long* microseconds) {
-    *seconds = 1767270896;
-    *microseconds = 5000;
-    return 1;
-}
-
-Owned<TS_REQ, TS_REQ_free> NewRequest() {
-    Owned<TS_REQ, TS_REQ_free> request(TS_REQ_new());
-    TS_REQ_set_version(request.get(), 1);
-    const Owned<TS_MSG_IMPRINT, TS_MSG_IMPRINT_free> imprint(TS_MSG_IMPRINT_new());
-    const Owned<X509_ALGOR, X509_ALGOR_free> algorithm(X509_ALGOR_new());
-    X509_ALGOR_set0(algorithm.get(), OBJ_nid2obj(NID_sha256), V_ASN1_NULL, nullptr);
-    TS_MSG_IMPRINT_set_algo(imprint.get(), algorithm.get());
-    unsigned char hash[32] = {1, 2, 3};
-    TS_MSG_IMPRINT_set_msg(imprint.get(), hash, sizeof(hash));
-    TS_REQ_set_msg_imprint(request.get(), imprint.get());
-    const Owned<ASN1_OBJECT, ASN1_OBJECT_free> policy(OBJ_txt2obj("1.2.3.4", 1));
-    TS_REQ_set_policy_id(request.get(), policy.get());
-    const Owned<ASN1_INTEGER, ASN1_INTEGER_free> nonce(ASN1_INTEGER_new());
-    ASN1_INTEGER_set_uint64(nonce.get(), 0xFEDCBA9876543210);
-    TS_REQ_set_nonce(request.get(), nonce.get());
-    TS_REQ_set_cert_req(request.get(), 1);
-    return request;
-}
-
-TEST_F(OpenSsl, TimeStamps) {
-    const auto request = NewRequest();
-    const std::string requestDer = EncodedBy<i2d_TS_REQ>(request.get());
-    ExpectSame("request", ASN1_TYPE_PASS(TimeStampReq), requestDer);
-
-    const Owned<TS_RESP_CTX, TS_RESP_CTX_free> service(TS_RESP_CTX_new());
-    ASSERT_EQ(TS_RESP_CTX_set_signer_cert(service.get(), certificate.get()), 1);
-    TS_RESP_CTX_set_signer_key(service.get(), key.get());
-    TS_RESP_CTX_set_signer_digest(service.get(), EVP_sha256());
-    const Owned<ASN1_OBJECT, ASN1_OBJECT_free> policy(OBJ_txt2obj("1.2.3.4", 1));
-    TS_RESP_CTX_set_def_policy(service.get(), policy.get());
-    TS_RESP_CTX_add_md(service.get(), EVP_sha256());
-    TS_RESP_CTX_set_accuracy(service.get(), 1, 2, 3);
-    TS_RESP_CTX_add_flags(service.get(), TS_TSA_NAME | TS_ORDERING);
-    TS_RESP_CTX_set_clock_precision_digits(service.get(), 3);
-    TS_RESP_CTX_set_serial_cb(service.get(), SerialOf, nullptr);
-    TS_RESP_CTX_set_time_cb(service.get(), TimeOf, nullptr);
-    const Owned<BIO, BIO_free_all> bytes(
-        BIO_new_mem_buf(requestDer.data(), static_cast<int>(requestDer.size())));
-    const Owned<TS_RESP, TS_RESP_free> response(
-        TS_RESP_create_response(service.get(), bytes.get()));
-    ASSERT_NE(TS_RESP_get_token(response.get()), nullptr);
-    ExpectSame("response", ASN1_TYPE_PASS(TimeStampResp), EncodedBy<i2d_TS_RESP>(response.get()));
-    const std::string token = EncodedBy<i2d_PKCS7>(TS_RESP_get_token(response.get()));
-    ExpectSame("token", ASN1_TYPE_PASS(TimeStampToken), token);
-    ExpectSame("signed data", ASN1_TYPE_PASS(SignedData), ContentOf(token));
-    ExpectSame("content", ASN1_TYPE_PASS(TSTInfo),
-               EncodedBy<i2d_TS_TST_INFO>(TS_RESP_get_tst_info(response.get())));
-    PKCS7_SIGNER_INFO* const info =
-        sk_PKCS7_SIGNER_INFO_value(PKCS7_get_signer_info(TS_RESP_get_token(response.get())), 0);
-    ExpectSame("signer", ASN1_TYPE_PASS(SignerInfo), EncodedBy<i2d_PKCS7_SIGNER_INFO>(info));
-    const Owned<TS_RESP, TS_RESP_free> refused(TS_RESP_create_response(service.get(), bytes.get()));
-    ExpectSame("refusal", ASN1_TYPE_PASS(TimeStampResp), EncodedBy<i2d_TS_RESP>(refused.get()));
 }
 
 }  // namespace

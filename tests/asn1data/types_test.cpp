@@ -8,6 +8,7 @@
 #include "asn1data/GostR3410_94_PKISyntax.h"
 #include "asn1data/GostR3411_94_DigestSyntax.h"
 #include "asn1data/PKIX1Explicit88.h"
+#include "asn1data/PKIXOCSP.h"
 #include "asn1data/PKIXTSP.h"
 #include "asn1data/SecureMimeMessageV3.h"
 #include "tests/asn1data/support.h"
@@ -25,6 +26,10 @@ struct Row {
 
 #define CN_A "30{31{30{06{550403} 0C{41}}}}"
 #define ISSUER_SERIAL "30{30{A4{" CN_A "}} 02{05}}"
+#define CERT_ID "30{30{06{2A03}} 04{AA} 04{BB} 02{05}}"
+#define UTC_TIME "17{3236303130313030303030305A}"
+#define TIME "18{32303236303130313030303030305A}"
+#define SIGNATURE "30{06{2A03}} 03{00AA}"
 #define BYTES_8 "0102030405060708"
 #define BYTES_32 BYTES_8 BYTES_8 BYTES_8 BYTES_8
 #define BYTES_64 BYTES_32 BYTES_32
@@ -68,6 +73,36 @@ const Row kRows[] = {
      "30{30{02{01} 30{A0{30{82{41}} 02{05}}} A0{30{82{42}}} 30{06{2A03}} 02{06}"
      "30{18{32303236303130313030303030305A} 18{32303237303130313030303030305A}}"
      "30{30{06{2A04} 31{0500}}}} 30{06{2A03}} 03{00AA}}"},
+    {"certificate of version 1", ASN1_TYPE_PASS(Certificate),
+     "30{30{02{FB} 30{06{2A03}} 30{} 30{" UTC_TIME UTC_TIME
+     "} 30{} 30{30{06{2A03}} 03{00}}}" SIGNATURE "}"},
+    {"no name", ASN1_TYPE_PASS(Name), "30{}"},
+    {"every kind of recipient", ASN1_TYPE_PASS(EnvelopedData),
+     "30{02{03} 31{30{02{02} 80{AA} 30{06{2A03}} 04{AA}} 30{02{00} 30{30{} 02{05}} 30{06{2A03}} "
+     "04{AA}}"
+     "A1{02{03} A0{A1{30{06{2A03}} 03{00AA}}} A1{04{BB}} 30{06{2A03}} 30{30{30{30{} 02{05}} "
+     "04{CC}}}}"
+     "A2{02{04} 30{04{AA}} 30{06{2A03}} 04{AA}} A3{02{00} A0{06{2A04}} 30{06{2A03}} 04{AA}}}"
+     "30{06{2A864886F70D010701} 30{06{2A03}} 80{AA}}}"},
+    {"list without next update", ASN1_TYPE_PASS(CertificateList),
+     "30{30{30{06{2A03}} 30{} " UTC_TIME "}" SIGNATURE "}"},
+    {"list with everything", ASN1_TYPE_PASS(CertificateList),
+     "30{30{02{01} 30{06{2A03}} 30{} " UTC_TIME TIME "30{30{02{7F} " UTC_TIME "} 30{02{0080} " TIME
+     "30{30{06{551D15} 04{0A0101}}}}} A0{30{30{06{551D14} 04{020203E8}}}}}" SIGNATURE "}"},
+    {"status request", ASN1_TYPE_PASS(OCSPRequest),
+     "30{30{A1{82{41}} 30{30{" CERT_ID "}} A2{30{30{06{2A05} 0400}}}} A0{30{" SIGNATURE "}}}"},
+    {"every status", ASN1_TYPE_PASS(BasicOCSPResponse),
+     "30{30{A2{04{AA}} " TIME "30{30{" CERT_ID "8000" TIME "A0{" TIME "}} 30{" CERT_ID "A1{" TIME
+     "A0{0A{01}}}" TIME "} 30{" CERT_ID "8200" TIME "}}}" SIGNATURE "}"},
+    {"status answer", ASN1_TYPE_PASS(OCSPResponse),
+     "30{0A{00} A0{30{06{2B0601050507300101} 04{3000}}}}"},
+    {"stamp request", ASN1_TYPE_PASS(TimeStampReq),
+     "30{02{01} 30{30{06{2A04} 0500} 04{AABB}} 06{2A03} 02{00FF} 0101FF A0{30{06{2A05} 0400}}}"},
+    {"stamp", ASN1_TYPE_PASS(TSTInfo),
+     "30{02{01} 06{2A03} 30{30{06{2A04}} 04{AA}} 02{05} 18{32303236303130313030303030305A}"
+     "30{02{02} 81{64}} 0101FF 02{FF01} A0{82{41}} A1{30{06{2A05} 0101FF 04{0500}}}}"},
+    {"refusal of a stamp", ASN1_TYPE_PASS(TimeStampResp),
+     "30{30{02{02} 30{0C{6F6E65} 0C{D096}} 03{0680000040}}}"},
     {"capabilities", ASN1_TYPE_PASS(SMIMECapabilities), "30{30{06{2A03}} 30{06{2A04} 02{0080}}}"},
     {"key preference", ASN1_TYPE_PASS(SMIMEEncryptionKeyPreference), "A0{" CN_A "02{05}}"},
     {"GOST 28147-89, extended later", ASN1_TYPE_PASS(Gost28147_89_BlobParameters), "30{06{2A03}}"},

@@ -105,8 +105,6 @@ const Case kMessageCases[] = {
      [] { return ParamError(nullptr, CMSG_SIGNER_COUNT_PARAM, 0); }, "80091004"},
     {"message: content sizes", [] { return Param(kSignedMessage, CMSG_CONTENT_PARAM, 0); },
      "ok 7, 000000ea 7, ok 7, ok 7"},
-    {"message: type sizes", [] { return Param(kSignedMessage, CMSG_TYPE_PARAM, 0); },
-     "ok 4, 000000ea 4, ok 4, ok 4"},
     {"message: signer out of range",
      [] { return ParamError(kSignedMessage, CMSG_SIGNER_INFO_PARAM, 1); }, "80091008"},
     {"message: unknown parameter", [] { return ParamError(kSignedMessage, 99, 0); }, "80091004"},

@@ -213,8 +213,6 @@ const Case kStoreCases[] = {
      "ok 1 80092004"},
     {"collection: another has it, new", [] { return AddedBehindAnother(CERT_STORE_ADD_NEW); },
      "80092005 1 80092004 0 80092004"},
-    {"collection: another has it, existing",
-     [] { return AddedBehindAnother(CERT_STORE_ADD_USE_EXISTING); }, "ok 1 80092004 0 80092004"},
     {"collection: another has it, always", [] { return AddedBehindAnother(CERT_STORE_ADD_ALWAYS); },
      "ok 1 80092004 1 80092004"},
     {"collection: into no collection", [] { return AddedTo(false); }, "80070057"},

@@ -100,9 +100,9 @@ class Stamps(StampCase):
         self.policy(f'"DefaultHashAlg"="{HASH}"', '"DefaultPolicyID"="1.2.3.4.6"')
         for more, cert_req in (((), True), (("-nostampcert",), False)):
             self.ctl("store", "add", "AddressBook", f"{self.shared.folder}/tsa.pem")
-            self.sign("-sd" + self.service.url("good?x=1"), "-ss", *more)
-            (path, headers, first), (_, _, second) = self.service.seen[-2:]
-            self.assertEqual(path, "/good?x=1")
+            self.sign("-sd" + self.service.url("good?x=1"), "-ss" + self.service.url("good?x=2"), *more)
+            (path, headers, first), (other, _, second) = self.service.seen[-2:]
+            self.assertEqual((path, other), ("/good?x=1", "/good?x=2"))
             self.assertEqual(headers["Content-type"], "application/timestamp-query")
             self.assertEqual(headers["User-Agent"], "Ferro-Line stamper.dll")
             asked = tokens.Request(first)
@@ -135,7 +135,7 @@ class Stamps(StampCase):
         self.assertEqual(len(signature), 256)
 
     def test_hours_and_content_are_checked(self):
-        self.sign("-sd" + self.service.url("good"), "-ss")
+        self.sign("-sd", "-ss" + self.service.url("good"))
         for hours, code in (("", 0), ("1", 0), ("0", 0x200001FA), ("abc", 0x200001FA)):
             for key in ("-sd", "-ss"):
                 with self.subTest(hours=hours, key=key):

@@ -78,14 +78,10 @@ TEST_F(FlcaTest, PagesAndTheirErrors) {
     } rows[] = {{"good", "status?code=200", unknown, true, 200, 0, "told"},
                 {"moved", "status?code=301", "", true, 301, 0, "told"},
                 {"found", "status?code=302", "", false, 302, 12030, ""},
-                {"empty", "status?code=200&body=%20", "", true, 200, 0, " "},
                 {"failed", "status?code=500", "", false, 500, 12030, ""},
                 {"cut in the middle", "cut", "", false, 200, 12030, "half"},
-                {"no answer", "nothing", "", false, 0, 12030, ""},
                 {"no HTTP", "garbage", "", false, 0, 12152, ""},
-                {"hangs", "hang", "", false, 0, 12002, ""},
                 {"hangs in the body", "hang-in-body", "", false, 200, 12002, "12345"},
-                {"39 digits", "status?code=200", std::string(39, 'A'), false, 0, 87, ""},
                 {"no digits", "status?code=200", std::string(40, 'g'), false, 0, 87, ""}};
     for (const auto& row : rows) {
         UrlRetriever retriever;

@@ -30,7 +30,6 @@ const CriterionRow kCriteria[] = {
      " 1:M 0:A 0:Z -1:a.cer -1:z.cer", "", "0", "100", ""},
     {"store keys without names, many", true,
      {{"m"}, {"u"}}, " 1:My 1:Addressbook 0:My 0:Addressbook", "", "0", "100", ""},
-    {"a store key without a name, one", false, {{"m"}}, " 1:My", "", "-1", "100", ""},
     {"no chains leaves the chain keys", false,
      {{"nochain"}, {"errchain"}, {"norev"}}, " 0:My", "", "-1", "000", " errchain norev"},
     {"fatal chains, no revocation", false, {{"errchain"}, {"norev"}}, " 0:My", "", "-1", "111", ""},

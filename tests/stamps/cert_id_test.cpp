@@ -36,22 +36,6 @@ TEST(CertId, SigningCertificateV2) {
     value.certs[0].issuerSerial = IssuerSerialOfA();
     ExpectBothWays(
         value, "30{30{30{30{06{608648016503040203}} 04{AABB}" + std::string(kIssuerSerial) + "}}}");
-    // The default with parameters is another value, and is written.
-    CESSCertIDv2 parameters;
-    parameters.hashAlgorithm.SetParameters(Bytes("0500"));
-    parameters.hash = Bytes("AA");
-    value.certs = {parameters};
-    ExpectBothWays(value, "30{30{30{30{06{608648016503040201} 0500} 04{AA}}}}");
-}
-
-TEST(CertId, OtherSigningCertificate) {
-    COtherSigningCertificate value;
-    value.certs.emplace_back().hash.SetSha1Hash(Bytes("AABB"));
-    COtherCertID& second = value.certs.emplace_back();
-    second.hash.SetOtherHash({CAlgorithmIdentifier("1.2.3"), Bytes("CC")});
-    second.issuerSerial = IssuerSerialOfA();
-    ExpectBothWays(value, "30{30{30{04{AABB}} 30{30{30{06{2A03}} 04{CC}}" +
-                              std::string(kIssuerSerial) + "}}}");
 }
 
 TEST(CertId, OneFormToCompare) {

@@ -1,7 +1,6 @@
 // Shared stores: copies, order, handles.
 #include "stamps/store_set.h"
 
-#include <cstdlib>
 #include <memory>
 
 #include "front/core/holders.h"
@@ -17,13 +16,11 @@ constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
 class StoreSet : public testing::Test {
   protected:
     void SetUp() override {
-        ::setenv("KESTREL_HOME", folder.Path().c_str(), 1);
         folder.Run(
             "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -keyout key "
             "-subj /CN=One -outform DER -out one.der");
         certificate = folder.Read("one.der");
     }
-    void TearDown() override { ::unsetenv("KESTREL_HOME"); }
 
     void Put(HCERTSTORE store) {
         EXPECT_TRUE(CertAddEncodedCertificateToStore(store, kEncoding, certificate.GetData(),
@@ -61,21 +58,6 @@ TEST_F(StoreSet, CollectionKeepsItsMembers) {
     EXPECT_EQ(Count(copy.GetHandle()), 1);
     copy = CStoreSet();
     EXPECT_FALSE(CertCloseStore(handle, 0));
-}
-
-TEST_F(StoreSet, SystemStoreIsReadOnly) {
-    CStoreSet missing;
-    EXPECT_EQ(static_cast<unsigned>(missing.OpenSystem(L"AddressBook")), 0x80070002U);
-    EXPECT_EQ(missing.GetHandle(), nullptr);
-    const HCERTSTORE store = CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0,
-                                           CERT_SYSTEM_STORE_CURRENT_USER, L"AddressBook");
-    Put(store);
-    CertCloseStore(store, 0);
-    ASSERT_EQ(missing.OpenSystem(L"AddressBook"), S_OK);
-    EXPECT_EQ(Count(missing.GetHandle()), 1);
-    EXPECT_FALSE(CertAddEncodedCertificateToStore(missing.GetHandle(), kEncoding,
-                                                  certificate.GetData(), certificate.GetSize(),
-                                                  CERT_STORE_ADD_ALWAYS, nullptr));
 }
 
 TEST_F(StoreSet, ContextOutlivesAClosedStoreAndTheLastErrorStays) {

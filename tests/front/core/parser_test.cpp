@@ -33,9 +33,6 @@ const struct {
     int command;
     const char* keys;
 } kAccepted[] = {
-    {"upper case", {"-ENCR"}, 2, ""},
-    {"mixed case of the table", {"-cspCERT"}, 14, ""},
-    {"highest number", {"-checkreg"}, 24, ""},
     {"flag keeps the table's spelling", {"-creatrqst", "-SMIME"}, 16, "smime"},
     {"argument key folds", {"-creatrqst", "-certusage", "1.2"}, 16, "CertUsage=1.2"},
     {"an empty value", {"-sign", "-pin", ""}, 4, "pin="},
@@ -62,52 +59,6 @@ TEST_F(ParserTest, AcceptsLines) {
         EXPECT_EQ(state.command, row.command) << row.name;
         EXPECT_EQ(KeysLeft(), row.keys) << row.name;
     }
-}
-
-TEST_F(ParserTest, TakesPositionalsInOrder) {
-    EXPECT_EQ(Parse({"-encr", "", "second", "third"}), 0u);
-    EXPECT_STREQ(state.firstFile, "");
-    EXPECT_STREQ(state.secondFile, "second");
-    ASSERT_EQ(state.positionals.size(), 3u);
-    EXPECT_STREQ(state.positionals[2], "third");
-}
-
-TEST_F(ParserTest, ValuesReferToTheArguments) {
-    const char* arguments[] = {"kestrel", "-encr", "-mStore", "-dn", "Name", "file"};
-    ASSERT_EQ(ParseCommandLine(6, arguments), 0u);
-    EXPECT_EQ(FindKey("m")->value, arguments[2] + 2);
-    EXPECT_EQ(FindKey("dn")->value, arguments[4]);
-    EXPECT_EQ(state.firstFile, arguments[5]);
-}
-
-TEST_F(ParserTest, HelpIsAskedForOnceAndTakesItsKey) {
-    DWORD result = 0;
-    const std::string printed = Printed([&] { result = Parse({"-help", "-listDN"}); });
-    EXPECT_EQ(result, kHelpAsked);
-    EXPECT_EQ(state.command, 23);
-    EXPECT_EQ(printed, "");
-    EXPECT_EQ(KeysLeft(), "");
-}
-
-TEST_F(ParserTest, KeysAreTakenFromTheFirst) {
-    ASSERT_EQ(Parse({"-encr", "-dn", "b", "-dn", "A", "-der"}), 0u);
-    const char* value = "unset";
-    EXPECT_TRUE(TakeKey("DN", &value));
-    EXPECT_STREQ(value, "A");
-    EXPECT_STREQ(FindKey("dn")->value, "b");
-    EXPECT_TRUE(TakeKey("dn"));
-    EXPECT_FALSE(TakeKey("dn", &value));
-    EXPECT_EQ(FindKey("dn"), nullptr);
-    EXPECT_TRUE(TakeKey("der", &value));
-    EXPECT_EQ(value, nullptr);
-}
-
-TEST_F(ParserTest, LeftoverKeysAreRejectedInSetOrder) {
-    ASSERT_EQ(Parse({"-encr", "-yes", "-BOTH", "-nochain"}), 0u);
-    const std::string printed = Printed([] { EXPECT_EQ(RejectLeftoverKeys(), kWrongKey); });
-    EXPECT_EQ(printed, "Error: Wrong key: 'both'. (0x200000CE)\n");
-    state.givenKeys->clear();
-    EXPECT_EQ(Printed([] { EXPECT_EQ(RejectLeftoverKeys(), 0u); }), "");
 }
 
 }  // namespace

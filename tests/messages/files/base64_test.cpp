@@ -113,10 +113,7 @@ const struct {
     std::string bytes;
     DWORD error;  // of the block decoder; the other one has none
 } kDecodings[] = {
-    {"blocks: nothing", DecodeBase64Blocks, "", "", 0},
-    {"blocks: a group", DecodeBase64Blocks, "QUJD", "ABC", 0},
     {"blocks: white inside a group", DecodeBase64Blocks, " \tQU\r\nJ D\n", "ABC", 0},
-    {"blocks: one pad", DecodeBase64Blocks, "QUI=", "AB", 0},
     {"blocks: pads inside are zero bits and come off the end", DecodeBase64Blocks, "QQ==QUJD",
      "A\0\0A"s, 0},
     {"blocks: pads come off every later block", DecodeBase64Blocks, "QQ==-QUJD", "AA", 0},
@@ -129,7 +126,6 @@ const struct {
     {"blocks: the top bit is not looked at", DecodeBase64Blocks, "\xD1UJ\xC4", "ABC", 0},
     {"blocks: outside the alphabet", DecodeBase64Blocks, "QU*D", "", kBadEncode},
     {"blocks: armour is data", DecodeBase64Blocks, "-----BEGIN X-----\r\nQUJD\r\n", "", kBadEncode},
-    {"text: pads are skipped", DecodeBase64Text, "QQ==", "A", 0},
     {"text: a pad between groups joins them", DecodeBase64Text, "QQ==QUJD", "A\x04\x14$", 0},
     {"text: a single character is nothing", DecodeBase64Text, "Q", "", 0},
     {"text: foreign bytes are skipped", DecodeBase64Text, "Q*U\xD1J\r\nD!", "ABC", 0},

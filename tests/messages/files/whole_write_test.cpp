@@ -132,7 +132,5 @@ TEST_F(WholeWrite, KilledAtAnyMoment) {
     }
 }
 
-// ---- reading -----------------------------------------------------------------
-
 }  // namespace
 }  // namespace messages_tests

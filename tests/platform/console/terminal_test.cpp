@@ -126,7 +126,6 @@ TEST(Getch, KeysOfATerminal) {
         int count;
         std::string keys;
     } rows[] = {
-        {"digits and Enter", "12\r", 3, "49 50 13 "},
         {"line feed is Enter", "\n", 1, "13 "},
         {"Backspace of a terminal", "\x7F", 1, "8 "},
         {"Escape", "\x1B", 1, "27 "},
@@ -134,7 +133,6 @@ TEST(Getch, KeysOfATerminal) {
         {"arrow is no Escape", "\x1B[A5", 3, "224 72 53 "},
         {"key with number", "\x1B[15~5", 3, "224 0 53 "},
         {"Alt and a bracket", "\x1B[", 2, "224 0 "},
-        {"two bytes of a letter", "\xD0\x9F", 2, "208 159 "},
     };
     for (const auto& row : rows) {
         const Terminal terminal;
@@ -157,7 +155,6 @@ TEST(Getch, WithoutATerminalKeysComeFromTheInput) {
         int count;
         std::string keys;
     } rows[] = {
-        {"LF", "1\n2", 3, "49 13 50 "},
         {"CR LF is one key", "1\r\n2", 3, "49 13 50 "},
         {"CR alone", "\r2", 2, "13 50 "},
         {"end counts as Escape", "7", 3, "55 27 27 "},
@@ -170,17 +167,6 @@ TEST(Getch, WithoutATerminalKeysComeFromTheInput) {
         });
         EXPECT_EQ(child.Answer(), row.keys) << row.name;
     }
-}
-
-TEST(Getch, WaitingKeysAreSeenAndKept) {
-    const Terminal terminal;
-    terminal.Type("1");
-    Child child(terminal, Input::Terminal, "", [] {
-        const int waits = _kbhit();
-        const std::string key = Keys(1);
-        return std::to_string(waits) + ' ' + key + std::to_string(_kbhit());
-    });
-    EXPECT_EQ(child.Answer(), "1 49 0");
 }
 
 TEST(Getch, SignalsEndTheProcessAndRestoreTheTerminal) {
@@ -295,7 +281,6 @@ TEST(Console, LinesWithoutEcho) {
          "ax\x7F"
          "b\n",
          254, 1, "61620d0a "},
-        {"exact", "abc\n", 5, 1, "6162630d0a "},
         {"line feed has no room", "abc\nd\n", 4, 2, "6162630d 640d0a "},
         {"longer than the buffer", "abcdef\ng\n", 4, 2, "61626364 670d0a "},
         {"as long as the buffer", "abcd\ng\n", 4, 2, "61626364 670d0a "},

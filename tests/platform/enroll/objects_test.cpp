@@ -2,8 +2,6 @@
 #include <enrollment.h>
 #include <xenroll.h>
 
-#include <array>
-
 #include "platform/enroll/common_name.h"
 #include "platform/enroll/request.h"
 #include "tests/support/workshop.h"
@@ -26,7 +24,6 @@ const struct {
     HRESULT expected;
 } kMakingRows[] = {
     {"older control", kCEnroll, kICEnroll3, CLSCTX_INPROC_SERVER, S_OK},
-    {"older control, later interface", kCEnroll, kICEnroll4, CLSCTX_INPROC_SERVER, S_OK},
     {"older control, newer interface", kCEnroll, kIX509Enrollment, CLSCTX_INPROC_SERVER,
      E_NOINTERFACE},
     {"enrolment", kCX509Enrollment, kIX509Enrollment, CLSCTX_INPROC_SERVER, S_OK},
@@ -34,7 +31,6 @@ const struct {
      S_OK},
     {"extension as key usage", kCX509Extension, kIX509ExtensionKeyUsage, CLSCTX_INPROC_SERVER,
      E_NOINTERFACE},
-    {"authority", kCCertRequest, kICertRequest, CLSCTX_INPROC_SERVER, S_OK},
     {"authority, later interface", kCCertRequest, kICertRequest2, CLSCTX_INPROC_SERVER,
      E_NOINTERFACE},
     {"no class", kICertRequest, kICertRequest, CLSCTX_INPROC_SERVER, REGDB_E_CLASSNOTREG},
@@ -75,32 +71,6 @@ TEST(EnrollObjects, TablesAreInTheDocumentedOrder) {
     control->Release();
 }
 
-TEST(EnrollObjects, TextKeepsItsLength) {
-    BSTR text = SysAllocStringLen(L"a\0b", 3);
-    EXPECT_EQ(SysStringLen(text), 3U);
-    EXPECT_EQ(reinterpret_cast<DWORD*>(text)[-1], 3 * sizeof(OLECHAR));
-    EXPECT_EQ(text[3], L'\0');
-    SysFreeString(text);
-    EXPECT_EQ(SysAllocString(nullptr), nullptr);
-    EXPECT_EQ(SysStringLen(nullptr), 0U);
-    SysFreeString(nullptr);
-}
-
-// RFC 5280 4.2.1.3 with X.690 11.2.2.
-constexpr struct {
-    std::uint8_t bits;
-    const char* der;
-} kUsageRows[] = {
-    {0xF0, "030204F0"}, {0x30, "03020430"}, {0xC0, "030206C0"}, {0x01, "03020001"}, {0, "030100"}};
-
-TEST(RequestParts, KeyUsages) {
-    for (const auto& row : kUsageRows) {
-        const Extension extension = KeyUsageExtension(row.bits);
-        EXPECT_EQ(extension.value, FromHex(row.der)) << row.der;
-        EXPECT_TRUE(extension.critical);
-    }
-}
-
 TEST(RequestParts, GivenExtensions) {
     const struct {
         const char* what;
@@ -108,7 +78,6 @@ TEST(RequestParts, GivenExtensions) {
         const char* value;
         DWORD code;
     } rows[] = {{"good", "1.2.3", "0500", 0},
-                {"two values", "1.2.3", "05000500", DWORD(CRYPT_E_ASN1_CORRUPT)},
                 {"cut short", "1.2.3", "0401", DWORD(CRYPT_E_ASN1_CORRUPT)},
                 {"nothing", "1.2.3", "", DWORD(CRYPT_E_ASN1_EOD)},
                 {"no identifier", "1.x", "0500", DWORD(CRYPT_E_OID_FORMAT)}};
@@ -116,13 +85,6 @@ TEST(RequestParts, GivenExtensions) {
         EXPECT_EQ(CodeOf([&] { GivenExtension(row.oid, false, FromHex(row.value)); }), row.code)
             << row.what;
     }
-    std::vector<Extension> list;
-    AddExtension(list, {"1.2.3", false, FromHex("0500")});
-    AddExtension(list, {"1.2.4", false, FromHex("0500")});
-    EXPECT_EQ(CodeOf([&] {
-                  AddExtension(list, {"1.2.3", true, FromHex("0500")});
-              }),
-              DWORD{ERROR_OBJECT_ALREADY_EXISTS});
 }
 
 TEST(RequestParts, CommonNames) {

@@ -162,9 +162,6 @@ TEST_F(ClientTest, AskedForAndNotSet) {
         DWORD error;
     } rows[] = {
         {"demanded", Own().wantsClient, false, ERROR_WINHTTP_CLIENT_AUTH_CERT_NEEDED},
-        {"demanded, none", Own().wantsClient, true, ERROR_WINHTTP_CLIENT_AUTH_CERT_NEEDED},
-        {"apache demands", Real().client, false, ERROR_WINHTTP_CLIENT_AUTH_CERT_NEEDED},
-        {"apache demands, none", Real().client, true, ERROR_WINHTTP_CLIENT_AUTH_CERT_NEEDED},
         {"welcome", Own().mayHaveClient, false, ERROR_WINHTTP_CLIENT_AUTH_CERT_NEEDED},
         {"welcome, none", Own().mayHaveClient, true, 0},
         {"not asked for", Own().good, false, 0},

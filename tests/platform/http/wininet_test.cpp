@@ -12,11 +12,11 @@ std::string Here() { return "127.0.0.1:" + std::to_string(Own().clear); }
 
 // A port in the name wins.
 struct Form {
-    explicit Form(const char* object, const char* referrer = nullptr)
+    explicit Form(const char* object)
         : internet(InternetOpenA("Tests", INTERNET_OPEN_TYPE_PRECONFIG, nullptr, nullptr, 0)),
           connection(InternetConnectA(internet.get(), Here().c_str(), INTERNET_DEFAULT_HTTP_PORT,
                                       nullptr, nullptr, INTERNET_SERVICE_HTTP, 0, 0)),
-          request(HttpOpenRequestA(connection.get(), "POST", object, nullptr, referrer, nullptr, 0,
+          request(HttpOpenRequestA(connection.get(), "POST", object, nullptr, nullptr, nullptr, 0,
                                    0)) {}
 
     DWORD Send(std::string body = {}) const {
@@ -32,22 +32,6 @@ struct Form {
 
     Handle internet, connection, request;
 };
-
-TEST_F(WinInetTest, TheRequestAsTheServerSeesIt) {
-    TakeLog();
-    EXPECT_EQ(Form("a//b/../c").Send(), 0U);
-    EXPECT_TRUE(TakeLog().starts_with("POST /a//b/../c "));
-    const Form form("echo", "*/*");
-    EXPECT_TRUE(HttpAddRequestHeadersA(form.request.get(), "Content-Type: text/x\r\n",
-                                       static_cast<DWORD>(-1), HTTP_ADDREQ_FLAG_ADD));
-    EXPECT_EQ(form.Send("a=b"), 0U);
-    char answer[1000] = "";
-    DWORD read = 0;
-    EXPECT_EQ(form.Read(answer, sizeof answer - 1, read), 0U);
-    EXPECT_EQ(std::string(answer), "POST /echo HTTP/1.1\nHost: " + Here() +
-                                       "\nUser-Agent: Tests\nReferer: */*\nContent-Type: "
-                                       "text/x\nContent-Length: 3\n\na=b");
-}
 
 TEST_F(WinInetTest, ReadsWaitForAllThatIsAskedFor) {
     const struct {

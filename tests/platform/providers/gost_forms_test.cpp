@@ -80,7 +80,6 @@ TEST(GostForms, KeysUnderAPassword) {
     } rows[] = {
         {"gost2001", "gost89", "id-HMACGostR3411-94"},
         {"gost256", "gost89", "id-tc26-hmac-gost-3411-2012-256"},
-        {"gost512", "gost89", "id-tc26-hmac-gost-3411-2012-512"},
         {"gost256", "magma-ctr-acpkm", "id-tc26-hmac-gost-3411-2012-256"},
         {"gost256", "kuznyechik-ctr-acpkm", "id-tc26-hmac-gost-3411-2012-512"},
         {"gost256", "magma-ctr-acpkm", "hmacWithSHA256"},

@@ -67,18 +67,6 @@ TEST_F(Passwords, SetOnTheHandleAreTried) {
     }
 }
 
-TEST_F(Passwords, NewKeyTakesTheOneThatIsSet) {
-    const HCRYPTPROV provider = Open(0);
-    EXPECT_TRUE(SetPassword(provider, PP_SIGNATURE_PIN, "new"));
-    HCRYPTKEY key = 0;
-    ASSERT_TRUE(CryptGenKey(provider, AT_SIGNATURE, 0, &key));
-    CryptDestroyKey(key);
-    CryptReleaseContext(provider, 0);
-    const Container container = Container::Open(Side::User, "box");
-    EXPECT_TRUE(container.NeedsPassword(AT_SIGNATURE));
-    EXPECT_TRUE(container.LoadKey(AT_SIGNATURE, Secret(ViewOf("new"))));
-}
-
 // Opening a key takes its password away, and then nothing may lay a bare key in its place.
 TEST_F(Passwords, KeyInThePlaceOfAnOpenOneIsNoBarer) {
     const HCRYPTPROV provider = Open(CRYPT_SILENT);
@@ -121,7 +109,6 @@ constexpr int kWrong = SCARD_W_WRONG_CHV & 0xFF;
 constexpr int kCancelled = SCARD_W_CANCELLED_BY_USER & 0xFF;
 
 constexpr TypedRow kTyped[] = {
-    {"right at once", "secret\n", 0, 1},
     {"right at last", "one\ntwo\nsecret\n", 0, 3},
     {"three times wrong", "one\ntwo\nthree\nsecret\n", kWrong, 3},
     {"end of input", "\x04", kCancelled, 1},
@@ -174,7 +161,6 @@ TEST_F(Passwords, AreAskedForOnTheTerminalAndDoNotShow) {
 
 TEST_F(Passwords, ComeFromStandardInputWithoutATerminal) {
     const TypedRow rows[] = {
-        {"line", "secret\n", 0, 0},
         {"line without its end", "secret", 0, 0},
         {"right at last", "one\ntwo\nsecret\n", 0, 0},
         {"wrong and no more", "one\n", kWrong, 0},

@@ -7,45 +7,6 @@
 namespace platform::testing {
 namespace {
 
-struct DigestRow {
-    const char* name;
-    const char* oid;
-    const char* message;
-    const char* value;
-};
-
-// FIPS 180-4 examples; GOST R 34.11-2012, example 1; RFC 5831, 7.3.
-constexpr const char* kM1 = "012345678901234567890123456789012345678901234567890123456789012";
-constexpr DigestRow kDigests[] = {
-    {"SHA-256", oid::kSha256, "abc",
-     "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"},
-    {"SHA-512", oid::kSha512, "abc",
-     "ddaf35a193617abacc417349ae20413112e6fa4e89a97ea20a9eeee64b55d39a"
-     "2192992a274fc1a836ba3c23a3feebbd454d4423643ce80e2a9ac94fa54ca49f"},
-    {"34.11-2012 256", oid::kGostR3411_2012_256, kM1,
-     "9d151eefd8590b89daa6ba6cb74af9275dd051026bb149a452fd84e5e57b5500"},
-    {"34.11-2012 512", oid::kGostR3411_2012_512, kM1,
-     "1b54d01a4af5b9d5cc3d86d68d285462b19abc2475222f35c085122be4ba1ffa"
-     "00ad30f8767b3a82384c6574f024c311e2a481332b08ef7f41797891c1646f48"},
-    {"34.11-94", oid::kGostR3411_94, "This is message, length=32 bytes",
-     "2cefc2f7b7bdc514e18ea57fa74ff357e7fa17d652c75f69cb1be7893ede48eb"},
-};
-
-TEST(Digests, MatchTheStandardsInAnyPieces) {
-    for (const DigestRow& row : kDigests) {
-        const ByteView message = ViewOf(row.message);
-        for (std::size_t piece : {std::size_t{1}, std::size_t{7}, message.size()}) {
-            Digest digest(row.oid);
-            for (std::size_t at = 0; at < message.size(); at += piece) {
-                digest.Update(message.subspan(at, std::min(piece, message.size() - at)));
-                // Looking at it in between changes nothing.
-                EXPECT_NE(digest.Value().size(), 0U);
-            }
-            EXPECT_EQ(Hex(digest.Value()), row.value) << row.name << " in pieces of " << piece;
-        }
-    }
-}
-
 TEST(Digests, RefuseWhatIsNoDigest) {
     for (const char* oid : {"", "sha256", "1.2.3", oid::kRsa, "2.16.840.1.101.3.4.1.42",
                             "1.2.643.2.2.21", "1.2.643.7.1.1.2.9", "1.2.840.113549.2.4"}) {
@@ -64,20 +25,6 @@ std::string PkeyutlOptions(const KeyRow& row) {
     const bool pss = row.name == std::string_view("pss");
     return std::string(" -pkeyopt digest:") + row.digest +
            (pss ? " -pkeyopt rsa_pss_saltlen:32" : "");
-}
-
-TEST(Signatures, OpensslAcceptsOurs) {
-    SKIP_WITHOUT_ENGINE();
-    for (const KeyRow& row : KeyRows()) {
-        const AnyKey key = PrivateKey(row.name);
-        const Bytes digest = DigestOfPattern(row.digestOid);
-        WriteFile("digest", digest);
-        WriteFile("signature", SignDigest(key, row.digestOid, digest));
-        OpenSsl(
-            "pkeyutl -engine gost -verify -in digest -sigfile signature"
-            " -certin -inkey " +
-            std::string(row.name) + ".pem" + PkeyutlOptions(row));
-    }
 }
 
 TEST(Signatures, OursAcceptOpensslAndNothingElse) {
