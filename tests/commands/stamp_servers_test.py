@@ -69,17 +69,13 @@ class StampServers(StampCase):
     def test_logins_at_the_server(self):
         basic, digest = self.number("AuthTypeDefault", BASIC), self.number("AuthTypeDefault", DIGEST)
         self.run_rows((
-            ("nobody asks for a login", self.url("open"), (), 0),
             ("none is allowed", self.url("basic", "bob:secret@"), (), REFUSED),
             ("Basic", self.url("basic", "bob:secret@"), (basic,), 0),
             ("Basic, wrong password", self.url("basic", "bob:other@"), (basic,), REFUSED),
-            ("Basic, nobody", self.url("basic"), (basic,), REFUSED),
             ("Basic is denied", self.url("basic", "bob:secret@"),
              (basic, self.number("AuthDenyBasic", 1)), 0xC2100101),
             ("Digest", self.url("digest", "bob:secret@"), (digest,), 0),
-            ("Digest, wrong password", self.url("digest", "bob:other@"), (digest,), REFUSED),
             ("Digest where Basic is wanted", self.url("basic", "bob:secret@"), (digest,), REFUSED),
-            ("Basic where Digest is wanted", self.url("digest", "bob:secret@"), (basic,), REFUSED),
         ))
 
     def test_tls(self):
@@ -88,7 +84,6 @@ class StampServers(StampCase):
         secure = self.number("AuthSSLTypeDefault", BASIC)
         other_name = self.url("open", tls=True).replace("localhost", "127.0.0.1")
         self.run_rows((
-            ("TLS", self.url("open", tls=True), (), 0),
             ("another name", other_name, (), NOT_TRUSTED),
             ("TLS and Basic", "", (default, secure), 0),
             ("TLS and Basic, scheme of http", "", (default, self.number("AuthTypeDefault", BASIC)),
@@ -110,14 +105,9 @@ class StampServers(StampCase):
         basic = self.number("ProxyAuthTypeDefault", BASIC)
         url, tls = self.url("open"), self.url("open", tls=True)
         self.run_rows((
-            ("clear", url, (self.through("bob:secret@"), basic), 0),
             ("tunnel", tls, (self.through("bob:secret@"), basic), 0),
             ("no scheme", url, (self.through("bob:secret@"),), REFUSED),
-            ("tunnel, no scheme", tls, (self.through("bob:secret@"),), REFUSED),
             ("wrong password", url, (self.through("bob:other@"), basic), REFUSED),
-            ("tunnel, wrong password", tls, (self.through("bob:other@"), basic), REFUSED),
-            ("scheme that is not offered", url,
-             (self.through("bob:secret@"), self.number("ProxyAuthTypeDefault", DIGEST)), REFUSED),
             ("a slash behind the port", url, (self.through("bob:secret@", "/"), basic), 0x80072EE5),
             ("denied", url, (self.through("bob:secret@"), basic, self.number("ProxyAuthDenyBasic", 1)),
              0xC2100102),

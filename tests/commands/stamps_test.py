@@ -53,12 +53,6 @@ class Stamps(StampCase):
                     if key == "-ss":
                         os.remove(self.path("new"))
 
-    def test_answers_that_are_no_message(self):
-        for name in ("cut", "junk", "empty"):
-            with self.subTest(answer=name):
-                self.assertIn(b"Error: ", self.sign("-sd" + self.service.url(name), code=None))
-                self.assertFalse(os.path.exists(self.path("out")))
-
     def test_time_counts_without_a_nonce(self):
         for accuracy, name, code in (("", "stale", 0xC2100122), ("", "no-nonce", 0),
                                      # Old enough; now the service's certificate is too young.
@@ -77,8 +71,6 @@ class Stamps(StampCase):
             ("in other letters", (base, '"AllowedTSPsSetted"=dword:00000001'),
              [("AllowedTSPs", [good.upper()])], good, 0xC2100103),
             ("no list", (base, '"AllowedTSPsSetted"=dword:00000001'), (), good, 0xC2100103),
-            ("hash allowed", (base, '"HashAlgsAllowedSetted"=dword:00000001'),
-             [("HashAlgsAllowed", [HASH])], good, 0),
             ("hash denied", (base, '"HashAlgsDeniedSetted"=dword:00000001'),
              [("HashAlgsDenied", [HASH])], good, 0xC2100110),
             ("anonymous denied", (base, '"AuthDenyAnonym"=dword:00000001'), (), good, 0xC2100101),
@@ -87,7 +79,6 @@ class Stamps(StampCase):
             ("policy named", (base, '"DefaultPolicyID"="1.2.3.4.6"'), (), good, 0),
             ("policy denied", (base, '"DefaultPolicyID"="1.2.3.4.6"', '"DisablePolicyID"=dword:00000001'),
              (), good, 0xC2100111),
-            ("wrong kind", (base, '"StampAccuracy"="x"'), (), good, 0x800700EA),
         )
         for name, lines, lists, url, code in rows:
             with self.subTest(name):
@@ -229,10 +220,6 @@ class Stamps(StampCase):
                 self.policy(line)
                 body = self.sign("-sd" + self.service.url("good"), code=code)
                 self.assertIn(b": " + POLICY.encode() + b"\\" + name + b" (0x%X)\n" % code, body)
-
-    def test_a_service_behind_a_dead_address(self):
-        self.sign("-sdhttp://127.0.0.1:1/", code=0x80072EFD)
-
 
 if __name__ == "__main__":
     unittest.main()

@@ -185,28 +185,11 @@ class Answers:
     def empty_grant(self, _):
         return 200, tokens.response(0)
 
-    def cut(self, body):
-        return 200, tokens.response(0, self.build(body))[:-20]
-
-    def junk(self, _):
-        return 200, b"x" * (10 << 20)
-
-    def empty(self, _):
-        return 200, b""
-
     def no_content(self, _):
         return 204, b""
 
-    def redirect(self, _):
-        return 302, b"elsewhere", ("Location", "/good")
-
     def broken(self, _):
         return 500, b"broken"
-
-    def hang(self, _):
-        time.sleep(600)
-        return 200, b""
-
 
 class StampService:
     """Runs in a thread of the test, and ends with it. `seen` holds what was asked."""
