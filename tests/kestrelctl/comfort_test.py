@@ -24,7 +24,7 @@ TABLES = [
 ]
 # Line, what is suggested.
 WORDS = [
-    (["stroe", "list"], "store"), (["help me"], None), (["zzz"], None),
+    (["stroe", "list"], "store"), (["help me"], None), ([], None), (["identity", "create"], None),
     (["identity", "lst"], "identity list"), (["policy", "ste"], "policy set"),
     (["store", "zzzzzz"], None), (["store", "list", "--jsn"], "--json"),
     (["store", "list", "-machine"], "--machine"), (["a" * 100000], None),
@@ -83,6 +83,7 @@ class Comfort(KestrelCase):
         self.assertRegex(self.ctl("--version"),
                          rb"^kestrelctl \d+\.\d+\.\d+ \(commit ([0-9a-f]{12}|unknown), \w+\)\n$")
         self.ctl("--version", "store", status=2)
+
 
 if __name__ == "__main__":
     unittest.main()
