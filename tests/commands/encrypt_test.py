@@ -1,7 +1,6 @@
 """-encr and -decr from end to end, and with `openssl cms` as the other side."""
 
 import os
-import unittest
 
 from kestrel_case import TRANSPORT_KEYS, KestrelCase, error_line, progress
 
@@ -144,7 +143,3 @@ class Encrypt(KestrelCase):
                 self.expect(words, code, error_line(text, code))
         body = self.fail_with(0x20000065, "-encr", "-dn", "ann", "in", "no/such/msg")
         self.assertIn(error_line(b"Can't open file 'in'.", 0x20000065), body)
-
-
-if __name__ == "__main__":
-    unittest.main()

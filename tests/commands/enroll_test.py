@@ -5,7 +5,6 @@ import os
 import re
 import shutil
 import subprocess
-import unittest
 
 import tokens
 from kestrel_case import KestrelCase, closing, error_line
@@ -368,7 +367,3 @@ class Enroll(KestrelCase):
                 self.assertFalse(os.path.exists(self.path("out")))
                 os.remove(self.path(place))
                 self.assertEqual(self.containers(), [])
-
-
-if __name__ == "__main__":
-    unittest.main()

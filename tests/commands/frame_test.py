@@ -1,7 +1,6 @@
 """The process as a calling script sees it: output bytes, exit status, language, start-up."""
 
 import re
-import unittest
 
 from kestrel_case import OK, KestrelCase, closing, error_line
 
@@ -92,6 +91,3 @@ class Frame(KestrelCase):
         self.write("in", b"content")
         self.set_machine("[broken")
         self.assertIn(b"registry.reg", self.fail_with(None, "-sign", "-dn", "ann", "in", "msg"))
-
-if __name__ == "__main__":
-    unittest.main()

@@ -2,7 +2,6 @@
 
 import os
 import subprocess
-import unittest
 
 from kestrel_case import KestrelCase
 
@@ -65,7 +64,3 @@ class Gpgsm(KestrelCase):
         self.assertIn(b"Signer: ann\n Signature's verified.\n", body)
         for name in ("out1", "out2", "out3"):
             self.assertEqual(self.read(name), self.read("in"), name)
-
-
-if __name__ == "__main__":
-    unittest.main()

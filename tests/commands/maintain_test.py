@@ -2,7 +2,6 @@
 
 import base64
 import os
-import unittest
 
 from kestrel_case import ALL_KEYS, KestrelCase, error_line
 from tokens import elements, take
@@ -317,7 +316,3 @@ class Maintain(KestrelCase):
             for name in ("absent", "fifo"):
                 with self.subTest(f"{name} {words}"):
                     self.refused([*words, "-dn", "rsa", name], 0x20000065, None)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -8,7 +8,6 @@ import re
 import shutil
 import subprocess
 import time
-import unittest
 
 from kestrel_case import KESTRELCTL, KestrelCase
 
@@ -166,7 +165,3 @@ class Completion(KestrelCase):
         if not shutil.which("zsh"):
             self.skipTest("zsh is not installed")
         subprocess.run(["zsh", "-n", os.path.join(BUILD, "completion", "_kestrel")], check=True)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -3,7 +3,6 @@
 import os
 import subprocess
 import sys
-import unittest
 
 import web_server
 from kestrel_case import KestrelCase, closing, error_line
@@ -124,7 +123,3 @@ class Registration(KestrelCase):
                                     "-tpassword", "p", stdin=b"1\n")
         self.assertIn(b"Request failed", body)
         self.assertEqual(status, 0)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -6,7 +6,6 @@ import socketserver
 import subprocess
 import threading
 import time
-import unittest
 
 from authority import DELEGATE, END, Authority, Web, forget
 from kestrel_case import KESTRELCTL, KestrelCase
@@ -389,7 +388,3 @@ class CacheTest(RevocationCase):
             self.assertEqual(run.returncode, 0, output)
         self.assertEqual(len(self.listing("cache", "list")), 5)
         self.assertEqual(len(os.listdir(self.path("home/cache"))), 5, "nothing half-written")
-
-
-if __name__ == "__main__":
-    unittest.main()

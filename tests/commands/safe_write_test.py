@@ -4,7 +4,6 @@ import os
 import re
 import signal
 import subprocess
-import unittest
 
 from kestrel_case import KESTREL, KESTRELCTL, KestrelCase
 
@@ -195,7 +194,3 @@ class SafeWrite(KestrelCase):
                 if program == KESTREL:
                     self.assertEqual(self.read("in.hsh"), digest, "the work is done")
                     os.unlink(self.path("in.hsh"))
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -3,7 +3,6 @@
 import base64
 import os
 import time
-import unittest
 
 from kestrel_case import ALL_KEYS, KestrelCase, error_line, progress
 
@@ -256,7 +255,3 @@ class SignVerify(KestrelCase):
         self.write("bad", base64.encodebytes(der.replace(b"content", b"CONTENT")))
         body = self.fail_with(NO_SIGNATURES_GOOD, "-verify", "-start", "bad", "out")
         self.assertIn(b"File won't be started due to bad signatures.\n", body)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -4,7 +4,6 @@ a proxy that wants a login."""
 import os
 import subprocess
 import sys
-import unittest
 
 import real_servers
 from stamp_case import HASH, POLICY, StampCase
@@ -133,7 +132,3 @@ class StampServers(StampCase):
                 self.sign("-sd" + self.url("open"), code=code)
         self.env["no_proxy"] = "localhost"
         self.sign("-sd" + self.url("open"))
-
-
-if __name__ == "__main__":
-    unittest.main()

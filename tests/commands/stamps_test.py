@@ -4,7 +4,6 @@ import hashlib
 import os
 import subprocess
 import time
-import unittest
 
 import tokens
 from kestrel_case import KESTREL, OK, closing
@@ -220,6 +219,3 @@ class Stamps(StampCase):
                 self.policy(line)
                 body = self.sign("-sd" + self.service.url("good"), code=code)
                 self.assertIn(b": " + POLICY.encode() + b"\\" + name + b" (0x%X)\n" % code, body)
-
-if __name__ == "__main__":
-    unittest.main()

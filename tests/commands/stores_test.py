@@ -2,7 +2,6 @@
 
 import base64
 import os
-import unittest
 
 from kestrel_case import KestrelCase, error_line
 
@@ -190,6 +189,3 @@ class Administration(KestrelCase):
                 self.assertIn(words, self.ctl("store", "add", "Fresh", "ann.pem", file, status=1))
                 self.assertNotIn("Fresh", [row["store"] for row in self.listing("store", "list")])
         self.assertIn(b"absent.pem", self.ctl("store", "add", "Root", "absent.pem", status=1))
-
-if __name__ == "__main__":
-    unittest.main()

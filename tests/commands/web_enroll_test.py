@@ -4,7 +4,6 @@ import base64
 import os
 import re
 import struct
-import unittest
 import urllib.parse
 
 from authority import Web
@@ -213,7 +212,3 @@ class WebEnroll(KestrelCase):
         self.set_machine('"Version"=dword:6')
         self.fail_with(0x80004001, *self.create("-thumbprint", "x"), errors=2)
         self.assertEqual((self.web.asked, self.ctl("identity", "list")[:-1].count(b"\n")), ([], 0))
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -2,7 +2,6 @@
 
 import hashlib
 import json
-import unittest
 
 from authority import END, Authority, Web
 from kestrel_case import KestrelCase
@@ -67,7 +66,3 @@ class ChainTest(KestrelCase):
         _, until = self.openssl("crl", "-in", "root.crl", "-noout", "-nextupdate", "-dateopt",
                                 "iso_8601")
         self.assertEqual(f"nextUpdate={rows[0]['until']}\n".encode(), until.replace(b" ", b"T"))
-
-
-if __name__ == "__main__":
-    unittest.main()

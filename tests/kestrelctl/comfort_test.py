@@ -7,7 +7,6 @@ import re
 import struct
 import termios
 import unicodedata
-import unittest
 
 from kestrel_case import KESTRELCTL, KestrelCase
 
@@ -83,7 +82,3 @@ class Comfort(KestrelCase):
         self.assertRegex(self.ctl("--version"),
                          rb"^kestrelctl \d+\.\d+\.\d+ \(commit ([0-9a-f]{12}|unknown), \w+\)\n$")
         self.ctl("--version", "store", status=2)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -7,7 +7,6 @@ import pathlib
 import shutil
 import sqlite3
 import subprocess
-import unittest
 
 from kestrel_case import KESTRELCTL, KestrelCase
 
@@ -310,7 +309,3 @@ class Doctor(KestrelCase):
             self.env["KESTREL_" + side] = self.path("nowhere")
         self.assertEqual(self.examine(), [])
         self.assertFalse(os.path.exists(self.path("nowhere")))
-
-
-if __name__ == "__main__":
-    unittest.main()

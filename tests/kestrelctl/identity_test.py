@@ -5,7 +5,6 @@ import os
 import shutil
 import subprocess
 import time
-import unittest
 
 from kestrel_case import KESTRELCTL, KestrelCase
 
@@ -276,7 +275,3 @@ class Identities(KestrelCase):
             self.assertIn(b"would end after the year 9999", told)
         self.ctl("identity", "create", "CN=x", "--days", str(most - 1))
         self.assertEqual([until[:5] for until, in self.rows("not_after")], ["9999-"])
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -3,7 +3,6 @@
 import json
 import os
 import re
-import unittest
 
 from authority import Authority, Web
 from kestrel_case import KestrelCase
@@ -63,6 +62,3 @@ class Json(KestrelCase):
                 for row in document:
                     self.assertEqual(list(row), keys)
                     self.assertEqual({type(value) for value in row.values()}, {str})
-
-if __name__ == "__main__":
-    unittest.main()

@@ -10,7 +10,6 @@ import shutil
 import subprocess
 import sys
 import time
-import unittest
 
 import evidence
 from authority import END, Authority, Web
@@ -945,7 +944,3 @@ class Shown(MessageCase):
                 shown = self.run_message(*words).stdout
                 self.assertNotRegex(shown, b"[\x00-\x09\x0b-\x1f\x7f]")
                 self.assertNotIn("\u202e".encode(), shown)
-
-
-if __name__ == "__main__":
-    unittest.main()

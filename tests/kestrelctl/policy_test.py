@@ -2,7 +2,6 @@
 
 import os
 import re
-import unittest
 
 from kestrel_case import KestrelCase
 
@@ -142,7 +141,3 @@ class Policy(KestrelCase):
         self.assertEqual(self.shown(), [])
         self.ctl("policy", "import", "out.reg")
         self.assertEqual(self.shown(), before)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -117,7 +117,3 @@ class Report(KestrelCase):
                     self.assertIn(f"measured {width} []", said)
                     for colour in ("rgb(11, 107, 46)", "rgb(122, 82, 0)", "rgb(163, 18, 29)"):  # of verdicts
                         self.assertIn(colour, said)
-
-
-if __name__ == "__main__":
-    unittest.main()
