@@ -2,7 +2,7 @@
 
 import os
 
-from kestrel_case import TRANSPORT_KEYS, KestrelCase, error_line, progress
+from kestrel_case import TRANSPORT_KEYS, KestrelCase, error_line
 
 CREATED = b"Encrypted message is created.\n"
 DECRYPTED = b"Message is decrypted.\n"
@@ -17,7 +17,7 @@ class Encrypt(KestrelCase):
             self.make_identity(kind, kind)
             cipher = "-aes256" if kind == "rsa" else "-gost89"
             with self.subTest(f"{kind} ours"):
-                self.succeed("-encr", "-dn", kind, "-der", "in", "msg")
+                self.assertIn(CREATED, self.succeed("-encr", "-dn", kind, "-der", "in", "msg"))
                 self.decrypts(kind)
                 self.cms_decrypt("msg", kind)
                 self.same("out2")
@@ -27,7 +27,7 @@ class Encrypt(KestrelCase):
                     self.decrypts(kind)
 
     def decrypts(self, name):
-        self.succeed("-decr", "-dn", name, "msg", "out")
+        self.assertIn(DECRYPTED, self.succeed("-decr", "-dn", name, "msg", "out"))
         self.same("out")
 
     def test_ciphers_that_the_settings_name(self):
@@ -69,19 +69,6 @@ class Encrypt(KestrelCase):
         self.assertEqual(self.read("no"), b"")
         self.set_machine('"GostCipher"="2.16.840.1.101.3.4.1.42"')
         self.fail_with(0x20000134, "-encr", "-dn", "gost256", "in", "msg")
-
-    def test_sizes_around_chunk_and_block(self):
-        self.make_identity("rsa", "rsa")
-        for size in (0, 1, 15, 16, 17, 65535, 65536, 65537, 200_000):
-            for keys in ([], ["-der"]):
-                with self.subTest(f"{size} {keys}"):
-                    self.write("in", os.urandom(size))
-                    self.expect(["-encr", "-dn", "rsa", *keys, "in", "msg"], 0,
-                                self.chosen("rsa") + b"Encrypting the data..." + progress(size) +
-                                CREATED)
-                    body = self.succeed("-decr", "-dn", "rsa", "msg", "out")
-                    self.assertTrue(body.endswith(DECRYPTED + b"[ReturnCode: 0]\n"))
-                    self.assertEqual(self.read("out"), self.read("in"))
 
     def test_recipients_of_other_kinds_are_passed_over(self):
         for name, kind in (("ann", "rsa"), ("ec", "ec"), ("keyid", "rsa")):

@@ -57,14 +57,6 @@ class Frame(KestrelCase):
         self.assertTrue(body.startswith(b" -encr        Create encrypted message.\nCommand usage:\n"
                                         b" [path]kestrel -encr <CSC> [-der] <input file> <message>\n"))
 
-    def test_missing_store_is_a_warning(self):
-        body = b"Can't open certificate store: 'Nowhere'.\n"
-        self.expect(["-encr", "-uNowhere", "a", "b"], 0x2000012D,
-                    body + error_line(b"No certificate found.", 0x2000012D))
-        self.expect(["-encr", "-f", "absent.cer", "a", "b"], 0x2000012D,
-                    b"Can't open certificate store: 'absent.cer'.\n" +
-                    error_line(b"No certificate found.", 0x2000012D))
-
     def test_language(self):
         rows = [
             ("LC_ALL wins", {"LC_ALL": "ru_RU.UTF-8", "LANG": "en_US"}, True),
@@ -86,8 +78,3 @@ class Frame(KestrelCase):
             _, body = self.raw("-verify", "100%d\u202e.msg", env=env)
             self.assertIn(f"{text} '100%d\\u202E.msg'.".encode(), body)
 
-    def test_damaged_registry_is_named(self):
-        self.make_identity("rsa", "ann")
-        self.write("in", b"content")
-        self.set_machine("[broken")
-        self.assertIn(b"registry.reg", self.fail_with(None, "-sign", "-dn", "ann", "in", "msg"))

@@ -135,8 +135,6 @@ class SignVerify(KestrelCase):
              question + ask + done + error_line(b"No certificate to use.", 0x20000131)),
             ("cancel", [], b"c", 0x20000066,
              question + ask + error_line(b"Canceled by user.", 0x20000066)),
-            ("end of input", [], b"", 0x20000066,
-             question + ask + error_line(b"Canceled by user.", 0x20000066)),
             ("fatal", ["-errchain"], b"", 0x20000133, question),
             ("not checked", ["-nochain"], b"", 0, signing),
         ]

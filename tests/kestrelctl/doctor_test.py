@@ -8,6 +8,7 @@ import shutil
 import sqlite3
 import subprocess
 
+from evidence import DAY, NOW, Party, Shop
 from kestrel_case import KESTRELCTL, KestrelCase
 
 
@@ -38,16 +39,8 @@ def short_lived(test):
 
 
 def expired(test):
-    test.write("index", b"")
-    test.write("serial", b"01\n")
-    test.write("ca.cnf", b"[ca]\ndefault_ca=d\n[d]\ndatabase=index\nserial=serial\nnew_certs_dir=.\n"
-                         b"default_md=sha256\npolicy=p\n[p]\ncommonName=supplied\n")
-    test.openssl("req", "-new", "-newkey", "rsa:2048", "-nodes", "-keyout", "old.key", "-subj",
-                 "/CN=old", "-out", "old.csr")
-    test.openssl("ca", "-config", "ca.cnf", "-batch", "-selfsign", "-keyfile", "old.key", "-in",
-                 "old.csr", "-startdate", "20200101000000Z", "-enddate", "20200201000000Z",
-                 "-out", "old.pem")
-    test.ctl("store", "add", "CA", "old.pem")
+    test.write("old.cer", Party(Shop(test.folder), "old", end=NOW - DAY).certificate)
+    test.ctl("store", "add", "CA", "old.cer")
 
 
 def another(test):

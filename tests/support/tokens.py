@@ -198,15 +198,11 @@ class Request:
     def __init__(self, data):
         fields = elements(take(data)[1])
         hashed = elements(fields[1][1])
-        self.hash_oid = hashed[0][2]
         self.imprint = hashed[1][1]
         self.nonce = None
-        self.policy = None
         self.cert_req = False
         for tag, body, _ in fields[2:]:
             if tag == 0x02:
                 self.nonce = int.from_bytes(body, "big", signed=True)
-            elif tag == 0x06:
-                self.policy = body
             elif tag == 0x01:
                 self.cert_req = body != b"\x00"
