@@ -9,8 +9,6 @@ HELP_NOT_ALONE = b"You cannot use '-help' argument along with the others."
 # Name, words, code, the whole body behind the banner.
 REFUSALS = [
     ("unknown key", ["-sign", "-zzz"], 0x200000C9, b"Unknown key: '-zzz'."),
-    ("the word error wins over the missing command", ["-nonsense"], 0x200000C9,
-     b"Unknown key: '-nonsense'."),
     ("second command", ["-encr", "-decr"], 0x200000CA, b"Too many commands: '-decr'"),
     ("key without value", ["-verify", "a", "-dn"], 0x200000CB, b"No argument for '-dn' key."),
     ("help and a file", ["-encr", "-help", "file.txt"], 0x20000068, HELP_NOT_ALONE),
@@ -18,8 +16,6 @@ REFUSALS = [
     ("no -q below one", ["-sign", "-q0", "a", "b"], 0x200000CF, b"Integer is required for '-q' key"),
     ("first leftover in set order", ["-encr", "-yes", "-both", "a", "b"], 0x200000CE,
      b"Wrong key: 'both'."),
-    ("in usages only", ["-instcert", "-enable-install-root"], 0x200000C9,
-     b"Unknown key: '-enable-install-root'."),
     ("a second q", ["-encr", "-q", "-q5", "a", "b"], 0x200000CE, b"Wrong key: 'q'."),
 ]
 

@@ -194,7 +194,6 @@ class BadAnswersTest(RevocationCase):
             ("a page", b"<html><body>Log in first</body></html>", UNKNOWN),
             ("a list of another authority", pages["/high.crl"], UNKNOWN),
             ("one that was cut", good[:-1], UNKNOWN),
-            ("65 MiB", bytes(65 * 1024 * 1024), UNKNOWN),
         ]
         self.leaf("ann", f"crlDistributionPoints=URI:{self.web.address('list')}\n"
                   + self.low.access())

@@ -43,7 +43,6 @@ class ChainTest(KestrelCase):
              b"which certificate of two.pem is meant? 2 of them issued none of the others"),
             ("nothing", [""], 2, b"", b"a file or a thumbprint is needed, not ''"),
             ("no such thing", ["abcdef"], 1, b"", b"no file and no certificate is 'abcdef'"),
-            ("a list", ["root.crl"], 1, b"", b"root.crl holds no certificate"),
             ("a bad time", ["ann.pem", "--at", "2026-11-21 1"], 2, b"", b"'--at' needs a time"),
             ("a bad purpose", ["ann.pem", "--purpose", "tea"], 2, b"",
              b"'--purpose' is 'any' or 'stamp', not 'tea'"),

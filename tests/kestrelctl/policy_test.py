@@ -106,12 +106,11 @@ class Policy(KestrelCase):
         refused = (
             (f'[{user}\\{KEY}]\n"NonceLength"="8"', "NonceLength' has to be a number (dword), not '8'"),
             (f'[{user}\\{KEY}]\n"DefaultTSPURL"=dword:1', "DefaultTSPURL' has to be text, not '1'"),
-            (f'[{user}\\{KEY}]\n"AllowedTSPs"="http://x"', "AllowedTSPs' is no value"),
+            (f'[{user}\\{KEY}]\n"Nonces"=dword:1', "Nonces' is no value of the policy"),
             (f'[{user}\\{KEY}\\AllowedTSPs]\n"1"=dword:1', "AllowedTSPs\\1' has to be text"),
             (f'[{user}\\{KEY}\\AllowedTSP]\n"1"="http://x"', "AllowedTSP' is no list of the policy"),
             (f'[{user}\\{KEY}X]\n"NonceLength"=dword:8', "is outside of the policy"),
             (f'[-{machine}\\Software\\Kestrel\\Platform]', "is outside of the policy"),
-            (f'[{machine}\\Software\\Kestrel\\Platform]\n"Version"=dword:6', "Version' is no value"),
             (f'[{user}\\Software\\Kestrel\\Platform]\n"VerifyTokens"=dword:1', "outside of the policy"),
             ("nonsense", "line 6"),
         )

@@ -79,9 +79,6 @@ class Answers:
     def granted(self, *args, **changes):
         return 200, tokens.response(0, self.build(*args, **changes))
 
-    def plain(self, body):
-        return self.granted(body)
-
     def explicit_hash(self, body):
         return self.granted(body, names=lambda c: [tokens.ess_v2(c, explicit=True)])
 
@@ -173,9 +170,6 @@ class Answers:
 
     # ---- no token at all
 
-    def bare(self, body):
-        return 200, self.build(body)
-
     def rejected(self, _):
         return 200, tokens.response(2, text="We are closed", fail_bit=2)
 
@@ -184,9 +178,6 @@ class Answers:
 
     def empty_grant(self, _):
         return 200, tokens.response(0)
-
-    def no_content(self, _):
-        return 204, b""
 
     def broken(self, _):
         return 500, b"broken"

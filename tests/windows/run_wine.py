@@ -91,12 +91,8 @@ class WineRuns(unittest.TestCase):
             ("changed", ["-verify", "-verall", *source, "bad"], "(0x80090006)\n", False),
             ("encrypted", ["-encr", *source, "-der", "in", "enc"], "Encrypted message is created.\n",
              True),
-            ("copied to a file", ["-copycert", *source, "-df", "copy.cer"],
-             "Certificate's been copied.\n", True),
             ("copied to a store", ["-copycert", *source, "-duFriends"],
              "Certificate's been copied.\n", True),
-            ("copied again", ["-copycert", *source, "-duFriends"],
-             "Certificate's not been copied because the same one was in store.\n", True),
             ("deleted", ["-delcert", "-uFriends", "-nochain", "-yes"],
              "Certificate's been deleted.\n", True),
         ]
