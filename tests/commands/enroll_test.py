@@ -22,9 +22,7 @@ class Enroll(KestrelCase):
 
     def setUp(self):
         super().setUp()
-        self.self_sign("Authority", "basicConstraints=critical,CA:TRUE", "subjectKeyIdentifier=hash")
-        for kind in ("key", "pem"):
-            os.rename(self.path("Authority." + kind), self.path("ca." + kind))
+        self.self_sign("ca", "basicConstraints=critical,CA:TRUE", "subjectKeyIdentifier=hash")
         self.write("ids", b"authorityKeyIdentifier=keyid\n")
 
     def use_version(self, version):
@@ -287,7 +285,7 @@ class Enroll(KestrelCase):
         self.expect(keys, 0, INSTALLED)  # nobody to ask
         self.assertEqual(self.listed("Root"), [])
         shown = self.on_terminal(b"(y/n)? ", b"n", *keys)
-        self.assertIn(b"CN=Authority", shown)
+        self.assertIn(b"CN=ca", shown)
         self.assertEqual(self.listed("Root"), [])
         shown = self.on_terminal(b"(y/n)? ", b"y", *keys)
         self.assertIn(INSTALLED.replace(b"\n", b"\r\n"), shown)
@@ -301,7 +299,7 @@ class Enroll(KestrelCase):
         machine = self.ctl("store", "list", "Special", "--machine").decode()
         self.assertIn("yes", machine)
         self.assertEqual(self.listed("Root"), [])
-        self.assertIn("Authority", self.ctl("store", "list", "Root", "--machine").decode())
+        self.assertIn("CN=ca", self.ctl("store", "list", "Root", "--machine").decode())
 
     def test_keys_that_are_gone(self):
         """Whatever leads to a key, nothing is stored for one that is not there."""

@@ -67,8 +67,6 @@ class Maintain(KestrelCase):
         self.assertEqual([d for d in new.digests if d in old.digests], old.digests)
         return old, new
 
-    # ---- adding a signature ------------------------------------------------------
-
     def test_text_stays_text_in_64_columns(self):
         self.make(["rsa", "ec"])
         self.cms_sign("msg", ["rsa"])
@@ -152,8 +150,6 @@ class Maintain(KestrelCase):
         _, crl = self.openssl("crl", "-in", "ec.crl", "-outform", "DER")
         self.assertEqual(new.crls, [crl])
 
-    # ---- one of several signatures -----------------------------------------------
-
     def test_the_last_signature_may_go_and_another_come(self):
         self.make(["rsa", "gost512"])
         for text in (False, True):
@@ -184,8 +180,6 @@ class Maintain(KestrelCase):
         self.assertIn(rsa, self.read("msg"))
         self.expect(["-delsign", "-dn", "ec", "msg"], 0x80090006, self.chosen("ec") +
                     error_line(b"The signature does not match the data.", 0x80090006))
-
-    # ---- refusals ----------------------------------------------------------------
 
     def test_words_that_are_refused(self):
         self.make(["rsa", "ec"])

@@ -109,7 +109,6 @@ class RevocationTest(RevocationCase):
 
 class GostTest(RevocationCase):
     def test_gost_authorities(self):
-        """Issuers, lists and responders with GOST signatures."""
         self.need_engine()
         top = Authority(self, self.web, "top", kind=Authority.GOST)
         self.ctl("trust", "top.pem")
@@ -231,7 +230,6 @@ class BadAnswersTest(RevocationCase):
                 self.assertEqual(self.web.asked.count("/low.ocsp"), times, "asked again")
 
     def test_next_source(self):
-        """A source without an answer leaves the word to the next one."""
         self.low.publish()
         self.web.pages["/second"] = self.web.pages["/low.crl"]
         both = (f"crlDistributionPoints=URI:{self.web.address('missing')},"
@@ -254,7 +252,6 @@ class BadAnswersTest(RevocationCase):
         self.assertEqual(self.web.asked.count("/low.ocsp"), 1)
 
     def test_long_lists(self):
-        """A chain of four with the longest lists, from the network and from the cache."""
         for authority in (self.low, self.high, self.root):
             head = take(take(authority.publish())[1])[1]  # of version 1, up to its next update
             filler = der(0x30, bytes.fromhex("06032a0304"), der(4, bytes(62 << 20)))

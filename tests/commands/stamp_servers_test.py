@@ -1,6 +1,7 @@
 """Stamps through real servers: apache2 in front of the service, with logins and TLS, and squid as
 a proxy that wants a login."""
 
+import hashlib
 import os
 import subprocess
 import sys
@@ -17,7 +18,7 @@ class StampServers(StampCase):
     @classmethod
     def setUpClass(cls):
         super().setUpClass()
-        cls.issue("localhost", "subjectAltName=DNS:localhost")
+        cls.shared.self_sign("localhost", "subjectAltName=DNS:localhost", authority="ca")
         folder = cls.shared.path("servers")
         service = cls.service.url("")
         cls.servers = subprocess.Popen(
@@ -31,16 +32,6 @@ class StampServers(StampCase):
     def tearDownClass(cls):
         cls.servers.communicate()  # ends with its input
         super().tearDownClass()
-
-    @classmethod
-    def issue(cls, name, extension):
-        """A certificate of the service's authority."""
-        cls.shared.write(name + ".ext", extension.encode())
-        cls.shared.openssl("req", "-new", "-newkey", "rsa:2048", "-nodes", "-keyout", name + ".key",
-                           "-out", name + ".req", "-subj", "/CN=" + name)
-        cls.shared.openssl("x509", "-req", "-in", name + ".req", "-CA", "ca.pem", "-CAkey",
-                           "ca.key", "-CAcreateserial", "-days", "30", "-extfile", name + ".ext",
-                           "-out", name + ".pem")
 
     def url(self, place, login="", tls=False, port=None):
         port = port or (self.tls if tls else self.clear)
@@ -93,12 +84,9 @@ class StampServers(StampCase):
             ("a client's certificate is wanted", self.url("open", tls=True, port=self.client), (),
              0x80072F0C),
         ))
-        self.ctl("store", "remove", "Root", self.thumbprint("ca"), "--machine")
+        root = hashlib.sha1(self.shared.der_of("ca")).hexdigest()
+        self.ctl("store", "remove", "Root", root, "--machine")
         self.sign("-sd" + self.url("open", tls=True), code=NOT_TRUSTED)
-
-    def thumbprint(self, name):
-        _, printed = self.shared.openssl("x509", "-in", name + ".pem", "-noout", "-fingerprint")
-        return printed.decode().split("=")[1].strip().replace(":", "")
 
     def test_a_proxy_with_a_login(self):
         basic = self.number("ProxyAuthTypeDefault", BASIC)

@@ -62,8 +62,6 @@ class MessageCase(KestrelCase):
             self.assertEqual(faults, [], document)
         return done.returncode, found
 
-    # ---- parts -------------------------------------------------------------------
-
     def signed(self, *signers, who=(), lists=None, content=CONTENT, digests=(evidence.SHA256,)):
         """With Ann's certificate and a list on which nobody stands, unless told otherwise."""
         return message(content, signers or [signer(self.ann, CONTENT)],
@@ -739,8 +737,7 @@ class Uses(MessageCase):
 
 class Run(MessageCase):
     def test_lists_of_the_message_come_last(self):
-        web = Web()
-        self.addCleanup(web.close)
+        web = Web(self)
         names = der(0xA0, der(0xA0, der(0x86, web.address("list").encode())))
         point = evidence.extension("2.5.29.31", sequence(sequence(names)))
         gone = self.party("Gone", self.root, uses=[*SIGNING, point])
@@ -758,8 +755,7 @@ class Run(MessageCase):
         self.assertEqual(web.asked, ["/list"])
 
     def test_a_responder_tells_of_those_that_ended(self):
-        web = Web()
-        self.addCleanup(web.close)
+        web = Web(self)
         place = sequence(oid("1.3.6.1.5.5.7.48.1"), der(0x86, web.address("ocsp").encode()))
         gone = self.party("Gone", self.root, end=NOW - DAY, uses=[*SIGNING, evidence.extension(
             "1.3.6.1.5.5.7.1.1", sequence(place), False)])

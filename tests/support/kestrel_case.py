@@ -164,8 +164,6 @@ class KestrelCase(unittest.TestCase):
             self.assertEqual(done.returncode, status, f"openssl {args}: {done.stderr!r}")
         return done.returncode, done.stdout
 
-    # ---- `openssl cms`, in DER -----------------------------------------------------
-
     def cms_sign(self, out, signers, *options, source="in", detached=False):
         words = [] if detached else ["-nodetach"]
         for signer in signers:
@@ -231,11 +229,12 @@ class KestrelCase(unittest.TestCase):
         self.self_sign(name, "basicConstraints=CA:FALSE",
                        "keyUsage=digitalSignature,keyEncipherment,dataEncipherment", key=name)
 
-    def self_sign(self, name, *extensions, key=None):
-        """NAME.pem for a key that is there, or NAME.key, too."""
+    def self_sign(self, name, *extensions, key=None, authority=None):
+        """NAME.pem for a key that is there, or NAME.key, too; by an authority where one is told."""
         keyed = (["-new", "-key", f"{key}.key"] if key else
                  ["-newkey", "rsa:2048", "-nodes", "-keyout", f"{name}.key"])
         more = [word for extension in extensions for word in ("-addext", extension)]
+        more += ["-CA", f"{authority}.pem", "-CAkey", f"{authority}.key"] if authority else []
         self.openssl("req", "-x509", *keyed, "-subj", f"/CN={name}", "-days", "60", "-out",
                      f"{name}.pem", *more)
 
@@ -264,8 +263,6 @@ class KestrelCase(unittest.TestCase):
         arguments += ["--pin", pin] if pin is not None else []
         arguments += ["--trust"] if trust else []
         self.ctl(*arguments)
-
-    # ---- what the program prints ---------------------------------------------------
 
     def summary(self, name):
         """The standard showing of NAME.pem: subject, validity, a blank line."""

@@ -44,8 +44,6 @@ class Answers:
     def signer(self, name="tsa"):
         return tokens.Signer(self.folder, name)
 
-    # ---- what openssl answers
-
     def good(self, body):
         with self.lock:
             with open(f"{self.folder}/query", "wb") as file:
@@ -55,8 +53,6 @@ class Answers:
                  "tsa.pem", "-inkey", "tsa.key", "-queryfile", "query"],
                 cwd=self.folder, capture_output=True, check=False)
         return 200, done.stdout
-
-    # ---- tokens of our own
 
     def build(self, body, name="tsa", names=None, **changes):
         request = tokens.Request(body)
@@ -167,8 +163,6 @@ class Answers:
         made = bytearray(self.build(body))
         made[-10] ^= 1
         return 200, tokens.response(0, bytes(made))
-
-    # ---- no token at all
 
     def rejected(self, _):
         return 200, tokens.response(2, text="We are closed", fail_bit=2)
