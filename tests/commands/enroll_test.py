@@ -65,13 +65,14 @@ class Enroll(KestrelCase):
             self.assertEqual(self.read("out2"), self.read("in"))
 
     def test_from_nothing_to_messages(self):
-        self.use_version(10)
-        for kind, receives in PROVIDERS:
-            with self.subTest(kind):
+        """The newer control has keys of the provider that is named; its side follows -km alone."""
+        for version, kind, receives in [(10, *row) for row in PROVIDERS] + [(6, *row) for row in PROVIDERS[2:]]:
+            with self.subTest((version, kind)):
                 self.need_engine_for(kind)
-                name = f"Ann {kind}"
-                text = self.request("req", "-dn", f"CN={name},O=Example", "-provtype", str(kind),
-                                    "-smime")
+                self.use_version(version)
+                name, newer = f"Ann {version} {kind}", version == 6
+                keys = ["-provname", self.provider_name(kind)] if newer else ["-provtype", str(kind)]
+                text = self.request("req", "-dn", f"CN={name},O=Example", *keys, "-smime")
                 self.assertIn(f"Subject: O=Example,CN={name}\n", text)
                 self.assertIn("E-mail Protection", text)
                 self.assertIn("Digital Signature, Non Repudiation, Key Enc", text)
@@ -82,27 +83,11 @@ class Enroll(KestrelCase):
                                           cwd=self.folder, capture_output=True, check=True)
                     self.assertIn(f"Subject: O=Example,CN={name}\n".encode(), done.stdout)
                 self.issue("req", "cert")
-                self.expect(["-instcert", "-provtype", str(kind), "-cont", name, "cert.p7"], 0,
-                            INSTALLED)
-                self.holds(REQUEST=0, Root=1)
-                self.use(name, receives)
-
-    def test_the_newer_control(self):
-        """Its keys are of the provider that is named; the side follows -km alone."""
-        self.use_version(6)
-        for kind, receives in PROVIDERS[2:]:
-            with self.subTest(kind):
-                self.need_engine_for(kind)
-                name = f"Ann {kind}"
-                provider = self.provider_name(kind)
-                self.request("req", "-dn", f"CN={name}", "-provname", provider)
-                self.issue("req", "cert")
-                box = self.containers()[-1].split()[0]  # request, request-2, request-3
-                self.expect(["-instcert", "-provtype", str(kind), "-dmElsewhere", "-cont", box,
+                box = self.containers()[-1].split()[0] if newer else name  # request, request-2, request-3
+                self.expect(["-instcert", "-provtype", str(kind), *["-dmElsewhere"][:newer], "-cont", box,
                              "cert.p7"], 0, INSTALLED)
-                self.assertEqual(self.listed("REQUEST"), [])
+                self.holds(REQUEST=0, Root=1)
                 self.assertIn(name, "".join(self.listed("My")))
-                self.assertIn(f"CN={name}", self.containers()[-1])
                 self.use(name, receives)
 
     def provider_name(self, kind):
@@ -292,6 +277,13 @@ class Enroll(KestrelCase):
         self.assertEqual(len(self.listed("Root")), 1)
 
     def test_sides_and_stores(self):
+        self.request("req", *REQUEST_KEYS)
+        self.issue("req", "cert")
+        self.fail_with(0x80070005, "-instcert", "-noCSP", "-duroot", "cert.p7")
+        self.holds(Root=0, REQUEST=1)
+        self.expect(["-instcert", "-noCSP", "-duREQUEST", "cert.p7"], 0, INSTALLED)
+        self.ctl("store", "export", "REQUEST", "kept.pem")
+        self.assertEqual(self.read("kept.pem"), self.read("cert.pem"))
         self.use_version(10)
         self.request("req", *REQUEST_KEYS, "-km")
         self.issue("req", "cert")
@@ -300,6 +292,8 @@ class Enroll(KestrelCase):
         self.assertIn("yes", machine)
         self.assertEqual(self.listed("Root"), [])
         self.assertIn("CN=ca", self.ctl("store", "list", "Root", "--machine").decode())
+        self.expect(["-instcert", "-noCSP", "-duRoot", "kept.pem"], 0, INSTALLED)
+        self.holds(Root=1)
 
     def test_keys_that_are_gone(self):
         """Whatever leads to a key, nothing is stored for one that is not there."""
@@ -342,18 +336,6 @@ class Enroll(KestrelCase):
         self.assertIn(closing(0x80092004).strip(), shown)
         self.write(folder + "exchange.cer", public)  # of a container without the public part
         self.expect(["-instcert", *keys, "cert.p7"], 0, INSTALLED)
-
-    def test_stores_that_are_special(self):
-        self.request("req", *REQUEST_KEYS)
-        self.issue("req", "cert")
-        self.fail_with(0x80070005, "-instcert", "-noCSP", "-duroot", "cert.p7")
-        self.holds(Root=0, REQUEST=1)
-        self.expect(["-instcert", "-noCSP", "-duREQUEST", "cert.p7"], 0, INSTALLED)
-        self.ctl("store", "export", "REQUEST", "kept.pem")
-        self.assertEqual(self.read("kept.pem"), self.read("cert.pem"))
-        self.use_version(10)
-        self.expect(["-instcert", "-noCSP", "-duRoot", "cert.p7"], 0, INSTALLED)
-        self.assertEqual(len(self.listed("Root")), 2)
 
     def test_what_cannot_be_written(self):
         rows = [("a file in the folder's place", "home/containers"), ("no database", "home/stores.db")]

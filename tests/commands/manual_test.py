@@ -61,21 +61,6 @@ class Manual(KestrelCase):
             done = subprocess.run([*words, *PAGES], capture_output=True, check=False)
             self.assertEqual((done.stdout, done.stderr), (b"", b""), words)
 
-    def test_every_command_and_key_of_kestrel(self):
-        tags, words = self.tags("kestrel.1"), 0
-        _, listing = self.kestrel("--help")
-        for command in re.findall(r"^ (-\S+) ", listing.decode().split("\nCert")[0], re.M):
-            command = {"-singf": "-signf"}.get(command, command)
-            if command == "-help":
-                continue
-            self.assertIn(command, tags)
-            _, usage = self.kestrel(command, "-help")
-            explained = usage.decode().split("\n\n", 1)[1]
-            for word in re.findall(r"^ (-\S+) ", explained, re.M):
-                self.assertIn(word, tags, command)
-                words += 1
-        self.assertGreater(words, 200)
-
     def test_every_setting(self):
         names = re.findall(r"^(\w+) ", self.ctl("policy", "show", "--all").decode(), re.M)
         self.assertGreater(len(names), 40)
