@@ -14,19 +14,7 @@ class Gpgsm(KestrelCase):
         self.write("gpg/gpg-agent.conf", b"allow-loopback-pinentry\n")
         self.write("gpg/gpgsm.conf", b"disable-crl-checks\ndisable-policy-checks\n")
         self.addCleanup(subprocess.run, ["gpgconf", "--kill", "all"], env=self.env, check=False)
-        self.make_issued_identity()
-
-    def run_gpgsm(self, *args):
-        return subprocess.run(["gpgsm", "--batch", "--yes", "--pinentry-mode", "loopback",
-                               "--passphrase-fd", "0", *args], cwd=self.folder, env=self.env,
-                              input=b"p\n", capture_output=True, timeout=200, check=False)
-
-    def gpgsm(self, *args):
-        done = self.run_gpgsm(*args)
-        self.assertEqual(done.returncode, 0, f"gpgsm {args}: {done.stderr!r}")
-
-    def make_issued_identity(self):
-        """ann, issued by a CA that both sides trust; gpgsm reads old PKCS #12 ciphers only."""
+        # ann, issued by a CA that both sides trust; gpgsm reads old PKCS #12 ciphers only.
         self.self_sign("ca", "basicConstraints=critical,CA:TRUE", "keyUsage=keyCertSign,cRLSign")
         _, printed = self.openssl("x509", "-in", "ca.pem", "-noout", "-fingerprint", "-sha1")
         self.write("gpg/trustlist.txt", printed.partition(b"=")[2].strip() + b" S\n")
@@ -41,6 +29,15 @@ class Gpgsm(KestrelCase):
         self.assertEqual(imported.returncode, 0, imported.stderr)
         self.ctl("identity", "import", "ann.p12", "--password", "p")
         self.ctl("trust", "ca.pem")
+
+    def run_gpgsm(self, *args):
+        return subprocess.run(["gpgsm", "--batch", "--yes", "--pinentry-mode", "loopback",
+                               "--passphrase-fd", "0", *args], cwd=self.folder, env=self.env,
+                              input=b"p\n", capture_output=True, timeout=200, check=False)
+
+    def gpgsm(self, *args):
+        done = self.run_gpgsm(*args)
+        self.assertEqual(done.returncode, 0, f"gpgsm {args}: {done.stderr!r}")
 
     def test_both_directions(self):
         self.write("in", os.urandom(300_000))

@@ -1,11 +1,6 @@
 """What makes kestrelctl pleasant: tables that fit, the word that was meant, which one it is."""
 
-import fcntl
-import os
-import pty
 import re
-import struct
-import termios
 import unicodedata
 
 from kestrel_case import KESTRELCTL, KestrelCase
@@ -39,16 +34,7 @@ def width_of(line):
 class Comfort(KestrelCase):
     def shown(self, words, columns):
         """The lines that a terminal of that width gets."""
-        child, terminal = pty.fork()
-        if child == 0:
-            fcntl.ioctl(1, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
-            os.execve(KESTRELCTL, [KESTRELCTL, *words], self.env)
-        output = b""
-        while piece := self.piece_of(terminal):
-            output += piece
-        os.close(terminal)
-        self.assertEqual(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]), 0)
-        return output.decode().splitlines()
+        return self.on_terminal(b"?", b"", *words, program=KESTRELCTL, columns=columns).decode().splitlines()
 
     def test_tables_fit_and_lose_nothing(self):
         self.ctl("identity", "create", LONG, "--days", "10")

@@ -1,12 +1,15 @@
 """Runs the built programs as a user does: a temporary home, exact output bytes."""
 
+import fcntl
 import json
 import os
 import pty
 import select
 import shutil
+import struct
 import subprocess
 import tempfile
+import termios
 import time
 import unittest
 
@@ -193,12 +196,13 @@ class KestrelCase(unittest.TestCase):
     def same(self, one, other="in"):
         self.assertEqual(self.read(one), self.read(other))
 
-    def on_terminal(self, cue, typed, *args, ahead=b""):
+    def on_terminal(self, cue, typed, *args, ahead=b"", program=KESTREL, columns=80):
         """What a terminal shows when this is typed at the first question that ends in the cue."""
         child, terminal = pty.fork()
         if child == 0:
             os.chdir(self.folder)
-            os.execve(KESTREL, [KESTREL, *args], self.env)
+            fcntl.ioctl(1, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+            os.execve(program, [program, *args], self.env)
         os.write(terminal, ahead)
         shown, answered = b"", False
         while piece := self.piece_of(terminal):
