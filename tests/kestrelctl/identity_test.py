@@ -253,14 +253,17 @@ class Identities(KestrelCase):
                         self.assertNotIn(b"hidden123", file.read())
                 self.assertEqual(process.wait(20), 1)
 
-    def test_names_taken_and_type_one(self):
+    def test_names_taken_and_types(self):
         runs = [subprocess.Popen([KESTRELCTL, "identity", "create", "CN=x", "--provtype", "16"],
                                  env=self.env, stdout=subprocess.DEVNULL) for _ in range(6)]
         self.assertEqual([run.wait(60) for run in runs], [0] * 6)
         self.assertEqual(self.rows("container"), [("x",)] + [(f"x-{n}",) for n in range(2, 7)])
-        self.ctl("identity", "create", "CN=one", "--provtype", "1", "--container", "one")
-        self.assertIn(("one", "1"), self.rows("container", "provtype"))
-        self.ctl("identity", "create", "CN=one", "--container", "one", status=1)
+        self.write("in", b"content")
+        for kind in ("1", "75", "81"):
+            self.ctl("identity", "create", f"CN=of {kind}", "--provtype", kind, "--container", "of " + kind)
+            self.assertIn(("of " + kind, kind), self.rows("container", "provtype"))
+            self.succeed("-sign", "-dn", "of " + kind, "-nochain", "in", "msg" + kind)
+        self.ctl("identity", "create", "CN=one", "--container", "of 1", status=1)
 
     def test_days_up_to_the_last_year(self):
         # A day of grace: the day may end while the test runs.
