@@ -4,7 +4,6 @@ import base64
 import hashlib
 import os
 import socket
-import unittest
 
 from kestrel_case import ALL_KEYS, KestrelCase, closing, error_line
 
@@ -353,7 +352,3 @@ class Signatures(BatchCase):
         self.assertFalse(os.path.exists(self.path("a.sgn")))
         self.succeed("-signf", "-dn", "rsa", "a")
         self.assertIn(b"a... Error: ", self.fail_with(BAD_STAMP, *self.verify("rsa"), "-ss10", "a"))
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -1,9 +1,8 @@
 """-encr and -decr from end to end, and with `openssl cms` as the other side."""
 
 import os
-import unittest
 
-from kestrel_case import TRANSPORT_KEYS, KestrelCase, error_line, progress
+from kestrel_case import TRANSPORT_KEYS, KestrelCase, error_line
 
 CREATED = b"Encrypted message is created.\n"
 DECRYPTED = b"Message is decrypted.\n"
@@ -18,7 +17,7 @@ class Encrypt(KestrelCase):
             self.make_identity(kind, kind)
             cipher = "-aes256" if kind == "rsa" else "-gost89"
             with self.subTest(f"{kind} ours"):
-                self.succeed("-encr", "-dn", kind, "-der", "in", "msg")
+                self.assertIn(CREATED, self.succeed("-encr", "-dn", kind, "-der", "in", "msg"))
                 self.decrypts(kind)
                 self.cms_decrypt("msg", kind)
                 self.same("out2")
@@ -28,7 +27,7 @@ class Encrypt(KestrelCase):
                     self.decrypts(kind)
 
     def decrypts(self, name):
-        self.succeed("-decr", "-dn", name, "msg", "out")
+        self.assertIn(DECRYPTED, self.succeed("-decr", "-dn", name, "msg", "out"))
         self.same("out")
 
     def test_ciphers_that_the_settings_name(self):
@@ -71,28 +70,6 @@ class Encrypt(KestrelCase):
         self.set_machine('"GostCipher"="2.16.840.1.101.3.4.1.42"')
         self.fail_with(0x20000134, "-encr", "-dn", "gost256", "in", "msg")
 
-    def test_sizes_around_chunk_and_block(self):
-        self.make_identity("rsa", "rsa")
-        for size in (0, 1, 15, 16, 17, 65535, 65536, 65537, 200_000):
-            for keys in ([], ["-der"]):
-                with self.subTest(f"{size} {keys}"):
-                    self.write("in", os.urandom(size))
-                    self.expect(["-encr", "-dn", "rsa", *keys, "in", "msg"], 0,
-                                self.chosen("rsa") + b"Encrypting the data..." + progress(size) +
-                                CREATED)
-                    body = self.succeed("-decr", "-dn", "rsa", "msg", "out")
-                    self.assertTrue(body.endswith(DECRYPTED + b"[ReturnCode: 0]\n"))
-                    self.assertEqual(self.read("out"), self.read("in"))
-
-    def test_several_recipients(self):
-        self.make_identities("ann", "bob", "eve")
-        self.write("in", b"for two of us")
-        self.succeed("-encr", "-dn", "ann", "-dn", "bob", "in", "msg")
-        for name in ("ann", "bob"):
-            self.decrypts(name)
-        body = self.fail_with(0x2000025A, "-decr", "-dn", "eve", "msg", "out")
-        self.assertIn(error_line(b"Recipient certificate not found.", 0x2000025A), body)
-
     def test_recipients_of_other_kinds_are_passed_over(self):
         for name, kind in (("ann", "rsa"), ("ec", "ec"), ("keyid", "rsa")):
             self.make_identity(kind, name)
@@ -122,6 +99,7 @@ class Encrypt(KestrelCase):
             ("unfit certificate", ["-encr", "-f", "only.pem", "-nochain", "in"], 0x20000132),
             ("wrong -pin of a signer", [*sign, "-pin", "wrong", "in"], 0x8010006B),
             ("cancelled prompt of a signer", [*sign, "in"], 0x8010006E),
+            ("no terminal to ask on", [*sign, "-askpin", "in"], 0x20000135),
             ("bad attribute", [*sign, "-pin", "right", "-attr", "1.2.3,oid", "in"], None),
             ("nothing to verify", ["-verify", "oid"], None),
         ]
@@ -152,8 +130,3 @@ class Encrypt(KestrelCase):
                 self.expect(words, code, error_line(text, code))
         body = self.fail_with(0x20000065, "-encr", "-dn", "ann", "in", "no/such/msg")
         self.assertIn(error_line(b"Can't open file 'in'.", 0x20000065), body)
-
-
-
-if __name__ == "__main__":
-    unittest.main()

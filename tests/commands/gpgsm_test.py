@@ -2,7 +2,6 @@
 
 import os
 import subprocess
-import unittest
 
 from kestrel_case import KestrelCase
 
@@ -15,23 +14,12 @@ class Gpgsm(KestrelCase):
         self.write("gpg/gpg-agent.conf", b"allow-loopback-pinentry\n")
         self.write("gpg/gpgsm.conf", b"disable-crl-checks\ndisable-policy-checks\n")
         self.addCleanup(subprocess.run, ["gpgconf", "--kill", "all"], env=self.env, check=False)
-        self.make_issued_identity()
-
-    def run_gpgsm(self, *args):
-        return subprocess.run(["gpgsm", "--batch", "--yes", "--pinentry-mode", "loopback",
-                               "--passphrase-fd", "0", *args], cwd=self.folder, env=self.env,
-                              input=b"p\n", capture_output=True, timeout=200, check=False)
-
-    def gpgsm(self, *args):
-        done = self.run_gpgsm(*args)
-        self.assertEqual(done.returncode, 0, f"gpgsm {args}: {done.stderr!r}")
-
-    def make_issued_identity(self):
-        """ann, issued by a CA that both sides trust; gpgsm reads old PKCS #12 ciphers only."""
+        # ann, issued by a CA that both sides trust; gpgsm reads old PKCS #12 ciphers only.
         self.self_sign("ca", "basicConstraints=critical,CA:TRUE", "keyUsage=keyCertSign,cRLSign")
-        self.write("gpg/trustlist.txt", self.fingerprint("ca.pem") + b" S\n")
+        _, printed = self.openssl("x509", "-in", "ca.pem", "-noout", "-fingerprint", "-sha1")
+        self.write("gpg/trustlist.txt", printed.partition(b"=")[2].strip() + b" S\n")
         self.gpgsm("--import", "ca.pem")
-        self.issue_ann()
+        self.self_sign("ann", authority="ca")
         # gpgsm cannot read one PKCS #12 file in a hundred; another salt helps.
         for _ in range(4):
             self.export("ann", "-certpbe", "NONE", "-keypbe", "PBE-SHA1-3DES", "-macalg", "sha1")
@@ -42,15 +30,14 @@ class Gpgsm(KestrelCase):
         self.ctl("identity", "import", "ann.p12", "--password", "p")
         self.ctl("trust", "ca.pem")
 
-    def fingerprint(self, name):
-        _, printed = self.openssl("x509", "-in", name, "-noout", "-fingerprint", "-sha1")
-        return printed.partition(b"=")[2].strip()
+    def run_gpgsm(self, *args):
+        return subprocess.run(["gpgsm", "--batch", "--yes", "--pinentry-mode", "loopback",
+                               "--passphrase-fd", "0", *args], cwd=self.folder, env=self.env,
+                              input=b"p\n", capture_output=True, timeout=200, check=False)
 
-    def issue_ann(self):
-        self.openssl("req", "-newkey", "rsa:2048", "-nodes", "-keyout", "ann.key", "-out", "ann.csr",
-                     "-subj", "/CN=ann")
-        self.openssl("x509", "-req", "-in", "ann.csr", "-CA", "ca.pem", "-CAkey", "ca.key", "-days",
-                     "30", "-set_serial", "77", "-out", "ann.pem")
+    def gpgsm(self, *args):
+        done = self.run_gpgsm(*args)
+        self.assertEqual(done.returncode, 0, f"gpgsm {args}: {done.stderr!r}")
 
     def test_both_directions(self):
         self.write("in", os.urandom(300_000))
@@ -65,7 +52,3 @@ class Gpgsm(KestrelCase):
         self.assertIn(b"Signer: ann\n Signature's verified.\n", body)
         for name in ("out1", "out2", "out3"):
             self.assertEqual(self.read(name), self.read("in"), name)
-
-
-if __name__ == "__main__":
-    unittest.main()

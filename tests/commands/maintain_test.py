@@ -2,9 +2,8 @@
 
 import base64
 import os
-import unittest
 
-from kestrel_case import ALL_KEYS, KestrelCase, error_line
+from kestrel_case import KestrelCase, error_line
 from tokens import elements, take
 
 NO_SIGNATURE = 0x200001F8
@@ -68,28 +67,6 @@ class Maintain(KestrelCase):
         self.assertEqual([d for d in new.digests if d in old.digests], old.digests)
         return old, new
 
-    # ---- adding a signature ------------------------------------------------------
-
-    def test_every_key_signs_behind_every_other(self):
-        self.make(ALL_KEYS)
-        forms = [[], ["-stream"], ["-noattr"], ["-keyid", "-stream"]]
-        for first in ALL_KEYS:
-            for number, second in enumerate(ALL_KEYS):
-                if first == second:
-                    continue
-                form = forms[number % len(forms)]
-                with self.subTest(f"{first} {second} {form}"):
-                    self.cms_sign("msg", [first], *form)
-                    before = self.read("msg")
-                    self.expect(["-addsign", "-dn", second, "msg"], 0,
-                                self.chosen(second) + SIGNING + SIGNED)
-                    old, new = self.kept(before, self.read("msg"))
-                    self.assertEqual(len(new.signers), 2)
-                    self.assertEqual(len(new.certificates), 2)
-                    if "-stream" not in form:
-                        self.assertEqual(new.content, old.content)
-                    self.openssl_verifies("msg", [first, second])
-
     def test_text_stays_text_in_64_columns(self):
         self.make(["rsa", "ec"])
         self.cms_sign("msg", ["rsa"])
@@ -122,7 +99,7 @@ class Maintain(KestrelCase):
         self.openssl_verifies("msg2", kinds)
         body = self.succeed("-verify", "-dn", "CN", "msg2")
         self.assertEqual(body.count(b" Signature's verified.\n"), 4)
-        self.succeed("-delsign", "-dn", "ec", "msg2")
+        self.expect(["-delsign", "-dn", "ec", "msg2"], 0, self.chosen("ec") + DELETED)
         self.openssl_verifies("msg2", ["rsa", "gost256", "gost512"])
         self.openssl("cms", "-resign", "-binary", "-inform", "DER", "-in", "msg2", "-outform", "DER",
                      "-out", "msg3", "-signer", "ec.pem", "-inkey", "ec.key", "-nocerts")
@@ -173,25 +150,6 @@ class Maintain(KestrelCase):
         _, crl = self.openssl("crl", "-in", "ec.crl", "-outform", "DER")
         self.assertEqual(new.crls, [crl])
 
-    # ---- one of several signatures -----------------------------------------------
-
-    def test_removing_one_leaves_the_others(self):
-        kinds = ["rsa", "ec", "gost2001"]
-        self.make(kinds)
-        for form in ([], ["-stream", "-keyid"]):
-            self.cms_sign("three", kinds, *form)
-            before = self.read("three")
-            old = Parts(before)
-            for kind in kinds:
-                with self.subTest(f"{kind} {form}"):
-                    self.write("msg", before)
-                    self.expect(["-delsign", "-dn", kind, "msg"], 0, self.chosen(kind) + DELETED)
-                    new = Parts(self.read("msg"))
-                    self.assertEqual(new.certificates, old.certificates)
-                    self.assertEqual([s for s in old.signers if s in new.signers], new.signers)
-                    self.assertEqual(len(new.signers), 2)
-                    self.openssl_verifies("msg", [k for k in kinds if k != kind])
-
     def test_the_last_signature_may_go_and_another_come(self):
         self.make(["rsa", "gost512"])
         for text in (False, True):
@@ -211,32 +169,6 @@ class Maintain(KestrelCase):
                 self.succeed("-addsign", "-dn", "gost512", "msg")
                 self.openssl_verifies("msg", ["gost512"])
 
-    def test_attributes_go_to_the_right_signature(self):
-        kinds = ["rsa", "ec", "gost256"]
-        self.make(kinds)
-        self.write("b", b"\x02\x01\x07")
-        self.cms_sign("three", kinds)
-        before = self.read("three")
-        old = Parts(before)
-        changed = set()
-        for kind in kinds:
-            with self.subTest(kind):
-                self.write("msg", before)
-                self.expect(["-addattr", "-dn", kind, "-attr", "1.2.3.9," + self.value(), "-attr",
-                             "1.2.3.5,b", "msg"], 0, self.chosen(kind))
-                new = Parts(self.read("msg"))
-                touched = [i for i in range(3) if new.signers[i] != old.signers[i]]
-                self.assertEqual(len(touched), 1)
-                changed.update(touched)
-                signer = children(new.signers[touched[0]])
-                self.assertEqual(signer[:-1], children(old.signers[touched[0]]))
-                self.assertEqual({a.hex() for a in children(signer[-1])},
-                                 {"300e06032a030931070c056c6f63616c", "300a06032a03053103020107"})
-                self.assertEqual((new.certificates, new.content, new.digests),
-                                 (old.certificates, old.content, old.digests))
-                self.openssl_verifies("msg", kinds)
-        self.assertEqual(changed, {0, 1, 2})
-
     def test_a_bad_signature_before_the_wanted_one_is_passed_over(self):
         self.make(["rsa", "ec"])
         self.cms_sign("msg", ["rsa", "ec"])
@@ -248,8 +180,6 @@ class Maintain(KestrelCase):
         self.assertIn(rsa, self.read("msg"))
         self.expect(["-delsign", "-dn", "ec", "msg"], 0x80090006, self.chosen("ec") +
                     error_line(b"The signature does not match the data.", 0x80090006))
-
-    # ---- refusals ----------------------------------------------------------------
 
     def test_words_that_are_refused(self):
         self.make(["rsa", "ec"])
@@ -269,21 +199,15 @@ class Maintain(KestrelCase):
             ("another's key", ["-addsign", "-dn", "rsa", "-der", "msg"], 0x200000CE, found + wrong),
             ("another's key", ["-addattr", "-dn", "rsa", "-attr", value, "-der", "msg"], 0x200000CE,
              wrong),
-            ("another's key", ["-delsign", "-dn", "rsa", "-der", "msg"], 0x200000CE, wrong),
             ("no attribute", ["-addattr", "-dn", "rsa", "absent"], 0x200000CD,
              error_line(b"No required key: '-attr'.", 0x200000CD)),
             ("no comma", ["-addattr", "-dn", "rsa", "-attr", "1.2.3", "msg"], 87, b""),
-            ("no comma", ["-addsign", "-dn", "rsa", "-authattr", "1.2.3", "msg"], 87, b""),
-            ("nobody", ["-delsign", "-dn", "Nobody", "msg"], 0x2000012D,
-             error_line(b"No certificate found.", 0x2000012D)),
             ("certificate of no signer", ["-delsign", "-dn", "ec", "msg"], NO_SIGNATURE,
              self.chosen("ec") + error_line(b"Signature isn't found.", NO_SIGNATURE)),
             ("stamp by nobody", ["-addsign", "-dn", "rsa", "-sshttp://127.0.0.1:1/", "msg"],
              0x80072EFD, None),
             ("half a value", ["-addattr", "-dn", "rsa", "-attr", "1.2.3,bad", "msg"], None, None),
-            ("half a value", ["-addsign", "-dn", "ec", "-authattr", "1.2.3,bad", "msg"], None, None),
             ("bad identifier", ["-addattr", "-dn", "rsa", "-attr", ",value", "msg"], None, None),
-            ("bad identifier", ["-addsign", "-dn", "ec", "-attr", "1.2.x,value", "msg"], None, None),
         ]
         for name, words, code, body in rows:
             with self.subTest(f"{name} {words}"):
@@ -307,7 +231,7 @@ class Maintain(KestrelCase):
         self.cms_sign("detached", ["rsa"], detached=True)
         files = [
             ("empty", b"", 0x20000065), ("text", b"Hello, world\n", None),
-            ("text like BASE64", b"My bonnie\n", None), ("cut", good[:-1], None),
+            ("cut", good[:-1], None),
             ("cut in BASE64", base64.b64encode(good[:-9]), None), ("tail", good + b"\0", None),
             ("enveloped", self.read("env"), None), ("detached", self.read("detached"), None),
             ("nested", b"\x30\x80" * 100_000, None),
@@ -323,7 +247,3 @@ class Maintain(KestrelCase):
             for name in ("absent", "fifo"):
                 with self.subTest(f"{name} {words}"):
                     self.refused([*words, "-dn", "rsa", name], 0x20000065, None)
-
-
-if __name__ == "__main__":
-    unittest.main()

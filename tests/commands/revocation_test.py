@@ -6,7 +6,6 @@ import socketserver
 import subprocess
 import threading
 import time
-import unittest
 
 from authority import DELEGATE, END, Authority, Web, forget
 from kestrel_case import KESTRELCTL, KestrelCase
@@ -110,7 +109,6 @@ class RevocationTest(RevocationCase):
 
 class GostTest(RevocationCase):
     def test_gost_authorities(self):
-        """Issuers, lists and responders with GOST signatures."""
         self.need_engine()
         top = Authority(self, self.web, "top", kind=Authority.GOST)
         self.ctl("trust", "top.pem")
@@ -119,13 +117,11 @@ class GostTest(RevocationCase):
         self.low.publish()
         self.low.issue("delegate", DELEGATE)
         self.low.respond("delegate")
-        for name, source in (("ann", self.low.points()), ("bob", "")):
-            self.leaf(name, source + self.low.access(responder=not source))
-            self.notices(name)
-            self.low.revoke(name)
-            self.low.publish()
-            forget(self)
-            self.assertEqual(self.chain(name, 1)[0]["status"], "revoked")
+        self.leaf("bob", self.low.access(responder=True))
+        self.notices("bob")
+        self.low.revoke("bob")
+        forget(self)
+        self.assertEqual(self.chain("bob", 1)[0]["status"], "revoked")
 
 
 class LdapTest(RevocationCase):
@@ -189,24 +185,12 @@ class BadAnswersTest(RevocationCase):
         good = self.low.publish()
         self.openssl("crl", "-in", "low.crl", "-out", "low.crl.pem")
         pages = self.web.pages
-        pages["/circle"] = (302, {"Location": "/circle"}, b"")
-        pages["/once"] = (302, {"Location": "/good"}, b"")
-        pages["/good"] = good
         rows = [
             ("the list", good, "good"),
             ("as PEM", self.read("low.crl.pem"), "good"),
-            ("behind a redirect", pages["/once"], "good"),
-            ("a circle of redirects", pages["/circle"], UNKNOWN),
-            ("a redirect to a file", (302, {"Location": f"file://{self.path('low.crl')}"}, b""),
-             UNKNOWN),
-            ("the list with status 500", (500, {}, good), UNKNOWN),
-            ("nothing", None, UNKNOWN),
-            ("an empty answer", b"", UNKNOWN),
             ("a page", b"<html><body>Log in first</body></html>", UNKNOWN),
             ("a list of another authority", pages["/high.crl"], UNKNOWN),
             ("one that was cut", good[:-1], UNKNOWN),
-            ("one that was altered", good[:-1] + bytes([good[-1] ^ 1]), UNKNOWN),
-            ("65 MiB", bytes(65 * 1024 * 1024), UNKNOWN),
         ]
         self.leaf("ann", f"crlDistributionPoints=URI:{self.web.address('list')}\n"
                   + self.low.access())
@@ -224,15 +208,11 @@ class BadAnswersTest(RevocationCase):
                 self.low.revoke(name)
         self.low.publish()
         rows = [  # whose answers count: tests/platform/chain/ocsp_test.cpp
-            ("a delegate", lambda r: self.low.answer(r, "delegate"), "good"),
             ("the issuer, by its key, without next update",
              lambda r: self.low.answer(r, "low", ("-resp_key_id",)), "good"),
-            ("another authority", lambda r: self.low.answer(r, "high"), UNKNOWN),
             ("a revoked delegate", lambda r: self.low.answer(r, "gone"), UNKNOWN),
             ("one that is not", lambda r: self.low.answer(r, "there"), "good"),
             ("one that need not be asked about", lambda r: self.low.answer(r, "never"), "good"),
-            ("a page", b"<html></html>", UNKNOWN),
-            ("moved for good", (301, {"Location": "/low.ocsp"}, b""), UNKNOWN),
         ]
         rows += [(title, bytes([0x30, 3, 0x0A, 1, code]), UNKNOWN)
                  for title, code in OCSP_STATUS.items()]
@@ -248,7 +228,6 @@ class BadAnswersTest(RevocationCase):
                 self.assertEqual(self.web.asked.count("/low.ocsp"), times, "asked again")
 
     def test_next_source(self):
-        """A source without an answer leaves the word to the next one."""
         self.low.publish()
         self.web.pages["/second"] = self.web.pages["/low.crl"]
         both = (f"crlDistributionPoints=URI:{self.web.address('missing')},"
@@ -271,7 +250,6 @@ class BadAnswersTest(RevocationCase):
         self.assertEqual(self.web.asked.count("/low.ocsp"), 1)
 
     def test_long_lists(self):
-        """A chain of four with the longest lists, from the network and from the cache."""
         for authority in (self.low, self.high, self.root):
             head = take(take(authority.publish())[1])[1]  # of version 1, up to its next update
             filler = der(0x30, bytes.fromhex("06032a0304"), der(4, bytes(62 << 20)))
@@ -316,28 +294,6 @@ class BadAnswersTest(RevocationCase):
         self.chain("eve", 1)
         self.assertEqual(self.chain("ann", 1)[0]["status"], "revoked")
 
-    def test_a_change_of_keys(self):
-        """Two authorities of one name share an address, where only one list can be."""
-        kept = {}
-        for name in ("old", "new"):
-            low = Authority(self, self.web, "low", self.high,
-                            self.high.points() + self.high.access())
-            self.web.pages[f"/{name}.cer"] = self.web.pages["/low.cer"]
-            low.issue(name, END + low.points()
-                      + f"authorityInfoAccess=caIssuers;URI:{self.web.address(name + '.cer')}\n")
-            kept[name] = low.publish()
-        for first, second in (("old", "new"), ("new", "old")):
-            self.ctl("cache", "clear")
-            for name in (first, second):
-                self.web.pages["/low.crl"] = kept[name]
-                self.chain(name)
-            self.web.pages["/low.crl"] = None
-            self.chain(first)
-            self.ctl("cache", "clear")
-            self.web.pages["/low.crl"] = kept[first]
-            self.assertEqual(self.chain(second, 1)[0]["status"], UNKNOWN)
-            self.chain(first)
-
     def test_silence(self):
         """15 s an address, 30 s a chain; and not again for a while."""
         for number in range(3):
@@ -363,17 +319,11 @@ class CacheTest(RevocationCase):
                          [(kind, self.web.address(page), "fetched") for kind, page in (
                              ("certificates", "low.cer"), ("certificates", "high.cer"),
                              ("crl", "low.crl"), ("crl", "high.crl"), ("crl", "root.crl"))])
-        _, until = self.openssl("crl", "-in", "low.crl", "-noout", "-nextupdate", "-dateopt",
-                                "iso_8601")
-        self.assertEqual(listing[2]["until"],
-                         until.decode().strip().partition("=")[2].replace(" ", "T"))
         kept = self.listing("cache", "list")
         self.assertEqual({row["address"] for row in kept}, {row["address"] for row in listing})
         again = self.listing("cache", "fetch", "ann.pem")
         self.assertEqual({row["outcome"] for row in again}, {"kept"})
         self.assertEqual(len(self.web.asked), 5)
-        for head in self.web.heads:
-            self.assertFalse({"Cookie", "Authorization", "Referer"} & set(head.keys()), head)
 
     def test_the_library_is_loaded_late(self):
         def loads():
@@ -394,7 +344,6 @@ class CacheTest(RevocationCase):
             ("the user's setting", [], lambda: put("home", "CURRENT_USER")),
             ("the machine's setting", [], lambda: put("machine", "LOCAL_MACHINE")),
         ]
-        self.make_identity("ec", "self")
         for title, keys, prepare in rows:
             with self.subTest(title):
                 if prepare:
@@ -404,9 +353,6 @@ class CacheTest(RevocationCase):
                 for home in ("home", "machine"):
                     if os.path.exists(self.path(f"{home}/registry.reg")):
                         os.remove(self.path(f"{home}/registry.reg"))
-        self.self_sign("alone", self.low.points().strip(), key="self")
-        self.chain("alone", 1)
-        self.assertEqual(self.web.asked, [], "a self-signed certificate")
         self.succeed("-sign", "-dn", "ann", "-errchain", "-der", "in", "out")
         self.assertEqual(len(self.web.asked), 5, "the twin that may ask")
 
@@ -436,7 +382,3 @@ class CacheTest(RevocationCase):
             self.assertEqual(run.returncode, 0, output)
         self.assertEqual(len(self.listing("cache", "list")), 5)
         self.assertEqual(len(os.listdir(self.path("home/cache"))), 5, "nothing half-written")
-
-
-if __name__ == "__main__":
-    unittest.main()

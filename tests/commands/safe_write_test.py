@@ -4,7 +4,6 @@ import os
 import re
 import signal
 import subprocess
-import unittest
 
 from kestrel_case import KESTREL, KESTRELCTL, KestrelCase
 
@@ -31,8 +30,6 @@ class SafeWrite(KestrelCase):
         self.cms_verify("msg", "ec.pem")
         return self.cms_printed("msg").count(b"digestAlgorithm:")
 
-    # ---- several at once ---------------------------------------------------------
-
     def test_no_signature_is_lost(self):
         one = self.signers()
         running = [self.start(KESTREL, "-addsign", "-dn", "ec", "msg") for _ in range(MANY)]
@@ -54,8 +51,6 @@ class SafeWrite(KestrelCase):
             self.assertEqual(process.communicate(timeout=300)[1], b"")
         shown = self.ctl("policy", "show").decode()
         self.assertEqual(len(set(re.findall(r"AllowedPolicyID.\d+ +(\S+)", shown))), MANY, shown)
-
-    # ---- ended at every call -----------------------------------------------------
 
     def last_calls(self, command):
         """The numbers of the system calls from the one that opens the message on."""
@@ -99,8 +94,6 @@ class SafeWrite(KestrelCase):
         self.run_here("sh", "-c", 'ulimit -f 1; exec "$0" -addsign -dn ec msg', KESTREL, status=0x65)
         self.assertEqual(self.read("msg"), self.before)
         self.assertEqual(self.leftovers(), [])
-
-    # ---- outputs of streams --------------------------------------------------------
 
     def half_way(self, *command):
         """A command whose input "fifo" has given so much that its output has begun."""
@@ -183,8 +176,6 @@ class SafeWrite(KestrelCase):
                 for name in (beside[0], "second"):
                     os.unlink(self.path(name))
 
-    # ---- where output does not arrive ----------------------------------------------
-
     def test_lost_output_is_a_failure(self):
         digest = self.openssl("dgst", "-sha256", "-binary", "in")[1]
         for program, status, *arguments in ((KESTREL, 29, "-hash", "-provtype", "24", "in"),
@@ -195,7 +186,3 @@ class SafeWrite(KestrelCase):
                 if program == KESTREL:
                     self.assertEqual(self.read("in.hsh"), digest, "the work is done")
                     os.unlink(self.path("in.hsh"))
-
-
-if __name__ == "__main__":
-    unittest.main()

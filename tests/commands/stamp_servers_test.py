@@ -1,10 +1,10 @@
 """Stamps through real servers: apache2 in front of the service, with logins and TLS, and squid as
 a proxy that wants a login."""
 
+import hashlib
 import os
 import subprocess
 import sys
-import unittest
 
 import real_servers
 from stamp_case import HASH, POLICY, StampCase
@@ -18,7 +18,7 @@ class StampServers(StampCase):
     @classmethod
     def setUpClass(cls):
         super().setUpClass()
-        cls.issue("localhost", "subjectAltName=DNS:localhost")
+        cls.shared.self_sign("localhost", "subjectAltName=DNS:localhost", authority="ca")
         folder = cls.shared.path("servers")
         service = cls.service.url("")
         cls.servers = subprocess.Popen(
@@ -32,16 +32,6 @@ class StampServers(StampCase):
     def tearDownClass(cls):
         cls.servers.communicate()  # ends with its input
         super().tearDownClass()
-
-    @classmethod
-    def issue(cls, name, extension):
-        """A certificate of the service's authority."""
-        cls.shared.write(name + ".ext", extension.encode())
-        cls.shared.openssl("req", "-new", "-newkey", "rsa:2048", "-nodes", "-keyout", name + ".key",
-                           "-out", name + ".req", "-subj", "/CN=" + name)
-        cls.shared.openssl("x509", "-req", "-in", name + ".req", "-CA", "ca.pem", "-CAkey",
-                           "ca.key", "-CAcreateserial", "-days", "30", "-extfile", name + ".ext",
-                           "-out", name + ".pem")
 
     def url(self, place, login="", tls=False, port=None):
         port = port or (self.tls if tls else self.clear)
@@ -69,17 +59,13 @@ class StampServers(StampCase):
     def test_logins_at_the_server(self):
         basic, digest = self.number("AuthTypeDefault", BASIC), self.number("AuthTypeDefault", DIGEST)
         self.run_rows((
-            ("nobody asks for a login", self.url("open"), (), 0),
             ("none is allowed", self.url("basic", "bob:secret@"), (), REFUSED),
             ("Basic", self.url("basic", "bob:secret@"), (basic,), 0),
             ("Basic, wrong password", self.url("basic", "bob:other@"), (basic,), REFUSED),
-            ("Basic, nobody", self.url("basic"), (basic,), REFUSED),
             ("Basic is denied", self.url("basic", "bob:secret@"),
              (basic, self.number("AuthDenyBasic", 1)), 0xC2100101),
             ("Digest", self.url("digest", "bob:secret@"), (digest,), 0),
-            ("Digest, wrong password", self.url("digest", "bob:other@"), (digest,), REFUSED),
             ("Digest where Basic is wanted", self.url("basic", "bob:secret@"), (digest,), REFUSED),
-            ("Basic where Digest is wanted", self.url("digest", "bob:secret@"), (basic,), REFUSED),
         ))
 
     def test_tls(self):
@@ -88,7 +74,6 @@ class StampServers(StampCase):
         secure = self.number("AuthSSLTypeDefault", BASIC)
         other_name = self.url("open", tls=True).replace("localhost", "127.0.0.1")
         self.run_rows((
-            ("TLS", self.url("open", tls=True), (), 0),
             ("another name", other_name, (), NOT_TRUSTED),
             ("TLS and Basic", "", (default, secure), 0),
             ("TLS and Basic, scheme of http", "", (default, self.number("AuthTypeDefault", BASIC)),
@@ -99,25 +84,17 @@ class StampServers(StampCase):
             ("a client's certificate is wanted", self.url("open", tls=True, port=self.client), (),
              0x80072F0C),
         ))
-        self.ctl("store", "remove", "Root", self.thumbprint("ca"), "--machine")
+        root = hashlib.sha1(self.shared.der_of("ca")).hexdigest()
+        self.ctl("store", "remove", "Root", root, "--machine")
         self.sign("-sd" + self.url("open", tls=True), code=NOT_TRUSTED)
-
-    def thumbprint(self, name):
-        _, printed = self.shared.openssl("x509", "-in", name + ".pem", "-noout", "-fingerprint")
-        return printed.decode().split("=")[1].strip().replace(":", "")
 
     def test_a_proxy_with_a_login(self):
         basic = self.number("ProxyAuthTypeDefault", BASIC)
         url, tls = self.url("open"), self.url("open", tls=True)
         self.run_rows((
-            ("clear", url, (self.through("bob:secret@"), basic), 0),
             ("tunnel", tls, (self.through("bob:secret@"), basic), 0),
             ("no scheme", url, (self.through("bob:secret@"),), REFUSED),
-            ("tunnel, no scheme", tls, (self.through("bob:secret@"),), REFUSED),
             ("wrong password", url, (self.through("bob:other@"), basic), REFUSED),
-            ("tunnel, wrong password", tls, (self.through("bob:other@"), basic), REFUSED),
-            ("scheme that is not offered", url,
-             (self.through("bob:secret@"), self.number("ProxyAuthTypeDefault", DIGEST)), REFUSED),
             ("a slash behind the port", url, (self.through("bob:secret@", "/"), basic), 0x80072EE5),
             ("denied", url, (self.through("bob:secret@"), basic, self.number("ProxyAuthDenyBasic", 1)),
              0xC2100102),
@@ -141,9 +118,3 @@ class StampServers(StampCase):
             with self.subTest(user):
                 self.env["http_proxy"] = f"http://{user}127.0.0.1:{self.proxy}"
                 self.sign("-sd" + self.url("open"), code=code)
-        self.env["no_proxy"] = "localhost"
-        self.sign("-sd" + self.url("open"))
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -3,7 +3,6 @@
 import os
 import re
 import subprocess
-import unittest
 
 from kestrel_case import HAS_ENGINE, KESTREL, KESTRELCTL, KestrelCase
 
@@ -41,7 +40,3 @@ class Tour(KestrelCase):
 
     def test_administration(self):
         self.type(commands("docs/administration.md"))
-
-
-if __name__ == "__main__":
-    unittest.main()

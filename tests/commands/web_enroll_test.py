@@ -4,7 +4,6 @@ import base64
 import os
 import re
 import struct
-import unittest
 import urllib.parse
 
 from authority import Web
@@ -89,14 +88,6 @@ class WebEnroll(KestrelCase):
         self.assertEqual(self.forms[1],
                          "Mode=chkpnd&TargetStoreFlags=0&SaveCert=no&ReqID=2147483647")
 
-    def test_issued_at_once(self):
-        self.expect(self.create(), 0, ANSWERED + INSTALLED)
-        self.assertEqual([self.count(store) for store in ("My", "Root", "REQUEST")], [1, 1, 0])
-        self.write("in", b"what Ann has to say")
-        self.succeed("-sign", "-norev", "-dn", "Ann", "-der", "in", "sig")
-        self.cms_verify("sig", "authority/ca.pem")
-        self.same("out2")
-
     def test_approved_between_two_runs(self):
         self.pages.write("policy", "pending")
         self.expect(self.create(), 0, ANSWERED + WAIT + b"Request ID:1\n")
@@ -137,12 +128,9 @@ class WebEnroll(KestrelCase):
             ("denied", b"x locDenied", denied, denied),
             ("revoked", b"locIssRev", *2 * (rejection(b"Certificate was issued, and then revoked."),)),
             ("failed", b"locReqFailed", *2 * (rejection(b"Request failed."),)),
-            ("first of two", b"locIssRev locDenied", denied, denied),
             ("almost too large", pad(0x18FFE), denied, denied),
             ("too large", pad(0x18FFF), BAD_ANSWER, BAD_ANSWER),
-            ("far too large", pad(0x100000), BAD_ANSWER, BAD_ANSWER),
             ("behind a zero", b"x\0locDenied", NO_CERTIFICATE, NO_CERTIFICATE),
-            ("empty", b"", NO_CERTIFICATE, NO_CERTIFICATE),
             ("status 500", (500, {}, b"locDenied"), BAD_ANSWER, BAD_ANSWER),
             ("cut", cut(b"locDenied"), BAD_ANSWER, BAD_ANSWER),
             ("no answer", lambda _: 1 // 0, aborted, (ASKED, 0)),
@@ -170,7 +158,7 @@ class WebEnroll(KestrelCase):
             ("Requests=%5B7%2C0%2CNAME%5D", (WAIT + b"Request ID:7\n", 0)),
             ("x%5B2147483647NAME", (WAIT + b"Request ID:2147483647\n", 0)),
             ("x%5B2147483648NAME", BAD_COOKIE), ("x%5B0%2CNAME", BAD_COOKIE),
-            ("x%5B-1%2CNAME", BAD_COOKIE), ("x%5B%2CNAME", BAD_COOKIE), ("x7%2CNAME", BAD_COOKIE),
+            ("x7%2CNAME", BAD_COOKIE),
             ("NAME%5B7", BAD_COOKIE), ("%5B7%2CNAME", BAD_COOKIE), ("x%5B7%2CKestrel", BAD_COOKIE),
         ]
         for text, (body, code) in rows:
@@ -209,14 +197,10 @@ class WebEnroll(KestrelCase):
         self.write("five", b"\1\0\0\0\n")
         rows = [
             ([*NEW, "file"], error_line(b"Command doesn't need file argument.", 0x200000D2)),
-            (["-pendcert", "file"], error_line(b"Command doesn't need file argument.", 0x200000D2)),
-            ([*NEW, "-CA", "a", "-CA", "b"], wrong(b"CA")),
             ([*NEW, "-CA", "a", "-FLCA", "b"], wrong(b"FLCA")),
             ([*NEW, "-FLCA", "a", "-tpassword", "x" * 20], wrong(b"tpassword")),
-            (["-creatcert", "-CA", "a"], error_line(b"No required key: '-dn'.", 0x200000CD)),
             (self.fetch("-FileID", "three"), no_id(b"three")),
             (self.fetch("-FileID", "five"), no_id(b"five")),
-            (self.fetch("-FileID", "no"), error_line(b"Can't open file 'no'.", 0x20000065)),
         ]
         for args, line in rows:
             with self.subTest(args):
@@ -228,7 +212,3 @@ class WebEnroll(KestrelCase):
         self.set_machine('"Version"=dword:6')
         self.fail_with(0x80004001, *self.create("-thumbprint", "x"), errors=2)
         self.assertEqual((self.web.asked, self.ctl("identity", "list")[:-1].count(b"\n")), ([], 0))
-
-
-if __name__ == "__main__":
-    unittest.main()

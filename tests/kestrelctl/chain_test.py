@@ -2,7 +2,6 @@
 
 import hashlib
 import json
-import unittest
 
 from authority import END, Authority, Web
 from kestrel_case import KestrelCase
@@ -32,26 +31,19 @@ class ChainTest(KestrelCase):
         rows = [
             ("good", ["ann.pem"], 0, b"good", b""),
             ("by thumbprint", [thumbprint[:10].upper()], 0, b"good", b""),
-            ("with colons", [":".join(thumbprint[i:i + 2] for i in range(0, 40, 2))], 0, b"good",
-             b""),
             ("no issuer", ["eve.pem"], 1, b"its issuer was not found", b"its issuer was not found"),
-            ("not trusted", ["stranger.pem"], 1, b"the root is not trusted", b"not trusted"),
             ("altered", ["forged.cer"], 1, b"its signature is wrong", b"its signature is wrong"),
             ("before it began", ["ann.pem", "--at", "2020-01-01"], 1, b"not valid at this time",
              b"not valid at this time"),
             ("a service", ["clock.pem", "--purpose", "stamp"], 0, b"good", b""),
             ("no service", ["ann.pem", "--purpose", "stamp"], 1, b"good", b"bad chain: "),
-            ("any purpose", ["clock.pem", "--purpose", "any"], 0, b"good", b""),
             ("with its issuer", ["full.pem"], 0, b"CN=ann", b""),
             ("its issuer in the file alone", ["alone.pem"], 1, b"CN=stranger", b"not trusted"),
             ("two to judge", ["two.pem"], 1, b"",
              b"which certificate of two.pem is meant? 2 of them issued none of the others"),
             ("nothing", [""], 2, b"", b"a file or a thumbprint is needed, not ''"),
             ("no such thing", ["abcdef"], 1, b"", b"no file and no certificate is 'abcdef'"),
-            ("a list", ["root.crl"], 1, b"", b"root.crl holds no certificate"),
-            ("a key", ["ann.key"], 1, b"", b"ann.key"),
             ("a bad time", ["ann.pem", "--at", "2026-11-21 1"], 2, b"", b"'--at' needs a time"),
-            ("no such day", ["ann.pem", "--at", "2026-02-30"], 2, b"", b"'--at' needs a time"),
             ("a bad purpose", ["ann.pem", "--purpose", "tea"], 2, b"",
              b"'--purpose' is 'any' or 'stamp', not 'tea'"),
         ]
@@ -73,7 +65,3 @@ class ChainTest(KestrelCase):
         _, until = self.openssl("crl", "-in", "root.crl", "-noout", "-nextupdate", "-dateopt",
                                 "iso_8601")
         self.assertEqual(f"nextUpdate={rows[0]['until']}\n".encode(), until.replace(b" ", b"T"))
-
-
-if __name__ == "__main__":
-    unittest.main()

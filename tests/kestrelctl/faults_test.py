@@ -8,7 +8,6 @@ import resource
 import shutil
 import sqlite3
 import tempfile
-import unittest
 
 from kestrel_case import KESTREL, KESTRELCTL, KestrelCase
 
@@ -232,7 +231,3 @@ class Faults(KestrelCase):
                 kill = ["-e", f"inject=rename:signal=KILL:when={number}"] if number else []
                 self.strace("-e", "inject=renameat2:error=EINVAL", *kill, command=command)
                 self.run_again(command, [("x", "yes", "")], {"My": 1}, [])
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -5,7 +5,6 @@ import os
 import shutil
 import subprocess
 import time
-import unittest
 
 from kestrel_case import KESTRELCTL, KestrelCase
 
@@ -18,12 +17,7 @@ class Identities(KestrelCase):
         """root.pem, and ann.pem signed by it."""
         self.make_certificate("ec", "ann")
         self.self_sign("root")
-        self.renew("ann", "ann.pem")
-
-    def renew(self, name, out):
-        self.openssl("req", "-new", "-key", f"{name}.key", "-subj", f"/CN={name}", "-out", "x.csr")
-        self.openssl("x509", "-req", "-in", "x.csr", "-CA", "root.pem", "-CAkey", "root.key",
-                     "-CAcreateserial", "-days", "30", "-out", out)
+        self.self_sign("ann", key="ann", authority="root")
 
     def test_untrusted_import_says_what_to_trust(self):
         self.authority()
@@ -62,13 +56,13 @@ class Identities(KestrelCase):
         self.ctl("trust", "root.pem")
         self.write("in", b"content")
         self.succeed("-encr", "-dn", "ann", "in", "old.msg")
-        self.renew("ann", "new.pem")
+        self.self_sign("ann", key="ann", authority="root")
         self.make_certificate("rsa", "bob")
         self.assertIn(b"not one of a key",
                       self.ctl("identity", "bind", "ann", "bob.pem", "--pin", "secret", status=1))
-        self.ctl("identity", "bind", "ann", "new.pem")
+        self.ctl("identity", "bind", "ann", "ann.pem")
         self.assertEqual((self.subjects("My"), self.subjects("Superseded")), (["CN=ann"], ["CN=ann"]))
-        _, issuer = self.openssl("x509", "-in", "new.pem", "-noout", "-issuer")
+        _, issuer = self.openssl("x509", "-in", "ann.pem", "-noout", "-issuer")
         self.assertIn(b"root", issuer)
         self.succeed("-sign", "-dn", "ann", "-norev", "-pin", "secret", "in", "msg")
         self.succeed("-decr", "-uSuperseded", "-pin", "secret", "old.msg", "out")
@@ -121,8 +115,8 @@ class Identities(KestrelCase):
         rows = [
             ("old ciphers", ["-legacy"]),
             ("no password check", ["-nomac"]),
-            ("nothing closed", ["-keypbe", "NONE", "-certpbe", "NONE"]),
             ("sha512", ["-macalg", "sha512"]),
+            ("nothing closed", ["-keypbe", "NONE", "-certpbe", "NONE"]),
         ]
         for name, options in rows:
             with self.subTest(name):
@@ -202,10 +196,7 @@ class Identities(KestrelCase):
     def test_strangers_text_is_escaped(self):
         rows = [
             ("escape", "CN=a\x1b[31mb", b"a\\x1b[31mb", b"a\\u001b[31mb"),
-            ("c1", "CN=a\u009bb", b"a\\u009bb", b"a\\u009bb"),
-            ("bidi", "CN=a\u202eb", b"a\\u202eb", b"a\\u202eb"),
             ("tag", "CN=a\U000e0041b", b"a\\U000e0041b", b"a\\udb40\\udc41b"),
-            ("delete", "CN=a\x7fb", b"a\\x7fb", b"a\\u007fb"),
             ("letters", "CN=Анна", "Анна".encode(), "Анна".encode()),
         ]
         for name, subject, shown, in_json in rows:
@@ -227,15 +218,11 @@ class Identities(KestrelCase):
     def test_what_cannot_be_read_is_named(self):
         def no_folder(home):
             self.write("home/containers", b"a file")
-        def loop(home):
-            os.symlink("containers", os.path.join(home, "containers"))
         def damaged_store(home):
             self.write("home/stores.db", b"no database" * 1000)
-        def unreadable_store(home):
-            os.mkdir(os.path.join(home, "stores.db"))
         rows = [
-            (no_folder, b"containers"), (loop, b"containers"),
-            (damaged_store, b"stores.db"), (unreadable_store, b"stores.db"),
+            (no_folder, b"containers"),
+            (damaged_store, b"stores.db"),
         ]
         for spoil, named in rows:
             with self.subTest(spoil.__name__):
@@ -266,14 +253,17 @@ class Identities(KestrelCase):
                         self.assertNotIn(b"hidden123", file.read())
                 self.assertEqual(process.wait(20), 1)
 
-    def test_names_taken_and_type_one(self):
+    def test_names_taken_and_types(self):
         runs = [subprocess.Popen([KESTRELCTL, "identity", "create", "CN=x", "--provtype", "16"],
                                  env=self.env, stdout=subprocess.DEVNULL) for _ in range(6)]
         self.assertEqual([run.wait(60) for run in runs], [0] * 6)
         self.assertEqual(self.rows("container"), [("x",)] + [(f"x-{n}",) for n in range(2, 7)])
-        self.ctl("identity", "create", "CN=one", "--provtype", "1", "--container", "one")
-        self.assertIn(("one", "1"), self.rows("container", "provtype"))
-        self.ctl("identity", "create", "CN=one", "--container", "one", status=1)
+        self.write("in", b"content")
+        for kind in ("1", "75", "81"):
+            self.ctl("identity", "create", f"CN=of {kind}", "--provtype", kind, "--container", "of " + kind)
+            self.assertIn(("of " + kind, kind), self.rows("container", "provtype"))
+            self.succeed("-sign", "-dn", "of " + kind, "-nochain", "in", "msg" + kind)
+        self.ctl("identity", "create", "CN=one", "--container", "of 1", status=1)
 
     def test_days_up_to_the_last_year(self):
         # A day of grace: the day may end while the test runs.
@@ -283,7 +273,3 @@ class Identities(KestrelCase):
             self.assertIn(b"would end after the year 9999", told)
         self.ctl("identity", "create", "CN=x", "--days", str(most - 1))
         self.assertEqual([until[:5] for until, in self.rows("not_after")], ["9999-"])
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -3,7 +3,6 @@
 import json
 import os
 import re
-import unittest
 
 from authority import Authority, Web
 from kestrel_case import KestrelCase
@@ -63,18 +62,3 @@ class Json(KestrelCase):
                 for row in document:
                     self.assertEqual(list(row), keys)
                     self.assertEqual({type(value) for value in row.values()}, {str})
-
-    def test_every_listing_has_its_section(self):
-        """But for what names another page in its help."""
-        listing = self.ctl("--help").decode().split("Commands:\n")[1].split("\n\n")[0]
-        for line in listing.splitlines():
-            verb = line[2:21].split()
-            if not verb:
-                continue  # the rest of a sentence
-            told = re.search(r"^  --json +(.*)$", self.ctl(*verb, "--help").decode(), re.M)
-            if told and "docs/" not in told.group(1):
-                self.assertIn(" ".join(verb), sections())
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -8,12 +8,10 @@ import os
 import re
 import shutil
 import subprocess
-import sys
 import time
-import unittest
 
 import evidence
-from authority import END, Authority, Web
+from authority import Web
 from evidence import (AUTHORITY, CONTENT_STAMP, DAY, HOUR, NOW, SIGNATURE_STAMP, SIGNING,
                       STAMPING, Party, Shop, basics, digest_attribute, key_identifier, key_usage,
                       message, moment, signer, stamp)
@@ -21,10 +19,7 @@ from kestrel_case import KESTRELCTL, KestrelCase
 from tokens import (MESSAGE_DIGEST, attribute, der, elements, integer, octets, oid, response, sequence,
                     take)
 
-try:
-    import jsonschema
-except ImportError:
-    sys.exit("python3-jsonschema is not installed")
+import jsonschema
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 CONTENT = b"what was signed\n"
@@ -67,8 +62,6 @@ class MessageCase(KestrelCase):
             self.assertEqual(faults, [], document)
         return done.returncode, found
 
-    # ---- parts -------------------------------------------------------------------
-
     def signed(self, *signers, who=(), lists=None, content=CONTENT, digests=(evidence.SHA256,)):
         """With Ann's certificate and a list on which nobody stands, unless told otherwise."""
         return message(content, signers or [signer(self.ann, CONTENT)],
@@ -110,11 +103,9 @@ class Verdicts(MessageCase):
             ("forged, the true one first", self.signed(by_eve, who=[ann, eve]), "bad",
              "chain-signature", False),
             ("true, the forged one first", self.signed(who=[eve, ann]), "good", None, None),
-            ("true, the forged one behind", self.signed(who=[ann, eve]), "good", None, True),
             ("two of one serial, the second's", self.signed(signer(namesake, CONTENT),
                                                            who=[ann, namesake]), "good", None, None),
             ("named whole", self.signed(signer(ann, CONTENT, [ann.mark()])), "good", None, True),
-            ("named whole by MD5", self.signed(signer(ann, CONTENT, [ann.mark(*MD5)])), "good", None, None),
             ("another's MD5", self.signed(signer(ann, CONTENT, [renewed.mark(*MD5)])), "bad",
              "certificate-differs", None),
             ("another certificate of one key", self.signed(signer(ann, CONTENT, [renewed.mark()])),
@@ -142,7 +133,6 @@ class Verdicts(MessageCase):
         ann = self.ann
         attributes = sorted(basics(CONTENT))
         twin = digest_attribute(b"other")
-        times = [attribute(evidence.SIGNING_TIME, moment(NOW - t)) for t in (0, 99)]
         protect = lambda digest, kind: [attribute(PROTECTION, sequence(
             sequence(oid(digest)), der(0xA1, oid(kind))))]
         armour = lambda octets_of, end=b"CMS": (b"-----BEGIN CMS-----\n" + base64.encodebytes(
@@ -164,8 +154,6 @@ class Verdicts(MessageCase):
                 basics(CONTENT)[0], attribute(MESSAGE_DIGEST, *[octets(hashlib.sha256(c).digest())
                                                                 for c in (b"", CONTENT)])])),
              "bad", "attribute-twice", False),
-            ("signing time twice", self.signed(signer(ann, CONTENT, times)), "bad",
-             "attribute-twice", None),
             ("no digest", self.signed(signer(ann, CONTENT, attributes=attributes[:1])), "bad",
              "attribute-wrong", False),
             *[(f"{kind} without a value", self.signed(signer(ann, CONTENT, [attribute(kind)])), "bad",
@@ -175,7 +163,7 @@ class Verdicts(MessageCase):
             ("another type", self.signed(signer(ann, CONTENT, content_type="1.2.3")), "bad",
              "attribute-wrong", None),
             ("an unsigned signing time", self.signed(signer(
-                ann, CONTENT, unsigned=lambda _: times[:1])), "bad", "attribute-wrong", None),
+                ann, CONTENT, unsigned=lambda _: [attribute(evidence.SIGNING_TIME, moment(NOW))])), "bad", "attribute-wrong", None),
             ("the algorithms signed, too", self.signed(signer(ann, CONTENT, protect(
                 evidence.SHA256, evidence.ECDSA))), "good", None, True),
             ("other algorithms signed", self.signed(signer(ann, CONTENT, protect(
@@ -185,13 +173,11 @@ class Verdicts(MessageCase):
             ("attributes as content", self.signed(exchanged, content=as_content), "bad",
              "content-ambiguous", None),
             ("nobody", message(CONTENT, [], [ann.certificate]), "bad", "no-signer", False),
-            ("certificates", message(None, [], [ann.certificate]), "bad", "no-signer", False),
             ("not here", self.signed(content=None), "indeterminate", "no-content", False),
             ("SHA-1", self.signed(signer(ann, CONTENT, digest="sha1"), digests=[evidence.SHA1]),
              "indeterminate", "weak-algorithm", None),
             ("another digest than announced", self.signed(digests=[SHA512]), "indeterminate",
              "algorithm-unknown", None),
-            ("text", b"plain text", "indeterminate", "no-signature", False),
             ("nothing", b"", "indeterminate", "no-signature", False),
             ("a sequence of something else", sequence(integer(1)), "indeterminate", "no-signature", False),
             ("another type of message", sequence(oid("1.2.3.4")), "bad", "malformed", False),
@@ -245,7 +231,7 @@ class Verdicts(MessageCase):
         def kept(when):  # of those that had ended by then, the list tells, too
             return [root.revoke(more=[evidence.extension("2.5.29.60", der(0x18, time.strftime(
                 "%Y%m%d%H%M%SZ", time.gmtime(when)).encode()), False)])]
-        servers, stamping, anything = "1.3.6.1.5.5.7.3.1", "1.3.6.1.5.5.7.3.8", "2.5.29.37.0"
+        servers, anything = "1.3.6.1.5.5.7.3.1", "2.5.29.37.0"
         ended = lambda **more: self.stamped(NOW - 2 * DAY, gone, **more)
         unsure = lambda *accuracy: self.stamped(
             lists=[root.revoke((ann, after))], accuracy=sequence(*accuracy))
@@ -256,13 +242,9 @@ class Verdicts(MessageCase):
             ("revoked after the stamp", self.stamped(lists=[root.revoke((ann, after))]), "good",
              None, None),
             ("lost before the stamp", later(since(before)), "bad", "revoked", None),
-            ("an authority's key lost before the stamp", later(since(before, 2)), "bad", "revoked", None),
             ("lost after the stamp", later(since(after)), "good", None, None),
-            ("superseded before the stamp", later(since(before, 4)), "good", None, None),
             ("lost, nobody knows when", later(sequence(evidence.extension(
                 "2.5.29.21", der(0x0A, b"\1"), False))), "good", None, None),
-            ("lost and revoked before the stamp", self.stamped(lists=[root.revoke(
-                (ann, before, since(before)))]), "bad", "revoked", None),
             ("a list for ever", self.signed(lists=[root.revoke(end=None)]), "indeterminate",
              "revocation-unknown", None),
             ("no list", self.signed(lists=[]), "indeterminate", "revocation-unknown", None),
@@ -273,19 +255,14 @@ class Verdicts(MessageCase):
              "indeterminate", "weak-algorithm", None),
             ("issued with 1024 bits", below(1024, oid(RSA_SHA256), b"\5\0"), "indeterminate",
              "weak-algorithm", True),
-            ("issued with 2048 bits", below(2048, oid(RSA_SHA256), b"\5\0"), "good", None, True),
             ("stamped below 1024 bits", below(1024, oid(RSA_SHA256), b"\5\0", clock=True),
              "indeterminate", "stamp-weak", None),
             ("expired", by(gone), "indeterminate", "expired", False),
             ("expired before the stamp", self.stamped(who=gone), "indeterminate", "expired", None),
             ("expired after the stamp", ended(lists=[root.revoke(start=NOW - 3 * DAY)]), "good", None, None),
             ("expired, and a list of after that", ended(), "indeterminate", "revocation-unknown", None),
-            ("expired, two lists", ended(lists=[self.clean, root.revoke(start=NOW - 3 * DAY)]), "good",
-             None, None),
             ("expired, the earlier of two lists names it", ended(lists=[self.clean, root.revoke(
                 (gone, NOW - 3 * DAY), start=NOW - 3 * DAY)]), "indeterminate", "revocation-unknown", None),
-            ("expired, revoked after the stamp", ended(lists=[root.revoke((gone, before))]), "good",
-             None, None),
             ("a list that keeps the expired", ended(lists=kept(NOW - 2 * DAY)), "good", None, None),
             ("a list that keeps later ones", ended(lists=kept(NOW - HOUR)), "indeterminate",
              "revocation-unknown", None),
@@ -298,13 +275,10 @@ class Verdicts(MessageCase):
             ("below an authority for servers", limited(servers), "bad", "not-for-signing", None),
             ("below one for anything", limited(anything), "good", None, None),
             ("stamped below one for servers", limited(servers, clock=True), "bad", "stamp-usage", None),
-            ("stamped below one for stamps", limited(stamping, clock=True), "good", None, None),
             ("not yet", by(early), "indeterminate", "not-yet-valid", False),
             ("not for signing", by(lock), "bad", "not-for-signing", None),
             ("for servers", by(server), "bad", "not-for-signing", None),
             ("no issuer", by(lost), "indeterminate", "chain-incomplete", False),
-            ("issued by no authority", by(self.party("Below", ann)), "indeterminate",
-             "chain-incomplete", False),
         ]
 
     def keys(self):
@@ -336,15 +310,12 @@ class Verdicts(MessageCase):
             ("an exponent of 2", anybodys(2), "indeterminate", "weak-algorithm", None),
             ("a mask by SHA-256", masked("sha256", evidence.SHA256), "good", None, True),
             ("a mask by SHA-1", masked("sha1", evidence.SHA1), "indeterminate", "weak-algorithm", True),
-            ("a mask by MD5", masked("md5", "1.2.840.113549.2.5"), "indeterminate", "weak-algorithm", None),
         ]
 
     def stamps(self):
         """Tokens in the signature's unsigned attributes; each good twin is among the others."""
         uses = STAMPING[:1]
         plain = self.party("Plain", self.root)
-        more = self.party("More", self.root, uses=[evidence.extension("2.5.29.37", sequence(
-            oid("1.3.6.1.5.5.7.3.8"), oid("1.3.6.1.5.5.7.3.3")))])
         stranger = self.party("Stranger", uses=AUTHORITY)
         foreign = self.party("Foreign", stranger, uses=uses)
         later = lambda info: re.sub(rb"\x18\x0f\d{8}", lambda m: m[0][:2] + b"20260101", info)
@@ -361,7 +332,6 @@ class Verdicts(MessageCase):
             ("names its certificate by MD5", self.stamped(mark=self.clock.mark(*MD5)), "bad",
              "stamp-certificate", None),
             ("no service", self.stamped(service=plain), "bad", "stamp-usage", False),
-            ("more uses", self.stamped(service=more), "bad", "stamp-usage", None),
             ("of tomorrow", self.stamped(NOW + DAY), "bad", "stamp-future", None),
             ("before the service began", self.stamped(NOW - 301 * DAY), "indeterminate",
              "stamp-expired", None),
@@ -373,8 +343,6 @@ class Verdicts(MessageCase):
              "stamp-weak", None),
             ("no token", self.signed(signer(self.ann, CONTENT, unsigned=lambda _: [
                 attribute(SIGNATURE_STAMP, octets(b"x"))])), "bad", "stamp-malformed", None),
-            ("without a value", self.signed(signer(self.ann, CONTENT, unsigned=lambda _: [
-                attribute(SIGNATURE_STAMP)])), "bad", "stamp-malformed", None),
             ("of the content, unsigned", self.signed(signer(self.ann, CONTENT, unsigned=lambda _: [
                 attribute(CONTENT_STAMP, stamp(self.clock, CONTENT, NOW - HOUR))])), "bad",
              "attribute-wrong", None),
@@ -398,10 +366,7 @@ class Verdicts(MessageCase):
         return [
             ("countersigned", by(own), "good", None, True),
             ("without attributes", by(lambda value: signer(bob, value, bare=True)), "good", None, True),
-            ("with a content type", by(lambda value: signer(bob, value)), "good", None, True),
             ("of another signature", by(lambda value: own(b"other")), "bad", wrong, True),
-            ("of another, without attributes", by(lambda _: signer(bob, b"other", bare=True)), "bad",
-             wrong, True),
             ("a digest that nobody signed", by(lambda value: own(b"other").replace(
                 *(hashlib.sha256(c).digest() for c in (b"other", value)))), "bad", wrong, True),
             ("in another's name", by(own, who=[eve]), "bad", wrong, True),
@@ -409,7 +374,6 @@ class Verdicts(MessageCase):
             ("names nothing", by(lambda value: signer(bob, value, [attribute(MARKS[1])])), "bad", wrong,
              None),
             ("no signature", by(lambda _: octets(b"x")), "bad", wrong, True),
-            ("two, one of another", by(own, lambda _: own(b"other")), "bad", wrong, True),
             ("many", by(*[lambda _: octets(b"x")] * 21), "indeterminate", "too-many-countersignatures",
              True),
         ]
@@ -707,7 +671,7 @@ class Uses(MessageCase):
         second = mail.index(mark, mail.index(mark) + 1)
         signed = b"Content-Type: text/plain\r\n\r\none\r\ntwo\r\n\r\nthree"
         rows = [
-            ("as it is", mail, None), ("with line feeds", mail.replace(b"\r\n", b"\n"), None),
+            ("as it is", mail, None),
             ("as sent", mail.replace(b"\r\n", b"\n").replace(b"\n", b"\r\n"), None),
             ("no quotation marks", mail.replace(b'"' + boundary + b'"', boundary), None),
             ("a far second part", mail.replace(b"--" + boundary, b"-" * 99999 + b"\n--" + boundary, 1),
@@ -774,35 +738,8 @@ class Uses(MessageCase):
 
 
 class Run(MessageCase):
-    def test_many_files_ask_each_address_once(self):
-        web = Web()
-        self.addCleanup(web.close)
-        authority = Authority(self, web, "published")
-        authority.publish()
-        self.ctl("trust", "published.pem")
-        files = []
-        for i in range(5):
-            points = authority.points() + ("crlDistributionPoints=URI:" + web.address("gone.crl")
-                                           + "\n" if i > 2 else "")
-            name = authority.issue(f"s{i}", END + points)
-            for j in range(2):
-                self.openssl("cms", "-sign", "-binary", "-nodetach", "-in", "root.cer", "-signer",
-                             name + ".pem", "-inkey", name + ".key", "-outform", "DER", "-out",
-                             f"{name}-{j}")
-                files.append(f"{name}-{j}")
-        def words(*options):
-            status, found = self.documents("verify", *files, *options, line="--jsonl")
-            return status, [d["reason"] for d in found]
-        unknown = "revocation-unknown"
-        self.assertEqual(words("--offline"), (3, [unknown] * 10))
-        self.assertEqual(web.asked, [])
-        self.assertEqual(words(), (3, [None] * 6 + [unknown] * 4))
-        self.assertEqual(sorted(web.asked), ["/gone.crl", "/published.crl"])
-        self.assertEqual(words("--offline"), (3, [None] * 6 + [unknown] * 4))
-
     def test_lists_of_the_message_come_last(self):
-        web = Web()
-        self.addCleanup(web.close)
+        web = Web(self)
         names = der(0xA0, der(0xA0, der(0x86, web.address("list").encode())))
         point = evidence.extension("2.5.29.31", sequence(sequence(names)))
         gone = self.party("Gone", self.root, uses=[*SIGNING, point])
@@ -817,37 +754,10 @@ class Run(MessageCase):
             with self.subTest(words):
                 code, (document,) = self.documents("verify", *words)
                 self.assertEqual((code, document["reason"]), (status, reason))
-
-    def test_a_responder_tells_of_lost_keys(self):
-        """Revoked after the stamp: the invalidity date decides (the index of `openssl ocsp` has it)."""
-        web = Web()
-        self.addCleanup(web.close)
-        place = sequence(oid("1.3.6.1.5.5.7.48.1"), der(0x86, web.address("ocsp").encode()))
-        ann = self.party("Ann", self.root, uses=[*SIGNING, evidence.extension(
-            "1.3.6.1.5.5.7.1.1", sequence(place), False)])
-        def answer(request):
-            self.write("query", request)
-            self.openssl("ocsp", "-index", "index", "-CA", "root.pem", "-rsigner", "root.pem", "-rkey",
-                         self.root.key, "-reqin", "query", "-respout", "reply", "-ndays", "1")
-            return self.read("reply")
-        web.pages["/ocsp"] = answer
-        self.write("m", self.stamped(NOW - 2 * HOUR, ann))
-        at = lambda when, year="%Y": time.strftime(year + "%m%d%H%M%SZ", time.gmtime(when))
-        for why, status, reason in (
-                ("keyTime," + at(NOW - 3 * HOUR), 1, "revoked"), ("keyTime," + at(NOW - HOUR), 0, None),
-                ("CAkeyTime," + at(NOW - 3 * HOUR), 1, "revoked"), ("keyCompromise", 0, None)):
-            with self.subTest(why):
-                self.write("index", "\t".join(["R", at(NOW + DAY, "%y"), at(NOW - HOUR, "%y") + "," + why,
-                                               "%02X" % ann.number, "unknown", "/CN=Ann\n"]).encode())
-                self.ctl("cache", "clear")
-                code, (document,) = self.documents("verify", "m")
-                self.assertEqual((code, document["reason"]), (status, reason))
-                source = document["signers"][0]["chain"]["links"][0]["revocation"]["source"]
-                self.assertTrue(source.startswith("OCSP "), source)
+        self.assertEqual(web.asked, ["/list"])
 
     def test_a_responder_tells_of_those_that_ended(self):
-        web = Web()
-        self.addCleanup(web.close)
+        web = Web(self)
         place = sequence(oid("1.3.6.1.5.5.7.48.1"), der(0x86, web.address("ocsp").encode()))
         gone = self.party("Gone", self.root, end=NOW - DAY, uses=[*SIGNING, evidence.extension(
             "1.3.6.1.5.5.7.1.1", sequence(place), False)])
@@ -881,11 +791,6 @@ class Run(MessageCase):
         schema = self.schemas["verify"].schema["definitions"]
         self.assertEqual([row[0] for row in told], schema["reason"]["enum"])
         self.assertEqual({row[2] for row in told}, set(schema["check"]["enum"]))
-        def members(part):
-            inside = part.values() if isinstance(part, dict) else part if isinstance(part, list) else []
-            named = set(part.get("properties", ())) if isinstance(part, dict) else set()
-            return named.union(*map(members, inside))
-        self.assertEqual({name for name in members(schema) if f"`{name}`" not in page}, set())
         example = json.loads(re.search(r"^```json\n(.*?)^```", page, re.M | re.S)[1])
         self.assertTrue(self.schemas["verify"].is_valid(example))
 
@@ -1003,7 +908,3 @@ class Shown(MessageCase):
                 shown = self.run_message(*words).stdout
                 self.assertNotRegex(shown, b"[\x00-\x09\x0b-\x1f\x7f]")
                 self.assertNotIn("\u202e".encode(), shown)
-
-
-if __name__ == "__main__":
-    unittest.main()

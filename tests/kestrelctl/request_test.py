@@ -1,7 +1,5 @@
 """Requests that wait for an answer, as an administrator handles them."""
 
-import unittest
-
 from kestrel_case import KestrelCase
 
 
@@ -46,7 +44,3 @@ class Requests(KestrelCase):
         self.ctl("request", "renew", "bare", "new.csr", status=1)  # the file is there
         self.ctl("request", "renew", "nobody", "x.csr", status=1)
         self.assertEqual(self.rows("container"), [])
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -50,14 +50,13 @@ class Handler(loopback.Handler):
 
 
 class Web(loopback.Server):
-    """Ends with its test, where one is told."""
+    """Ends with its test."""
 
-    def __init__(self, case=None):
+    def __init__(self, case):
         super().__init__(Handler)
         self.pages, self.asked, self.heads = {}, [], []
         self.start()
-        if case is not None:
-            case.addCleanup(self.close)
+        case.addCleanup(self.close)
 
 
 class Authority:

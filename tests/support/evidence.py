@@ -8,7 +8,7 @@ import subprocess
 import time
 
 from tokens import (CONTENT_TYPE, MESSAGE_DIGEST, SHA256, SIGNED_DATA, algorithm, attribute, der,
-                    integer, octets, oid, sequence, set_of)
+                    integer, octets, oid, sequence, set_of, tst_info)
 
 ECDSA = "1.2.840.10045.4.3.2"
 SHA1 = "1.3.14.3.2.26"
@@ -141,16 +141,10 @@ def message(content, signers, certificates=(), lists=(), content_type=DATA, dige
     return sequence(oid(SIGNED_DATA), der(0xA0, signed))
 
 
-def tst_info(imprint, when, digest=SHA256, accuracy=b""):
-    return sequence(integer(1), oid("1.2.3.4"),
-                    sequence(algorithm(digest, null=False), octets(imprint)), integer(77),
-                    der(0x18, time.strftime("%Y%m%d%H%M%SZ", time.gmtime(when)).encode()), accuracy)
-
-
 def stamp(service, covered, when, mark=True, lists=(), forge=lambda info: info, hashed="sha256",
           named=SHA256, accuracy=b""):
     """A token over `covered`; `forge` changes what it says once it is signed."""
-    info = tst_info(hashlib.new(hashed, covered).digest(), when, named, accuracy)
+    info = tst_info(hashlib.new(hashed, covered).digest(), named, when=when, accuracy=accuracy)
     kind = "1.2.840.113549.1.9.16.1.4"
     mark = service.mark() if mark is True else mark
     info_signer = signer(service, info, [mark] if mark else [], content_type=kind)

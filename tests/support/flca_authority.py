@@ -75,9 +75,6 @@ def usual_folder():
     return os.path.join(tempfile.gettempdir(), f"kestrel-authority-{os.getuid()}")
 
 
-# ---- orders ---------------------------------------------------------------------------
-
-
 def list_requests(issuer):
     data = issuer.state.read()
     for number, row in data["requests"].items():
@@ -129,9 +126,6 @@ def carry_out(options, folder):
     if options.list:
         return list_requests(issuer)
     return decide(issuer, *chosen[0]) if chosen else admit(issuer, options.admit)
-
-
-# ---- servers --------------------------------------------------------------------------
 
 
 def hints(options, issuer, secure, clear):

@@ -1,12 +1,15 @@
 """Runs the built programs as a user does: a temporary home, exact output bytes."""
 
+import fcntl
 import json
 import os
 import pty
 import select
 import shutil
+import struct
 import subprocess
 import tempfile
+import termios
 import time
 import unittest
 
@@ -164,8 +167,6 @@ class KestrelCase(unittest.TestCase):
             self.assertEqual(done.returncode, status, f"openssl {args}: {done.stderr!r}")
         return done.returncode, done.stdout
 
-    # ---- `openssl cms`, in DER -----------------------------------------------------
-
     def cms_sign(self, out, signers, *options, source="in", detached=False):
         words = [] if detached else ["-nodetach"]
         for signer in signers:
@@ -195,12 +196,13 @@ class KestrelCase(unittest.TestCase):
     def same(self, one, other="in"):
         self.assertEqual(self.read(one), self.read(other))
 
-    def on_terminal(self, cue, typed, *args, ahead=b""):
+    def on_terminal(self, cue, typed, *args, ahead=b"", program=KESTREL, columns=80):
         """What a terminal shows when this is typed at the first question that ends in the cue."""
         child, terminal = pty.fork()
         if child == 0:
             os.chdir(self.folder)
-            os.execve(KESTREL, [KESTREL, *args], self.env)
+            fcntl.ioctl(1, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+            os.execve(program, [program, *args], self.env)
         os.write(terminal, ahead)
         shown, answered = b"", False
         while piece := self.piece_of(terminal):
@@ -231,11 +233,12 @@ class KestrelCase(unittest.TestCase):
         self.self_sign(name, "basicConstraints=CA:FALSE",
                        "keyUsage=digitalSignature,keyEncipherment,dataEncipherment", key=name)
 
-    def self_sign(self, name, *extensions, key=None):
-        """NAME.pem for a key that is there, or NAME.key, too."""
+    def self_sign(self, name, *extensions, key=None, authority=None):
+        """NAME.pem for a key that is there, or NAME.key, too; by an authority where one is told."""
         keyed = (["-new", "-key", f"{key}.key"] if key else
                  ["-newkey", "rsa:2048", "-nodes", "-keyout", f"{name}.key"])
         more = [word for extension in extensions for word in ("-addext", extension)]
+        more += ["-CA", f"{authority}.pem", "-CAkey", f"{authority}.key"] if authority else []
         self.openssl("req", "-x509", *keyed, "-subj", f"/CN={name}", "-days", "60", "-out",
                      f"{name}.pem", *more)
 
@@ -264,8 +267,6 @@ class KestrelCase(unittest.TestCase):
         arguments += ["--pin", pin] if pin is not None else []
         arguments += ["--trust"] if trust else []
         self.ctl(*arguments)
-
-    # ---- what the program prints ---------------------------------------------------
 
     def summary(self, name):
         """The standard showing of NAME.pem: subject, validity, a blank line."""

@@ -34,19 +34,7 @@ SSLRandomSeed startup builtin
 <Directory {folder}/pages>
   Require all granted
 </Directory>
-<Directory {folder}/pages/basic>
-  AuthType Basic
-  AuthName {realm}
-  AuthUserFile {folder}/passwords
-  Require valid-user
-</Directory>
-<Directory {folder}/pages/digest>
-  AuthType Digest
-  AuthName {realm}
-  AuthUserFile {folder}/digests
-  Require valid-user
-</Directory>
-{service}
+{places}
 <VirtualHost 127.0.0.1:{tls}>
   SSLEngine on
   SSLCertificateFile {cert}
@@ -67,12 +55,6 @@ LOGIN = """
   AuthName {realm}
   AuthUserFile {folder}/{file}
   Require valid-user"""
-
-SERVICE = """
-<Location /{place}/service/>
-  ProxyPass {address}{login}
-</Location>
-"""
 
 SQUID = """
 http_port 127.0.0.1:{proxy}
@@ -127,13 +109,13 @@ def write(folder, name, text):
     return path
 
 
-def service(address, folder):
-    """The places under which apache asks the service, with and without a login."""
-    logins = {"open": "", "basic": ("Basic", "passwords"), "digest": ("Digest", "digests")}
+def places(folder, address):
+    """Where apache wants a login, and what it asks the service for."""
     text = ""
-    for place, login in logins.items():
-        words = LOGIN.format(kind=login[0], file=login[1], realm=REALM, folder=folder) if login else ""
-        text += SERVICE.format(place=place, address=address, login=words)
+    for place, file in (("open", ""), ("basic", "passwords"), ("digest", "digests")):
+        login = LOGIN.format(kind=place, file=file, realm=REALM, folder=folder) if file else ""
+        text += f"<Location /{place}/>{login}\n</Location>\n"
+        text += f"ProxyPass /{place}/service/ {address}\n" if address else ""
     return text
 
 
@@ -169,7 +151,7 @@ def main():
     write(folder, "digests", digests)
     names = dict(folder=folder, cert=cert, key=key, client_ca=client_ca, clear=clear, tls=tls,
                  client=client, proxy=proxy, realm=REALM,
-                 service=service(address[0], folder) if address else "",
+                 places=places(folder, *address or [""]),
                  run_as="User www-data\nGroup www-data" if os.geteuid() == 0 else "",
                  load="\n".join(f"LoadModule {each}_module {MODULES}/mod_{each}.so"
                                 for each in LOADED if each not in built_in()))

@@ -44,8 +44,6 @@ class Answers:
     def signer(self, name="tsa"):
         return tokens.Signer(self.folder, name)
 
-    # ---- what openssl answers
-
     def good(self, body):
         with self.lock:
             with open(f"{self.folder}/query", "wb") as file:
@@ -55,8 +53,6 @@ class Answers:
                  "tsa.pem", "-inkey", "tsa.key", "-queryfile", "query"],
                 cwd=self.folder, capture_output=True, check=False)
         return 200, done.stdout
-
-    # ---- tokens of our own
 
     def build(self, body, name="tsa", names=None, **changes):
         request = tokens.Request(body)
@@ -78,9 +74,6 @@ class Answers:
 
     def granted(self, *args, **changes):
         return 200, tokens.response(0, self.build(*args, **changes))
-
-    def plain(self, body):
-        return self.granted(body)
 
     def explicit_hash(self, body):
         return self.granted(body, names=lambda c: [tokens.ess_v2(c, explicit=True)])
@@ -171,11 +164,6 @@ class Answers:
         made[-10] ^= 1
         return 200, tokens.response(0, bytes(made))
 
-    # ---- no token at all
-
-    def bare(self, body):
-        return 200, self.build(body)
-
     def rejected(self, _):
         return 200, tokens.response(2, text="We are closed", fail_bit=2)
 
@@ -185,28 +173,8 @@ class Answers:
     def empty_grant(self, _):
         return 200, tokens.response(0)
 
-    def cut(self, body):
-        return 200, tokens.response(0, self.build(body))[:-20]
-
-    def junk(self, _):
-        return 200, b"x" * (10 << 20)
-
-    def empty(self, _):
-        return 200, b""
-
-    def no_content(self, _):
-        return 204, b""
-
-    def redirect(self, _):
-        return 302, b"elsewhere", ("Location", "/good")
-
     def broken(self, _):
         return 500, b"broken"
-
-    def hang(self, _):
-        time.sleep(600)
-        return 200, b""
-
 
 class StampService:
     """Runs in a thread of the test, and ends with it. `seen` holds what was asked."""

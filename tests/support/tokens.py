@@ -21,9 +21,6 @@ OTHER_SIGNING_CERTIFICATE = "1.2.840.113549.1.9.16.2.19"
 CERT_VALUES = "1.2.840.113549.1.9.16.2.23"
 
 
-# ---- DER ---------------------------------------------------------------------
-
-
 def der(tag, *parts):
     body = b"".join(parts)
     if len(body) < 0x80:
@@ -96,9 +93,6 @@ def issuer_and_serial(certificate):
     return sequence(fields[2], fields[0])
 
 
-# ---- the authority -----------------------------------------------------------
-
-
 class Signer:
     """A key and its certificate in a folder: name.key, name.pem, name.cer (DER)."""
 
@@ -134,9 +128,6 @@ def make_authority(folder, run):
             "3000", "-CAcreateserial", "-extfile", name + ".ext", "-out", name + ".pem")
     for name in ["ca", *issued]:
         run("x509", "-in", name + ".pem", "-outform", "DER", "-out", name + ".cer")
-
-
-# ---- tokens ------------------------------------------------------------------
 
 
 def tst_info(imprint, hash_oid=SHA256, nonce=None, when=None, policy="1.2.3.4.5", extensions=b"",
@@ -198,15 +189,11 @@ class Request:
     def __init__(self, data):
         fields = elements(take(data)[1])
         hashed = elements(fields[1][1])
-        self.hash_oid = hashed[0][2]
         self.imprint = hashed[1][1]
         self.nonce = None
-        self.policy = None
         self.cert_req = False
         for tag, body, _ in fields[2:]:
             if tag == 0x02:
                 self.nonce = int.from_bytes(body, "big", signed=True)
-            elif tag == 0x06:
-                self.policy = body
             elif tag == 0x01:
                 self.cert_req = body != b"\x00"

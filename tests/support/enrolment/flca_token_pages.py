@@ -59,8 +59,6 @@ class TokenPages:
         user = self.issuer.state.read()["users"].get(token)
         return token if user and user["password"] == form.get("Password", "") else None
 
-    # ---- registration -----------------------------------------------------------------
-
     def register(self, question):
         form = question.form()
         if question.method != "POST" or form.get("GetSubjectFormPosted") != "1":
@@ -93,8 +91,6 @@ class TokenPages:
         return page(f'<FORM method=post action="{target}.asp">\r\n'
                     f'<INPUT type=hidden Name=TokenID value="{token}">\r\n'
                     f'<INPUT type=hidden Name=Password value="{user["password"]}"></FORM>')
-
-    # ---- pages behind the login -----------------------------------------------------------
 
     def home(self, _, token):
         user = self.issuer.state.read()["users"][token]

@@ -36,8 +36,6 @@ class UserPages:
             return page("Нужен сертификат клиента", 403)
         return handler(self, question, hashlib.sha1(client).hexdigest())
 
-    # ---- the page with all that is a user's --------------------------------------------------
-
     def home(self, _, owner):
         rows = self.issuer.state.requests_of(owner)
         certificates = "".join(self.certificate_row(*item) for item in rows
@@ -72,8 +70,6 @@ class UserPages:
         if row["state"] == PENDING:
             return self.stored if self.stored in ("plain", "once") else "once"
         return self.stored if self.stored in ("twice", "armoured", "utf16") else "twice"
-
-    # ---- requests -----------------------------------------------------------------------
 
     def new_request(self, _, owner):
         return request_page(f'CN="Ann ""A"" {owner[:4]}"')

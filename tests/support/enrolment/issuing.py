@@ -79,8 +79,6 @@ class Issuer:
         with open(self.path(name), "wb") as file:
             file.write(content)
 
-    # ---- keys and certificates of its own ----------------------------------------------
-
     def make_all(self):
         self.write("ca.cnf", CONFIG.format(digest=self.digest).encode())
         self.write("index", b"")
@@ -101,8 +99,6 @@ class Issuer:
                   ["-CA", f"{issuer}.pem", "-CAkey", f"{issuer}.key", "-CAcreateserial"])
         self.openssl("x509", "-req", "-in", f"{name}.csr", *signer, f"-{digest}", "-days", "3650",
                      "-extfile", "ca.cnf", "-extensions", extensions, "-out", f"{name}.pem")
-
-    # ---- messages ---------------------------------------------------------------------
 
     def chain(self, certificate=None):
         """PKCS #7 of root and issuing authority, with a certificate (PEM) or without."""
@@ -133,8 +129,6 @@ class Issuer:
         self.openssl("req", "-inform", "DER", "-verify", "-noout", "-config", "ca.cnf",
                      stdin=octets)
         return octets
-
-    # ---- decisions --------------------------------------------------------------------
 
     def take(self, owner, octets, decision, **more):
         """A new request (DER, wrapped or not): its number."""
