@@ -2,7 +2,7 @@
 
 import os
 
-from kestrel_case import TRANSPORT_KEYS, KestrelCase, error_line
+from kestrel_case import TRANSPORT_KEYS, KestrelCase, error_line, progress
 
 CREATED = b"Encrypted message is created.\n"
 DECRYPTED = b"Message is decrypted.\n"
@@ -69,6 +69,19 @@ class Encrypt(KestrelCase):
         self.assertEqual(self.read("no"), b"")
         self.set_machine('"GostCipher"="2.16.840.1.101.3.4.1.42"')
         self.fail_with(0x20000134, "-encr", "-dn", "gost256", "in", "msg")
+
+    def test_sizes_around_chunk_and_block(self):
+        self.make_identity("rsa", "rsa")
+        for size in (0, 1, 15, 16, 17, 65535, 65536, 65537, 200_000):
+            for keys in ([], ["-der"]):
+                with self.subTest(f"{size} {keys}"):
+                    self.write("in", os.urandom(size))
+                    self.expect(["-encr", "-dn", "rsa", *keys, "in", "msg"], 0,
+                                self.chosen("rsa") + b"Encrypting the data..." + progress(size) +
+                                CREATED)
+                    body = self.succeed("-decr", "-dn", "rsa", "msg", "out")
+                    self.assertTrue(body.endswith(DECRYPTED + b"[ReturnCode: 0]\n"))
+                    self.assertEqual(self.read("out"), self.read("in"))
 
     def test_recipients_of_other_kinds_are_passed_over(self):
         for name, kind in (("ann", "rsa"), ("ec", "ec"), ("keyid", "rsa")):

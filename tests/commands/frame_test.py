@@ -16,6 +16,8 @@ REFUSALS = [
     ("no -q below one", ["-sign", "-q0", "a", "b"], 0x200000CF, b"Integer is required for '-q' key"),
     ("first leftover in set order", ["-encr", "-yes", "-both", "a", "b"], 0x200000CE,
      b"Wrong key: 'both'."),
+    ("in usages only", ["-instcert", "-enable-install-root"], 0x200000C9,
+     b"Unknown key: '-enable-install-root'."),
     ("a second q", ["-encr", "-q", "-q5", "a", "b"], 0x200000CE, b"Wrong key: 'q'."),
 ]
 
@@ -57,14 +59,17 @@ class Frame(KestrelCase):
         rows = [
             ("LC_ALL wins", {"LC_ALL": "ru_RU.UTF-8", "LANG": "en_US"}, True),
             ("LANG alone", {"LANG": "ru"}, True),
+            ("LC_ALL wins the other way", {"LC_ALL": "C", "LANG": "ru_RU"}, False),
             ("messages before LANG", {"LC_MESSAGES": "ru_RU", "LANG": "en"}, True),
+            ("another language", {"LANG": "uk_UA.UTF-8"}, False),
             ("capitals are another name", {"LANG": "RU"}, False),
             ("none", {}, False),
         ]
         for name, env, russian in rows:
             with self.subTest(name):
                 _, output = self.raw("-sign", env=env)
-                self.assertEqual("Не указан входной файл" in output.decode(), russian)
+                for text in ("Утилита командной строки для защиты данных.\n", "Не указан входной файл"):
+                    self.assertEqual(text in output.decode(), russian)
                 self.assertTrue(output.endswith(closing(0x200000D0)))
 
     def test_strangers_names(self):

@@ -37,6 +37,17 @@ class SignVerify(KestrelCase):
                     self.cms_verify("der", f"{kind}.pem")
                     self.same("out2")
 
+    def test_sizes_around_the_chunk(self):
+        self.make_identity("rsa", "rsa")
+        for size in (0, 1, 47, 48, 65535, 65536, 65537, 131072, 1_000_003):
+            for keys in ([], ["-der"]):
+                with self.subTest(f"{size} {keys}"):
+                    self.write("in", os.urandom(size))
+                    self.expect(["-sign", "-dn", "rsa", *keys, "in", "msg"], 0,
+                                self.chosen("rsa") + b"Signing the data..." + progress(size) + SIGNED)
+                    self.succeed("-verify", "msg", "out")
+                    self.assertEqual(self.read("out"), self.read("in"))
+
     def test_what_openssl_signs(self):
         self.write("in", b"line one\r\nline two\n" * 5000)
         rows = [[], ["-stream"], ["-noattr"], ["-noattr", "-stream"], ["-keyid"],

@@ -62,3 +62,15 @@ class Json(KestrelCase):
                 for row in document:
                     self.assertEqual(list(row), keys)
                     self.assertEqual({type(value) for value in row.values()}, {str})
+
+    def test_every_verb_fits_and_has_its_section(self):
+        """But for what names another page in its help."""
+        listing = self.ctl("--help").decode().split("Commands:\n")[1].split("\n\n")[0]
+        for verb in (line[2:21].split() for line in listing.splitlines()):
+            if not verb:
+                continue  # the rest of a sentence
+            told = self.ctl(*verb, "--help").decode()
+            self.assertLessEqual(max(map(len, told.splitlines())), 80, verb)
+            listed = re.search(r"^  --json +(.*)$", told, re.M)
+            if listed and "docs/" not in listed.group(1):
+                self.assertIn(" ".join(verb), sections())

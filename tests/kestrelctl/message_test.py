@@ -791,6 +791,11 @@ class Run(MessageCase):
         schema = self.schemas["verify"].schema["definitions"]
         self.assertEqual([row[0] for row in told], schema["reason"]["enum"])
         self.assertEqual({row[2] for row in told}, set(schema["check"]["enum"]))
+        def members(part):
+            inside = part.values() if isinstance(part, dict) else part if isinstance(part, list) else []
+            named = set(part.get("properties", ())) if isinstance(part, dict) else set()
+            return named.union(*map(members, inside))
+        self.assertEqual({name for name in members(schema) if f"`{name}`" not in page}, set())
         example = json.loads(re.search(r"^```json\n(.*?)^```", page, re.M | re.S)[1])
         self.assertTrue(self.schemas["verify"].is_valid(example))
 

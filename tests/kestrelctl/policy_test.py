@@ -54,6 +54,13 @@ class Policy(KestrelCase):
         # Names are written as the client's own.
         self.assertIn(b'"RequireNonce"=dword:00000001', self.file("user"))
 
+    def test_the_page_names_each_value(self):
+        with open(os.path.join(ROOT, "docs/policy.md"), encoding="utf-8") as page:
+            told = page.read()
+        for row in self.shown("--all"):
+            name = re.sub("Deny(Anonym|Basic|Digest|NTLM|Negotiate)$", "Deny...", row["value"])
+            self.assertIn(f"`{name}`", told)
+
     def test_names_that_are_none(self):
         for words, told in ((("set", "DefaultTSPUrls", "http://x"), "no value of the policy"),
                             (("set", "AllowedTSPs", "http://x"), "'policy add' adds to it"),

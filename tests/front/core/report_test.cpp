@@ -37,6 +37,16 @@ TEST_F(ReportTest, OwnCodes) {
     }
 }
 
+TEST_F(ReportTest, PlatformCodeWithoutTextHasNoPrefix) {
+    SetLastError(0xE0ABCDEF);
+    EXPECT_EQ(Printed([] { EXPECT_EQ(ReportError(kLastError), 0xE0ABCDEF); }),
+              "Unknown error. (0xE0ABCDEF)\n");
+    state.russian = true;
+    SetLastError(0xC2100121);
+    EXPECT_EQ(Printed([] { EXPECT_EQ(ReportError(kLastError), 0xC2100121); }),
+              "Неизвестная ошибка. (0xC2100121)\n");
+}
+
 // What terminals act upon: ECMA-48 5.2 and 5.3, Unicode UAX #9 2.
 const struct {
     const char* name;

@@ -101,7 +101,9 @@ struct PercentRow {
 constexpr LONGLONG kChunk = 65536;
 
 const PercentRow kPercents[] = {
+    {"an empty file", 0, 0, 100},
     {"a pipe", -1, 5, 100},
+    {"the second read of one chunk", kChunk, 1, 100},
     {"truncated, not rounded", 3 * kChunk, 2, 66},
     {"4 GiB", 65536 * kChunk, 32768, 50},
     // In double precision these would be 70, 90 and 1.
@@ -115,6 +117,16 @@ TEST(ProgressLine, Percent) {
     for (const PercentRow& row : kPercents) {
         EXPECT_EQ(Percent(row.chunks, row.size), row.percent) << row.name;
     }
+}
+
+TEST(ProgressLine, EveryReadPrints) {
+    EXPECT_EQ(Printed([] {
+                  Progress::Start();
+                  Progress progress(2 * kChunk);
+                  for (int i = 0; i < 3; ++i) progress.Show();
+                  Progress::End();
+              }),
+              "    \b\b\b\b  0%\b\b\b\b 50%\b\b\b\b100%\b\b\b\b    \n");
 }
 
 }  // namespace

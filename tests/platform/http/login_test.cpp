@@ -56,6 +56,36 @@ TEST_F(LoginTest, ChallengesAreTold) {
     EXPECT_EQ(SchemesOf(plain), std::to_string(ERROR_INVALID_OPERATION));
 }
 
+// The loop of a client: sent bare, challenged, sent again.
+TEST_F(LoginTest, RealServersLetTheRightOnesIn) {
+    const struct {
+        const char* page;
+        DWORD scheme;
+        const wchar_t* password;
+        DWORD status;
+    } rows[] = {
+        {"basic", kBasic, L"right one", 200},  {"basic", kBasic, L"wrong", 401},
+        {"basic", kBasic, L"", 401},           {"digest", kDigest, L"right one", 200},
+        {"digest", kDigest, L"wrong", 401},    {"digest", kBasic, L"right one", 401},
+        {"basic", kDigest, L"right one", 401},
+    };
+    for (const auto& row : rows) {
+        for (const bool early : {false, true}) {
+            Exchange exchange(Real().clear, std::string(row.page) + "/page", false, "POST");
+            if (!early) {
+                EXPECT_EQ(exchange.Run("body"), 0U);
+                EXPECT_EQ(exchange.Status(), 401U) << row.page;
+            }
+            EXPECT_EQ(exchange.Login(kServer, row.scheme, L"ann", row.password), 0U);
+            EXPECT_EQ(exchange.Run("body"), 0U) << row.page << row.scheme;
+            EXPECT_EQ(exchange.Status(), row.status) << row.page << row.scheme << early;
+            if (row.status == 200) {
+                EXPECT_EQ(exchange.Body(), "the " + std::string(row.page) + " page");
+            }
+        }
+    }
+}
+
 TEST_F(LoginTest, NothingBeforeAChallenge) {
     const struct {
         const char* name;
@@ -177,6 +207,43 @@ TEST_F(LoginTest, NothingSecretGoesToAnotherServer) {
 }
 
 // ---- proxies ---------------------------------------------------------------------------
+
+TEST_F(LoginTest, SquidWantsALogin) {
+    const std::string squid = "127.0.0.1:" + std::to_string(Real().proxy);
+    const struct {
+        const char* name;
+        std::string proxy;
+        DWORD scheme;
+        const wchar_t* password;
+        bool secure;
+        DWORD status;
+    } rows[] = {
+        {"none", squid, 0, L"", false, 407},
+        {"right", squid, kBasic, L"right one", false, 200},
+        {"wrong", squid, kBasic, L"wrong", false, 407},
+        {"other scheme", squid, kDigest, L"right one", false, 407},
+        {"with its scheme", "http://" + squid + "/", kBasic, L"right one", false, 200},
+        {"in the address", "http://ann:right%20one@" + squid, 0, L"", false, 200},
+        {"tunnel, none", squid, 0, L"", true, 407},
+        {"tunnel, right", squid, kBasic, L"right one", true, 200},
+        {"tunnel, wrong", squid, kBasic, L"wrong", true, 407},
+        {"tunnel, in the address", "ann:right%20one@" + squid, 0, L"", true, 200},
+    };
+    for (const auto& row : rows) {
+        const WORD port = row.secure ? Real().tls : Real().clear;
+        Exchange exchange(port, "/open/page", row.secure, "POST", row.proxy);
+        EXPECT_EQ(exchange.Flags(SECURITY_FLAG_IGNORE_UNKNOWN_CA), 0U);
+        EXPECT_EQ(exchange.Run("body"), 0U) << row.name;
+        if (row.scheme != 0) {
+            EXPECT_EQ(exchange.Status(), 407U) << row.name;
+            EXPECT_EQ(SchemesOf(exchange), "1 1 1") << row.name;
+            EXPECT_EQ(exchange.Login(kProxy, row.scheme, L"ann", row.password), 0U);
+            EXPECT_EQ(exchange.Run("body"), 0U) << row.name;
+        }
+        EXPECT_EQ(exchange.Status(), row.status) << row.name;
+        EXPECT_EQ(exchange.Body() == "the open page", row.status == 200) << row.name;
+    }
+}
 
 // Leave for the user's ticket takes no login from a proxy that was given one.
 TEST_F(LoginTest, AutologonLeavesTheProxysLogin) {

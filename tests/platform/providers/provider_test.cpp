@@ -7,6 +7,8 @@
 namespace platform::testing {
 namespace {
 
+constexpr DWORD kTypeNumbers[] = {1, 16, 24, 75, 80, 81};
+
 using Providers = HomesTest;
 
 DWORD Acquire(HCRYPTPROV* provider, const char* container, const char* name, DWORD type,
@@ -116,6 +118,27 @@ TEST(Algorithms, NoTwoRowsAreTakenForOne) {
     }
     EXPECT_EQ(FindAlgorithm(oid::kRsa, 0)->id, ALG_ID{CALG_RSA_KEYX});
     EXPECT_EQ(FindAlgorithm(oid::kSha256, CRYPT_ENCRYPT_ALG_OID_GROUP_ID), nullptr);
+}
+
+TEST_F(Providers, ListTypesAndProviders) {
+    for (const auto enumerate : {&CryptEnumProviderTypesA, &CryptEnumProvidersA}) {
+        std::vector<DWORD> types;
+        char name[128];
+        DWORD type = 0;
+        DWORD size = sizeof(name);
+        while (enumerate(static_cast<DWORD>(types.size()), nullptr, 0, &type, name, &size)) {
+            EXPECT_EQ(size, std::strlen(name) + 1);
+            types.push_back(type);
+            if (enumerate == &CryptEnumProvidersA) {
+                HCRYPTPROV provider = 0;
+                EXPECT_EQ(Acquire(&provider, nullptr, name, type, CRYPT_VERIFYCONTEXT), 0U);
+                CryptReleaseContext(provider, 0);
+            }
+            size = sizeof(name);
+        }
+        EXPECT_EQ(GetLastError(), Code(ERROR_NO_MORE_ITEMS));
+        EXPECT_EQ(types, std::vector<DWORD>(std::begin(kTypeNumbers), std::end(kTypeNumbers)));
+    }
 }
 
 TEST_F(Providers, ListContainers) {
