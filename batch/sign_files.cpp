@@ -1,4 +1,5 @@
 // -signf: a detached signature of each file in a companion ".sgn".
+#include <algorithm>
 #include <array>
 #include <new>
 
@@ -24,6 +25,7 @@ struct CommonFinds {
     CRYPT_ALGORITHM_IDENTIFIER hash{};
     CrlHolder crl;
     DWORD pinFailure = 0;
+    DWORD longest = 0;  // signature
 };
 CommonFinds common;
 
@@ -104,11 +106,11 @@ void FillSigner(DetachedSigner& signer, std::vector<BYTE>& token) {
 Reported Sign(DetachedSigner& signer, Block& source, Block& signature) {
     std::array<const BYTE*, 1> blocks{source.data.get()};
     std::array<DWORD, 1> sizes{source.size};
-    const Reported failure =
-        FetchBytes(signature.data, signature.size, [&](BYTE* encoded, DWORD* size) {
-            return CryptSignMessage(&signer.para, TRUE, 1, blocks.data(), sizes.data(), encoded,
-                                    size);
-        });
+    const auto sign = [&](BYTE* encoded, DWORD* size) {
+        return CryptSignMessage(&signer.para, TRUE, 1, blocks.data(), sizes.data(), encoded, size);
+    };
+    const Reported failure = FetchBytes(signature.data, signature.size, sign, common.longest);
+    common.longest = std::max(common.longest, signature.size);
     source.data.reset();
     return failure;
 }

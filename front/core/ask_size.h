@@ -24,14 +24,17 @@ bool FetchValue(std::vector<BYTE>& value, const Call& call) {
     return true;
 }
 
-// The same for the whole-file road, whose buffers may be large: kLastError or kNoMemory.
+// The same for the whole-file road, whose buffers may be large: kLastError or kNoMemory. Bytes
+// for which `room` is mostly enough are asked for no length but when it was not.
 template <typename Call>
-Reported FetchBytes(BytesHolder& bytes, DWORD& size, const Call& call) {
-    if (!call(static_cast<BYTE*>(nullptr), &size)) return ReportError(kLastError);
+Reported FetchBytes(BytesHolder& bytes, DWORD& size, const Call& call, DWORD room = 0) {
+    size = room;
+    if (room == 0 && !call(static_cast<BYTE*>(nullptr), &size)) return ReportError(kLastError);
     bytes.reset(static_cast<BYTE*>(std::malloc(size)));
     if (!bytes) return ReportError(kNoMemory);
-    if (!call(bytes.get(), &size)) return ReportError(kLastError);
-    return 0;
+    if (call(bytes.get(), &size)) return 0;
+    const bool tooShort = room != 0 && GetLastError() == ERROR_MORE_DATA;
+    return tooShort ? FetchBytes(bytes, size, call) : ReportError(kLastError);
 }
 
 }  // namespace kestrel
