@@ -39,8 +39,10 @@ std::int64_t RowOf(const Item* item) {
 // One certificate is as old as itself.
 bool IsNewer(const Certificate& /*certificate*/, const Certificate& /*present*/) { return false; }
 
+// An authority may issue several on one day, dated by the day.
 bool IsNewer(const Crl& crl, const Crl& present) {
-    return TicksOf(crl.Head().ThisUpdate) > TicksOf(present.Head().ThisUpdate);
+    return TicksOf(crl.Head().ThisUpdate) >= TicksOf(present.Head().ThisUpdate) &&
+           !Equal(crl.Der(), present.Der());
 }
 
 template <class Item>

@@ -59,7 +59,7 @@ std::string Dispositions() {
     std::string told;
     for (const DWORD disposition :
          {CERT_STORE_ADD_NEW, CERT_STORE_ADD_NEW, CERT_STORE_ADD_USE_EXISTING,
-          CERT_STORE_ADD_REPLACE_EXISTING, CERT_STORE_ADD_ALWAYS, 77}) {
+          CERT_STORE_ADD_REPLACE_EXISTING, CERT_STORE_ADD_NEWER, CERT_STORE_ADD_ALWAYS, 77}) {
         told += Add(store, static_cast<DWORD>(disposition)) + " ";
     }
     told += Count(store);
@@ -169,7 +169,7 @@ const Case kStoreCases[] = {
     {"store: close null", [] { return Told(CertCloseStore(nullptr, 0)); }, "ok"},
     {"store: created and deleted", CreatedAndDeleted,
      "00000002 ok 00000050 ok null 00000000 00000002 00000002"},
-    {"store: dispositions", Dispositions, "ok 80092005 ok ok ok 80070057 2 80092004"},
+    {"store: dispositions", Dispositions, "ok 80092005 ok ok 80092005 ok 80070057 2 80092004"},
     {"store: what is found stands in it", StandsIn, "store"},
     {"store: closed with a context out", ClosedWithAContextOut, "8009200f"},
     {"store: find unknown kind", [] { return Find(0x00990000, nullptr); }, "80070057"},

@@ -498,6 +498,8 @@ TEST_F(StoresTest, KeepsRevocationLists) {
     const CrlHolder first = MakeCrl("", "-crldays 30");
     const CrlHolder second =
         MakeCrl("", "-crl_lastupdate 20200101000000Z -crl_nextupdate 20200201000000Z");
+    const CrlHolder sameDay =
+        MakeCrl("", "-crl_lastupdate 20200101000000Z -crl_nextupdate 20200202000000Z");
     const CrlHolder oldest =
         MakeCrl("", "-crl_lastupdate 20190101000000Z -crl_nextupdate 20190201000000Z");
     const CertHolder ec = ContextOf("p256");
@@ -516,6 +518,13 @@ TEST_F(StoresTest, KeepsRevocationLists) {
         EXPECT_TRUE(CertAddCRLContextToStore(ca.get(), second.get(), CERT_STORE_ADD_NEWER, &added));
         EXPECT_EQ(added->cbCrlEncoded, second->cbCrlEncoded);
         EXPECT_TRUE(CertFreeCRLContext(added));
+        for (const auto& [crl, code] :
+             {std::pair{&second, Code(CRYPT_E_EXISTS)}, std::pair{&sameDay, DWORD{0}},
+              std::pair{&second, DWORD{0}}}) {
+            EXPECT_EQ(Outcome(CertAddCRLContextToStore(ca.get(), crl->get(), CERT_STORE_ADD_NEWER,
+                                                       nullptr)),
+                      code);
+        }
     }
     const StoreHolder ca = OpenSystem("ca", kUser | kExisting);
     CrlHolder found(CertEnumCRLsInStore(ca.get(), nullptr));
