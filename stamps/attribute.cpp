@@ -12,22 +12,6 @@ constexpr std::uint8_t kSequence = 0x30;
 
 }  // namespace
 
-void Fill(asn1rt::ASN1Context& context, asn1data::Attribute& record, const CAttribute& value) {
-    Fill(context, record.type, value.oid);
-    Fill(context, AddTo(context, record.values), value.value);
-}
-
-void Read(const asn1rt::ASN1TList<asn1data::Attribute>& record, CAttributes& value) {
-    value.clear();
-    for (const asn1data::Attribute& attribute : record) {
-        for (const asn1data::AttributeValue& one : attribute.values) {
-            CAttribute& added = value.emplace_back();
-            added.oid = ReadOid(attribute.type);
-            Read(one, added.value);
-        }
-    }
-}
-
 void Fill(asn1rt::ASN1Context& context, asn1data::Extension& record, const CExtension& value) {
     Fill(context, record.extnID, value.oid);
     record.m.criticalPresent = value.critical;

@@ -28,9 +28,6 @@ struct CExtension : CAttribute {
 
 using CExtensions = std::vector<CExtension>;
 
-void Fill(asn1rt::ASN1Context& context, asn1data::Attribute& record, const CAttribute& value);
-// An attribute of several values becomes as many, and one without any none.
-void Read(const asn1rt::ASN1TList<asn1data::Attribute>& record, CAttributes& value);
 void Fill(asn1rt::ASN1Context& context, asn1data::Extension& record, const CExtension& value);
 void Read(const asn1data::Extension& record, CExtension& value);
 void Fill(asn1rt::ASN1Context& context, asn1data::Extensions& record, const CExtensions& value);

@@ -139,8 +139,6 @@ const char* NameOf(Check check) {
     return kNames[static_cast<std::size_t>(check)];
 }
 
-std::span<const ReasonRow> ReasonRows() { return kRows; }
-
 const ReasonRow& RowOf(Reason reason) {
     return *std::ranges::find(kRows, reason, &ReasonRow::reason);
 }

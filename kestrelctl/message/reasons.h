@@ -84,7 +84,6 @@ struct ReasonRow {
     const char* russian;
 };
 const ReasonRow& RowOf(Reason reason);
-std::span<const ReasonRow> ReasonRows();
 
 // What a fault is about: a name or identifier that a stranger chose, which is the same in both
 // languages and escaped where it is printed, or words of our own.

@@ -60,9 +60,4 @@ Ticks CurrentTicks() {
            static_cast<Ticks>(now.tv_nsec) / 100;
 }
 
-std::time_t UnixTimeOf(const FILETIME& time) {
-    return static_cast<std::time_t>(TicksOf(time) / kTicksPerSecond) -
-           static_cast<std::time_t>(kUnixEpoch / kTicksPerSecond);
-}
-
 }  // namespace platform

@@ -21,8 +21,6 @@ constexpr FILETIME FileTimeOf(Ticks ticks) {
 }
 
 Ticks CurrentTicks();
-// The second that a time lies in. Times before 1970 give negative values.
-std::time_t UnixTimeOf(const FILETIME& time);
 
 // The calendar's day and time; the day of the week is not looked at. Both throw
 // ERROR_INVALID_PARAMETER for a time that the other form does not have.

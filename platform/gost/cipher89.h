@@ -107,26 +107,6 @@ class Feedback89 : public StreamCipher, private Meshing89 {
     std::size_t used_ = Key89::kBlock;
 };
 
-class Counter89 : public KeyStreamCipher, private Meshing89 {
-  public:
-    Counter89(Key89 key, ByteView iv, bool meshes);
-
-  private:
-    std::size_t NextRun(std::span<std::uint8_t> run) override;
-
-    bool started_ = false;
-};
-
-// Whole blocks; padding is the caller's.
-class Chaining89 : private Meshing89 {
-  public:
-    Chaining89(Key89 key, ByteView iv, bool meshes, bool encrypts);
-    void Turn(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks);
-
-  private:
-    bool encrypts_;
-};
-
 // Four octets over `data`, zeros added to its last block, starting from `iv`.
 std::array<std::uint8_t, 4> Mac89(const Key89& key, std::uint64_t iv, ByteView data);
 

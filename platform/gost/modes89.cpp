@@ -103,47 +103,6 @@ void KeyStreamCipher::Turn(const std::uint8_t* in, std::uint8_t* out, std::size_
     }
 }
 
-Counter89::Counter89(Key89 key, ByteView iv, bool meshes)
-    : KeyStreamCipher(16 * kBlock), Meshing89(key, iv, meshes) {}
-
-// The halves of the counter run modulo 2^32 and 2^32 - 1.
-std::size_t Counter89::NextRun(std::span<std::uint8_t> run) {
-    if (!started_) register_ = key_.Encrypt(register_);
-    started_ = true;
-    MeshWhenDue();
-    const std::size_t filled = std::min(run.size(), SectionLeft());
-    for (std::size_t i = 0; i < filled; i += kBlock) {
-        const auto low = static_cast<std::uint32_t>(register_) + 0x01010101U;
-        std::uint32_t high = static_cast<std::uint32_t>(register_ >> 32) + 0x01010104U;
-        if (high < 0x01010104U) ++high;
-        register_ = low | std::uint64_t{high} << 32;
-        Store64(&run[i], register_);
-    }
-    key_.EncryptBlocks(run.data(), run.data(), filled / kBlock);
-    Count(filled);
-    return filled;
-}
-
-// ---- block chaining -------------------------------------------------------------
-
-Chaining89::Chaining89(Key89 key, ByteView iv, bool meshes, bool encrypts)
-    : Meshing89(key, iv, meshes), encrypts_(encrypts) {}
-
-void Chaining89::Turn(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks) {
-    for (std::size_t i = 0; i < kBlock * blocks; i += kBlock) {
-        MeshWhenDue();
-        const std::uint64_t text = Load64(in + i);
-        if (encrypts_) {
-            register_ = key_.Encrypt(register_ ^ text);
-            Store64(out + i, register_);
-        } else {
-            Store64(out + i, register_ ^ key_.Decrypt(text));
-            register_ = text;
-        }
-        Count(kBlock);
-    }
-}
-
 // ---- authentication code and key wraps ------------------------------------------
 
 std::array<std::uint8_t, 4> Mac89(const Key89& key, std::uint64_t iv, ByteView data) {
