@@ -21,6 +21,7 @@
 #include "platform/base/error.h"
 #include "platform/base/file_entry.h"
 #include "platform/base/file_name.h"
+#include "platform/base/text.h"
 
 namespace platform {
 namespace {
@@ -63,8 +64,6 @@ int TakePlace(const std::string& name) {
 // ---- what killed processes have left ---------------------------------------------
 
 std::string_view LastPart(std::string_view name) { return name.substr(name.rfind('/') + 1); }
-
-bool IsDigit(char character) { return character >= '0' && character <= '9'; }
 
 void SkipDigits(std::string_view& text) {
     while (!text.empty() && IsDigit(text.front())) text.remove_prefix(1);
@@ -248,10 +247,9 @@ Draft::~Draft() {
     std::erase(Drafts(), this);
 }
 
-bool Draft::Drop() {
-    const bool dropped = !named_ || settled_ || unlink(name_.c_str()) == 0;
+void Draft::Drop() {
+    if (named_ && !settled_) unlink(name_.c_str());
     Settle();
-    return dropped;
 }
 
 void Draft::Settle() {
@@ -344,14 +342,15 @@ std::shared_ptr<Draft> FindDraft(const std::string& name) {
 
 void NameDraft(const std::string& name) {
     const auto draft = FindDraft(name);
-    if (draft != nullptr && !draft->GiveName()) ThrowFileError(errno, name);
+    if (draft && !draft->GiveName()) ThrowFileError(errno, name);
 }
 
 bool DropDraft(const std::string& name) {
     const auto draft = FindDraft(name);
     WaitingDrafts().erase(name);
-    if (draft == nullptr || draft->IsSettled()) return false;
-    if (!draft->Drop()) ThrowFileError(errno, name);
+    if (!draft) return false;
+    if (draft->IsNamed() && unlink(draft->Name().c_str()) != 0) ThrowFileError(errno, name);
+    draft->Settle();
     return true;
 }
 

@@ -30,7 +30,7 @@ class Draft {
 
     [[nodiscard]] int Get() const { return file_.Get(); }
     [[nodiscard]] const std::string& Name() const { return name_; }
-    [[nodiscard]] bool IsSettled() const { return settled_; }
+    [[nodiscard]] bool IsNamed() const { return named_; }
 
     // These answer false with errno. The file may have its name already.
     [[nodiscard]] bool GiveName();
@@ -46,8 +46,8 @@ class Draft {
     [[nodiscard]] bool LinkTo(const std::string& target);
     // From now on the named file stays, or somebody else has taken it away.
     void Settle();
-    // The file is not wanted any more. One that has a name answers false with errno when it stays.
-    bool Drop();
+    // The file is not wanted any more.
+    void Drop();
 
   private:
     bool OpenUnnamed(Access access);
@@ -73,7 +73,7 @@ std::shared_ptr<Draft> FindDraft(const std::string& name);
 // For calls that look for the file under its name. Throws when another one has it.
 void NameDraft(const std::string& name);
 // Whatever its name is by now: somebody else's file may have the one that it waits under. False
-// when the name is none of them, or that of one which is settled. Throws when the file stays.
+// when the name is none of them. Throws when the file stays.
 bool DropDraft(const std::string& name);
 // The name was moved, replaced or deleted.
 void ForgetDraft(const std::string& name);

@@ -47,7 +47,7 @@ void Replace(LPCSTR replaced, LPCSTR replacement, DWORD flags) {
     const bool durable = (flags & REPLACEFILE_WRITE_THROUGH) != 0;
     CheckHeld(target);
     const auto draft = FindDraft(source);
-    if (draft == nullptr) return ReplaceByFile(target, source, durable);
+    if (!draft) return ReplaceByFile(target, source, durable);
     struct stat status {};
     if (lstat(target.c_str(), &status) != 0) ThrowFileError(errno, target);
     ReplaceByDraft(target, *draft, durable);

@@ -54,8 +54,8 @@ void Move(const std::string& from, const std::string& to, DWORD flags) {
     const bool durable = (flags & MOVEFILE_WRITE_THROUGH) != 0;
     const bool replacing = (flags & MOVEFILE_REPLACE_EXISTING) != 0;
     const auto draft = FindDraft(from);
-    const bool moved = draft != nullptr ? MoveDraft(*draft, to, replacing, durable)
-                                        : MoveFile(from, to, replacing, durable);
+    const bool moved =
+        draft ? MoveDraft(*draft, to, replacing, durable) : MoveFile(from, to, replacing, durable);
     if (!moved && errno == EEXIST) throw Error(ERROR_ALREADY_EXISTS, to);
     if (!moved) ThrowFileError(errno, to);
     ForgetDraft(from);

@@ -160,7 +160,7 @@ std::shared_ptr<OpenFile> OpenLocked(const OpenRequest& request, int flags) {
 // A draft stays open. A temporary one waits also when this fails: whoever deletes it by its
 // name then means no other file.
 void OpenFile::Close() {
-    if (draft_ == nullptr) {
+    if (!draft_) {
         if (!descriptor_.Close()) throw Error(ErrnoToCode(errno));
         return;
     }

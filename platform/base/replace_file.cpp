@@ -127,11 +127,8 @@ class Source {
         if (draft_ != nullptr) draft_->Settle();
     }
     void Remove() const {
-        if (draft_ != nullptr) {
-            draft_->Drop();
-        } else {
-            unlink(name_.c_str());
-        }
+        if (draft_ != nullptr) return draft_->Drop();
+        unlink(name_.c_str());
     }
 
   private:
@@ -303,7 +300,7 @@ void ReplaceFile(const std::filesystem::path& file, ByteView content, unsigned m
     CheckReplaced(target, file.string(), ifExists);
     const std::unique_ptr<Draft> draft = DraftBeside(target);
     const auto wanted = static_cast<mode_t>(mode);
-    if (draft == nullptr) {
+    if (!draft) {
         NarrowTarget(target, wanted);
         return WriteInPlace(target, content);
     }

@@ -226,7 +226,7 @@ std::shared_ptr<const RegistryTree> LoadSide(Side side) {
     const std::vector<fs::path> names = RegistryFiles(side);
     std::vector<std::pair<fs::path, FileStamp>> files;
     for (const fs::path& name : names) files.emplace_back(name, StampOf(name));
-    if (cache.tree == nullptr || cache.files != files) {
+    if (!cache.tree || cache.files != files) {
         cache.tree = std::make_shared<const RegistryTree>(LoadTree(side, names));
         cache.files = std::move(files);
     }

@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -459,11 +460,13 @@ TEST_F(FilesTest, WhatMayNotBeWrittenIsNotReplaced) {
 bool MountSmallDisk(const char* folder) {
     const std::string user = "0 " + std::to_string(geteuid()) + " 1";
     const std::string group = "0 " + std::to_string(getegid()) + " 1";
+    prctl(PR_SET_DUMPABLE, 1);  // what follows is a user's own only then
     if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return false;
-    std::ofstream("/proc/self/setgroups") << "deny";
-    std::ofstream("/proc/self/uid_map") << user;
-    std::ofstream("/proc/self/gid_map") << group;
-    return mount("none", folder, "tmpfs", 0, "size=1m") == 0;
+    const auto tell = [](const char* file, const std::string& text) {
+        return (std::ofstream(file) << text << std::flush).good();
+    };
+    return tell("/proc/self/setgroups", "deny") && tell("/proc/self/uid_map", user) &&
+           tell("/proc/self/gid_map", group) && mount("none", folder, "tmpfs", 0, "size=1m") == 0;
 }
 
 // Two names keep the file from being renamed over, and its new content does not fit beside
