@@ -57,14 +57,14 @@ bool EncodeValue(const CRYPT_OBJID_BLOB& value, ComText& text) {
 }
 
 // Far more than any extension has; each step from here makes further copies.
-constexpr DWORD kMostOctets = 1024 * 1024;
+constexpr DWORD kMostExtensionOctets = 1024 * 1024;
 
 Reported AddExtension(FLEnroll& control, const char* file) {
     BYTE* data = nullptr;
     DWORD length = 0;
     if (const Reported failure = ReadFileWhole(file, data, length, nullptr)) return failure;
     const BytesHolder held(data);
-    if (length > kMostOctets) {
+    if (length > kMostExtensionOctets) {
         SetLastError(ERROR_FILE_TOO_LARGE);
         return ReportError(kLastError);
     }

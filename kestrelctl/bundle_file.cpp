@@ -1,10 +1,17 @@
 // Reading a bundle, with its name in every error.
 #include "kestrelctl/bundle_file.h"
 
+#include <filesystem>
+
 #include "kestrelctl/cli.h"
 #include "platform/base/error.h"
 
 namespace kestrelctl {
+
+bool Exists(const std::string& name) {
+    std::error_code error;
+    return std::filesystem::exists(name, error);
+}
 
 platform::CertificateBundle ReadBundleFile(const std::string& file) {
     platform::CertificateBundle bundle;

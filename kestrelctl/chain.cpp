@@ -38,11 +38,6 @@ std::string UntilText(const FILETIME& time) {
 
 // ---- the command line ----------------------------------------------------------
 
-bool IsFile(const std::string& name) {
-    std::error_code error;
-    return std::filesystem::exists(name, error);
-}
-
 // A certificate with others beside it, which may be its issuers.
 struct Subject {
     Found certificate;
@@ -96,7 +91,7 @@ Found ByThumbprint(const std::string& thumbprint) {
 
 Subject SubjectNamed(const std::string& name) {
     const std::string thumbprint = PlainHex(name);
-    if (IsFile(name)) return InFile(name);
+    if (Exists(name)) return InFile(name);
     if (thumbprint.empty())
         throw UsageError("a file or a thumbprint is needed, not '" + name + "'");
     return {ByThumbprint(thumbprint), nullptr};

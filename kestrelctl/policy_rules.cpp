@@ -37,12 +37,11 @@ constexpr std::size_t kHelpColumn = 30;
 constexpr std::uint32_t kSchemes[] = {0, 1, 2, 8, 16};
 
 bool IsDotted(std::string_view text) {
-    const auto digit = [](char c) { return c >= '0' && c <= '9'; };
     std::size_t arcs = 0;
     while (true) {
         const std::size_t end = std::min(text.find('.'), text.size());
         const std::string_view arc = text.substr(0, end);
-        if (arc.empty() || !std::ranges::all_of(arc, digit)) return false;
+        if (arc.empty() || !std::ranges::all_of(arc, platform::IsDigit)) return false;
         if (arc.size() > 1 && arc[0] == '0') return false;
         if (++arcs == 1 && (arc.size() > 1 || arc[0] > '2')) return false;
         if (end == text.size()) return arcs > 1;

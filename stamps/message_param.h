@@ -4,12 +4,16 @@
 #include <windows.h>
 
 #include <span>
+#include <string_view>
 #include <utility>
 
 #include "front/core/holders.h"
 #include "stamps/blob.h"
 
 namespace Ferroline {
+
+// The type of a token's content (RFC 3161, 2.4.2).
+inline constexpr std::string_view kTstInfoOid = "1.2.840.113549.1.9.16.1.4";
 
 // Throws the platform's error.
 [[nodiscard]] CBlob MessageParam(HCRYPTMSG message, DWORD param, DWORD index = 0);

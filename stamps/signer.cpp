@@ -15,7 +15,6 @@ using kestrel::CertificateHolder;
 
 constexpr wchar_t kAddressBook[] = L"AddressBook";
 constexpr std::string_view kContentTypeOid = "1.2.840.113549.1.9.3";
-constexpr std::string_view kTstInfoOid = "1.2.840.113549.1.9.16.1.4";
 constexpr std::string_view kCertValuesOid = "1.2.840.113549.1.9.16.2.23";
 constexpr HRESULT kNotFound = static_cast<HRESULT>(CRYPT_E_NOT_FOUND);
 

@@ -12,8 +12,6 @@ namespace {
 
 using ASN1::ReadOid;
 
-constexpr std::string_view kTstInfoOid = "1.2.840.113549.1.9.16.1.4";
-
 // Folds the bytes of the version. The factor was meant to be 256; users of the
 // number know only the one-byte versions, which come out true.
 std::uint32_t ReadVersion(const asn1rt::ASN1BigInt& record) {

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "kestrelctl/bundle_file.h"
 #include "kestrelctl/cli.h"
 #include "platform/base/descriptor.h"
 #include "platform/base/error.h"
@@ -16,16 +17,11 @@ namespace {
 
 constexpr std::size_t kBufferSize = std::size_t{16} << 10;
 
-bool IsThere(const std::string& name) {
-    std::error_code error;
-    return std::filesystem::exists(name, error);
-}
-
 }  // namespace
 
 ContentFile::ContentFile(std::string name) : name_(std::move(name)) {
     std::error_code error;
-    if (IsThere(name_) && !std::filesystem::is_regular_file(name_, error)) {
+    if (Exists(name_) && !std::filesystem::is_regular_file(name_, error)) {
         throw Failure("'" + name_ + "' is no file that could wait for the verdict");
     }
     try {
@@ -60,7 +56,7 @@ void ContentFile::Write(platform::ByteView piece) {
 void ContentFile::Keep() {
     Flush();
     const bool arrived = platform::WritesArrived(draft_->Get());
-    if (!arrived || (!IsThere(place_) && !draft_->Widen())) platform::ThrowFileError(errno, name_);
+    if (!arrived || (!Exists(place_) && !draft_->Widen())) platform::ThrowFileError(errno, name_);
     platform::ReplaceByDraft(place_, *draft_, false);
 }
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "kestrelctl/bundle_file.h"
 #include "kestrelctl/message/wide_text.h"
 #include "platform/base/error.h"
 #include "platform/base/text.h"
@@ -20,11 +21,6 @@ namespace der = platform::der;
 
 constexpr std::string_view kExtension = ".sgn";
 constexpr std::string_view kBlanks = " \t\r\n";
-
-bool Exists(const std::string& name) {
-    std::error_code error;
-    return std::filesystem::exists(name, error);
-}
 
 std::string SignatureIn(const std::filesystem::path& folder, const std::string& file) {
     return (folder / std::filesystem::path(file).filename()).string() + std::string(kExtension);

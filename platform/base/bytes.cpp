@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+#include "platform/base/text.h"
+
 namespace platform {
 
 bool Equal(ByteView first, ByteView second) {
@@ -25,6 +27,12 @@ std::string Hex(ByteView bytes) {
         text += digits[byte & 15];
     }
     return text;
+}
+
+int HexValue(char digit) {
+    if (IsDigit(digit)) return digit - '0';
+    const char lower = static_cast<char>(digit | 0x20);
+    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
 void Wipe(void* data, std::size_t size) { OPENSSL_cleanse(data, size); }

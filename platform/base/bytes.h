@@ -27,6 +27,8 @@ bool SameCode(ByteView first, ByteView second);
 
 // Lower-case hexadecimal digits.
 std::string Hex(ByteView bytes);
+// Of a hexadecimal digit in either case; -1 for what is none.
+int HexValue(char digit);
 
 // Overwrites memory in a way that the optimiser keeps.
 void Wipe(void* data, std::size_t size);

@@ -6,6 +6,9 @@
 
 namespace platform {
 
+// One of 0 to 9, whatever the C library's locale is.
+constexpr bool IsDigit(char character) { return character >= '0' && character <= '9'; }
+
 // Both throw ERROR_NO_UNICODE_TRANSLATION on text that is not well formed.
 std::wstring Widen(std::string_view text);
 std::string Narrow(std::wstring_view text);

@@ -8,9 +8,6 @@
 namespace platform {
 namespace {
 
-constexpr std::uint8_t kUtcTime = 0x17;
-constexpr std::uint8_t kGeneralizedTime = 0x18;
-
 struct Fields {
     DWORD version = 0;
     AlgorithmView signatureAlgorithm;
@@ -43,7 +40,7 @@ Fields ReadCrlToBeSigned(der::Cursor cursor) {
     fields.signatureAlgorithm = ReadAlgorithm(cursor);
     fields.issuer = cursor.Expect(der::kSequence).whole;
     fields.thisUpdate = ReadTime(cursor.Next());
-    if (cursor.NextIs(kUtcTime) || cursor.NextIs(kGeneralizedTime)) {
+    if (cursor.NextIs(der::kUtcTime) || cursor.NextIs(der::kGeneralizedTime)) {
         fields.nextUpdate = ReadTime(cursor.Next());
     }
     if (cursor.NextIs(der::kSequence)) fields.entries = cursor.Next();

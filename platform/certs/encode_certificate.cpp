@@ -14,8 +14,6 @@
 namespace platform {
 namespace {
 
-constexpr std::uint8_t kUtcTime = 0x17;
-constexpr std::uint8_t kGeneralizedTime = 0x18;
 constexpr std::uint8_t kTrue = 0xFF;
 
 Bytes Reversed(ByteView octets) { return {octets.rbegin(), octets.rend()}; }
@@ -81,7 +79,7 @@ Bytes EncodeTime(const FILETIME& time) {
     const int length =
         std::snprintf(text, sizeof text, "%0*d%02d%02d%02d%02d%02dZ", twoDigits ? 2 : 4, year,
                       parts.wMonth, parts.wDay, parts.wHour, parts.wMinute, parts.wSecond);
-    return der::Element(twoDigits ? kUtcTime : kGeneralizedTime,
+    return der::Element(twoDigits ? der::kUtcTime : der::kGeneralizedTime,
                         ViewOf(text, static_cast<std::size_t>(length)));
 }
 

@@ -68,8 +68,7 @@ void SetKeyContext(Certificate& certificate, DWORD flags, const void* data) {
         const auto& record = *static_cast<const CERT_KEY_CONTEXT*>(data);
         if (record.cbSize != sizeof record) throw Error(E_INVALIDARG);
         const bool owned = (flags & CERT_STORE_NO_CRYPT_RELEASE_FLAG) == 0;
-        next = std::make_unique<KeyContext>(
-            Resolve<Provider>(record.hCryptProv, ERROR_INVALID_PARAMETER), record.dwKeySpec, owned);
+        next = std::make_unique<KeyContext>(ProviderOf(record.hCryptProv), record.dwKeySpec, owned);
     }
     // A handle set once more is still one count of it.
     KeyContext* last = certificate.keyContext.get();

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/base/bytes.h"
 #include "platform/base/error.h"
 #include "platform/base/text.h"
 #include "platform/certs/rdn_keys.h"
@@ -23,7 +24,6 @@ constexpr std::uint8_t kIa5String = 0x16;
 constexpr std::string_view kOidPrefix = "OID.";
 
 bool IsBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
 // ---- values --------------------------------------------------------------------
 
@@ -50,20 +50,13 @@ std::optional<std::uint8_t> TagFor(std::string_view value, RdnValueKind kind) {
     }
 }
 
-int HexDigit(char c) {
-    if (IsDigit(c)) return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-}
-
 // Pairs of digits with any blanks between them.
 std::optional<Bytes> ReadHex(std::string_view text) {
     Bytes octets;
     bool half = false;
     for (const char c : text) {
         if (IsBlank(c)) continue;
-        const int digit = HexDigit(c);
+        const int digit = HexValue(c);
         if (digit < 0) return std::nullopt;
         if (half) {
             octets.back() = static_cast<std::uint8_t>(octets.back() << 4 | digit);

@@ -45,7 +45,7 @@ HCRYPTMSG WINAPI CryptMsgOpenToDecode(DWORD encoding, DWORD flags, DWORD type,
     return Guarded<HCRYPTMSG>(nullptr, [&]() -> HCRYPTMSG {
         CheckEncoding(encoding);
         std::shared_ptr<Provider> opened;
-        if (provider != 0) opened = Resolve<Provider>(provider, ERROR_INVALID_PARAMETER);
+        if (provider != 0) opened = ProviderOf(provider);
         return Publish(NewDecoder(flags, type, std::move(opened), stream));
     });
 }

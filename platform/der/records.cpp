@@ -5,12 +5,10 @@
 #include <chrono>
 
 #include "platform/base/error.h"
+#include "platform/base/text.h"
 
 namespace platform {
 namespace {
-
-constexpr std::uint8_t kUtcTime = 0x17;
-constexpr std::uint8_t kGeneralizedTime = 0x18;
 
 [[noreturn]] void Corrupt() { throw Error(CRYPT_E_ASN1_CORRUPT); }
 
@@ -20,9 +18,7 @@ class TimeText {
     explicit TimeText(ByteView contents)
         : text_(reinterpret_cast<const char*>(contents.data()), contents.size()) {}
 
-    [[nodiscard]] bool AtDigit() const {
-        return !text_.empty() && text_[0] >= '0' && text_[0] <= '9';
-    }
+    [[nodiscard]] bool AtDigit() const { return !text_.empty() && IsDigit(text_[0]); }
     int Number(int digits) {
         int value = 0;
         for (int i = 0; i < digits; ++i) {
@@ -142,15 +138,16 @@ std::vector<ExtensionView> ReadExtensions(ByteView contents) {
 }
 
 FILETIME ReadTime(const der::Item& item) {
-    if (item.tag != kUtcTime && item.tag != kGeneralizedTime) throw Error(CRYPT_E_ASN1_BADTAG);
+    if (item.tag != der::kUtcTime && item.tag != der::kGeneralizedTime)
+        throw Error(CRYPT_E_ASN1_BADTAG);
     TimeText text(item.contents);
-    const std::chrono::year year(ReadYear(text, item.tag == kGeneralizedTime));
+    const std::chrono::year year(ReadYear(text, item.tag == der::kGeneralizedTime));
     const std::chrono::month month(static_cast<unsigned>(text.Number(2)));
     const std::chrono::day day(static_cast<unsigned>(text.Number(2)));
     const int hour = text.Number(2);
     const int minute = text.Number(2);
     const int second = text.AtDigit() ? text.Number(2) : 0;
-    if (item.tag == kGeneralizedTime) text.SkipFraction();
+    if (item.tag == der::kGeneralizedTime) text.SkipFraction();
     const std::chrono::year_month_day date(year, month, day);
     if (!date.ok() || hour > 23 || minute > 59 || second > 59) Corrupt();
     return ToFileTime(std::chrono::sys_days(date) + std::chrono::hours(hour) +

@@ -1,6 +1,7 @@
 // Addresses of EST authorities, taken apart.
 #include "platform/enroll/est_address.h"
 
+#include "platform/base/bytes.h"
 #include "platform/base/error.h"
 #include "platform/base/text.h"
 #include "platform/http/url.h"
@@ -13,12 +14,6 @@ constexpr const char* kExpected = "https://host[:port][/.well-known/est[/label]]
 
 [[noreturn]] void ThrowOtherKind() { throw Error(RPC_S_SERVER_UNAVAILABLE, kExpected); }
 
-int DigitOf(char character) {
-    if (character >= '0' && character <= '9') return character - '0';
-    const char lower = static_cast<char>(character | 0x20);
-    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
-}
-
 // What stands before the host may have any octet as "%" and two digits (RFC 3986, 2.1).
 std::string Unescaped(std::wstring_view wide) {
     std::string text = Narrow(wide);
@@ -26,8 +21,8 @@ std::string Unescaped(std::wstring_view wide) {
     for (std::size_t at = 0; at < text.size(); ++at) {
         char octet = text[at];
         if (octet == '%') {
-            const int high = at + 2 < text.size() ? DigitOf(text[at + 1]) : -1;
-            const int low = high < 0 ? -1 : DigitOf(text[at + 2]);
+            const int high = at + 2 < text.size() ? HexValue(text[at + 1]) : -1;
+            const int low = high < 0 ? -1 : HexValue(text[at + 2]);
             if (low < 0) ThrowOtherKind();
             octet = static_cast<char>(high * 16 + low);
             at += 2;

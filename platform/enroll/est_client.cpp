@@ -100,8 +100,7 @@ std::string RefusalText(const Question& question) {
 
 std::string WaitingText(const Question& question) {
     const std::string after = question.Header("Retry-After");
-    const bool seconds =
-        !after.empty() && std::ranges::all_of(after, [](char c) { return c >= '0' && c <= '9'; });
+    const bool seconds = !after.empty() && std::ranges::all_of(after, IsDigit);
     return "The authority has not decided on the request yet." +
            (seconds ? " It asks to wait " + Shown(after) + " seconds." : std::string());
 }

@@ -84,7 +84,7 @@ void Linear(std::uint8_t* block) {
 // What each octet of a block becomes by the substitution and L.
 using RoundTables = std::array<std::array<Half, 256>, 16>;
 
-RoundTables MakeTables() {
+RoundTables MakeRoundTables() {
     RoundTables tables;
     for (unsigned place = 0; place < 16; ++place) {
         Half bits[8];
@@ -105,8 +105,8 @@ RoundTables MakeTables() {
     return tables;
 }
 
-const RoundTables& TheTables() {
-    static const auto tables = std::make_unique<RoundTables>(MakeTables());
+const RoundTables& TheRoundTables() {
+    static const auto tables = std::make_unique<RoundTables>(MakeRoundTables());
     return *tables;
 }
 
@@ -130,7 +130,7 @@ class Kuznyechik : public BlockCipher {
         return std::make_unique<Kuznyechik>(key);
     }
     void Encrypt(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks) const override {
-        const RoundTables& tables = TheTables();
+        const RoundTables& tables = TheRoundTables();
         for (std::size_t i = 0; i < 16 * blocks; i += 16) {
             Half state = LoadHalf(in + i) ^ keys_[0];
             for (unsigned round = 1; round < 10; ++round)
@@ -141,7 +141,7 @@ class Kuznyechik : public BlockCipher {
 
   private:
     void Schedule(ByteView key) {
-        const RoundTables& tables = TheTables();
+        const RoundTables& tables = TheRoundTables();
         Half one = LoadHalf(key.data());
         Half two = LoadHalf(key.data() + 16);
         keys_[0] = one;

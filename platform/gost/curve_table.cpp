@@ -4,7 +4,7 @@
 namespace platform::gost {
 namespace {
 
-constexpr CurveRow kRows[] = {
+constexpr CurveRow kCurves[] = {
     {"1.2.643.2.2.35.0", "8000000000000000000000000000000000000000000000000000000000000431", "7",
      "5FBFF498AA938CE739B8E022FBAFEF40563F6E6A3472FC2A514C0CE9DAE23B7E",
      "8000000000000000000000000000000150FE8A1892976154C59CFC193ACCF5B3", "2",
@@ -99,7 +99,7 @@ const CurveRow* FindCurveRow(std::string_view oid) {
     for (const Alias& alias : kAliases) {
         if (alias.oid == oid) oid = alias.row;
     }
-    for (const CurveRow& row : kRows) {
+    for (const CurveRow& row : kCurves) {
         if (row.oid == oid) return &row;
     }
     return nullptr;

@@ -12,7 +12,7 @@ struct Row {
     std::array<const char*, 8> digits;  // K1 to K8, one hexadecimal digit for each of 16 inputs
 };
 
-constexpr Row kRows[] = {
+constexpr Row kSets[] = {
     {"1.2.643.2.2.30.0",
      {"4A92D80E6B1C7F53", "EB4C6DFA23810759", "581DA342EFC7609B", "7DA1089FE46CB253",
       "6C715FD84A9E03B2", "4BA0721D36859CFE", "DB413F590AE7682C", "1FD057A4923E6B8C"}},
@@ -63,10 +63,10 @@ Substitution::Substitution(const SubstitutionBlock& block) : rows(block) {
 }
 
 const Substitution* FindSubstitution(std::string_view oid) {
-    static std::array<std::unique_ptr<const Substitution>, std::size(kRows)> made;
+    static std::array<std::unique_ptr<const Substitution>, std::size(kSets)> made;
     for (std::size_t i = 0; i < made.size(); ++i) {
-        if (kRows[i].oid != oid) continue;
-        if (!made[i]) made[i] = std::make_unique<Substitution>(BlockOf(kRows[i]));
+        if (kSets[i].oid != oid) continue;
+        if (!made[i]) made[i] = std::make_unique<Substitution>(BlockOf(kSets[i]));
         return made[i].get();
     }
     return nullptr;

@@ -25,7 +25,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int kMostRedirects = 10;
 constexpr long kOk = 200;
 constexpr long kFirstRedirect = 300;
 constexpr long kFirstWithBody = 307;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/base/bytes.h"
 #include "platform/base/error.h"
 #include "platform/base/text.h"
 
@@ -27,12 +28,6 @@ std::vector<std::string_view> Words(std::string_view text, std::string_view sepa
 }
 
 namespace {
-
-int HexValue(char digit) {
-    if (digit >= '0' && digit <= '9') return digit - '0';
-    const char lower = static_cast<char>(digit | 0x20);
-    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
-}
 
 std::string Unescaped(std::string_view text) {
     std::string plain;

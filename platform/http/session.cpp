@@ -10,7 +10,6 @@
 namespace platform {
 namespace {
 
-constexpr int kMostRedirects = 10;
 // Longer ones no server takes, and libcurl calls them a lack of memory.
 constexpr std::size_t kMostObject = 64 * 1024;
 

@@ -37,6 +37,9 @@ ServerName ParseServerName(std::string_view text);
 // may hold escaped.
 std::string TargetOf(std::string_view name);
 
+// Of one request or download.
+inline constexpr int kMostRedirects = 10;
+
 // Where a Location leads from `base` (RFC 3986 5.2). Credentials in it are left out. No
 // value for an address that is malformed or of another scheme than http and https.
 std::optional<HttpUrl> ResolveLocation(const HttpUrl& base, const std::string& location);

@@ -42,12 +42,6 @@ const KeyRow* FindKey(std::string_view oid) {
     return nullptr;
 }
 
-// An AlgorithmIdentifier's parameters; empty when it has none.
-Bytes ParametersOf(const X509_ALGOR* algorithm) {
-    if (algorithm->parameter == nullptr) return {};
-    return EncodeWhole<ASN1_TYPE>(&i2d_ASN1_TYPE, algorithm->parameter);
-}
-
 // Null when the parameters name no set that goes with the algorithm.
 const gost::Curve* CurveOf(const KeyRow& row, ByteView parameters) {
     const auto value = DecodeItem<KeyParameters>(ASN1_ITEM_rptr(KeyParameters), parameters);
@@ -61,7 +55,7 @@ std::shared_ptr<GostKey> WithParameters(const X509_ALGOR* algorithm) {
     if (row == nullptr) return nullptr;
     auto key = std::make_shared<GostKey>();
     key->oid = row->oid;
-    key->parameters = ParametersOf(algorithm);
+    key->parameters = EncodedParametersOf(algorithm);
     key->curve = CurveOf(*row, key->parameters);
     return key;
 }

@@ -58,7 +58,7 @@ using namespace platform;
 BOOL WINAPI CryptCreateHash(HCRYPTPROV provider, ALG_ID algorithm, HCRYPTKEY key, DWORD flags,
                             HCRYPTHASH* hash) {
     return GuardedBool([&] {
-        const auto object = Resolve<Provider>(provider, ERROR_INVALID_PARAMETER);
+        const auto object = ProviderOf(provider);
         if (hash == nullptr) throw Error(ERROR_INVALID_PARAMETER);
         if (flags != 0) throw Error(NTE_BAD_FLAGS);
         // Keyed hashes are not among the algorithms.

@@ -44,10 +44,6 @@ std::shared_ptr<UserKey> KeyOf(HCRYPTKEY handle) {
     return Resolve<UserKey>(handle, ERROR_INVALID_PARAMETER);
 }
 
-std::shared_ptr<Provider> ProviderOf(HCRYPTPROV handle) {
-    return Resolve<Provider>(handle, ERROR_INVALID_PARAMETER);
-}
-
 void GetParam(const UserKey& key, DWORD param, BYTE* data, DWORD* size) {
     switch (param) {
         case KP_ALGID:

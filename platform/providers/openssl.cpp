@@ -31,4 +31,9 @@ std::string DottedOf(const ASN1_OBJECT* object) {
     return text;
 }
 
+Bytes EncodedParametersOf(const X509_ALGOR* algorithm) {
+    if (algorithm->parameter == nullptr) return {};
+    return EncodeWhole<ASN1_TYPE>(&i2d_ASN1_TYPE, algorithm->parameter);
+}
+
 }  // namespace platform

@@ -62,6 +62,9 @@ Bytes EncodeWhole(int (*encode)(const T*, unsigned char**), const T* value) {
     return der;
 }
 
+// An AlgorithmIdentifier's parameters; empty when it has none.
+Bytes EncodedParametersOf(const X509_ALGOR* algorithm);
+
 // Values of our own templates.
 struct ItemDeleter {
     const ASN1_ITEM* item;

@@ -59,11 +59,6 @@ const PrfRow* FindPrf(std::string_view oid) {
     return nullptr;
 }
 
-Bytes ParametersOf(const X509_ALGOR* algorithm) {
-    if (algorithm->parameter == nullptr) return {};
-    return EncodeWhole<ASN1_TYPE>(&i2d_ASN1_TYPE, algorithm->parameter);
-}
-
 // A count that a file gives; 0 when it makes no sense.
 std::uint32_t CountOf(const ASN1_INTEGER* integer) {
     const long count = ASN1_INTEGER_get(integer);
@@ -103,19 +98,20 @@ struct Sealing {
 
 // Nothing for parameters that are no such thing. Throws NTE_BAD_ALGID for what is not known.
 std::optional<Sealing> SealingOf(const X509_ALGOR* algorithm) {
-    const auto parameters = DecodeWhole<Pbes2>(&d2i_PBE2PARAM, ParametersOf(algorithm));
+    const auto parameters = DecodeWhole<Pbes2>(&d2i_PBE2PARAM, EncodedParametersOf(algorithm));
     if (!parameters) return std::nullopt;
     const std::string derivation = DottedOf(parameters->keyfunc->algorithm);
     if (OBJ_obj2nid(parameters->keyfunc->algorithm) != NID_id_pbkdf2) {
         throw Error(NTE_BAD_ALGID, derivation);
     }
     Sealing sealing;
-    sealing.derivation = DecodeWhole<Pbkdf2>(&d2i_PBKDF2PARAM, ParametersOf(parameters->keyfunc));
+    sealing.derivation =
+        DecodeWhole<Pbkdf2>(&d2i_PBKDF2PARAM, EncodedParametersOf(parameters->keyfunc));
     if (!sealing.derivation) return std::nullopt;
     const X509_ALGOR* prf = sealing.derivation->prf;
     sealing.prf = prf == nullptr ? kHmacSha1 : DottedOf(prf->algorithm);
     const X509_ALGOR* cipher = parameters->encryption;
-    sealing.cipher = {DottedOf(cipher->algorithm), ParametersOf(cipher)};
+    sealing.cipher = {DottedOf(cipher->algorithm), EncodedParametersOf(cipher)};
     return sealing;
 }
 

@@ -127,7 +127,7 @@ std::size_t Provider::LongestContainer(bool restart) {
 }
 
 AnyKey PrivateKeyOf(HCRYPTPROV provider, DWORD keySpec) {
-    return Resolve<Provider>(provider, ERROR_INVALID_PARAMETER)->Key(keySpec);
+    return ProviderOf(provider)->Key(keySpec);
 }
 
 const ProviderRow& ProviderRowFor(DWORD type, const char* name) {

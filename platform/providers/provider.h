@@ -74,6 +74,10 @@ class Provider : public Object {
     std::size_t containerAt_ = 0;
 };
 
+// The one behind a handle. Throws ERROR_INVALID_PARAMETER.
+inline std::shared_ptr<Provider> ProviderOf(HCRYPTPROV handle) {
+    return Resolve<Provider>(handle, ERROR_INVALID_PARAMETER);
+}
 // The row of a provider type, which `name` must be the name of unless it is null. Throws
 // NTE_BAD_PROV_TYPE, NTE_PROV_TYPE_NOT_DEF, NTE_KEYSET_NOT_DEF.
 const ProviderRow& ProviderRowFor(DWORD type, const char* name);

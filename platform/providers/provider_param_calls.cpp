@@ -92,10 +92,6 @@ std::optional<Secret> PasswordFrom(const BYTE* data) {
     return Secret(ViewOf(std::string_view(reinterpret_cast<const char*>(data))));
 }
 
-std::shared_ptr<Provider> ProviderOf(HCRYPTPROV handle) {
-    return Resolve<Provider>(handle, ERROR_INVALID_PARAMETER);
-}
-
 }  // namespace
 }  // namespace platform
 
