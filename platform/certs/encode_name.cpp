@@ -25,7 +25,7 @@ struct ValueType {
 };
 
 bool IsDigitOrBlank(std::uint8_t c) { return (c >= '0' && c <= '9') || c == ' '; }
-bool IsAscii(std::uint8_t c) { return c < 0x80; }
+bool IsIa5(std::uint8_t c) { return c < 0x80; }
 
 // X.680, table 8.
 const ValueType kTypes[] = {
@@ -34,7 +34,7 @@ const ValueType kTypes[] = {
     {CERT_RDN_PRINTABLE_STRING, 0x13, false, IsPrintableOctet, CRYPT_E_INVALID_PRINTABLE_STRING},
     {CERT_RDN_TELETEX_STRING, 0x14, false, nullptr, 0},
     {CERT_RDN_VIDEOTEX_STRING, 0x15, false, nullptr, 0},
-    {CERT_RDN_IA5_STRING, 0x16, false, IsAscii, CRYPT_E_INVALID_IA5_STRING},
+    {CERT_RDN_IA5_STRING, 0x16, false, IsIa5, CRYPT_E_INVALID_IA5_STRING},
     {CERT_RDN_GRAPHIC_STRING, 0x19, false, nullptr, 0},
     {CERT_RDN_VISIBLE_STRING, 0x1A, false, nullptr, 0},
     {CERT_RDN_GENERAL_STRING, 0x1B, false, nullptr, 0},

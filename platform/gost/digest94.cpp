@@ -10,23 +10,23 @@
 namespace platform::gost {
 namespace {
 
-using Words = std::array<std::uint64_t, 4>;
+using FourWords = std::array<std::uint64_t, 4>;
 using KeyWords = std::array<std::uint32_t, 8>;
 
-Words LoadWords(const std::uint8_t* from) {
+FourWords LoadWords(const std::uint8_t* from) {
     return {Load64(from), Load64(from + 8), Load64(from + 16), Load64(from + 24)};
 }
 
-Words Xor(const Words& a, const Words& b) {
+FourWords Xor(const FourWords& a, const FourWords& b) {
     return {a[0] ^ b[0], a[1] ^ b[1], a[2] ^ b[2], a[3] ^ b[3]};
 }
 
 // The transformation A of RFC 5831, 5.1.
-void Shift(Words& y) { y = {y[1], y[2], y[3], y[0] ^ y[1]}; }
+void Shift(FourWords& y) { y = {y[1], y[2], y[3], y[0] ^ y[1]}; }
 
 // The transformation P: octet k of each 64-bit word goes to word k of the key. Pairs of
 // octets are spread over even and odd ones first, eight at a time.
-KeyWords Transpose(const Words& w) {
+KeyWords Transpose(const FourWords& w) {
     constexpr std::uint64_t kEven = 0x00FF00FF00FF00FF;
     const std::uint64_t low0 = (w[0] & kEven) | (w[1] & kEven) << 8;
     const std::uint64_t low1 = (w[0] >> 8 & kEven) | (w[1] & ~kEven);
@@ -43,12 +43,12 @@ KeyWords Transpose(const Words& w) {
 }
 
 // What the four keys of a step are made of (RFC 5831, 5.1).
-std::array<Words, 4> SeedsOf(const Words& state, const Words& block) {
-    constexpr Words kThird = {0xFF00FF00FF00FF00, 0x00FF00FF00FF00FF, 0xFF0000FF00FFFF00,
-                              0xFF00FFFF000000FF};
-    Words u = state;
-    Words v = block;
-    std::array<Words, 4> seeds;
+std::array<FourWords, 4> SeedsOf(const FourWords& state, const FourWords& block) {
+    constexpr FourWords kThird = {0xFF00FF00FF00FF00, 0x00FF00FF00FF00FF, 0xFF0000FF00FFFF00,
+                                  0xFF00FFFF000000FF};
+    FourWords u = state;
+    FourWords v = block;
+    std::array<FourWords, 4> seeds;
     seeds[0] = Xor(u, v);
     for (unsigned i = 1; i < 4; ++i) {
         Shift(u);
@@ -62,7 +62,8 @@ std::array<Words, 4> SeedsOf(const Words& state, const Words& block) {
 
 // Four GOST 28147-89 encryptions, each step of all four before the next one: their table
 // reads wait for nothing but their own.
-Words EncryptFour(const Substitution& f, const std::array<Words, 4>& seeds, const Words& state) {
+FourWords EncryptFour(const Substitution& f, const std::array<FourWords, 4>& seeds,
+                      const FourWords& state) {
     const KeyWords keys[4] = {Transpose(seeds[0]), Transpose(seeds[1]), Transpose(seeds[2]),
                               Transpose(seeds[3])};
     std::uint32_t n1[4];
@@ -79,7 +80,7 @@ Words EncryptFour(const Substitution& f, const std::array<Words, 4>& seeds, cons
         for (unsigned k = 0; k < 8; k += 2) pair(k, k + 1);
     }
     for (unsigned k = 8; k > 0; k -= 2) pair(k - 1, k - 2);
-    Words result;
+    FourWords result;
     for (unsigned i = 0; i < 4; ++i) result[i] = n2[i] | std::uint64_t{n1[i]} << 32;
     return result;
 }
@@ -90,7 +91,7 @@ constexpr std::uint64_t Join(std::uint64_t low, std::uint64_t high, int bits) {
 
 // The mixing of RFC 5831, 5.3: a shift register of sixteen words of 16 bits whose next word
 // is the sum of words 1, 2, 3, 4, 13 and 16.
-Words MixOnce(const Words& w) {
+FourWords MixOnce(const FourWords& w) {
     const std::uint64_t halves = w[0] ^ w[0] >> 32;
     const std::uint64_t next = halves ^ halves >> 16 ^ w[3] ^ w[3] >> 48;
     return {Join(w[0], w[1], 16), Join(w[1], w[2], 16), Join(w[2], w[3], 16),
@@ -99,7 +100,7 @@ Words MixOnce(const Words& w) {
 
 // Four times `rounds` mixings. The sum of all taps but the last is known for four of them
 // ahead, and the last tap makes running sums of it.
-Words MixFour(Words w, int rounds) {
+FourWords MixFour(FourWords w, int rounds) {
     const auto pairs = [](std::uint64_t low, std::uint64_t high) {
         return low ^ Join(low, high, 16);
     };
@@ -127,14 +128,14 @@ Digest94::~Digest94() {
     Wipe(rest_.data(), sizeof rest_);
 }
 
-void Digest94::Step(const Words& block) {
-    const Words sealed = EncryptFour(*substitution_, SeedsOf(state_, block), state_);
-    const Words inner = MixOnce(Xor(block, MixFour(sealed, 3)));
+void Digest94::Step(const FourWords& block) {
+    const FourWords sealed = EncryptFour(*substitution_, SeedsOf(state_, block), state_);
+    const FourWords inner = MixOnce(Xor(block, MixFour(sealed, 3)));
     state_ = MixOnce(MixFour(Xor(state_, inner), 15));
 }
 
 void Digest94::Take(const std::uint8_t* block) {
-    const Words words = LoadWords(block);
+    const FourWords words = LoadWords(block);
     Step(words);
     AddTo(sum_, words);
 }

@@ -6,7 +6,7 @@
 namespace asn1gen {
 namespace {
 
-constexpr std::size_t kLongestChain = 100;
+constexpr std::size_t kLongestTypeChain = 100;
 
 void Link(const Module& module, Type& type, const Scope& scope, Diagnostics& diagnostics) {
     if (type.kind != Kind::kReference || type.target != nullptr) return;
@@ -28,7 +28,7 @@ void CheckChain(const Definition& definition, Diagnostics& diagnostics) {
         }
         if (std::find(passed.begin(), passed.end(), current) != passed.end()) return;
         passed.push_back(current);
-        if (passed.size() > kLongestChain) {
+        if (passed.size() > kLongestTypeChain) {
             return diagnostics.Report(definition.at, "too many references on the way to a type");
         }
     }

@@ -9,7 +9,7 @@
 namespace asn1gen {
 namespace {
 
-constexpr int kLongestChain = 100;  // of values that name one another
+constexpr int kLongestValueChain = 100;  // of values that name one another
 
 // Arcs that may be written without their number (X.660), at the root and below it.
 constexpr std::string_view kRootArcs[] = {"itu-t", "ccitt", "iso", "joint-iso-itu-t",
@@ -109,7 +109,7 @@ Kind Scope::KindOf(const Home& home) const { return BaseOf(home.assignment->type
 std::int64_t Scope::NumberOf(const Module& module, const Value& value, const Type* type) {
     Home home{&module, nullptr};
     const Value* current = &value;
-    for (int step = 0; step < kLongestChain; ++step) {
+    for (int step = 0; step < kLongestValueChain; ++step) {
         if (current->form == Value::Form::kNumber) return current->number;
         if (current->form != Value::Form::kName) {
             diagnostics_.Report(value.at, "this is no number");
