@@ -46,7 +46,6 @@ TEST_F(ChainTest, WhereTheAuthoritiesLie) {
         {"untrusted self-signed", kCheck, 0x20, nullptr, {}, {}},
         {"self-signed in another store", kCheck, 0x20, nullptr, {"CA"}, {}},
         {"under a trusted root", kNone, 0, &Root(), {"Root"}, {}},
-        {"trust of the machine", kNone, 0, &Root(), {"Root", Side::Machine}, {}},
         {"root not trusted", kNone, 0x20, &Root(), {"CA"}, {}},
         {"intermediate from CA", kNone, 0, &Middle(), {"Root", Side::Machine}, {"CA"}},
         {"intermediate from the machine's AddressBook",
