@@ -93,9 +93,6 @@ class Handler(loopback.Handler):
             self.wfile.flush()
         self.wfile.write(b"0\r\nX-Trailer: late\r\n\r\n")
 
-    def on_circle(self, _):
-        self.answer(302, [("Location", "/circle")])
-
     # Leads on "left" times and then to "echo".
     def on_steps(self, _):
         left = int(self.query["left"])

@@ -1,12 +1,8 @@
 // Contexts: what is read from certificates and CRLs, and what is refused.
-#include <algorithm>
-#include <cctype>
 #include <cstdio>
 
 #include "platform/der/der.h"
-#include "platform/providers/crypto.h"
 #include "tests/support/certificates.h"
-#include "tests/support/engine.h"
 
 namespace platform::testing {
 namespace {
@@ -20,46 +16,6 @@ std::string Moment(const FILETIME& time) {
     std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", parts.wYear, parts.wMonth,
                   parts.wDay, parts.wHour, parts.wMinute, parts.wSecond);
     return text;
-}
-
-std::string Upper(std::string text) {
-    for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    return text;
-}
-
-TEST_F(CertificateTest, ReadsWhatTheCommandShows) {
-    SKIP_WITHOUT_ENGINE();
-    const struct {
-        const char* kind;
-        const char* keyOid;
-    } rows[] = {
-        {"rsa", "1.2.840.113549.1.1.1"},
-        {"p256", "1.2.840.10045.2.1"},
-        {"gost256", "1.2.643.7.1.1.1.1"},
-        {"gost512", "1.2.643.7.1.1.1.2"},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.kind);
-        const CertHolder context = ContextOf(row.kind);
-        ASSERT_TRUE(context);
-        const CERT_INFO& info = *context->pCertInfo;
-        EXPECT_EQ(info.dwVersion, 2U);
-        EXPECT_STREQ(info.SubjectPublicKeyInfo.Algorithm.pszObjId, row.keyOid);
-        EXPECT_EQ(context->cbCertEncoded, CertificateOf(row.kind).size());
-
-        Bytes serial(info.SerialNumber.pbData, info.SerialNumber.pbData + info.SerialNumber.cbData);
-        std::reverse(serial.begin(), serial.end());
-        const std::string show =
-            OpenSsl("x509 -inform DER -in " + std::string(row.kind) +
-                    ".cer -noout -serial -startdate -enddate -dateopt iso_8601 -fingerprint -sha1");
-        EXPECT_NE(show.find("serial=" + Upper(Hex(serial))), std::string::npos) << show;
-        EXPECT_NE(show.find("notBefore=" + Moment(info.NotBefore)), std::string::npos) << show;
-        EXPECT_NE(show.find("notAfter=" + Moment(info.NotAfter)), std::string::npos) << show;
-
-        // The public key, with the bits and parameters as they stand in the certificate.
-        const AnyKey fromRecord = PublicKeyFromInfo(info.SubjectPublicKeyInfo);
-        EXPECT_TRUE(PublicKeyToDer(fromRecord) == ReadFile(std::string(row.kind) + ".pub"));
-    }
 }
 
 TEST_F(CertificateTest, ReadsTimes) {

@@ -17,7 +17,6 @@ namespace {
 
 struct Row {
     const char* name;
-    DWORD flags = kNone;
     DWORD status = 0;
     std::vector<Extension> leaf = {};
     long from = -kDay;
@@ -47,7 +46,6 @@ TEST_F(ChainTest, WhereTheAuthoritiesLie) {
         {"untrusted self-signed", kCheck, 0x20, nullptr, {}, {}},
         {"self-signed in another store", kCheck, 0x20, nullptr, {"CA"}, {}},
         {"under a trusted root", kNone, 0, &Root(), {"Root"}, {}},
-        {"trust of the machine", kNone, 0, &Root(), {"Root", Side::Machine}, {}},
         {"root not trusted", kNone, 0x20, &Root(), {"CA"}, {}},
         {"intermediate from CA", kNone, 0, &Middle(), {"Root", Side::Machine}, {"CA"}},
         {"intermediate from the machine's AddressBook",
@@ -74,7 +72,6 @@ TEST_F(ChainTest, WhatTheEndCertificateSays) {
         {.name = "expired", .status = 0x1, .from = -2 * kDay, .to = -kDay},
         {.name = "not yet valid", .status = 0x1, .from = kDay, .to = 2 * kDay},
         {.name = "forged signature", .status = 0x8, .forged = true},
-        {.name = "forged, revocation asked for", .flags = kCheck, .status = 0x8, .forged = true},
         {.name = "unknown critical extension",
          .status = 0x08000000,
          .leaf = {{"1.2.3.4", "critical,0500"}}},
@@ -89,7 +86,7 @@ TEST_F(ChainTest, WhatTheEndCertificateSays) {
         recipe.from = row.from;
         recipe.to = row.to;
         const Identity leaf(recipe, &Root());
-        Expect(row.name, row.forged ? leaf.Forged() : leaf.Cert(), row.flags, row.status);
+        Expect(row.name, row.forged ? leaf.Forged() : leaf.Cert(), kNone, row.status);
     }
     Clear();
     Put("CA", Root().Cert());

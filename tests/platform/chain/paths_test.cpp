@@ -164,17 +164,6 @@ TEST_F(ChainTest, OneResultForManyCalls) {
     EXPECT_EQ(StatusOf(Identity(LeafNamed("Leaf"), &Root()).Forged(), kCheck), 0x8U);
 }
 
-TEST_F(ChainTest, TheGivenTimeCounts) {
-    Recipe recipe = AuthorityNamed("Root over time");
-    recipe.from = -40 * kDay;
-    const Identity root(recipe);
-    Put("Root", root.Cert());
-    const Leaf leaf = LeafOf(root, {}, -20 * kDay, -10 * kDay);
-    EXPECT_EQ(StatusOf(leaf, kNone), 0x1U);
-    EXPECT_EQ(StatusOf(leaf, kNone, -15 * kDay), 0U);
-    EXPECT_EQ(StatusOf(leaf, kNone, -30 * kDay), 0x1U);
-}
-
 TEST_F(ChainTest, RequestedUsages) {
     const std::string stamping = "1.3.6.1.5.5.7.3.8";
     const std::string mail = "1.3.6.1.5.5.7.3.4";

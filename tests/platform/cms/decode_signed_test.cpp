@@ -34,7 +34,6 @@ const SignedCase kSignedCases[] = {
     {"another type", {"rsa"}, "-nodetach -econtent_type 1.2.3.4", 100, 1, "1.2.3.4"},
     {"EC, indefinite, key identifier", {"ec"}, "-nodetach -stream -keyid", 100, 1},
     {"EC, SHA-384, no attributes", {"ec"}, "-nodetach -noattr -md sha384", 100, 1},
-    {"GOST 2001, indefinite, no attributes", {"gost2001"}, "-nodetach -noattr -stream", 100, 1},
     {"GOST 2012, 512 bit", {"gost2012-512"}, "-nodetach", 100, 1},
     {"three signers, two digests", {"rsa", "ec", "gost2012-256"}, "-nodetach -stream", 9000, 3},
     {"one signer twice", {"rsa", "rsa"}, "-nodetach -noattr -nocerts", 100, 0},

@@ -175,14 +175,4 @@ TEST(Normalise, MakesDer) {
     }
 }
 
-TEST(Normalise, GrowsLengthFieldsAsNeeded) {
-    // 200 octets in pieces of 1: the definite length needs two octets.
-    Bytes ber = FromHex("3080 2480");
-    for (int i = 0; i < 200; ++i) ber.insert(ber.end(), {0x04, 0x01, 0x5A});
-    ber.insert(ber.end(), {0, 0, 0, 0});
-    Bytes der = FromHex("3081CB 0481C8");
-    der.insert(der.end(), 200, 0x5A);
-    EXPECT_EQ(Hex(Normalise(ber)), Hex(der));
-}
-
 }  // namespace

@@ -74,25 +74,6 @@ std::string TextAt(HKEY root, const std::string& path, const char* name) {
 
 using Names = std::vector<std::string>;
 
-TEST_F(RegistryTest, ProviderTypesAreListedAndMerged) {
-    const Names builtIn = {"Type 001", "Type 016", "Type 024", "Type 075", "Type 080", "Type 081"};
-    EXPECT_EQ(KeysBelow(Key(HKEY_LOCAL_MACHINE, kTypes).Get()), builtIn);
-    EXPECT_NE(TextAt(HKEY_LOCAL_MACHINE, std::string(kTypes) + "\\Type 080", "Name"), "(2)");
-
-    const std::string path = std::string("HKEY_LOCAL_MACHINE\\") + kTypes;
-    WriteSide("machine", "[-" + path + "\\type 075]\r\n[" + path +
-                             "\\Type 003]\r\n\"Name\"=\"Other\"\r\n[" + path +
-                             "\\TYPE 001]\r\n\"NAME\"=\"Mine\"\r\n");
-    const Names merged = {"Type 001", "Type 003", "Type 016", "Type 024", "Type 080", "Type 081"};
-    EXPECT_EQ(KeysBelow(Key(HKEY_LOCAL_MACHINE,
-                            "software\\MICROSOFT\\cryptography\\defaults\\"
-                            "provider types")
-                            .Get()),
-              merged);
-    EXPECT_EQ(TextAt(HKEY_LOCAL_MACHINE, std::string(kTypes) + "\\Type 003", "name"), "Other");
-    EXPECT_EQ(TextAt(HKEY_LOCAL_MACHINE, std::string(kTypes) + "\\Type 001", "Name"), "Mine");
-}
-
 TEST_F(RegistryTest, ValuesOfAnotherKindAreNamed) {
     WriteSide("user", "[HKEY_CURRENT_USER\\P\\Q]\r\n\"short\"=\"\"\r\n\"long\"=\"text\"\r\n");
     const Key outer(HKEY_CURRENT_USER, "p");
