@@ -24,8 +24,8 @@ bool FetchValue(std::vector<BYTE>& value, const Call& call) {
     return true;
 }
 
-// The same for the whole-file road, whose buffers may be large: kLastError or kNoMemory. Bytes
-// for which `room` is mostly enough are asked for no length but when it was not.
+// The same for the whole-file road, whose buffers may be large: kLastError or kNoMemory. With
+// `room`, which is mostly enough, the length is asked for only when it was not.
 template <typename Call>
 Reported FetchBytes(BytesHolder& bytes, DWORD& size, const Call& call, DWORD room = 0) {
     size = room;

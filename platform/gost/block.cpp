@@ -199,29 +199,42 @@ std::unique_ptr<BlockCipher> NewKuznyechik(ByteView key) {
 }
 
 CounterAcpkm::CounterAcpkm(std::unique_ptr<BlockCipher> cipher, ByteView iv, std::size_t section)
-    : KeyStreamCipher(kStreamSize),
-      cipher_(std::move(cipher)),
-      section_(section),
-      counter_(Copy(iv)) {
+    : cipher_(std::move(cipher)), section_(section), counter_(Copy(iv)), stream_(kStreamSize) {
     const std::size_t block = cipher_->Size();
     if (iv.size() != block / 2 || section % block != 0) throw Error(NTE_BAD_LEN);
     counter_.resize(block);
 }
 
-std::size_t CounterAcpkm::NextRun(std::span<std::uint8_t> run) {
+std::size_t CounterAcpkm::NextRun() {
     if (section_ != 0 && sectionUsed_ == section_) {
         cipher_ = NextKey(*cipher_);
         sectionUsed_ = 0;
     }
     const std::size_t filled =
-        section_ == 0 ? run.size() : std::min(run.size(), section_ - sectionUsed_);
+        section_ == 0 ? stream_.size() : std::min(stream_.size(), section_ - sectionUsed_);
     for (std::size_t i = 0; i < filled; i += counter_.size()) {
-        std::copy(counter_.begin(), counter_.end(), run.begin() + static_cast<std::ptrdiff_t>(i));
+        std::copy(counter_.begin(), counter_.end(),
+                  stream_.begin() + static_cast<std::ptrdiff_t>(i));
         for (auto octet = counter_.rbegin(); octet != counter_.rend() && ++*octet == 0;) ++octet;
     }
-    cipher_->Encrypt(run.data(), run.data(), filled / counter_.size());
+    cipher_->Encrypt(stream_.data(), stream_.data(), filled / counter_.size());
     sectionUsed_ += filled;
     return filled;
+}
+
+void CounterAcpkm::Turn(const std::uint8_t* in, std::uint8_t* out, std::size_t size) {
+    while (size > 0) {
+        if (used_ == filled_) {
+            filled_ = NextRun();
+            used_ = 0;
+        }
+        const std::size_t part = std::min(size, filled_ - used_);
+        for (std::size_t i = 0; i < part; ++i) out[i] = in[i] ^ stream_[used_ + i];
+        used_ += part;
+        in += part;
+        out += part;
+        size -= part;
+    }
 }
 
 Omac::Omac(std::unique_ptr<BlockCipher> cipher)

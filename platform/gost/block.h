@@ -33,17 +33,23 @@ std::unique_ptr<BlockCipher> NewMagma(ByteView key);
 std::unique_ptr<BlockCipher> NewKuznyechik(ByteView key);
 
 // CTR-ACPKM. The IV has half a block; a section of 0 keeps the key. Throws NTE_BAD_LEN.
-class CounterAcpkm : public KeyStreamCipher {
+class CounterAcpkm : public StreamCipher {
   public:
     CounterAcpkm(std::unique_ptr<BlockCipher> cipher, ByteView iv, std::size_t section);
+    ~CounterAcpkm() override { Wipe(stream_); }
+    void Turn(const std::uint8_t* in, std::uint8_t* out, std::size_t size) override;
 
   private:
-    std::size_t NextRun(std::span<std::uint8_t> run) override;
+    // Makes more of the stream, and tells how much: at least one octet.
+    std::size_t NextRun();
 
     std::unique_ptr<BlockCipher> cipher_;
     std::size_t section_;
     std::size_t sectionUsed_ = 0;
     Bytes counter_;
+    Bytes stream_;
+    std::size_t filled_ = 0;
+    std::size_t used_ = 0;
 };
 
 // OMAC of a whole block, piece by piece.

@@ -1,5 +1,5 @@
-// GOST 28147-89 (RFC 5830) and its modes as RFC 4357 has them: cipher feedback, counter and
-// block chaining, each with key meshing, the authentication code and the key wraps.
+// GOST 28147-89 (RFC 5830) and what RFC 4357 makes of it: cipher feedback with key meshing, the
+// authentication code and the key wraps.
 // The block cipher reads tables at places that depend on the key, as every implementation does.
 #pragma once
 
@@ -48,60 +48,26 @@ class StreamCipher {
     virtual void Turn(const std::uint8_t* in, std::uint8_t* out, std::size_t size) = 0;
 };
 
-// A cipher that lays a key stream over the text; the stream is made in runs and wiped at the end.
-class KeyStreamCipher : public StreamCipher {
+// Cipher feedback, with a new key after each 1024 octets where it meshes.
+class Feedback89 : public StreamCipher {
   public:
-    ~KeyStreamCipher() override { Wipe(stream_); }
+    // Throws NTE_BAD_LEN for an IV that is not 8 octets.
+    Feedback89(Key89 key, ByteView iv, bool meshes, bool encrypts);
+    ~Feedback89() override;
     void Turn(const std::uint8_t* in, std::uint8_t* out, std::size_t size) override;
 
-  protected:
-    explicit KeyStreamCipher(std::size_t longestRun) : stream_(longestRun) {}
-    // Fills `run`, of the longest run's size, and tells how much of it counts: at least one octet.
-    virtual std::size_t NextRun(std::span<std::uint8_t> run) = 0;
-
   private:
-    Bytes stream_;
-    std::size_t filled_ = 0;
-    std::size_t used_ = 0;
-};
-
-// What the modes share: the running register, and the new key after each 1024 octets.
-class Meshing89 {
-  public:
-    static constexpr std::size_t kSection = 1024;
-
-    // Throws NTE_BAD_LEN for an IV that is not 8 octets.
-    Meshing89(Key89 key, ByteView iv, bool meshes);
-    ~Meshing89() { Wipe(&register_, sizeof register_); }
-    Meshing89(const Meshing89&) = default;
-    Meshing89& operator=(const Meshing89&) = default;
-
-  protected:
     // Changes key and register when a section has ended.
     void MeshWhenDue();
-    void Count(std::size_t octets) { sectionUsed_ += octets; }
-    [[nodiscard]] std::size_t SectionLeft() const { return kSection - sectionUsed_; }
-
-    Key89 key_;
-    std::uint64_t register_;
-
-  private:
-    bool meshes_;
-    std::size_t sectionUsed_ = 0;
-};
-
-class Feedback89 : public StreamCipher, private Meshing89 {
-  public:
-    Feedback89(Key89 key, ByteView iv, bool meshes, bool encrypts);
-    ~Feedback89() override { Wipe(stream_.data(), stream_.size()); }
-    void Turn(const std::uint8_t* in, std::uint8_t* out, std::size_t size) override;
-
-  private:
     void TurnOctets(const std::uint8_t* in, std::uint8_t* out, std::size_t size);
     void EncryptWhole(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks);
     void DecryptWhole(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks);
 
+    Key89 key_;
+    std::uint64_t register_;
+    bool meshes_;
     bool encrypts_;
+    std::size_t sectionUsed_ = 0;
     std::array<std::uint8_t, Key89::kBlock> stream_{};
     std::array<std::uint8_t, Key89::kBlock> text_{};
     std::size_t used_ = Key89::kBlock;

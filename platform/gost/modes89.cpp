@@ -10,6 +10,7 @@ namespace platform::gost {
 namespace {
 
 constexpr std::size_t kBlock = Key89::kBlock;
+constexpr std::size_t kSection = 1024;
 
 void XorBlock(const std::uint8_t* in, const std::uint8_t* stream, std::uint8_t* out) {
     Store64(out, Load64(in) ^ Load64(stream));
@@ -17,23 +18,26 @@ void XorBlock(const std::uint8_t* in, const std::uint8_t* stream, std::uint8_t* 
 
 }  // namespace
 
-Meshing89::Meshing89(Key89 key, ByteView iv, bool meshes) : key_(key), meshes_(meshes) {
+// ---- cipher feedback ------------------------------------------------------------
+
+Feedback89::Feedback89(Key89 key, ByteView iv, bool meshes, bool encrypts)
+    : key_(key), meshes_(meshes), encrypts_(encrypts) {
     if (iv.size() != kBlock) throw Error(NTE_BAD_LEN);
     register_ = Load64(iv.data());
 }
 
-void Meshing89::MeshWhenDue() {
+Feedback89::~Feedback89() {
+    Wipe(&register_, sizeof register_);
+    Wipe(stream_.data(), stream_.size());
+}
+
+void Feedback89::MeshWhenDue() {
     if (sectionUsed_ < kSection) return;
     sectionUsed_ = 0;
     if (!meshes_) return;
     key_.Mesh();
     register_ = key_.Encrypt(register_);
 }
-
-// ---- cipher feedback ------------------------------------------------------------
-
-Feedback89::Feedback89(Key89 key, ByteView iv, bool meshes, bool encrypts)
-    : Meshing89(key, iv, meshes), encrypts_(encrypts) {}
 
 void Feedback89::TurnOctets(const std::uint8_t* in, std::uint8_t* out, std::size_t size) {
     for (std::size_t i = 0; i < size; ++i, ++used_) {
@@ -69,34 +73,17 @@ void Feedback89::Turn(const std::uint8_t* in, std::uint8_t* out, std::size_t siz
             TurnOctets(in, out, part);
         } else {
             MeshWhenDue();
-            part = std::min(size, SectionLeft()) / kBlock * kBlock;
+            part = std::min(size, kSection - sectionUsed_) / kBlock * kBlock;
             if (part > 0) {
-                Count(part);
+                sectionUsed_ += part;
                 encrypts_ ? EncryptWhole(in, out, part / kBlock)
                           : DecryptWhole(in, out, part / kBlock);
             } else {
-                Count(kBlock);
+                sectionUsed_ += kBlock;
                 Store64(stream_.data(), key_.Encrypt(register_));
                 used_ = 0;
             }
         }
-        in += part;
-        out += part;
-        size -= part;
-    }
-}
-
-// ---- counter --------------------------------------------------------------------
-
-void KeyStreamCipher::Turn(const std::uint8_t* in, std::uint8_t* out, std::size_t size) {
-    while (size > 0) {
-        if (used_ == filled_) {
-            filled_ = NextRun(stream_);
-            used_ = 0;
-        }
-        const std::size_t part = std::min(size, filled_ - used_);
-        for (std::size_t i = 0; i < part; ++i) out[i] = in[i] ^ stream_[used_ + i];
-        used_ += part;
         in += part;
         out += part;
         size -= part;
