@@ -18,7 +18,7 @@ set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 
 # No program tells in which folder it was built (scripts/reproducible). The last map that fits
 # counts, and the build's folder mostly lies in the sources'.
-add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${CMAKE_BINARY_DIR}=build)
+add_compile_options(-ffile-prefix-map=${KESTREL_ROOT}=. -ffile-prefix-map=${CMAKE_BINARY_DIR}=build)
 
 add_library(warnings INTERFACE)
 target_compile_options(warnings INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Werror)
