@@ -101,7 +101,8 @@ constexpr Command kCommands[] = {
     {"store", "add", "NAME FILE...", 2, kMany,
      "Adds the certificates and CRLs of files to a store.\n\n"
      "Files are certificates, CRLs or PKCS #7 bundles, PEM or DER. One that cannot be read\n"
-     "leaves the store as it was. A CRL takes the place of an older one of its series.",
+     "leaves the store as it was. A CRL takes the place of the one of its series, unless\n"
+     "that is of a later date.",
      {kMachine}, StoreAdd},
     {"store", "remove", "NAME THUMBPRINT", 2, 2,
      "Removes a certificate or CRL from a store.\n\n"

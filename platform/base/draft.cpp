@@ -182,7 +182,8 @@ bool IsDraft(const std::string& name) {
 
 }  // namespace
 
-// Who has a name that its owner alone was to see is found out when it is given, if ever.
+// Whether another file has the name of one for its owner alone is found out when that is given
+// its name, if ever.
 Draft::Draft(std::string name, Access access) : name_(std::move(name)) {
     SweepOnce(name_);
     if (IsDraft(name_) || (access == Access::Everybody && !NameIsFree(name_))) {

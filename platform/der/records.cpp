@@ -138,16 +138,16 @@ std::vector<ExtensionView> ReadExtensions(ByteView contents) {
 }
 
 FILETIME ReadTime(const der::Item& item) {
-    if (item.tag != der::kUtcTime && item.tag != der::kGeneralizedTime)
-        throw Error(CRYPT_E_ASN1_BADTAG);
+    const bool general = item.tag == der::kGeneralizedTime;
+    if (!general && item.tag != der::kUtcTime) throw Error(CRYPT_E_ASN1_BADTAG);
     TimeText text(item.contents);
-    const std::chrono::year year(ReadYear(text, item.tag == der::kGeneralizedTime));
+    const std::chrono::year year(ReadYear(text, general));
     const std::chrono::month month(static_cast<unsigned>(text.Number(2)));
     const std::chrono::day day(static_cast<unsigned>(text.Number(2)));
     const int hour = text.Number(2);
     const int minute = text.Number(2);
     const int second = text.AtDigit() ? text.Number(2) : 0;
-    if (item.tag == der::kGeneralizedTime) text.SkipFraction();
+    if (general) text.SkipFraction();
     const std::chrono::year_month_day date(year, month, day);
     if (!date.ok() || hour > 23 || minute > 59 || second > 59) Corrupt();
     return ToFileTime(std::chrono::sys_days(date) + std::chrono::hours(hour) +

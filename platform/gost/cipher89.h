@@ -6,7 +6,6 @@
 #include <array>
 #include <cstdint>
 #include <optional>
-#include <span>
 
 #include "platform/base/bytes.h"
 #include "platform/gost/substitution.h"

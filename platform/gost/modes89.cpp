@@ -1,4 +1,4 @@
-// The modes of GOST 28147-89 (RFC 4357, 2).
+// Cipher feedback, authentication code and key wraps of GOST 28147-89 (RFC 4357).
 #include <algorithm>
 
 #include "platform/base/error.h"
